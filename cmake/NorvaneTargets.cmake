@@ -1,0 +1,61 @@
+# What every target of this project shares: the language, the warnings, the sanitizers, where programs go.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+option(NORVANE_WERROR "Warnings are errors" OFF)
+option(NORVANE_SANITIZE "Address and undefined-behaviour sanitizers" OFF)
+option(NORVANE_BENCH "Build the benchmarks" OFF)
+
+find_program(CCACHE ccache)
+if(CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(CapnProto REQUIRED)
+pkg_check_modules(CARES REQUIRED IMPORTED_TARGET libcares)
+pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(OPENSSL REQUIRED IMPORTED_TARGET openssl)
+pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
+if(NORVANE_WERROR)
+  add_compile_options(-Werror)
+endif()
+if(NORVANE_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+else()
+  add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+  add_compile_options(-fstack-protector-strong)
+endif()
+
+# norvane_library(NAME SOURCES ... [LINK ...]): the static library of one folder. Includes are written from
+# the root: #include "engine/Service.h".
+function(norvane_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  if(ARG_SOURCES)
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR})
+    target_link_libraries(${name} PUBLIC ${ARG_LINK})
+  else()
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} INTERFACE ${CMAKE_SOURCE_DIR})
+    target_link_libraries(${name} INTERFACE ${ARG_LINK})
+  endif()
+endfunction()
+
+# norvane_program(NAME SOURCES ... [LINK ...]): one of the programs that lie together in the application folder.
+function(norvane_program name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE ${ARG_LINK})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+  install(TARGETS ${name} RUNTIME DESTINATION .)
+endfunction()

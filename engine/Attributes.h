@@ -1,0 +1,41 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "console/engine/MonitorKeys.h"
+
+namespace norvane::engine {
+
+/// The attributes of one monitor: the known keys by position, any other by name. Values are UTF-8 text, byte
+/// for byte as they were set. Shared between threads as `std::shared_ptr<const Attributes>`; a change makes a
+/// new one.
+class Attributes {
+ public:
+  using Others = std::map<std::string, std::string, std::less<>>;
+
+  /// Limits on what comes from outside; `Set` throws EngineError (Invalid) beyond them.
+  static constexpr std::size_t MaxKeySize = 256;
+  static constexpr std::size_t MaxValueSize = 1 << 20;
+  static constexpr std::size_t MaxOthers = 64;
+
+  /// Empty text for a key that was never set.
+  [[nodiscard]] const std::string& Get(std::string_view key) const;
+  void Set(std::string_view key, std::string value);
+
+  /// By position in `KnownKeys`.
+  [[nodiscard]] const std::string& At(std::size_t index) const { return m_known[index]; }
+  /// Keys unknown to this version, kept for the one that knows them.
+  [[nodiscard]] const Others& Unknown() const { return m_others; }
+
+ private:
+  std::array<std::string, console::engine::KnownKeys.size()> m_known;
+  Others m_others;
+};
+
+/// What a monitor starts with: stopped, every minute, half a minute to answer, two tries.
+[[nodiscard]] Attributes NewMonitorAttributes();
+
+}  // namespace norvane::engine

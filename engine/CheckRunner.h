@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/Attributes.h"
+#include "engine/CheckResult.h"
+
+namespace norvane::engine {
+
+/// Unique while the engine lives: the table's generation in the upper half, a running number in the lower.
+using MonitorId = std::uint64_t;
+
+/// What the checker needs to know of a monitor.
+struct CheckTarget {
+  MonitorId id = 0;
+  std::string name;  ///< full name; its head is the type
+  std::shared_ptr<const Attributes> attributes;
+};
+
+/// A check that has ended, or a remark about one.
+struct CheckReport {
+  MonitorId id = 0;
+  /// The ticket of `CheckOnce`; 0 for a check that the schedule started.
+  std::uint64_t ticket = 0;
+  CheckResult result;
+  /// Something to put into the monitor's log beside the result ("check outlasted its interval"); may be
+  /// empty.
+  std::string remark;
+};
+
+/// Runs checks on a schedule. Called from the service thread; the work happens elsewhere, and the reports
+/// wait to be taken. Nothing here blocks or throws.
+class CheckRunner {
+ public:
+  virtual ~CheckRunner() = default;
+
+  /// Checks the target every interval from now on, first after `firstAfter`.
+  virtual void Start(CheckTarget target, std::chrono::milliseconds firstAfter) = 0;
+  /// New attributes of a started target, from its next check on.
+  virtual void Update(CheckTarget target) = 0;
+  /// No scheduled report of this monitor is taken after the call.
+  virtual void Stop(MonitorId id) = 0;
+  /// One check at once, outside the schedule, reported under `ticket` (not 0), whether the monitor runs or
+  /// not.
+  virtual void CheckOnce(CheckTarget target, std::uint64_t ticket) = 0;
+  /// The reports that came since the last call.
+  [[nodiscard]] virtual std::vector<CheckReport> TakeReports() = 0;
+};
+
+}  // namespace norvane::engine
