@@ -1,0 +1,102 @@
+#include "platform/Number.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace norvane::platform {
+namespace {
+
+TEST(Number, ReadsTheStartOrTheWhole) {
+  struct Row {
+    const char* text;
+    double start;
+    std::optional<double> whole;
+  };
+  const Row rows[] = {
+      {"12", 12, 12},
+      {"  12 ", 12, 12},
+      {"+12", 12, 12},
+      {"-12.50", -12.5, -12.5},
+      {".5", .5, .5},
+      {"5.", 5, 5},
+      {"-.5", -.5, -.5},
+      {"1e3", 1000, 1000},
+      {"1.5E-1", .15, .15},
+      {"007", 7, 7},
+      {"123456789012345678", 123456789012345680, 123456789012345680},
+      {"12ab", 12, {}},
+      {"1 2", 1, {}},
+      {"1.2.3", 1.2, {}},
+      {"1,000", 1, {}},
+      {"1,5", 1, {}},
+      {"1e", 1, {}},
+      {"1e+", 1, {}},
+      {"0x10", 0, {}},
+      {"", 0, {}},
+      {"   ", 0, {}},
+      {"-", 0, {}},
+      {".", 0, {}},
+      {"e5", 0, {}},
+      {"+-5", 0, {}},
+      {"- 5", 0, {}},
+      {"ab12", 0, {}},
+      {"nan", 0, {}},
+      {"-inf", 0, {}},
+      {"infinity", 0, {}},
+      {"1e999", 0, {}},
+      {"\t12", 0, {}},
+      {"12\n", 12, {}},
+      {"\xc2\xa0"
+       "12",
+       0,
+       {}},
+      {"\xd9\xa1", 0, {}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    EXPECT_EQ(Val(row.text), row.start);
+    EXPECT_EQ(ParseNumber(row.text), row.whole);
+  }
+}
+
+TEST(Number, ReadsOnlyItsOwnCharacters) {
+  const std::string_view text = "12345";
+  EXPECT_EQ(ParseNumber(text.substr(0, 2)), 12);
+  EXPECT_EQ(ParseNumber(std::string_view("12\0", 3)), std::nullopt);
+}
+
+TEST(Number, WritesTheShortestText) {
+  struct Row {
+    double value;
+    const char* text;
+  };
+  const Row rows[] = {
+      {9, "9"},
+      {1.5, "1.5"},
+      {-0.25, "-0.25"},
+      {0, "0"},
+      {-0.0, "0"},
+      {0.1 + 0.2, "0.3"},
+      {2.5 - 1, "1.5"},
+      {2.1 - 1, "1.1"},
+      {100000, "100000"},
+      {1234567.5, "1234567.5"},
+      {999999999999999, "999999999999999"},
+      {0.0000001, "0.0000001"},
+      {1.0 / 3, "0.333333333333333"},
+      {2e15, "2e+15"},
+      {1e-20, "1e-20"},
+      {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    EXPECT_EQ(FormatNumber(row.value), row.text);
+    ASSERT_TRUE(ParseNumber(row.text));
+    EXPECT_NEAR(*ParseNumber(row.text), row.value, std::abs(row.value) * 1e-14);
+  }
+}
+
+}  // namespace
+}  // namespace norvane::platform
