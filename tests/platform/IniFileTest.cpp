@@ -1,0 +1,83 @@
+#include "platform/IniFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace norvane::platform {
+namespace {
+
+using norvane::testing::TemporaryFolder;
+using norvane::testing::WriteFile;
+
+TEST(IniFile, ReadsByTheRulesOfTheCall) {
+  struct Row {
+    const char* name;
+    const char* content;
+    const char* value;
+  };
+  const Row rows[] = {
+      {"plain", "[help]\nfeedback=mail\n", "mail"},
+      {"carriage returns", "[help]\r\nfeedback=mail\r\n", "mail"},
+      {"no line end", "[help]\nfeedback=mail", "mail"},
+      {"byte order mark", "\xef\xbb\xbf[help]\nfeedback=mail", "mail"},
+      {"letter case", "[HELP]\nFeedBack=Mail", "Mail"},
+      {"blanks", " [ help ] \n\tfeedback \t= a b \t\n", "a b"},
+      {"text behind the section", "[help] ; all\nfeedback=mail", "mail"},
+      {"section not closed", "[help\nfeedback=mail", "mail"},
+      {"double quotes keep blanks", "[help]\nfeedback=\" a \"", " a "},
+      {"single quotes", "[help]\nfeedback='a'", "a"},
+      {"only one pair", "[help]\nfeedback=\"'a'\"", "'a'"},
+      {"quotes that differ", "[help]\nfeedback=\"a'", "\"a'"},
+      {"a single quote", "[help]\nfeedback=\"", "\""},
+      {"inner quotes", "[help]\nfeedback=a\"b\"c", "a\"b\"c"},
+      {"nothing is unescaped or split", "[help]\nfeedback=a\\n,b;c=%20 #d", "a\\n,b;c=%20 #d"},
+      {"comments", "[help]\n;feedback=no\n ; feedback=no\nfeedback=mail", "mail"},
+      {"first line wins", "[help]\nfeedback=1\nfeedback=2", "1"},
+      {"first section counts", "[help]\na=1\n[help]\nfeedback=2", "default"},
+      {"other section", "[other]\nfeedback=no\n[help]\nfeedback=mail", "mail"},
+      {"key of the next section", "[help]\na=1\n[other]\nfeedback=no", "default"},
+      {"before all sections", "feedback=no\n[help]\n", "default"},
+      {"part of a name", "[help]\nfeed=1\nfeedbacks=2", "default"},
+      {"empty value", "[help]\nfeedback=", ""},
+      {"key without value", "[help]\nfeedback\n", "default"},
+      {"empty file", "", "default"},
+      {"letters beyond ASCII", "[help]\nfeedback=\xc3\xa4\xe6\x9c\xac", "\xc3\xa4\xe6\x9c\xac"},
+  };
+  const TemporaryFolder folder;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(IniValue("help", "feedback", "default  ", WriteFile(folder / "config.ini", row.content)),
+              row.value);
+  }
+}
+
+TEST(IniFile, CutsToWhatTheBufferHolds) {
+  const TemporaryFolder folder;
+  std::string value;
+  for (int i = 0; i < 310; ++i)
+    value += "\xc3\xa4";
+  const auto path =
+      WriteFile(folder / "config.ini", "[s]\nlong=" + value + "\nfits=" + std::string(299, 'x'));
+  EXPECT_EQ(IniValue("s", "long", "", path), value.substr(0, 2 * 299));
+  EXPECT_EQ(IniValue("s", "fits", "", path), std::string(299, 'x'));
+  EXPECT_EQ(IniValue("s", "none", std::string(400, 'x'), path), std::string(299, 'x'));
+}
+
+TEST(IniFile, GivesTheDefaultWhereThereIsNoFileToRead) {
+  const TemporaryFolder folder;
+  const std::string entry = "[s]\nk=v\n";
+  EXPECT_EQ(IniValue("s", "k", "d", folder / "missing.ini"), "d");
+  EXPECT_EQ(IniValue("s", "k", "d", folder.Path()), "d");
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(IniValue("s", "k", "d", folder / "pipe"), "d");
+
+  const std::size_t limit = 1 << 20;
+  const auto filled = [&](std::size_t size) { return entry + std::string(size - entry.size(), '\n'); };
+  EXPECT_EQ(IniValue("s", "k", "d", WriteFile(folder / "full.ini", filled(limit))), "v");
+  EXPECT_EQ(IniValue("s", "k", "d", WriteFile(folder / "large.ini", filled(limit + 1))), "d");
+}
+
+}  // namespace
+}  // namespace norvane::platform
