@@ -24,6 +24,8 @@ class Attributes {
   /// Empty text for a key that was never set.
   [[nodiscard]] const std::string& Get(std::string_view key) const;
   void Set(std::string_view key, std::string value);
+  /// By position in `KnownKeys`, for readers of files that have checked the size.
+  void SetAt(std::size_t index, std::string value) { m_known[index] = std::move(value); }
 
   /// By position in `KnownKeys`.
   [[nodiscard]] const std::string& At(std::size_t index) const { return m_known[index]; }

@@ -1,0 +1,41 @@
+#include "engine/KeepAside.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "engine/StoreError.h"
+
+namespace norvane::engine {
+
+namespace {
+[[noreturn]] void Fail(const std::string& path) {
+  throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(errno));
+}
+
+bool Exists(const std::string& path) {
+  struct stat info {};
+  return ::lstat(path.c_str(), &info) == 0;
+}
+}  // namespace
+
+std::string KeepAside(const std::string& path) {
+  char stamp[32];
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  ::localtime_r(&now, &local);
+  std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);
+  std::string kept = path + ".unreadable-" + stamp;
+  for (int i = 2; Exists(kept); ++i)
+    kept = path + ".unreadable-" + stamp + "-" + std::to_string(i);
+  if (::rename(path.c_str(), kept.c_str()) != 0) Fail(path);
+  // The journal, if there is one, belongs to it and may be what mends it.
+  if (::rename((path + "-journal").c_str(), (kept + "-journal").c_str()) != 0 && errno != ENOENT)
+    Fail(path + "-journal");
+  return kept;
+}
+
+}  // namespace norvane::engine

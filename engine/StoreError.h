@@ -1,0 +1,24 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace norvane::engine {
+
+enum class StoreErrorCode {
+  NoFile,      ///< there is no file of that name
+  Unreadable,  ///< not a data file of ours, a damaged one, or one of a newer version
+  Failed,      ///< the disk or the permissions; the file is as it was
+};
+
+/// A data file could not be read or written. The text names the file and the reason, for the user.
+class StoreError : public std::runtime_error {
+ public:
+  StoreError(StoreErrorCode code, const std::string& what) : std::runtime_error(what), m_code(code) {}
+  [[nodiscard]] StoreErrorCode Code() const noexcept { return m_code; }
+
+ private:
+  StoreErrorCode m_code;
+};
+
+}  // namespace norvane::engine
