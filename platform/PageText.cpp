@@ -1,0 +1,87 @@
+#include "platform/PageText.h"
+
+#include <numeric>
+
+#include "platform/Blanks.h"
+#include "platform/Charset.h"
+#include "platform/Utf8.h"
+
+namespace norvane::platform {
+namespace {
+
+constexpr std::string_view HttpBlanks = " \t";
+
+std::string Upper(std::string_view text) {
+  std::string upper(text);
+  for (char& c : upper)
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  return upper;
+}
+
+// Takes the text up to `end` away from the start of `rest`, and `end` with it.
+std::string_view TakeUntil(char end, std::string_view& rest) {
+  const auto position = rest.find(end);
+  const auto taken = rest.substr(0, position);
+  rest.remove_prefix(position == std::string_view::npos ? rest.size() : position + 1);
+  return taken;
+}
+
+// RFC 9110, 5.6.6 and 8.3.1, in capitals; empty if there is none. A quoted value may hold the separators.
+std::string CharsetOf(std::string_view contentType) {
+  TakeUntil(';', contentType);
+  while (!contentType.empty()) {
+    auto name = TakeUntil('=', contentType);
+    name.remove_prefix(name.rfind(';') + 1);  // a parameter without value may stand in front
+    contentType = Trimmed(contentType, HttpBlanks);
+    std::string_view value;
+    if (contentType.starts_with('"')) {
+      contentType.remove_prefix(1);
+      value = TakeUntil('"', contentType);
+      TakeUntil(';', contentType);
+    } else {
+      value = TakeUntil(';', contentType);
+    }
+    if (Upper(Trimmed(name, HttpBlanks)) == "CHARSET") return Upper(Trimmed(value, HttpBlanks));
+  }
+  return {};
+}
+
+std::string DecodeSingleByte(std::string_view body, const ByteMeanings& meanings) {
+  std::string text;
+  text.reserve(body.size());
+  while (!body.empty()) {
+    const auto ascii = AsciiPrefix(body);
+    text += body.substr(0, ascii);
+    body.remove_prefix(ascii);
+    for (; !body.empty() && static_cast<signed char>(body.front()) < 0; body.remove_prefix(1))
+      text += meanings[static_cast<unsigned char>(body.front())];
+  }
+  return text;
+}
+
+std::string Convert(std::string_view body, CharsetConverter& converter) {
+  std::string text;
+  while (converter.Convert(body, text) != CharsetConverter::Stop::End) {
+    text += ReplacementUtf8;
+    body.remove_prefix(1);
+  }
+  converter.Finish(text);
+  return ValidUtf8(text);  // iconv lets a few codes through that UTF-8 excludes
+}
+
+}  // namespace
+
+std::string DecodePage(std::string_view body, std::string_view contentType) {
+  const std::string charset = CharsetOf(contentType);
+  if (charset.empty() || charset == "UTF-8" || charset == "UTF8") return ValidUtf8(body);
+  if (const auto* meanings = SingleByteCharset(charset)) return DecodeSingleByte(body, *meanings);
+  if (auto converter = CharsetConverter::Open("UTF-8", charset)) return Convert(body, *converter);
+  return ValidUtf8(body);
+}
+
+std::uint32_t ByteSum(std::string_view bytes) {
+  return std::accumulate(bytes.begin(), bytes.end(), std::uint32_t{0},
+                         [](std::uint32_t sum, char byte) { return sum + static_cast<unsigned char>(byte); });
+}
+
+}  // namespace norvane::platform

@@ -1,0 +1,152 @@
+#include "platform/PageText.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "platform/LegacyCharset.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace norvane::platform {
+namespace {
+
+using norvane::testing::TemporaryFolder;
+using norvane::testing::WriteFile;
+
+std::string Replacements(int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i)
+    text += "\xef\xbf\xbd";
+  return text;
+}
+
+TEST(PageText, DecodesByTheContentType) {
+  struct Row {
+    const char* contentType;
+    std::string body;
+    std::string text;
+  };
+  const std::string latin = "0123456789 caf\xe9 \x80";
+  const std::string latinText = "0123456789 caf\xc3\xa9 \xe2\x82\xac";
+  const Row rows[] = {
+      {"text/html; charset=windows-1252", latin, latinText},
+      {"text/html;CHARSET=\"Windows-1252\"", latin, latinText},
+      {"text/html; x=1 ; charset = cp1252 ; y=2", latin, latinText},
+      {"text/html; title=\"a; charset=utf-8\"; charset=cp1252", latin, latinText},
+      {"text/html; strict; charset=cp1252", latin, latinText},
+      {"text/html; charset=cp1252; charset=utf-8", latin, latinText},
+      {"text/html; xcharset=cp1252", "\xe9", Replacements(1)},
+      {"text/html; charset=\"cp1252", "\xe9", "\xc3\xa9"},
+      {"text/html", "caf\xc3\xa9", "caf\xc3\xa9"},
+      {"", "caf\xc3\xa9", "caf\xc3\xa9"},
+      {"text/html; charset=", "caf\xc3\xa9", "caf\xc3\xa9"},
+      {"text/html; charset=no-such-set", "caf\xc3\xa9", "caf\xc3\xa9"},
+      {"text/html; charset=ascii//TRANSLIT", "caf\xc3\xa9", "caf\xc3\xa9"},
+      {"text/html; charset=us-ascii", "a\xff", "a" + Replacements(1)},
+      {"text/html; charset=shift_jis", "\x93\xfa\x96{", "\xe6\x97\xa5\xe6\x9c\xac"},
+      {"text/html; charset=shift_jis",
+       "a\xa0\xff"
+       "b\x93",
+       "a" + Replacements(2) + "b" + Replacements(1)},
+      {"text/html; charset=utf-16le", std::string("a\0\xe9\0", 4), "a\xc3\xa9"},
+      {"text/html; charset=iso-2022-jp", "a\x1b$BF|K\\\x1b(Bb",
+       "a\xe6\x97\xa5\xe6\x9c\xac"
+       "b"},
+      {"text/html; charset=windows-1258", "xa", "xa"},  // a letter is held back for its accent
+      {"text/html; charset=ucs-4le", std::string("\0\0\x11\0", 4), Replacements(4)},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.contentType);
+    for (int round = 0; round < 2; ++round)  // the second finds the set known
+      EXPECT_EQ(DecodePage(row.body, row.contentType), row.text);
+  }
+}
+
+TEST(PageText, ReplacesWhatIsNoUtf8ByteByByte) {
+  struct Row {
+    const char* name;
+    std::string body;
+    std::string text;
+  };
+  const Row rows[] = {
+      {"empty", "", ""},
+      {"zero byte", std::string("a\0b", 3), std::string("a\0b", 3)},
+      {"all lengths", "a\xc2\x80\xe0\xa0\x80\xf0\x90\x80\x80\xf4\x8f\xbf\xbf",
+       "a\xc2\x80\xe0\xa0\x80\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+      {"no lead", "12345678\x80z", "12345678" + Replacements(1) + "z"},
+      {"cut at the end", "a\xe2\x82", "a" + Replacements(2)},
+      {"cut by another",
+       "\xe2\x82"
+       "a",
+       Replacements(2) + "a"},
+      {"overlong", "\xc0\xaf\xe0\x80\xaf\xf0\x80\x80\xaf", Replacements(9)},
+      {"surrogate", "\xed\xa0\x80", Replacements(3)},
+      {"above the last code", "\xf4\x90\x80\x80\xf8", Replacements(5)},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(DecodePage(row.body, "text/plain"), row.text);
+  }
+}
+
+TEST(PageText, ByteSumCountsBytesUnsigned) {
+  EXPECT_EQ(ByteSum(""), 0u);
+  EXPECT_EQ(ByteSum("\xff\x01"), 256u);
+  EXPECT_EQ(ByteSum(std::string(16843010, '\xff')),
+            254u);  // 2^32 - 1 is 255 times 16843009, and wraps behind it
+}
+
+TEST(LegacyCharset, CountsTwoForDoubleByteCharacters) {
+  struct Row {
+    const char* charset;
+    const char* text;
+    std::uint32_t size;
+  };
+  const Row rows[] = {
+      {"windows-1252", "abc", 3},
+      {"windows-1252", "", 0},
+      {"windows-1252", "a\r\n", 3},
+      {"windows-1252", "\xc3\xa4\xe2\x82\xac", 2},
+      {"windows-1252", "\xe6\x97\xa5\xf0\x9f\x98\x80", 2},  // it holds neither
+      {"shift_jis", "\xe6\x97\xa5\xe6\x9c\xac", 4},
+      {"shift_jis", "a\xe6\x97\xa5\xef\xbd\xb1", 4},  // the half-width letter is one byte
+      {"shift_jis", "\xc3\xa4\xf0\x9f\x98\x80", 2},
+      {"gb18030", "\xe4\xb8\xad\xf0\x9f\x98\x80", 3},  // the second takes four bytes
+      {"big5-hkscs", "\xc3\x8a\xf0\xa0\x80\x8e", 3},   // one the set holds back, one beyond 16 bits
+      {"euc-jp", "\xe6\x97\xa5\xe4\xb8\x82", 3},       // the second takes three bytes
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(::testing::Message() << row.charset << " " << row.text);
+    EXPECT_EQ(LegacyCharset(row.charset).SizeOf(row.text), row.size);
+  }
+}
+
+TEST(LegacyCharset, SurvivesTextThatIsNoUtf8) {
+  EXPECT_LE(LegacyCharset("shift_jis")
+                .SizeOf("\xe6\x97"
+                        "a\xff\xf0"),
+            5u);
+}
+
+TEST(LegacyCharset, ComesFromTheConfigurationFile) {
+  const TemporaryFolder folder;
+  const std::string japanese = "\xe6\x97\xa5";
+  EXPECT_EQ(LegacyCharset::FromConfig(folder / "missing.ini").SizeOf(japanese), 1u);
+  const auto config = WriteFile(folder / "config.ini", "[Text]\ncharset = Shift_JIS\n");
+  EXPECT_EQ(LegacyCharset::FromConfig(config).SizeOf(japanese), 2u);
+
+  for (const char* name : {"no-such-set", "", "utf-8//IGNORE"}) {
+    SCOPED_TRACE(name);
+    WriteFile(config, std::string("[text]\ncharset=") + name);
+    try {
+      static_cast<void>(LegacyCharset::FromConfig(config));
+      FAIL() << "taken";
+    } catch (const std::invalid_argument& error) {
+      EXPECT_EQ(error.what(),
+                config + ", section \"text\", key \"charset\": unknown character set \"" + name + "\"");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace norvane::platform
