@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace norvane::platform {
+
+/// The folder that holds this program, absolute, without links and without a slash at its end (but "/"). A
+/// link to the program counts as lying where the link lies. It is looked up at the first call, which so
+/// belongs before any change of the working folder; throws std::system_error if it cannot be told. Any
+/// thread.
+[[nodiscard]] const std::string& ApplicationFolder();
+
+/// The folder in which the program called as `calledAs` (argv[0]) lies; a name without "/" is looked for in
+/// `searchPath`, a list of folders joined by ":". Empty if no such file exists.
+[[nodiscard]] std::string FolderOfProgram(const std::string& calledAs, std::string_view searchPath);
+
+/// `path` with "/" for each "\", as attributes and the console write paths: a folder followed by "\log\x".
+[[nodiscard]] std::string NativePath(std::string path);
+
+/// Whether a regular file lies at `path`, links followed. A path that the system refuses does not exist.
+[[nodiscard]] bool FileExists(const std::string& path);
+
+/// Makes the folder `path` and what is missing above it, each with mode 0700. No error if it is there
+/// already.
+[[nodiscard]] std::error_code MakeFolder(const std::string& path);
+
+/// The name of this computer, at most 49 bytes of it.
+[[nodiscard]] std::string ComputerName();
+
+}  // namespace norvane::platform
