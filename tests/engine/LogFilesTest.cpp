@@ -1,0 +1,163 @@
+#include "engine/LogFiles.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <filesystem>
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace norvane::engine {
+namespace {
+
+namespace fs = std::filesystem;
+using norvane::testing::ReadFile;
+using norvane::testing::WriteFile;
+
+class LogFilesTest : public ::testing::Test {
+ protected:
+  LogFilesTest() {
+    SetZone("TST-5:30");
+    // 2031-02-03T04:05:06.007 in that zone
+    m_moment = std::chrono::system_clock::from_time_t(1927838106) + std::chrono::milliseconds(7);
+  }
+  ~LogFilesTest() override { ::unsetenv("TZ"), ::tzset(); }
+
+  static void SetZone(const char* zone) {
+    ::setenv("TZ", zone, 1);
+    ::tzset();
+  }
+  [[nodiscard]] LogLine Line(std::string pattern, std::string text) const {
+    return {std::move(pattern), m_moment, std::move(text)};
+  }
+  static mode_t ModeOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+  }
+
+  norvane::testing::TemporaryFolder m_folder;
+  std::chrono::system_clock::time_point m_moment;
+  std::vector<std::string> m_reports;
+  LogFiles m_logs{m_folder.Path(), [this](const std::string& text) { m_reports.push_back(text); }};
+};
+
+constexpr const char* Stamp = "2031-02-03T04:05:06.007+05:30 ";
+
+TEST_F(LogFilesTest, PatternsNameTheFileByTheLinesOwnDay) {
+  struct Row {
+    std::string pattern;
+    std::string file;
+  };
+  const Row rows[] = {
+      {"plain.log", "plain.log"},
+      {"log\\Log%d%m%y.log", "log/Log030231.log"},
+      {m_folder.Path() + "\\log\\abs%y.log", "log/abs31.log"},
+      {"%%d %D%Y%x%", "%03 %D%Y%x%"},
+      {"%y%m/%d/deep", "3102/03/deep"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.pattern);
+    m_logs.Write({Line(row.pattern, "text")});
+    EXPECT_EQ(ReadFile(m_folder / row.file), std::string(Stamp) + "text\n");
+    EXPECT_EQ(ModeOf(m_folder / row.file), mode_t{0600});
+  }
+  EXPECT_EQ(ModeOf(m_folder / "3102/03"), mode_t{0700});
+
+  auto nextDay = Line("day%d", "later");
+  nextDay.at += std::chrono::hours(20);
+  m_logs.Write({Line("day%d", "first"), nextDay});
+  EXPECT_EQ(ReadFile(m_folder / "day03"), std::string(Stamp) + "first\n");
+  EXPECT_EQ(ReadFile(m_folder / "day04"), "2031-02-04T00:05:06.007+05:30 later\n");
+  EXPECT_TRUE(m_reports.empty());
+}
+
+TEST_F(LogFilesTest, AZoneWestOfGreenwichIsNegative) {
+  SetZone("TST3:30");
+  m_logs.Write({Line("a", "x")});
+  EXPECT_EQ(ReadFile(m_folder / "a"), "2031-02-02T19:05:06.007-03:30 x\n");
+}
+
+TEST_F(LogFilesTest, LinesStayInOrderAndAreAppended) {
+  m_logs.Write({Line("a", "1"), Line("b", "2"), Line("a", "3")});
+  m_logs.Write({Line("a", "4")});
+  const std::string stamp = Stamp;
+  EXPECT_EQ(ReadFile(m_folder / "a"), stamp + "1\n" + stamp + "3\n" + stamp + "4\n");
+  EXPECT_EQ(ReadFile(m_folder / "b"), stamp + "2\n");
+}
+
+TEST_F(LogFilesTest, AFileThatWasMovedAwayIsMadeAnew) {
+  m_logs.Write({Line("log/a", "1")});
+  fs::rename(m_folder / "log", m_folder / "old");
+  m_logs.Write({Line("log/a", "2")});
+  EXPECT_EQ(ReadFile(m_folder / "old/a"), std::string(Stamp) + "1\n");
+  EXPECT_EQ(ReadFile(m_folder / "log/a"), std::string(Stamp) + "2\n");
+}
+
+TEST_F(LogFilesTest, ControlCharactersAreEscaped) {
+  struct Row {
+    std::string text;
+    std::string written;
+  };
+  const Row rows[] = {
+      {"a\nb\r\tc", "a\\nb\\r\\tc"},
+      {std::string("\0\x1b[31m\x7f", 7), "\\x00\\x1b[31m\\x7f"},
+      {"\xc2\x9b"
+       "1m \xc2\xa0\xc2\xb5 \xe2\x82\xac",
+       "\\x9b"
+       "1m \xc2\xa0\xc2\xb5 \xe2\x82\xac"},
+      {"C:\\new", "C:\\new"},
+      {"", ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.written);
+    fs::remove(m_folder / "a");
+    m_logs.Write({Line("a", row.text)});
+    EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + row.written + "\n");
+  }
+}
+
+TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
+  WriteFile(m_folder / "file", "");
+  fs::create_directory(m_folder / "folder");
+  ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+  struct Row {
+    std::string pattern;
+    std::string reason;
+  };
+  const Row rows[] = {
+      {"folder", "Is a directory"},
+      {"file/below", "Not a directory"},
+      {"pipe", "No such device or address"},
+      {"/dev/null", "it is not a regular file"},
+      {std::string("zero\0", 5), "its name holds a zero character"},
+      {"", "Is a directory"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.pattern);
+    m_reports.clear();
+    for (int i = 0; i < 3; ++i)
+      m_logs.Write({Line(row.pattern, "lost"), Line("good", "kept")});
+    const auto path = row.pattern.starts_with('/') ? row.pattern : m_folder / row.pattern;
+    EXPECT_EQ(m_reports, std::vector<std::string>{"log file " + path + " cannot be written: " + row.reason});
+  }
+  const std::string line = std::string(Stamp) + "kept\n";
+  EXPECT_EQ(ReadFile(m_folder / "good").size(), line.size() * 3 * std::size(rows));
+}
+
+TEST_F(LogFilesTest, AFailureIsReportedAgainAfterTheFileWorked) {
+  fs::create_directory(m_folder / "a");
+  m_logs.Write({Line("a", "lost")});
+  fs::remove(m_folder / "a");
+  m_logs.Write({Line("a", "kept")});
+  EXPECT_EQ(ReadFile(m_folder / "a"), std::string(Stamp) + "kept\n");
+  fs::remove(m_folder / "a");
+  fs::create_directory(m_folder / "a");
+  m_logs.Write({Line("a", "lost")});
+  EXPECT_EQ(m_reports.size(), 2u);
+}
+
+}  // namespace
+}  // namespace norvane::engine
