@@ -129,8 +129,8 @@ std::string WriteChanges(Database& database, const Changes& changes) {
     for (const auto& row : changes.rows)
       writer.Write(row);
   }
-  Statement update(database, "UPDATE file_state SET state=?,monitors=(SELECT count(*) FROM monitor)");
-  update.Bind(1, state).Step();
+  Statement update(database, "UPDATE file_state SET state=?,monitors=?");
+  update.Bind(1, state).Bind(2, static_cast<std::int64_t>(changes.total)).Step();
   return state;
 }
 

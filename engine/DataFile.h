@@ -25,6 +25,8 @@ struct Changes {
   bool all = true;
   std::vector<Row> rows;
   std::vector<std::uint32_t> removed;
+  /// How many monitors the file then holds.
+  std::size_t total = 0;
   /// The state in which the writer of the changes last saw this file, if he ever did.
   std::optional<std::string> known;
 };

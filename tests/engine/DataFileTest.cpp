@@ -34,6 +34,7 @@ datafile::Changes Sample(int count) {
   for (int i = 1; i <= count; ++i)
     changes.rows.push_back(RowOf(static_cast<std::uint32_t>(i), "WebMonitor Of " + std::to_string(i),
                                  "http://www.example.com/" + std::to_string(i)));
+  changes.total = changes.rows.size();
   return changes;
 }
 
@@ -91,6 +92,7 @@ TEST(DataFile, GivesBackEveryByteInOrder) {
   datafile::Changes changes;
   changes.rows.push_back({9, "SmtpMonitor Of \xc3\xa4", std::make_shared<const Attributes>(attributes)});
   changes.rows.push_back(RowOf(3, "WebMonitor Of early", ""));
+  changes.total = 2;
   SaveOk(path, changes);
 
   const auto contents = datafile::Load(path, 5);
@@ -117,6 +119,7 @@ TEST(DataFile, SavesOnlyWhatChangedAndOnlyOnTheStateItKnows) {
   changes.rows = {RowOf(2, "WebMonitor Of 2", "changed"), RowOf(7, "WebMonitor Of 7", "new")};
   changes.removed = {4};
   changes.all = false;
+  changes.total = 5;
   changes.known = first;
   const auto second = SaveOk(path, changes);
   EXPECT_NE(second, first);
@@ -261,6 +264,7 @@ TEST(DataFile, AKilledSaveLeavesTheOldOrTheNewState) {
         for (int i = 1; i <= Monitors; ++i)
           changes.rows.push_back(RowOf(static_cast<std::uint32_t>(i), "WebMonitor Of " + std::to_string(i),
                                        "generation " + std::to_string(generation)));
+        changes.total = changes.rows.size();
         changes.known = state;
         changes.all = generation % 2 == 0;
         state = datafile::Save(path, changes, keptAs);
