@@ -25,7 +25,9 @@ constexpr std::size_t MaxNotices = 50;
 constexpr std::size_t MaxConfigValues = 64;
 constexpr const char* DefaultLog = "log/NorvaneLog%d%m%y.log";
 
-std::uint32_t NumberOf(MonitorId id) { return static_cast<std::uint32_t>(id); }
+std::uint32_t NumberOf(MonitorId id) {
+  return static_cast<std::uint32_t>(id);
+}
 
 /// The same file under whatever name; a name that cannot be followed stands for itself.
 std::string Canonical(const std::string& folder, const std::string& path) {
@@ -49,9 +51,13 @@ std::exception_ptr ForConsole(std::exception_ptr error) {
   }
 }
 
-datafile::Row RowOf(const Monitor& monitor) { return {NumberOf(monitor.id), monitor.name, monitor.attributes}; }
+datafile::Row RowOf(const Monitor& monitor) {
+  return {NumberOf(monitor.id), monitor.name, monitor.attributes};
+}
 
-CheckTarget TargetOf(const Monitor& monitor) { return {monitor.id, monitor.name, monitor.attributes}; }
+CheckTarget TargetOf(const Monitor& monitor) {
+  return {monitor.id, monitor.name, monitor.attributes};
+}
 }  // namespace
 
 Service::Service(Options options)
@@ -95,30 +101,37 @@ void Service::LoadAtStart() {
     m_saved = SavedMark{std::move(contents.state), m_table->LastChange()};
     m_servedFile = m_dataFile;
   } catch (const StoreError& error) {
-    if (error.Code() == StoreErrorCode::NoFile) {
-      m_servedFile = m_dataFile;
-      return;
-    }
-    Notice(std::string("the data file cannot be read, so the engine starts without monitors: ") + error.what());
+    if (error.Code() == StoreErrorCode::NoFile) return;
+    Notice(std::string("the data file cannot be read, so the engine starts without monitors: ") +
+           error.what());
   }
 }
 
-int Service::WakeFd() const { return m_wake.Fd(); }
+int Service::WakeFd() const {
+  return m_wake.Fd();
+}
 
 void Service::OnWake() {
   m_wake.Clear();
-  for (const auto& report : m_writer->Deliver()) Notice(report);
+  for (const auto& report : m_writer->Deliver())
+    Notice(report);
   const auto changeBefore = m_table->LastChange();
-  for (const auto& report : m_runner->TakeReports()) Take(report);
+  for (const auto& report : m_runner->TakeReports())
+    Take(report);
   if (m_table->LastChange() != changeBefore) TellObservers();
 }
 
-void Service::AddObserver(TableObserver& observer) { m_observers.push_back(&observer); }
+void Service::AddObserver(TableObserver& observer) {
+  m_observers.push_back(&observer);
+}
 
-void Service::RemoveObserver(TableObserver& observer) { std::erase(m_observers, &observer); }
+void Service::RemoveObserver(TableObserver& observer) {
+  std::erase(m_observers, &observer);
+}
 
 void Service::TellObservers() {
-  for (auto* observer : m_observers) observer->TableChanged();
+  for (auto* observer : m_observers)
+    observer->TableChanged();
 }
 
 const Monitor& Service::Get(MonitorId id) const {
@@ -139,7 +152,8 @@ void Service::CommitConfig(std::map<std::string, std::string> values, Completion
   for (auto& [key, value] : values) {
     if (key == ce::service::ControlPass || key.empty() || key.size() > Attributes::MaxKeySize ||
         value.size() > Attributes::MaxValueSize) {
-      done(std::make_exception_ptr(EngineError(EngineErrorCode::Invalid, "the service value cannot be set: " + key)));
+      done(std::make_exception_ptr(
+          EngineError(EngineErrorCode::Invalid, "the service value cannot be set: " + key)));
       return;
     }
     merged[key] = std::move(value);
@@ -209,8 +223,9 @@ void Service::StartAll() {
   // Spread over each one's interval, so that a start doesn't send all checks out in the same moment.
   for (std::size_t i = 0; i < running.size(); ++i) {
     const auto interval = CheckTimes::Of(*running[i]->attributes).interval;
-    m_runner->Start(TargetOf(*running[i]), std::chrono::duration_cast<std::chrono::milliseconds>(
-                                               interval * static_cast<double>(i) / static_cast<double>(running.size())));
+    m_runner->Start(TargetOf(*running[i]),
+                    std::chrono::duration_cast<std::chrono::milliseconds>(
+                        interval * static_cast<double>(i) / static_cast<double>(running.size())));
   }
 }
 
@@ -237,26 +252,28 @@ void Service::NextStorageStep() {
 }
 
 void Service::Load(std::string path, Completion done) {
-  EnqueueStorage([this, path = Canonical(m_folder, path), done = std::move(done)](std::function<void()> next) {
-    StartLoad(path, [done, next = std::move(next)](std::exception_ptr error) {
-      done(error);
-      next();
-    });
-  });
+  EnqueueStorage(
+      [this, path = Canonical(m_folder, path), done = std::move(done)](std::function<void()> next) {
+        StartLoad(path, [done, next = std::move(next)](std::exception_ptr error) {
+          done(error);
+          next();
+        });
+      });
 }
 
 void Service::StartLoad(const std::string& path, Completion done) {
   if (path == m_servedFile) return done(nullptr);
   auto contents = std::make_shared<datafile::Contents>();
-  m_writer->Run([contents, path, generation = ++m_lastGeneration] { *contents = datafile::Load(path, generation); },
-                [this, contents, path, done = std::move(done)](std::exception_ptr error) {
-                  if (error) return done(ForConsole(error));
-                  ReplaceTable(std::move(contents->table));
-                  m_servedFile = path;
-                  m_saved.reset();
-                  if (path == m_dataFile) m_saved = SavedMark{std::move(contents->state), m_table->LastChange()};
-                  done(nullptr);
-                });
+  m_writer->Run(
+      [contents, path, generation = ++m_lastGeneration] { *contents = datafile::Load(path, generation); },
+      [this, contents, path, done = std::move(done)](std::exception_ptr error) {
+        if (error) return done(ForConsole(error));
+        ReplaceTable(std::move(contents->table));
+        m_servedFile = path;
+        m_saved.reset();
+        if (path == m_dataFile) m_saved = SavedMark{std::move(contents->state), m_table->LastChange()};
+        done(nullptr);
+      });
 }
 
 void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
@@ -269,12 +286,13 @@ void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
 }
 
 void Service::Save(std::string path, Completion done) {
-  EnqueueStorage([this, path = Canonical(m_folder, path), done = std::move(done)](std::function<void()> next) {
-    StartSave(path, false, [done, next = std::move(next)](std::exception_ptr error) {
-      done(error);
-      next();
-    });
-  });
+  EnqueueStorage(
+      [this, path = Canonical(m_folder, path), done = std::move(done)](std::function<void()> next) {
+        StartSave(path, false, [done, next = std::move(next)](std::exception_ptr error) {
+          done(error);
+          next();
+        });
+      });
 }
 
 void Service::StartSave(const std::string& path, bool everything, Completion done) {
@@ -285,18 +303,22 @@ void Service::StartSave(const std::string& path, bool everything, Completion don
   };
   auto saving = std::make_shared<Saving>();
   auto& changes = saving->changes;
-  if (!everything && m_saved && path == m_dataFile) {
-    for (auto* monitor = m_table->NextChanged(m_saved->change);
-         monitor != nullptr && changes.rows.size() <= m_table->Count() / 2;
-         monitor = m_table->NextChanged(monitor->change))
+  changes.total = m_table->Count();
+  if (m_saved && path == m_dataFile) changes.known = m_saved->state;
+  if (changes.known && !everything) {
+    const auto most =
+        m_table->Count() / 2;  // beyond that, writing a new file is cheaper than changing the old one
+    for (const auto id : m_table->RemovedSince(m_saved->change))
+      changes.removed.push_back(NumberOf(id));
+    const Monitor* monitor = m_table->NextChanged(m_saved->change);
+    for (; monitor != nullptr && changes.rows.size() < most; monitor = m_table->NextChanged(monitor->change))
       changes.rows.push_back(RowOf(*monitor));
-    for (const auto id : m_table->RemovedSince(m_saved->change)) changes.removed.push_back(NumberOf(id));
-    // Beyond half of all, writing a new file is cheaper than changing the old one.
-    if (changes.rows.size() + changes.removed.size() <= m_table->Count() / 2) changes.since = m_saved->state;
+    changes.all = monitor != nullptr || changes.removed.size() > most;
   }
-  if (!changes.since) {
-    changes = {};
-    for (const auto& [id, monitor] : m_table->All()) changes.rows.push_back(RowOf(monitor));
+  if (changes.all) {
+    changes.rows.clear();
+    for (const auto& [id, each] : m_table->All())
+      changes.rows.push_back(RowOf(each));
   }
   const auto change = m_table->LastChange();
   m_writer->Run([saving, path] { saving->state = datafile::Save(path, saving->changes, saving->keptAs); },
@@ -305,13 +327,15 @@ void Service::StartSave(const std::string& path, bool everything, Completion don
                     Notice(path + " was not a readable data file; it was kept as " + saving->keptAs);
                   if (error) return done(ForConsole(error));
                   if (!saving->state) return StartSave(path, true, done);
-                  if (path == m_dataFile) m_saved = SavedMark{*saving->state, change};
+                  if (path == m_dataFile) {
+                    m_saved = SavedMark{*saving->state, change};
+                    m_servedFile = path;
+                  }
                   done(nullptr);
                 });
 }
 
 void Service::Shutdown(Completion done) {
-  m_stopping = true;
   StopAll();
   Save(m_dataFile, std::move(done));
 }

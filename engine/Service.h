@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,8 +17,8 @@
 
 namespace norvane::engine {
 
+class StateFile;
 class Writer;
-struct SavedState;
 
 /// Called on the service thread, once. The exception is null after a success.
 using Completion = std::function<void(std::exception_ptr)>;
@@ -42,16 +44,18 @@ class Service {
     std::function<std::unique_ptr<CheckRunner>(platform::EventFd&)> makeRunner;
   };
 
-  /// Reads the engine's own state and the data file of the folder and starts its enabled monitors. A data
-  /// file that cannot be read is kept aside under another name (see `StartMessages`) and the engine starts
-  /// empty.
+  /// Reads the engine's own state and the data file of the folder and starts its enabled monitors. If the
+  /// data file cannot be read the engine starts empty; the next save keeps that file under another name (see
+  /// `Notices`). Throws StoreError or std::system_error if the folder cannot be worked in.
   explicit Service(Options options);
   ~Service();
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
-  /// What the administrator should know of the start, a line each.
-  [[nodiscard]] const std::vector<std::string>& StartMessages() const { return m_startMessages; }
+  /// What the administrator should know, a line each, oldest first: files that could not be read or written.
+  /// Each was also written to standard error when it came up.
+  [[nodiscard]] const std::deque<std::string>& Notices() const { return m_notices; }
+  [[nodiscard]] const std::string& Folder() const { return m_folder; }
   /// Random, different for every process: tells one engine instance from another.
   [[nodiscard]] const std::string& Instance() const { return m_instance; }
 
@@ -87,28 +91,47 @@ class Service {
   void Shutdown(Completion done);
 
  private:
-  void Apply(const CheckReport& report);
-  void StartChecks(bool spread);
-  void ReplaceTable(std::unique_ptr<MonitorTable> table, std::string path);
-  void ChangeStatus(const Monitor& before, std::string_view status);
+  /// The content that the data file is known to have, so that only later changes need to be written.
+  struct SavedMark {
+    std::string state;
+    std::uint64_t change = 0;
+  };
+  /// A step of `Load` or `Save`; calls its argument at its end. One runs at a time, in order.
+  using StorageStep = std::function<void(std::function<void()>)>;
+
+  void OpenState();
+  void LoadAtStart();
+  void EnqueueStorage(StorageStep step);
+  void NextStorageStep();
+  void StartLoad(const std::string& path, Completion done);
+  void StartSave(const std::string& path, bool everything, Completion done);
+  void ReplaceTable(std::unique_ptr<MonitorTable> table);
+
+  void StartAll();
+  void StopAll();
+  void Take(const CheckReport& report);
+  void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
+  void Notice(const std::string& text);
+  void TellObservers();
   [[nodiscard]] const Monitor& Get(MonitorId id) const;
-  [[nodiscard]] CheckTarget TargetOf(const Monitor& monitor) const;
-  void Log(const Monitor* monitor, std::chrono::system_clock::time_point at, std::string text);
-  void NotifyObservers();
 
   std::string m_folder;
+  std::string m_dataFile;
   std::string m_instance;
-  std::vector<std::string> m_startMessages;
+  std::deque<std::string> m_notices;
   platform::EventFd m_wake;
+  std::unique_ptr<StateFile> m_state;  // the writer thread's alone once it runs
   std::unique_ptr<Writer> m_writer;
   std::unique_ptr<CheckRunner> m_runner;
   std::unique_ptr<MonitorTable> m_table;
   std::map<std::string, std::string, std::less<>> m_config;
   std::vector<TableObserver*> m_observers;
-  std::map<std::uint64_t, std::pair<MonitorId, CheckCompletion>> m_onDemand;
+  std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket
   std::uint64_t m_lastTicket = 0;
-  std::string m_servedFile;
-  bool m_stopping = false;
+  std::uint32_t m_lastGeneration = 1;
+  std::string m_servedFile;  // the file whose monitors these are; empty if they are of no file
+  std::optional<SavedMark> m_saved;
+  std::deque<StorageStep> m_storage;
 };
 
 }  // namespace norvane::engine

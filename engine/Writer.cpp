@@ -49,7 +49,8 @@ std::vector<std::string> Writer::Deliver() {
     finished.swap(m_finished);
     reports.swap(m_reports);
   }
-  for (auto& job : finished) job.done(job.error);
+  for (auto& job : finished)
+    job.done(job.error);
   return reports;
 }
 

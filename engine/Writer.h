@@ -14,8 +14,8 @@
 
 namespace norvane::engine {
 
-/// The writer thread: all that waits for a disk. Jobs run in the order in which they came; log lines are gathered and
-/// written before the next job. Called from the service thread.
+/// The writer thread: all that waits for a disk. Jobs run in the order in which they came; log lines are
+/// gathered and written before the next job. Called from the service thread.
 class Writer {
  public:
   /// `wake` is signalled when a finished job or a report of the log files waits for the service thread.

@@ -1,0 +1,300 @@
+#include "engine/Service.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "console/engine/EngineError.h"
+#include "tests/support/ScriptedChecks.h"
+#include "tests/support/TempFolder.h"
+
+namespace norvane::engine {
+namespace {
+
+namespace fs = std::filesystem;
+namespace ce = console::engine;
+namespace keys = ce::keys;
+using ce::EngineErrorCode;
+using tests::ScriptedChecks;
+using tests::TempFolder;
+using Calls = std::vector<std::string>;
+
+/// A service in a folder, with the loop that its thread would run.
+class Engine {
+ public:
+  explicit Engine(const std::string& folder)
+      : service({folder, [this](platform::EventFd& wake) {
+                   auto made = std::make_unique<ScriptedChecks>(wake);
+                   checks = made.get();
+                   return made;
+                 }}) {}
+
+  /// Runs the loop until the operation has called its completion; gives the error's code, if there was one.
+  std::optional<EngineErrorCode> Await(const std::function<void(Completion)>& operation) {
+    bool finished = false;
+    std::exception_ptr error;
+    operation([&](std::exception_ptr result) {
+      finished = true;
+      error = result;
+    });
+    RunUntil([&] { return finished; });
+    if (!error) return std::nullopt;
+    try {
+      std::rethrow_exception(error);
+    } catch (const ce::EngineError& refused) {
+      return refused.Code();
+    }
+  }
+  std::optional<EngineErrorCode> Load(const std::string& path) {
+    return Await([&](Completion done) { service.Load(path, std::move(done)); });
+  }
+  std::optional<EngineErrorCode> Save(const std::string& path) {
+    return Await([&](Completion done) { service.Save(path, std::move(done)); });
+  }
+  void RunUntil(const std::function<bool()>& condition) {
+    while (!condition()) {
+      pollfd fd{service.WakeFd(), POLLIN, 0};
+      ASSERT_EQ(::poll(&fd, 1, 20000), 1) << "nothing happened";
+      service.OnWake();
+    }
+  }
+  MonitorId Add(const std::string& name, const std::string& status = "Disable") {
+    const auto id = service.Add(name);
+    service.Set(id, keys::Status, status);
+    return id;
+  }
+  [[nodiscard]] std::string Attr(const std::string& name, std::string_view key) const {
+    const Monitor* monitor = service.Table().Find(name);
+    return monitor == nullptr ? "no such monitor" : monitor->attributes->Get(key);
+  }
+
+  ScriptedChecks* checks = nullptr;
+  Service service;
+};
+
+TEST(Service, StatusStartsAndStopsAndOtherAttributesReachARunningCheck) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  const auto id = engine.Add("WebMonitor Of a");
+  engine.service.Set(id, keys::Parameter, "http://a/");
+  EXPECT_TRUE(engine.checks->calls.empty());
+  engine.service.Set(id, keys::Status, "Enable");
+  engine.service.Set(id, keys::Status, "Enable");
+  engine.service.Set(id, keys::Interval, "5");
+  engine.service.Set(id, keys::Interval, "5");
+  engine.service.Set(id, keys::Status, "enable");  // anything but "Enable" means stopped
+  engine.service.Set(id, keys::Status, "Enable");
+  engine.service.Remove(id);
+  EXPECT_EQ(engine.checks->calls, (Calls{"Start WebMonitor Of a 0", "Update WebMonitor Of a", "Stop",
+                                         "Start WebMonitor Of a 0", "Stop"}));
+}
+
+TEST(Service, KeepsResultsAndCountsFailuresInARow) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  const auto id = engine.Add("WebMonitor Of a", "Enable");
+  struct Row {
+    const char* reason;
+    const char* result;
+    int failures;
+  };
+  const Row rows[] = {
+      {"Ok", "Ok", 0}, {"HTTP status 404", "HTTP status 404", 1}, {"x", "x", 2}, {"Ok", "Ok", 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.reason);
+    engine.checks->Report(id, 0, row.reason);
+    engine.service.OnWake();
+    EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::Result), row.result);
+    EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.failuresInARow, row.failures);
+    EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.duration.count(), 7);
+  }
+  EXPECT_EQ(engine.checks->calls, Calls{"Start WebMonitor Of a 0"}) << "a result is no change of settings";
+}
+
+TEST(Service, ACheckOnDemandAnswersEvenWhenItsMonitorHasGone) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  engine.checks->holdChecks = true;
+  const auto id = engine.Add("WebMonitor Of a");
+  std::string answer;
+  engine.service.Check(id, [&](std::exception_ptr, const CheckResult& result) { answer = result.reason; });
+  engine.service.Remove(id);
+  engine.checks->Report(engine.checks->held[0].first, engine.checks->held[0].second, "too late");
+  engine.service.OnWake();
+  EXPECT_EQ(answer, "too late");
+  EXPECT_THROW(engine.service.Check(id, [](std::exception_ptr, const CheckResult&) {}), ce::EngineError);
+}
+
+TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
+  const TempFolder folder;
+  {
+    Engine engine(folder.Path());
+    for (const char* name : {"a", "b", "c", "d"})
+      engine.Add(std::string("WebMonitor Of ") + name, "Enable");
+    engine.Add("WebMonitor Of stopped");
+    engine.service.Set(engine.service.Table().Find("WebMonitor Of c")->id, keys::Interval, "8");
+    EXPECT_EQ(engine.Await([&](Completion done) { engine.service.Shutdown(std::move(done)); }), std::nullopt);
+  }
+  Engine engine(folder.Path());
+  EXPECT_EQ(engine.checks->calls, (Calls{"Start WebMonitor Of a 0", "Start WebMonitor Of b 15000",
+                                         "Start WebMonitor Of c 4000", "Start WebMonitor Of d 45000"}));
+  EXPECT_EQ(engine.service.Table().Count(), 5u);
+}
+
+TEST(Service, LoadKeepsWhatRunsOrReplacesItAll) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  const std::string own = folder / "NorvaneEngine.dat", other = folder / "backup.dat";
+  engine.Add("WebMonitor Of old", "Enable");
+  EXPECT_EQ(engine.Load(own), EngineErrorCode::NotFound);
+  EXPECT_EQ(engine.Save(other), std::nullopt);
+  engine.Add("WebMonitor Of later", "Enable");
+  EXPECT_EQ(engine.Save(own), std::nullopt);
+  engine.checks->calls.clear();
+
+  EXPECT_EQ(engine.Load(own), std::nullopt);
+  EXPECT_EQ(engine.Load(folder / "./NorvaneEngine.dat"), std::nullopt);
+  EXPECT_EQ(engine.Load("NorvaneEngine.dat"), std::nullopt) << "a name without a folder lies in the engine's";
+  EXPECT_TRUE(engine.checks->calls.empty());
+
+  const auto before = engine.service.Table().LastChange();
+  EXPECT_EQ(engine.Load(other), std::nullopt);
+  EXPECT_EQ(engine.checks->calls, (Calls{"Stop", "Stop", "Start WebMonitor Of old 0"}));
+  EXPECT_EQ(engine.service.Table().Count(), 1u);
+  EXPECT_GT(engine.service.Table().LastChange(), before);
+
+  EXPECT_EQ(engine.Load(own), std::nullopt);
+  EXPECT_EQ(engine.service.Table().Count(), 2u);
+}
+
+TEST(Service, SavesWhatChangedSinceTheLastSave) {
+  const TempFolder folder;
+  const std::string own = folder / "NorvaneEngine.dat";
+  {
+    Engine engine(folder.Path());
+    for (int i = 0; i < 10; ++i)
+      engine.Add("WebMonitor Of " + std::to_string(i));
+    EXPECT_EQ(engine.Save(own), std::nullopt);
+    engine.service.Remove(engine.service.Table().Find("WebMonitor Of 3")->id);
+    engine.service.Set(engine.service.Table().Find("WebMonitor Of 5")->id, keys::Parameter, "changed");
+    // Two saves at once: the second must not rest on a state that the first is just replacing.
+    bool first = false;
+    engine.service.Save(own, [&](std::exception_ptr error) { first = error == nullptr; });
+    engine.service.Set(engine.service.Table().Find("WebMonitor Of 6")->id, keys::Parameter, "too");
+    EXPECT_EQ(engine.Save(own), std::nullopt);
+    EXPECT_TRUE(first);
+    // The file was replaced behind the engine's back: all is written again.
+    EXPECT_EQ(engine.Save(folder / "copy"), std::nullopt);
+    engine.Add("WebMonitor Of last");
+    fs::rename(folder / "copy", own);
+    EXPECT_EQ(engine.Save(own), std::nullopt);
+    EXPECT_TRUE(engine.service.Notices().empty());
+  }
+  Engine engine(folder.Path());
+  EXPECT_EQ(engine.service.Table().Count(), 10u);
+  EXPECT_EQ(engine.Attr("WebMonitor Of 3", keys::Parameter), "no such monitor");
+  EXPECT_EQ(engine.Attr("WebMonitor Of 5", keys::Parameter), "changed");
+  EXPECT_EQ(engine.Attr("WebMonitor Of 6", keys::Parameter), "too");
+  EXPECT_EQ(engine.Attr("WebMonitor Of last", keys::Parameter), "");
+}
+
+TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
+  const TempFolder folder;
+  const std::string own = folder / "NorvaneEngine.dat";
+  std::ofstream(own) << "this is no data file";
+  std::ofstream(folder / "NorvaneEngine.state")
+      << "nor is this a state file, although it has to be long enough";
+  Engine engine(folder.Path());
+  EXPECT_EQ(engine.service.Notices().size(), 2u);
+  EXPECT_EQ(engine.Load(own), EngineErrorCode::Invalid);
+  EXPECT_EQ(engine.Load("/proc/self/mem"), EngineErrorCode::Invalid);
+  EXPECT_EQ(engine.Save(folder / "no folder/x"), EngineErrorCode::Failed);
+  engine.Add("WebMonitor Of a");
+  EXPECT_EQ(engine.Save(own), std::nullopt);
+  EXPECT_EQ(engine.service.Notices().size(), 3u);
+  int kept = 0;
+  for (const auto& entry : fs::directory_iterator(folder.Path()))
+    kept += entry.path().filename().string().find(".unreadable-") != std::string::npos;
+  EXPECT_EQ(kept, 2);
+  EXPECT_EQ(engine.Load(own), std::nullopt);
+}
+
+TEST(Service, ValuesOfTheServiceAreKeptAndThePassIsItsOwn) {
+  const TempFolder folder;
+  std::string pass, instance;
+  {
+    Engine engine(folder.Path());
+    pass = engine.service.ConfigValue("ControlPass");
+    instance = engine.service.Instance();
+    EXPECT_EQ(pass.size(), 32u);
+    const auto commit = [&](const std::string& key, const std::string& value) {
+      return engine.Await([&](Completion done) {
+        engine.service.CommitConfig({{key, value}}, std::move(done));
+      });
+    };
+    EXPECT_EQ(commit("LogFile", "log/x%d.log"), std::nullopt);
+    EXPECT_EQ(commit("ControlPass", "mine"), EngineErrorCode::Invalid);
+    EXPECT_EQ(commit("", "x"), EngineErrorCode::Invalid);
+    for (const auto& wrong : {std::string(), pass + "0", pass.substr(1), std::string(32, '0')})
+      EXPECT_FALSE(engine.service.IsControlPass(wrong)) << wrong;
+    EXPECT_TRUE(engine.service.IsControlPass(pass));
+  }
+  Engine engine(folder.Path());
+  EXPECT_EQ(engine.service.ConfigValue("LogFile"), "log/x%d.log");
+  EXPECT_EQ(engine.service.ConfigValue("never set"), "");
+  EXPECT_EQ(engine.service.ConfigValue("ControlPass"), pass);
+  EXPECT_NE(engine.service.Instance(), instance);
+  struct stat info {};
+  ASSERT_EQ(::stat((folder / "NorvaneEngine.state").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+}
+
+TEST(Service, LogsEveryCheckWhereItsMonitorOrTheServiceSays) {
+  const TempFolder folder;
+  {
+    Engine engine(folder.Path());
+    const auto own = engine.Add("WebMonitor Of own");
+    engine.service.Set(own, keys::LogFile, folder / "own.log");
+    const auto plain = engine.Add("WebMonitor Of plain");
+    engine.checks->Report(own, 0, "HTTP status 404");
+    engine.checks->Report({plain, 0, {}, "only a remark"});
+    engine.service.OnWake();
+    EXPECT_EQ(engine.Attr("WebMonitor Of plain", keys::Result), "") << "a remark is no result";
+    EXPECT_EQ(engine.Await([&](Completion done) {
+      engine.service.CommitConfig({{"LogFile", "service.log"}}, std::move(done));
+    }),
+              std::nullopt);
+    engine.checks->Report(plain, 0, "Ok");
+    engine.service.Set(own, keys::LogFile, folder / "no\nfolder");
+    engine.service.OnWake();
+  }
+  const auto read = [&](const std::string& name) {
+    std::ifstream file(folder / name);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  EXPECT_NE(read("own.log").find(" WebMonitor Of own: failed in 7 ms: HTTP status 404\n"), std::string::npos);
+  EXPECT_NE(read("service.log").find(" WebMonitor Of plain: good in 7 ms: Ok\n"), std::string::npos);
+  std::string standard;
+  for (const auto& entry : fs::directory_iterator(folder / "log"))
+    standard += read("log/" + entry.path().filename().string());
+  EXPECT_NE(standard.find(" WebMonitor Of plain: only a remark\n"), std::string::npos);
+}
+
+TEST(Service, InitFillsOnlyWhatIsEmpty) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  const auto id = engine.Add("WebMonitor Of a");
+  engine.service.Set(id, keys::Interval, "");
+  engine.service.Set(id, keys::Timeout, "7");
+  engine.service.Init(id);
+  EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::Interval), "60");
+  EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::Timeout), "7");
+  EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::Command), "");
+}
+
+}  // namespace
+}  // namespace norvane::engine
