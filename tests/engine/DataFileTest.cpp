@@ -248,7 +248,16 @@ TEST(DataFile, AKilledSaveLeavesTheOldOrTheNewState) {
   const TempFolder folder;
   const std::string path = folder / "data";
   constexpr int Monitors = 300;
-  SaveOk(path, Sample(Monitors));
+  // Every state of the file gives the same generation to all rows: a mixture would show.
+  const auto rowsOf = [](int generation) {
+    datafile::Changes changes;
+    for (int i = 1; i <= Monitors; ++i)
+      changes.rows.push_back(RowOf(static_cast<std::uint32_t>(i), "WebMonitor Of " + std::to_string(i),
+                                   "generation " + std::to_string(generation)));
+    changes.total = changes.rows.size();
+    return changes;
+  };
+  SaveOk(path, rowsOf(0));
   for (int round = 0; round < 25; ++round) {
     SCOPED_TRACE(round);
     const pid_t child = ::fork();
@@ -258,13 +267,8 @@ TEST(DataFile, AKilledSaveLeavesTheOldOrTheNewState) {
       ::ualarm(static_cast<useconds_t>(20000 + round * 1137), 0);
       std::optional<std::string> state;
       std::string keptAs;
-      for (int generation = 0;; ++generation) {
-        datafile::Changes changes;
-        // Every state of the file gives the same generation to all rows: a mixture would show.
-        for (int i = 1; i <= Monitors; ++i)
-          changes.rows.push_back(RowOf(static_cast<std::uint32_t>(i), "WebMonitor Of " + std::to_string(i),
-                                       "generation " + std::to_string(generation)));
-        changes.total = changes.rows.size();
+      for (int generation = 1;; ++generation) {
+        datafile::Changes changes = rowsOf(generation);
         changes.known = state;
         changes.all = generation % 2 == 0;
         state = datafile::Save(path, changes, keptAs);
