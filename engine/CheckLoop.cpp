@@ -1,0 +1,235 @@
+#include "engine/CheckLoop.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
+#include "console/engine/MonitorKeys.h"
+#include "engine/CheckTimes.h"
+#include "engine/Reason.h"
+#include "platform/Number.h"
+
+namespace norvane::engine {
+
+using std::chrono::milliseconds;
+
+namespace {
+
+/// Starts that fall into one tick are taken together: waking for each would cost more than the check.
+constexpr milliseconds Tick{10};
+constexpr milliseconds HandOverEvery{20};
+constexpr milliseconds LongestWait{60000};
+/// Each check in flight costs memory too, a few ten kilobytes.
+constexpr std::size_t MostInFlight = 10000;
+/// Descriptors for everything that isn't a check: logs, consoles, the data file, started programs.
+constexpr std::size_t SpareDescriptors = 256;
+
+/// Raises the limit on descriptors as far as the machine lets us, and tells how many checks fit.
+std::size_t RoomForChecks() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 1;
+  const auto allowed = std::exchange(limit.rlim_cur, limit.rlim_max);
+  const auto got = ::setrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : allowed;
+  // A check may hold two, when it tries two addresses of a host side by side.
+  const auto room = got > 2 * SpareDescriptors ? (got - SpareDescriptors) / 2 : got / 4;
+  return std::clamp<std::size_t>(room, 1, MostInFlight);
+}
+
+Moment NextTick(Moment moment) {
+  return std::chrono::ceil<std::chrono::duration<std::int64_t, std::centi>>(moment);
+}
+static_assert(Tick == std::chrono::duration<int, std::centi>(1));
+
+std::string NoAnswerWithin(milliseconds timeout, std::string_view step) {
+  return "no answer within " + platform::FormatNumber(static_cast<double>(timeout.count()) / 1000) + " s (" +
+         std::string(step) + ")";
+}
+
+void AppendRemark(std::string& remarks, std::string_view remark) {
+  if (!remarks.empty() && !remark.empty()) remarks += "; ";
+  remarks += remark;
+}
+
+}  // namespace
+
+/// One check from the moment it is due. Without a probe it still waits for its turn.
+class CheckLoop::Check final : public ProbeClient {
+ public:
+  Check(CheckLoop& owner, const CheckTarget& target, milliseconds timeout)
+      : m_owner(owner),
+        m_attributes(target.attributes),
+        m_type(owner.TypeOf(target.name)),
+        m_timeout(timeout),
+        m_began(owner.m_loop.Now()),
+        m_deadline(owner.m_loop, [this] { RunOut(); }) {
+    report.report.id = target.id;
+    report.report.result.at = std::chrono::system_clock::now();
+    m_deadline.Set(m_began + timeout);
+  }
+
+  void Begin() {
+    if (m_type == nullptr) return Ended("this engine cannot check monitors of this type");
+    m_probe = m_type->Make(*m_attributes, m_timeout, *this);
+    m_probe->Begin();
+  }
+  void Ended(std::string failure) override { m_owner.End(*this, std::move(failure)); }
+
+  [[nodiscard]] milliseconds Lasted() const {
+    return std::chrono::duration_cast<milliseconds>(m_owner.m_loop.Now() - m_began);
+  }
+
+  StampedReport report;  // filled as the check goes on
+  bool isScheduled = false;
+  bool isInFlight = false;
+  Checks::iterator at;  // in the list that `isInFlight` tells
+
+ private:
+  void RunOut() {
+    Ended(NoAnswerWithin(m_timeout,
+                         m_probe ? m_probe->Step() : "waiting for this engine's turn, too many in flight"));
+  }
+
+  CheckLoop& m_owner;
+  std::shared_ptr<const Attributes> m_attributes;
+  ProbeType* m_type;
+  milliseconds m_timeout;
+  Moment m_began;
+  EventLoop::Timer m_deadline;
+  std::unique_ptr<Probe> m_probe;
+};
+
+CheckLoop::CheckLoop(const CheckerOptions& options, Deliver deliver)
+    : m_options(options),
+      m_deliver(std::move(deliver)),
+      m_loop(options.clock),
+      m_alarm(m_loop, [] {}),
+      m_resolver(m_loop, options.resolver),
+      m_context{m_loop, m_resolver, m_options.caFile, m_options.charset} {
+  const auto room = RoomForChecks();
+  m_options.maxInFlight = m_options.maxInFlight == 0 ? room : std::min(m_options.maxInFlight, room);
+  for (const auto& row : ProbeTable())
+    m_types.emplace(row.type, row.make(m_context));
+}
+
+CheckLoop::~CheckLoop() = default;
+
+ProbeType* CheckLoop::TypeOf(std::string_view fullName) const {
+  const auto type = m_types.find(fullName.substr(0, fullName.find(console::engine::NameSeparator)));
+  return type == m_types.end() ? nullptr : type->second.get();
+}
+
+void CheckLoop::TakeAttributes(Watched& watched, CheckTarget target) {
+  watched.target = std::move(target);
+  auto times = CheckTimes::Of(*watched.target.attributes);
+  watched.timeout = times.timeout;
+  watched.remarked = watched.remarked && watched.remark == times.remark;
+  watched.remark = std::move(times.remark);
+}
+
+void CheckLoop::Start(CheckTarget target, milliseconds firstAfter, std::uint64_t start) {
+  const auto id = target.id;
+  Stop(id);
+  auto& watched = m_watched[id];
+  watched.start = start;
+  const auto interval = CheckTimes::Of(*target.attributes).interval;
+  TakeAttributes(watched, std::move(target));
+  m_schedule.Add(id, m_loop.Now() + firstAfter, interval);
+}
+
+void CheckLoop::Update(CheckTarget target) {
+  const auto watched = m_watched.find(target.id);
+  if (watched == m_watched.end()) return;
+  m_schedule.SetInterval(target.id, CheckTimes::Of(*target.attributes).interval);
+  TakeAttributes(watched->second, std::move(target));
+}
+
+void CheckLoop::Stop(MonitorId id) {
+  const auto watched = m_watched.find(id);
+  if (watched == m_watched.end()) return;
+  if (watched->second.check != nullptr) Drop(*watched->second.check);
+  m_schedule.Remove(id);
+  m_watched.erase(watched);
+}
+
+void CheckLoop::CheckOnce(CheckTarget target, std::uint64_t ticket) {
+  auto times = CheckTimes::Of(*target.attributes);
+  auto check = std::make_unique<Check>(*this, target, times.timeout);
+  check->report.report.ticket = ticket;
+  check->report.report.remark = std::move(times.remark);
+  Enqueue(std::move(check));
+}
+
+void CheckLoop::TakeDue() {
+  const auto now = m_loop.Now();
+  while (const auto id = m_schedule.TakeDue(now)) {
+    auto& watched = m_watched.at(*id);
+    auto check = std::make_unique<Check>(*this, watched.target, watched.timeout);
+    check->isScheduled = true;
+    check->report.start = watched.start;
+    if (!std::exchange(watched.remarked, true)) check->report.report.remark = watched.remark;
+    watched.check = check.get();
+    Enqueue(std::move(check));
+  }
+}
+
+void CheckLoop::Enqueue(std::unique_ptr<Check> check) {
+  auto& entry = *check;
+  entry.at = m_waiting.insert(m_waiting.end(), std::move(check));
+}
+
+void CheckLoop::BeginWaiting() {
+  while (!m_waiting.empty() && m_inFlight.size() < m_options.maxInFlight) {
+    m_inFlight.splice(m_inFlight.end(), m_waiting, m_waiting.begin());
+    auto& check = *m_inFlight.back();
+    check.isInFlight = true;
+    check.Begin();
+  }
+}
+
+void CheckLoop::End(Check& check, std::string failure) {
+  auto& report = check.report.report;
+  report.result.good = failure.empty();
+  report.result.reason = failure.empty() ? std::string(console::engine::ResultOk) : PlainText(failure);
+  report.result.duration = check.Lasted();
+  if (check.isScheduled) {
+    m_watched.at(report.id).check = nullptr;
+    if (m_schedule.End(report.id, m_loop.Now()))
+      AppendRemark(report.remark, "the check outlasted its interval");
+  }
+  report.remark = PlainText(report.remark);
+  m_reports.push_back(std::move(check.report));
+  Drop(check);
+}
+
+void CheckLoop::Drop(Check& check) {
+  (check.isInFlight ? m_inFlight : m_waiting).erase(check.at);
+}
+
+void CheckLoop::RunOnce() {
+  SetAlarm();
+  m_loop.RunOnce(LongestWait);
+  const auto due = m_schedule.NextDue();
+  if (due && NextTick(*due) <= m_loop.Now()) TakeDue();
+  BeginWaiting();
+  HandOver();
+}
+
+/// The first report after a pause goes over at once; those that follow it wait for company.
+void CheckLoop::HandOver() {
+  const auto now = m_loop.Now();
+  if (m_reports.empty() || now < m_handedOver + HandOverEvery) return;
+  m_handedOver = now;
+  m_deliver(std::exchange(m_reports, {}));
+}
+
+void CheckLoop::SetAlarm() {
+  auto next = Moment::max();
+  if (const auto due = m_schedule.NextDue()) next = NextTick(*due);
+  if (!m_reports.empty()) next = std::min(next, m_handedOver + HandOverEvery);
+  if (!m_waiting.empty() && m_inFlight.size() < m_options.maxInFlight) next = m_loop.Now();
+  m_alarm.Set(next);
+}
+
+}  // namespace norvane::engine

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/LegacyCharset.h"
+
+namespace norvane::engine {
+
+/// What came from a web server, bytes as they were served.
+struct Page {
+  std::string_view body;
+  std::string_view contentType;  ///< the header's value; empty without one
+};
+
+// The success flag of a web monitor is "SIZE:", "STR:" or "SUM:", in any case, and a parameter right behind
+// it. SIZE: the page has this size, counted in the legacy character set. STR: this string stands in the text,
+// capitals as they are. SUM: the bytes of the body add up to this number, modulo 2^32. Without a parameter,
+// or with any other text, a page that came at all is good.
+
+/// Whether `flag` looks into the page at all.
+[[nodiscard]] bool JudgesContent(std::string_view flag);
+
+/// Why the page is not what `flag` asks for; empty if it is.
+[[nodiscard]] std::string PageFailure(std::string_view flag, const Page& page,
+                                      const platform::LegacyCharset& charset);
+
+}  // namespace norvane::engine

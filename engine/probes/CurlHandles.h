@@ -1,0 +1,25 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <string>
+
+namespace norvane::engine {
+
+struct CurlFree {
+  void operator()(CURLU* url) const noexcept { curl_url_cleanup(url); }
+  void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+  void operator()(char* text) const noexcept { curl_free(text); }
+};
+using CurlUrl = std::unique_ptr<CURLU, CurlFree>;
+using CurlList = std::unique_ptr<curl_slist, CurlFree>;
+
+/// A part of a URL, empty if it has none.
+[[nodiscard]] inline std::string UrlPart(CURLU* url, CURLUPart part, unsigned flags = 0) {
+  char* text = nullptr;
+  if (curl_url_get(url, part, &text, flags) != CURLUE_OK) return {};
+  return std::unique_ptr<char, CurlFree>(text).get();
+}
+
+}  // namespace norvane::engine

@@ -1,0 +1,206 @@
+#include "engine/probes/WebProbe.h"
+
+#include <strings.h>
+#include <sys/socket.h>
+
+#include <optional>
+#include <utility>
+
+#include "console/engine/MonitorKeys.h"
+#include "engine/SuccessFlag.h"
+#include "engine/probes/WebReason.h"
+#include "engine/probes/WebTransfers.h"
+
+namespace norvane::engine {
+
+namespace keys = console::engine::keys;
+
+namespace {
+
+constexpr int MaxRedirects = 5;
+constexpr std::size_t MaxHeaderSize = 256 << 10;
+// People type URLs with blanks and letters of their own language; browsers take them, and so do we.
+constexpr unsigned UrlFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_NON_SUPPORT_SCHEME;
+
+class WebProbe final : public Probe, private WebTransfers::Client {
+ public:
+  WebProbe(WebTransfers& transfers, ProbeContext& context, const Attributes& attributes,
+           std::chrono::milliseconds timeout, ProbeClient& client)
+      : m_transfers(transfers),
+        m_context(context),
+        m_attributes(attributes),
+        m_timeout(timeout),
+        m_client(client) {}
+  ~WebProbe() override;
+
+  void Begin() override { Visit(m_attributes.Get(keys::Parameter).c_str()); }
+  [[nodiscard]] std::string_view Step() const override;
+
+ private:
+  void Visit(const char* url);
+  void Fetch(const Resolver::Answer& answer);
+  void SetOptions(const Resolver::Answer& answer);
+  void TransferEnded(CURLcode code) override;
+  [[nodiscard]] bool IsConnected() const;
+  [[nodiscard]] std::string Judge() const;
+  void End(std::string failure) { m_client.Ended(std::move(failure)); }
+
+  static int TakeSocket(void* self, curl_socket_t socket, curlsocktype) noexcept;
+  static std::size_t TakeBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+  static std::size_t TakeHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+
+  WebTransfers& m_transfers;
+  ProbeContext& m_context;
+  const Attributes& m_attributes;
+  std::chrono::milliseconds m_timeout;
+  ProbeClient& m_client;
+
+  CurlUrl m_url;
+  std::string m_host;
+  bool m_hasSecret = false;
+  int m_redirects = 0;
+  std::unique_ptr<Resolver::Query> m_query;
+  CurlList m_addresses;
+  std::unique_ptr<WebTransfers::Handle> m_handle;
+  curl_socket_t m_socket = CURL_SOCKET_BAD;  // the latest that libcurl opened
+  std::string m_body;
+  std::size_t m_bodySize = 0;
+  std::size_t m_headerSize = 0;
+  bool m_keepsBody = false;
+};
+
+class WebType final : public ProbeType {
+ public:
+  explicit WebType(ProbeContext& context) : m_context(context), m_transfers(context.loop, context.caFile) {}
+  std::unique_ptr<Probe> Make(const Attributes& attributes, std::chrono::milliseconds timeout,
+                              ProbeClient& client) override {
+    return std::make_unique<WebProbe>(m_transfers, m_context, attributes, timeout, client);
+  }
+
+ private:
+  ProbeContext& m_context;
+  WebTransfers m_transfers;
+};
+
+WebProbe::~WebProbe() {
+  if (!m_handle) return;
+  m_transfers.Remove(*m_handle);
+  if (!m_hasSecret) m_transfers.GiveBack(std::move(m_handle));
+}
+
+std::string_view WebProbe::Step() const {
+  if (m_query) return "looking up the name";
+  if (!m_handle) return "starting";
+  const auto passed = [&](CURLINFO what) {
+    curl_off_t microseconds = 0;
+    curl_easy_getinfo(m_handle->Get(), what, &microseconds);
+    return microseconds > 0;
+  };
+  if (!passed(CURLINFO_PRETRANSFER_TIME_T)) return IsConnected() ? "securing the connection" : "connecting";
+  return passed(CURLINFO_STARTTRANSFER_TIME_T) ? "receiving the page" : "waiting for the reply";
+}
+
+/// Asks the socket, since libcurl counts TLS as a part of connecting.
+bool WebProbe::IsConnected() const {
+  sockaddr_storage peer{};
+  socklen_t size = sizeof peer;
+  return ::getpeername(m_socket, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+}
+
+/// Goes to `url`, the monitor's own or the one that a server redirects to.
+void WebProbe::Visit(const char* url) {
+  m_url.reset(curl_url());
+  if (!m_url || curl_url_set(m_url.get(), CURLUPART_URL, url, UrlFlags) != CURLUE_OK)
+    return End(m_redirects == 0 ? "not a valid URL" : "redirect to something that is not a valid URL");
+  const auto scheme = UrlPart(m_url.get(), CURLUPART_SCHEME);
+  if (::strcasecmp(scheme.c_str(), "http") != 0 && ::strcasecmp(scheme.c_str(), "https") != 0)
+    return End(m_redirects == 0 ? "not a URL of http or https"
+                                : "redirect to a scheme other than http or https");
+  m_host = UrlPart(m_url.get(), CURLUPART_HOST, CURLU_PUNYCODE);
+  m_hasSecret = m_hasSecret || !UrlPart(m_url.get(), CURLUPART_USER).empty();
+  if (const auto* answer = m_context.resolver.Known(m_host)) return Fetch(*answer);
+  m_query = m_context.resolver.LookUp(m_host, [this](const Resolver::Answer& answer) { Fetch(answer); });
+}
+
+void WebProbe::Fetch(const Resolver::Answer& answer) {
+  m_query.reset();
+  if (answer.addresses.empty()) return End(answer.failure);
+  if (!m_handle) m_handle = m_transfers.Take();
+  m_body.clear();
+  m_bodySize = 0;
+  m_headerSize = 0;
+  m_keepsBody = JudgesContent(m_attributes.Get(keys::SuccessFlag));
+  SetOptions(answer);
+  m_transfers.Add(*m_handle, *this);
+}
+
+void WebProbe::SetOptions(const Resolver::Answer& answer) {
+  auto line = std::string(PeerName) + ":" + UrlPart(m_url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
+  char separator = ':';
+  for (const auto& address : answer.addresses) {
+    line += std::exchange(separator, ',');
+    line += address.find(':') == std::string::npos ? address : "[" + address + "]";
+  }
+  m_addresses.reset(curl_slist_append(nullptr, line.c_str()));
+  CURL* curl = m_handle->Get();
+  curl_easy_setopt(curl, CURLOPT_RESOLVE, m_addresses.get());
+  curl_easy_setopt(curl, CURLOPT_CURLU, m_url.get());
+  curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, &WebProbe::TakeSocket);
+  curl_easy_setopt(curl, CURLOPT_SOCKOPTDATA, this);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &WebProbe::TakeBody);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &WebProbe::TakeHeader);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
+  // The checker's time-out comes first. libcurl uses this one to share the time between several addresses.
+  curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_timeout.count()) + 1000L);
+}
+
+int WebProbe::TakeSocket(void* self, curl_socket_t socket, curlsocktype) noexcept {
+  static_cast<WebProbe*>(self)->m_socket = socket;
+  return CURL_SOCKOPT_OK;
+}
+
+std::size_t WebProbe::TakeBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+  auto& probe = *static_cast<WebProbe*>(self);
+  probe.m_bodySize += size;
+  if (probe.m_bodySize > MaxPageSize) return 0;  // which ends the transfer
+  if (probe.m_keepsBody) probe.m_body.append(bytes, size);
+  return size;
+}
+
+std::size_t WebProbe::TakeHeader(char*, std::size_t, std::size_t size, void* self) noexcept {
+  auto& probe = *static_cast<WebProbe*>(self);
+  probe.m_headerSize += size;
+  return probe.m_headerSize > MaxHeaderSize ? 0 : size;
+}
+
+void WebProbe::TransferEnded(CURLcode code) {
+  m_transfers.Remove(*m_handle);
+  CURL* curl = m_handle->Get();
+  long status = 0;
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+  if (status >= 400) return End("HTTP status " + std::to_string(status));
+  if (m_bodySize > MaxPageSize) return End(PageTooLarge());
+  if (m_headerSize > MaxHeaderSize) return End("reply header too long");
+  if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
+  char* redirect = nullptr;
+  curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);
+  if (redirect == nullptr) return End(Judge());
+  if (++m_redirects > MaxRedirects) return End("more than " + std::to_string(MaxRedirects) + " redirects");
+  Visit(std::string(redirect).c_str());  // a copy, since the handle's next use frees it
+}
+
+std::string WebProbe::Judge() const {
+  const char* type = nullptr;
+  curl_easy_getinfo(m_handle->Get(), CURLINFO_CONTENT_TYPE, &type);
+  return PageFailure(m_attributes.Get(keys::SuccessFlag), {m_body, type != nullptr ? type : ""},
+                     m_context.charset);
+}
+
+}  // namespace
+
+std::unique_ptr<ProbeType> MakeWebType(ProbeContext& context) {
+  return std::make_unique<WebType>(context);
+}
+
+}  // namespace norvane::engine
