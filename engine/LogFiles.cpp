@@ -50,7 +50,8 @@ std::string Stamp(Moment at, const std::tm& local) {
   const auto fraction =
       std::chrono::floor<std::chrono::milliseconds>(time) - std::chrono::floor<std::chrono::seconds>(time);
   const auto milliseconds = std::to_string(1000 + fraction.count()).substr(1);
-  return Format("%Y-%m-%dT%H:%M:%S", local) + "." + milliseconds + Format("%z", local).insert(3, ":");
+  const auto zone = Format("%z", local);  // +0200
+  return Format("%Y-%m-%dT%H:%M:%S", local) + "." + milliseconds + zone.substr(0, 3) + ":" + zone.substr(3);
 }
 
 std::string EscapeOf(unsigned char control) {
