@@ -1,0 +1,188 @@
+#include "link/EngineServer.h"
+
+#include <capnp/rpc-twoparty.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <system_error>
+
+#include "console/engine/MonitorKeys.h"
+#include "engine/MonitorTypes.h"
+#include "link/PacedStream.h"
+#include "link/Session.h"
+#include "link/Wire.h"
+#include "platform/FileDescriptor.h"
+
+namespace norvane::link {
+
+namespace {
+/// Calls that wait for their answer may hold so many words of one console's messages; beyond it no more are
+/// read. A single message may be larger.
+constexpr std::size_t MaxWordsInFlight = 8192;
+constexpr auto AcceptPause = 100 * kj::MILLISECONDS;
+constexpr int Backlog = 64;
+
+[[noreturn]] void ThrowSystemError(const std::string& what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// Nobody can connect in between: the mode holds from the moment that the name appears.
+platform::FileDescriptor Listen(const std::string& folder) {
+  const auto address = SocketAddress(folder);
+  platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!socket) ThrowSystemError("socket");
+  if (::unlink(address.sun_path) != 0 && errno != ENOENT) ThrowSystemError(address.sun_path);
+  const auto mask = ::umask(0177);
+  const int bound = ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  const int bindError = errno;
+  ::umask(mask);
+  errno = bindError;
+  if (bound != 0 || ::listen(socket.Get(), Backlog) != 0) ThrowSystemError(address.sun_path);
+  return socket;
+}
+
+uid_t UserOf(kj::AsyncIoStream& stream) {
+  ucred peer{};
+  kj::uint size = sizeof peer;
+  stream.getsockopt(SOL_SOCKET, SO_PEERCRED, &peer, &size);
+  return peer.uid;
+}
+
+template <class Texts>
+void WriteTexts(const Texts& texts, capnp::List<capnp::Text>::Builder to) {
+  for (unsigned i = 0; i < texts.size(); ++i)
+    to.set(i, ToText(std::string(texts[i])));
+}
+}  // namespace
+
+bool IsOwnUserOrRoot(uid_t peer) {
+  return peer == ::geteuid() || peer == 0;
+}
+
+class EngineServer::Greeter final : public wire::Greeter::Server {
+ public:
+  Greeter(EngineServer& server, bool& greeted, kj::Own<kj::PromiseFulfiller<void>> failed)
+      : m_server(server), m_greeted(greeted), m_failed(kj::mv(failed)) {}
+
+  kj::Promise<void> hello(HelloContext context) override {
+    KJ_REQUIRE(!m_greeted, "a second hello");
+    auto greeting = context.getResults().initGreeting();
+    greeting.setVersion(wire::PROTOCOL_VERSION);
+    const auto version = context.getParams().getVersion();
+    if (version == wire::PROTOCOL_VERSION) {
+      m_greeted = true;
+      Introduce(greeting.initEngine());
+    } else {
+      greeting.setRefusal(ToText("the engine speaks protocol " + std::to_string(wire::PROTOCOL_VERSION) +
+                                 " and the caller " + std::to_string(version) +
+                                 ": the programs are not of the same release"));
+    }
+    return kj::READY_NOW;
+  }
+
+ private:
+  void Introduce(wire::EngineInfo::Builder engine) {
+    engine.setSession(kj::heap<Session>(m_server.m_service, m_server.m_options.onShutdown, kj::mv(m_failed)));
+    engine.setInstance(ToText(m_server.m_service.Instance()));
+    engine.setVersion(NORVANE_VERSION);
+    engine.setProcessId(static_cast<std::uint32_t>(::getpid()));
+    engine.setFolder(ToText(m_server.m_options.folder));
+    engine.setStartedAt(ToMilliseconds(m_server.m_startedAt));
+    WriteTexts(console::engine::KnownKeys, engine.initKnownKeys(console::engine::KnownKeys.size()));
+    WriteTexts(engine::MonitorTypes, engine.initMonitorTypes(engine::MonitorTypes.size()));
+  }
+
+  EngineServer& m_server;
+  bool& m_greeted;
+  kj::Own<kj::PromiseFulfiller<void>> m_failed;
+};
+
+class EngineServer::Connection {
+ public:
+  Connection(EngineServer& server, kj::Own<kj::AsyncIoStream> stream)
+      : Connection(server, kj::mv(stream), kj::newPromiseAndFulfiller<void>()) {}
+  ~Connection() noexcept { --m_server.m_connections; }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  /// Ends or fails with the connection.
+  kj::Promise<void> Run() {
+    auto handshake = m_server.m_io.provider->getTimer()
+                         .afterDelay(m_server.m_options.handshake.count() * kj::MILLISECONDS)
+                         .then([this]() -> kj::Promise<void> {
+                           if (m_greeted) return kj::NEVER_DONE;
+                           return KJ_EXCEPTION(FAILED, "a console did not say hello in time");
+                         });
+    return m_network.onDisconnect().exclusiveJoin(kj::mv(m_failed)).exclusiveJoin(kj::mv(handshake));
+  }
+
+ private:
+  Connection(EngineServer& server, kj::Own<kj::AsyncIoStream> stream, kj::PromiseFulfillerPair<void> failed)
+      : m_server(server),
+        m_failed(kj::mv(failed.promise)),
+        m_stream(kj::mv(stream)),
+        m_network(m_stream, capnp::rpc::twoparty::Side::SERVER, ReaderLimit(MaxMessageToEngine)),
+        m_rpc(
+            capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_greeted, kj::mv(failed.fulfiller)))) {
+    m_rpc.setFlowLimit(MaxWordsInFlight);
+    ++m_server.m_connections;
+  }
+
+  EngineServer& m_server;
+  bool m_greeted = false;
+  kj::Promise<void> m_failed;
+  PacedStream m_stream;
+  capnp::TwoPartyVatNetwork m_network;
+  capnp::RpcSystem<capnp::rpc::twoparty::VatId> m_rpc;
+};
+
+EngineServer::EngineServer(kj::AsyncIoContext& io, engine::Service& service, Options options)
+    : m_io(io),
+      m_service(service),
+      m_options(std::move(options)),
+      m_wake(io.unixEventPort, service.WakeFd(), kj::UnixEventPort::FdObserver::OBSERVE_READ),
+      m_tasks(*this) {
+  using Provider = kj::LowLevelAsyncIoProvider;
+  m_listener = io.lowLevelProvider->wrapListenSocketFd(
+      Listen(m_options.folder).Release(),
+      Provider::TAKE_OWNERSHIP | Provider::ALREADY_CLOEXEC | Provider::ALREADY_NONBLOCK);
+  m_tasks.add(WatchService());
+  m_tasks.add(Accept());
+}
+
+EngineServer::~EngineServer() noexcept {
+  ::unlink(SocketAddress(m_options.folder).sun_path);
+}
+
+kj::Promise<void> EngineServer::WatchService() {
+  return m_wake.whenBecomesReadable().then([this] {
+    m_service.OnWake();
+    return WatchService();
+  });
+}
+
+kj::Promise<void> EngineServer::Accept() {
+  return m_listener->accept()
+      .then([this](kj::Own<kj::AsyncIoStream> stream) { Admit(kj::mv(stream)); })
+      .catch_([this](kj::Exception&& exception) {
+        m_options.log(std::string("a console could not be let in: ") + exception.getDescription().cStr());
+        return m_io.provider->getTimer().afterDelay(AcceptPause);  // descriptors may come free
+      })
+      .then([this] { return Accept(); });
+}
+
+void EngineServer::Admit(kj::Own<kj::AsyncIoStream> stream) {
+  if (m_connections >= m_options.maxConnections) return m_options.log("too many consoles: one was sent away");
+  if (const auto user = UserOf(*stream); !m_options.mayConnect(user))
+    return m_options.log("a process of user " + std::to_string(user) + " was sent away");
+  auto connection = kj::heap<Connection>(*this, kj::mv(stream));
+  auto run = connection->Run();
+  m_tasks.add(run.attach(kj::mv(connection)));
+}
+
+void EngineServer::taskFailed(kj::Exception&& exception) {
+  if (exception.getType() == kj::Exception::Type::DISCONNECTED) return;  // the usual end of a console
+  m_options.log(std::string("a console was dropped: ") + exception.getDescription().cStr());
+}
+
+}  // namespace norvane::link

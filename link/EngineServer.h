@@ -1,0 +1,62 @@
+#pragma once
+
+#include <kj/async-io.h>
+#include <kj/async-unix.h>
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "engine/Service.h"
+
+namespace norvane::link {
+
+/// Whether a process of user `peer` may speak to the engine: one of the engine's own user or root.
+[[nodiscard]] bool IsOwnUserOrRoot(uid_t peer);
+
+/// Serves the engine's service to consoles through the socket in the application folder, mode 0600. Lives on
+/// the service thread's kj loop, for which it also calls `Service::OnWake`. Its end closes all connections
+/// and takes the socket away.
+///
+/// A connection is dropped when its peer is of another user, does not say hello in time, or breaks the
+/// protocol; one console's conduct never holds up another.
+class EngineServer final : private kj::TaskSet::ErrorHandler {
+ public:
+  struct Options {
+    std::string folder;  ///< the caller holds it: a socket that stands there is a dead engine's
+    std::function<void()> onShutdown = [] {};  ///< a console asks the engine to end; on the service thread
+    std::function<void(const std::string&)> log = [](const std::string&) {
+    };  ///< a line for the administrator
+    std::chrono::milliseconds handshake{5000};
+    std::size_t maxConnections = 32;
+    std::function<bool(uid_t)> mayConnect = IsOwnUserOrRoot;
+  };
+
+  /// Throws EngineError (Invalid) if the folder's path is too long for a socket, std::system_error if the
+  /// socket cannot be made. The first two must outlive the server.
+  EngineServer(kj::AsyncIoContext& io, engine::Service& service, Options options);
+  ~EngineServer() noexcept;
+  EngineServer(const EngineServer&) = delete;
+  EngineServer& operator=(const EngineServer&) = delete;
+
+ private:
+  class Connection;
+  class Greeter;
+
+  kj::Promise<void> WatchService();
+  kj::Promise<void> Accept();
+  void Admit(kj::Own<kj::AsyncIoStream> stream);
+  void taskFailed(kj::Exception&& exception) override;
+
+  kj::AsyncIoContext& m_io;
+  engine::Service& m_service;
+  Options m_options;
+  std::chrono::system_clock::time_point m_startedAt = std::chrono::system_clock::now();
+  kj::UnixEventPort::FdObserver m_wake;
+  kj::Own<kj::ConnectionReceiver> m_listener;
+  std::size_t m_connections = 0;
+  kj::TaskSet m_tasks;
+};
+
+}  // namespace norvane::link

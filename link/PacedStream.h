@@ -1,0 +1,28 @@
+#pragma once
+
+#include <kj/async-io.h>
+
+namespace norvane::link {
+
+/// Reads nothing from the peer while it has not taken what was written to it. So a peer that sends calls and
+/// never reads the answers makes nobody hold them. The peer must read without waiting for its own writes.
+class PacedStream final : public kj::AsyncIoStream {
+ public:
+  explicit PacedStream(kj::Own<kj::AsyncIoStream> inner) : m_inner(kj::mv(inner)) {}
+
+  kj::Promise<size_t> tryRead(void* buffer, size_t minBytes, size_t maxBytes) override;
+  kj::Promise<void> write(const void* buffer, size_t size) override;
+  kj::Promise<void> write(kj::ArrayPtr<const kj::ArrayPtr<const kj::byte>> pieces) override;
+  kj::Promise<void> whenWriteDisconnected() override { return m_inner->whenWriteDisconnected(); }
+  void shutdownWrite() override { m_inner->shutdownWrite(); }
+  void abortRead() override { m_inner->abortRead(); }
+
+ private:
+  kj::Promise<void> Track(kj::Promise<void> write);
+
+  kj::Own<kj::AsyncIoStream> m_inner;
+  bool m_writing = false;
+  kj::Own<kj::PromiseFulfiller<void>> m_reader;  ///< of the read that waits; null if none
+};
+
+}  // namespace norvane::link

@@ -1,0 +1,207 @@
+#include "link/Session.h"
+
+#include <map>
+
+#include "console/engine/EngineError.h"
+#include "link/Wire.h"
+
+namespace norvane::link {
+
+using console::engine::EngineError;
+using console::engine::EngineErrorCode;
+
+Session::Session(engine::Service& service, std::function<void()> onShutdown,
+                 kj::Own<kj::PromiseFulfiller<void>> failed)
+    : m_service(service), m_onShutdown(std::move(onShutdown)), m_failed(kj::mv(failed)), m_tasks(*this) {
+  m_service.AddObserver(*this);
+}
+
+Session::~Session() noexcept {
+  m_service.RemoveObserver(*this);
+}
+
+// How a call becomes an answer
+
+void Session::CheckGate() const {
+  if (!m_gateOpen) throw EngineError(EngineErrorCode::Refused, "the control gate is closed");
+}
+
+void Session::WriteAnswer(wire::Answer::Builder to, const std::exception_ptr& error) const {
+  to.setChange(m_service.Table().LastChange());
+  if (error) WriteError(error, to.initError());
+}
+
+/// Answers at once: `action(params, results)` is the whole call.
+template <class Context, class Action>
+kj::Promise<void> Session::Act(Context& context, Action action) {
+  auto results = context.getResults();
+  std::exception_ptr error;
+  try {
+    action(context.getParams(), results);
+  } catch (...) {
+    error = std::current_exception();
+  }
+  WriteAnswer(results.initAnswer(), error);
+  return kj::READY_NOW;
+}
+
+/// Starts what the service ends later. The console may be gone by then: the call is dropped with it, and the
+/// service's completion finds nobody.
+template <class Context, class Start>
+kj::Promise<Session::Ended> Session::Begin(Context& context, Start start) {
+  context.allowCancellation();
+  auto ended = kj::newPromiseAndFulfiller<Ended>();
+  const auto fulfiller = std::make_shared<kj::Own<kj::PromiseFulfiller<Ended>>>(kj::mv(ended.fulfiller));
+  const End end = [fulfiller](std::exception_ptr error, const engine::CheckResult& result) {
+    (*fulfiller)->fulfill({std::move(error), result});
+  };
+  try {
+    start(context.getParams(), end);
+  } catch (...) {
+    end(std::current_exception(), {});
+  }
+  return kj::mv(ended.promise);
+}
+
+template <class Context, class Start>
+kj::Promise<void> Session::ActLater(Context context, Start start) {
+  return Begin(context, start).then([this, context](const Ended& ended) mutable {
+    WriteAnswer(context.getResults().initAnswer(), ended.error);
+  });
+}
+
+/// The same for calls that also have an outcome.
+template <class Context, class Start>
+kj::Promise<void> Session::RunLater(Context context, Start start) {
+  return Begin(context, start).then([this, context](const Ended& ended) mutable {
+    WriteAnswer(context.getResults().initAnswer(), ended.error);
+    auto outcome = context.getResults().initOutcome();
+    outcome.setGood(ended.result.good);
+    outcome.setReason(ToText(ended.result.reason));
+    outcome.setDurationMs(static_cast<std::uint32_t>(ended.result.duration.count()));
+  });
+}
+
+// The calls
+
+kj::Promise<void> Session::openGate(OpenGateContext context) {
+  return Act(context, [this](auto params, auto&) {
+    if (!m_service.IsControlPass(ToString(params.getControlPass())))
+      throw EngineError(EngineErrorCode::Refused, "the control pass is wrong");
+    m_gateOpen = true;
+  });
+}
+
+kj::Promise<void> Session::configValue(ConfigValueContext context) {
+  return Act(context, [this](auto params, auto& results) {
+    results.setValue(ToData(m_service.ConfigValue(ToString(params.getKey()))));
+  });
+}
+
+kj::Promise<void> Session::commitConfig(CommitConfigContext context) {
+  return ActLater(context, [this](auto params, const End& end) {
+    std::map<std::string, std::string> values;
+    for (const auto pair : params.getValues())
+      values[ToString(pair.getKey())] = ToString(pair.getValue());
+    m_service.CommitConfig(std::move(values), [end](std::exception_ptr error) { end(error, {}); });
+  });
+}
+
+kj::Promise<void> Session::load(LoadContext context) {
+  return ActLater(context, [this](auto params, const End& end) {
+    m_service.Load(ToString(params.getPath()), [end](std::exception_ptr error) { end(error, {}); });
+  });
+}
+
+kj::Promise<void> Session::save(SaveContext context) {
+  return ActLater(context, [this](auto params, const End& end) {
+    CheckGate();
+    m_service.Save(ToString(params.getPath()), [end](std::exception_ptr error) { end(error, {}); });
+  });
+}
+
+kj::Promise<void> Session::add(AddContext context) {
+  return Act(context, [this](auto params, auto&) {
+    CheckGate();
+    m_service.Add(ToString(params.getName()));
+  });
+}
+
+kj::Promise<void> Session::remove(RemoveContext context) {
+  return Act(context, [this](auto params, auto&) {
+    CheckGate();
+    const auto name = ToString(params.getName());
+    const auto* monitor = m_service.Table().Find(name);
+    if (monitor == nullptr) throw EngineError(EngineErrorCode::NotFound, "no monitor of this name: " + name);
+    m_service.Remove(monitor->id);
+  });
+}
+
+kj::Promise<void> Session::setAttribute(SetAttributeContext context) {
+  return Act(context, [this](auto params, auto&) {
+    CheckGate();
+    m_service.Set(params.getId(), ToString(params.getKey()), ToString(params.getValue()));
+  });
+}
+
+kj::Promise<void> Session::init(InitContext context) {
+  return Act(context, [this](auto params, auto&) {
+    CheckGate();
+    m_service.Init(params.getId());
+  });
+}
+
+kj::Promise<void> Session::check(CheckContext context) {
+  return RunLater(context, [this](auto params, const End& end) {
+    CheckGate();
+    m_service.Check(params.getId(), end);
+  });
+}
+
+kj::Promise<void> Session::notify(NotifyContext context) {
+  return RunLater(context, [this](auto params, const End& end) {
+    CheckGate();
+    m_service.Notify(params.getId(), end);
+  });
+}
+
+kj::Promise<void> Session::shutdown(ShutdownContext context) {
+  return Act(context, [this](auto, auto&) {
+    CheckGate();
+    m_onShutdown();
+  });
+}
+
+// The mirror
+
+kj::Promise<void> Session::follow(FollowContext context) {
+  KJ_REQUIRE(m_mirror == nullptr, "the session has a mirror already");
+  m_mirror = context.getParams().getMirror();
+  TableChanged();
+  return kj::READY_NOW;
+}
+
+void Session::TableChanged() {
+  if (m_mirror == nullptr || m_feeding) return;
+  m_feeding = true;
+  // Later, so that one run of changes becomes one batch.
+  m_tasks.add(kj::evalLater([this] { return Feed(); }));
+}
+
+/// One batch after the other until nothing is left; the next goes out when the console has answered the last.
+kj::Promise<void> Session::Feed() {
+  if (!m_feed.Pending(m_service.Table())) {
+    m_feeding = false;
+    return kj::READY_NOW;
+  }
+  const auto batch = m_feed.Next(m_service.Table());
+  auto request = KJ_ASSERT_NONNULL(m_mirror).updateRequest(capnp::MessageSize{batch.WordsHint(), 0});
+  batch.Write(request.initBatch());
+  return request.send().ignoreResult().then([this] { return Feed(); });
+}
+
+void Session::taskFailed(kj::Exception&& exception) {
+  m_failed->reject(kj::mv(exception));
+}
+
+}  // namespace norvane::link

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <kj/async.h>
+
+#include <functional>
+
+#include "engine/Service.h"
+#include "link/ChangeFeed.h"
+#include "link/engine.capnp.h"
+
+namespace norvane::link {
+
+/// One console's session: holds its gate, carries its calls to the service and feeds its mirror.
+class Session final : public wire::Session::Server,
+                      private engine::TableObserver,
+                      private kj::TaskSet::ErrorHandler {
+ public:
+  /// `failed` gets the error if the mirror cannot be fed any more; the session is of no use then.
+  Session(engine::Service& service, std::function<void()> onShutdown,
+          kj::Own<kj::PromiseFulfiller<void>> failed);
+  ~Session() noexcept;
+
+  kj::Promise<void> follow(FollowContext context) override;
+  kj::Promise<void> openGate(OpenGateContext context) override;
+  kj::Promise<void> configValue(ConfigValueContext context) override;
+  kj::Promise<void> commitConfig(CommitConfigContext context) override;
+  kj::Promise<void> load(LoadContext context) override;
+  kj::Promise<void> save(SaveContext context) override;
+  kj::Promise<void> add(AddContext context) override;
+  kj::Promise<void> remove(RemoveContext context) override;
+  kj::Promise<void> setAttribute(SetAttributeContext context) override;
+  kj::Promise<void> init(InitContext context) override;
+  kj::Promise<void> check(CheckContext context) override;
+  kj::Promise<void> notify(NotifyContext context) override;
+  kj::Promise<void> shutdown(ShutdownContext context) override;
+
+ private:
+  struct Ended {
+    std::exception_ptr error;
+    engine::CheckResult result;
+  };
+  using End = std::function<void(std::exception_ptr, const engine::CheckResult&)>;
+
+  template <class Context, class Action>
+  kj::Promise<void> Act(Context& context, Action action);
+  template <class Context, class Start>
+  kj::Promise<Ended> Begin(Context& context, Start start);
+  void WriteAnswer(wire::Answer::Builder to, const std::exception_ptr& error) const;
+  template <class Context, class Start>
+  kj::Promise<void> ActLater(Context context, Start start);
+  template <class Context, class Start>
+  kj::Promise<void> RunLater(Context context, Start start);
+  void CheckGate() const;
+
+  void TableChanged() override;
+  kj::Promise<void> Feed();
+  void taskFailed(kj::Exception&& exception) override;
+
+  engine::Service& m_service;
+  std::function<void()> m_onShutdown;
+  kj::Own<kj::PromiseFulfiller<void>> m_failed;
+  bool m_gateOpen = false;
+  kj::Maybe<wire::Mirror::Client> m_mirror;
+  ChangeFeed m_feed;
+  bool m_feeding = false;
+  kj::TaskSet m_tasks;
+};
+
+}  // namespace norvane::link

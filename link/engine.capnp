@@ -1,0 +1,136 @@
+@0xf2a6c27a5cc7878e;
+
+# What a console and the engine say to each other over the socket "NorvaneEngine.sock" in the application
+# folder. The engine's bootstrap object is Greeter. Text is UTF-8; Data is text too, where a value may be long
+# or hold anything. Times are milliseconds since 1970, UTC.
+#
+# Failures of the engine's operations travel as Answer.error, with their code; a failed RPC call means that the
+# connection or the protocol is broken, and the console gives the connection up.
+
+using Cxx = import "/capnp/c++.capnp";
+$Cxx.namespace("norvane::link::wire");
+
+const protocolVersion :UInt16 = 1;
+
+interface Greeter {
+  hello @0 (version :UInt16) -> (greeting :Greeting);
+  # The first message both ways. Whoever does not say it in time is dropped.
+}
+
+struct Greeting {
+  version @0 :UInt16;
+  # The engine's. Only if the console's is the same does the rest of this schema hold.
+  union {
+    refusal @1 :Text;
+    # Why there is no session, for the user.
+    engine @2 :EngineInfo;
+  }
+}
+
+struct EngineInfo {
+  session @0 :Session;
+  instance @1 :Text;
+  # Random, another for every engine process.
+  version @2 :Text;
+  processId @3 :UInt32;
+  folder @4 :Text;
+  startedAt @5 :Int64;
+  knownKeys @6 :List(Text);
+  # The keys of Monitor.values, in their order.
+  monitorTypes @7 :List(Text);
+}
+
+interface Session {
+  # One console's way into the engine. Calls marked "gate" are refused until openGate has succeeded.
+
+  follow @0 (mirror :Mirror) -> ();
+  # Sends all monitors to the mirror, then every change. Once per session.
+  openGate @1 (controlPass :Data) -> (answer :Answer);
+  configValue @2 (key :Text) -> (answer :Answer, value :Data);
+  commitConfig @3 (values :List(Pair)) -> (answer :Answer);
+  # Done when the values are on disk.
+  load @4 (path :Text) -> (answer :Answer);
+  save @5 (path :Text) -> (answer :Answer);  # gate
+  add @6 (name :Text) -> (answer :Answer);  # gate
+  remove @7 (name :Text) -> (answer :Answer);  # gate
+  setAttribute @8 (id :UInt64, key :Text, value :Data) -> (answer :Answer);  # gate
+  init @9 (id :UInt64) -> (answer :Answer);  # gate
+  check @10 (id :UInt64) -> (answer :Answer, outcome :Outcome);  # gate
+  notify @11 (id :UInt64) -> (answer :Answer, outcome :Outcome);  # gate
+  shutdown @12 () -> (answer :Answer);  # gate
+  # The engine has begun to end; it closes the connection when everything is on disk.
+}
+
+struct Answer {
+  change @0 :UInt64;
+  # Number of the table's last change. The call has ended for the console only when its mirror has come to it,
+  # so that a read sees every write that was made before.
+  union {
+    done @1 :Void;
+    error @2 :Error;
+  }
+}
+
+struct Error {
+  code @0 :ErrorCode;
+  text @1 :Text;
+}
+
+enum ErrorCode {
+  # As EngineErrorCode, in its order.
+  gone @0;
+  timedOut @1;
+  notFound @2;
+  exists @3;
+  refused @4;
+  invalid @5;
+  full @6;
+  failed @7;
+}
+
+struct Outcome {
+  # Of a check or notification that was carried out, with whatever result.
+  good @0 :Bool;
+  reason @1 :Text;
+  durationMs @2 :UInt32;
+}
+
+interface Mirror {
+  # The console's copy of the table. The engine sends the next batch only when the last one was answered.
+  update @0 (batch :Batch) -> ();
+}
+
+struct Batch {
+  reset @0 :Bool;
+  # Forget everything: the monitors that follow are of another table. Reads go on seeing the old ones until a
+  # batch is marked upToDate.
+  removed @1 :List(UInt64);
+  # Take these out first. Some may never have been sent.
+  monitors @2 :List(Monitor);
+  # New or changed, each as it stands now.
+  change @3 :UInt64;
+  # The mirror has now come to the change of this number.
+  upToDate @4 :Bool;
+  # Nothing was left to send.
+}
+
+struct Monitor {
+  id @0 :UInt64;
+  # Ascending in the order in which the monitors were added; not used again while the engine lives.
+  name @1 :Text;
+  values @2 :List(Data);
+  # By position in EngineInfo.knownKeys; null where empty.
+  others @3 :List(Pair);
+  # Attributes beside the known ones.
+  lastCheck :group {
+    at @4 :Int64;
+    # 0 if there was none.
+    durationMs @5 :UInt32;
+    failuresInARow @6 :UInt32;
+  }
+}
+
+struct Pair {
+  key @0 :Text;
+  value @1 :Data;
+}
