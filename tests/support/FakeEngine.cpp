@@ -1,7 +1,6 @@
 #include "tests/support/FakeEngine.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "console/engine/MonitorKeys.h"
 
@@ -101,13 +100,15 @@ class FakeEngine::Config : public ce::ServiceConfig {
   void SetValue(std::string_view key, std::string_view value) override {
     m_engine.Begin("SetValue", Quoted(key) + ", " + Quoted(value));
     CheckNamed();
-    if (key == ce::service::ControlPass) Fail(EngineErrorCode::Invalid, "ControlPass cannot be set");
     m_held[std::string(key)] = value;
   }
   void Commit() override {
     m_engine.Call("Commit");
     CheckNamed();
-    for (auto& [key, value] : std::exchange(m_held, {}))
+    const auto values = std::exchange(m_held, {});
+    if (values.count(std::string(ce::service::ControlPass)) != 0)
+      Fail(EngineErrorCode::Invalid, "ControlPass cannot be set");
+    for (const auto& [key, value] : values)
       m_engine.ConfigValues()[key] = value;
   }
   std::string GetValue(std::string_view key) override {
@@ -292,7 +293,7 @@ class FakeEngine::Ref : public ce::ServiceRef {
 
  private:
   FakeEngine& m_engine;
-  std::optional<std::string> m_machine;
+  std::string m_machine;
   std::string m_classId;
   std::string m_name;
   std::shared_ptr<FakeMonitor> m_found;
@@ -356,7 +357,7 @@ class FakeEngine::Root : public ce::ServiceRoot {
 
 std::shared_ptr<ce::ServiceRoot> FakeEngine::Ref::GetRoot() {
   m_engine.Call("GetRoot");
-  if (!m_machine.has_value() || m_classId != ce::RootClassId)
+  if (m_machine.empty() || m_classId != ce::RootClassId)
     Fail(EngineErrorCode::Invalid, "the root needs a machine and the service's class id");
   return std::make_shared<Root>(m_engine);
 }

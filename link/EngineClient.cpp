@@ -1,0 +1,52 @@
+#include "link/EngineClient.h"
+
+#include "link/ClientItem.h"
+#include "link/ClientObjects.h"
+#include "link/Link.h"
+
+namespace norvane::link {
+
+namespace ce = console::engine;
+
+EngineClient::EngineClient(LinkOptions options) : m_link(std::make_shared<Link>(std::move(options))) {}
+EngineClient::~EngineClient() = default;
+
+std::shared_ptr<ce::ServiceConfig> EngineClient::NewServiceConfig() {
+  return std::make_shared<ClientConfig>(m_link);
+}
+std::shared_ptr<ce::ControlGate> EngineClient::NewControlGate() {
+  return std::make_shared<ClientGate>(m_link);
+}
+std::shared_ptr<ce::ServiceRef> EngineClient::NewServiceRef() {
+  return std::make_shared<ClientRef>(m_link);
+}
+std::shared_ptr<ce::MonitorList> EngineClient::NewMonitorList() {
+  return std::make_shared<ClientList>(m_link);
+}
+
+EngineInfo EngineClient::Info() {
+  return m_link->ConnectedInfo();
+}
+MonitorSnapshot EngineClient::Snapshot() {
+  return m_link->ConnectedMirror().All();
+}
+
+std::uint64_t EngineClient::WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) {
+  return m_link->ConnectedMirror().WaitForUpdate(seen, time);
+}
+
+EngineClient::Outcome EngineClient::Check(std::string_view fullName) {
+  return CheckMonitor(*m_link, m_link->ConnectedMirror().IdOf(fullName));
+}
+
+EngineClient::Outcome EngineClient::Notify(std::string_view fullName) {
+  return NotifyOf(*m_link, m_link->ConnectedMirror().IdOf(fullName));
+}
+
+void EngineClient::Shutdown() {
+  const auto& options = m_link->Options();
+  m_link->Call(options.callTimeout, [](wire::Session::Client& session) { return session.shutdownRequest(); });
+  m_link->WaitUntilGone(options.storeTimeout);
+}
+
+}  // namespace norvane::link

@@ -1,0 +1,80 @@
+#include "link/Link.h"
+
+#include "console/engine/EngineError.h"
+
+namespace norvane::link {
+
+using console::engine::EngineError;
+using console::engine::EngineErrorCode;
+
+Link::~Link() {
+  if (!m_thread.joinable()) return;
+  m_loop->Executor().executeSync([this] { m_loop->End(); });
+  m_thread.join();
+}
+
+void Link::ThreadMain(std::promise<void> ready) {
+  try {
+    LinkLoop loop(m_options, m_mirror, m_info);
+    m_loop = &loop;
+    ready.set_value();
+    loop.RunUntilEnd();
+  } catch (...) {
+    if (m_loop != nullptr) throw;
+    ready.set_exception(std::current_exception());
+  }
+}
+
+template <class Begin>
+void Link::Await(Begin begin) {
+  const auto call = std::make_shared<CallState>();
+  m_loop->Executor().executeSync([&] { begin(*m_loop, call); });
+  (m_options.waiter != nullptr ? *m_options.waiter : m_blockingWaiter).Wait(*call);
+  call->Result();
+}
+
+void Link::StartThread() {
+  std::promise<void> ready;
+  auto isReady = ready.get_future();
+  m_thread = std::thread(&Link::ThreadMain, this, std::move(ready));
+  try {
+    isReady.get();
+  } catch (const std::exception& error) {
+    m_thread.join();
+    throw EngineError(EngineErrorCode::Failed, std::string("the link cannot be set up: ") + error.what());
+  }
+}
+
+void Link::CheckFollowing() const {
+  if (m_mirror.CurrentState() == Mirror::State::Gone)
+    throw EngineError(EngineErrorCode::Gone, "the engine is gone or was restarted");
+}
+
+void Link::Connect() {
+  if (m_mirror.CurrentState() != Mirror::State::NeverReached) return;
+  if (!m_thread.joinable()) StartThread();
+  Await([](LinkLoop& loop, const std::shared_ptr<CallState>& call) { loop.Connect(call); });
+}
+
+const Mirror& Link::ConnectedMirror() {
+  Connect();
+  return m_mirror;
+}
+
+const EngineInfo& Link::ConnectedInfo() {
+  Connect();
+  CheckFollowing();
+  return m_info;
+}
+
+void Link::Run(std::chrono::milliseconds timeout, const LinkLoop::Body& body) {
+  Connect();
+  CheckFollowing();
+  Await([&](LinkLoop& loop, const std::shared_ptr<CallState>& call) { loop.Run(call, timeout, body); });
+}
+
+void Link::WaitUntilGone(std::chrono::milliseconds timeout) {
+  Await([&](LinkLoop& loop, const std::shared_ptr<CallState>& call) { loop.WaitUntilGone(call, timeout); });
+}
+
+}  // namespace norvane::link

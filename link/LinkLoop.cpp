@@ -1,0 +1,236 @@
+#include "link/LinkLoop.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "console/engine/EngineError.h"
+#include "link/Wire.h"
+
+namespace norvane::link {
+
+using console::engine::EngineError;
+using console::engine::EngineErrorCode;
+using platform::FileDescriptor;
+using std::chrono::milliseconds;
+
+namespace {
+constexpr auto RetryPause = 20 * kj::MILLISECONDS;
+/// Every table's numbers are greater: any change means that the mirror is filled.
+constexpr std::uint64_t FirstFill = 1;
+constexpr std::uint64_t Never = UINT64_MAX;
+
+std::exception_ptr Error(EngineErrorCode code, const std::string& text) {
+  return std::make_exception_ptr(EngineError(code, text));
+}
+
+std::exception_ptr ErrorOf(const kj::Exception& exception) {
+  if (exception.getType() == kj::Exception::Type::DISCONNECTED)
+    return Error(EngineErrorCode::Gone, "the engine is gone");
+  return Error(EngineErrorCode::Failed, exception.getDescription().cStr());
+}
+
+kj::Duration ToDuration(milliseconds time) {
+  return time.count() * kj::MILLISECONDS;
+}
+
+/// A connected socket, or none if nobody listens. Throws EngineError for anything else.
+FileDescriptor OpenSocket(const std::string& folder) {
+  const auto address = SocketAddress(folder);
+  FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (socket && ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+    return socket;
+  // EAGAIN: it listens, but too many wait already.
+  if (socket && (errno == ENOENT || errno == ECONNREFUSED || errno == EAGAIN)) return {};
+  throw EngineError(EngineErrorCode::Gone, "the engine cannot be reached: " + std::string(address.sun_path) +
+                                               ": " + std::strerror(errno));
+}
+
+/// Runs `action`; what it throws becomes the call's error, with its type.
+template <class Action>
+auto Keeping(CallState& call, Action action) {
+  try {
+    return action();
+  } catch (...) {
+    call.Fail(std::current_exception());
+    throw;
+  }
+}
+}  // namespace
+
+class LinkLoop::MirrorServer final : public wire::Mirror::Server {
+ public:
+  explicit MirrorServer(LinkLoop& loop) : m_loop(loop) {}
+  kj::Promise<void> update(UpdateContext context) override {
+    m_loop.UpdateMirror(context.getParams().getBatch());
+    return kj::READY_NOW;
+  }
+
+ private:
+  LinkLoop& m_loop;
+};
+
+struct LinkLoop::Connection {
+  Connection(LinkLoop& loop, kj::Own<kj::AsyncIoStream> socket)
+      : stream(kj::mv(socket)),
+        network(*stream, capnp::rpc::twoparty::Side::CLIENT, ReaderLimit(MaxMessageToConsole)),
+        rpc(capnp::makeRpcClient(network)),
+        lost(network.onDisconnect().then([&loop] { loop.Lose(); }).eagerlyEvaluate(nullptr)) {}
+
+  wire::Greeter::Client Bootstrap() {
+    capnp::MallocMessageBuilder message(4);
+    auto vatId = message.getRoot<capnp::rpc::twoparty::VatId>();
+    vatId.setSide(capnp::rpc::twoparty::Side::SERVER);
+    return rpc.bootstrap(vatId).castAs<wire::Greeter>();
+  }
+
+  kj::Own<kj::AsyncIoStream> stream;
+  capnp::TwoPartyVatNetwork network;
+  capnp::RpcSystem<capnp::rpc::twoparty::VatId> rpc;
+  kj::Maybe<wire::Session::Client> session;
+  kj::Promise<void> lost;
+};
+
+LinkLoop::LinkLoop(const LinkOptions& options, Mirror& mirror, EngineInfo& info)
+    : m_options(options),
+      m_mirror(mirror),
+      m_info(info),
+      m_io(kj::setupAsyncIo()),
+      m_timer(m_io.provider->getTimer()),
+      m_executor(kj::getCurrentThreadExecutor()),
+      m_tasks(*this) {}
+
+LinkLoop::~LinkLoop() noexcept = default;
+
+/// The call's end is told only after its work was dropped, since the caller's variables go then.
+void LinkLoop::Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& call, milliseconds timeout,
+                      const char* timeoutText) {
+  auto expired = m_timer.afterDelay(ToDuration(timeout)).then([call, timeoutText] {
+    call->Fail(Error(EngineErrorCode::TimedOut, timeoutText));
+  });
+  m_tasks.add(work.exclusiveJoin(kj::mv(expired))
+                  .catch_([call](kj::Exception&& exception) { call->Fail(ErrorOf(exception)); })
+                  .then([call] { call->Finish(); }));
+}
+
+// Connecting
+
+void LinkLoop::Connect(const std::shared_ptr<CallState>& call) {
+  auto work = kj::evalNow([&] {
+                return Reach(*call);
+              }).then([this, call](FileDescriptor socket) {
+                  return Greet(std::move(socket), *call);
+                }).then([this] { return WhenReached(FirstFill); });
+  Finish(kj::mv(work), call, m_options.connectTimeout, "the engine does not answer the greeting");
+}
+
+kj::Promise<FileDescriptor> LinkLoop::Reach(CallState& call) {
+  return Keeping(call, [&]() -> kj::Promise<FileDescriptor> {
+    if (auto socket = OpenSocket(m_options.folder)) return socket;
+    auto end = m_timer.now();
+    if (m_options.startEngine && !m_startTried) {
+      m_startTried = true;
+      m_options.startEngine();
+      end = m_timer.now() + ToDuration(m_options.startTimeout);
+    }
+    return ReachBefore(end, call);
+  });
+}
+
+kj::Promise<FileDescriptor> LinkLoop::ReachBefore(kj::TimePoint end, CallState& call) {
+  return Keeping(call, [&]() -> kj::Promise<FileDescriptor> {
+    if (auto socket = OpenSocket(m_options.folder)) return socket;
+    if (m_timer.now() >= end)
+      throw EngineError(EngineErrorCode::Gone, "no engine answers in " + m_options.folder);
+    return m_timer.afterDelay(RetryPause).then([this, end, &call] { return ReachBefore(end, call); });
+  });
+}
+
+kj::Promise<void> LinkLoop::Greet(FileDescriptor socket, CallState& call) {
+  using Provider = kj::LowLevelAsyncIoProvider;
+  m_connection = nullptr;  // what a failed try has left
+  m_connection =
+      kj::heap<Connection>(*this, m_io.lowLevelProvider->wrapSocketFd(
+                                      socket.Release(), Provider::TAKE_OWNERSHIP | Provider::ALREADY_CLOEXEC |
+                                                            Provider::ALREADY_NONBLOCK));
+  auto request = m_connection->Bootstrap().helloRequest();
+  request.setVersion(wire::PROTOCOL_VERSION);
+  return request.send().then(
+      [this, &call](capnp::Response<wire::Greeter::HelloResults> results) {
+        return TakeGreeting(results.getGreeting(), call);
+      },
+      [&call](kj::Exception&& exception) -> kj::Promise<void> {
+        if (exception.getType() == kj::Exception::Type::DISCONNECTED)
+          call.Fail(Error(EngineErrorCode::Gone,
+                          "the engine closed the connection at the greeting: this user is not its own, or it "
+                          "serves too many consoles already"));
+        return kj::mv(exception);
+      });
+}
+
+kj::Promise<void> LinkLoop::TakeGreeting(wire::Greeting::Reader greeting, CallState& call) {
+  if (greeting.isRefusal() || greeting.getVersion() != wire::PROTOCOL_VERSION) {
+    const auto why = greeting.isRefusal() ? ToString(greeting.getRefusal())
+                                          : "the engine speaks another protocol than this program";
+    call.Fail(Error(EngineErrorCode::Failed, why));
+    return KJ_EXCEPTION(FAILED, "the greeting was refused");
+  }
+  TakeInfo(greeting.getEngine());
+  m_connection->session = greeting.getEngine().getSession();
+  auto request = greeting.getEngine().getSession().followRequest();
+  request.setMirror(kj::heap<MirrorServer>(*this));
+  return request.send().ignoreResult();
+}
+
+void LinkLoop::TakeInfo(wire::EngineInfo::Reader engine) {
+  m_info.instance = ToString(engine.getInstance());
+  m_info.version = ToString(engine.getVersion());
+  m_info.processId = engine.getProcessId();
+  m_info.folder = ToString(engine.getFolder());
+  m_info.startedAt = ToTime(engine.getStartedAt());
+  m_info.monitorTypes.clear();
+  for (const auto type : engine.getMonitorTypes())
+    m_info.monitorTypes.push_back(ToString(type));
+  std::vector<std::string> keys;
+  for (const auto key : engine.getKnownKeys())
+    keys.push_back(ToString(key));
+  m_mirror.Begin(std::move(keys));
+}
+
+// Calls
+
+void LinkLoop::Run(const std::shared_ptr<CallState>& call, milliseconds timeout, const Body& body) {
+  auto work = kj::evalNow([&] { return body(KJ_ASSERT_NONNULL(m_connection->session), *call); });
+  Finish(kj::mv(work), call, timeout, "the engine did not answer in time");
+}
+
+void LinkLoop::WaitUntilGone(const std::shared_ptr<CallState>& call, milliseconds timeout) {
+  auto gone = WhenReached(Never).catch_([](const kj::Exception&) {});  // its only way to end
+  Finish(kj::mv(gone), call, timeout, "the engine has not ended in time");
+}
+
+kj::Promise<void> LinkLoop::WhenReached(std::uint64_t change) {
+  if (m_mirror.CurrentState() == Mirror::State::Gone) return KJ_EXCEPTION(DISCONNECTED, "the engine is gone");
+  if (m_mirror.Change() >= change) return kj::READY_NOW;
+  auto reached = kj::newPromiseAndFulfiller<void>();
+  m_waiting.emplace(change, kj::mv(reached.fulfiller));
+  return kj::mv(reached.promise);
+}
+
+void LinkLoop::UpdateMirror(wire::Batch::Reader batch) {
+  m_mirror.Apply(batch);
+  const auto end = m_waiting.upper_bound(m_mirror.Change());
+  for (auto next = m_waiting.begin(); next != end; next = m_waiting.erase(next))
+    next->second->fulfill();
+}
+
+void LinkLoop::Lose() {
+  if (m_mirror.CurrentState() == Mirror::State::Following) m_mirror.SetGone();
+  for (auto& [change, waiting] : std::exchange(m_waiting, {}))
+    waiting->reject(KJ_EXCEPTION(DISCONNECTED, "the engine is gone"));
+}
+
+void LinkLoop::taskFailed(kj::Exception&&) {
+  Lose();  // a task ends in a call's end, so nothing can be relied on any more
+}
+
+}  // namespace norvane::link

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "console/engine/CallWaiter.h"
+
+namespace norvane::link {
+
+/// How a console reaches its engine and how long it waits.
+struct LinkOptions {
+  std::string folder;  ///< the application folder
+  /// Starts the engine; called on the link's thread when nobody answers, once. May throw. May be empty.
+  std::function<void()> startEngine;
+  /// How the calling thread waits; null just blocks. Must outlive the client and all that it made.
+  console::engine::CallWaiter* waiter = nullptr;
+  std::chrono::milliseconds startTimeout{5000};  ///< until a started engine must listen
+  std::chrono::milliseconds connectTimeout{10000};
+  std::chrono::milliseconds callTimeout{10000};
+  std::chrono::milliseconds storeTimeout{120000};  ///< of Load, Save and the engine's end
+  std::chrono::milliseconds runTimeout{900000};    ///< of Monitor and Notify
+};
+
+/// What the engine says of itself.
+struct EngineInfo {
+  std::string instance;  ///< random, another for every engine process
+  std::string version;
+  std::uint32_t processId = 0;
+  std::string folder;
+  std::chrono::system_clock::time_point startedAt;
+  std::vector<std::string> monitorTypes;
+};
+
+}  // namespace norvane::link

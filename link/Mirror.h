@@ -1,0 +1,78 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "link/MonitorRecord.h"
+#include "link/engine.capnp.h"
+
+namespace norvane::link {
+
+/// The console's copy of the engine's monitors: written by the link's thread, read by any. Reads throw
+/// EngineError: Gone once the engine has gone (and before it was reached), NotFound.
+class Mirror {
+ public:
+  // The link's thread.
+
+  /// The keys of the batches' values, in their order. Forgets what an earlier try to connect has left.
+  void Begin(std::vector<std::string> wireKeys);
+  void Apply(wire::Batch::Reader batch);
+  void SetGone();
+  /// The change that readers see all of; 0 until the first fill is complete.
+  [[nodiscard]] std::uint64_t Change() const;
+
+  // Readers.
+
+  enum class State { NeverReached, Following, Gone };
+  [[nodiscard]] State CurrentState() const;
+  [[nodiscard]] std::size_t Count() const;
+  /// `position` counts from 1.
+  [[nodiscard]] std::uint64_t IdAt(int position) const;
+  [[nodiscard]] std::uint64_t IdOf(std::string_view fullName) const;
+  /// Calls `read` with the record, under the lock.
+  template <class Read>
+  auto Look(std::uint64_t id, Read read) const {
+    const std::lock_guard lock(m_mutex);
+    return read(Find(id));
+  }
+  [[nodiscard]] MonitorSnapshot All() const;
+  /// Waits until something changed after the number that an earlier call gave (0: nothing seen yet), or until
+  /// the time is over. Gives the number of what there is now.
+  [[nodiscard]] std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) const;
+
+ private:
+  using Record = std::shared_ptr<const MonitorRecord>;
+  struct Table {
+    std::vector<Record*> inOrder;  ///< by id; the places are those of `byId`, which stay
+    std::unordered_map<std::uint64_t, Record> byId;
+    std::unordered_map<std::string_view, std::uint64_t> byName;  ///< views of the records' names
+
+    void Remove(capnp::List<std::uint64_t>::Reader ids);
+    void Put(std::vector<Record> records);
+  };
+
+  void CheckFollowing() const;
+  [[nodiscard]] const MonitorRecord& Find(std::uint64_t id) const;
+  [[nodiscard]] Record Read(wire::Monitor::Reader from) const;
+
+  std::vector<std::string> m_wireKeys;
+  std::vector<std::optional<std::size_t>> m_positions;  ///< in KnownKeys, of each wire key
+  std::optional<Table> m_next;  ///< another table on its way in; only the link's thread touches it
+
+  mutable std::mutex m_mutex;  ///< guards all below
+  mutable std::condition_variable m_updated;
+  State m_state = State::NeverReached;
+  Table m_table;
+  std::uint64_t m_change = 0;
+  std::uint64_t m_updates = 0;
+};
+
+}  // namespace norvane::link

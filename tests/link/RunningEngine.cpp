@@ -1,0 +1,110 @@
+#include "tests/link/RunningEngine.h"
+
+#include <kj/async-io.h>
+
+#include <condition_variable>
+#include <mutex>
+
+#include "console/engine/MonitorKeys.h"
+
+namespace norvane::tests {
+
+struct RunningEngine::Loop {
+  Loop(const std::string& folder, const std::function<void(link::EngineServer::Options&)>& tune)
+      : service({folder,
+                 [this](platform::EventFd& wake) {
+                   auto made = std::make_unique<ScriptedChecks>(wake);
+                   checks = made.get();
+                   return made;
+                 }}),
+        server(io, service, Options(folder, tune)) {}
+
+  link::EngineServer::Options Options(const std::string& folder,
+                                      const std::function<void(link::EngineServer::Options&)>& tune) {
+    link::EngineServer::Options options;
+    options.folder = folder;
+    options.onShutdown = [this] { end.fulfiller->fulfill(); };
+    options.log = [this](const std::string& line) {
+      const std::lock_guard lock(mutex);
+      log.push_back(line);
+      logged.notify_all();
+    };
+    if (tune) tune(options);
+    return options;
+  }
+
+  kj::AsyncIoContext io = kj::setupAsyncIo();
+  const kj::Executor& executor = kj::getCurrentThreadExecutor();
+  kj::PromiseFulfillerPair<void> end = kj::newPromiseAndFulfiller<void>();
+  std::mutex mutex;
+  std::condition_variable logged;
+  std::vector<std::string> log;
+  ScriptedChecks* checks = nullptr;
+  engine::Service service;
+  link::EngineServer server;
+};
+
+RunningEngine::RunningEngine(std::string folder, std::function<void(link::EngineServer::Options&)> tune)
+    : m_folder(std::move(folder)), m_tune(std::move(tune)) {
+  std::promise<Loop*> ready;
+  auto isReady = ready.get_future();
+  m_thread = std::thread(&RunningEngine::ThreadMain, this, std::move(ready));
+  try {
+    m_loop = isReady.get();
+  } catch (...) {
+    m_thread.join();
+    throw;
+  }
+}
+
+RunningEngine::~RunningEngine() {
+  m_loop->executor.executeSync([this] { m_loop->end.fulfiller->fulfill(); });
+  m_thread.join();
+}
+
+void RunningEngine::ThreadMain(std::promise<Loop*> ready) {
+  std::unique_ptr<Loop> loop;
+  try {
+    loop = std::make_unique<Loop>(m_folder, m_tune);
+  } catch (...) {
+    ready.set_exception(std::current_exception());
+    return;
+  }
+  ready.set_value(loop.get());
+  loop->end.promise.wait(loop->io.waitScope);
+}
+
+void RunningEngine::Do(const std::function<void(engine::Service&, ScriptedChecks&)>& action) {
+  m_loop->executor.executeSync([&] { action(m_loop->service, *m_loop->checks); });
+}
+
+std::string RunningEngine::ControlPass() {
+  std::string pass;
+  Do([&](engine::Service& service, ScriptedChecks&) {
+    pass = service.ConfigValue(console::engine::service::ControlPass);
+  });
+  return pass;
+}
+
+std::vector<std::string> RunningEngine::Log() {
+  const std::lock_guard lock(m_loop->mutex);
+  return m_loop->log;
+}
+
+void RunningEngine::AwaitLog(const std::string& text) {
+  std::unique_lock lock(m_loop->mutex);
+  m_loop->logged.wait(lock, [&] {
+    for (const auto& line : m_loop->log)
+      if (line.find(text) != std::string::npos) return true;
+    return false;
+  });
+}
+
+link::LinkOptions ClientOptions(const std::string& folder) {
+  link::LinkOptions options;
+  options.folder = folder;
+  options.connectTimeout = options.callTimeout = options.runTimeout = std::chrono::seconds(60);
+  return options;
+}
+
+}  // namespace norvane::tests

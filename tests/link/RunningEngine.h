@@ -1,0 +1,47 @@
+#pragma once
+
+#include <functional>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "console/engine/EngineError.h"
+#include "link/EngineClient.h"
+#include "link/EngineServer.h"
+#include "tests/support/ScriptedChecks.h"
+
+namespace norvane::tests {
+
+/// A real service with scripted checks, served in a folder by a thread of its own.
+class RunningEngine {
+ public:
+  /// `tune` may change what is not given by the folder.
+  explicit RunningEngine(std::string folder, std::function<void(link::EngineServer::Options&)> tune = {});
+  ~RunningEngine();
+  RunningEngine(const RunningEngine&) = delete;
+  RunningEngine& operator=(const RunningEngine&) = delete;
+
+  /// Runs `action` on the service thread and waits for it.
+  void Do(const std::function<void(engine::Service&, ScriptedChecks&)>& action);
+  [[nodiscard]] std::string ControlPass();
+  /// What the server has logged so far.
+  [[nodiscard]] std::vector<std::string> Log();
+  /// Waits until it has logged a line with this text.
+  void AwaitLog(const std::string& text);
+
+ private:
+  struct Loop;
+  void ThreadMain(std::promise<Loop*> ready);
+
+  std::string m_folder;
+  std::function<void(link::EngineServer::Options&)> m_tune;
+  Loop* m_loop = nullptr;  // on the thread's stack
+  std::thread m_thread;
+};
+
+/// Options of a client of that folder, with time-outs that no test reaches by accident.
+[[nodiscard]] link::LinkOptions ClientOptions(const std::string& folder);
+
+}  // namespace norvane::tests
