@@ -7,14 +7,15 @@
 
 #include <filesystem>
 
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Files.h"
+#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
 
 namespace fs = std::filesystem;
-using norvane::testing::ReadFile;
-using norvane::testing::WriteFile;
+using tests::ReadFile;
+using tests::WriteFile;
 
 class LogFilesTest : public ::testing::Test {
  protected:
@@ -38,7 +39,7 @@ class LogFilesTest : public ::testing::Test {
     return status.st_mode & 07777;
   }
 
-  norvane::testing::TemporaryFolder m_folder;
+  tests::TempFolder m_folder;
   std::chrono::system_clock::time_point m_moment;
   std::vector<std::string> m_reports;
   LogFiles m_logs{m_folder.Path(), [this](const std::string& text) { m_reports.push_back(text); }};

@@ -3,13 +3,14 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Files.h"
+#include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
-using norvane::testing::TemporaryFolder;
-using norvane::testing::WriteFile;
+using tests::TempFolder;
+using tests::WriteFile;
 
 TEST(IniFile, ReadsByTheRulesOfTheCall) {
   struct Row {
@@ -45,7 +46,7 @@ TEST(IniFile, ReadsByTheRulesOfTheCall) {
       {"empty file", "", "default"},
       {"letters beyond ASCII", "[help]\nfeedback=\xc3\xa4\xe6\x9c\xac", "\xc3\xa4\xe6\x9c\xac"},
   };
-  const TemporaryFolder folder;
+  const TempFolder folder;
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(IniValue("help", "feedback", "default  ", WriteFile(folder / "config.ini", row.content)),
@@ -54,7 +55,7 @@ TEST(IniFile, ReadsByTheRulesOfTheCall) {
 }
 
 TEST(IniFile, CutsToWhatTheBufferHolds) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   std::string value;
   for (int i = 0; i < 310; ++i)
     value += "\xc3\xa4";
@@ -66,7 +67,7 @@ TEST(IniFile, CutsToWhatTheBufferHolds) {
 }
 
 TEST(IniFile, GivesTheDefaultWhereThereIsNoFileToRead) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   const std::string entry = "[s]\nk=v\n";
   EXPECT_EQ(IniValue("s", "k", "d", folder / "missing.ini"), "d");
   EXPECT_EQ(IniValue("s", "k", "d", folder.Path()), "d");

@@ -5,13 +5,14 @@
 #include <stdexcept>
 
 #include "platform/LegacyCharset.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Files.h"
+#include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
-using norvane::testing::TemporaryFolder;
-using norvane::testing::WriteFile;
+using tests::TempFolder;
+using tests::WriteFile;
 
 std::string Replacements(int count) {
   std::string text;
@@ -129,7 +130,7 @@ TEST(LegacyCharset, SurvivesTextThatIsNoUtf8) {
 }
 
 TEST(LegacyCharset, ComesFromTheConfigurationFile) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   const std::string japanese = "\xe6\x97\xa5";
   EXPECT_EQ(LegacyCharset::FromConfig(folder / "missing.ini").SizeOf(japanese), 1u);
   const auto config = WriteFile(folder / "config.ini", "[Text]\ncharset = Shift_JIS\n");

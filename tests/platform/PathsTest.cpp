@@ -6,14 +6,15 @@
 
 #include <filesystem>
 
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Files.h"
+#include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
 namespace fs = std::filesystem;
-using norvane::testing::TemporaryFolder;
-using norvane::testing::WriteFile;
+using tests::TempFolder;
+using tests::WriteFile;
 
 void MakeProgram(const std::string& path) {
   ASSERT_EQ(::chmod(WriteFile(path, "").c_str(), 0700), 0);
@@ -24,7 +25,7 @@ TEST(Paths, ApplicationFolderIsWhereThisProgramLies) {
 }
 
 TEST(Paths, TheFolderOfAProgramIsTheOneItWasCalledIn) {
-  const TemporaryFolder root;
+  const TempFolder root;
   const std::string base = fs::canonical(root.Path()).string();
   for (const char* folder : {"real", "links", "plain", "plain/tool"})
     fs::create_directory(root / folder);
@@ -67,7 +68,7 @@ TEST(Paths, BackslashesSeparate) {
 }
 
 TEST(Paths, OnlyARegularFileExists) {
-  const TemporaryFolder root;
+  const TempFolder root;
   const auto file = WriteFile(root / "file", "");
   ASSERT_EQ(::chmod(file.c_str(), 0), 0);
   ASSERT_EQ(::mkfifo((root / "pipe").c_str(), 0600), 0);
@@ -96,7 +97,7 @@ TEST(Paths, OnlyARegularFileExists) {
 }
 
 TEST(Paths, MakeFolderMakesAllThatIsMissingForItsOwnerOnly) {
-  const TemporaryFolder root;
+  const TempFolder root;
   const auto mode = [](const std::string& path) {
     struct stat status {};
     EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
