@@ -1,0 +1,168 @@
+// norvane-engine: watches the monitors of one application folder until it is told to end.
+
+#include <getopt.h>
+#include <kj/async-io.h>
+#include <kj/async-unix.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "console/engine/EngineError.h"
+#include "engine/Checker.h"
+#include "engine/Service.h"
+#include "engine/StoreError.h"
+#include "link/EngineServer.h"
+#include "platform/IniFile.h"
+#include "platform/LegacyCharset.h"
+#include "platform/Paths.h"
+#include "service/Daemon.h"
+#include "service/FolderLock.h"
+
+namespace norvane::service {
+namespace {
+
+enum ExitCode { Done = 0, Failed = 1, WrongUse = 2, Taken = 3, Unusable = 4, PathTooLong = 5 };
+
+constexpr const char* Usage =
+    "Usage: norvane-engine [--folder DIR] [--detach]\n"
+    "Watches the monitors of an application folder: its own, or DIR.\n\n"
+    "  --folder DIR  serve this folder\n"
+    "  --detach      go on in the background; messages go to log/engine.log of the folder\n"
+    "  --version     print the version\n"
+    "  --help        print this text\n\n"
+    "SIGTERM ends it after saving. Exit codes: 0 ended in order, 1 failed, 2 wrong use,\n"
+    "3 another engine serves the folder, 4 the folder cannot be used, 5 its path is too long for a socket.\n";
+
+struct Arguments {
+  std::string folder;
+  bool detach = false;
+};
+
+/// Gives nothing if the program has said what was asked for; throws an exit code for wrong use.
+std::optional<Arguments> Parse(int argc, char** argv) {
+  static const option Options[] = {{"folder", required_argument, nullptr, 'f'},
+                                   {"detach", no_argument, nullptr, 'd'},
+                                   {"version", no_argument, nullptr, 'v'},
+                                   {"help", no_argument, nullptr, 'h'},
+                                   {}};
+  Arguments arguments;
+  for (int option; (option = ::getopt_long(argc, argv, "", Options, nullptr)) != -1;) {
+    switch (option) {
+      case 'f':
+        arguments.folder = optarg;
+        break;
+      case 'd':
+        arguments.detach = true;
+        break;
+      case 'v':
+        std::printf("norvane-engine %s\n", NORVANE_VERSION);
+        return std::nullopt;
+      case 'h':
+        std::fputs(Usage, stdout);
+        return std::nullopt;
+      default:
+        throw WrongUse;
+    }
+  }
+  if (optind < argc) throw WrongUse;
+  if (arguments.folder.empty()) arguments.folder = platform::ApplicationFolder();
+  arguments.folder = std::filesystem::absolute(arguments.folder).lexically_normal().string();
+  if (arguments.folder.size() > 1 && arguments.folder.back() == '/') arguments.folder.pop_back();
+  return arguments;
+}
+
+void Say(const std::string& text) {
+  std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
+}
+
+std::unique_ptr<engine::CheckRunner> MakeChecker(const std::string& folder, platform::EventFd& wake) {
+  const std::string config = folder + "/config.ini";
+  engine::CheckerOptions options;
+  options.caFile = platform::IniValue("tls", "cafile", options.caFile, config);
+  try {
+    options.charset = platform::LegacyCharset::FromConfig(config);
+  } catch (const std::invalid_argument& unknown) {
+    Say(config + ": " + unknown.what() + "; " + std::string(platform::LegacyCharset::DefaultName) +
+        " is used instead");
+  }
+  return std::make_unique<engine::Checker>(options, wake);
+}
+
+void Serve(const Arguments& arguments, Daemon* daemon) {
+  const FolderLock lock(arguments.folder);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+    kj::UnixEventPort::captureSignal(signal);
+  kj::AsyncIoContext io = kj::setupAsyncIo();
+  engine::Service service(
+      {arguments.folder, [&](platform::EventFd& wake) { return MakeChecker(arguments.folder, wake); }});
+
+  auto toldToEnd = kj::newPromiseAndFulfiller<void>();
+  link::EngineServer::Options options;
+  options.folder = arguments.folder;
+  options.onShutdown = [&] { toldToEnd.fulfiller->fulfill(); };
+  options.log = Say;
+  auto server = std::make_unique<link::EngineServer>(io, service, options);
+  if (daemon != nullptr) daemon->Ready(arguments.folder);
+
+  auto end = std::move(toldToEnd.promise);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    end = end.exclusiveJoin(io.unixEventPort.onSignal(signal).ignoreResult());
+  }
+  end.wait(io.waitScope);
+
+  auto saved = kj::newPromiseAndFulfiller<void>();
+  std::exception_ptr failure;
+  service.Shutdown([&](std::exception_ptr error) {
+    failure = error;
+    saved.fulfiller->fulfill();
+  });
+  saved.promise.wait(io.waitScope);
+  if (failure) std::rethrow_exception(failure);
+}
+
+}  // namespace
+
+int Main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  ::umask(0077);
+  try {
+    const auto arguments = Parse(argc, argv);
+    if (!arguments) return Done;
+    std::optional<Daemon> daemon;
+    if (arguments->detach) daemon.emplace();
+    Serve(*arguments, daemon ? &*daemon : nullptr);
+    return Done;
+  } catch (ExitCode code) {
+    std::fputs(Usage, stderr);
+    return code;
+  } catch (const FolderTaken& taken) {
+    Say(taken.text);
+    return Taken;
+  } catch (const console::engine::EngineError& error) {
+    Say(error.what());
+    return error.Code() == console::engine::EngineErrorCode::Invalid ? PathTooLong : Failed;
+  } catch (const engine::StoreError& error) {
+    Say(error.what());
+    return Unusable;
+  } catch (const std::system_error& error) {
+    Say(error.what());
+    return Unusable;
+  } catch (const std::exception& error) {
+    Say(error.what());
+    return Failed;
+  }
+}
+
+}  // namespace norvane::service
+
+int main(int argc, char** argv) {
+  return norvane::service::Main(argc, argv);
+}
