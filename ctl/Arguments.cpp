@@ -1,0 +1,40 @@
+#include "ctl/Arguments.h"
+
+#include <getopt.h>
+
+#include <filesystem>
+
+#include "platform/Paths.h"
+
+namespace norvane::ctl {
+
+Arguments Parse(int argc, char** argv) {
+  static const option Options[] = {{"folder", required_argument, nullptr, 'f'},
+                                   {"json", no_argument, nullptr, 'j'},
+                                   {"help", no_argument, nullptr, 'h'},
+                                   {}};
+  Arguments arguments;
+  ::opterr = 0;
+  // "+": options stand before the command, so that a value may begin with a dash.
+  for (int option; (option = ::getopt_long(argc, argv, "+", Options, nullptr)) != -1;) {
+    switch (option) {
+      case 'f':
+        arguments.folder = optarg;
+        break;
+      case 'j':
+        arguments.json = true;
+        break;
+      case 'h':
+        arguments.help = true;
+        break;
+      default:
+        throw WrongUse(std::string("not understood: ") + argv[optind - 1]);
+    }
+  }
+  arguments.words.assign(argv + optind, argv + argc);
+  if (arguments.folder.empty()) arguments.folder = platform::ApplicationFolder();
+  arguments.folder = std::filesystem::absolute(arguments.folder).lexically_normal().string();
+  return arguments;
+}
+
+}  // namespace norvane::ctl

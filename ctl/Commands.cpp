@@ -1,0 +1,216 @@
+#include "ctl/Commands.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <memory>
+
+#include "console/engine/EngineError.h"
+#include "ctl/Output.h"
+
+namespace norvane::ctl {
+
+namespace ce = console::engine;
+namespace keys = ce::keys;
+
+namespace {
+
+// What the commands share
+
+void OpenGate(const Call& call) {
+  const auto config = call.engine.NewServiceConfig();
+  config->SetService(ce::ServiceName);
+  call.engine.NewControlGate()->Open(config->GetValue(ce::service::ControlPass));
+}
+
+std::shared_ptr<ce::ServiceRef> RefOf(const Call& call, const std::string& name) {
+  auto ref = call.engine.NewServiceRef();
+  ref->SetMonitorName(name);
+  return ref;
+}
+
+std::shared_ptr<ce::MonitorItem> Find(const Call& call, const std::string& name) {
+  const auto ref = RefOf(call, name);
+  call.engine.NewMonitorList()->Resolve(*ref);
+  return ref->GetMonitor();
+}
+
+std::shared_ptr<const link::MonitorRecord> RecordOf(const Call& call, const std::string& name) {
+  for (const auto& monitor : call.engine.Snapshot()) {
+    if (monitor->name == name) return monitor;
+  }
+  throw ce::EngineError(ce::EngineErrorCode::NotFound, "there is no monitor of the name " + Escaped(name));
+}
+
+std::shared_ptr<ce::ServiceStore> Store(const Call& call) {
+  const auto ref = call.engine.NewServiceRef();
+  ref->SetMachine("localhost");
+  ref->SetClassId(ce::RootClassId);
+  return ce::ComponentOf<ce::ServiceStore>(*ref->GetRoot(), *ref);
+}
+
+std::string FileOf(const Call& call) {
+  return call.operands.empty() ? call.arguments.folder + "/NorvaneEngine.dat"
+                               : std::filesystem::absolute(call.operands[0]).string();
+}
+
+ExitCode PrintOutcome(const Call& call, const link::EngineClient::Outcome& outcome) {
+  const long long duration = outcome.duration.count();
+  if (call.arguments.json) {
+    PrintLine(Json(Fields{{"Result", outcome.reason}, {"DurationMs", duration}}));
+  } else {
+    PrintLine(std::string(outcome.good ? "good" : "failed") + " in " + std::to_string(duration) +
+              " ms: " + Escaped(outcome.reason));
+  }
+  return outcome.good ? Done : NotGood;
+}
+
+// The commands
+
+ExitCode Status(const Call& call) {
+  const auto fields = StatusOf(call.engine.Info(), call.engine.Snapshot());
+  call.arguments.json ? PrintLine(Json(fields)) : PrintFields(fields);
+  return Done;
+}
+
+ExitCode List(const Call& call) {
+  std::vector<Fields> rows;
+  for (const auto& monitor : call.engine.Snapshot())
+    rows.push_back(SummaryOf(*monitor));
+  call.arguments.json ? PrintLine(Json(rows)) : PrintTable(rows);
+  return Done;
+}
+
+ExitCode Get(const Call& call) {
+  auto fields = AttributesOf(*RecordOf(call, call.operands[0]));
+  if (call.operands.size() == 1) {
+    call.arguments.json ? PrintLine(Json(fields)) : PrintFields(fields);
+    return Done;
+  }
+  const std::string value = Find(call, call.operands[0])->GetAttr(call.operands[1]);
+  PrintLine(call.arguments.json ? Json(Fields{{call.operands[1], value}}) : value);
+  return Done;
+}
+
+ExitCode Set(const Call& call) {
+  // A secret on the command line would stand in the process list, so a value may come by standard input.
+  const std::string value = call.operands.size() == 3
+                                ? call.operands[2]
+                                : std::string(std::istreambuf_iterator<char>(std::cin), {});
+  OpenGate(call);
+  Find(call, call.operands[0])->SetAttr(call.operands[1], value);
+  return Done;
+}
+
+ExitCode Add(const Call& call) {
+  OpenGate(call);
+  call.engine.NewMonitorList()->Add(*RefOf(call, call.operands[0]));
+  auto item = Find(call, call.operands[0]);
+  item->Runner()->Init(item);
+  return Done;
+}
+
+ExitCode Remove(const Call& call) {
+  OpenGate(call);
+  call.engine.NewMonitorList()->Remove(*RefOf(call, call.operands[0]));
+  return Done;
+}
+
+ExitCode SetStatus(const Call& call, std::string_view status) {
+  OpenGate(call);
+  for (const auto& name : call.operands)
+    Find(call, name)->SetAttr(keys::Status, status);
+  return Done;
+}
+
+ExitCode Start(const Call& call) {
+  return SetStatus(call, ce::StatusEnable);
+}
+ExitCode Stop(const Call& call) {
+  return SetStatus(call, ce::StatusDisable);
+}
+
+ExitCode Check(const Call& call) {
+  OpenGate(call);
+  return PrintOutcome(call, call.engine.Check(call.operands[0]));
+}
+
+ExitCode Notify(const Call& call) {
+  OpenGate(call);
+  return PrintOutcome(call, call.engine.Notify(call.operands[0]));
+}
+
+ExitCode Save(const Call& call) {
+  OpenGate(call);
+  Store(call)->Save(FileOf(call));
+  return Done;
+}
+
+ExitCode Load(const Call& call) {
+  OpenGate(call);
+  Store(call)->Load(FileOf(call));
+  return Done;
+}
+
+ExitCode Shutdown(const Call& call) {
+  OpenGate(call);
+  call.engine.Shutdown();
+  return Done;
+}
+
+struct Command {
+  const char* name;
+  std::size_t least, most;  // operands
+  ExitCode (*run)(const Call&);
+  const char* usage;
+};
+constexpr std::size_t Any = 65536;
+
+constexpr std::array Commands = {
+    Command{"status", 0, 0, Status, "status               the engine: folder, process, counts"},
+    Command{"list", 0, 0, List, "list                 all monitors with their last results"},
+    Command{"get", 1, 2, Get, "get NAME [KEY]       all attributes of a monitor, or one"},
+    Command{"set", 2, 3, Set,
+            "set NAME KEY [VALUE] set an attribute; without VALUE it is read from standard input"},
+    Command{"add", 1, 1, Add,
+            "add NAME             add a monitor: \"WebMonitor Of shop\", Pop3Monitor, SmtpMonitor"},
+    Command{"remove", 1, 1, Remove, "remove NAME          remove a monitor"},
+    Command{"start", 1, Any, Start, "start NAME...        start monitors"},
+    Command{"stop", 1, Any, Stop, "stop NAME...         stop monitors"},
+    Command{"check", 1, 1, Check, "check NAME           run one check now"},
+    Command{"notify", 1, 1, Notify, "notify NAME          send one notification now"},
+    Command{"save", 0, 1, Save, "save [FILE]          write all monitors to the data file, or to FILE"},
+    Command{"load", 0, 1, Load, "load [FILE]          replace all monitors by those of FILE"},
+    Command{"watch", 0, 0, Watch, "watch                print a line for each change"},
+    Command{"shutdown", 0, 0, Shutdown, "shutdown             end the engine after saving"},
+};
+}  // namespace
+
+std::string HelpText() {
+  std::string text =
+      "Usage: norvanectl [--folder DIR] [--json] COMMAND\n"
+      "Speaks to the engine of an application folder: the program's own, or DIR.\n\n";
+  for (const auto& command : Commands)
+    text += std::string("  ") + command.usage + "\n";
+  return text +
+         "\nExit codes: 0 done (check, notify: good), 1 the check or notification failed,\n"
+         "2 wrong use, 3 no engine answers, 4 the engine refused.\n";
+}
+
+ExitCode Run(const Arguments& arguments) {
+  if (arguments.words.empty()) throw WrongUse("no command given");
+  const auto command = std::find_if(Commands.begin(), Commands.end(),
+                                    [&](const Command& each) { return arguments.words[0] == each.name; });
+  if (command == Commands.end()) throw WrongUse("no such command: " + Escaped(arguments.words[0]));
+  const std::size_t operands = arguments.words.size() - 1;
+  if (operands < command->least || operands > command->most)
+    throw WrongUse(std::string("wrong number of operands for ") + command->name);
+  link::LinkOptions options;
+  options.folder = arguments.folder;
+  link::EngineClient engine(options);
+  return command->run({engine, arguments, {arguments.words.begin() + 1, arguments.words.end()}});
+}
+
+}  // namespace norvane::ctl

@@ -1,0 +1,166 @@
+#include "ctl/Output.h"
+
+#include <capnp/compat/json.h>
+#include <capnp/message.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <stdexcept>
+
+#include "platform/Utf8.h"
+
+namespace norvane::ctl {
+
+namespace ce = console::engine;
+namespace keys = ce::keys;
+
+namespace {
+void Fill(capnp::JsonValue::Builder json, const Fields& fields) {
+  auto object = json.initObject(static_cast<unsigned>(fields.size()));
+  for (unsigned i = 0; i < fields.size(); ++i) {
+    object[i].setName(fields[i].name);
+    auto value = object[i].initValue();
+    if (fields[i].isNumber) {
+      value.setNumber(static_cast<double>(std::stoll(fields[i].text)));
+    } else {
+      value.setString(platform::ValidUtf8(fields[i].text));
+    }
+  }
+}
+
+std::string Encode(capnp::JsonValue::Reader json) {
+  capnp::JsonCodec codec;
+  codec.setPrettyPrint(false);
+  const kj::String text = codec.encodeRaw(json);
+  return {text.begin(), text.end()};
+}
+
+/// In characters.
+std::size_t WidthOf(std::string_view text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
+}
+
+long long Seconds(std::chrono::system_clock::time_point at) {
+  return std::chrono::duration_cast<std::chrono::seconds>(at.time_since_epoch()).count();
+}
+}  // namespace
+
+std::string Json(const Fields& fields) {
+  capnp::MallocMessageBuilder message;
+  auto json = message.initRoot<capnp::JsonValue>();
+  Fill(json, fields);
+  return Encode(json);
+}
+
+std::string Json(const std::vector<Fields>& objects) {
+  capnp::MallocMessageBuilder message;
+  auto json = message.initRoot<capnp::JsonValue>();
+  auto array = json.initArray(static_cast<unsigned>(objects.size()));
+  for (unsigned i = 0; i < objects.size(); ++i)
+    Fill(array[i], objects[i]);
+  return Encode(json);
+}
+
+std::string Escaped(std::string_view text) {
+  std::string escaped;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7f) {
+      escaped += c;
+      continue;
+    }
+    char code[5];
+    std::snprintf(code, sizeof code, "\\x%02x", byte);
+    escaped += code;
+  }
+  return escaped;
+}
+
+std::string TimeText(std::chrono::system_clock::time_point at) {
+  if (at == std::chrono::system_clock::time_point()) return "never";
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(at);
+  std::tm local{};
+  ::localtime_r(&seconds, &local);
+  char text[40];
+  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &local);
+  return std::string(text, size).insert(size - 2, ":");  // +0100 -> +01:00
+}
+
+Fields AttributesOf(const link::MonitorRecord& monitor) {
+  Fields fields;
+  for (std::size_t i = 0; i < ce::KnownKeys.size(); ++i)
+    fields.emplace_back(std::string(ce::KnownKeys[i]), monitor.known[i]);
+  for (const auto& [key, value] : monitor.others)
+    fields.emplace_back(key, value);
+  return fields;
+}
+
+Fields SummaryOf(const link::MonitorRecord& monitor) {
+  return {{"Name", monitor.name},
+          {std::string(keys::Status), monitor.Get(keys::Status)},
+          {std::string(keys::Result), monitor.Get(keys::Result)},
+          {"LastCheck", TimeText(monitor.checkedAt)},
+          {"DurationMs", static_cast<long long>(monitor.checkDuration.count())},
+          {"Failures", static_cast<long long>(monitor.failuresInARow)}};
+}
+
+Fields StatusOf(const link::EngineInfo& info, const link::MonitorSnapshot& monitors) {
+  long long running = 0, failing = 0;
+  for (const auto& monitor : monitors) {
+    if (monitor->Get(keys::Status) != ce::StatusEnable) continue;
+    ++running;
+    const auto& result = monitor->Get(keys::Result);
+    if (!result.empty() && result != ce::ResultOk) ++failing;
+  }
+  return {{"Folder", info.folder},
+          {"Version", info.version},
+          {"ProcessId", static_cast<long long>(info.processId)},
+          {"Instance", info.instance},
+          {"Started", TimeText(info.startedAt)},
+          {"StartedAt", Seconds(info.startedAt)},
+          {"Monitors", static_cast<long long>(monitors.size())},
+          {"Running", running},
+          {"Failing", failing}};
+}
+
+void PrintLine(const std::string& text) {
+  if (std::fputs(text.c_str(), stdout) < 0 || std::fputc('\n', stdout) < 0 || std::fflush(stdout) != 0)
+    throw std::runtime_error("standard output cannot be written");
+}
+
+void PrintFields(const Fields& fields) {
+  std::size_t width = 0;
+  for (const auto& field : fields)
+    width = std::max(width, field.name.size());
+  for (const auto& field : fields)
+    PrintLine(field.name + std::string(width - field.name.size() + 2, ' ') + Escaped(field.text));
+}
+
+void PrintTable(const std::vector<Fields>& rows) {
+  if (rows.empty()) return;
+  std::vector<std::vector<std::string>> cells(1);
+  for (const auto& field : rows.front())
+    cells.front().push_back(field.name);
+  for (const auto& row : rows) {
+    auto& line = cells.emplace_back();
+    for (const auto& field : row)
+      line.push_back(Escaped(field.text));
+  }
+  std::vector<std::size_t> widths(cells.front().size());
+  for (const auto& line : cells) {
+    for (std::size_t i = 0; i < line.size(); ++i)
+      widths[i] = std::max(widths[i], WidthOf(line[i]));
+  }
+  for (const auto& line : cells) {
+    std::string text;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+      text += line[i];
+      if (i + 1 < line.size()) text += std::string(widths[i] - WidthOf(line[i]) + 2, ' ');
+    }
+    PrintLine(text);
+  }
+}
+
+}  // namespace norvane::ctl

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "link/LinkOptions.h"
+#include "link/MonitorRecord.h"
+
+/// What norvanectl prints. Text forms escape control characters, since values may come from strangers; JSON
+/// forms are one value each, with the attribute keys as they are.
+namespace norvane::ctl {
+
+/// A value of a JSON object: text, or a number.
+struct Field {
+  std::string name;
+  std::string text;
+  bool isNumber = false;
+
+  Field(std::string fieldName, std::string value) : name(std::move(fieldName)), text(std::move(value)) {}
+  Field(std::string fieldName, long long value)
+      : name(std::move(fieldName)), text(std::to_string(value)), isNumber(true) {}
+};
+using Fields = std::vector<Field>;
+
+[[nodiscard]] std::string Json(const Fields& fields);
+[[nodiscard]] std::string Json(const std::vector<Fields>& objects);
+
+[[nodiscard]] std::string Escaped(std::string_view text);
+/// Local time as in the logs; "never" for the epoch.
+[[nodiscard]] std::string TimeText(std::chrono::system_clock::time_point at);
+
+/// All attributes, in the order of the known keys.
+[[nodiscard]] Fields AttributesOf(const link::MonitorRecord& monitor);
+/// The columns of `list`.
+[[nodiscard]] Fields SummaryOf(const link::MonitorRecord& monitor);
+[[nodiscard]] Fields StatusOf(const link::EngineInfo& info, const link::MonitorSnapshot& monitors);
+
+/// A line a field, names in front.
+void PrintFields(const Fields& fields);
+/// Columns as wide as their widest cell; the field names of the first row are the heading.
+void PrintTable(const std::vector<Fields>& rows);
+/// Text and a line end to standard output, which must take it: throws std::runtime_error otherwise.
+void PrintLine(const std::string& text);
+
+}  // namespace norvane::ctl
