@@ -6,9 +6,12 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <stdexcept>
+#include <thread>
 
 #include "console/engine/EngineError.h"
 #include "ctl/Output.h"
+#include "platform/FileLock.h"
 
 namespace norvane::ctl {
 
@@ -155,8 +158,15 @@ ExitCode Load(const Call& call) {
 }
 
 ExitCode Shutdown(const Call& call) {
+  const std::string folder = call.engine.Info().folder;
   OpenGate(call);
   call.engine.Shutdown();
+  // The connection ends a moment before the process: whoever starts the next engine needs the folder to be
+  // free.
+  for (int tries = 0; !platform::FileLock::TryTake(platform::EngineLockIn(folder)); ++tries) {
+    if (tries == 500) throw std::runtime_error("the engine has saved and closed its socket but does not end");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
   return Done;
 }
 

@@ -61,8 +61,8 @@ bool IsOwnUserOrRoot(uid_t peer) {
 
 class EngineServer::Greeter final : public wire::Greeter::Server {
  public:
-  Greeter(EngineServer& server, bool& greeted, kj::Own<kj::PromiseFulfiller<void>> failed)
-      : m_server(server), m_greeted(greeted), m_failed(kj::mv(failed)) {}
+  Greeter(EngineServer& server, bool& greeted, kj::PromiseFulfiller<void>& failed)
+      : m_server(server), m_greeted(greeted), m_failed(failed) {}
 
   kj::Promise<void> hello(HelloContext context) override {
     KJ_REQUIRE(!m_greeted, "a second hello");
@@ -82,7 +82,7 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
 
  private:
   void Introduce(wire::EngineInfo::Builder engine) {
-    engine.setSession(kj::heap<Session>(m_server.m_service, m_server.m_options.onShutdown, kj::mv(m_failed)));
+    engine.setSession(kj::heap<Session>(m_server.m_service, m_server.m_options.onShutdown, m_failed));
     engine.setInstance(ToText(m_server.m_service.Instance()));
     engine.setVersion(NORVANE_VERSION);
     engine.setProcessId(static_cast<std::uint32_t>(::getpid()));
@@ -94,7 +94,7 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
 
   EngineServer& m_server;
   bool& m_greeted;
-  kj::Own<kj::PromiseFulfiller<void>> m_failed;
+  kj::PromiseFulfiller<void>& m_failed;
 };
 
 class EngineServer::Connection {
@@ -120,10 +120,10 @@ class EngineServer::Connection {
   Connection(EngineServer& server, kj::Own<kj::AsyncIoStream> stream, kj::PromiseFulfillerPair<void> failed)
       : m_server(server),
         m_failed(kj::mv(failed.promise)),
+        m_fail(kj::mv(failed.fulfiller)),
         m_stream(kj::mv(stream)),
         m_network(m_stream, capnp::rpc::twoparty::Side::SERVER, ReaderLimit(MaxMessageToEngine)),
-        m_rpc(
-            capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_greeted, kj::mv(failed.fulfiller)))) {
+        m_rpc(capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_greeted, *m_fail))) {
     m_rpc.setFlowLimit(MaxWordsInFlight);
     ++m_server.m_connections;
   }
@@ -131,6 +131,7 @@ class EngineServer::Connection {
   EngineServer& m_server;
   bool m_greeted = false;
   kj::Promise<void> m_failed;
+  kj::Own<kj::PromiseFulfiller<void>> m_fail;  // used by the session, which ends with m_rpc
   PacedStream m_stream;
   capnp::TwoPartyVatNetwork m_network;
   capnp::RpcSystem<capnp::rpc::twoparty::VatId> m_rpc;

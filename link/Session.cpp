@@ -11,8 +11,8 @@ using console::engine::EngineError;
 using console::engine::EngineErrorCode;
 
 Session::Session(engine::Service& service, std::function<void()> onShutdown,
-                 kj::Own<kj::PromiseFulfiller<void>> failed)
-    : m_service(service), m_onShutdown(std::move(onShutdown)), m_failed(kj::mv(failed)), m_tasks(*this) {
+                 kj::PromiseFulfiller<void>& failed)
+    : m_service(service), m_onShutdown(std::move(onShutdown)), m_failed(failed), m_tasks(*this) {
   m_service.AddObserver(*this);
 }
 
@@ -201,7 +201,7 @@ kj::Promise<void> Session::Feed() {
 }
 
 void Session::taskFailed(kj::Exception&& exception) {
-  m_failed->reject(kj::mv(exception));
+  m_failed.reject(kj::mv(exception));
 }
 
 }  // namespace norvane::link

@@ -15,9 +15,9 @@ class Session final : public wire::Session::Server,
                       private engine::TableObserver,
                       private kj::TaskSet::ErrorHandler {
  public:
-  /// `failed` gets the error if the mirror cannot be fed any more; the session is of no use then.
-  Session(engine::Service& service, std::function<void()> onShutdown,
-          kj::Own<kj::PromiseFulfiller<void>> failed);
+  /// `failed` gets the error if the mirror cannot be fed any more; the session is of no use then. Outlives
+  /// the session.
+  Session(engine::Service& service, std::function<void()> onShutdown, kj::PromiseFulfiller<void>& failed);
   ~Session() noexcept;
 
   kj::Promise<void> follow(FollowContext context) override;
@@ -58,7 +58,7 @@ class Session final : public wire::Session::Server,
 
   engine::Service& m_service;
   std::function<void()> m_onShutdown;
-  kj::Own<kj::PromiseFulfiller<void>> m_failed;
+  kj::PromiseFulfiller<void>& m_failed;
   bool m_gateOpen = false;
   kj::Maybe<wire::Mirror::Client> m_mirror;
   ChangeFeed m_feed;

@@ -20,11 +20,11 @@
 #include "engine/Service.h"
 #include "engine/StoreError.h"
 #include "link/EngineServer.h"
+#include "platform/FileLock.h"
 #include "platform/IniFile.h"
 #include "platform/LegacyCharset.h"
 #include "platform/Paths.h"
 #include "service/Daemon.h"
-#include "service/FolderLock.h"
 
 namespace norvane::service {
 namespace {
@@ -40,6 +40,10 @@ constexpr const char* Usage =
     "  --help        print this text\n\n"
     "SIGTERM ends it after saving. Exit codes: 0 ended in order, 1 failed, 2 wrong use,\n"
     "3 another engine serves the folder, 4 the folder cannot be used, 5 its path is too long for a socket.\n";
+
+struct FolderTaken {
+  std::string text;
+};
 
 struct Arguments {
   std::string folder;
@@ -97,7 +101,8 @@ std::unique_ptr<engine::CheckRunner> MakeChecker(const std::string& folder, plat
 }
 
 void Serve(const Arguments& arguments, Daemon* daemon) {
-  const FolderLock lock(arguments.folder);
+  const auto lock = platform::FileLock::TryTake(platform::EngineLockIn(arguments.folder));
+  if (!lock) throw FolderTaken{"another engine serves the folder " + arguments.folder};
   for (const int signal : {SIGTERM, SIGINT, SIGHUP})
     kj::UnixEventPort::captureSignal(signal);
   kj::AsyncIoContext io = kj::setupAsyncIo();
