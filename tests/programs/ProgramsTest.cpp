@@ -1,0 +1,189 @@
+// The built programs, as an administrator meets them.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "tests/support/Files.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/Process.h"
+#include "tests/support/TempFolder.h"
+
+namespace norvane::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+
+/// An engine in the background, in a folder of its own; ended when the test ends.
+class Engine {
+ public:
+  explicit Engine(const TempFolder& folder) : m_folder(folder.Path()) {
+    const auto started = RunProgram({Program("norvane-engine"), "--folder", m_folder, "--detach"});
+    EXPECT_EQ(started.code, 0) << started.err;
+  }
+  ~Engine() { Ctl({"shutdown"}); }
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+
+  Finished Ctl(Words words, const std::string& input = "") const {
+    words.insert(words.begin(), {Program("norvanectl"), "--folder", m_folder});
+    return RunProgram(words, input);
+  }
+
+ private:
+  std::string m_folder;
+};
+
+TEST(EngineProgram, SaysWhyItCannotServe) {
+  const TempFolder folder;
+  const Engine running(folder);
+  WriteFile(folder / "file", "x");
+  const std::string longPath = folder / std::string(120, 'x');
+  fs::create_directory(longPath);
+  struct Row {
+    const char* name;
+    Words arguments;
+    int code;
+    std::string says;
+  };
+  const Row rows[] = {
+      {"taken", {"--folder", folder.Path()}, 3, "another engine serves"},
+      {"taken, in the background", {"--folder", folder.Path(), "--detach"}, 3, "another engine serves"},
+      {"missing", {"--folder", folder / "missing"}, 4, "No such file"},
+      {"no folder", {"--folder", folder / "file"}, 4, "Not a directory"},
+      {"too long", {"--folder", longPath}, 5, "too long"},
+      {"option", {"--frob"}, 2, "Usage"},
+      {"operand", {"x"}, 2, "Usage"},
+      {"no value", {"--folder"}, 2, "Usage"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Words command = row.arguments;
+    command.insert(command.begin(), Program("norvane-engine"));
+    const auto finished = RunProgram(command);
+    EXPECT_EQ(finished.code, row.code);
+    EXPECT_NE(finished.err.find(row.says), std::string::npos) << finished.err;
+  }
+}
+
+TEST(EngineProgram, GoesOnAfterAnOrderlyEndAndAfterAKill) {
+  const TempFolder folder;
+  HttpServer server;
+  server.Set("/", HttpServer::Reply("hello"));
+  {
+    const Engine engine(folder);
+    EXPECT_EQ(engine.Ctl({"add", "WebMonitor Of shop"}).code, 0);
+    EXPECT_EQ(engine.Ctl({"set", "WebMonitor Of shop", "Monitor_Parameter", server.Url("/")}).code, 0);
+    EXPECT_EQ(engine.Ctl({"start", "WebMonitor Of shop"}).code, 0);
+  }
+  {
+    Process engine({Program("norvane-engine"), "--folder", folder.Path()});
+    Finished get;
+    do {
+      get = RunProgram(
+          {Program("norvanectl"), "--folder", folder.Path(), "get", "WebMonitor Of shop", "Status"});
+    } while (get.code == 3);
+    EXPECT_EQ(get.out, "Enable\n");
+    engine.Signal(SIGKILL);
+    EXPECT_EQ(engine.Wait().code, 128 + SIGKILL);
+  }
+  Process engine({Program("norvane-engine"), "--folder", folder.Path()});
+  Finished status;
+  do {  // the socket of the killed one still lies there
+    status = RunProgram({Program("norvanectl"), "--folder", folder.Path(), "--json", "status"});
+  } while (status.code == 3);
+  EXPECT_NE(status.out.find("\"Monitors\":1,\"Running\":1"), std::string::npos) << status.out;
+  engine.Signal(SIGTERM);
+  EXPECT_EQ(engine.Wait().code, 0);
+  EXPECT_FALSE(fs::exists(folder / "NorvaneEngine.sock"));
+}
+
+TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
+  const TempFolder folder;
+  HttpServer server;
+  server.Set("/good", HttpServer::Reply("hello"));
+  const Engine engine(folder);
+  const std::string shop = "WebMonitor Of shop";
+  struct Row {
+    Words words;
+    int code;
+    std::string says;  // in the output or the error
+    std::string input = "";
+  };
+  const Row rows[] = {
+      {{"list"}, 0, ""},
+      {{"add", shop}, 0, ""},
+      {{"add", shop}, 4, "exists"},
+      {{"add", "FtpMonitor Of x"}, 4, "type"},
+      {{"add", "shop"}, 4, "TYPE Of NAME"},
+      {{"set", shop, "Monitor_Parameter", server.Url("/good")}, 0, ""},
+      {{"get", shop, "Monitor_Parameter"}, 0, server.Url("/good") + "\n"},
+      {{"check", shop}, 0, "good in "},
+      {{"set", shop, "MonitorExt_SuccessFlag"}, 0, "", "STR:missing"},
+      {{"check", shop}, 1, "string not found"},
+      {{"--json", "check", shop}, 1, "\"Result\":\"string not found"},
+      {{"list"}, 0, "string not found"},
+      {{"--json", "list"},
+       0,
+       "[{\"Name\":\"WebMonitor Of shop\",\"Status\":\"Disable\",\"Monitor_Result\":\""},
+      {{"--json", "get", shop}, 0, "\"Monitor_InterVal (s)\":\"60\""},
+      {{"get", shop, "never set"}, 0, "\n"},
+      {{"get", "WebMonitor Of other"}, 4, "no monitor"},
+      {{"check", "WebMonitor Of other"}, 4, "WebMonitor Of other"},
+      {{"notify", shop}, 1, "failed"},
+      {{"start", shop}, 0, ""},
+      {{"get", shop, "Status"}, 0, "Enable\n"},
+      {{"stop", shop}, 0, ""},
+      {{"save", folder / "copy"}, 0, ""},
+      {{"remove", shop}, 0, ""},
+      {{"remove", shop}, 4, "shop"},
+      {{"load", folder / "copy"}, 0, ""},
+      {{"get", shop, "Status"}, 0, "Disable\n"},
+      {{"load", folder / "missing"}, 4, "no such file"},
+      {{"save", folder / "missing/file"}, 4, "missing"},
+      {{"save"}, 0, ""},
+      {{}, 2, "no command"},
+      {{"frob"}, 2, "no such command"},
+      {{"add"}, 2, "operands"},
+      {{"list", "x"}, 2, "operands"},
+      {{"--frob", "list"}, 2, "not understood"},
+      {{"--folder", folder / "elsewhere", "list"}, 3, "no engine answers"},
+      {{"--help"}, 0, "Exit codes"},
+  };
+  for (const auto& row : rows) {
+    std::string trace;
+    for (const auto& word : row.words)
+      trace += word + " ";
+    SCOPED_TRACE(trace);
+    const auto finished = engine.Ctl(row.words, row.input);
+    EXPECT_EQ(finished.code, row.code) << finished.err;
+    EXPECT_NE((finished.out + finished.err).find(row.says), std::string::npos)
+        << finished.out << finished.err;
+  }
+}
+
+TEST(CtlProgram, WatchTellsEveryChangeButNoPassword) {
+  const TempFolder folder;
+  const Engine engine(folder);
+  const std::string mail = "Pop3Monitor Of mail";
+  EXPECT_EQ(engine.Ctl({"add", mail}).code, 0);
+  Process watch({Program("norvanectl"), "--folder", folder.Path(), "watch"});
+  // The first line tells that the watch stands: it appears once a change has come after its start.
+  EXPECT_EQ(engine.Ctl({"set", mail, "MonitorExt_PopPass"}, "s3cret").code, 0);
+  for (int i = 0; i < 30; ++i)
+    EXPECT_EQ(engine.Ctl({"set", mail, "Monitor_Parameter", std::to_string(i)}).code, 0);
+  EXPECT_EQ(engine.Ctl({"set", mail, "MonitorExt_PopPass"}, "s3cret too").code, 0);
+  EXPECT_EQ(engine.Ctl({"remove", mail}).code, 0);
+  EXPECT_EQ(engine.Ctl({"shutdown"}).code, 0);
+  const auto finished = watch.Wait();
+  EXPECT_EQ(finished.code, 3);
+  EXPECT_NE(finished.out.find("Monitor_Parameter = 29\n"), std::string::npos) << finished.out;
+  EXPECT_NE(finished.out.find("MonitorExt_PopPass = (hidden)\n"), std::string::npos);
+  EXPECT_NE(finished.out.find("Pop3Monitor Of mail: Removed\n"), std::string::npos);
+  EXPECT_EQ(finished.out.find("s3cret"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace norvane::tests
