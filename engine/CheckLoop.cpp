@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 namespace {
 
 /// Starts that fall into one tick are taken together: waking for each would cost more than the check.
-constexpr milliseconds Tick{10};
+using Tick = std::chrono::duration<std::int64_t, std::centi>;
 constexpr milliseconds HandOverEvery{20};
 constexpr milliseconds LongestWait{60000};
 /// Each check in flight costs memory too, a few ten kilobytes.
@@ -38,9 +38,8 @@ std::size_t RoomForChecks() {
 }
 
 Moment NextTick(Moment moment) {
-  return std::chrono::ceil<std::chrono::duration<std::int64_t, std::centi>>(moment);
+  return std::chrono::ceil<Tick>(moment);
 }
-static_assert(Tick == std::chrono::duration<int, std::centi>(1));
 
 std::string NoAnswerWithin(milliseconds timeout, std::string_view step) {
   return "no answer within " + platform::FormatNumber(static_cast<double>(timeout.count()) / 1000) + " s (" +
@@ -120,12 +119,13 @@ ProbeType* CheckLoop::TypeOf(std::string_view fullName) const {
   return type == m_types.end() ? nullptr : type->second.get();
 }
 
-void CheckLoop::TakeAttributes(Watched& watched, CheckTarget target) {
+milliseconds CheckLoop::TakeAttributes(Watched& watched, CheckTarget target) {
   watched.target = std::move(target);
   auto times = CheckTimes::Of(*watched.target.attributes);
   watched.timeout = times.timeout;
   watched.remarked = watched.remarked && watched.remark == times.remark;
   watched.remark = std::move(times.remark);
+  return times.interval;
 }
 
 void CheckLoop::Start(CheckTarget target, milliseconds firstAfter, std::uint64_t start) {
@@ -133,16 +133,13 @@ void CheckLoop::Start(CheckTarget target, milliseconds firstAfter, std::uint64_t
   Stop(id);
   auto& watched = m_watched[id];
   watched.start = start;
-  const auto interval = CheckTimes::Of(*target.attributes).interval;
-  TakeAttributes(watched, std::move(target));
-  m_schedule.Add(id, m_loop.Now() + firstAfter, interval);
+  m_schedule.Add(id, m_loop.Now() + firstAfter, TakeAttributes(watched, std::move(target)));
 }
 
 void CheckLoop::Update(CheckTarget target) {
   const auto watched = m_watched.find(target.id);
   if (watched == m_watched.end()) return;
-  m_schedule.SetInterval(target.id, CheckTimes::Of(*target.attributes).interval);
-  TakeAttributes(watched->second, std::move(target));
+  m_schedule.SetInterval(watched->first, TakeAttributes(watched->second, std::move(target)));
 }
 
 void CheckLoop::Stop(MonitorId id) {
@@ -220,7 +217,7 @@ void CheckLoop::RunOnce() {
 void CheckLoop::HandOver() {
   const auto now = m_loop.Now();
   if (m_reports.empty() || now < m_handedOver + HandOverEvery) return;
-  m_handedOver = now;
+  m_handedOver = std::chrono::floor<Tick>(now);  // so that the next hand-over meets a tick of starts
   m_deliver(std::exchange(m_reports, {}));
 }
 

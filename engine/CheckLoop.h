@@ -72,7 +72,8 @@ class CheckLoop {
     Check* check = nullptr;  // in flight
   };
 
-  void TakeAttributes(Watched& watched, CheckTarget target);
+  /// Gives the interval.
+  std::chrono::milliseconds TakeAttributes(Watched& watched, CheckTarget target);
   void TakeDue();
   void Enqueue(std::unique_ptr<Check> check);
   void BeginWaiting();

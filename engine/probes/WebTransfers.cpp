@@ -10,7 +10,8 @@
 namespace norvane::engine {
 
 namespace {
-constexpr std::size_t MaxIdle = 256;
+/// A few kilobytes each; making one costs a third of a check.
+constexpr std::size_t MaxIdle = 1024;
 
 CurlList List(const std::string& line) {
   return CurlList(curl_slist_append(nullptr, line.c_str()));

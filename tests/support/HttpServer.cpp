@@ -64,6 +64,7 @@ class HttpServer::Connection {
     if (!m_playing && !ReadRequest()) return false;
     return !m_playing || Send();
   }
+  ~Connection() { m_server.m_paced -= IsPaced(); }
   [[nodiscard]] bool IsPaced() const { return m_playing && m_script.pace.count() > 0; }
   /// False when the connection is over.
   bool GoPaced(SteadyClock::time_point now) {
@@ -77,7 +78,9 @@ class HttpServer::Connection {
   void Play(Script script) {
     m_script = std::move(script);
     m_playing = true;
-    if (IsPaced()) m_allowed = 0;
+    if (!IsPaced()) return;
+    ++m_server.m_paced;
+    m_allowed = 0;
   }
 
   bool ReadRequest() {
@@ -220,9 +223,9 @@ void HttpServer::Accept() {
   }
 }
 
-void HttpServer::PlayPaced(Connections& connections) {
+void HttpServer::PlayPaced() {
   const auto now = SteadyClock::now();
-  std::erase_if(connections,
+  std::erase_if(m_connections,
                 [&](auto& entry) { return entry.second->IsPaced() && !entry.second->GoPaced(now); });
 }
 
@@ -233,10 +236,7 @@ void HttpServer::Run() {
   ::pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
   std::array<epoll_event, 256> events;
   for (;;) {
-    bool isPaced = false;
-    for (const auto& [fd, connection] : m_connections)
-      isPaced = isPaced || connection->IsPaced();
-    const int count = ::epoll_wait(m_epoll.Get(), events.data(), events.size(), isPaced ? 1 : -1);
+    const int count = ::epoll_wait(m_epoll.Get(), events.data(), events.size(), m_paced > 0 ? 1 : -1);
     for (int i = 0; i < count; ++i) {
       const auto& event = events[static_cast<std::size_t>(i)];
       const int fd = event.data.fd;
@@ -248,7 +248,7 @@ void HttpServer::Run() {
         m_connections.erase(at);
       }
     }
-    if (isPaced) PlayPaced(m_connections);
+    if (m_paced > 0) PlayPaced();
   }
 }
 

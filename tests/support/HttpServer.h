@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/EventFd.h"
@@ -61,12 +62,11 @@ class HttpServer {
 
  private:
   class Connection;
-  using Connections = std::map<int, std::unique_ptr<Connection>>;
 
   void Run();
   void Accept();
   [[nodiscard]] Script Answer(const std::string& request);
-  void PlayPaced(Connections& connections);
+  void PlayPaced();
 
   std::string m_scheme;
   std::optional<Script> m_onConnect;
@@ -79,7 +79,8 @@ class HttpServer {
   std::map<std::string, Script> m_scripts;
   std::vector<std::string> m_requests;
   std::atomic<bool> m_keepsRequests = true;
-  Connections m_connections;
+  int m_paced = 0;  // connections whose script has a pace
+  std::unordered_map<int, std::unique_ptr<Connection>> m_connections;
   std::thread m_thread;
 };
 
