@@ -10,13 +10,14 @@
 #include <functional>
 #include <vector>
 
+#include "bench/SampleMonitors.h"
 #include "engine/DataFile.h"
 #include "platform/FileDescriptor.h"
 
 namespace {
 
 using namespace norvane::engine;
-namespace keys = norvane::console::engine::keys;
+using norvane::bench::RowOf;
 using Clock = std::chrono::steady_clock;
 
 double Milliseconds(const std::function<void()>& action) {
@@ -31,21 +32,6 @@ double Median(int runs, const std::function<void()>& action) {
     times.push_back(Milliseconds(action));
   std::sort(times.begin(), times.end());
   return times[times.size() / 2];
-}
-
-datafile::Row RowOf(std::uint32_t number, const std::string& parameter) {
-  Attributes attributes = NewMonitorAttributes();
-  attributes.Set(keys::Parameter, parameter);
-  attributes.Set(keys::SuccessFlag, "STR:Welcome to our shop");
-  attributes.Set(keys::NotifyMode, "SMTP://mail.example.com;norvane@example.com");
-  attributes.Set(keys::NotifyPager, "operator@example.com");
-  attributes.Set(keys::NotifyMsg, "Server down");
-  attributes.Set(keys::Command, "restart.sh");
-  attributes.Set(keys::LogFile, "/opt/norvane/log/NorvaneLog%d%m%y.log");
-  attributes.Set(keys::Status, "Enable");
-  attributes.Set(keys::Result, "Ok");
-  return {number, "WebMonitor Of host " + std::to_string(number),
-          std::make_shared<const Attributes>(attributes)};
 }
 
 void PlainWrite(const std::string& path, const std::string& bytes) {

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/DataFile.h"
+
+namespace norvane::bench {
+
+/// A monitor with texts of usual lengths in all the attributes that a user fills in.
+inline engine::datafile::Row RowOf(std::uint32_t number, const std::string& parameter,
+                                   std::string_view status = console::engine::StatusEnable) {
+  namespace keys = console::engine::keys;
+  engine::Attributes attributes = engine::NewMonitorAttributes();
+  attributes.Set(keys::Parameter, parameter);
+  attributes.Set(keys::SuccessFlag, "STR:Welcome to our shop");
+  attributes.Set(keys::NotifyMode, "SMTP://mail.example.com;norvane@example.com");
+  attributes.Set(keys::NotifyPager, "operator@example.com");
+  attributes.Set(keys::NotifyMsg, "Server down");
+  attributes.Set(keys::Command, "restart.sh");
+  attributes.Set(keys::LogFile, "/opt/norvane/log/NorvaneLog%d%m%y.log");
+  attributes.Set(keys::Status, std::string(status));
+  attributes.Set(keys::Result, "Ok");
+  return {number, "WebMonitor Of host " + std::to_string(number),
+          std::make_shared<const engine::Attributes>(attributes)};
+}
+
+}  // namespace norvane::bench

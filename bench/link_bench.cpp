@@ -1,0 +1,160 @@
+// What a console waits for, at growing numbers of monitors, with the real engine beside it: connecting and
+// filling the mirror, reading it, a write while other consoles connect; and the engine's memory. All monitors
+// are stopped. Run: build/release/bench/link_bench
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "bench/SampleMonitors.h"
+#include "link/EngineClient.h"
+#include "tests/support/TempFolder.h"
+
+namespace {
+
+using namespace norvane;
+namespace fs = std::filesystem;
+namespace ce = console::engine;
+using Clock = std::chrono::steady_clock;
+
+constexpr int Runs = 9;
+constexpr int Calls = 2000;
+
+double Milliseconds(const std::function<void()>& action) {
+  const auto start = Clock::now();
+  action();
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double Quantile(std::vector<double> times, double part) {
+  std::sort(times.begin(), times.end());
+  return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1))];
+}
+
+/// `norvane-engine` of the same build, on a folder of its own.
+class Engine {
+ public:
+  explicit Engine(const std::string& folder) {
+    const auto program =
+        (fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin/norvane-engine").string();
+    std::string option = "--folder", value = folder, name = program;
+    char* arguments[] = {name.data(), option.data(), value.data(), nullptr};
+    if (::posix_spawn(&m_process, program.c_str(), nullptr, nullptr, arguments, environ) != 0)
+      throw std::runtime_error("cannot start " + program);
+  }
+  ~Engine() {
+    ::kill(m_process, SIGTERM);
+    ::waitpid(m_process, nullptr, 0);
+  }
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+
+  /// Resident memory in MB.
+  [[nodiscard]] double Memory() const {
+    std::ifstream status("/proc/" + std::to_string(m_process) + "/status");
+    std::string word;
+    while (status >> word)
+      if (word == "VmRSS:") break;
+    double kilobytes = 0;
+    status >> kilobytes;
+    return kilobytes / 1024;
+  }
+
+ private:
+  pid_t m_process = 0;
+};
+
+void WriteDataFile(const std::string& folder, std::uint32_t count) {
+  engine::datafile::Changes all;
+  for (std::uint32_t i = 1; i <= count; ++i)
+    all.rows.push_back(bench::RowOf(i, "http://www.example.com/" + std::to_string(i), ce::StatusDisable));
+  all.total = count;
+  std::string keptAs;
+  static_cast<void>(engine::datafile::Save(folder + "/NorvaneEngine.dat", all, keptAs));
+}
+
+/// What the status poll reads of every row.
+std::size_t ReadTwoOfEach(link::EngineClient& client) {
+  const auto list = client.NewMonitorList();
+  const int count = list->Count();
+  std::size_t bytes = 0;
+  for (int i = 1; i <= count; ++i) {
+    const auto item = list->Item(i);
+    bytes += item->GetAttr(ce::keys::Status).size() + item->GetAttr(ce::keys::Result).size();
+  }
+  return bytes;
+}
+
+void OpenGate(link::EngineClient& client) {
+  const auto config = client.NewServiceConfig();
+  config->SetService(ce::ServiceName);
+  client.NewControlGate()->Open(config->GetValue(ce::service::ControlPass));
+}
+
+/// Round trips of a write.
+std::vector<double> WriteTimes(link::EngineClient& client) {
+  const auto item = client.NewMonitorList()->Item(1);
+  std::vector<double> times;
+  for (int i = 0; i < Calls; ++i)
+    times.push_back(Milliseconds([&] { item->SetAttr(ce::keys::Parameter, std::to_string(i)); }));
+  return times;
+}
+
+void Measure(std::uint32_t count) {
+  const tests::TempFolder folder;
+  WriteDataFile(folder.Path(), count);
+  const Engine engine(folder.Path());
+  link::LinkOptions options;
+  options.folder = folder.Path();
+  options.startEngine = [] {};  // it is on its way
+  link::EngineClient client(options);
+  if (client.NewMonitorList()->Count() != static_cast<int>(count))
+    throw std::runtime_error("monitors are missing");
+
+  std::vector<double> connects;
+  for (int i = 0; i < Runs; ++i) {
+    link::EngineClient other(options);
+    connects.push_back(Milliseconds([&] { static_cast<void>(other.NewMonitorList()->Count()); }));
+  }
+  std::vector<double> reads;
+  for (int i = 0; i < Runs; ++i)
+    reads.push_back(Milliseconds([&] {
+      if (ReadTwoOfEach(client) != count * (ce::StatusDisable.size() + ce::ResultOk.size()))
+        throw std::runtime_error("wrong values");
+    }));
+
+  OpenGate(client);
+  const auto quiet = WriteTimes(client);
+  std::atomic<bool> done = false;
+  std::thread crowd([&] {
+    while (!done)
+      static_cast<void>(link::EngineClient(options).NewMonitorList()->Count());
+  });
+  const auto busy = WriteTimes(client);
+  done = true;
+  crowd.join();
+  std::printf("%8u %12.2f %12.2f %12.3f %10.3f %12.3f %10.3f %10.1f\n", count, Quantile(connects, 0.5),
+              Quantile(reads, 0.5), Quantile(quiet, 0.5), Quantile(quiet, 0.99), Quantile(busy, 0.5),
+              Quantile(busy, 0.99), engine.Memory());
+}
+
+}  // namespace
+
+int main() {
+  std::printf("Times in ms (medians), memory in MB. \"busy\": while other consoles connect without pause.\n");
+  std::printf("%8s %12s %12s %12s %10s %12s %10s %10s\n", "monitors", "connect+fill", "read 2 each",
+              "write p50", "p99", "busy: p50", "p99", "memory");
+  std::printf("%8s %12d %12d %12s %10s %12s %10d %10d\n", "limit", 100, 50, "", "", "", 5, 64);
+  for (const std::uint32_t count : {100u, 1000u, 10000u, 32767u})
+    Measure(count);
+  return 0;
+}
