@@ -1,0 +1,305 @@
+#include "link/EngineServer.h"
+
+#include <capnp/rpc.capnp.h>
+#include <capnp/serialize.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <optional>
+#include <utility>
+
+#include "console/engine/MonitorKeys.h"
+#include "link/ChangeFeed.h"
+#include "link/Wire.h"
+#include "tests/link/RawPeer.h"
+#include "tests/link/RunningEngine.h"
+#include "tests/support/TempFolder.h"
+
+namespace norvane::tests {
+namespace {
+
+namespace ce = console::engine;
+namespace keys = ce::keys;
+namespace wire = link::wire;
+using link::EngineClient;
+using link::EngineServer;
+using std::chrono::milliseconds;
+
+/// Whether a console of that folder is served.
+bool Serves(const std::string& folder) {
+  EngineClient client(ClientOptions(folder));
+  return client.Info().processId == static_cast<std::uint32_t>(::getpid());
+}
+
+std::string ErrorOf(EngineClient& client) {
+  try {
+    static_cast<void>(client.Info());
+  } catch (const ce::EngineError& error) {
+    return error.what();
+  }
+  return "none";
+}
+
+TEST(EngineServer, TheSocketIsItsOwnersAloneAndGoesWithTheServer) {
+  const TempFolder folder;
+  const std::string socket = folder / "NorvaneEngine.sock";
+  const auto mask = ::umask(0);
+  {
+    const RunningEngine engine(folder.Path());
+    struct stat status {};
+    ASSERT_EQ(::lstat(socket.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISSOCK(status.st_mode));
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+  }
+  EXPECT_EQ(::umask(mask), 0u) << "the mask is put back";
+  EXPECT_NE(::access(socket.c_str(), F_OK), 0);
+}
+
+TEST(EngineServer, TakesThePlaceOfADeadEnginesSocket) {
+  const TempFolder folder;
+  const auto address = link::SocketAddress(folder.Path());
+  {
+    const platform::FileDescriptor dead(::socket(AF_UNIX, SOCK_STREAM, 0));
+    ASSERT_EQ(::bind(dead.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  }
+  const RunningEngine engine(folder.Path());
+  EXPECT_TRUE(Serves(folder.Path()));
+}
+
+TEST(EngineServer, AFolderTooDeepForASocketIsAClearError) {
+  const TempFolder folder;
+  const std::string deep = folder / std::string(120, 'd');
+  ASSERT_EQ(::mkdir(deep.c_str(), 0700), 0);
+  try {
+    const RunningEngine engine(deep);
+    FAIL() << "it must not start";
+  } catch (const ce::EngineError& error) {
+    EXPECT_EQ(error.Code(), ce::EngineErrorCode::Invalid);
+    EXPECT_NE(std::string(error.what()).find("too long"), std::string::npos);
+  }
+  EngineClient client(ClientOptions(deep));
+  EXPECT_NE(ErrorOf(client).find("too long"), std::string::npos);
+}
+
+TEST(EngineServer, OnlyItsOwnUserAndRootMayConnect) {
+  EXPECT_TRUE(link::IsOwnUserOrRoot(::geteuid()));
+  EXPECT_TRUE(link::IsOwnUserOrRoot(0));
+  EXPECT_FALSE(link::IsOwnUserOrRoot(::geteuid() + 1));
+
+  const TempFolder folder;
+  std::optional<uid_t> seen;
+  RunningEngine engine(folder.Path(), [&](EngineServer::Options& options) {
+    options.mayConnect = [&](uid_t user) {
+      seen = user;
+      return false;
+    };
+  });
+  EngineClient client(ClientOptions(folder.Path()));
+  EXPECT_NE(ErrorOf(client).find("closed the connection at the greeting"), std::string::npos);
+  engine.AwaitLog("a process of user " + std::to_string(::geteuid()) + " was sent away");
+  EXPECT_EQ(seen, ::geteuid());
+}
+
+TEST(EngineServer, AStrangerThatNeverSaysHelloIsDropped) {
+  const TempFolder folder;
+  RunningEngine engine(folder.Path(),
+                       [](EngineServer::Options& options) { options.handshake = milliseconds(50); });
+  RawPeer silent(folder.Path());
+  RawPeer halting(folder.Path());
+  halting.Send(std::string_view("\0\0\0\0", 4));
+  silent.AwaitClosed();
+  halting.AwaitClosed();
+  engine.AwaitLog("did not say hello in time");
+
+  EngineClient client(ClientOptions(folder.Path()));
+  EXPECT_EQ(client.NewMonitorList()->Count(), 0);
+  RawPeer(folder.Path()).AwaitClosed();  // by now the client's own handshake time is over too
+  EXPECT_EQ(client.NewMonitorList()->Count(), 0);
+}
+
+TEST(EngineServer, AnotherProtocolVersionIsToldWhatIsWrong) {
+  const TempFolder folder;
+  const RunningEngine engine(folder.Path());
+  RawConsole console(folder.Path());
+  const auto response = console.Hello(wire::PROTOCOL_VERSION + 1);
+  EXPECT_EQ(response.getGreeting().getVersion(), wire::PROTOCOL_VERSION);
+  ASSERT_TRUE(response.getGreeting().isRefusal());
+  const std::string text = response.getGreeting().getRefusal().cStr();
+  EXPECT_NE(text.find("protocol"), std::string::npos);
+}
+
+std::string Words(std::initializer_list<std::uint32_t> words) {
+  std::string bytes;
+  for (const auto word : words)
+    for (int shift = 0; shift < 32; shift += 8)
+      bytes += static_cast<char>(word >> shift & 0xff);
+  return bytes;
+}
+
+TEST(EngineServer, APeerThatBreaksTheProtocolIsDroppedAndNobodyElse) {
+  const TempFolder folder;
+  const RunningEngine engine(folder.Path());
+  EngineClient bystander(ClientOptions(folder.Path()));
+  static_cast<void>(bystander.Info());
+  const std::pair<const char*, std::string> rows[] = {
+      {"text", "GET / HTTP/1.1\r\nHost: engine\r\n\r\n"},
+      {"a segment of 40 MiB", Words({0, (40u << 20) / 8})},
+      {"far too many segments", Words({0xfffffff0u, 1})},
+      {"a pointer that leads out of the message", Words({0, 1, 0x7ffffffcu, 0xffffffffu})},
+      {"a message of many bytes that say nothing", Words({0, 4096}) + std::string(4096 * 8, '\xa5')},
+  };
+  for (const auto& [name, bytes] : rows) {
+    SCOPED_TRACE(name);
+    RawPeer peer(folder.Path());
+    peer.Send(bytes);
+    peer.AwaitClosed();
+    EXPECT_EQ(bystander.NewMonitorList()->Count(), 0);
+  }
+  EXPECT_TRUE(Serves(folder.Path()));
+}
+
+TEST(EngineServer, ServesNoMoreConsolesThanItsLimitAndTheNextWhenOneHasLeft) {
+  const TempFolder folder;
+  RunningEngine engine(folder.Path(), [](EngineServer::Options& options) { options.maxConnections = 2; });
+  EngineClient first(ClientOptions(folder.Path()));
+  auto second = std::make_unique<EngineClient>(ClientOptions(folder.Path()));
+  static_cast<void>(first.Info());
+  static_cast<void>(second->Info());
+  EngineClient third(ClientOptions(folder.Path()));
+  EXPECT_NE(ErrorOf(third).find("too many consoles"), std::string::npos);
+  second.reset();
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (ErrorOf(third) != "none")  // the engine sees the second one leave a moment later
+    ASSERT_LT(std::chrono::steady_clock::now(), end);
+}
+
+/// Takes batches, and answers them when the test says.
+class HoldingMirror final : public wire::Mirror::Server {
+ public:
+  explicit HoldingMirror(std::vector<kj::Own<kj::PromiseFulfiller<void>>>& held) : m_held(held) {}
+  kj::Promise<void> update(UpdateContext context) override {
+    batches.push_back(
+        {context.getParams().getBatch().getMonitors().size(), context.getParams().getBatch().getUpToDate()});
+    auto answer = kj::newPromiseAndFulfiller<void>();
+    m_held.push_back(kj::mv(answer.fulfiller));
+    return kj::mv(answer.promise);
+  }
+  struct Batch {
+    std::size_t monitors;
+    bool upToDate;
+  };
+  std::vector<Batch> batches;
+
+ private:
+  std::vector<kj::Own<kj::PromiseFulfiller<void>>>& m_held;
+};
+
+TEST(EngineServer, AConsoleThatNeverAnswersGetsOneBatchAndHoldsUpNobody) {
+  const TempFolder folder;
+  RunningEngine engine(folder.Path());
+  constexpr int Count = 2500;
+  engine.Do([](engine::Service& service, ScriptedChecks&) {
+    for (int i = 0; i < Count; ++i)
+      service.Add("WebMonitor Of " + std::to_string(i));
+  });
+  RawConsole console(folder.Path());
+  auto session = console.Hello(wire::PROTOCOL_VERSION).getGreeting().getEngine().getSession();
+  std::vector<kj::Own<kj::PromiseFulfiller<void>>> held;
+  auto owned = kj::heap<HoldingMirror>(held);
+  auto& mirror = *owned;
+  auto follow = session.followRequest();
+  follow.setMirror(kj::mv(owned));
+  follow.send().wait(console.Scope());
+  const auto roundTrip = [&] {
+    auto request = session.configValueRequest();
+    request.setKey("LogFile");
+    request.send().wait(console.Scope());
+  };
+  while (mirror.batches.empty())
+    roundTrip();
+
+  EngineClient other(ClientOptions(folder.Path()));
+  other.NewControlGate()->Open(engine.ControlPass());
+  const auto item = other.NewMonitorList()->Item(1);
+  for (int i = 0; i < 50; ++i)
+    item->SetAttr(keys::Parameter, std::to_string(i));
+  EXPECT_EQ(item->GetAttr(keys::Parameter), "49");
+  roundTrip();
+  EXPECT_EQ(mirror.batches.size(), 1u) << "the first is not answered";
+
+  while (!mirror.batches.back().upToDate) {
+    held.back()->fulfill();
+    const auto before = mirror.batches.size();
+    while (mirror.batches.size() == before)
+      roundTrip();
+  }
+  std::size_t monitors = 0;
+  for (const auto& batch : mirror.batches) {
+    EXPECT_LE(batch.monitors, link::ChangeFeed::MaxMonitors);
+    monitors += batch.monitors;
+  }
+  EXPECT_EQ(monitors, static_cast<std::size_t>(Count) + 1)
+      << "fifty changes of one monitor are one record more";
+}
+
+/// Requests of the bootstrap object, each of which is answered.
+std::string BootstrapRequests(std::uint32_t firstQuestion, int count) {
+  std::string bytes;
+  for (int i = 0; i < count; ++i) {
+    capnp::MallocMessageBuilder message;
+    message.initRoot<capnp::rpc::Message>().initBootstrap().setQuestionId(firstQuestion +
+                                                                          static_cast<unsigned>(i));
+    const auto words = capnp::messageToFlatArray(message);
+    bytes.append(reinterpret_cast<const char*>(words.begin()), words.size() * sizeof(capnp::word));
+  }
+  return bytes;
+}
+
+TEST(EngineServer, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
+  constexpr int Enough = 200000;  // their answers are many times what a socket holds
+  constexpr int Batch = 1000;
+  const TempFolder folder;
+  const RunningEngine engine(folder.Path());
+  EngineClient other(ClientOptions(folder.Path()));
+  const auto config = other.NewServiceConfig();
+  config->SetService(ce::ServiceName);
+  RawPeer peer(folder.Path());
+  std::uint32_t question = 0;
+  std::string left;
+  for (int idle = 0; idle < 50;) {
+    if (left.empty()) left = BootstrapRequests(std::exchange(question, question + Batch), Batch);
+    ASSERT_LT(question, static_cast<unsigned>(Enough)) << "the engine takes calls without end";
+    const auto sent = peer.SendSome(left);
+    left.erase(0, sent);
+    idle = sent == 0 ? idle + 1 : 0;
+    EXPECT_EQ(config->GetValue("never set"), "") << "others are served meanwhile";
+  }
+}
+
+TEST(EngineServer, AConsoleMayLeaveWhileItsCheckRuns) {
+  const TempFolder folder;
+  RunningEngine engine(folder.Path());
+  engine.Do([](engine::Service& service, ScriptedChecks& checks) {
+    service.Add("WebMonitor Of a");
+    checks.holdChecks = true;
+  });
+  auto options = ClientOptions(folder.Path());
+  options.runTimeout = milliseconds(50);
+  {
+    EngineClient client(options);
+    client.NewControlGate()->Open(engine.ControlPass());
+    EXPECT_THROW(static_cast<void>(client.Check("WebMonitor Of a")), ce::EngineError);
+  }
+  EXPECT_TRUE(Serves(folder.Path()));
+  engine.Do([](engine::Service& service, ScriptedChecks& checks) {
+    ASSERT_EQ(checks.held.size(), 1u);
+    checks.Report(checks.held[0].first, checks.held[0].second, "too late");
+    service.OnWake();
+    EXPECT_EQ(service.Table().All().begin()->second.attributes->Get(keys::Result), "too late");
+  });
+  EXPECT_TRUE(Serves(folder.Path()));
+}
+
+}  // namespace
+}  // namespace norvane::tests
