@@ -1,5 +1,6 @@
 #include "link/EngineClient.h"
 
+#include "console/engine/EngineError.h"
 #include "link/ClientItem.h"
 #include "link/ClientObjects.h"
 #include "link/Link.h"
@@ -44,8 +45,15 @@ EngineClient::Outcome EngineClient::Notify(std::string_view fullName) {
 }
 
 void EngineClient::Shutdown() {
+  m_link->CheckConnected();
   const auto& options = m_link->Options();
-  m_link->Call(options.callTimeout, [](wire::Session::Client& session) { return session.shutdownRequest(); });
+  try {
+    m_link->Call(options.callTimeout,
+                 [](wire::Session::Client& session) { return session.shutdownRequest(); });
+  } catch (const ce::EngineError& error) {
+    if (error.Code() == ce::EngineErrorCode::Gone) return;  // it ended faster than its answer came
+    throw;
+  }
   m_link->WaitUntilGone(options.storeTimeout);
 }
 

@@ -108,7 +108,11 @@ void LinkLoop::Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& 
     call->Fail(Error(EngineErrorCode::TimedOut, timeoutText));
   });
   m_tasks.add(work.exclusiveJoin(kj::mv(expired))
-                  .catch_([call](kj::Exception&& exception) { call->Fail(ErrorOf(exception)); })
+                  .catch_([this, call](kj::Exception&& exception) {
+                    if (exception.getType() == kj::Exception::Type::DISCONNECTED)
+                      Lose();  // it may know first
+                    call->Fail(ErrorOf(exception));
+                  })
                   .then([call] { call->Finish(); }));
 }
 

@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 
 #include "console/engine/MonitorKeys.h"
 
@@ -17,13 +18,15 @@ struct RunningEngine::Loop {
                    checks = made.get();
                    return made;
                  }}),
-        server(io, service, Options(folder, tune)) {}
+        server(std::in_place, io, service, Options(folder, tune)) {}
 
   link::EngineServer::Options Options(const std::string& folder,
                                       const std::function<void(link::EngineServer::Options&)>& tune) {
     link::EngineServer::Options options;
     options.folder = folder;
-    options.onShutdown = [this] { end.fulfiller->fulfill(); };
+    options.onShutdown = [this] {
+      closing = kj::evalLater([this] { server.reset(); }).eagerlyEvaluate(nullptr);
+    };
     options.log = [this](const std::string& line) {
       const std::lock_guard lock(mutex);
       log.push_back(line);
@@ -41,7 +44,8 @@ struct RunningEngine::Loop {
   std::vector<std::string> log;
   ScriptedChecks* checks = nullptr;
   engine::Service service;
-  link::EngineServer server;
+  std::optional<link::EngineServer> server;  // until a console asks the engine to end
+  kj::Promise<void> closing = nullptr;
 };
 
 RunningEngine::RunningEngine(std::string folder, std::function<void(link::EngineServer::Options&)> tune)

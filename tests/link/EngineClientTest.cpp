@@ -1,0 +1,197 @@
+#include "link/EngineClient.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <future>
+#include <optional>
+
+#include "console/engine/EngineError.h"
+#include "console/engine/MonitorKeys.h"
+#include "link/Wire.h"
+#include "platform/FileDescriptor.h"
+#include "tests/link/RunningEngine.h"
+#include "tests/support/TempFolder.h"
+
+namespace norvane::tests {
+namespace {
+
+namespace ce = console::engine;
+namespace keys = ce::keys;
+using ce::EngineErrorCode;
+using link::EngineClient;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+std::optional<EngineErrorCode> CodeOf(const std::function<void()>& action, std::string* text = nullptr) {
+  try {
+    action();
+  } catch (const ce::EngineError& error) {
+    if (text != nullptr) *text = error.what();
+    return error.Code();
+  }
+  return std::nullopt;
+}
+
+TEST(EngineClient, StartsTheEngineOnceIfNobodyAnswers) {
+  const TempFolder folder;
+  std::optional<RunningEngine> engine;
+  int starts = 0;
+  auto options = ClientOptions(folder.Path());
+  options.startEngine = [&] {
+    ++starts;
+    engine.emplace(folder.Path());
+  };
+  EngineClient client(options);
+  EXPECT_EQ(starts, 0) << "making a client calls nothing";
+  EXPECT_EQ(client.NewMonitorList()->Count(), 0);
+  EXPECT_EQ(EngineClient(options).NewMonitorList()->Count(), 0);
+  EXPECT_EQ(starts, 1) << "the second found it running";
+}
+
+TEST(EngineClient, AnEngineThatCannotBeStartedIsToldAndNotTriedAgain) {
+  const TempFolder folder;
+  int starts = 0;
+  auto options = ClientOptions(folder.Path());
+  options.startTimeout = milliseconds(50);
+  options.startEngine = [&] {
+    if (++starts == 1) throw ce::EngineError(EngineErrorCode::Failed, "no such program");
+  };
+  EngineClient client(options);
+  std::string text;
+  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Info()); }, &text), EngineErrorCode::Failed);
+  EXPECT_EQ(text, "no such program");
+  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Info()); }), EngineErrorCode::Gone);
+  EXPECT_EQ(starts, 1);
+
+  EngineClient patient(options);  // its engine starts and never listens
+  EXPECT_EQ(CodeOf([&] { static_cast<void>(patient.Info()); }, &text), EngineErrorCode::Gone);
+  EXPECT_NE(text.find(folder.Path()), std::string::npos);
+}
+
+TEST(EngineClient, AListenerThatNeverGreetsTimesOut) {
+  const TempFolder folder;
+  const auto address = link::SocketAddress(folder.Path());
+  const platform::FileDescriptor silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  ASSERT_EQ(::bind(silent.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::listen(silent.Get(), 5), 0);
+  auto options = ClientOptions(folder.Path());
+  options.connectTimeout = milliseconds(50);
+  EngineClient client(options);
+  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Info()); }), EngineErrorCode::TimedOut);
+  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Info()); }), EngineErrorCode::TimedOut);
+}
+
+TEST(EngineClient, TellsOfTheEngineAndItsMonitors) {
+  const TempFolder folder;
+  RunningEngine engine(folder.Path());
+  std::string instance;
+  engine.Do([&](engine::Service& service, ScriptedChecks& checks) {
+    instance = service.Instance();
+    service.Add("WebMonitor Of a");
+    service.Add("WebMonitor Of b");
+    checks.outcomes["WebMonitor Of b"] = "size 1204, expected 1180";
+  });
+  EngineClient client(ClientOptions(folder.Path()));
+  const auto info = client.Info();
+  EXPECT_EQ(info.instance, instance);
+  EXPECT_NE(info.version, "");
+  EXPECT_EQ(info.processId, static_cast<std::uint32_t>(::getpid()));
+  EXPECT_EQ(info.folder, folder.Path());
+  EXPECT_LT(std::chrono::system_clock::now() - info.startedAt, seconds(600));
+
+  client.NewControlGate()->Open(engine.ControlPass());
+  const auto before = client.Snapshot();
+  const auto good = client.Check("WebMonitor Of a");
+  const auto bad = client.Check("WebMonitor Of b");
+  EXPECT_TRUE(good.good);
+  EXPECT_FALSE(bad.good);
+  EXPECT_EQ(bad.reason, "size 1204, expected 1180");
+  EXPECT_EQ(bad.duration, milliseconds(7));
+  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Check("WebMonitor Of c")); }), EngineErrorCode::NotFound);
+
+  const auto after = client.Snapshot();
+  ASSERT_EQ(after.size(), 2u);
+  EXPECT_EQ(before[1]->checkedAt, std::chrono::system_clock::time_point{}) << "a snapshot stays as it was";
+  EXPECT_EQ(before[1]->Get(keys::Result), "");
+  EXPECT_EQ(after[1]->Get(keys::Result), "size 1204, expected 1180");
+  EXPECT_EQ(after[1]->checkDuration, milliseconds(7));
+  EXPECT_EQ(after[1]->failuresInARow, 1u);
+  EXPECT_EQ(after[0]->failuresInARow, 0u);
+}
+
+TEST(EngineClient, WaitsForWhatOthersChange) {
+  const TempFolder folder;
+  RunningEngine engine(folder.Path());
+  EngineClient client(ClientOptions(folder.Path()));
+  const auto seen = client.WaitForUpdate(0, seconds(60));
+  EXPECT_EQ(client.WaitForUpdate(seen, milliseconds(1)), seen);
+  auto later = std::async(std::launch::async, [&] {
+    engine.Do([](engine::Service& service, ScriptedChecks&) { service.Add("WebMonitor Of a"); });
+  });
+  EXPECT_GT(client.WaitForUpdate(seen, seconds(60)), seen);
+  EXPECT_EQ(client.Snapshot().size(), 1u);
+}
+
+TEST(EngineClient, ShutdownReturnsWhenTheEngineHasGone) {
+  const TempFolder folder;
+  RunningEngine engine(folder.Path());
+  EngineClient client(ClientOptions(folder.Path()));
+  EXPECT_EQ(CodeOf([&] { client.Shutdown(); }), EngineErrorCode::Refused) << "the gate is closed";
+  client.NewControlGate()->Open(engine.ControlPass());
+  client.Shutdown();
+  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Snapshot()); }), EngineErrorCode::Gone);
+}
+
+/// Waits as a window does: in short steps, and told at the end.
+class SteppingWaiter : public ce::CallWaiter {
+ public:
+  explicit SteppingWaiter(std::function<void()> eachStep) : m_eachStep(std::move(eachStep)) {}
+  void Wait(ce::PendingCall& call) noexcept override {
+    std::promise<void> finished;
+    call.OnFinished([&] { finished.set_value(); });
+    while (!call.WaitFor(milliseconds(1))) {
+      ++steps;
+      m_eachStep();
+    }
+    finished.get_future().wait();
+    bool atOnce = false;
+    call.OnFinished([&] { atOnce = true; });
+    EXPECT_TRUE(atOnce);
+    ++calls;
+  }
+  int steps = 0;
+  int calls = 0;
+
+ private:
+  std::function<void()> m_eachStep;
+};
+
+TEST(EngineClient, TheConsoleSpendsTheTimeOfACallAsItLikes) {
+  const TempFolder folder;
+  RunningEngine engine(folder.Path());
+  engine.Do([](engine::Service& service, ScriptedChecks& checks) {
+    service.Add("WebMonitor Of a");
+    checks.holdChecks = true;
+  });
+  SteppingWaiter waiter([&] {
+    if (waiter.steps < 5) return;
+    engine.Do([](engine::Service&, ScriptedChecks& checks) {
+      for (const auto& [id, ticket] : std::exchange(checks.held, {}))
+        checks.Report(id, ticket, "answered after some steps");
+    });
+  });
+  auto options = ClientOptions(folder.Path());
+  options.waiter = &waiter;
+  EngineClient client(options);
+  client.NewControlGate()->Open(engine.ControlPass());
+  EXPECT_EQ(waiter.calls, 2) << "connecting is a call too";
+  waiter.steps = 0;
+  EXPECT_EQ(client.Check("WebMonitor Of a").reason, "answered after some steps");
+  EXPECT_GE(waiter.steps, 5);
+  static_cast<void>(client.Snapshot());
+  EXPECT_EQ(waiter.calls, 3) << "reading is none";
+}
+
+}  // namespace
+}  // namespace norvane::tests
