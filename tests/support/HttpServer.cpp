@@ -1,6 +1,5 @@
 #include "tests/support/HttpServer.h"
 
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -11,42 +10,12 @@
 #include <system_error>
 #include <utility>
 
+#include "tests/support/Loopback.h"
+
 namespace norvane::tests {
 
 using platform::FileDescriptor;
 using SteadyClock = std::chrono::steady_clock;
-
-namespace {
-
-[[noreturn]] void Fail(const char* what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
-
-sockaddr_in Loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
-FileDescriptor NewSocket() {
-  FileDescriptor fd(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!fd) Fail("socket");
-  return fd;
-}
-
-FileDescriptor BoundSocket(int& port) {
-  auto fd = NewSocket();
-  auto address = Loopback(0);
-  socklen_t size = sizeof address;
-  if (::bind(fd.Get(), reinterpret_cast<sockaddr*>(&address), size) != 0) Fail("bind");
-  if (::getsockname(fd.Get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) Fail("getsockname");
-  port = ntohs(address.sin_port);
-  return fd;
-}
-
-}  // namespace
 
 /// One connection: reads a request, plays its script.
 class HttpServer::Connection {

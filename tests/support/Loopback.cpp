@@ -1,0 +1,40 @@
+#include "tests/support/Loopback.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace norvane::tests {
+
+using platform::FileDescriptor;
+
+void Fail(const char* what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+sockaddr_in Loopback(int port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+
+FileDescriptor NewSocket() {
+  FileDescriptor fd(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!fd) Fail("socket");
+  return fd;
+}
+
+FileDescriptor BoundSocket(int& port) {
+  auto fd = NewSocket();
+  auto address = Loopback(0);
+  socklen_t size = sizeof address;
+  if (::bind(fd.Get(), reinterpret_cast<sockaddr*>(&address), size) != 0) Fail("bind");
+  if (::getsockname(fd.Get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) Fail("getsockname");
+  port = ntohs(address.sin_port);
+  return fd;
+}
+
+}  // namespace norvane::tests

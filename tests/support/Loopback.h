@@ -1,0 +1,20 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include "platform/FileDescriptor.h"
+
+namespace norvane::tests {
+
+/// Throws what errno tells.
+[[noreturn]] void Fail(const char* what);
+
+[[nodiscard]] sockaddr_in Loopback(int port);
+
+/// A TCP socket that never blocks.
+[[nodiscard]] platform::FileDescriptor NewSocket();
+
+/// Such a socket on a loopback port of its own, which `port` gets.
+[[nodiscard]] platform::FileDescriptor BoundSocket(int& port);
+
+}  // namespace norvane::tests
