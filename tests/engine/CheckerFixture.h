@@ -1,0 +1,61 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include "engine/Checker.h"
+#include "platform/EventFd.h"
+
+namespace norvane::tests {
+
+/// A checker and the service's side of it.
+class CheckerFixture {
+ public:
+  explicit CheckerFixture(const engine::CheckerOptions& options = {}) : m_checker(options, m_event) {}
+  engine::Checker* operator->() { return &m_checker; }
+
+  /// Waits for the next reports; none within half a minute fails the test.
+  std::vector<engine::CheckReport> Next() {
+    pollfd fd{m_event.Fd(), POLLIN, 0};
+    m_gaveUp = ::poll(&fd, 1, 30000) != 1;
+    EXPECT_FALSE(m_gaveUp) << "no report";
+    m_event.Clear();
+    return m_checker.TakeReports();
+  }
+  engine::CheckReport Check(engine::CheckTarget target) { return CheckAll({std::move(target)})[0]; }
+  /// Checks all at once and gives their reports in the same order.
+  std::vector<engine::CheckReport> CheckAll(std::vector<engine::CheckTarget> targets) {
+    std::vector<engine::CheckReport> reports(targets.size());
+    for (std::size_t i = 0; i < targets.size(); ++i)
+      m_checker.CheckOnce(std::move(targets[i]), i + 1);
+    for (std::size_t left = reports.size(); left > 0;) {
+      for (auto& report : Next()) {
+        if (report.ticket == 0) continue;
+        auto& place = reports[report.ticket - 1];
+        place = std::move(report);
+        --left;
+      }
+      if (m_gaveUp) break;
+    }
+    return reports;
+  }
+  [[nodiscard]] bool GaveUp() const { return m_gaveUp; }
+
+ private:
+  platform::EventFd m_event;
+  engine::Checker m_checker;
+  bool m_gaveUp = false;
+};
+
+inline std::size_t OpenDescriptors() {
+  const std::filesystem::directory_iterator folder("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+}
+
+}  // namespace norvane::tests
