@@ -58,7 +58,7 @@ class CheckLoop::Check final : public ProbeClient {
  public:
   Check(CheckLoop& owner, const CheckTarget& target, milliseconds timeout)
       : m_owner(owner),
-        m_attributes(target.attributes),
+        m_target(target),
         m_type(owner.TypeOf(target.name)),
         m_timeout(timeout),
         m_began(owner.m_loop.Now()),
@@ -70,7 +70,7 @@ class CheckLoop::Check final : public ProbeClient {
 
   void Begin() {
     if (m_type == nullptr) return Ended("this engine cannot check monitors of this type");
-    m_probe = m_type->Make(*m_attributes, m_timeout, *this);
+    m_probe = m_type->Make(m_target, m_timeout, *this);
     m_probe->Begin();
   }
   void Ended(std::string failure) override { m_owner.End(*this, std::move(failure)); }
@@ -91,7 +91,7 @@ class CheckLoop::Check final : public ProbeClient {
   }
 
   CheckLoop& m_owner;
-  std::shared_ptr<const Attributes> m_attributes;
+  CheckTarget m_target;
   ProbeType* m_type;
   milliseconds m_timeout;
   Moment m_began;
@@ -105,7 +105,8 @@ CheckLoop::CheckLoop(const CheckerOptions& options, Deliver deliver)
       m_loop(options.clock),
       m_alarm(m_loop, [] {}),
       m_resolver(m_loop, options.resolver),
-      m_context{m_loop, m_resolver, m_options.caFile, m_options.charset} {
+      m_tls(m_options.caFile),
+      m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset} {
   const auto room = RoomForChecks();
   m_options.maxInFlight = m_options.maxInFlight == 0 ? room : std::min(m_options.maxInFlight, room);
   for (const auto& row : ProbeTable())

@@ -88,6 +88,7 @@ class CheckLoop {
   EventLoop m_loop;
   EventLoop::Timer m_alarm;  // ends the wait for a scheduled start or for reports to go over
   Resolver m_resolver;
+  TlsClient m_tls;
   ProbeContext m_context;
   std::map<std::string_view, std::unique_ptr<ProbeType>> m_types;
   Schedule m_schedule;

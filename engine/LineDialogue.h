@@ -67,27 +67,33 @@ class LineDialogue : private Watcher {
   [[nodiscard]] std::string LocalAddress() const;
 
  private:
-  enum class State { Idle, LookingUp, Connecting, Securing, Open, Failed };
+  enum class State { LookingUp, Connecting, Securing, Open };
 
   void Ready(int fd, std::uint32_t events) override;
   void TakeAnswer(const Resolver::Answer& answer);
-  void TryNextAddress();
-  [[nodiscard]] bool BeginConnecting(const std::string& address);
+  void TryNextAddress(std::string whyNot);
+  [[nodiscard]] int BeginConnecting(const std::string& address);
+  void ShareTime();
   void FinishConnecting();
   void BeginTls();
   void Handshake();
   void BecomeOpen();
+  void TellClient();
   void Fail(std::string why);
 
+  [[nodiscard]] std::optional<std::string_view> TakeLine();
   [[nodiscard]] bool Receive();
+  [[nodiscard]] std::string ReceiveFailure(int result) const;
+  [[nodiscard]] bool WouldBlock(int result) const;
   void Flush();
   void WatchFor(std::uint32_t events);
+  void Close() noexcept;
 
   DialogueContext m_context;
   Client& m_client;
   ServerAddress m_server;
   Moment m_deadline;
-  State m_state = State::Idle;
+  State m_state = State::LookingUp;  // when it failed, where
   std::string m_failure;
   std::unique_ptr<Resolver::Query> m_query;
   std::vector<std::string> m_addresses;  // those not tried yet, the next one last
@@ -98,6 +104,7 @@ class LineDialogue : private Watcher {
   std::string m_in;
   std::size_t m_taken = 0;     // how much of m_in the client has had
   std::size_t m_received = 0;  // in all
+  bool m_isDry = false;        // there is nothing to receive until the loop says so
   std::string m_out;
 };
 

@@ -20,7 +20,7 @@ struct ServerAddress {
   int port = 0;
   bool isSecure = false;
 
-  /// Reads host, host:port, IPv4, IPv6, [IPv6], [IPv6]:port, and each but bare IPv6 behind "scheme://".
+  /// Reads host, host:port, IPv4, IPv6, [IPv6], [IPv6]:port, and each of them behind "scheme://".
   /// Blanks around it and a slash at its end do no harm; anything else is no address.
   [[nodiscard]] static std::optional<ServerAddress> Parse(std::string_view text,
                                                           const ServerSchemes& schemes);

@@ -6,9 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "engine/Attributes.h"
+#include "engine/CheckRunner.h"
 #include "engine/EventLoop.h"
 #include "engine/Resolver.h"
+#include "engine/TlsClient.h"
 #include "platform/LegacyCharset.h"
 
 namespace norvane::engine {
@@ -17,6 +18,7 @@ namespace norvane::engine {
 struct ProbeContext {
   EventLoop& loop;
   Resolver& resolver;
+  TlsClient& tls;
   const std::string& caFile;               ///< PEM file of the authorities that are trusted
   const platform::LegacyCharset& charset;  ///< in which the size of a page is counted
 };
@@ -45,8 +47,8 @@ class Probe {
 class ProbeType {
  public:
   virtual ~ProbeType() = default;
-  /// `attributes` and `client` outlive the probe. `timeout` is what the check has in all.
-  [[nodiscard]] virtual std::unique_ptr<Probe> Make(const Attributes& attributes,
+  /// `target` and `client` outlive the probe. `timeout` is what the check has in all.
+  [[nodiscard]] virtual std::unique_ptr<Probe> Make(const CheckTarget& target,
                                                     std::chrono::milliseconds timeout,
                                                     ProbeClient& client) = 0;
 };

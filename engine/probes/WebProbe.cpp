@@ -72,9 +72,9 @@ class WebProbe final : public Probe, private WebTransfers::Client {
 class WebType final : public ProbeType {
  public:
   explicit WebType(ProbeContext& context) : m_context(context), m_transfers(context.loop, context.caFile) {}
-  std::unique_ptr<Probe> Make(const Attributes& attributes, std::chrono::milliseconds timeout,
+  std::unique_ptr<Probe> Make(const CheckTarget& target, std::chrono::milliseconds timeout,
                               ProbeClient& client) override {
-    return std::make_unique<WebProbe>(m_transfers, m_context, attributes, timeout, client);
+    return std::make_unique<WebProbe>(m_transfers, m_context, *target.attributes, timeout, client);
   }
 
  private:

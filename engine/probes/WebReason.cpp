@@ -2,49 +2,25 @@
 
 #include <openssl/x509_vfy.h>
 
-#include <cerrno>
-#include <system_error>
+#include "engine/PeerReason.h"
 
 namespace norvane::engine {
 
 namespace {
 
-/// What broke the connection or kept it from coming about, as far as the system told.
+/// As the system told it, if it did.
 std::string SystemFailure(CURL* curl, const std::string& otherwise) {
   long error = 0;
   curl_easy_getinfo(curl, CURLINFO_OS_ERRNO, &error);
-  switch (error) {
-    case 0:
-      return otherwise;
-    case ECONNREFUSED:
-      return "connection refused";
-    case ECONNRESET:
-    case EPIPE:
-      return "connection reset by the server";
-    case EHOSTUNREACH:
-      return "host not reachable";
-    case ENETUNREACH:
-      return "network not reachable";
-    default:
-      return otherwise + ": " + std::generic_category().message(static_cast<int>(error));
-  }
+  return ConnectionFailure(static_cast<int>(error), otherwise);
 }
 
-std::string CertificateFailure(CURL* curl, const std::string& host) {
-  const auto certificate = "certificate of " + host;
+std::string VerificationFailure(CURL* curl, const std::string& host) {
   long result = X509_V_OK;
   curl_easy_getinfo(curl, CURLINFO_SSL_VERIFYRESULT, &result);
-  switch (result) {
-    case X509_V_OK:
-    case X509_V_ERR_UNSPECIFIED:  // libcurl's start value: the chain was not what failed, so it is the name
-      return certificate + " is for another name";
-    case X509_V_ERR_CERT_HAS_EXPIRED:
-      return certificate + " expired";
-    case X509_V_ERR_CERT_NOT_YET_VALID:
-      return certificate + " is not yet valid";
-    default:
-      return certificate + " not trusted: " + X509_verify_cert_error_string(result);
-  }
+  // A good result, or libcurl's start value: the chain was not what failed, so it is the name.
+  const bool isName = result == X509_V_OK || result == X509_V_ERR_UNSPECIFIED;
+  return CertificateFailure(isName ? X509_V_ERR_HOSTNAME_MISMATCH : result, host);
 }
 
 std::string WithWords(const std::string& what, CURLcode code, const char* words) {
@@ -58,11 +34,11 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* words, const 
     case CURLE_COULDNT_CONNECT:
       return SystemFailure(curl, "cannot connect");
     case CURLE_PEER_FAILED_VERIFICATION:
-      return CertificateFailure(curl, host);
+      return VerificationFailure(curl, host);
     case CURLE_SSL_CONNECT_ERROR:
       return WithWords("TLS with " + host + " failed", code, words);
     case CURLE_SSL_CACERT_BADFILE:
-      return "the file of trusted certificate authorities cannot be read";
+      return AuthoritiesUnreadable();
     case CURLE_GOT_NOTHING:
       return "connection closed without a reply";
     case CURLE_PARTIAL_FILE:

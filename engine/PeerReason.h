@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace norvane::engine {
+
+/// What broke a connection, or kept it from coming about, as far as the system's `error` (an errno) tells;
+/// `otherwise` heads what has no words of its own, and stands alone for 0. For the user.
+[[nodiscard]] std::string ConnectionFailure(int error, const std::string& otherwise);
+
+/// Why the certificate of `host` was not taken, from OpenSSL's result of its verification. For the user.
+[[nodiscard]] std::string CertificateFailure(long result, const std::string& host);
+
+[[nodiscard]] std::string AuthoritiesUnreadable();
+
+}  // namespace norvane::engine
