@@ -44,7 +44,7 @@ void MailSession::Begin() {
 
 void MailSession::Open() {
   const auto address = ServerAddress::Parse(m_server, m_schemes);
-  if (!address) return m_client.Ended("not a valid address of a " + std::string(m_protocol) + " server");
+  if (!address) return m_client.Ended("not a valid " + std::string(m_protocol) + " server address");
   m_dialogue.emplace(m_context, static_cast<LineDialogue::Client&>(*this));
   m_dialogue->Open(*address, m_timeout);
 }

@@ -28,10 +28,6 @@ std::string Base64(std::string_view bytes) {
   return text;
 }
 
-bool IsAscii(std::string_view text) {
-  return platform::AsciiPrefix(text) == text.size();
-}
-
 /// Takes as many whole characters off `text`, which is UTF-8, as fit into `size` bytes.
 std::string_view TakeCharacters(std::string_view& text, std::size_t size) {
   std::size_t end = 0;
@@ -102,7 +98,8 @@ std::string DateText(std::chrono::system_clock::time_point date) {
 std::string HeaderText(std::string_view name, std::string_view text) {
   const auto plain = PlainText(text);
   auto column = name.size() + 2;
-  if (IsAscii(plain) && column + plain.size() <= MaxHeaderLine && plain.find("=?") == std::string::npos)
+  if (platform::IsAscii(plain) && column + plain.size() <= MaxHeaderLine &&
+      plain.find("=?") == std::string::npos)
     return plain;
   std::string header;
   for (std::string_view rest = plain; !rest.empty(); column = 1) {

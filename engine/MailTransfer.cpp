@@ -80,10 +80,6 @@ std::string AddressFailure(std::string_view what, std::string_view address) {
   return failure;
 }
 
-bool IsAscii(std::string_view text) {
-  return platform::AsciiPrefix(text) == text.size();
-}
-
 bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -109,7 +105,7 @@ std::string MailTransfer::Self() {
 }
 
 std::string MailTransfer::SayMailFrom() {
-  const bool needsUtf8 = !IsAscii(m_mail.from + m_mail.to);
+  const bool needsUtf8 = !platform::IsAscii(m_mail.from + m_mail.to);
   return "MAIL FROM:<" + m_mail.from + ">" + (needsUtf8 ? " SMTPUTF8" : "");
 }
 
@@ -149,7 +145,7 @@ MailTransfer::Outcome MailTransfer::Answered() {
 MailTransfer::Outcome MailTransfer::Enter(At at) {
   if (at == Done) return std::string();
   if (at == StartTls && (!m_offersTls || Dialogue().IsSecured())) at = MailFrom;
-  if (at == MailFrom && !m_offersUtf8 && !IsAscii(m_mail.from + m_mail.to))
+  if (at == MailFrom && !m_offersUtf8 && !platform::IsAscii(m_mail.from + m_mail.to))
     return Failure("the server takes no mail addresses beyond ASCII");
   m_at = at;
   Dialogue().Send((this->*Rows[at].command)() + "\r\n");

@@ -20,6 +20,10 @@ struct Utf8Character {
 /// How many bytes at the start of `text` are ASCII.
 [[nodiscard]] std::size_t AsciiPrefix(std::string_view text);
 
+[[nodiscard]] inline bool IsAscii(std::string_view text) {
+  return AsciiPrefix(text) == text.size();
+}
+
 /// `bytes` with U+FFFD in place of each byte that is no part of a valid character.
 [[nodiscard]] std::string ValidUtf8(std::string_view bytes);
 

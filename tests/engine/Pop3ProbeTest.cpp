@@ -185,7 +185,7 @@ TEST(Pop3Probe, RefusesWhatItCannotSay) {
   const RefusingPort refusing;
   const StalledPort stalled;
   const auto at = [](int port) { return "127.0.0.1:" + std::to_string(port); };
-  const std::string noAddress = "not a valid address of a POP3 server";
+  const std::string noAddress = "not a valid POP3 server address";
   struct Row {
     const char* name;
     std::string_view key;

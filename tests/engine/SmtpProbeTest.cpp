@@ -157,7 +157,7 @@ TEST(SmtpProbe, RefusesAddressesThatWouldBreakOut) {
        "SMTP: the sender holds characters that cannot be sent"},
       {"parameter", keys::From, "a@b.test> SIZE=1", "SMTP: the sender is not a bare mail address"},
       {"with a name", keys::To, "Me <a@b.test>", "SMTP: the recipient is not a bare mail address"},
-      {"address", keys::Parameter, "smtp://", "not a valid address of a SMTP server"},
+      {"address", keys::Parameter, "smtp://", "not a valid SMTP server address"},
       {"blanks around", keys::To, " tester@norvane.test ", "Ok"},
       {"beyond ASCII", keys::To, "gr\xc3\xbc\xc3\x9f@norvane.test", "Ok"},
   };
