@@ -1,0 +1,101 @@
+#include "console/shared/MainBas.h"
+
+#include <QScreen>
+#include <utility>
+
+#include "platform/IniFile.h"
+#include "platform/Paths.h"
+
+namespace norvane::console::shared {
+
+namespace {
+constexpr std::size_t UsedSlots = 5;  // of PageForms; the last is nobody's
+
+void CenterIn(QWidget& form, const QRect& area) {
+  const QSize size = form.frameGeometry().size();
+  form.move(area.left() + (area.width() - size.width()) / 2,
+            area.top() + (area.height() - size.height()) / 2);
+}
+
+Box ErrorBox(std::string text) {
+  return {.title = "Error", .text = std::move(text), .icon = BoxIcon::Critical};
+}
+}  // namespace
+
+MainBas::MainBas(engine::EngineFactory& engine, Dialogs& dialogs, std::string folder,
+                 std::function<void()> endProcess)
+    : CurrentRef([&engine] { return engine.NewServiceRef(); }),
+      Monitors([&engine] { return engine.NewMonitorList(); }),
+      Engine(engine),
+      Doors(dialogs),
+      EndProcess(std::move(endProcess)),
+      m_folder(std::move(folder)) {}
+
+std::string MainBas::PathInFolder(std::string_view path) const {
+  return m_folder + platform::NativePath(std::string(path));
+}
+
+std::string MainBas::DataFile() const {
+  return PathInFolder("\\NorvaneEngine.dat");
+}
+
+std::string MainBas::LogPattern() const {
+  return PathInFolder("\\log\\NorvaneLog%d%m%y.log");
+}
+
+void MainBas::FetchRoot(const std::string& machine) {
+  CurrentRef->SetMachine(machine);
+  CurrentRef->SetClassId(engine::RootClassId);
+  CurrentRoot = CurrentRef->GetRoot();
+}
+
+void MainBas::CenterForm(QWidget& form, const QScreen& screen) {
+  CenterIn(form, screen.geometry());
+}
+
+void MainBas::CenterForm(QWidget& form, const QWidget& parent) {
+  CenterIn(form, parent.frameGeometry());
+}
+
+void MainBas::HidePages(const QWidget& keep) {
+  for (std::size_t slot = 0; slot < UsedSlots; ++slot) {
+    const auto& page = PageForms[slot];
+    if (page && page != &keep && page->isVisible()) page->hide();
+  }
+}
+
+void MainBas::ReleaseAll() {
+  for (std::size_t slot = 0; slot < UsedSlots; ++slot)
+    delete PageForms[slot].data();
+  CurrentRef.Release();
+  Monitors.Release();
+}
+
+std::string MainBas::GetIniValue(const std::string& section, const std::string& key,
+                                 const std::string& defaultValue, const std::string& file) const {
+  return platform::IniValue(section, key, defaultValue, file.empty() ? PathInFolder("\\config.ini") : file);
+}
+
+void MainBas::OpenDocument(const std::string& path, bool mustExist) {
+  if (mustExist && !platform::FileExists(path)) {
+    Doors.Show(ErrorBox("Help File Doesn't Exist In Installed Folder"));
+    return;
+  }
+  if (!Doors.Open(path))
+    Doors.Show(ErrorBox(
+        "Your computer is not installed htm or html browser, or does not make htm associate to the browser"));
+}
+
+void MainBas::OpenHelp() {
+  OpenDocument(PathInFolder("\\help.htm"), true);
+}
+
+void MainBas::RunHandler(const std::function<void()>& handler) {
+  try {
+    handler();
+  } catch (const std::exception& failure) {
+    Doors.Show(ErrorBox(failure.what()));
+  }
+}
+
+}  // namespace norvane::console::shared

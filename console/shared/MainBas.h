@@ -1,0 +1,100 @@
+#pragma once
+
+#include <QPointer>
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "console/engine/Engine.h"
+#include "console/engine/EngineError.h"
+#include "console/shared/Dialogs.h"
+#include "console/shared/OnFirstUse.h"
+#include "console/shared/Page.h"
+
+class QScreen;
+
+namespace norvane::console::shared {
+
+class MonitorTree;
+
+/// Stands in the title of a box that has none of its own.
+inline constexpr char ApplicationTitle[] = "Norvane";
+
+/// The state that all forms share, and the routines that all of them use. One object, made in `main` and
+/// given to each form by reference. For the window system's thread only.
+class MainBas {
+ public:
+  /// `folder` is the application folder. `endProcess` ends the process at once; should it return, as in
+  /// tests, the handler that called it does nothing more.
+  MainBas(engine::EngineFactory& engine, Dialogs& dialogs, std::string folder,
+          std::function<void()> endProcess);
+  MainBas(const MainBas&) = delete;
+  MainBas& operator=(const MainBas&) = delete;
+
+  /// Name of the local computer, read once at the start.
+  std::string MachineName;
+  OnFirstUse<engine::ServiceRef> CurrentRef;
+  /// The root of the last `GetRoot`.
+  std::shared_ptr<engine::ServiceRoot> CurrentRoot;
+  OnFirstUse<engine::MonitorList> Monitors;
+  /// The monitor that the page on show edits; empty until a monitor's node is clicked.
+  std::shared_ptr<engine::MonitorItem> CurrentMonitor;
+  /// Through which the data file is saved. Empty if connecting failed.
+  std::shared_ptr<engine::ServiceStore> Store;
+  /// The loaded pages: 0 web, 1 POP3, 2 SMTP; 3 to 5 stay empty.
+  std::array<QPointer<Page>, 6> PageForms;
+  /// Set by the main window for as long as it lives.
+  MonitorTree* Tree = nullptr;
+
+  engine::EngineFactory& Engine;
+  Dialogs& Doors;
+  const std::function<void()> EndProcess;
+
+  /// A path below the application folder, told with backslashes, a leading one included: "\help.htm".
+  [[nodiscard]] std::string PathInFolder(std::string_view path) const;
+  [[nodiscard]] std::string DataFile() const;
+  /// Where logs go; the engine puts the date for "%d%m%y".
+  [[nodiscard]] std::string LogPattern() const;
+
+  /// The component T of the engine on `machine`. Names machine and class to `CurrentRef` and takes the root
+  /// into `CurrentRoot` on the way. Never empty; throws EngineError.
+  template <class T>
+  [[nodiscard]] std::shared_ptr<T> FetchComponent(const std::string& machine) {
+    FetchRoot(machine);
+    auto component = engine::ComponentOf<T>(*CurrentRoot, *CurrentRef);
+    if (!component)
+      throw engine::EngineError(engine::EngineErrorCode::Failed, "the engine gave another component");
+    return component;
+  }
+
+  /// Puts a window in the middle of a screen, or of another window.
+  static void CenterForm(QWidget& form, const QScreen& screen);
+  static void CenterForm(QWidget& form, const QWidget& parent);
+
+  /// Hides every page but `keep`.
+  void HidePages(const QWidget& keep);
+  /// Unloads the pages and drops the shared engine objects.
+  void ReleaseAll();
+
+  /// Value from a sectioned text file, at most 299 characters; empty `file` means `config.ini`.
+  [[nodiscard]] std::string GetIniValue(const std::string& section, const std::string& key,
+                                        const std::string& defaultValue, const std::string& file) const;
+  /// Opens a document or address with the desktop's program for it. Tells the user if `mustExist` is set and
+  /// there is no such file, or if the desktop finds none; other failures pass in silence.
+  void OpenDocument(const std::string& path, bool mustExist);
+  /// The document behind the help commands of the main window and the pages.
+  void OpenHelp();
+
+  /// Runs what an event set off. Nothing may be thrown through the window system, so a failure that the
+  /// handler does not know of becomes one box with its reason.
+  void RunHandler(const std::function<void()>& handler);
+
+ private:
+  void FetchRoot(const std::string& machine);
+
+  std::string m_folder;
+};
+
+}  // namespace norvane::console::shared

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QWidget>
+
+namespace norvane::console::shared {
+
+/// The property page of one type of monitor. It edits `CurrentMonitor`; one page serves all monitors of its
+/// type.
+class Page : public QWidget {
+  Q_OBJECT
+
+ public:
+  /// Places itself where it is to stand in its parent.
+  explicit Page(QWidget* parent);
+
+  /// False after the first rule that a field breaks; the user has been told then.
+  [[nodiscard]] virtual bool Validate() = 0;
+  /// Writes all fields to `CurrentMonitor`. Throws EngineError; what was written before stays written.
+  virtual void SaveData() = 0;
+  /// Reads all fields from `CurrentMonitor`; edits that were not saved are lost. Throws EngineError.
+  virtual void RefreshData() = 0;
+};
+
+}  // namespace norvane::console::shared

@@ -1,0 +1,104 @@
+#include "console/shared/QtCallWaiter.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QEventLoop>
+#include <QMessageBox>
+#include <QTimer>
+#include <QWindow>
+
+#include "console/shared/QtDialogs.h"
+
+namespace norvane::console::shared {
+
+namespace {
+using namespace std::chrono_literals;
+
+constexpr auto Unnoticed = 20ms;  ///< most calls are answered by then, and need no event loop
+
+bool IsAct(QEvent::Type type) {
+  switch (type) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::KeyPress:
+    case QEvent::Wheel:
+    case QEvent::TouchBegin:
+    case QEvent::TabletPress:
+    case QEvent::Close:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool IsInput(QEvent::Type type) {
+  switch (type) {
+    case QEvent::MouseButtonRelease:
+    case QEvent::KeyRelease:
+    case QEvent::ShortcutOverride:
+    case QEvent::Shortcut:
+    case QEvent::ContextMenu:
+    case QEvent::TouchUpdate:
+    case QEvent::TouchEnd:
+    case QEvent::TabletRelease:
+    case QEvent::Drop:
+      return true;
+    default:
+      return IsAct(type);
+  }
+}
+
+bool IsTick(const QObject* watched, QEvent::Type type) {
+  const auto* timer = type == QEvent::Timer ? qobject_cast<const QTimer*>(watched) : nullptr;
+  return timer != nullptr && !timer->isSingleShot();
+}
+
+bool BelongsTo(const QMessageBox& box, const QObject* object) {
+  const auto* widget = qobject_cast<const QWidget*>(object);
+  return object == box.windowHandle() || (widget != nullptr && widget->window() == &box);
+}
+}  // namespace
+
+QtCallWaiter::QtCallWaiter(const QtDialogs& dialogs, std::chrono::milliseconds patience)
+    : m_dialogs(dialogs), m_patience(patience) {}
+
+QtCallWaiter::~QtCallWaiter() = default;
+
+void QtCallWaiter::Wait(engine::PendingCall& call) noexcept {
+  m_since.start();
+  if (call.WaitFor(Unnoticed)) return;
+  QEventLoop loop;
+  m_loop = &loop;
+  qApp->installEventFilter(this);
+  call.OnFinished([this] {
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+          if (m_loop != nullptr) m_loop->quit();
+        },
+        Qt::QueuedConnection);
+  });
+  loop.exec();
+  qApp->removeEventFilter(this);
+  m_loop = nullptr;
+  m_box.reset();
+  while (!call.WaitFor(1s))
+    continue;  // when the application ends, loops end early
+}
+
+bool QtCallWaiter::eventFilter(QObject* watched, QEvent* event) {
+  if (m_box && BelongsTo(*m_box, watched)) return false;
+  if (IsTick(watched, event->type())) return true;
+  if (!IsInput(event->type())) return false;
+  if (IsAct(event->type()) && !m_box && m_since.hasExpired(m_patience.count())) ShowPendingBox();
+  event->ignore();
+  return true;
+}
+
+void QtCallWaiter::ShowPendingBox() {
+  m_box = QtDialogs::MakeMessageBox(m_dialogs.PendingCallBox());
+  m_box->setWindowModality(Qt::ApplicationModal);
+  m_box->show();
+}
+
+}  // namespace norvane::console::shared

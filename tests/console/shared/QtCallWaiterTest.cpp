@@ -1,0 +1,145 @@
+#include "console/shared/QtCallWaiter.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "console/shared/QtDialogs.h"
+
+namespace norvane::tests {
+namespace {
+
+using namespace std::chrono_literals;
+using console::shared::QtCallWaiter;
+using console::shared::QtDialogs;
+
+/// A call that finishes when told to, on a thread of its own.
+class ScriptedCall : public console::engine::PendingCall {
+ public:
+  ~ScriptedCall() override {
+    if (m_thread.joinable()) m_thread.join();
+  }
+  void Finish() {
+    m_thread = std::thread([this] {
+      std::function<void()> callback;
+      {
+        const std::lock_guard lock(m_mutex);
+        m_finished = true;
+        callback = m_callback;
+      }
+      m_changed.notify_all();
+      if (callback) callback();
+    });
+  }
+  bool WaitFor(std::chrono::milliseconds time) override {
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, time, [this] { return m_finished; });
+  }
+  void OnFinished(std::function<void()> callback) override {
+    const std::lock_guard lock(m_mutex);
+    ASSERT_FALSE(m_finished);
+    m_callback = std::move(callback);
+  }
+
+ private:
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  bool m_finished = false;
+  std::function<void()> m_callback;
+  std::thread m_thread;
+};
+
+class QtCallWaiterTest : public ::testing::Test {
+ protected:
+  QtCallWaiterTest() {
+    dialogs.SetPendingCallText("please wait ... ...", "Wait Please");
+    QObject::connect(&button, &QPushButton::clicked, &button, [this] { ++clicks; });
+    button.show();
+  }
+  static std::vector<QMessageBox*> Boxes() {
+    std::vector<QMessageBox*> boxes;
+    for (auto* window : QApplication::topLevelWidgets())
+      if (auto* box = qobject_cast<QMessageBox*>(window); box && box->isVisible()) boxes.push_back(box);
+    return boxes;
+  }
+
+  QtDialogs dialogs;
+  QPushButton button{QStringLiteral("Act")};
+  int clicks = 0;
+  ScriptedCall call;
+};
+
+TEST_F(QtCallWaiterTest, PaintsAndShutsOutInputAndTicks) {
+  QtCallWaiter waiter(dialogs, 1h);
+  QTimer ticker;
+  int ticks = 0;
+  QObject::connect(&ticker, &QTimer::timeout, &ticker, [&ticks] { ++ticks; });
+  ticker.start(1);
+  bool painted = false;
+  QTimer::singleShot(50, [&] {
+    QTest::mouseClick(&button, Qt::LeftButton);
+    QTest::keyClick(&button, Qt::Key_Space);
+    button.close();
+    button.repaint();
+    painted = true;
+    EXPECT_TRUE(Boxes().empty()) << "the user has not waited long yet";
+    call.Finish();
+  });
+  waiter.Wait(call);
+  EXPECT_TRUE(painted);
+  EXPECT_EQ(clicks, 0);
+  EXPECT_EQ(ticks, 0);
+  EXPECT_TRUE(button.isVisible());
+  EXPECT_TRUE(QTest::qWaitFor([&] { return ticks > 0; })) << "ticks come again after the call";
+  QTest::mouseClick(&button, Qt::LeftButton);
+  EXPECT_EQ(clicks, 1) << "and so does input";
+}
+
+TEST_F(QtCallWaiterTest, UserWhoActsIsToldOncePerCall) {
+  QtCallWaiter waiter(dialogs, 1ms);
+  QTimer::singleShot(50, [&] {
+    QTest::mouseClick(&button, Qt::LeftButton);
+    ASSERT_EQ(Boxes().size(), 1u);
+    auto* box = Boxes().front();
+    EXPECT_EQ(box->windowTitle(), QStringLiteral("Wait Please"));
+    EXPECT_EQ(box->text(), QStringLiteral("please wait ... ..."));
+    QTest::mouseClick(box->button(QMessageBox::Ok), Qt::LeftButton);
+    EXPECT_TRUE(Boxes().empty());
+    QTest::mouseClick(&button, Qt::LeftButton);
+    EXPECT_TRUE(Boxes().empty());
+    call.Finish();
+  });
+  waiter.Wait(call);
+  EXPECT_EQ(clicks, 0);
+}
+
+TEST_F(QtCallWaiterTest, BoxGoesWithTheAnswer) {
+  QtCallWaiter waiter(dialogs, 1ms);
+  QTimer::singleShot(50, [&] {
+    QTest::keyClick(&button, Qt::Key_Space);
+    EXPECT_EQ(Boxes().size(), 1u);
+    call.Finish();
+  });
+  waiter.Wait(call);
+  EXPECT_TRUE(Boxes().empty());
+}
+
+TEST_F(QtCallWaiterTest, AnsweredCallNeedsNoLoop) {
+  QtCallWaiter waiter(dialogs);
+  bool ran = false;
+  QObject scope;
+  QTimer::singleShot(0, &scope, [&ran] { ran = true; });
+  call.Finish();
+  waiter.Wait(call);
+  EXPECT_FALSE(ran);
+}
+
+}  // namespace
+}  // namespace norvane::tests

@@ -1,0 +1,88 @@
+#include "console/shared/QtDialogs.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <functional>
+
+#include "tests/support/TempFolder.h"
+
+namespace norvane::tests {
+namespace {
+
+using console::shared::Box;
+using console::shared::BoxButtons;
+using console::shared::BoxChoice;
+using console::shared::BoxIcon;
+using console::shared::QtDialogs;
+
+/// Has `act` meet the next modal dialog.
+template <class Dialog>
+void Meet(const std::function<void(Dialog&)>& act) {
+  QTimer::singleShot(0, [act] { act(dynamic_cast<Dialog&>(*QApplication::activeModalWidget())); });
+}
+
+TEST(QtDialogs, ShowsABoxToTheLetter) {
+  Meet<QMessageBox>([](QMessageBox& box) {
+    EXPECT_EQ(box.windowTitle(), QStringLiteral("Attention"));
+    EXPECT_EQ(box.text(), QStringLiteral("<b>[x]</b>  &y"));
+    EXPECT_EQ(box.textFormat(), Qt::PlainText);
+    EXPECT_EQ(box.icon(), QMessageBox::Critical);
+    EXPECT_EQ(box.standardButtons(), QMessageBox::Ok);
+    QTest::keyClick(&box, Qt::Key_Return);
+  });
+  const Box box{.title = "Attention", .text = "<b>[x]</b>  &y", .icon = BoxIcon::Critical};
+  EXPECT_EQ(QtDialogs().Show(box), BoxChoice::Ok);
+}
+
+TEST(QtDialogs, AnswersOfABox) {
+  struct Row {
+    const char* name;
+    BoxButtons buttons;
+    std::function<void(QMessageBox&)> act;
+    BoxChoice choice;
+  };
+  const auto escape = [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Escape); };
+  const auto shut = [](QMessageBox& box) { box.close(); };
+  const Row rows[] = {
+      {"yes", BoxButtons::YesNo, [](auto& box) { box.button(QMessageBox::Yes)->click(); }, BoxChoice::Yes},
+      {"no", BoxButtons::YesNo, [](auto& box) { box.button(QMessageBox::No)->click(); }, BoxChoice::No},
+      {"esc counts as no", BoxButtons::YesNo, escape, BoxChoice::No},
+      {"closing counts as no", BoxButtons::YesNo, shut, BoxChoice::No},
+      {"esc counts as ok", BoxButtons::Ok, escape, BoxChoice::Ok},
+      {"closing counts as ok", BoxButtons::Ok, shut, BoxChoice::Ok},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Meet<QMessageBox>(row.act);
+    EXPECT_EQ(QtDialogs().Show({.title = "", .text = "Well?", .buttons = row.buttons}), row.choice);
+  }
+}
+
+TEST(QtDialogs, FileDialogTakesStartFolderAndFilter) {
+  const TempFolder folder;
+  QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+  Meet<QFileDialog>([&](QFileDialog& dialog) {
+    EXPECT_EQ(dialog.directory().path().toStdString(), folder.Path());
+    EXPECT_EQ(dialog.nameFilters(), (QStringList{QStringLiteral("Execute file(*.exe;*.bat) (*.exe *.bat)"),
+                                                 QStringLiteral("All file(*.*) (*.*)")}));
+    dialog.reject();
+  });
+  EXPECT_EQ(QtDialogs().OpenFile(folder.Path(), "Execute file(*.exe;*.bat)|*.exe;*.bat; |All file(*.*)|*.*;"),
+            std::nullopt);
+}
+
+TEST(QtDialogs, OnlyAMissingFileIsNotFound) {
+  const TempFolder folder;
+  EXPECT_FALSE(QtDialogs().Open(folder / "help.htm"));
+  EXPECT_FALSE(QtDialogs().Open(""));
+  EXPECT_FALSE(QtDialogs().Open("c:\\help.htm"));
+}
+
+}  // namespace
+}  // namespace norvane::tests

@@ -1,0 +1,60 @@
+#include "tests/support/FakeDialogs.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+
+namespace norvane::console::shared {
+
+void PrintTo(const Box& box, std::ostream* out) {
+  *out << "[" << box.title << "] " << box.text << " (icon " << static_cast<int>(box.icon) << ", buttons "
+       << static_cast<int>(box.buttons) << ")";
+}
+
+}  // namespace norvane::console::shared
+
+namespace norvane::tests {
+
+using console::shared::Box;
+using console::shared::BoxButtons;
+using console::shared::BoxChoice;
+
+FakeDialogs::~FakeDialogs() {
+  EXPECT_TRUE(m_answers.empty()) << m_answers.size() << " announced boxes were not shown";
+  EXPECT_TRUE(m_files.empty()) << m_files.size() << " announced file dialogs were not shown";
+}
+
+BoxChoice FakeDialogs::Show(const Box& box) {
+  m_boxes.push_back(box);
+  if (m_answers.empty()) {
+    ADD_FAILURE() << "nobody announced this box: " << ::testing::PrintToString(box);
+    return box.buttons == BoxButtons::Ok ? BoxChoice::Ok : BoxChoice::No;
+  }
+  const auto answer = m_answers.front();
+  m_answers.pop_front();
+  EXPECT_EQ(box.buttons == BoxButtons::Ok, answer == BoxChoice::Ok) << "no such button: " << box.text;
+  return answer;
+}
+
+std::optional<std::string> FakeDialogs::OpenFile(const std::string& startFolder, const std::string& filter) {
+  fileRequests.push_back({startFolder, filter});
+  if (m_files.empty()) {
+    ADD_FAILURE() << "nobody announced a file dialog";
+    return std::nullopt;
+  }
+  auto chosen = std::move(m_files.front());
+  m_files.pop_front();
+  return chosen;
+}
+
+bool FakeDialogs::Open(const std::string& pathOrAddress) {
+  opened.push_back(pathOrAddress);
+  return openFindsFile;
+}
+
+void FakeDialogs::SetPendingCallText(const std::string& text, const std::string& title) {
+  pendingText = text;
+  pendingTitle = title;
+}
+
+}  // namespace norvane::tests

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <deque>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "console/shared/Dialogs.h"
+
+namespace norvane::console::shared {
+void PrintTo(const Box& box, std::ostream* out);
+}
+
+namespace norvane::tests {
+
+/// Doors that lead nowhere: boxes are recorded and answered from a script. A box that nobody announced fails
+/// the test, and so does an answer that nobody asked for.
+class FakeDialogs : public console::shared::Dialogs {
+ public:
+  ~FakeDialogs() override;
+
+  /// Announces one more box, and what the user will answer.
+  void Announce(console::shared::BoxChoice answer = console::shared::BoxChoice::Ok) {
+    m_answers.push_back(answer);
+  }
+  /// Announces one more file dialog; empty means that the user cancels.
+  void AnnounceFile(std::optional<std::string> chosen) { m_files.push_back(std::move(chosen)); }
+
+  /// The boxes shown since the last call.
+  [[nodiscard]] std::vector<console::shared::Box> TakeBoxes() { return std::exchange(m_boxes, {}); }
+
+  struct FileRequest {
+    std::string startFolder;
+    std::string filter;
+  };
+  std::vector<FileRequest> fileRequests;
+  std::vector<std::string> opened;
+  bool openFindsFile = true;
+  bool hourglass = false;
+  std::string pendingText;
+  std::string pendingTitle;
+
+  console::shared::BoxChoice Show(const console::shared::Box& box) override;
+  std::optional<std::string> OpenFile(const std::string& startFolder, const std::string& filter) override;
+  bool Open(const std::string& pathOrAddress) override;
+  void ShowHourglass(bool shown) override { hourglass = shown; }
+  void SetPendingCallText(const std::string& text, const std::string& title) override;
+
+ private:
+  std::deque<console::shared::BoxChoice> m_answers;
+  std::deque<std::optional<std::string>> m_files;
+  std::vector<console::shared::Box> m_boxes;
+};
+
+}  // namespace norvane::tests
