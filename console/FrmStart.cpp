@@ -1,0 +1,462 @@
+#include "console/FrmStart.h"
+
+#include <QCloseEvent>
+#include <QHeaderView>
+#include <QScopedValueRollback>
+#include <QScreen>
+#include <array>
+
+#include "console/ConsoleLayout.h"
+#include "console/StatusPoll.h"
+#include "console/engine/MonitorKeys.h"
+#include "console/shared/MainBas.h"
+#include "console/shared/Twips.h"
+#include "console/shared/Wire.h"
+#include "pages/FrmPop3Monitor.h"
+#include "pages/FrmSmtpMonitor.h"
+#include "pages/frmWebMonitor.h"
+#include "platform/Paths.h"
+#include "support/FrmSplash.h"
+#include "ui_FrmStart.h"
+
+namespace norvane::console {
+
+namespace {
+namespace keys = engine::keys;
+using shared::BoxButtons;
+using shared::BoxChoice;
+using shared::BoxIcon;
+using shared::StopMark;
+using shared::ToPixels;
+using shared::ToTwips;
+
+constexpr int PollMilliseconds = 5000;
+constexpr double TreeWidth = 2604;
+constexpr double StripWidth = 50;
+constexpr int NoPageKind = 1;
+constexpr char RootKey = 'g';
+
+template <class Form>
+shared::Page* Load(QWidget* parent) {
+  return new Form(parent);
+}
+
+/// The pages, by their slot in `PageForms`.
+struct PageType {
+  std::string_view typeName;
+  shared::Page* (*load)(QWidget* parent);
+};
+constexpr std::array<PageType, 3> PageTypes = {{
+    {engine::TypeWeb, Load<pages::frmWebMonitor>},
+    {engine::TypePop3, Load<pages::FrmPop3Monitor>},
+    {engine::TypeSmtp, Load<pages::FrmSmtpMonitor>},
+}};
+constexpr std::size_t WebSlot = 0;
+
+std::string MonitorKey(const std::string& fullName) {
+  return std::string("m").append(fullName);
+}
+
+Area BoxOf(const QWidget& widget) {
+  return {ToTwips(widget.x()), ToTwips(widget.y()), ToTwips(widget.width()), ToTwips(widget.height())};
+}
+
+void Place(QWidget& widget, const Area& box) {
+  widget.setGeometry(ToPixels(box.left), ToPixels(box.top), ToPixels(box.width), ToPixels(box.height));
+}
+}  // namespace
+
+FrmStart::FrmStart(shared::MainBas& bas)
+    : m_bas(bas), m_ui(std::make_unique<Ui::FrmStart>()), m_tree(ImgLstS), m_list(ImgLstS), Timer1(this) {
+  m_ui->setupUi(this);
+  setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                 Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
+  setFixedSize(size());
+  m_ui->TvCtrl->setModel(&m_tree);
+  m_ui->TvCtrl->header()->setSectionResizeMode(QHeaderView::ResizeToContents);  // long names scroll
+  m_ui->LstV->setModel(&m_list);
+  m_ui->LstV->header()->setSectionsClickable(true);
+  m_ui->LstV->header()->setSectionsMovable(false);
+  DrawImages();
+  WireControls();
+  m_bas.Tree = this;
+  Timer1.setObjectName(QStringLiteral("Timer1"));
+  Timer1.start(PollMilliseconds);
+}
+
+FrmStart::~FrmStart() {
+  m_bas.Tree = nullptr;
+}
+
+void FrmStart::DrawImages() {
+  for (QAction* button : m_ui->ToolBar->actions())
+    button->setIcon(Drawing(button->objectName().toStdString()));
+  m_ui->Img->setPixmap(Drawing("Img").pixmap(m_ui->Img->size(), devicePixelRatioF()));
+}
+
+void FrmStart::WireControls() {
+  using shared::Wire;
+  Wire(m_bas, m_ui->TvCtrl, &ClickTree::NodeClick, this, &FrmStart::TvCtrl_Click);
+  Wire(m_bas, m_ui->LstV, &QTreeView::clicked, this, &FrmStart::LstV_ItemClick);
+  Wire(m_bas, m_ui->LstV->header(), &QHeaderView::sectionClicked, this, &FrmStart::LstV_ColumnClick);
+  Wire(m_bas, &Timer1, &QTimer::timeout, this, &FrmStart::Timer1_Timer);
+  Wire(m_bas, m_ui->ToolBar, &QToolBar::actionTriggered, this, &FrmStart::ToolBar_ButtonClick);
+  Wire(m_bas, m_ui->mnuDelete, &QAction::triggered, this, &FrmStart::mnuDelete_Click);
+  Wire(m_bas, m_ui->mnuExit, &QAction::triggered, this, &FrmStart::mnuExit_Click);
+  Wire(m_bas, m_ui->mnuStop, &QAction::triggered, this, &FrmStart::mnuStop_Click);
+  Wire(m_bas, m_ui->mnuStart, &QAction::triggered, this, &FrmStart::mnuStart_Click);
+  Wire(m_bas, m_ui->mnuhelphelp, &QAction::triggered, this, &FrmStart::mnuhelphelp_Click);
+  Wire(m_bas, m_ui->mnuFeedback, &QAction::triggered, this, &FrmStart::mnuFeedback_Click);
+}
+
+// Start and end.
+
+void FrmStart::Form_Load() {
+  m_bas.Doors.SetPendingCallText("Your request is processing, please wait ... ...", "Wait Please");
+  LaidOut = false;
+  m_bas.MachineName = platform::ComputerName();
+  LoadDataFile();
+  support::FrmSplash().exec();
+  show();
+}
+
+void FrmStart::LoadDataFile() {
+  const auto path = m_bas.DataFile();
+  if (!platform::FileExists(path)) return;
+  try {
+    m_bas.FetchComponent<engine::ServiceStore>(m_bas.MachineName)->Load(path);
+  } catch (const engine::EngineError& failure) {
+    ShowFailure("Can not load " + path, failure);
+  }
+}
+
+void FrmStart::ConnectService(const std::string& machine) {
+  m_ui->mnuNew->setEnabled(true);
+  m_ui->ToolBar_new->setEnabled(true);
+  try {
+    const auto config = m_bas.Engine.NewServiceConfig();
+    config->SetService(engine::ServiceName);
+    config->SetValue(engine::service::BackupFile, m_bas.DataFile());
+    config->SetValue(engine::service::LogFile, m_bas.LogPattern());
+    config->Commit();
+    m_bas.Engine.NewControlGate()->Open(config->GetValue(engine::service::ControlPass));
+    m_bas.Store = m_bas.FetchComponent<engine::ServiceStore>(machine);
+    m_bas.Monitors = m_bas.FetchComponent<engine::MonitorList>(machine);
+    FillTree();
+    TvCtrl_NodeClick(*m_tree.Root());
+    SelectNode(*m_tree.Root());
+  } catch (const std::exception&) {
+    setWindowTitle(QStringLiteral("Norvane - can not connect to the monitor engine"));
+  }
+}
+
+void FrmStart::FillTree() {
+  m_tree.Clear();
+  const Node* last = &m_tree.AddRoot({"g", "LocalHost---" + m_bas.MachineName, "global"});
+  SelectNode(*last);  // so that the poll of the first click counts already
+  const int count = m_bas.Monitors->Count();
+  for (int index = 1; index <= count; ++index) {
+    auto& item = m_bas.CurrentMonitor;
+    item = m_bas.Monitors->Item(index);
+    if (item->TypeName() == engine::TypeServer) continue;
+    // Each of these is a call, and the row of calls of a start is fixed.
+    const auto key = MonitorKey(item->Name());
+    const auto text = item->Name();
+    const bool stopped = item->GetAttr(keys::Status) == engine::StatusDisable;
+    const auto runningImage = item->TypeName();
+    const auto stoppedImage = item->TypeName() + StopMark;
+    last = &m_tree.AddChild({key, text, stopped ? stoppedImage : runningImage});
+    item.reset();
+  }
+  if (m_bas.Monitors->Count() > 0) m_ui->TvCtrl->scrollTo(m_tree.IndexOf(*last));
+}
+
+void FrmStart::Form_QueryUnload(bool& cancel) {
+  cancel = m_bas.Doors.Show({.title = "Information",
+                             .text = "Are you sure you want to quit Norvane?",
+                             .icon = BoxIcon::Exclamation,
+                             .buttons = BoxButtons::YesNo}) != BoxChoice::Yes;
+  if (cancel) return;
+  try {
+    if (m_bas.Store) m_bas.Store->Save(m_bas.DataFile());
+  } catch (const engine::EngineError&) {
+    // The user has decided to leave; what the engine can't save now it still holds.
+  }
+  Timer1.stop();
+  m_bas.ReleaseAll();
+  m_bas.EndProcess();
+}
+
+// Window.
+
+void FrmStart::resizeEvent(QResizeEvent* event) {
+  QMainWindow::resizeEvent(event);
+  Form_Resize();
+}
+
+// A window that started minimised is not resized when it is restored.
+void FrmStart::changeEvent(QEvent* event) {
+  QMainWindow::changeEvent(event);
+  if (event->type() == QEvent::WindowStateChange) Form_Resize();
+}
+
+void FrmStart::closeEvent(QCloseEvent* event) {
+  bool cancel = false;
+  Form_QueryUnload(cancel);
+  event->setAccepted(!cancel);
+}
+
+void FrmStart::Form_Resize() {
+  if (isMinimized() || LaidOut) return;
+  LaidOut = true;
+  LayOutControls();
+  m_bas.CenterForm(*this, *screen());
+  ConnectService(m_bas.MachineName);
+}
+
+void FrmStart::LayOutControls() {
+  ConsoleLayout layout{
+      .window = BoxOf(*this),
+      .toolBar = BoxOf(*m_ui->ToolBar),
+      .tvCtrl = BoxOf(*m_ui->TvCtrl),
+      .picScroll = BoxOf(*m_ui->PicScroll),
+      .fram = BoxOf(*m_ui->Fram),
+      .lstV = BoxOf(*m_ui->LstV),
+      .img = BoxOf(*m_ui->Img),
+  };
+  layout.tvCtrl.width = TreeWidth;
+  layout.picScroll.width = StripWidth;
+  LayOut(layout, ToTwips(LoadedPage(WebSlot).width()));
+  Place(*m_ui->TvCtrl, layout.tvCtrl);
+  Place(*m_ui->PicScroll, layout.picScroll);
+  Place(*m_ui->Fram, layout.fram);
+  Place(*m_ui->LstV, layout.lstV);
+  Place(*m_ui->Img, layout.img);
+  setFixedSize(ToPixels(layout.window.width), ToPixels(layout.window.height));
+}
+
+// Tree, list and pages.
+
+const FrmStart::Node* FrmStart::SelectedNode() const {
+  return m_tree.NodeAt(m_ui->TvCtrl->currentIndex());
+}
+
+std::vector<std::string> FrmStart::MonitorTexts() const {
+  std::vector<std::string> texts;
+  texts.reserve(m_tree.Children().size());
+  for (const auto& node : m_tree.Children())
+    texts.push_back(node->text);
+  return texts;
+}
+
+const shared::TreeNode& FrmStart::AddMonitorNode(const std::string& fullName, const std::string& image) {
+  return m_tree.AddChild({MonitorKey(fullName), fullName, image});
+}
+
+void FrmStart::SelectNode(const Node& node) {
+  m_ui->TvCtrl->setCurrentIndex(m_tree.IndexOf(node));
+}
+
+void FrmStart::TvCtrl_Click(const QModelIndex& index) {
+  TvCtrl_NodeClick(*m_tree.NodeAt(index));
+}
+
+void FrmStart::TvCtrl_NodeClick(const Node& node) {
+  m_ui->LstV->hide();
+  if (node.key.front() == RootKey)
+    ShowRoot();
+  else
+    ShowMonitor(node);
+}
+
+void FrmStart::ShowRoot() {
+  m_ui->mnuControl->setEnabled(false);
+  EnableButtons(false, false, false);
+  EnableMenus();
+  BuildList();
+  m_ui->LstV->move(0, 0);
+  m_bas.HidePages(*this);
+  m_ui->LstV->show();
+  Timer1_Timer();
+}
+
+void FrmStart::BuildList() {
+  const double width = ToTwips(m_ui->LstV->width());
+  const std::array<double, StatusModel::ColumnCount> widths = {width / 4, 700, 700, width * 0.8 - 500};
+  for (int column = 0; column < StatusModel::ColumnCount; ++column)
+    m_ui->LstV->header()->resizeSection(column, ToPixels(widths[static_cast<std::size_t>(column)]));
+  setWindowTitle(QString::fromLatin1(shared::ApplicationTitle));
+  std::vector<StatusRow> rows;
+  rows.reserve(m_tree.Children().size());
+  for (const auto& node : m_tree.Children()) {
+    const bool stopped = node->image.find(StopMark, 1) != std::string::npos;
+    rows.push_back({node->image, stopped ? "Stop" : "Start", node->text});
+  }
+  m_list.Fill(std::move(rows));
+}
+
+void FrmStart::ShowMonitor(const Node& node) {
+  m_ui->mnuControl->setEnabled(true);
+  m_ui->ToolBar_delete->setEnabled(true);
+  m_ui->ToolBar_property->setEnabled(true);
+  if (!Resolve(node)) return;
+  m_bas.CurrentMonitor = m_bas.CurrentRef->GetMonitor();
+  if (m_bas.CurrentMonitor->Kind() == NoPageKind) return;
+  const auto type = m_bas.CurrentMonitor->TypeName();
+  for (std::size_t slot = 0; slot < PageTypes.size(); ++slot)
+    if (PageTypes[slot].typeName == type) ShowPage(LoadedPage(slot));
+  const bool running = m_bas.CurrentMonitor->GetAttr(keys::Status) == engine::StatusEnable;
+  EnableButtons(true, !running, running);
+  EnableMenus();
+  show();
+}
+
+shared::Page& FrmStart::LoadedPage(std::size_t slot) {
+  auto& page = m_bas.PageForms[slot];
+  if (!page) {
+    page = PageTypes[slot].load(m_ui->Fram);
+    page->hide();  // or it would come up together with the window
+  }
+  return *page;
+}
+
+void FrmStart::ShowPage(Page& form) {
+  m_bas.HidePages(form);
+  form.show();
+  form.RefreshData();
+  setWindowTitle(QStringLiteral("Norvane ---- ") + QString::fromStdString(m_bas.CurrentMonitor->Name()));
+}
+
+void FrmStart::EnableButtons(bool canDelete, bool canStart, bool canStop) {
+  m_ui->ToolBar_delete->setEnabled(canDelete);
+  m_ui->ToolBar_start->setEnabled(canStart);
+  m_ui->ToolBar_stop->setEnabled(canStop);
+}
+
+void FrmStart::EnableMenus() {
+  m_ui->mnuDelete->setEnabled(m_ui->ToolBar_delete->isEnabled());
+  m_ui->mnuStart->setEnabled(m_ui->ToolBar_start->isEnabled());
+  m_ui->mnuStop->setEnabled(m_ui->ToolBar_stop->isEnabled());
+}
+
+void FrmStart::LstV_ColumnClick(int column) {
+  m_list.SetSortKey(column);
+}
+
+void FrmStart::LstV_ItemClick() {
+  EnableButtons(false, false, false);
+}
+
+void FrmStart::Timer1_Timer() {
+  if (InPoll) return;
+  const Node* selected = SelectedNode();
+  if (selected == nullptr || selected != m_tree.Root()) return;
+  const QScopedValueRollback polling(InPoll, true);
+  if (!PollRows(m_bas, m_list)) {
+    m_bas.Doors.Show({.title = "Restart",
+                      .text = "You have restarted the service, so this program must be restarted too",
+                      .icon = BoxIcon::Exclamation});
+    m_bas.EndProcess();
+    return;
+  }
+  m_ui->LstV->clearSelection();
+}
+
+// Commands.
+
+void FrmStart::ToolBar_ButtonClick(QAction* button) {
+  const auto key = button->text();
+  if (key == QLatin1String("new"))
+    m_ui->mnuNew->popup(QCursor::pos());
+  else if (key == QLatin1String("delete"))
+    mnuDelete_Click();
+  else if (key == QLatin1String("start"))
+    mnuStart_Click();
+  else if (key == QLatin1String("stop"))
+    mnuStop_Click();
+}
+
+bool FrmStart::Resolve(const Node& node) {
+  m_bas.CurrentRef->SetMonitorName(node.text);
+  try {
+    m_bas.Monitors->Resolve(*m_bas.CurrentRef);
+    return true;
+  } catch (const engine::EngineError&) {
+    m_bas.Doors.Show({.title = "Restart",
+                      .text = "Can not access this monitor, maybe you have restarted your service, thus you "
+                              "must restart this program",
+                      .icon = BoxIcon::Information});
+    return false;
+  }
+}
+
+bool FrmStart::WriteStatus(const Node& node, std::string_view status, const std::string& verb) {
+  if (!Resolve(node)) return false;
+  try {
+    m_bas.CurrentMonitor = m_bas.CurrentRef->GetMonitor();
+    m_bas.CurrentMonitor->SetAttr(keys::Status, status);
+    return true;
+  } catch (const engine::EngineError& failure) {
+    ShowFailure("Can not " + verb + " " + node.text, failure);
+    return false;
+  }
+}
+
+void FrmStart::mnuStart_Click() {
+  const Node& node = *SelectedNode();
+  if (!WriteStatus(node, engine::StatusEnable, "start")) return;
+  m_tree.SetImage(node, node.image.substr(0, node.image.find(StopMark)));
+  TvCtrl_NodeClick(node);
+}
+
+void FrmStart::mnuStop_Click() {
+  const Node& node = *SelectedNode();
+  if (!WriteStatus(node, engine::StatusDisable, "stop")) return;
+  m_tree.SetImage(node, node.image + StopMark);
+  TvCtrl_NodeClick(node);
+}
+
+void FrmStart::mnuDelete_Click() {
+  const Node& node = *SelectedNode();
+  if (m_bas.Doors.Show({.title = shared::ApplicationTitle,
+                        .text = "Are you sure you want to delete  [" + node.text + "]  monitor service",
+                        .icon = BoxIcon::Question,
+                        .buttons = BoxButtons::YesNo}) != BoxChoice::Yes)
+    return;
+  m_bas.CurrentRef->SetMonitorName(node.text);
+  try {
+    m_bas.Monitors->Remove(*m_bas.CurrentRef);
+  } catch (const engine::EngineError& failure) {
+    ShowFailure("Can not delete " + node.text, failure);
+    return;
+  }
+  m_bas.Monitors.Release();
+  m_bas.CurrentRef.Release();
+  const Node& next = m_tree.Neighbour(node);
+  m_tree.Remove(node);
+  SelectNode(next);
+  TvCtrl_NodeClick(next);
+}
+
+void FrmStart::mnuExit_Click() {
+  close();
+}
+
+void FrmStart::mnuhelphelp_Click() {
+  m_bas.OpenHelp();
+}
+
+void FrmStart::mnuFeedback_Click() {
+  const auto target = m_bas.GetIniValue("help", "feedback", "", "");
+  if (target > " ") {
+    m_bas.OpenDocument(target, false);
+    return;
+  }
+  m_bas.Doors.Show({.title = shared::ApplicationTitle, .text = "can not get ini config of feed back"});
+}
+
+void FrmStart::ShowFailure(const std::string& what, const std::exception& failure) {
+  m_bas.Doors.Show({.title = "Error", .text = what + ": " + failure.what(), .icon = BoxIcon::Critical});
+}
+
+}  // namespace norvane::console

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QTimer>
+#include <memory>
+
+#include "console/ImageList.h"
+#include "console/StatusModel.h"
+#include "console/TreeModel.h"
+#include "console/shared/MonitorTree.h"
+#include "console/shared/Page.h"
+
+class QAction;
+
+namespace norvane::console {
+
+namespace shared {
+class MainBas;
+}
+namespace Ui {
+class FrmStart;
+}
+
+/// The main window: the monitors' tree on the left, the status list or a monitor's page on the right.
+class FrmStart : public QMainWindow, public shared::MonitorTree {
+  Q_OBJECT
+
+ public:
+  explicit FrmStart(shared::MainBas& bas);
+  ~FrmStart() override;
+
+  /// The program's start, up to the main window on show. Waits for the splash.
+  void Form_Load();
+  /// Lays out and connects, once, as soon as the window isn't minimised.
+  void Form_Resize();
+  /// Sets `cancel` if the user wants to go on; ends the process otherwise.
+  void Form_QueryUnload(bool& cancel);
+
+  [[nodiscard]] std::vector<std::string> MonitorTexts() const override;
+  const shared::TreeNode& AddMonitorNode(const std::string& fullName, const std::string& image) override;
+  void SelectNode(const shared::TreeNode& node) override;
+  void TvCtrl_NodeClick(const shared::TreeNode& node) override;
+
+  /// The sort key is the column's position, from 0.
+  void LstV_ColumnClick(int column);
+  void LstV_ItemClick();
+  /// The status poll.
+  void Timer1_Timer();
+
+  void ToolBar_ButtonClick(QAction* button);
+  void mnuDelete_Click();
+  void mnuExit_Click();
+  void mnuStop_Click();
+  void mnuStart_Click();
+  void mnuhelphelp_Click();
+  void mnuFeedback_Click();
+
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+  void changeEvent(QEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  using Node = shared::TreeNode;
+  using Page = shared::Page;
+
+  void WireControls();
+  void DrawImages();
+  void TvCtrl_Click(const QModelIndex& index);
+
+  void LoadDataFile();
+  void ConnectService(const std::string& machine);
+  void FillTree();
+  void LayOutControls();
+
+  /// Null if none is.
+  [[nodiscard]] const Node* SelectedNode() const;
+  [[nodiscard]] Page& LoadedPage(std::size_t slot);
+  void ShowRoot();
+  void ShowMonitor(const Node& node);
+  void ShowPage(Page& form);
+  void BuildList();
+  void EnableButtons(bool canDelete, bool canStart, bool canStop);
+  /// The menu entries take the state of the buttons of the same word.
+  void EnableMenus();
+
+  /// False, and the user told, if the engine doesn't know the node's monitor.
+  [[nodiscard]] bool Resolve(const Node& node);
+  /// False, and the user told, if the write failed.
+  [[nodiscard]] bool WriteStatus(const Node& node, std::string_view status, const std::string& verb);
+  void ShowFailure(const std::string& what, const std::exception& failure);
+
+  shared::MainBas& m_bas;
+  std::unique_ptr<Ui::FrmStart> m_ui;
+  ImageList ImgLstS;
+  TreeModel m_tree;
+  StatusModel m_list;
+  QTimer Timer1;
+  bool LaidOut = false;
+  bool InPoll = false;
+};
+
+}  // namespace norvane::console

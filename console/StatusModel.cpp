@@ -1,0 +1,127 @@
+#include "console/StatusModel.h"
+
+#include <QGuiApplication>
+#include <QPalette>
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#include "console/ImageList.h"
+#include "console/engine/MonitorKeys.h"
+
+namespace norvane::console {
+
+namespace {
+constexpr const char* Captions[] = {"Monitor Type", "Status", "Result", "Monitor Name"};
+
+QColor ColourOf(RowState state) {
+  switch (state) {
+    case RowState::Good:
+      return {0, 0, 255};
+    case RowState::Failed:
+      return {255, 0, 0};
+    case RowState::Idle:
+      break;
+  }
+  return QGuiApplication::palette().color(QPalette::WindowText);
+}
+
+std::string ResultOf(RowState state) {
+  switch (state) {
+    case RowState::Good:
+      return std::string(engine::ResultOk);
+    case RowState::Failed:
+      return "Error";
+    case RowState::Idle:
+      break;
+  }
+  return {};
+}
+}  // namespace
+
+StatusModel::StatusModel(const ImageList& images, QObject* parent)
+    : QAbstractTableModel(parent), m_images(images) {}
+
+void StatusModel::Fill(std::vector<StatusRow> rows) {
+  beginResetModel();
+  m_rows = std::move(rows);
+  if (m_sortKey) Reorder(SortedOrder(*m_sortKey));
+  endResetModel();
+}
+
+void StatusModel::SetSortKey(int column) {
+  m_sortKey = column;
+  emit layoutAboutToBeChanged({}, VerticalSortHint);
+  const auto order = SortedOrder(column);
+  Reorder(order);
+  std::vector<int> newRow(order.size());
+  for (std::size_t i = 0; i < order.size(); ++i)
+    newRow[static_cast<std::size_t>(order[i])] = static_cast<int>(i);
+  for (const auto& old : persistentIndexList())
+    changePersistentIndex(old, index(newRow[static_cast<std::size_t>(old.row())], old.column()));
+  emit layoutChanged({}, VerticalSortHint);
+}
+
+std::vector<int> StatusModel::SortedOrder(int column) const {
+  std::vector<QString> texts;
+  texts.reserve(m_rows.size());
+  for (const auto& row : m_rows)
+    texts.push_back(QString::fromStdString(Text(row, column)).toCaseFolded());
+  std::vector<int> order(m_rows.size());
+  std::iota(order.begin(), order.end(), 0);
+  std::stable_sort(order.begin(), order.end(), [&texts](int a, int b) {
+    return texts[static_cast<std::size_t>(a)] < texts[static_cast<std::size_t>(b)];
+  });
+  return order;
+}
+
+void StatusModel::Reorder(const std::vector<int>& order) {
+  std::vector<StatusRow> sorted;
+  sorted.reserve(m_rows.size());
+  for (const int row : order)
+    sorted.push_back(std::move(m_rows[static_cast<std::size_t>(row)]));
+  m_rows = std::move(sorted);
+}
+
+void StatusModel::ShowStates() {
+  if (!m_rows.empty()) emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1));
+}
+
+int StatusModel::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(m_rows.size());
+}
+
+int StatusModel::columnCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : ColumnCount;
+}
+
+std::string StatusModel::Text(const StatusRow& row, int column) const {
+  switch (column) {
+    case Type:
+      return row.type;
+    case Status:
+      return row.status;
+    case Result:
+      return ResultOf(row.state);
+    default:
+      return row.name;
+  }
+}
+
+QVariant StatusModel::data(const QModelIndex& index, int role) const {
+  if (!index.isValid()) return {};
+  const auto& row = Row(index.row());
+  if (role == Qt::DisplayRole) return QString::fromStdString(Text(row, index.column()));
+  if (role == Qt::ForegroundRole) return ColourOf(row.state);
+  if (role == Qt::DecorationRole && index.column() == Type) return m_images.Image(row.type);
+  return {};
+}
+
+QVariant StatusModel::headerData(int section, Qt::Orientation orientation, int role) const {
+  if (orientation != Qt::Horizontal) return {};
+  if (role == Qt::DisplayRole) return QString::fromLatin1(Captions[section]);
+  if (role == Qt::TextAlignmentRole) return int(Qt::AlignLeft | Qt::AlignVCenter);
+  return {};
+}
+
+}  // namespace norvane::console

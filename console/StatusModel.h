@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QAbstractTableModel>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace norvane::console {
+
+class ImageList;
+
+/// What the last poll saw of a monitor.
+enum class RowState { Idle, Good, Failed };
+
+struct StatusRow {
+  std::string type;    ///< the node's image key
+  std::string status;  ///< as the tree knew it when the list was built
+  std::string name;    ///< full name
+  RowState state = RowState::Idle;
+};
+
+/// The rows of the status list. A row's colour and its result come from its state.
+class StatusModel : public QAbstractTableModel {
+  Q_OBJECT
+
+ public:
+  enum Column { Type, Status, Result, Name, ColumnCount };
+
+  explicit StatusModel(const ImageList& images, QObject* parent = nullptr);
+
+  /// Replaces all rows, sorted if a sort key was ever set.
+  void Fill(std::vector<StatusRow> rows);
+  /// Sorts now, ascending and without regard to letter case, and from now on at each `Fill`.
+  void SetSortKey(int column);
+
+  [[nodiscard]] const StatusRow& Row(int row) const { return m_rows[static_cast<std::size_t>(row)]; }
+  /// Shows only with the next `ShowStates`, so that a poll of many rows repaints once.
+  void SetState(int row, RowState state) { m_rows[static_cast<std::size_t>(row)].state = state; }
+  void ShowStates();
+
+  [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+  [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
+  [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+  [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+ private:
+  [[nodiscard]] std::string Text(const StatusRow& row, int column) const;
+  /// Row numbers in the order of the sort key.
+  [[nodiscard]] std::vector<int> SortedOrder(int column) const;
+  void Reorder(const std::vector<int>& order);
+
+  const ImageList& m_images;
+  std::vector<StatusRow> m_rows;
+  std::optional<int> m_sortKey;
+};
+
+}  // namespace norvane::console

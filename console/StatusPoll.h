@@ -1,0 +1,14 @@
+#pragma once
+
+namespace norvane::console {
+
+namespace shared {
+class MainBas;
+}
+class StatusModel;
+
+/// Asks the engine for the state of every row and shows it. A monitor that can't be read has no state. False
+/// if a monitor can't be resolved, which counts as a restarted service; the rows before it are done then.
+[[nodiscard]] bool PollRows(shared::MainBas& bas, StatusModel& list);
+
+}  // namespace norvane::console

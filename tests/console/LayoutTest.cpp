@@ -1,0 +1,99 @@
+#include <QGuiApplication>
+#include <QLabel>
+#include <QMenuBar>
+#include <QScreen>
+#include <QTest>
+#include <QToolBar>
+#include <QTreeView>
+
+#include "console/ConsoleLayout.h"
+#include "console/shared/Twips.h"
+#include "tests/support/ConsoleFixture.h"
+
+namespace norvane::tests {
+namespace {
+
+using console::Area;
+using console::shared::MainBas;
+
+TEST(ConsoleLayout, FollowsTheStepsInOrder) {
+  console::ConsoleLayout layout{.window = {0, 0, 12000, 8000},
+                                .toolBar = {0, 30, 12000, 500},
+                                .tvCtrl = {1, 2, 2604, 3},
+                                .picScroll = {4, 5, 50, 6},
+                                .fram = {7, 8, 9, 10},
+                                .lstV = {11, 12, 13, 14},
+                                .img = {15, 16, 2700, 720}};
+  console::LayOut(layout, 8400);
+  struct Row {
+    const char* name;
+    Area is;
+    Area expected;
+  };
+  const Row rows[] = {
+      {"window", layout.window, {0, 0, 2604 + 8400 + 100, 7450 + 500 + 520}},
+      {"ToolBar", layout.toolBar, {0, 30, 12000, 500}},
+      {"TvCtrl", layout.tvCtrl, {6, 530, 2604, 7450}},
+      {"PicScroll", layout.picScroll, {2604, 530, 50, 7450}},
+      {"Fram", layout.fram, {2604, 520, 12000 - 2604 - 50 - 20, 7470}},
+      {"LstV", layout.lstV, {0, 0, 12000 - 2604 - 50 - 20, 7470}},
+      {"Img", layout.img, {0, 7470 - 720 - 100, 2700, 720}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_DOUBLE_EQ(row.is.left, row.expected.left);
+    EXPECT_DOUBLE_EQ(row.is.top, row.expected.top);
+    EXPECT_DOUBLE_EQ(row.is.width, row.expected.width);
+    EXPECT_DOUBLE_EQ(row.is.height, row.expected.height);
+  }
+}
+
+class LayoutTest : public ConsoleFixture {};
+
+TEST_F(LayoutTest, EverythingFitsIntoTheWindow) {
+  StartWith({{"WebMonitor Of a", "Enable"}, {"Pop3Monitor Of a", "Enable"}, {"SmtpMonitor Of a", "Enable"}});
+  const auto& frame = Control<QFrame>("Fram");
+  const auto& client = *form->centralWidget();
+  QTest::qWait(0);  // the window hands its new size on when it has settled
+  EXPECT_EQ(form->width(), console::shared::ToPixels(2604 + 15.0 * bas.PageForms[0]->width() + 100));
+  EXPECT_TRUE(client.rect().contains(frame.geometry()));
+  EXPECT_TRUE(client.rect().contains(Control<QTreeView>("TvCtrl").geometry()));
+  EXPECT_EQ(Control<QToolBar>("ToolBar").width(), client.width());
+  for (const char* node : {"WebMonitor Of a", "Pop3Monitor Of a", "SmtpMonitor Of a"}) {
+    SCOPED_TRACE(node);
+    ClickNode(node);
+    for (const auto& page : bas.PageForms) {
+      if (!page || !page->isVisible()) continue;
+      EXPECT_EQ(page->parentWidget(), &frame);
+      EXPECT_TRUE(frame.rect().contains(page->geometry()));
+      EXPECT_FALSE(page->geometry().intersects(Control<QLabel>("Img").geometry()));
+    }
+  }
+  EXPECT_EQ(form->minimumSize(), form->maximumSize()) << "the user can't resize the window";
+  EXPECT_FALSE(form->windowFlags() & Qt::WindowMaximizeButtonHint);
+  EXPECT_TRUE(form->windowFlags() & Qt::WindowMinimizeButtonHint);
+}
+
+TEST_F(LayoutTest, WindowStandsInTheMiddleOfTheScreen) {
+  StartWith({});
+  const auto middle = form->frameGeometry().center();
+  const auto screen = QGuiApplication::primaryScreen()->geometry().center();
+  EXPECT_NEAR(middle.x(), screen.x(), 1);
+  EXPECT_NEAR(middle.y(), screen.y(), 1);
+}
+
+TEST(CenterForm, PutsAWindowInTheMiddleOfAnother) {
+  QWidget parent;
+  parent.setGeometry(100, 50, 400, 300);
+  const std::pair<QSize, QPoint> rows[] = {
+      {{200, 100}, {200, 150}}, {{400, 300}, {100, 50}}, {{600, 400}, {0, 0}}};
+  for (const auto& [size, place] : rows) {
+    QWidget window;
+    window.resize(size);
+    MainBas::CenterForm(window, parent);
+    EXPECT_EQ(window.pos(), place);
+  }
+}
+
+}  // namespace
+}  // namespace norvane::tests
