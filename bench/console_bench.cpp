@@ -1,0 +1,181 @@
+// What the console costs at many monitors: the real forms on the offscreen platform, against a real engine.
+//
+// Called without arguments it fills an engine for each number of monitors, has itself called with the folder
+// of that engine, so that memory is that of a console alone, and prints a table. The first list is timed by
+// the clock on the wall, the rest by the processor time of the window's thread.
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "console/ClickTree.h"
+#include "console/FrmStart.h"
+#include "console/StartEngine.h"
+#include "console/engine/MonitorKeys.h"
+#include "console/shared/MainBas.h"
+#include "link/EngineClient.h"
+#include "platform/Paths.h"
+
+namespace {
+using namespace norvane;
+
+constexpr std::array<int, 4> Sizes = {100, 1000, 10000, 32767};
+
+/// Nothing may go wrong here.
+class NoDialogs : public console::shared::Dialogs {
+ public:
+  console::shared::BoxChoice Show(const console::shared::Box& box) override {
+    throw std::runtime_error(box.text);
+  }
+  std::optional<std::string> OpenFile(const std::string&, const std::string&) override {
+    return std::nullopt;
+  }
+  bool Open(const std::string&) override { return true; }
+  void ShowHourglass(bool) override {}
+  void SetPendingCallText(const std::string&, const std::string&) override {}
+};
+
+double ThreadMilliseconds() {
+  timespec now{};
+  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
+/// What it costs the window's thread, painting included; what others do on the machine does not count.
+double Milliseconds(const std::function<void()>& act) {
+  const double start = ThreadMilliseconds();
+  act();
+  QCoreApplication::processEvents();  // paints
+  return ThreadMilliseconds() - start;
+}
+
+/// `before` is not timed.
+double MiddleOfFive(const std::function<void()>& before, const std::function<void()>& act) {
+  std::array<double, 5> times{};
+  for (auto& time : times) {
+    (void)Milliseconds(before);
+    time = Milliseconds(act);
+  }
+  std::sort(times.begin(), times.end());
+  return times[2];
+}
+
+double ResidentMegabytes() {
+  std::ifstream statm("/proc/self/statm");
+  long total = 0;
+  long resident = 0;
+  statm >> total >> resident;
+  return static_cast<double>(resident) * 4096 / 1e6;
+}
+
+/// A click on the middle one of all monitors, or on the root.
+void Click(console::FrmStart& form, bool monitor) {
+  auto& tree = *form.findChild<console::ClickTree*>(QStringLiteral("TvCtrl"));
+  const auto root = tree.model()->index(0, 0);
+  const auto node = monitor ? tree.model()->index(tree.model()->rowCount(root) / 2, 0, root) : root;
+  tree.setCurrentIndex(node);
+  emit tree.NodeClick(node);
+}
+
+void Measure(const std::string& folder) {
+  NoDialogs dialogs;
+  link::EngineClient engine({.folder = folder, .startEngine = {}});
+  console::shared::MainBas bas(engine, dialogs, folder,
+                               [] { throw std::runtime_error("the service is lost"); });
+  console::FrmStart form(bas);
+  QElapsedTimer sinceSplash;
+  QTimer::singleShot(0, [&sinceSplash] {
+    sinceSplash.start();
+    QApplication::activeModalWidget()->close();
+  });
+  form.Form_Load();
+  QCoreApplication::processEvents();
+  const double firstList = static_cast<double>(sinceSplash.nsecsElapsed()) / 1e6;
+
+  const double sort = Milliseconds([&form] { form.LstV_ColumnClick(3); });
+  const double poll = MiddleOfFive([] {}, [&form] { form.Timer1_Timer(); });
+  const double click = MiddleOfFive([&form] { Click(form, false); }, [&form] { Click(form, true); });
+  if (form.windowTitle() == QStringLiteral("Norvane")) throw std::runtime_error("no page came up");
+  std::printf("%zu %f %f %f %f %f\n", form.MonitorTexts().size(), firstList, poll, click, sort,
+              ResidentMegabytes());
+}
+
+/// Running monitors whose checks fail at once and rarely come again, in an order that is not that of names.
+void Fill(link::EngineClient& engine, const std::string& folder, int count) {
+  namespace ce = console::engine;
+  const auto config = engine.NewServiceConfig();
+  config->SetService(ce::ServiceName);
+  engine.NewControlGate()->Open(config->GetValue(ce::service::ControlPass));
+  const auto list = engine.NewMonitorList();
+  const auto ref = engine.NewServiceRef();
+  std::shared_ptr<ce::MonitorItem> item;
+  for (int i = 0; i < count; ++i) {
+    ref->SetMonitorName("WebMonitor Of site " + std::to_string(i * 7919LL % 100003));
+    list->Add(*ref);
+    list->Resolve(*ref);
+    item = ref->GetMonitor();
+    item->SetAttr(ce::keys::Interval, "3600");
+    item->SetAttr(ce::keys::Status, ce::StatusEnable);
+  }
+  while (item->GetAttr(ce::keys::Result).empty())
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  ref->SetMachine(platform::ComputerName());
+  ref->SetClassId(ce::RootClassId);
+  ce::ComponentOf<ce::ServiceStore>(*ref->GetRoot(), *ref)->Save(folder + "/NorvaneEngine.dat");
+}
+
+void MeasureInChild(int count) {
+  const QTemporaryDir temporary;
+  const auto folder = temporary.path().toStdString();
+  std::filesystem::create_symlink(platform::ApplicationFolder() + "/../bin/norvane-engine",
+                                  folder + "/norvane-engine");
+  link::EngineClient engine({.folder = folder, .startEngine = [&folder] { console::StartEngine(folder); }});
+  Fill(engine, folder, count);
+  QProcess child;
+  child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+  child.start(QCoreApplication::applicationFilePath(), {temporary.path()});
+  child.waitForFinished(-1);
+  engine.Shutdown();
+  double figures[6] = {};
+  if (std::sscanf(child.readAllStandardOutput().constData(), "%lf %lf %lf %lf %lf %lf", &figures[0],
+                  &figures[1], &figures[2], &figures[3], &figures[4], &figures[5]) != 6)
+    throw std::runtime_error("the console did not get through");
+  std::printf("%8.0f %14.1f %9.2f %10.2f %9.2f %11.1f\n", figures[0], figures[1], figures[2], figures[3],
+              figures[4], figures[5]);
+  std::fflush(stdout);
+}
+}  // namespace
+
+int main(int argc, char** argv) {
+  ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  const QApplication application(argc, argv);
+  QApplication::setQuitOnLastWindowClosed(false);
+  try {
+    if (argc == 2) {
+      Measure(argv[1]);
+      return EXIT_SUCCESS;
+    }
+    std::printf("monitors  first list ms   poll ms   click ms   sort ms   memory MB\n");
+    for (const int count : Sizes)
+      MeasureInChild(count);
+    std::printf("limit at %d:%7d %9d %10d %9d %11d\n", Sizes.back(), 500, 100, 16, 200, 150);
+    return EXIT_SUCCESS;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "console_bench: %s\n", failure.what());
+    return EXIT_FAILURE;
+  }
+}
