@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "engine/Reason.h"
+#include "platform/Ascii.h"
 #include "platform/Number.h"
 #include "platform/PageText.h"
 
@@ -40,16 +41,11 @@ struct Judge {
 };
 constexpr Judge Judges[] = {{"SIZE:", &SizeFailure}, {"STR:", &StringFailure}, {"SUM:", &SumFailure}};
 
-bool StartsWith(std::string_view text, std::string_view capitals) {
-  const auto capital = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; };
-  return text.size() >= capitals.size() && std::equal(capitals.begin(), capitals.end(), text.begin(),
-                                                      [&](char a, char b) { return a == capital(b); });
-}
-
 /// The judge of a flag that has a parameter; null if reaching the page is enough.
 const Judge* JudgeOf(std::string_view flag) {
-  const auto* judge = std::find_if(std::begin(Judges), std::end(Judges),
-                                   [&](const Judge& row) { return StartsWith(flag, row.prefix); });
+  const auto* judge = std::find_if(std::begin(Judges), std::end(Judges), [&](const Judge& row) {
+    return platform::StartsWithAnyCase(flag, row.prefix);
+  });
   return judge != std::end(Judges) && flag.size() > judge->prefix.size() ? judge : nullptr;
 }
 
