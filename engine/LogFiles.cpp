@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <map>
@@ -44,7 +45,6 @@ std::string PathOf(const std::string& pattern, const std::tm& local, const std::
   return expanded;
 }
 
-// ISO 8601: 2031-05-01T12:34:56.789+02:00
 std::string Stamp(Moment at, const std::tm& local) {
   const auto time = at.time_since_epoch();
   const auto fraction =
@@ -103,7 +103,7 @@ Failure WriteAll(int fd, std::string_view text) {
   return std::nullopt;
 }
 
-Failure Append(const std::string& path, std::string_view text) {
+Failure Append(const std::string& path, std::string_view text, std::uintmax_t maxSize) {
   if (path.find('\0') != std::string::npos) return "its name holds a zero character";
   auto file = Open(path);
   if (!file && errno == ENOENT) {
@@ -114,10 +114,20 @@ Failure Append(const std::string& path, std::string_view text) {
   struct stat status {};
   if (!file || ::fstat(file.Get(), &status) != 0) return LastError();
   if (!S_ISREG(status.st_mode)) return "it is not a regular file";
+  const auto size = static_cast<std::uintmax_t>(status.st_size);
+  if (maxSize != 0 && size != 0 && size + text.size() > maxSize) {
+    if (::rename(path.c_str(), (path + ".1").c_str()) != 0) return LastError();
+    file = Open(path);
+    if (!file) return LastError();
+  }
   return WriteAll(file.Get(), text);
 }
 
 }  // namespace
+
+std::string TimeText(Moment at) {
+  return Stamp(at, LocalTime(at));
+}
 
 LogFiles::LogFiles(std::string folder, std::function<void(const std::string&)> report)
     : m_folder(std::move(folder)), m_report(std::move(report)) {}
@@ -126,18 +136,20 @@ void LogFiles::Write(const std::vector<LogLine>& lines) {
   struct FileLines {
     std::string pattern;
     std::string text;
+    std::uintmax_t maxSize = 0;
   };
   std::map<std::string, FileLines> files;
   for (const auto& line : lines) {
     const auto local = LocalTime(line.at);
     auto& file = files[PathOf(line.pattern, local, m_folder)];
     file.pattern = line.pattern;
+    file.maxSize = line.maxFileSize;
     file.text += Stamp(line.at, local) + " ";
     AppendEscaped(line.text, file.text);
     file.text += "\n";
   }
   for (const auto& [path, file] : files) {
-    const auto failure = Append(path, file.text);
+    const auto failure = Append(path, file.text, file.maxSize);
     if (!failure)
       m_failing.erase(file.pattern);
     else if (m_failing.insert(file.pattern).second)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <set>
 #include <string>
@@ -12,7 +13,13 @@ struct LogLine {
   std::string pattern;  // of the file's path
   std::chrono::system_clock::time_point at;
   std::string text;  // may hold what a stranger sent
+  /// Bytes; a file that these lines would make longer is moved aside first, to its name with ".1", and takes
+  /// the place of the one there. 0: no limit.
+  std::uintmax_t maxFileSize = 0;
 };
+
+/// ISO 8601, local time with milliseconds and zone: 2031-05-01T12:34:56.789+02:00
+[[nodiscard]] std::string TimeText(std::chrono::system_clock::time_point at);
 
 /// Appends lines to log files. For one thread, the writer.
 ///

@@ -160,5 +160,24 @@ TEST_F(LogFilesTest, AFailureIsReportedAgainAfterTheFileWorked) {
   EXPECT_EQ(m_reports.size(), 2u);
 }
 
+TEST_F(LogFilesTest, AFileWithALimitMakesRoomOnce) {
+  const auto write = [&](const std::string& text) {
+    auto line = Line("limited.log", text);
+    line.maxFileSize = 100;
+    m_logs.Write({line});
+  };
+  const auto file = [&](const char* name) { return ReadFile(m_folder / name); };
+  write(std::string(200, 'a'));  // a line is never cut
+  EXPECT_FALSE(fs::exists(m_folder / "limited.log.1"));
+  write("b");
+  write(std::string(100 - 2 * std::string(Stamp).size() - 3, 'c'));  // just fits
+  EXPECT_EQ(file("limited.log").size(), 100u);
+  EXPECT_EQ(file("limited.log.1"), Stamp + std::string(200, 'a') + "\n");
+  write("d");
+  EXPECT_EQ(file("limited.log"), Stamp + std::string("d\n"));
+  EXPECT_EQ(file("limited.log.1").size(), 100u);
+  EXPECT_EQ(ModeOf(m_folder / "limited.log"), 0600u);
+}
+
 }  // namespace
 }  // namespace norvane::engine
