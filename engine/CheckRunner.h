@@ -20,19 +20,43 @@ struct CheckTarget {
   std::shared_ptr<const Attributes> attributes;
 };
 
-/// A check that has ended, or a remark about one.
-struct CheckReport {
+/// A notification to be sent.
+struct NotifyRequest {
   MonitorId id = 0;
-  /// The ticket of `CheckOnce`; 0 for a check that the schedule started.
-  std::uint64_t ticket = 0;
-  CheckResult result;
-  /// Something to put into the monitor's log beside the result ("check outlasted its interval"); may be
-  /// empty.
-  std::string remark;
+  std::string mode;     ///< as it stands in the attribute
+  std::string to;       ///< mail address or number
+  std::string message;  ///< the mail's subject, or the short message
+  std::string body;     ///< of a mail
 };
 
-/// Runs checks on a schedule. Called from the service thread; the work happens elsewhere, and the reports
-/// wait to be taken. Nothing here blocks or throws.
+/// A program to be started because of a monitor.
+struct LaunchRequest {
+  MonitorId id = 0;
+  std::string name;                      ///< of the monitor, in full
+  std::string program;                   ///< as it stands in the attribute
+  std::vector<std::string> environment;  ///< "NAME=value", beside what every program gets
+};
+
+/// Something that has ended or that is to be logged.
+struct CheckReport {
+  enum class Kind {
+    Check,
+    Notification,  ///< the end of a `NotifyOnce`; `result` tells whether the channel has taken it
+    Command,       ///< the start or end of a launched program, in `remark`
+    Output,        ///< `remark` is a line that a launched program wrote
+  };
+  MonitorId id = 0;
+  /// The ticket of `CheckOnce` or `NotifyOnce`; 0 for everything else.
+  std::uint64_t ticket = 0;
+  CheckResult result;
+  /// Something to put into a log beside the result ("check outlasted its interval"); may be empty.
+  std::string remark;
+  Kind kind = Kind::Check;
+};
+
+/// Runs checks on a schedule, sends notifications and starts programs: all that waits for others. Called from
+/// the service thread; the work happens elsewhere, and the reports wait to be taken. Nothing here blocks or
+/// throws.
 class CheckRunner {
  public:
   virtual ~CheckRunner() = default;
