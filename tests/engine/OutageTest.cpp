@@ -1,0 +1,115 @@
+#include "engine/Outage.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace norvane::engine {
+namespace {
+
+using std::chrono::seconds;
+namespace keys = console::engine::keys;
+
+OutageRules Rules(const std::string& failTimes, const std::string& maxFailTimes, std::string& remark) {
+  Attributes attributes;
+  attributes.Set(keys::FailTimes, failTimes);
+  attributes.Set(keys::MaxFailTimes, maxFailTimes);
+  attributes.Set(keys::Command, "down.sh");
+  attributes.Set(keys::NotifyMode, "TEL://");
+  return OutageRules::Of(attributes, remark);
+}
+
+/// What each failure in a row leads to: "b" an outage begins, "c" a command, "n" a notification, "-" nothing.
+std::string Story(const OutageRules& rules, int failures, seconds between, bool taken) {
+  Outage outage;
+  Moment now{};
+  std::string story;
+  for (int i = 0; i < failures; ++i, now += between) {
+    const auto actions = outage.Fail(rules, {}, now);
+    if (!story.empty()) story += ' ';
+    const auto size = story.size();
+    if (actions.begin) story += 'b';
+    if (actions.launch) story += 'c';
+    if (actions.notify) story += 'n';
+    if (story.size() == size) story += '-';
+    if (actions.notify) outage.NotifyEnded(taken);
+  }
+  return story;
+}
+
+TEST(Outage, CountsCommandsAndNotifiesOnce) {
+  struct Row {
+    const char* failTimes;
+    const char* maxFailTimes;
+    const char* story;
+    bool isBad = false;
+  };
+  const Row rows[] = {
+      {"2", "2", "- bc cn - - -"},
+      {"1", "0", "bn - - - - -"},
+      {"0", "1", "bc n - - - -"},  // at least 1
+      {"0.5", "1", "bc n - - - -"},
+      {"3", "1", "- - bcn - - -"},  // nothing goes before the outage begins
+      {"2", "4", "- bc c c cn -"},
+      {"6", "9", "- - - - - bc"},
+      {"1.5", "2.5", "- bc cn - - -"},  // the third failure is the first above 2.5
+      {" 2 ", "1e0", "- bcn - - - -"},
+      {"7", "2", "- - - - - -"},
+      {"", "2", "- bc cn - - -", true},
+      {"two", "2", "- bc cn - - -", true},
+      {"2", "-1", "- bc cn - - -", true},
+      {"2", "1e10", "- bc cn - - -", true},
+      {"nan", "0x1", "- bc cn - - -", true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.failTimes) + " / " + row.maxFailTimes);
+    std::string remark;
+    const auto rules = Rules(row.failTimes, row.maxFailTimes, remark);
+    EXPECT_EQ(Story(rules, 6, seconds(2), true), row.story);
+    EXPECT_EQ(!remark.empty(), row.isBad) << remark;
+  }
+}
+
+TEST(Outage, TriesAgainAtMostOnceAMinuteUntilAChannelTakesIt) {
+  std::string remark;
+  const auto rules = Rules("1", "0", remark);
+  EXPECT_EQ(Story(rules, 7, seconds(20), false), "bn - - n - - n");
+  EXPECT_EQ(Story(rules, 4, seconds(60), false), "bn n n n");
+  EXPECT_EQ(Story(rules, 4, seconds(60), true), "bn - - -");
+}
+
+TEST(Outage, SendsNoSecondNotificationWhileOneIsUnderWay) {
+  std::string remark;
+  const auto rules = Rules("1", "0", remark);
+  Outage outage;
+  Moment now{};
+  EXPECT_TRUE(outage.Fail(rules, {}, now).notify);
+  EXPECT_FALSE(outage.Fail(rules, {}, now += seconds(600)).notify);
+  outage.NotifyEnded(false);
+  EXPECT_TRUE(outage.Fail(rules, {}, now).notify);
+}
+
+TEST(Outage, WithoutCommandAndModeOnlyCounts) {
+  OutageRules rules{1, 0, false, false};
+  EXPECT_EQ(Story(rules, 3, seconds(60), true), "b - -");
+  rules = {1, 5, false, true};
+  EXPECT_EQ(Story(rules, 7, seconds(60), true), "b - - - - n -");
+}
+
+TEST(Outage, GoesOnFromARecord) {
+  std::string remark;
+  const auto rules = Rules("2", "2", remark);
+  const std::chrono::system_clock::time_point since{std::chrono::hours(1000)};
+  Outage notified({3, since, 2, true});
+  EXPECT_TRUE(notified.IsOpen());
+  const auto actions = notified.Fail(rules, since + seconds(60), {});
+  EXPECT_FALSE(actions.begin || actions.launch || actions.notify);
+  EXPECT_EQ(notified.What(), (Outage::Record{4, since, 2, true}));
+
+  Outage young({2, since, 1, false});
+  const auto later = young.Fail(rules, since + seconds(60), {});
+  EXPECT_TRUE(!later.begin && later.launch && later.notify);
+}
+
+}  // namespace
+}  // namespace norvane::engine
