@@ -9,7 +9,6 @@
 #include "console/engine/MonitorKeys.h"
 #include "engine/CheckTimes.h"
 #include "engine/Reason.h"
-#include "platform/Number.h"
 
 namespace norvane::engine {
 
@@ -39,11 +38,6 @@ std::size_t RoomForChecks() {
 
 Moment NextTick(Moment moment) {
   return std::chrono::ceil<Tick>(moment);
-}
-
-std::string NoAnswerWithin(milliseconds timeout, std::string_view step) {
-  return "no answer within " + platform::FormatNumber(static_cast<double>(timeout.count()) / 1000) + " s (" +
-         std::string(step) + ")";
 }
 
 void AppendRemark(std::string& remarks, std::string_view remark) {

@@ -1,5 +1,6 @@
 #include "engine/Reason.h"
 
+#include "platform/Number.h"
 #include "platform/Utf8.h"
 
 namespace norvane::engine {
@@ -28,6 +29,20 @@ std::string PlainText(std::string_view text, std::size_t maxSize) {
     text.remove_prefix(size == 0 ? 1 : size);
   }
   return plain;
+}
+
+std::string WithoutPassword(std::string_view target) {
+  const auto scheme = target.find("://");
+  const auto begin = scheme == std::string_view::npos ? 0 : scheme + 3;
+  const auto authority = target.substr(begin, target.substr(begin).find_first_of("/?#\\"));
+  const auto at = authority.rfind('@');
+  const auto host = at == std::string_view::npos ? begin : begin + at + 1;
+  return std::string(target.substr(0, begin)).append(target.substr(host));
+}
+
+std::string NoAnswerWithin(std::chrono::milliseconds timeout, std::string_view step) {
+  return "no answer within " + platform::FormatNumber(static_cast<double>(timeout.count()) / 1000) + " s (" +
+         std::string(step) + ")";
 }
 
 }  // namespace norvane::engine

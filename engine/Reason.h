@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -12,5 +13,11 @@ inline constexpr std::size_t MaxReasonSize = 300;
 /// `text` fit for a log line and a window: control characters and bytes that are no UTF-8 become "?", and
 /// what is longer than `maxSize` bytes is cut at a character and ends in "...".
 [[nodiscard]] std::string PlainText(std::string_view text, std::size_t maxSize = MaxReasonSize);
+
+/// `target` as it may be shown: a URL without what stands in front of its host's "@" (RFC 3986, 3.2.1).
+[[nodiscard]] std::string WithoutPassword(std::string_view target);
+
+/// The reason of what ran out of time; `step` is what it was waiting for ("connecting").
+[[nodiscard]] std::string NoAnswerWithin(std::chrono::milliseconds timeout, std::string_view step);
 
 }  // namespace norvane::engine

@@ -25,11 +25,12 @@ constexpr unsigned UrlFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_NON_SU
 class WebProbe final : public Probe, private WebTransfers::Client {
  public:
   WebProbe(WebTransfers& transfers, ProbeContext& context, const Attributes& attributes,
-           std::chrono::milliseconds timeout, ProbeClient& client)
+           std::chrono::milliseconds timeout, bool isCall, ProbeClient& client)
       : m_transfers(transfers),
         m_context(context),
         m_attributes(attributes),
         m_timeout(timeout),
+        m_isCall(isCall),
         m_client(client) {}
   ~WebProbe() override;
 
@@ -53,6 +54,7 @@ class WebProbe final : public Probe, private WebTransfers::Client {
   ProbeContext& m_context;
   const Attributes& m_attributes;
   std::chrono::milliseconds m_timeout;
+  bool m_isCall;  // fetched for its effect: only 2xx will do
   ProbeClient& m_client;
 
   CurlUrl m_url;
@@ -71,15 +73,18 @@ class WebProbe final : public Probe, private WebTransfers::Client {
 
 class WebType final : public ProbeType {
  public:
-  explicit WebType(ProbeContext& context) : m_context(context), m_transfers(context.loop, context.caFile) {}
+  WebType(ProbeContext& context, bool makesCalls)
+      : m_context(context), m_transfers(context.loop, context.caFile), m_makesCalls(makesCalls) {}
   std::unique_ptr<Probe> Make(const CheckTarget& target, std::chrono::milliseconds timeout,
                               ProbeClient& client) override {
-    return std::make_unique<WebProbe>(m_transfers, m_context, *target.attributes, timeout, client);
+    return std::make_unique<WebProbe>(m_transfers, m_context, *target.attributes, timeout, m_makesCalls,
+                                      client);
   }
 
  private:
   ProbeContext& m_context;
   WebTransfers m_transfers;
+  bool m_makesCalls;
 };
 
 WebProbe::~WebProbe() {
@@ -185,6 +190,8 @@ void WebProbe::TransferEnded(CURLcode code) {
   if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
   char* redirect = nullptr;
   curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);
+  if (redirect == nullptr && m_isCall && status / 100 != 2)
+    return End("HTTP status " + std::to_string(status));
   if (redirect == nullptr) return End(Judge());
   if (++m_redirects > MaxRedirects) return End("more than " + std::to_string(MaxRedirects) + " redirects");
   Visit(std::string(redirect).c_str());  // a copy, since the handle's next use frees it
@@ -200,7 +207,11 @@ std::string WebProbe::Judge() const {
 }  // namespace
 
 std::unique_ptr<ProbeType> MakeWebType(ProbeContext& context) {
-  return std::make_unique<WebType>(context);
+  return std::make_unique<WebType>(context, false);
+}
+
+std::unique_ptr<ProbeType> MakeWebCallType(ProbeContext& context) {
+  return std::make_unique<WebType>(context, true);
 }
 
 }  // namespace norvane::engine

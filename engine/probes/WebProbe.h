@@ -11,4 +11,7 @@ namespace norvane::engine {
 /// each request is on a fresh connection, so that a server that takes no new ones is found out.
 [[nodiscard]] std::unique_ptr<ProbeType> MakeWebType(ProbeContext& context);
 
+/// The same for an address that is fetched for what this does there: a reply that isn't 2xx is a failure.
+[[nodiscard]] std::unique_ptr<ProbeType> MakeWebCallType(ProbeContext& context);
+
 }  // namespace norvane::engine

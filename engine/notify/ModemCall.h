@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/notify/Channel.h"
+
+namespace norvane::engine {
+
+/// The section "modem" of "config.ini".
+struct ModemSettings {
+  /// Longest time to wait for the result of a call.
+  static constexpr std::chrono::seconds MaxWait{600};
+
+  std::string device;             ///< key "device": path of the serial line; empty: there is no modem
+  int speed = 9600;               ///< key "speed", bits a second
+  std::string init;               ///< key "init", "ATZ"; empty sends none
+  std::string dial;               ///< key "dial", "ATDT": the number stands right behind it
+  std::chrono::seconds wait{30};  ///< key "wait": for the result of a call
+
+  /// What is no sensible number acts as the default.
+  [[nodiscard]] static ModemSettings FromConfig(const std::string& path);
+};
+
+/// `number` without all that a modem is not to be told: digits and + * # , ; stay.
+[[nodiscard]] std::string DialableNumber(std::string_view number);
+
+/// Dials a number through a modem by AT commands (ITU-T V.250): success when the modem reports OK or CONNECT.
+/// Hangs up in any case, also when it is destroyed on the way, and leaves the line's settings as they were.
+[[nodiscard]] std::unique_ptr<Probe> MakeModemCall(EventLoop& loop, ModemSettings settings,
+                                                   std::string_view number, ProbeClient& client);
+
+[[nodiscard]] std::unique_ptr<Channel> MakeModemChannel(const ChannelContext& context);
+
+}  // namespace norvane::engine

@@ -1,0 +1,126 @@
+#include "engine/notify/Notifier.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/HttpServer.h"
+#include "tests/support/TempFolder.h"
+
+namespace norvane::engine {
+namespace {
+
+using std::chrono::milliseconds;
+using tests::HttpServer;
+
+/// A notifier in a loop whose time the test can push forward.
+class NotifierTest : public testing::Test {
+ protected:
+  void Notify(const std::string& mode) {
+    m_notifier.Notify({3, mode, "+49 555",
+                       "Gr\xc3\xbc\xc3\x9f"
+                       "e & %s",
+                       "The body"},
+                      ++m_lastTicket);
+  }
+  void RunUntil(const std::function<bool()>& condition) {
+    for (int i = 0; i < 2000 && !condition(); ++i)
+      m_loop.RunOnce(milliseconds(10));
+    ASSERT_TRUE(condition());
+  }
+  std::string Outcome(const std::string& mode) {
+    m_reports.clear();
+    Notify(mode);
+    RunUntil([&] { return !m_reports.empty(); });
+    if (m_reports.empty()) return "no report";
+    const auto& report = m_reports.front();
+    EXPECT_EQ(report.kind, CheckReport::Kind::Notification);
+    EXPECT_EQ(report.id, 3u);
+    EXPECT_EQ(report.ticket, m_lastTicket);
+    EXPECT_EQ(report.result.good, report.result.reason == "Ok");
+    return report.result.reason;
+  }
+
+  const tests::TempFolder m_folder;
+  milliseconds m_ahead{0};
+  EventLoop m_loop{[this] { return std::chrono::steady_clock::now() + m_ahead; }};
+  Resolver m_resolver{m_loop, {}};
+  const std::string m_caFile = "/etc/ssl/certs/ca-certificates.crt";
+  const platform::LegacyCharset m_charset;
+  TlsClient m_tls{m_caFile};
+  ProbeContext m_context{m_loop, m_resolver, m_tls, m_caFile, m_charset};
+  std::vector<CheckReport> m_reports;
+  std::uint64_t m_lastTicket = 0;
+  Notifier m_notifier{m_context, m_folder.Path(),
+                      [this](CheckReport report) { m_reports.push_back(std::move(report)); }};
+};
+
+TEST_F(NotifierTest, CallsThroughTheInternet) {
+  HttpServer server;
+  const tests::RefusingPort refusing;
+  const std::string fields = "[Call]cmd=11&mode=2&msg=";
+  const std::string filled = "/scripts/sms.dll?" + fields + "Gr%C3%BC%C3%9Fe%20%26%20%25s&num=%2B49%20555";
+  server.Set("/scripts/sms.dll", HttpServer::Reply("sent"));
+  server.Set("/202", HttpServer::Reply("", "text/html", "202 Accepted"));
+  server.Set("/304", {"HTTP/1.1 304 Not Modified\r\n\r\n"});
+  server.Set("/500", HttpServer::Reply("", "text/html", "500 Sorry"));
+  struct Row {
+    std::string mode;
+    std::string outcome;
+  };
+  const Row rows[] = {
+      {server.Url("/scripts/sms.dll?") + fields + "%s&num=%s", "Ok"},
+      {server.Url("/202?%s%s"), "Ok"},
+      {server.Url("/304?%s%s"), "HTTP status 304"},
+      {server.Url("/500?%s%s"), "HTTP status 500"},
+      {server.Url("/none?%s%s"), "HTTP status 404"},
+      {"http://127.0.0.1:" + std::to_string(refusing.Port()) + "/%s%s", "connection refused"},
+      {"http://%s%s/", "not a valid URL"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.mode);
+    EXPECT_EQ(Outcome(row.mode), row.outcome);
+  }
+  EXPECT_TRUE(server.Requests().at(0).starts_with("GET " + filled + " HTTP/1.1\r\n")) << server.Requests()[0];
+}
+
+TEST_F(NotifierTest, TellsWhatItCannotSend) {
+  struct Row {
+    const char* mode;
+    const char* outcome;
+  };
+  const Row rows[] = {
+      {"", "no notification is set"},
+      {"TEL://", "no modem configured"},
+      {"FAX://", "the notification mode is none that this engine knows"},
+      {"http://127.0.0.1/?msg=%s", "the notification mode is none that this engine knows"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.mode);
+    EXPECT_EQ(Outcome(row.mode), row.outcome);
+  }
+}
+
+TEST_F(NotifierTest, ADeadPeerEndsInTimeAndHoldsOnlyItsOwnQueue) {
+  HttpServer silent({.onConnect = HttpServer::Script{"", "", {}, HttpServer::End::Silence}});
+  for (int i = 0; i < 17; ++i)
+    Notify(silent.Url("/%s%s"));
+  EXPECT_EQ(Outcome("TEL://"), "no modem configured");
+  m_reports.clear();
+  m_ahead += milliseconds(20000);
+  RunUntil([&] { return m_reports.size() == 16; });
+  for (const auto& report : m_reports)
+    EXPECT_TRUE(report.result.reason.starts_with("no answer within 20 s (")) << report.result.reason;
+  m_loop.RunOnce(milliseconds(0));
+  m_ahead += milliseconds(20000);
+  RunUntil([&] { return m_reports.size() == 17; });
+}
+
+TEST_F(NotifierTest, RefusesWhatIsTooMuch) {
+  for (std::size_t i = 0; i <= Notifier::MaxWaiting; ++i)
+    Notify("TEL://");
+  ASSERT_EQ(m_reports.size(), 1u);
+  EXPECT_EQ(m_reports[0].result.reason, "too many notifications are waiting");
+  RunUntil([&] { return m_reports.size() == Notifier::MaxWaiting + 1; });
+}
+
+}  // namespace
+}  // namespace norvane::engine
