@@ -8,6 +8,8 @@
 
 #include "console/engine/MonitorKeys.h"
 #include "engine/CheckTimes.h"
+#include "engine/NumberAttribute.h"
+#include "engine/Outage.h"
 #include "engine/Reason.h"
 
 namespace norvane::engine {
@@ -38,11 +40,6 @@ std::size_t RoomForChecks() {
 
 Moment NextTick(Moment moment) {
   return std::chrono::ceil<Tick>(moment);
-}
-
-void AppendRemark(std::string& remarks, std::string_view remark) {
-  if (!remarks.empty() && !remark.empty()) remarks += "; ";
-  remarks += remark;
 }
 
 }  // namespace
@@ -100,7 +97,9 @@ CheckLoop::CheckLoop(const CheckerOptions& options, Deliver deliver)
       m_alarm(m_loop, [] {}),
       m_resolver(m_loop, options.resolver),
       m_tls(m_options.caFile),
-      m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset} {
+      m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset},
+      m_notifier(m_context, m_options.folder, [this](CheckReport report) { Report(std::move(report)); }),
+      m_launcher(m_loop, {m_options.folder}, [this](CheckReport report) { Report(std::move(report)); }) {
   const auto room = RoomForChecks();
   m_options.maxInFlight = m_options.maxInFlight == 0 ? room : std::min(m_options.maxInFlight, room);
   for (const auto& row : ProbeTable())
@@ -118,6 +117,8 @@ milliseconds CheckLoop::TakeAttributes(Watched& watched, CheckTarget target) {
   watched.target = std::move(target);
   auto times = CheckTimes::Of(*watched.target.attributes);
   watched.timeout = times.timeout;
+  // Those who act on these numbers read them at every failure; a word about a bad one belongs here, once.
+  [[maybe_unused]] const auto rules = OutageRules::Of(*watched.target.attributes, times.remark);
   watched.remarked = watched.remarked && watched.remark == times.remark;
   watched.remark = std::move(times.remark);
   return times.interval;
@@ -151,6 +152,14 @@ void CheckLoop::CheckOnce(CheckTarget target, std::uint64_t ticket) {
   check->report.report.ticket = ticket;
   check->report.report.remark = std::move(times.remark);
   Enqueue(std::move(check));
+}
+
+void CheckLoop::NotifyOnce(NotifyRequest request, std::uint64_t ticket) {
+  m_notifier.Notify(std::move(request), ticket);
+}
+
+void CheckLoop::Launch(LaunchRequest request) {
+  m_launcher.Launch(std::move(request));
 }
 
 void CheckLoop::TakeDue() {

@@ -11,8 +11,10 @@
 
 #include "engine/CheckRunner.h"
 #include "engine/EventLoop.h"
+#include "engine/Launcher.h"
 #include "engine/Resolver.h"
 #include "engine/Schedule.h"
+#include "engine/notify/Notifier.h"
 #include "engine/probes/Probe.h"
 #include "platform/LegacyCharset.h"
 
@@ -20,6 +22,8 @@ namespace norvane::engine {
 
 /// How checks are made.
 struct CheckerOptions {
+  /// The application folder, absolute: "config.ini" and commands lie there.
+  std::string folder{};
   /// PEM file of the authorities whose certificates are trusted.
   std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
   /// In which the size of a page is counted.
@@ -38,7 +42,7 @@ struct StampedReport {
 };
 
 /// All that the checker's thread does: takes checks from the schedule, runs their probes under their
-/// time-outs and gathers what they report. One thread.
+/// time-outs, sends notifications, starts commands, and gathers what they report. One thread.
 class CheckLoop {
  public:
   using Deliver = std::function<void(std::vector<StampedReport>)>;
@@ -56,6 +60,8 @@ class CheckLoop {
   void Update(CheckTarget target);
   void Stop(MonitorId id);
   void CheckOnce(CheckTarget target, std::uint64_t ticket);
+  void NotifyOnce(NotifyRequest request, std::uint64_t ticket);
+  void Launch(LaunchRequest request);
 
   /// Serves what is ready, and waits for it if nothing is.
   void RunOnce();
@@ -79,6 +85,7 @@ class CheckLoop {
   void BeginWaiting();
   void End(Check& check, std::string failure);
   void Drop(Check& check);
+  void Report(CheckReport report) { m_reports.push_back({std::move(report), 0}); }
   void HandOver();
   void SetAlarm();
   [[nodiscard]] ProbeType* TypeOf(std::string_view fullName) const;
@@ -95,6 +102,8 @@ class CheckLoop {
   std::unordered_map<MonitorId, Watched> m_watched;
   Checks m_waiting;
   Checks m_inFlight;
+  Notifier m_notifier;
+  Launcher m_launcher;
   std::vector<StampedReport> m_reports;
   Moment m_handedOver{};
 };

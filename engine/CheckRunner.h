@@ -70,6 +70,11 @@ class CheckRunner {
   /// One check at once, outside the schedule, reported under `ticket` (not 0), whether the monitor runs or
   /// not.
   virtual void CheckOnce(CheckTarget target, std::uint64_t ticket) = 0;
+  /// Sends one notification, reported under `ticket` (not 0) once the channel has taken or refused it. All
+  /// waiting is bounded.
+  virtual void NotifyOnce(NotifyRequest request, std::uint64_t ticket) = 0;
+  /// Starts a program; what becomes of it is reported.
+  virtual void Launch(LaunchRequest request) = 0;
   /// The reports that came since the last call.
   [[nodiscard]] virtual std::vector<CheckReport> TakeReports() = 0;
 };

@@ -59,6 +59,14 @@ void Checker::CheckOnce(CheckTarget target, std::uint64_t ticket) {
   Send([target = std::move(target), ticket](CheckLoop& loop) { loop.CheckOnce(target, ticket); });
 }
 
+void Checker::NotifyOnce(NotifyRequest request, std::uint64_t ticket) {
+  Send([request = std::move(request), ticket](CheckLoop& loop) { loop.NotifyOnce(request, ticket); });
+}
+
+void Checker::Launch(LaunchRequest request) {
+  Send([request = std::move(request)](CheckLoop& loop) { loop.Launch(request); });
+}
+
 std::vector<CheckReport> Checker::TakeReports() {
   std::vector<StampedReport> stamped;
   {
@@ -69,7 +77,8 @@ std::vector<CheckReport> Checker::TakeReports() {
   reports.reserve(stamped.size());
   for (auto& [report, start] : stamped) {
     const auto current = m_starts.find(report.id);
-    const bool isWanted = report.ticket != 0 || (current != m_starts.end() && current->second == start);
+    const bool isWanted = report.kind != CheckReport::Kind::Check || report.ticket != 0 ||
+                          (current != m_starts.end() && current->second == start);
     if (isWanted) reports.push_back(std::move(report));
   }
   return reports;

@@ -13,7 +13,8 @@
 
 namespace norvane::engine {
 
-/// Runs the checks on a thread of its own. Only the two queues are shared.
+/// Runs the checks, and all else that waits for others, on a thread of its own. Only the two queues are
+/// shared.
 class Checker final : public CheckRunner, private Watcher {
  public:
   /// Signals `reportsWait` whenever there is something to take; it outlives the checker. Throws
@@ -26,6 +27,8 @@ class Checker final : public CheckRunner, private Watcher {
   void Update(CheckTarget target) override;
   void Stop(MonitorId id) override;
   void CheckOnce(CheckTarget target, std::uint64_t ticket) override;
+  void NotifyOnce(NotifyRequest request, std::uint64_t ticket) override;
+  void Launch(LaunchRequest request) override;
   [[nodiscard]] std::vector<CheckReport> TakeReports() override;
 
  private:

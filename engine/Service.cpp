@@ -9,8 +9,8 @@
 #include "engine/CheckTimes.h"
 #include "engine/DataFile.h"
 #include "engine/KeepAside.h"
+#include "engine/Outages.h"
 #include "engine/RandomText.h"
-#include "engine/StateFile.h"
 #include "engine/StoreError.h"
 #include "engine/Writer.h"
 
@@ -23,6 +23,8 @@ using ce::EngineErrorCode;
 namespace {
 constexpr std::size_t MaxNotices = 50;
 constexpr std::size_t MaxConfigValues = 64;
+constexpr const char* CommandsLog = "log/commands.log";
+constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
 constexpr const char* DefaultLog = "log/NorvaneLog%d%m%y.log";
 
 std::uint32_t NumberOf(MonitorId id) {
@@ -51,6 +53,14 @@ std::exception_ptr ForConsole(std::exception_ptr error) {
   }
 }
 
+std::string TextOf(std::exception_ptr error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+}
+
 datafile::Row RowOf(const Monitor& monitor) {
   return {NumberOf(monitor.id), monitor.name, monitor.attributes};
 }
@@ -64,10 +74,16 @@ Service::Service(Options options)
     : m_folder(std::move(options.folder)),
       m_dataFile(Canonical(m_folder, "NorvaneEngine.dat")),
       m_instance(RandomText(8)) {
-  OpenState();
+  const auto outages = OpenState();
   LoadAtStart();
   m_writer = std::make_unique<Writer>(m_folder, m_wake);
   m_runner = options.makeRunner(m_wake);
+  m_outages = std::make_unique<Outages>(
+      Outages::Doors{*m_runner, [this] { return ++m_lastTicket; },
+                     [this](const auto& monitor, auto at, const auto& text) { Log(monitor, at, text); },
+                     std::move(options.clock)});
+  m_outages->Restore(outages, *m_table);
+  KeepOutages();
   StartAll();
 }
 
@@ -76,21 +92,27 @@ Service::~Service() {
   m_writer.reset();
 }
 
-void Service::OpenState() {
-  try {
+StateFile::Outages Service::OpenState() {
+  StateFile::Outages outages;
+  const auto open = [&] {
     m_state = std::make_unique<StateFile>(m_folder);
     m_config = m_state->Config();
+    outages = m_state->OpenOutages();
+  };
+  try {
+    open();
   } catch (const StoreError& error) {
     if (error.Code() != StoreErrorCode::Unreadable) throw;
     m_state.reset();
     Notice(std::string(error.what()) + "; it was kept as " + KeepAside(StateFile::PathIn(m_folder)) +
            ", and the service-wide values were lost");
-    m_state = std::make_unique<StateFile>(m_folder);
+    open();
   }
   if (ConfigValue(ce::service::ControlPass).empty()) {
     m_config[std::string(ce::service::ControlPass)] = RandomText(16);
     m_state->SetConfig(m_config);
   }
+  return outages;
 }
 
 void Service::LoadAtStart() {
@@ -118,6 +140,7 @@ void Service::OnWake() {
   const auto changeBefore = m_table->LastChange();
   for (const auto& report : m_runner->TakeReports())
     Take(report);
+  KeepOutages();
   if (m_table->LastChange() != changeBefore) TellObservers();
 }
 
@@ -187,6 +210,8 @@ MonitorId Service::Add(std::string_view fullName) {
 
 void Service::Remove(MonitorId id) {
   m_runner->Stop(Get(id).id);
+  m_outages->Forget(id);
+  KeepOutages();
   m_table->Remove(id);
   TellObservers();
 }
@@ -202,6 +227,8 @@ void Service::Set(MonitorId id, std::string_view key, std::string value) {
     m_runner->Start(TargetOf(monitor), std::chrono::milliseconds(0));
   } else if (ran && !monitor.Running()) {
     m_runner->Stop(id);
+    m_outages->Forget(id);
+    KeepOutages();
   } else if (ran && key != ce::keys::Result) {
     m_runner->Update(TargetOf(monitor));
   }
@@ -278,6 +305,8 @@ void Service::StartLoad(const std::string& path, Completion done) {
 
 void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
   StopAll();
+  m_outages->ForgetAll();
+  KeepOutages();
   m_table.swap(table);
   // Letting go of many monitors takes a while: not on this thread.
   m_writer->Run([old = std::shared_ptr<MonitorTable>(std::move(table))] {}, [](std::exception_ptr) {});
@@ -337,6 +366,7 @@ void Service::StartSave(const std::string& path, bool everything, Completion don
 
 void Service::Shutdown(Completion done) {
   StopAll();
+  WriteOutages(true);
   Save(m_dataFile, std::move(done));
 }
 
@@ -350,29 +380,57 @@ void Service::Check(MonitorId id, CheckCompletion done) {
 
 void Service::Notify(MonitorId id, CheckCompletion done) {
   const Monitor& monitor = Get(id);
-  CheckResult result;
-  result.at = std::chrono::system_clock::now();
-  result.reason = "this engine cannot send notifications";
-  Log(monitor, result.at, "notification failed: " + result.reason);
-  done(nullptr, result);
+  m_onDemand.emplace(++m_lastTicket, std::move(done));
+  m_runner->NotifyOnce(m_outages->NotificationOf(monitor), m_lastTicket);
 }
 
 void Service::Take(const CheckReport& report) {
+  using Kind = CheckReport::Kind;
   const Monitor* monitor = m_table->Find(report.id);
-  if (monitor != nullptr && !report.remark.empty()) Log(*monitor, report.result.at, report.remark);
-  if (monitor != nullptr && !report.result.reason.empty()) {
-    const auto& result = report.result;
-    LastCheck last{true, result.at, result.duration, 0};
-    if (!result.good) last.failuresInARow = monitor->lastCheck.failuresInARow + 1;
-    m_table->NoteCheck(report.id, last);
-    m_table->Set(report.id, ce::keys::Result, result.reason);
-    Log(*monitor, result.at,
-        std::string(result.good ? "good" : "failed") + " in " + std::to_string(result.duration.count()) +
-            " ms: " + result.reason);
-  }
+  if (report.kind == Kind::Output)
+    m_writer->Log({CommandsLog, report.result.at, report.remark, MaxCommandsLogSize});
+  else if (monitor != nullptr && !report.remark.empty())
+    Log(*monitor, report.result.at, report.remark);
+  if (report.kind == Kind::Notification)
+    TakeNotification(monitor, report);
+  else if (monitor != nullptr && !report.result.reason.empty())
+    TakeCheck(*monitor, report.result);
   if (report.ticket == 0) return;
   const auto waiting = m_onDemand.extract(report.ticket);
   if (!waiting.empty()) waiting.mapped()(nullptr, report.result);
+}
+
+void Service::TakeCheck(const Monitor& monitor, const CheckResult& result) {
+  m_table->Set(monitor.id, ce::keys::Result, result.reason);
+  Log(monitor, result.at,
+      std::string(result.good ? "good" : "failed") + " in " + std::to_string(result.duration.count()) +
+          " ms: " + result.reason);
+  const int failures = monitor.Running() ? m_outages->Take(monitor, result) : 0;
+  m_table->NoteCheck(monitor.id, {true, result.at, result.duration, failures});
+}
+
+void Service::TakeNotification(const Monitor* monitor, const CheckReport& report) {
+  if (monitor != nullptr)
+    Log(*monitor, report.result.at,
+        report.result.good ? "notification sent" : "notification failed: " + report.result.reason);
+  m_outages->NotifyEnded(report.id, report.ticket, report.result.good);
+}
+
+/// One write at a time: what changes meanwhile goes together into the next one.
+void Service::KeepOutages() {
+  if (m_outageWrites == 0) WriteOutages(false);
+}
+
+void Service::WriteOutages(bool everything) {
+  auto changes = m_outages->TakeChanges(everything);
+  if (changes.empty()) return;
+  ++m_outageWrites;
+  m_writer->Run([this, changes = std::move(changes)] { m_state->SetOutages(changes); },
+                [this](std::exception_ptr error) {
+                  --m_outageWrites;
+                  if (error) Notice("an outage may be notified again after a restart: " + TextOf(error));
+                  KeepOutages();
+                });
 }
 
 void Service::Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text) {

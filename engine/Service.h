@@ -12,12 +12,14 @@
 #include <vector>
 
 #include "engine/CheckRunner.h"
+#include "engine/EventLoop.h"
 #include "engine/MonitorTable.h"
+#include "engine/StateFile.h"
 #include "platform/EventFd.h"
 
 namespace norvane::engine {
 
-class StateFile;
+class Outages;
 class Writer;
 
 /// Called on the service thread, once. The exception is null after a success.
@@ -42,6 +44,7 @@ class Service {
     std::string folder;  ///< the application folder; must exist and be writable
     /// Makes the runner; it signals the given event whenever reports wait.
     std::function<std::unique_ptr<CheckRunner>(platform::EventFd&)> makeRunner;
+    EventLoop::Clock clock = &std::chrono::steady_clock::now;
   };
 
   /// Reads the engine's own state and the data file of the folder and starts its enabled monitors. If the
@@ -82,7 +85,8 @@ class Service {
   void Load(std::string path, Completion done);
   void Save(std::string path, Completion done);
 
-  /// Runs one check now. Its result is stored and logged like that of a scheduled one.
+  /// Runs one check now. Its result is stored and logged like that of a scheduled one, and while the monitor
+  /// runs it counts like one for outages; a stopped monitor has none.
   void Check(MonitorId id, CheckCompletion done);
   /// Sends one notification now; a result that isn't good tells why.
   void Notify(MonitorId id, CheckCompletion done);
@@ -99,7 +103,8 @@ class Service {
   /// A step of `Load` or `Save`; calls its argument at its end. One runs at a time, in order.
   using StorageStep = std::function<void(std::function<void()>)>;
 
-  void OpenState();
+  /// Gives the outages that lasted when the last engine ended.
+  StateFile::Outages OpenState();
   void LoadAtStart();
   void EnqueueStorage(StorageStep step);
   void NextStorageStep();
@@ -110,6 +115,10 @@ class Service {
   void StartAll();
   void StopAll();
   void Take(const CheckReport& report);
+  void TakeCheck(const Monitor& monitor, const CheckResult& result);
+  void TakeNotification(const Monitor* monitor, const CheckReport& report);
+  void KeepOutages();
+  void WriteOutages(bool everything);
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void Notice(const std::string& text);
   void TellObservers();
@@ -124,6 +133,8 @@ class Service {
   std::unique_ptr<Writer> m_writer;
   std::unique_ptr<CheckRunner> m_runner;
   std::unique_ptr<MonitorTable> m_table;
+  std::unique_ptr<Outages> m_outages;
+  int m_outageWrites = 0;  // handed to the writer and not yet done
   std::map<std::string, std::string, std::less<>> m_config;
   std::vector<TableObserver*> m_observers;
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket

@@ -9,7 +9,9 @@ std::string StateFile::PathIn(const std::string& folder) {
 StateFile::StateFile(const std::string& folder) : m_database(PathIn(folder), Database::Mode::Create) {
   m_database.Run(
       "PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL;"
-      "CREATE TABLE IF NOT EXISTS config(key TEXT PRIMARY KEY,value TEXT NOT NULL) STRICT,WITHOUT ROWID");
+      "CREATE TABLE IF NOT EXISTS config(key TEXT PRIMARY KEY,value TEXT NOT NULL) STRICT,WITHOUT ROWID;"
+      "CREATE TABLE IF NOT EXISTS outage(monitor TEXT PRIMARY KEY,since INTEGER NOT NULL,"
+      "failures INTEGER NOT NULL,launched INTEGER NOT NULL,notified INTEGER NOT NULL) STRICT,WITHOUT ROWID");
 }
 
 StateFile::Values StateFile::Config() {
@@ -26,6 +28,37 @@ void StateFile::SetConfig(const Values& values) {
     Statement insert(m_database, "INSERT OR REPLACE INTO config VALUES(?,?)");
     for (const auto& [key, value] : values)
       insert.Bind(1, key).Bind(2, value).Step();
+  }
+  transaction.Commit();
+}
+
+StateFile::Outages StateFile::OpenOutages() {
+  Outages outages;
+  Statement rows(m_database, "SELECT monitor,since,failures,launched,notified FROM outage");
+  while (rows.Step()) {
+    const std::chrono::milliseconds since(rows.NumberAt(1));
+    outages.try_emplace(
+        std::string(rows.TextAt(0)),
+        Outage::Record{static_cast<int>(rows.NumberAt(2)), std::chrono::system_clock::time_point(since),
+                       static_cast<int>(rows.NumberAt(3)), rows.NumberAt(4) != 0});
+  }
+  return outages;
+}
+
+void StateFile::SetOutages(const OutageChanges& changes) {
+  Transaction transaction(m_database);
+  {
+    Statement insert(m_database, "INSERT OR REPLACE INTO outage VALUES(?,?,?,?,?)");
+    Statement remove(m_database, "DELETE FROM outage WHERE monitor=?");
+    for (const auto& [monitor, record] : changes) {
+      if (!record) {
+        remove.Bind(1, monitor).Step();
+        continue;
+      }
+      const auto since = std::chrono::floor<std::chrono::milliseconds>(record->since.time_since_epoch());
+      insert.Bind(1, monitor).Bind(2, std::int64_t{since.count()}).Bind(3, std::int64_t{record->failures});
+      insert.Bind(4, std::int64_t{record->launched}).Bind(5, std::int64_t{record->notified}).Step();
+    }
   }
   transaction.Commit();
 }

@@ -1,15 +1,17 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include "engine/Database.h"
+#include "engine/Outage.h"
 
 namespace norvane::engine {
 
-/// What the engine itself must remember, apart from the monitors: the service-wide values. Lies in the
-/// application folder, mode 0600, since it holds the control pass. Throws StoreError; writes are on disk when
-/// they return.
+/// What the engine itself must remember, apart from the monitors: the service-wide values and the
+/// outages that last. Lies in the application folder, mode 0600, since it holds the control pass. Throws
+/// StoreError; writes are on disk when they return.
 class StateFile {
  public:
   using Values = std::map<std::string, std::string, std::less<>>;
@@ -21,6 +23,13 @@ class StateFile {
 
   [[nodiscard]] Values Config();
   void SetConfig(const Values& values);
+
+  /// Open outages by the monitor's full name.
+  using Outages = std::map<std::string, Outage::Record, std::less<>>;
+  /// Changes of outages by the monitor's full name; none: it is over.
+  using OutageChanges = std::map<std::string, std::optional<Outage::Record>>;
+  [[nodiscard]] Outages OpenOutages();
+  void SetOutages(const OutageChanges& changes);
 
  private:
   Database m_database;

@@ -90,6 +90,7 @@ void Say(const std::string& text) {
 std::unique_ptr<engine::CheckRunner> MakeChecker(const std::string& folder, platform::EventFd& wake) {
   const std::string config = folder + "/config.ini";
   engine::CheckerOptions options;
+  options.folder = folder;
   options.caFile = platform::IniValue("tls", "cafile", options.caFile, config);
   try {
     options.charset = platform::LegacyCharset::FromConfig(config);

@@ -261,7 +261,7 @@ TEST(Service, LogsEveryCheckWhereItsMonitorOrTheServiceSays) {
     engine.service.Set(own, keys::LogFile, folder / "own.log");
     const auto plain = engine.Add("WebMonitor Of plain");
     engine.checks->Report(own, 0, "HTTP status 404");
-    engine.checks->Report({plain, 0, {}, "only a remark"});
+    engine.checks->Report({plain, 0, {}, "only a remark", CheckReport::Kind::Check});
     engine.service.OnWake();
     EXPECT_EQ(engine.Attr("WebMonitor Of plain", keys::Result), "") << "a remark is no result";
     EXPECT_EQ(engine.Await([&](Completion done) {

@@ -28,15 +28,35 @@ class ScriptedChecks : public engine::CheckRunner {
       Report(target.id, ticket, outcomes[target.name]);
     }
   }
+  void NotifyOnce(engine::NotifyRequest request, std::uint64_t ticket) override {
+    calls.push_back("NotifyOnce " + request.mode + " " + request.to);
+    notifications.push_back(request);
+    if (holdNotifications) {
+      held.emplace_back(request.id, ticket);
+    } else {
+      ReportNotification(request.id, ticket, notifyOutcome);
+    }
+  }
+  void Launch(engine::LaunchRequest request) override {
+    calls.push_back("Launch " + request.program);
+    launches.push_back(std::move(request));
+  }
   std::vector<engine::CheckReport> TakeReports() override { return std::exchange(m_reports, {}); }
 
   /// `reason` "" or "Ok" is a good check.
   void Report(engine::MonitorId id, std::uint64_t ticket, const std::string& reason) {
-    engine::CheckReport report{id, ticket, {}, {}};
+    engine::CheckReport report{id, ticket, {}, {}, engine::CheckReport::Kind::Check};
     report.result.good = reason.empty() || reason == "Ok";
     report.result.reason = report.result.good ? "Ok" : reason;
     report.result.at = std::chrono::system_clock::now();
     report.result.duration = std::chrono::milliseconds(7);
+    Report(std::move(report));
+  }
+  void ReportNotification(engine::MonitorId id, std::uint64_t ticket, const std::string& reason) {
+    engine::CheckReport report{id, ticket, {}, {}, engine::CheckReport::Kind::Notification};
+    report.result.good = reason == "Ok";
+    report.result.reason = reason;
+    report.result.at = std::chrono::system_clock::now();
     Report(std::move(report));
   }
   void Report(engine::CheckReport report) {
@@ -47,7 +67,11 @@ class ScriptedChecks : public engine::CheckRunner {
   std::vector<std::string> calls;
   std::map<std::string, std::string> outcomes;  ///< of `CheckOnce`, by full name
   bool holdChecks = false;                      ///< keep the tickets in `held` instead of answering
+  std::string notifyOutcome = "Ok";             ///< of `NotifyOnce`
+  bool holdNotifications = false;
   std::vector<std::pair<engine::MonitorId, std::uint64_t>> held;
+  std::vector<engine::NotifyRequest> notifications;
+  std::vector<engine::LaunchRequest> launches;
 
  private:
   platform::EventFd& m_wake;
