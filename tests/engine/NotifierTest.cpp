@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/HttpServer.h"
+#include "tests/support/MailServers.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
@@ -14,8 +15,8 @@ using tests::HttpServer;
 /// A notifier in a loop whose time the test can push forward.
 class NotifierTest : public testing::Test {
  protected:
-  void Notify(const std::string& mode) {
-    m_notifier.Notify({3, mode, "+49 555",
+  void Notify(const std::string& mode, const std::string& to = "+49 555") {
+    m_notifier.Notify({3, mode, to,
                        "Gr\xc3\xbc\xc3\x9f"
                        "e & %s",
                        "The body"},
@@ -26,9 +27,9 @@ class NotifierTest : public testing::Test {
       m_loop.RunOnce(milliseconds(10));
     ASSERT_TRUE(condition());
   }
-  std::string Outcome(const std::string& mode) {
+  std::string Outcome(const std::string& mode, const std::string& to = "+49 555") {
     m_reports.clear();
-    Notify(mode);
+    Notify(mode, to);
     RunUntil([&] { return !m_reports.empty(); });
     if (m_reports.empty()) return "no report";
     const auto& report = m_reports.front();
@@ -80,6 +81,28 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
     EXPECT_EQ(Outcome(row.mode), row.outcome);
   }
   EXPECT_TRUE(server.Requests().at(0).starts_with("GET " + filled + " HTTP/1.1\r\n")) << server.Requests()[0];
+}
+
+TEST_F(NotifierTest, MailsThroughTheServerOfTheMode) {
+  tests::SmtpServer server;
+  const auto mode = "sMtP://LOCALHOST:" + std::to_string(server.Port()) + ";norvane@console.test";
+  EXPECT_EQ(Outcome(mode, "you@office.test"), "Ok");
+  ASSERT_EQ(server.Mails().size(), 1u);
+  const auto mail = server.Mails()[0];
+  EXPECT_EQ(mail.from, "<norvane@console.test>");
+  EXPECT_EQ(mail.to, "<you@office.test>");
+  EXPECT_NE(mail.text.find("\r\nSubject: =?UTF-8?B?R3LDvMOfZSAmICVz?=\r\n"), std::string::npos) << mail.text;
+  EXPECT_NE(mail.text.find("\r\n\r\nThe body\r\n"), std::string::npos) << mail.text;
+
+  server.Set("RCPT", {"550 no such user\r\n"});
+  EXPECT_EQ(Outcome(mode, "you@office.test"), "SMTP: RCPT TO refused: 550 no such user");
+  const auto commands = server.Commands().size();
+  for (const char* to : {"", "a@b\r\nRCPT TO:<c@d>", "a@b> <c@d"})
+    EXPECT_TRUE(Outcome(mode, to).starts_with("SMTP: the ")) << to << m_reports[0].result.reason;
+  for (const char* wrong : {"SMTP://", "SMTP://localhost", "SMTP://;a@b", "SMTP://a b;a@b"})
+    EXPECT_NE(Outcome(wrong, "you@office.test"), "Ok") << wrong;
+  EXPECT_EQ(server.Commands().size(), commands);
+  EXPECT_EQ(server.Mails().size(), 1u);
 }
 
 TEST_F(NotifierTest, TellsWhatItCannotSend) {
