@@ -1,0 +1,38 @@
+#include "settings/PagerTypes.h"
+
+namespace norvane::settings {
+namespace {
+
+std::string_view WithoutLastCharacter(std::string_view text) {
+  const auto continues = [](char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; };
+  while (text.size() > 1 && continues(text.back()))
+    text.remove_suffix(1);
+  text.remove_suffix(1);
+  return text;
+}
+
+}  // namespace
+
+std::vector<std::string> PagerTypeRows(std::string_view reply) {
+  std::vector<std::string> rows;
+  for (auto end = reply.find('\n'); end != 0 && end != std::string_view::npos; end = reply.find('\n')) {
+    rows.emplace_back(WithoutLastCharacter(reply.substr(0, end)));
+    reply.remove_prefix(end + 1);
+  }
+  return rows;
+}
+
+std::string_view PagerTypeName(std::string_view row) {
+  const auto sign = row.find('=');
+  return sign == std::string_view::npos ? row : row.substr(sign + 1);
+}
+
+bool HasMessageOnPage(std::string_view name) {
+  return !name.empty() && HasMessageInWizard(name);
+}
+
+bool HasMessageInWizard(std::string_view name) {
+  return name != "Call by modem";
+}
+
+}  // namespace norvane::settings
