@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace norvane::settings {
+
+/// What notifications need besides a monitor's own settings. Read once at the start, so that what was stored
+/// in a run is understood in the same run.
+struct GatewaySettings {
+  /// Address of the internet pager gateway up to and including the head of the query: what is asked follows
+  /// at once ("cmd=10").
+  std::string PagerGatewayUrl;
+  /// The mail address that every e-mail notification carries behind its server.
+  std::string NotifyCopyAddress;
+};
+
+/// From the entries "url" and "sender" in section "gateway" of `configFile`; what is missing there has the
+/// value set when the program was built.
+[[nodiscard]] GatewaySettings ReadGatewaySettings(const std::string& configFile);
+
+/// Why notifications could not be told apart with these settings, as a sentence for the user; nothing if all
+/// is well. The program is not to go on with such settings.
+[[nodiscard]] std::optional<std::string> FaultOf(const GatewaySettings& settings);
+
+}  // namespace norvane::settings

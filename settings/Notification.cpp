@@ -1,0 +1,104 @@
+#include "settings/Notification.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+#include "console/engine/MonitorKeys.h"
+#include "platform/Number.h"
+#include "settings/Text.h"
+
+namespace norvane::settings {
+namespace {
+
+namespace keys = console::engine::keys;
+using enum TextField;
+using enum CheckField;
+using enum ChoiceField;
+
+constexpr std::string_view DirectCall = "TEL://";
+constexpr std::string_view Email = "SMTP://";
+constexpr std::string_view EmailSeparator = ";";
+constexpr std::string_view EntryHead = "cmd=11&mode=";
+constexpr std::string_view EntryTail = "&msg=%s&num=%s";
+
+std::optional<std::string> PagerMode(const Fields& form, const GatewaySettings& gateway) {
+  if (!form.Checked(chkInetCall)) return std::string(DirectCall);
+  const int entry = form.Selected(cmbPagerType);
+  if (entry < 0) return std::nullopt;
+  return gateway.PagerGatewayUrl + std::string(EntryHead) + std::to_string(entry) + std::string(EntryTail);
+}
+
+void WriteEmailNotification(const Fields& form, const GatewaySettings& gateway, const AttributeSink& write) {
+  write(keys::NotifyMode, std::string(Email)
+                              .append(form.Text(txtSmtpServer))
+                              .append(EmailSeparator)
+                              .append(gateway.NotifyCopyAddress));
+  write(keys::NotifyPager, form.Text(txtEmailAddr));
+  write(keys::NotifyMsg, form.Text(txtSubject));
+}
+
+/// The entry that `mode`, in capitals, names if a list of `count` has it, else -1.
+int EntryIn(const std::string& mode, int count) {
+  constexpr std::string_view Name = "MODE";
+  const auto name = mode.find(Name);
+  if (name == std::string::npos) return -1;
+  const auto value = mode.substr(std::min(name + Name.size() + 1, mode.size()));
+  const double entry = std::nearbyint(platform::Val(value));  // ends by itself at the "&" behind the number
+  return entry >= 0 && entry < count ? static_cast<int>(entry) : -1;
+}
+
+void ReadInternetCall(PageFields& form, const std::string& mode) {
+  form.SetChecked(chkByPager, true);
+  form.SetChecked(chkInetCall, true);
+  form.Select(cmbPagerType, EntryIn(mode, form.EntryCount(cmbPagerType)));
+}
+
+void ReadEmail(PageFields& form, console::engine::MonitorItem& monitor, const std::string& mode) {
+  form.SetChecked(chkByEmail, true);
+  const auto end = mode.find(EmailSeparator);
+  form.SetText(txtSmtpServer,
+               end == std::string::npos ? std::string() : mode.substr(Email.size(), end - Email.size()));
+  form.SetText(txtEmailAddr, monitor.GetAttr(keys::NotifyPager));
+  form.SetText(txtSubject, monitor.GetAttr(keys::NotifyMsg));
+}
+
+}  // namespace
+
+void WriteNotification(const Fields& form, const GatewaySettings& gateway, const AttributeSink& write) {
+  if (form.Checked(chkByPager))
+    WritePagerNotification(form, gateway, write);
+  else if (form.Checked(chkByEmail))
+    WriteEmailNotification(form, gateway, write);
+  else
+    write(keys::NotifyMode, "");
+}
+
+void WritePagerNotification(const Fields& form, const GatewaySettings& gateway, const AttributeSink& write) {
+  if (const auto mode = PagerMode(form, gateway)) write(keys::NotifyMode, *mode);
+  write(keys::NotifyPager, form.Text(txtPagerNumber));
+  write(keys::NotifyMsg, form.Text(txtPagerMsg));
+}
+
+void ReadNotification(PageFields& form, console::engine::MonitorItem& monitor,
+                      const GatewaySettings& gateway) {
+  const auto mode = Upper(monitor.GetAttr(keys::NotifyMode));
+  if (mode.starts_with(Upper(gateway.PagerGatewayUrl))) {
+    ReadInternetCall(form, mode);
+  } else if (mode.starts_with(Email)) {
+    ReadEmail(form, monitor, mode);
+  } else if (mode.starts_with(DirectCall)) {
+    form.SetChecked(chkInetCall, false);
+    form.SetChecked(chkByPager, true);
+  } else {
+    form.SetChecked(chkByPager, false);
+    form.SetChecked(chkByEmail, false);
+  }
+}
+
+void ReadPagerFields(PageFields& form, console::engine::MonitorItem& monitor) {
+  form.SetText(txtPagerNumber, monitor.GetAttr(keys::NotifyPager));
+  form.SetText(txtPagerMsg, monitor.GetAttr(keys::NotifyMsg));
+}
+
+}  // namespace norvane::settings
