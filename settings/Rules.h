@@ -1,0 +1,54 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "settings/ByType.h"
+#include "settings/Fields.h"
+
+namespace norvane::settings {
+
+/// The icon of the box that shows a failure.
+enum class Icon { Information, Exclamation, Critical };
+
+/// What the user is told about the first rule that a form breaks, in a box with the title "Error". With an
+/// empty message the action just ends.
+struct RuleFailure {
+  std::string message;
+  Icon icon = Icon::Critical;
+
+  friend bool operator==(const RuleFailure&, const RuleFailure&) = default;
+};
+
+/// What a rule looks at.
+struct Subject {
+  Fields& form;
+  TextField field;
+  std::string_view folder;  ///< the application folder
+
+  [[nodiscard]] std::string Text() const { return form.Text(field); }
+};
+
+struct Rule {
+  TextField field;
+  bool (*fails)(const Subject& subject);
+  std::string_view message;
+  Icon icon = Icon::Critical;
+};
+
+/// Goes down one column of `rules`, where null stands for no rule, up to the first that fails.
+[[nodiscard]] std::optional<RuleFailure> FirstFailure(std::span<const ByType<const Rule*>> rules, Type type,
+                                                      Fields& form, std::string_view folder);
+
+// Tests that pages and wizards share. Only blanks are trimmed; positions count characters from 1.
+
+/// The trimmed text is empty.
+[[nodiscard]] bool IsBlank(const Subject& subject);
+/// The trimmed text does not sort behind a single blank: it is empty, or begins with a control character.
+[[nodiscard]] bool SortsAsBlank(const Subject& subject);
+/// The first "@" in the untrimmed text has nothing in front of it, or there is none, as in a blank text.
+[[nodiscard]] bool LacksAccount(const Subject& subject);
+
+}  // namespace norvane::settings
