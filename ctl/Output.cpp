@@ -91,7 +91,7 @@ std::string TimeText(std::chrono::system_clock::time_point at) {
 Fields AttributesOf(const link::MonitorRecord& monitor) {
   Fields fields;
   for (std::size_t i = 0; i < ce::KnownKeys.size(); ++i)
-    fields.emplace_back(std::string(ce::KnownKeys[i]), monitor.known[i]);
+    fields.emplace_back(std::string(ce::KnownKeys[i]), std::string(monitor.known[i]));
   for (const auto& [key, value] : monitor.others)
     fields.emplace_back(key, value);
   return fields;
@@ -99,8 +99,8 @@ Fields AttributesOf(const link::MonitorRecord& monitor) {
 
 Fields SummaryOf(const link::MonitorRecord& monitor) {
   return {{"Name", monitor.name},
-          {std::string(keys::Status), monitor.Get(keys::Status)},
-          {std::string(keys::Result), monitor.Get(keys::Result)},
+          {std::string(keys::Status), std::string(monitor.Get(keys::Status))},
+          {std::string(keys::Result), std::string(monitor.Get(keys::Result))},
           {"LastCheck", TimeText(monitor.checkedAt)},
           {"DurationMs", static_cast<long long>(monitor.checkDuration.count())},
           {"Failures", static_cast<long long>(monitor.failuresInARow)}};

@@ -9,6 +9,13 @@ namespace norvane::link {
 using console::engine::KnownKeys;
 
 namespace {
+// One monitor fits a message, and the batch that it ends was not full before it.
+static_assert((KnownKeys.size() + engine::Attributes::MaxOthers) *
+                          (engine::Attributes::MaxValueSize + engine::Attributes::MaxKeySize) +
+                      2 * ChangeFeed::MaxBytes <
+                  MaxMessageToConsole &&
+              engine::Attributes::MaxValueSize < MaxMessageToEngine);
+
 std::size_t TextSize(const engine::Monitor& monitor) {
   std::size_t size = monitor.name.size();
   for (std::size_t i = 0; i < KnownKeys.size(); ++i)

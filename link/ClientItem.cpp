@@ -90,7 +90,8 @@ int ClientItem::Kind() {
 }
 
 std::string ClientItem::GetAttr(std::string_view key) {
-  return m_link->ConnectedMirror().Look(m_id, [&](const MonitorRecord& record) { return record.Get(key); });
+  return m_link->ConnectedMirror().Look(
+      m_id, [&](const MonitorRecord& record) { return std::string(record.Get(key)); });
 }
 
 void ClientItem::SetAttr(std::string_view key, std::string_view value) {

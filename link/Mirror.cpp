@@ -14,37 +14,22 @@ using console::engine::EngineErrorCode;
 using console::engine::KnownKeys;
 
 namespace {
-std::optional<std::size_t> PositionOf(std::string_view key) {
-  const auto found = std::find(KnownKeys.begin(), KnownKeys.end(), key);
-  if (found == KnownKeys.end()) return std::nullopt;
-  return static_cast<std::size_t>(found - KnownKeys.begin());
-}
-
-void Store(MonitorRecord& record, std::optional<std::size_t> position, std::string key, std::string value) {
-  if (position.has_value())
-    record.known[*position] = std::move(value);
-  else
-    record.others[std::move(key)] = std::move(value);
-}
-
 template <class Pointer>
 bool ById(const Pointer* a, const Pointer* b) {
   return (*a)->id < (*b)->id;
 }
 }  // namespace
 
-const std::string& MonitorRecord::Get(std::string_view key) const {
-  static const std::string never;
-  if (const auto position = PositionOf(key)) return known[*position];
-  const auto other = others.find(key);
-  return other == others.end() ? never : other->second;
-}
-
 void Mirror::Begin(std::vector<std::string> wireKeys) {
-  m_positions.clear();
-  for (const auto& key : wireKeys)
-    m_positions.push_back(PositionOf(key));
   m_wireKeys = std::move(wireKeys);
+  m_sources.fill(static_cast<unsigned>(m_wireKeys.size()));
+  m_unknown.clear();
+  for (unsigned i = 0; i < m_wireKeys.size(); ++i) {
+    if (const auto position = KnownPosition(m_wireKeys[i]))
+      m_sources[*position] = i;
+    else
+      m_unknown.push_back(i);
+  }
   m_next.reset();
 }
 
@@ -55,13 +40,14 @@ Mirror::Record Mirror::Read(wire::Monitor::Reader from) const {
   const auto values = from.getValues();
   if (values.size() > m_wireKeys.size())
     throw EngineError(EngineErrorCode::Failed, "the engine sent more values than it has keys");
-  for (unsigned i = 0; i < values.size(); ++i)
-    if (values[i].size() != 0) Store(*record, m_positions[i], m_wireKeys[i], ToString(values[i]));
-  for (const auto pair : from.getOthers()) {
-    auto key = ToString(pair.getKey());
-    const auto position = PositionOf(key);
-    Store(*record, position, std::move(key), ToString(pair.getValue()));
-  }
+  KnownValues::Views known;
+  for (std::size_t i = 0; i < known.size(); ++i)
+    if (m_sources[i] < values.size()) known[i] = ToView(values[m_sources[i]]);
+  record->known = KnownValues(known);
+  for (const auto source : m_unknown)
+    if (source < values.size()) record->others[m_wireKeys[source]] = ToString(values[source]);
+  for (const auto pair : from.getOthers())
+    record->others[ToString(pair.getKey())] = ToString(pair.getValue());
   const auto lastCheck = from.getLastCheck();
   record->checkedAt = ToTime(lastCheck.getAt());
   record->checkDuration = std::chrono::milliseconds(lastCheck.getDurationMs());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -64,8 +65,9 @@ class Mirror {
   [[nodiscard]] Record Read(wire::Monitor::Reader from) const;
 
   std::vector<std::string> m_wireKeys;
-  std::vector<std::optional<std::size_t>> m_positions;  ///< in KnownKeys, of each wire key
-  std::optional<Table> m_next;  ///< another table on its way in; only the link's thread touches it
+  std::array<unsigned, console::engine::KnownKeys.size()> m_sources{};  ///< where each stands in m_wireKeys
+  std::vector<unsigned> m_unknown;  ///< where those of m_wireKeys stand that this program does not know
+  std::optional<Table> m_next;      ///< another table on its way in; only the link's thread touches it
 
   mutable std::mutex m_mutex;  ///< guards all below
   mutable std::condition_variable m_updated;

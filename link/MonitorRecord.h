@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,11 +14,28 @@
 
 namespace norvane::link {
 
+/// The position of a key in KnownKeys, if it is one of them.
+[[nodiscard]] std::optional<std::size_t> KnownPosition(std::string_view key);
+
+/// A text for each of KnownKeys, all in one piece: a monitor has many and most are short or empty.
+class KnownValues {
+ public:
+  using Views = std::array<std::string_view, console::engine::KnownKeys.size()>;
+
+  KnownValues() = default;
+  explicit KnownValues(const Views& values);
+  [[nodiscard]] std::string_view operator[](std::size_t position) const;
+
+ private:
+  std::string m_text;
+  std::array<std::uint32_t, console::engine::KnownKeys.size()> m_ends{};
+};
+
 /// One monitor as the engine last told it. Never changes: a change makes a new one.
 struct MonitorRecord {
   std::uint64_t id = 0;
   std::string name;
-  std::array<std::string, console::engine::KnownKeys.size()> known;  ///< by position in KnownKeys
+  KnownValues known;
   std::map<std::string, std::string, std::less<>> others;
   /// The last check at the time of the last change; `at` is the epoch if there was none.
   std::chrono::system_clock::time_point checkedAt;
@@ -25,7 +43,7 @@ struct MonitorRecord {
   unsigned failuresInARow = 0;
 
   /// Empty text for a key that was never set.
-  [[nodiscard]] const std::string& Get(std::string_view key) const;
+  [[nodiscard]] std::string_view Get(std::string_view key) const;
 };
 
 using MonitorSnapshot = std::vector<std::shared_ptr<const MonitorRecord>>;

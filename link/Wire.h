@@ -36,8 +36,11 @@ void WriteError(const std::exception_ptr& error, wire::Error::Builder to);
 [[nodiscard]] inline std::string ToString(capnp::Text::Reader text) {
   return {text.begin(), text.size()};
 }
-[[nodiscard]] inline std::string ToString(capnp::Data::Reader data) {
+[[nodiscard]] inline std::string_view ToView(capnp::Data::Reader data) {
   return {reinterpret_cast<const char*>(data.begin()), data.size()};
+}
+[[nodiscard]] inline std::string ToString(capnp::Data::Reader data) {
+  return std::string(ToView(data));
 }
 [[nodiscard]] inline capnp::Data::Reader ToData(std::string_view text) {
   return {reinterpret_cast<const capnp::byte*>(text.data()), text.size()};
