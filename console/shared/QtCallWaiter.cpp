@@ -8,6 +8,7 @@
 #include <QWindow>
 
 #include "console/shared/QtDialogs.h"
+#include "console/shared/UserInput.h"
 
 namespace norvane::console::shared {
 
@@ -15,38 +16,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto Unnoticed = 20ms;  ///< most calls are answered by then, and need no event loop
-
-bool IsAct(QEvent::Type type) {
-  switch (type) {
-    case QEvent::MouseButtonPress:
-    case QEvent::MouseButtonDblClick:
-    case QEvent::KeyPress:
-    case QEvent::Wheel:
-    case QEvent::TouchBegin:
-    case QEvent::TabletPress:
-    case QEvent::Close:
-      return true;
-    default:
-      return false;
-  }
-}
-
-bool IsInput(QEvent::Type type) {
-  switch (type) {
-    case QEvent::MouseButtonRelease:
-    case QEvent::KeyRelease:
-    case QEvent::ShortcutOverride:
-    case QEvent::Shortcut:
-    case QEvent::ContextMenu:
-    case QEvent::TouchUpdate:
-    case QEvent::TouchEnd:
-    case QEvent::TabletRelease:
-    case QEvent::Drop:
-      return true;
-    default:
-      return IsAct(type);
-  }
-}
 
 bool IsTick(const QObject* watched, QEvent::Type type) {
   const auto* timer = type == QEvent::Timer ? qobject_cast<const QTimer*>(watched) : nullptr;
