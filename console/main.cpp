@@ -40,6 +40,8 @@ int main(int /*argc*/, char** argv) {
     return Run();
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "norvane: %s\n", failure.what());
+    norvane::console::shared::QtDialogs().Show(
+        {.title = "Error", .text = failure.what(), .icon = norvane::console::shared::BoxIcon::Critical});
     return EXIT_FAILURE;
   }
 }

@@ -1,6 +1,7 @@
 #include "console/shared/MainBas.h"
 
 #include <QScreen>
+#include <stdexcept>
 #include <utility>
 
 #include "platform/IniFile.h"
@@ -10,6 +11,14 @@ namespace norvane::console::shared {
 
 namespace {
 constexpr std::size_t UsedSlots = 5;  // of PageForms; the last is nobody's
+
+constexpr char ConfigFile[] = "/config.ini";
+
+settings::GatewaySettings SoundGateway(const std::string& configFile) {
+  auto gateway = settings::ReadGatewaySettings(configFile);
+  if (const auto fault = settings::FaultOf(gateway)) throw std::invalid_argument(*fault);
+  return gateway;
+}
 
 void CenterIn(QWidget& form, const QRect& area) {
   const QSize size = form.frameGeometry().size();
@@ -29,6 +38,8 @@ MainBas::MainBas(engine::EngineFactory& engine, Dialogs& dialogs, std::string fo
       Engine(engine),
       Doors(dialogs),
       EndProcess(std::move(endProcess)),
+      Gateway(SoundGateway(folder + ConfigFile)),
+      Charset(platform::LegacyCharset::FromConfig(folder + ConfigFile)),
       m_folder(std::move(folder)) {}
 
 std::string MainBas::PathInFolder(std::string_view path) const {
@@ -69,11 +80,12 @@ void MainBas::ReleaseAll() {
     delete PageForms[slot].data();
   CurrentRef.Release();
   Monitors.Release();
+  PagerTypes.clear();
 }
 
 std::string MainBas::GetIniValue(const std::string& section, const std::string& key,
                                  const std::string& defaultValue, const std::string& file) const {
-  return platform::IniValue(section, key, defaultValue, file.empty() ? PathInFolder("\\config.ini") : file);
+  return platform::IniValue(section, key, defaultValue, file.empty() ? m_folder + ConfigFile : file);
 }
 
 void MainBas::OpenDocument(const std::string& path, bool mustExist) {

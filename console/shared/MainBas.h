@@ -6,12 +6,15 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "console/engine/Engine.h"
 #include "console/engine/EngineError.h"
 #include "console/shared/Dialogs.h"
 #include "console/shared/OnFirstUse.h"
 #include "console/shared/Page.h"
+#include "platform/LegacyCharset.h"
+#include "settings/GatewaySettings.h"
 
 class QScreen;
 
@@ -27,7 +30,8 @@ inline constexpr char ApplicationTitle[] = "Norvane";
 class MainBas {
  public:
   /// `folder` is the application folder. `endProcess` ends the process at once; should it return, as in
-  /// tests, the handler that called it does nothing more.
+  /// tests, the handler that called it does nothing more. Throws std::invalid_argument, whose text is for the
+  /// user, if the folder's configuration file has something that the console cannot work with.
   MainBas(engine::EngineFactory& engine, Dialogs& dialogs, std::string folder,
           std::function<void()> endProcess);
   MainBas(const MainBas&) = delete;
@@ -45,12 +49,20 @@ class MainBas {
   std::shared_ptr<engine::ServiceStore> Store;
   /// The loaded pages: 0 web, 1 POP3, 2 SMTP; 3 to 5 stay empty.
   std::array<QPointer<Page>, 6> PageForms;
+  /// The rows of the gateway's list of pager types, by their numbers; empty until it has been asked. See
+  /// support/PagerTypes.h.
+  std::vector<std::string> PagerTypes;
   /// Set by the main window for as long as it lives.
   MonitorTree* Tree = nullptr;
 
   engine::EngineFactory& Engine;
   Dialogs& Doors;
   const std::function<void()> EndProcess;
+
+  // From the configuration file, as it was at the start.
+  const settings::GatewaySettings Gateway;
+  /// In which the size of a page is counted.
+  const platform::LegacyCharset Charset;
 
   /// A path below the application folder, told with backslashes, a leading one included: "\help.htm".
   [[nodiscard]] std::string PathInFolder(std::string_view path) const;
