@@ -161,10 +161,11 @@ std::vector<std::string> HttpServer::Requests() const {
 
 HttpServer::Script HttpServer::Answer(const std::string& request) {
   const auto from = request.find(' ') + 1;
-  const auto path = request.substr(from, request.find_first_of(" ?", from) - from);
+  const auto target = request.substr(from, request.find(' ', from) - from);
   const std::lock_guard lock(m_mutex);
   if (m_keepsRequests) m_requests.push_back(request);
-  const auto script = m_scripts.find(path);
+  auto script = m_scripts.find(target);
+  if (script == m_scripts.end()) script = m_scripts.find(target.substr(0, target.find('?')));
   return script == m_scripts.end() ? Reply("nothing here", "text/plain", "404 Not Found") : script->second;
 }
 

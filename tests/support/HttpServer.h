@@ -49,7 +49,7 @@ class HttpServer {
   /// "http://127.0.0.1:PORT/path", or https.
   [[nodiscard]] std::string Url(const std::string& path, const std::string& host = "127.0.0.1") const;
 
-  /// A path without a script gets 404.
+  /// A path without a script gets 404. One that is set with a query is for that query alone.
   void Set(const std::string& path, Script script);
   /// The headers of the requests so far.
   [[nodiscard]] std::vector<std::string> Requests() const;

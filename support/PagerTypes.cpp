@@ -1,0 +1,79 @@
+#include "support/PagerTypes.h"
+
+#include <QComboBox>
+#include <QEventLoop>
+#include <QSignalBlocker>
+#include <QTimer>
+
+#include "console/shared/MainBas.h"
+#include "console/shared/UserInput.h"
+#include "platform/HttpClient.h"
+#include "platform/PageText.h"
+#include "platform/Utf8.h"
+#include "settings/PagerTypes.h"
+
+namespace norvane::support {
+
+namespace {
+using console::shared::BoxIcon;
+
+constexpr int LookMilliseconds = 20;
+constexpr char ListCommand[] = "cmd=10";
+
+/// Keeps the windows painting until the fetch ends.
+platform::HttpResult WaitFor(platform::HttpClient& client) {
+  const console::shared::InputShut shut;
+  QEventLoop loop;
+  QTimer look;
+  QObject::connect(&look, &QTimer::timeout, &loop, [&client, &loop] {
+    if (!client.StillExecuting()) loop.quit();
+  });
+  look.start(LookMilliseconds);
+  loop.exec();
+  return client.TakeResult();
+}
+
+/// As UTF-8; empty if there was none.
+std::string Text(const platform::HttpResult& result) {
+  const auto* reply = std::get_if<platform::HttpReply>(&result);
+  if (reply == nullptr) return {};
+  const bool isUtf8 = platform::ValidUtf8(reply->body) == reply->body;
+  return isUtf8 ? reply->body : platform::DecodePage(reply->body, "text/plain; charset=ISO-8859-1");
+}
+}  // namespace
+
+bool LoadPagerTypes(console::shared::MainBas& bas, QComboBox* list, std::chrono::milliseconds patience) {
+  platform::HttpClient inet1;
+  inet1.Fetch(bas.Gateway.PagerGatewayUrl + ListCommand, patience);
+  bas.Doors.ShowHourglass(true);
+  const auto reply = Text(WaitFor(inet1));
+  bas.Doors.ShowHourglass(false);
+  if (reply.empty()) {
+    bas.Doors.Show({.title = "Attention",
+                    .text = "Because You can not connect to our internet pager server, you can not use "
+                            "internet pager service",
+                    .icon = BoxIcon::Exclamation});
+    return false;
+  }
+  bas.PagerTypes = settings::PagerTypeRows(reply);
+  if (list != nullptr) FillPagerTypes(bas, *list);
+  return true;
+}
+
+void FillPagerTypes(const console::shared::MainBas& bas, QComboBox& list) {
+  const QSignalBlocker silence(list);  // the first entry would be selected by itself
+  for (const auto& row : bas.PagerTypes) {
+    const auto name = settings::PagerTypeName(row);
+    list.addItem(QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size())));
+  }
+  list.setCurrentIndex(-1);
+}
+
+void OpenPagerTypes(console::shared::MainBas& bas, QComboBox& list) {
+  if (bas.PagerTypes.empty())
+    LoadPagerTypes(bas, &list);
+  else if (list.count() == 0)
+    FillPagerTypes(bas, list);
+}
+
+}  // namespace norvane::support

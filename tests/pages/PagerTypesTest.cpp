@@ -1,0 +1,178 @@
+#include "support/PagerTypes.h"
+
+#include <gtest/gtest.h>
+
+#include <QAbstractItemView>
+#include <QTest>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <optional>
+#include <stdexcept>
+
+#include "console/shared/MainBas.h"
+#include "console/shared/Wire.h"
+#include "support/DropDownList.h"
+#include "tests/support/FakeDialogs.h"
+#include "tests/support/FakeEngine.h"
+#include "tests/support/Files.h"
+#include "tests/support/PagerGateway.h"
+#include "tests/support/TempFolder.h"
+
+namespace norvane::tests {
+namespace {
+
+using namespace std::chrono_literals;
+using console::shared::Box;
+using console::shared::BoxIcon;
+using Names = std::vector<std::string>;
+
+const Box NoGateway{.title = "Attention",
+                    .text =
+                        "Because You can not connect to our internet pager server, you can not use internet "
+                        "pager service",
+                    .icon = BoxIcon::Exclamation};
+
+/// What the running console needs for its lists, and a form with one.
+class PagerTypesTest : public ::testing::Test {
+ protected:
+  PagerTypesTest() { StartWith(gateway.Url()); }
+
+  /// The console's start, with this gateway.
+  void StartWith(const std::string& url) {
+    WriteFile(folder.Path() + "/config.ini", "[gateway]\nurl=" + url + "\n");
+    bas.emplace(engine, dialogs, folder.Path(), [] {});
+  }
+  [[nodiscard]] Names Entries() const {
+    Names names;
+    for (int entry = 0; entry < list.count(); ++entry)
+      names.push_back(list.itemText(entry).toStdString());
+    return names;
+  }
+  void Open() { support::OpenPagerTypes(*bas, list); }
+  void ExpectFailure(std::chrono::milliseconds patience = support::PagerGatewayPatience) {
+    dialogs.Announce();
+    EXPECT_FALSE(support::LoadPagerTypes(*bas, &list, patience));
+    EXPECT_EQ(dialogs.TakeBoxes(), std::vector<Box>{NoGateway});
+    EXPECT_TRUE(bas->PagerTypes.empty());
+    EXPECT_FALSE(dialogs.hourglass);
+  }
+
+  TempFolder folder;
+  PagerGateway gateway;
+  FakeEngine engine;
+  FakeDialogs dialogs;
+  std::optional<console::shared::MainBas> bas;
+  support::DropDownList list;
+};
+
+const Names FromGateway = {"Numeric pager", "Text pager", "Call by modem"};
+
+TEST_F(PagerTypesTest, AListAsksTheGatewayWhenTheUserFirstOpensIt) {
+  const std::pair<const char*, void (*)(support::DropDownList&)> ways[] = {
+      {"mouse", [](auto& box) { QTest::mousePress(&box, Qt::LeftButton); }},
+      {"Alt+Down", [](auto& box) { QTest::keyClick(&box, Qt::Key_Down, Qt::AltModifier); }},
+      {"F4", [](auto& box) { QTest::keyClick(&box, Qt::Key_F4); }},
+  };
+  for (const auto& [name, open] : ways) {
+    SCOPED_TRACE(name);
+    const auto asked = gateway.ListRequests();
+    bas->PagerTypes.clear();
+    list.clear();
+    list.show();
+    const auto wired = QObject::connect(&list, &support::DropDownList::DropDown, &list, [this] { Open(); });
+    open(list);
+    EXPECT_TRUE(list.view()->isVisible());
+    list.hidePopup();
+    open(list);
+    list.hidePopup();
+    QObject::disconnect(wired);
+    EXPECT_EQ(Entries(), FromGateway);
+    EXPECT_EQ(list.currentIndex(), -1);
+    EXPECT_EQ(gateway.ListRequests(), asked + 1);
+  }
+}
+
+TEST_F(PagerTypesTest, OneRequestServesAllLists) {
+  Open();
+  EXPECT_EQ(Entries(), FromGateway);
+  list.clear();
+  Open();
+  EXPECT_EQ(Entries(), FromGateway);
+  list.clear();
+  support::FillPagerTypes(*bas, list);
+  EXPECT_EQ(Entries(), FromGateway);
+  EXPECT_EQ(gateway.ListRequests(), 1U);
+  bas->ReleaseAll();
+  EXPECT_TRUE(bas->PagerTypes.empty());
+}
+
+TEST_F(PagerTypesTest, TheReplyIsUtf8OrElseLatin1) {
+  const std::pair<const char*, Names> rows[] = {
+      {"0=Fun\xc3\xa9\r\n1=b=c\r\n2\r\n\r\nrest", {"Fun\xc3\xa9", "b=c", "2", ""}},
+      {"0=Fun\xe9\r\n", {"Fun\xc3\xa9"}},
+      {"\nno rows", {}},
+  };
+  for (const auto& [reply, names] : rows) {
+    SCOPED_TRACE(reply);
+    gateway.SetList(HttpServer::Reply(reply, "text/plain", "500 Odd"));
+    list.clear();
+    EXPECT_TRUE(support::LoadPagerTypes(*bas, &list));
+    EXPECT_EQ(Entries(), names);
+  }
+  EXPECT_TRUE(support::LoadPagerTypes(*bas, nullptr));
+}
+
+TEST_F(PagerTypesTest, WithoutAReplyTheUserIsToldAndTheNextOpeningAsksAgain) {
+  gateway.SetList(HttpServer::Reply(""));
+  ExpectFailure();
+  gateway.SetList({"", "", 0ms, HttpServer::End::Silence});
+  ExpectFailure(100ms);
+  EXPECT_EQ(gateway.ListRequests(), 2U);
+  gateway.SetList(HttpServer::Reply("0=back\r\n"));
+  Open();
+  EXPECT_EQ(Entries(), Names{"back"});
+
+  const RefusingPort refusing;
+  StartWith("http://127.0.0.1:" + std::to_string(refusing.Port()) + "/?");
+  ExpectFailure();
+}
+
+TEST_F(PagerTypesTest, WhileTheGatewayIsSilentTheUserWaits) {
+  gateway.SetList({"", "", 0ms, HttpServer::End::Silence});
+  list.show();
+  bool hourglass = false;
+  bool opened = false;
+  QObject::connect(&list, &support::DropDownList::DropDown, [&opened] { opened = true; });
+  QTimer::singleShot(50, &list, [&] {
+    hourglass = dialogs.hourglass;
+    QTest::mouseClick(&list, Qt::LeftButton);
+  });
+  ExpectFailure(300ms);
+  EXPECT_TRUE(hourglass);
+  EXPECT_FALSE(opened);
+}
+
+TEST_F(PagerTypesTest, AGatewayThatCannotBeToldApartStopsTheStart) {
+  EXPECT_THROW(StartWith("http://mode.example.com/?"), std::invalid_argument);
+  EXPECT_THROW(StartWith("pager.example.com/?"), std::invalid_argument);
+}
+
+TEST_F(PagerTypesTest, TheWheelTurnsOnlyAListWithTheFocus) {
+  Open();
+  list.setCurrentIndex(0);
+  list.show();
+  for (const bool focus : {false, true}) {
+    SCOPED_TRACE(focus);
+    if (focus) list.setFocus();
+    list.activateWindow();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return list.isActiveWindow(); }));
+    if (!focus) list.clearFocus();
+    QWheelEvent wheel({5, 5}, list.mapToGlobal(QPointF(5, 5)), {}, {0, -120}, Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&list, &wheel);
+    EXPECT_EQ(list.currentIndex(), focus ? 1 : 0);
+  }
+}
+
+}  // namespace
+}  // namespace norvane::tests
