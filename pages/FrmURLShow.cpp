@@ -1,0 +1,25 @@
+#include "pages/FrmURLShow.h"
+
+#include <QFontDatabase>
+
+#include "ui_FrmURLShow.h"
+
+namespace norvane::pages {
+
+FrmURLShow::FrmURLShow(QWidget* parent, const QString& url, const QString& text)
+    : QDialog(parent), m_ui(std::make_unique<Ui::FrmURLShow>()) {
+  m_ui->setupUi(this);
+  setAttribute(Qt::WA_DeleteOnClose);
+  setWindowTitle(QStringLiteral("URL=") + url);
+  m_ui->txtData->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+  m_ui->txtData->setPlainText(text);
+  connect(m_ui->cmdClose, &QPushButton::clicked, this, &FrmURLShow::cmdClose_Click);
+}
+
+FrmURLShow::~FrmURLShow() = default;
+
+void FrmURLShow::cmdClose_Click() {
+  close();
+}
+
+}  // namespace norvane::pages

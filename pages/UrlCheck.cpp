@@ -1,0 +1,113 @@
+#include "pages/UrlCheck.h"
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QLineEdit>
+#include <QRadioButton>
+
+#include "console/shared/MainBas.h"
+#include "console/shared/UserInput.h"
+#include "console/shared/Wire.h"
+#include "pages/FrmURLShow.h"
+#include "platform/Blanks.h"
+#include "platform/PageText.h"
+
+namespace norvane::pages {
+
+namespace {
+constexpr int LookMilliseconds = 50;
+constexpr int BlinkLooks = 10;
+constexpr QLatin1String CheckCaption("Check URL");
+constexpr QLatin1String CancelCaption("Cancel Check");
+constexpr QLatin1String WaitingText("Waiting for response...");
+}  // namespace
+
+UrlCheck::UrlCheck(console::shared::MainBas& bas, const UrlCheckControls& controls, Flag flag,
+                   std::chrono::milliseconds limit)
+    : m_bas(bas), m_controls(controls), m_flag(flag), m_limit(limit) {
+  m_look.setInterval(LookMilliseconds);
+  console::shared::Wire(m_bas, &m_look, &QTimer::timeout, this, &UrlCheck::Look);
+}
+
+UrlCheck::~UrlCheck() {
+  if (m_look.isActive()) m_bas.Doors.ShowHourglass(false);
+}
+
+void UrlCheck::Command1_Click() {
+  if (platform::Trimmed(m_controls.txtMonitorPoint.text().toStdString()).empty()) return;
+  m_controls.txtMonitorPoint.setEnabled(false);
+  if (m_controls.Command1.text() == CancelCaption) {
+    m_inet1.Cancel();
+    Finish();
+  } else {
+    Begin();
+  }
+}
+
+void UrlCheck::Begin() {
+  m_controls.lbl.show();
+  m_inet1.Fetch(m_controls.txtMonitorPoint.text().toStdString(), m_limit);
+  m_bas.Doors.ShowHourglass(true);
+  m_shut = std::make_unique<console::shared::InputShut>(&m_controls.Command1);
+  m_looks = 0;
+  m_look.start();
+}
+
+void UrlCheck::Look() {
+  if (!m_inet1.StillExecuting()) return Finish();
+  if (++m_looks == BlinkLooks) WaitForEnd();
+  if (m_looks % BlinkLooks == 0) Blink();
+}
+
+void UrlCheck::WaitForEnd() {
+  m_bas.Doors.ShowHourglass(false);
+  m_controls.Command1.setText(CancelCaption);
+}
+
+void UrlCheck::Blink() {
+  m_controls.lbl.setText(m_controls.lbl.text().isEmpty() ? WaitingText : QLatin1String());
+}
+
+/// Also a cancelled fetch has a result: what had come of the page by then.
+void UrlCheck::Finish() {
+  m_look.stop();
+  m_shut.reset();
+  m_bas.Doors.ShowHourglass(false);
+  m_controls.Command1.setText(CheckCaption);
+  const auto result = m_inet1.TakeResult();
+  if (const auto* failure = std::get_if<platform::HttpFailure>(&result)) {
+    ShowFailure(*failure);
+    return;
+  }
+  m_controls.lbl.hide();
+  ShowPage(std::get<platform::HttpReply>(result));
+}
+
+void UrlCheck::ShowFailure(const platform::HttpFailure& failure) {
+  Tell(failure.kind == platform::HttpFailure::Kind::TimedOut ? "connect to the URL timeout"
+                                                             : "Can not Check URL");
+  m_controls.lbl.hide();
+  m_controls.txtMonitorPoint.setEnabled(true);
+}
+
+void UrlCheck::ShowPage(const platform::HttpReply& reply) {
+  const auto text = platform::DecodePage(reply.body, reply.contentType);
+  if (text.empty()) {
+    Tell("return null, maybe invalid URL");
+    m_controls.txtMonitorPoint.setEnabled(true);
+    return;
+  }
+  if (m_flag == Flag::SelectBySize) m_controls.optFlag_0.setChecked(true);
+  if (m_controls.optFlag_0.isChecked())
+    m_controls.txtBySize.setText(QString::number(m_bas.Charset.SizeOf(text)));
+  auto* viewer =
+      new FrmURLShow(&m_controls.form, m_controls.txtMonitorPoint.text(), QString::fromStdString(text));
+  connect(viewer, &QDialog::finished, this, [this] { m_controls.txtMonitorPoint.setEnabled(true); });
+  viewer->show();
+}
+
+void UrlCheck::Tell(const std::string& text) {
+  m_bas.Doors.Show({.title = "Error", .text = text, .icon = console::shared::BoxIcon::Information});
+}
+
+}  // namespace norvane::pages

@@ -1,0 +1,247 @@
+#include "pages/UrlCheck.h"
+
+#include <gtest/gtest.h>
+
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+#include <optional>
+#include <set>
+
+#include "console/shared/MainBas.h"
+#include "pages/FrmURLShow.h"
+#include "tests/support/FakeDialogs.h"
+#include "tests/support/FakeEngine.h"
+#include "tests/support/Files.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/TempFolder.h"
+
+namespace norvane::tests {
+namespace {
+
+using namespace std::chrono_literals;
+using console::shared::Box;
+using console::shared::BoxIcon;
+using pages::UrlCheck;
+
+Box ErrorBox(const char* text) {
+  return {.title = "Error", .text = text, .icon = BoxIcon::Information};
+}
+
+/// A form with the controls of a check.
+class Form : public QDialog {
+ public:
+  Form(console::shared::MainBas& bas, UrlCheck::Flag flag, std::chrono::milliseconds limit)
+      : check(bas, {*this, txtMonitorPoint, Command1, lbl, optFlag_0, txtBySize}, flag, limit) {
+    lbl.hide();
+    txtBySize.move(0, 40);
+    optFlag_1.setChecked(true);
+    QObject::connect(&Command1, &QPushButton::clicked, &check, &UrlCheck::Command1_Click);
+    show();
+  }
+  /// "caption, field, label" as the user sees them.
+  [[nodiscard]] std::string State() const {
+    return Command1.text().toStdString() + (txtMonitorPoint.isEnabled() ? ", open, " : ", shut, ") +
+           (lbl.isHidden() ? "hidden" : lbl.text().toStdString());
+  }
+
+  QLineEdit txtMonitorPoint{this};
+  QLineEdit txtBySize{QStringLiteral("as it was"), this};
+  QPushButton Command1{QStringLiteral("Check URL"), this};
+  QLabel lbl{QStringLiteral("Wait for response ... ... "), this};
+  QRadioButton optFlag_0{this};
+  QRadioButton optFlag_1{this};
+  UrlCheck check;
+};
+
+class UrlCheckTest : public ::testing::Test {
+ protected:
+  void Open(const std::string& config = "", UrlCheck::Flag flag = UrlCheck::Flag::AsSelected,
+            std::chrono::milliseconds limit = 30s) {
+    form.reset();
+    WriteFile(folder.Path() + "/config.ini", config);
+    bas.emplace(engine, dialogs, folder.Path(), [] {});
+    form = std::make_unique<Form>(*bas, flag, limit);
+  }
+  void Check(const std::string& url) {
+    form->txtMonitorPoint.setText(QString::fromStdString(url));
+    QTest::mouseClick(&form->Command1, Qt::LeftButton);
+  }
+  /// Waits until the viewer opens.
+  [[nodiscard]] pages::FrmURLShow* Viewer() {
+    pages::FrmURLShow* viewer = nullptr;
+    EXPECT_TRUE(QTest::qWaitFor([&] { return (viewer = form->findChild<pages::FrmURLShow*>()) != nullptr; }));
+    return viewer;
+  }
+  void Close(pages::FrmURLShow* viewer) {
+    QTest::mouseClick(viewer->findChild<QPushButton*>(QStringLiteral("cmdClose")), Qt::LeftButton);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return form->findChild<pages::FrmURLShow*>() == nullptr; }));
+  }
+  [[nodiscard]] bool WaitForState(const std::string& state) {
+    return QTest::qWaitFor([&] { return form->State() == state; });
+  }
+
+  HttpServer server;
+  TempFolder folder;
+  FakeEngine engine;
+  FakeDialogs dialogs;
+  std::optional<console::shared::MainBas> bas;
+  std::unique_ptr<Form> form;
+};
+
+TEST_F(UrlCheckTest, ThePageIsShownAndItsSizeTaken) {
+  const char* Gbk = "[text]\ncharset=gbk\n";
+  const struct {
+    const char* name;
+    const char* config;
+    UrlCheck::Flag flag;
+    bool bySize;
+    HttpServer::Script script;
+    std::string shown;
+    std::string size;
+  } rows[] = {
+      {"by size", "", UrlCheck::Flag::AsSelected, true, HttpServer::Reply("abc"), "abc", "3"},
+      {"by string", "", UrlCheck::Flag::AsSelected, false, HttpServer::Reply("abc"), "abc", "as it was"},
+      {"by string, in the wizard", "", UrlCheck::Flag::SelectBySize, false, HttpServer::Reply("abc"), "abc",
+       "3"},
+      {"line ends", "", UrlCheck::Flag::AsSelected, true, HttpServer::Reply("a\r\nb\n"), "a\nb\n", "5"},
+      {"error page", "", UrlCheck::Flag::AsSelected, true,
+       HttpServer::Reply("<b>gone</b>", "text/html", "404 Not Found"), "<b>gone</b>", "11"},
+      {"double bytes", Gbk, UrlCheck::Flag::AsSelected, true,
+       HttpServer::Reply("\xd6\xd0\xb9\xfa", "text/html; charset=gbk"), "\xe4\xb8\xad\xe5\x9b\xbd", "4"},
+      {"double bytes, sent as UTF-8", Gbk, UrlCheck::Flag::AsSelected, true,
+       HttpServer::Reply("\xe4\xb8\xad\xe5\x9b\xbd!"), "\xe4\xb8\xad\xe5\x9b\xbd!", "5"},
+      {"no double bytes in this set", "", UrlCheck::Flag::AsSelected, true,
+       HttpServer::Reply("\xe4\xb8\xad\xe5\x9b\xbd"), "\xe4\xb8\xad\xe5\x9b\xbd", "2"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Open(row.config, row.flag);
+    form->optFlag_0.setChecked(row.bySize);
+    server.Set("/page", row.script);
+    Check(server.Url("/page"));
+    auto* viewer = Viewer();
+    ASSERT_NE(viewer, nullptr);
+    EXPECT_EQ(form->txtBySize.text().toStdString(), row.size);
+    EXPECT_EQ(form->optFlag_0.isChecked(), row.bySize || row.flag == UrlCheck::Flag::SelectBySize);
+    EXPECT_TRUE(viewer->isModal());
+    EXPECT_EQ(viewer->windowTitle().toStdString(), "URL=" + server.Url("/page"));
+    const auto& data = *viewer->findChild<QPlainTextEdit*>(QStringLiteral("txtData"));
+    EXPECT_EQ(data.toPlainText().toStdString(), row.shown);
+    EXPECT_TRUE(data.isReadOnly());
+    EXPECT_EQ(form->State(), "Check URL, shut, hidden");
+    EXPECT_FALSE(dialogs.hourglass);
+    Close(viewer);
+    EXPECT_EQ(form->State(), "Check URL, open, hidden");
+  }
+}
+
+TEST_F(UrlCheckTest, WhatCannotBeCheckedIsTold) {
+  const RefusingPort refusing;
+  server.Set("/silent", {"", "", 0ms, HttpServer::End::Silence});
+  server.Set("/empty", HttpServer::Reply(""));
+  const struct {
+    std::string url;
+    const char* text;
+  } rows[] = {
+      {server.Url("/silent"), "connect to the URL timeout"},
+      {server.Url("/empty"), "return null, maybe invalid URL"},
+      {"http://127.0.0.1:" + std::to_string(refusing.Port()), "Can not Check URL"},
+      {" " + server.Url("/empty"), "Can not Check URL"},
+      {"http://", "Can not Check URL"},
+      {"nonsense://x", "Can not Check URL"},
+  };
+  for (const auto limit : {300ms, 1000ms}) {  // before and while "Cancel Check" stands there
+    Open("", UrlCheck::Flag::SelectBySize, limit);
+    for (const auto& row : rows) {
+      SCOPED_TRACE(row.url);
+      dialogs.Announce();
+      Check(row.url);
+      EXPECT_TRUE(WaitForState("Check URL, open, hidden"));
+      EXPECT_EQ(dialogs.TakeBoxes(), std::vector<Box>{ErrorBox(row.text)});
+      EXPECT_FALSE(dialogs.hourglass);
+      EXPECT_EQ(form->txtBySize.text().toStdString(), "as it was");
+      EXPECT_TRUE(form->optFlag_1.isChecked());
+    }
+  }
+}
+
+TEST_F(UrlCheckTest, NothingHappensWithoutAUrl) {
+  Open();
+  for (const char* url : {"", "   "}) {
+    Check(url);
+    EXPECT_EQ(form->State(), "Check URL, open, hidden");
+    EXPECT_FALSE(dialogs.hourglass);
+  }
+}
+
+TEST_F(UrlCheckTest, WhileItRunsTheUserCanOnlyCancel) {
+  server.Set("/silent", {"", "", 0ms, HttpServer::End::Silence});
+  Open();
+  Check(server.Url("/silent"));
+  EXPECT_EQ(form->State(), "Check URL, shut, Wait for response ... ... ");
+  EXPECT_TRUE(dialogs.hourglass);
+  EXPECT_TRUE(WaitForState("Cancel Check, shut, "));
+  EXPECT_FALSE(dialogs.hourglass);
+  EXPECT_TRUE(WaitForState("Cancel Check, shut, Waiting for response..."));
+  EXPECT_TRUE(WaitForState("Cancel Check, shut, "));
+
+  QTest::mouseClick(&form->optFlag_0, Qt::LeftButton);
+  QTest::keyClicks(&form->txtBySize, QStringLiteral("lost"));
+  QTest::keyClick(&form->Command1, Qt::Key_Escape);
+  form->close();
+  EXPECT_TRUE(form->isVisible());
+  EXPECT_TRUE(form->optFlag_1.isChecked());
+  EXPECT_EQ(form->txtBySize.text().toStdString(), "as it was");
+
+  QDialog box(form.get());
+  QPushButton button(&box);
+  bool pressed = false;
+  QObject::connect(&button, &QPushButton::clicked, [&pressed] { pressed = true; });
+  box.setModal(true);
+  box.show();
+  QTest::mouseClick(&button, Qt::LeftButton);
+  EXPECT_TRUE(pressed);
+  box.hide();
+
+  dialogs.Announce();
+  QTest::mouseClick(&form->Command1, Qt::LeftButton);
+  EXPECT_EQ(dialogs.TakeBoxes(), std::vector<Box>{ErrorBox("return null, maybe invalid URL")});
+  EXPECT_EQ(form->State(), "Check URL, open, hidden");
+  QTest::keyClicks(&form->txtBySize, QStringLiteral("!"));
+  EXPECT_EQ(form->txtBySize.text().toStdString(), "as it was!");
+}
+
+TEST_F(UrlCheckTest, ACancelledCheckGoesOnWithWhatCame) {
+  server.Set("/part",
+             {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabcd", "", 0ms, HttpServer::End::Silence});
+  Open();
+  form->optFlag_0.setChecked(true);
+  Check(server.Url("/part"));
+  EXPECT_TRUE(WaitForState("Cancel Check, shut, "));
+  QTest::mouseClick(&form->Command1, Qt::LeftButton);
+  auto* viewer = Viewer();
+  ASSERT_NE(viewer, nullptr);
+  EXPECT_EQ(form->txtBySize.text().toStdString(), "4");
+  Close(viewer);
+}
+
+TEST_F(UrlCheckTest, AFormMayGoWhileItsCheckRunsOrItsViewerIsOpen) {
+  server.Set("/silent", {"", "", 0ms, HttpServer::End::Silence});
+  server.Set("/page", HttpServer::Reply("abc"));
+  Open();
+  Check(server.Url("/silent"));
+  form.reset();
+  EXPECT_FALSE(dialogs.hourglass);
+  Open();
+  Check(server.Url("/page"));
+  ASSERT_NE(Viewer(), nullptr);
+  form.reset();
+}
+
+}  // namespace
+}  // namespace norvane::tests
