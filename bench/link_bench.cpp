@@ -109,6 +109,30 @@ std::vector<double> WriteTimes(link::EngineClient& client) {
   return times;
 }
 
+/// Round trips of a question that no mirror answers.
+std::vector<double> QuestionTimes(link::EngineClient& client) {
+  const auto config = client.NewServiceConfig();
+  config->SetService(ce::ServiceName);
+  std::vector<double> times;
+  for (int i = 0; i < Calls; ++i)
+    times.push_back(Milliseconds([&] { static_cast<void>(config->GetValue(ce::service::LogFile)); }));
+  return times;
+}
+
+/// What is measured while another thread does its work without pause.
+std::vector<double> Meanwhile(const std::function<void()>& work,
+                              const std::function<std::vector<double>()>& measure) {
+  std::atomic<bool> done = false;
+  std::thread other([&] {
+    while (!done)
+      work();
+  });
+  auto times = measure();
+  done = true;
+  other.join();
+  return times;
+}
+
 void Measure(std::uint32_t count) {
   const tests::TempFolder folder;
   WriteDataFile(folder.Path(), count);
@@ -134,26 +158,40 @@ void Measure(std::uint32_t count) {
 
   OpenGate(client);
   const auto quiet = WriteTimes(client);
-  std::atomic<bool> done = false;
-  std::thread crowd([&] {
-    while (!done)
-      static_cast<void>(link::EngineClient(options).NewMonitorList()->Count());
-  });
-  const auto busy = WriteTimes(client);
-  done = true;
-  crowd.join();
-  std::printf("%8u %12.2f %12.2f %12.3f %10.3f %12.3f %10.3f %10.1f\n", count, Quantile(connects, 0.5),
-              Quantile(reads, 0.5), Quantile(quiet, 0.5), Quantile(quiet, 0.99), Quantile(busy, 0.5),
-              Quantile(busy, 0.99), engine.Memory());
+  const auto busy =
+      Meanwhile([&] { static_cast<void>(link::EngineClient(options).NewMonitorList()->Count()); },
+                [&] { return WriteTimes(client); });
+  const double memory = engine.Memory();
+  link::EngineClient keeper(options);
+  OpenGate(keeper);
+  const auto ref = keeper.NewServiceRef();
+  ref->SetMachine("localhost");
+  ref->SetClassId(ce::RootClassId);
+  const auto store = ce::ComponentOf<ce::ServiceStore>(*ref->GetRoot(), *ref);
+  const std::string copy = folder / "copy.dat", own = folder / "NorvaneEngine.dat";
+  const auto storing = Meanwhile(
+      [&] {
+        store->Save(copy);
+        store->Load(copy);
+        store->Load(own);
+      },
+      [&] { return QuestionTimes(client); });
+  std::printf("%8u %12.2f %12.2f %10.3f %8.3f %10.3f %8.3f %10.3f %8.3f %8.1f\n", count,
+              Quantile(connects, 0.5), Quantile(reads, 0.5), Quantile(quiet, 0.5), Quantile(quiet, 0.99),
+              Quantile(busy, 0.5), Quantile(busy, 0.99), Quantile(storing, 0.5), Quantile(storing, 0.99),
+              memory);
 }
 
 }  // namespace
 
 int main() {
-  std::printf("Times in ms (medians), memory in MB. \"busy\": while other consoles connect without pause.\n");
-  std::printf("%8s %12s %12s %12s %10s %12s %10s %10s\n", "monitors", "connect+fill", "read 2 each",
-              "write p50", "p99", "busy: p50", "p99", "memory");
-  std::printf("%8s %12d %12d %12s %10s %12s %10d %10d\n", "limit", 100, 50, "", "", "", 5, 64);
+  std::printf(
+      "Times in ms (medians), memory in MB. \"busy\": while other consoles connect without pause. "
+      "\"storing\":\n"
+      "questions while another console saves and loads all monitors without pause.\n");
+  std::printf("%8s %12s %12s %10s %8s %10s %8s %10s %8s %8s\n", "monitors", "connect+fill", "read 2 each",
+              "write p50", "p99", "busy: p50", "p99", "stor.: p50", "p99", "memory");
+  std::printf("%8s %12d %12d %10s %8s %10s %8d %10s %8d %8d\n", "limit", 100, 50, "", "", "", 5, "", 5, 64);
   for (const std::uint32_t count : {100u, 1000u, 10000u, 32767u})
     Measure(count);
   return 0;

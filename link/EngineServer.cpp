@@ -157,7 +157,12 @@ EngineServer::~EngineServer() noexcept {
 
 kj::Promise<void> EngineServer::WatchService() {
   return m_wake.whenBecomesReadable().then([this] {
-    m_service.OnWake();
+    // One result that could not be taken must not end the watching of all.
+    try {
+      m_service.OnWake();
+    } catch (const std::exception& error) {
+      m_options.log(std::string("a result was lost: ") + error.what());
+    }
     return WatchService();
   });
 }
