@@ -20,6 +20,7 @@ char Lower(char c) {
 
 bool IsIPv6(std::string_view text) {
   in6_addr bytes{};
+  if (text.find('\0') != std::string_view::npos) return false;  // it would end there for inet_pton
   return ::inet_pton(AF_INET6, std::string(text).c_str(), &bytes) == 1;
 }
 

@@ -58,5 +58,10 @@ TEST(ServerAddress, ReadsWhatUsersType) {
   }
 }
 
+TEST(ServerAddress, NothingHidesBehindAZero) {
+  for (const std::string_view text : {std::string_view("::1\0x", 5), std::string_view("[::1\0x]:25", 10)})
+    EXPECT_FALSE(ServerAddress::Parse(text, {"smtp", 25, "smtps", 465}));
+}
+
 }  // namespace
 }  // namespace norvane::engine
