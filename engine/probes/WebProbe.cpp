@@ -62,7 +62,6 @@ class WebProbe final : public Probe, private WebTransfers::Client {
   bool m_hasSecret = false;
   int m_redirects = 0;
   std::unique_ptr<Resolver::Query> m_query;
-  CurlList m_addresses;
   std::unique_ptr<WebTransfers::Handle> m_handle;
   curl_socket_t m_socket = CURL_SOCKET_BAD;  // the latest that libcurl opened
   std::string m_body;
@@ -140,15 +139,8 @@ void WebProbe::Fetch(const Resolver::Answer& answer) {
 }
 
 void WebProbe::SetOptions(const Resolver::Answer& answer) {
-  auto line = std::string(PeerName) + ":" + UrlPart(m_url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
-  char separator = ':';
-  for (const auto& address : answer.addresses) {
-    line += std::exchange(separator, ',');
-    line += address.find(':') == std::string::npos ? address : "[" + address + "]";
-  }
-  m_addresses.reset(curl_slist_append(nullptr, line.c_str()));
+  m_handle->SetAddresses(UrlPart(m_url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT), answer.addresses);
   CURL* curl = m_handle->Get();
-  curl_easy_setopt(curl, CURLOPT_RESOLVE, m_addresses.get());
   curl_easy_setopt(curl, CURLOPT_CURLU, m_url.get());
   curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, &WebProbe::TakeSocket);
   curl_easy_setopt(curl, CURLOPT_SOCKOPTDATA, this);

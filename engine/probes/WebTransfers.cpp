@@ -13,6 +13,10 @@ namespace {
 /// A few kilobytes each; making one costs a third of a check.
 constexpr std::size_t MaxIdle = 1024;
 
+/// libcurl looks for a connection that ends in the list of all that go to the same name and port, so that one
+/// name for all would make each check the dearer the more there are in flight.
+constexpr unsigned PeerNames = 256;
+
 CurlList List(const std::string& line) {
   return CurlList(curl_slist_append(nullptr, line.c_str()));
 }
@@ -23,7 +27,10 @@ CURLM* NewMulti() {
 }
 }  // namespace
 
-WebTransfers::Handle::Handle(const WebTransfers& owner) : m_curl(curl_easy_init()) {
+WebTransfers::Handle::Handle(const WebTransfers& owner, unsigned number)
+    : m_peer("peer" + std::to_string(number % PeerNames)),
+      m_connectTo(List("::" + m_peer + ":")),
+      m_curl(curl_easy_init()) {
   CURL* curl = m_curl.get();
   if (curl == nullptr) throw std::runtime_error("libcurl gives no handle");
   curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, m_error.data());
@@ -38,9 +45,9 @@ WebTransfers::Handle::Handle(const WebTransfers& owner) : m_curl(curl_easy_init(
   curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(MaxPageSize));
   curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, 1L);
   curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, 1L);
-  // The addresses are ours. The few entries of libcurl's cache, one a port, are overwritten by each transfer;
+  // The addresses are ours. Each transfer of a handle takes the entry of its last one out of libcurl's cache;
   // with a time to live they would be walked after each transfer.
-  curl_easy_setopt(curl, CURLOPT_CONNECT_TO, owner.m_connectTo.get());
+  curl_easy_setopt(curl, CURLOPT_CONNECT_TO, m_connectTo.get());
   curl_easy_setopt(curl, CURLOPT_DNS_CACHE_TIMEOUT, -1L);
   // A resumed session would hide that the certificate has expired meanwhile.
   curl_easy_setopt(curl, CURLOPT_SSL_SESSIONID_CACHE, 0L);
@@ -49,11 +56,23 @@ WebTransfers::Handle::Handle(const WebTransfers& owner) : m_curl(curl_easy_init(
   curl_easy_setopt(curl, CURLOPT_CAINFO, owner.m_caFile.c_str());
 }
 
+void WebTransfers::Handle::SetAddresses(const std::string& port, const std::vector<std::string>& addresses) {
+  const auto former = std::exchange(m_latest, m_peer + ":" + port);
+  m_addresses.reset(former.empty() ? nullptr : curl_slist_append(nullptr, ("-" + former).c_str()));
+  auto line = m_latest;
+  char separator = ':';
+  for (const auto& address : addresses) {
+    line += std::exchange(separator, ',');
+    line += address.find(':') == std::string::npos ? address : "[" + address + "]";
+  }
+  m_addresses.reset(curl_slist_append(m_addresses.release(), line.c_str()));
+  curl_easy_setopt(m_curl.get(), CURLOPT_RESOLVE, m_addresses.get());
+}
+
 WebTransfers::WebTransfers(EventLoop& loop, std::string caFile)
     : m_loop(loop),
       m_caFile(std::move(caFile)),
       m_headers(List("Connection: close")),
-      m_connectTo(List("::" + std::string(PeerName) + ":")),
       m_timer(loop, [this] { Act(CURL_SOCKET_TIMEOUT, 0); }),
       m_multi(NewMulti()) {
   if (!m_multi) throw std::runtime_error("libcurl cannot be set up");
@@ -66,7 +85,7 @@ WebTransfers::WebTransfers(EventLoop& loop, std::string caFile)
 WebTransfers::~WebTransfers() = default;
 
 std::unique_ptr<WebTransfers::Handle> WebTransfers::Take() {
-  if (m_idle.empty()) return std::make_unique<Handle>(*this);
+  if (m_idle.empty()) return std::make_unique<Handle>(*this, m_made++);
   auto handle = std::move(m_idle.back());
   m_idle.pop_back();
   return handle;

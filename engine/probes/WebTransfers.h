@@ -25,16 +25,24 @@ class WebTransfers : private Watcher {
   /// One request at a time. Everything that never changes between requests is set; the taker sets the rest.
   class Handle {
    public:
-    explicit Handle(const WebTransfers& owner);
+    /// Handles with the same number share a name within libcurl.
+    Handle(const WebTransfers& owner, unsigned number);
     [[nodiscard]] CURL* Get() const noexcept { return m_curl.get(); }
     /// libcurl's own words about the last failure; may be empty.
     [[nodiscard]] const char* Error() const noexcept { return m_error.data(); }
     void ClearError() noexcept { m_error[0] = '\0'; }
+    /// Where the next transfer connects to, whatever the host of its URL, which stays the one that the server
+    /// and its certificate are asked for.
+    void SetAddresses(const std::string& port, const std::vector<std::string>& addresses);
 
    private:
     struct Free {
       void operator()(CURL* curl) const noexcept { curl_easy_cleanup(curl); }
     };
+    std::string m_peer;    // the name under which libcurl is told the addresses
+    std::string m_latest;  // that name and the port of the last transfer
+    CurlList m_connectTo;
+    CurlList m_addresses;
     std::array<char, CURL_ERROR_SIZE> m_error{};  // before the handle, which writes into it to its end
     std::unique_ptr<CURL, Free> m_curl;
   };
@@ -63,14 +71,10 @@ class WebTransfers : private Watcher {
   EventLoop& m_loop;
   std::string m_caFile;
   CurlList m_headers;
-  CurlList m_connectTo;
   EventLoop::Timer m_timer;
+  unsigned m_made = 0;  // handles so far
   std::vector<std::unique_ptr<Handle>> m_idle;
   std::unique_ptr<CURLM, FreeMulti> m_multi;
 };
-
-/// The one name under which libcurl is told the addresses of whatever host a transfer goes to; the host that
-/// the server and its certificate are asked for stays that of the URL.
-inline constexpr const char* PeerName = "peer";
 
 }  // namespace norvane::engine
