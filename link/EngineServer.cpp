@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <optional>
 #include <system_error>
 
 #include "console/engine/MonitorKeys.h"
@@ -59,18 +60,38 @@ bool IsOwnUserOrRoot(uid_t peer) {
   return peer == ::geteuid() || peer == 0;
 }
 
+/// The session of a connection, closed at its end whoever else still refers to it.
+class EngineServer::HeldSession {
+ public:
+  HeldSession() = default;
+  ~HeldSession() noexcept {
+    if (m_session != nullptr) m_session->Close();
+  }
+  HeldSession(const HeldSession&) = delete;
+  HeldSession& operator=(const HeldSession&) = delete;
+
+  [[nodiscard]] bool Stands() const { return m_session != nullptr; }
+  wire::Session::Client Hold(kj::Own<Session> session) {
+    m_session = session.get();
+    return m_client.emplace(kj::mv(session));
+  }
+
+ private:
+  Session* m_session = nullptr;
+  std::optional<wire::Session::Client> m_client;  // keeps it
+};
+
 class EngineServer::Greeter final : public wire::Greeter::Server {
  public:
-  Greeter(EngineServer& server, bool& greeted, kj::PromiseFulfiller<void>& failed)
-      : m_server(server), m_greeted(greeted), m_failed(failed) {}
+  Greeter(EngineServer& server, HeldSession& session, kj::PromiseFulfiller<void>& failed)
+      : m_server(server), m_session(session), m_failed(failed) {}
 
   kj::Promise<void> hello(HelloContext context) override {
-    KJ_REQUIRE(!m_greeted, "a second hello");
+    KJ_REQUIRE(!m_session.Stands(), "a second hello");
     auto greeting = context.getResults().initGreeting();
     greeting.setVersion(wire::PROTOCOL_VERSION);
     const auto version = context.getParams().getVersion();
     if (version == wire::PROTOCOL_VERSION) {
-      m_greeted = true;
       Introduce(greeting.initEngine());
     } else {
       greeting.setRefusal(ToText("the engine speaks protocol " + std::to_string(wire::PROTOCOL_VERSION) +
@@ -82,7 +103,8 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
 
  private:
   void Introduce(wire::EngineInfo::Builder engine) {
-    engine.setSession(kj::heap<Session>(m_server.m_service, m_server.m_options.onShutdown, m_failed));
+    engine.setSession(
+        m_session.Hold(kj::heap<Session>(m_server.m_service, m_server.m_options.onShutdown, m_failed)));
     engine.setInstance(ToText(m_server.m_service.Instance()));
     engine.setVersion(NORVANE_VERSION);
     engine.setProcessId(static_cast<std::uint32_t>(::getpid()));
@@ -93,7 +115,7 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
   }
 
   EngineServer& m_server;
-  bool& m_greeted;
+  HeldSession& m_session;
   kj::PromiseFulfiller<void>& m_failed;
 };
 
@@ -110,7 +132,7 @@ class EngineServer::Connection {
     auto handshake = m_server.m_io.provider->getTimer()
                          .afterDelay(m_server.m_options.handshake.count() * kj::MILLISECONDS)
                          .then([this]() -> kj::Promise<void> {
-                           if (m_greeted) return kj::NEVER_DONE;
+                           if (m_session.Stands()) return kj::NEVER_DONE;
                            return KJ_EXCEPTION(FAILED, "a console did not say hello in time");
                          });
     return m_network.onDisconnect().exclusiveJoin(kj::mv(m_failed)).exclusiveJoin(kj::mv(handshake));
@@ -123,15 +145,15 @@ class EngineServer::Connection {
         m_fail(kj::mv(failed.fulfiller)),
         m_stream(kj::mv(stream)),
         m_network(m_stream, capnp::rpc::twoparty::Side::SERVER, ReaderLimit(MaxMessageToEngine)),
-        m_rpc(capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_greeted, *m_fail))) {
+        m_rpc(capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_session, *m_fail))) {
     m_rpc.setFlowLimit(MaxWordsInFlight);
     ++m_server.m_connections;
   }
 
   EngineServer& m_server;
-  bool m_greeted = false;
+  HeldSession m_session;
   kj::Promise<void> m_failed;
-  kj::Own<kj::PromiseFulfiller<void>> m_fail;  // used by the session, which ends with m_rpc
+  kj::Own<kj::PromiseFulfiller<void>> m_fail;  // used by the session until it is closed
   PacedStream m_stream;
   capnp::TwoPartyVatNetwork m_network;
   capnp::RpcSystem<capnp::rpc::twoparty::VatId> m_rpc;

@@ -43,6 +43,7 @@ class EngineServer final : private kj::TaskSet::ErrorHandler {
  private:
   class Connection;
   class Greeter;
+  class HeldSession;
 
   kj::Promise<void> WatchService();
   kj::Promise<void> Accept();

@@ -12,12 +12,20 @@ using console::engine::EngineErrorCode;
 
 Session::Session(engine::Service& service, std::function<void()> onShutdown,
                  kj::PromiseFulfiller<void>& failed)
-    : m_service(service), m_onShutdown(std::move(onShutdown)), m_failed(failed), m_tasks(*this) {
+    : m_service(service),
+      m_onShutdown(std::move(onShutdown)),
+      m_failed(failed),
+      m_tasks(kj::heap<kj::TaskSet>(static_cast<kj::TaskSet::ErrorHandler&>(*this))) {
   m_service.AddObserver(*this);
 }
 
 Session::~Session() noexcept {
   m_service.RemoveObserver(*this);
+}
+
+void Session::Close() {
+  m_tasks = nullptr;
+  m_mirror = nullptr;
 }
 
 // How a call becomes an answer
@@ -175,6 +183,7 @@ kj::Promise<void> Session::shutdown(ShutdownContext context) {
 // The mirror
 
 kj::Promise<void> Session::follow(FollowContext context) {
+  KJ_REQUIRE(m_tasks.get() != nullptr, "the connection has ended");
   KJ_REQUIRE(m_mirror == nullptr, "the session has a mirror already");
   m_mirror = context.getParams().getMirror();
   TableChanged();
@@ -185,7 +194,7 @@ void Session::TableChanged() {
   if (m_mirror == nullptr || m_feeding) return;
   m_feeding = true;
   // Later, so that one run of changes becomes one batch.
-  m_tasks.add(kj::evalLater([this] { return Feed(); }));
+  m_tasks->add(kj::evalLater([this] { return Feed(); }));
 }
 
 /// One batch after the other until nothing is left; the next goes out when the console has answered the last.

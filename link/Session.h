@@ -15,10 +15,13 @@ class Session final : public wire::Session::Server,
                       private engine::TableObserver,
                       private kj::TaskSet::ErrorHandler {
  public:
-  /// `failed` gets the error if the mirror cannot be fed any more; the session is of no use then. Outlives
-  /// the session.
+  /// `failed` gets the error if the mirror cannot be fed any more; the session is of no use then. Not used
+  /// after `Close`.
   Session(engine::Service& service, std::function<void()> onShutdown, kj::PromiseFulfiller<void>& failed);
   ~Session() noexcept;
+  /// At the end of the connection: lets go of the mirror, which a console may have made of the session
+  /// itself, so that neither would ever end.
+  void Close();
 
   kj::Promise<void> follow(FollowContext context) override;
   kj::Promise<void> openGate(OpenGateContext context) override;
@@ -63,7 +66,7 @@ class Session final : public wire::Session::Server,
   kj::Maybe<wire::Mirror::Client> m_mirror;
   ChangeFeed m_feed;
   bool m_feeding = false;
-  kj::TaskSet m_tasks;
+  kj::Own<kj::TaskSet> m_tasks;  ///< null once it is closed
 };
 
 }  // namespace norvane::link
