@@ -27,4 +27,18 @@ inline engine::datafile::Row RowOf(std::uint32_t number, const std::string& para
           std::make_shared<const engine::Attributes>(attributes)};
 }
 
+/// A started web monitor that does nothing but check and log.
+inline engine::datafile::Row WatchedPage(std::uint32_t number, const std::string& url,
+                                         const std::string& successFlag, const std::string& interval) {
+  namespace keys = console::engine::keys;
+  engine::Attributes attributes = engine::NewMonitorAttributes();
+  attributes.Set(keys::Parameter, url);
+  attributes.Set(keys::SuccessFlag, successFlag);
+  attributes.Set(keys::Interval, interval);
+  attributes.Set(keys::Status, std::string(console::engine::StatusEnable));
+  attributes.Set(keys::Result, std::string(console::engine::ResultOk));
+  return {number, "WebMonitor Of page " + std::to_string(number),
+          std::make_shared<const engine::Attributes>(attributes)};
+}
+
 }  // namespace norvane::bench

@@ -2,19 +2,13 @@
 // filling the mirror, reading it, a write while other consoles connect; and the engine's memory. All monitors
 // are stopped. Run: build/release/bench/link_bench
 
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <thread>
 #include <vector>
 
+#include "bench/EngineProcess.h"
+#include "bench/Measure.h"
 #include "bench/SampleMonitors.h"
 #include "link/EngineClient.h"
 #include "tests/support/TempFolder.h"
@@ -22,64 +16,18 @@
 namespace {
 
 using namespace norvane;
-namespace fs = std::filesystem;
+using bench::Milliseconds;
+using bench::Quantile;
 namespace ce = console::engine;
-using Clock = std::chrono::steady_clock;
 
 constexpr int Runs = 9;
 constexpr int Calls = 2000;
 
-double Milliseconds(const std::function<void()>& action) {
-  const auto start = Clock::now();
-  action();
-  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double Quantile(std::vector<double> times, double part) {
-  std::sort(times.begin(), times.end());
-  return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1))];
-}
-
-/// `norvane-engine` of the same build, on a folder of its own.
-class Engine {
- public:
-  explicit Engine(const std::string& folder) {
-    const auto program =
-        (fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin/norvane-engine").string();
-    std::string option = "--folder", value = folder, name = program;
-    char* arguments[] = {name.data(), option.data(), value.data(), nullptr};
-    if (::posix_spawn(&m_process, program.c_str(), nullptr, nullptr, arguments, environ) != 0)
-      throw std::runtime_error("cannot start " + program);
-  }
-  ~Engine() {
-    ::kill(m_process, SIGTERM);
-    ::waitpid(m_process, nullptr, 0);
-  }
-  Engine(const Engine&) = delete;
-  Engine& operator=(const Engine&) = delete;
-
-  /// Resident memory in MB.
-  [[nodiscard]] double Memory() const {
-    std::ifstream status("/proc/" + std::to_string(m_process) + "/status");
-    std::string word;
-    while (status >> word)
-      if (word == "VmRSS:") break;
-    double kilobytes = 0;
-    status >> kilobytes;
-    return kilobytes / 1024;
-  }
-
- private:
-  pid_t m_process = 0;
-};
-
-void WriteDataFile(const std::string& folder, std::uint32_t count) {
-  engine::datafile::Changes all;
+std::vector<engine::datafile::Row> StoppedMonitors(std::uint32_t count) {
+  std::vector<engine::datafile::Row> rows;
   for (std::uint32_t i = 1; i <= count; ++i)
-    all.rows.push_back(bench::RowOf(i, "http://www.example.com/" + std::to_string(i), ce::StatusDisable));
-  all.total = count;
-  std::string keptAs;
-  static_cast<void>(engine::datafile::Save(folder + "/NorvaneEngine.dat", all, keptAs));
+    rows.push_back(bench::RowOf(i, "http://www.example.com/" + std::to_string(i), ce::StatusDisable));
+  return rows;
 }
 
 /// What the status poll reads of every row.
@@ -92,12 +40,6 @@ std::size_t ReadTwoOfEach(link::EngineClient& client) {
     bytes += item->GetAttr(ce::keys::Status).size() + item->GetAttr(ce::keys::Result).size();
   }
   return bytes;
-}
-
-void OpenGate(link::EngineClient& client) {
-  const auto config = client.NewServiceConfig();
-  config->SetService(ce::ServiceName);
-  client.NewControlGate()->Open(config->GetValue(ce::service::ControlPass));
 }
 
 /// Round trips of a write.
@@ -135,11 +77,9 @@ std::vector<double> Meanwhile(const std::function<void()>& work,
 
 void Measure(std::uint32_t count) {
   const tests::TempFolder folder;
-  WriteDataFile(folder.Path(), count);
-  const Engine engine(folder.Path());
-  link::LinkOptions options;
-  options.folder = folder.Path();
-  options.startEngine = [] {};  // it is on its way
+  bench::WriteDataFile(folder.Path(), StoppedMonitors(count));
+  const bench::EngineProcess engine(folder.Path());
+  const auto options = bench::ConsoleOptions(folder.Path());
   link::EngineClient client(options);
   if (client.NewMonitorList()->Count() != static_cast<int>(count))
     throw std::runtime_error("monitors are missing");
@@ -156,7 +96,7 @@ void Measure(std::uint32_t count) {
         throw std::runtime_error("wrong values");
     }));
 
-  OpenGate(client);
+  bench::OpenGate(client);
   const auto quiet = WriteTimes(client);
   const auto busy =
       Meanwhile([&] { static_cast<void>(link::EngineClient(options).NewMonitorList()->Count()); },

@@ -1,0 +1,153 @@
+#include "bench/CostSections.h"
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "bench/BareMailLoop.h"
+#include "bench/BareWebLoop.h"
+#include "bench/CheckerRun.h"
+#include "console/engine/MonitorKeys.h"
+
+namespace norvane::bench {
+
+namespace keys = console::engine::keys;
+
+namespace {
+
+constexpr int Rounds = 3;
+constexpr int SlowPerSecond = 200;
+constexpr int SlowSeconds = 4;
+constexpr double MostToBare = 1.3;
+constexpr double MostMillisecondsSecure = 1;
+/// At few checks a second the machine wakes for each.
+constexpr double SlowFactor = 2;
+
+engine::Attributes WebMonitor(const std::string& url, const std::string& wanted) {
+  auto attributes = engine::NewMonitorAttributes();
+  attributes.Set(keys::Parameter, url);
+  attributes.Set(keys::SuccessFlag, "STR:" + wanted);
+  return attributes;
+}
+
+engine::Attributes Pop3Monitor(int port) {
+  auto attributes = engine::NewMonitorAttributes();
+  attributes.Set(keys::Parameter, "127.0.0.1:" + std::to_string(port));
+  attributes.Set(keys::PopAccount, Account);
+  attributes.Set(keys::PopPass, Password);
+  return attributes;
+}
+
+engine::Attributes SmtpMonitor(int port) {
+  auto attributes = engine::NewMonitorAttributes();
+  attributes.Set(keys::Parameter, "127.0.0.1:" + std::to_string(port));
+  attributes.Set(keys::From, "norvane@example.com");
+  attributes.Set(keys::To, "operator@example.com");
+  return attributes;
+}
+
+MailDialogue Pop3Dialogue(int port) {
+  return {port,
+          "+",
+          {"CAPA\r\n", "USER " + std::string(Account) + "\r\n", "PASS " + std::string(Password) + "\r\n",
+           "STAT\r\n", "QUIT\r\n"}};
+}
+
+/// With a text as long as that of a check's mail.
+MailDialogue SmtpDialogue(int port) {
+  constexpr std::size_t TextSize = 700;
+  return {
+      port,
+      "23",
+      {"EHLO [127.0.0.1]\r\n", "MAIL FROM:<norvane@example.com>\r\n", "RCPT TO:<operator@example.com>\r\n",
+       "DATA\r\n", "Subject: check\r\n\r\n" + std::string(TextSize, 'x') + "\r\n.\r\n", "QUIT\r\n"}};
+}
+
+/// The checker at full speed and at a low one, behind the bare loop that it is measured by, if there is one.
+struct Comparison {
+  std::string name;
+  int checks = 0;  // at full speed
+  std::function<int(int)> bare;
+  std::unique_ptr<CheckerRun> checker;
+};
+
+std::vector<CostRow> RowsOf(const Comparison& comparison) {
+  std::vector<CostRow> rows;
+  auto& checker = *comparison.checker;
+  const int checks = comparison.checks;
+  if (comparison.bare) rows.push_back({"bare loop", checks, [&, checks] { return comparison.bare(checks); }});
+  rows.push_back({"checker", checks, [&, checks] { return checker.OnDemand(checks); }});
+  rows.push_back({"checker, 200 a second", SlowPerSecond * SlowSeconds,
+                  [&] { return checker.Scheduled(SlowPerSecond, SlowSeconds); }});
+  return rows;
+}
+
+void Report(FigureTable& table, const Comparison& comparison) {
+  auto rows = RowsOf(comparison);
+  MeasureInTurns(rows, Rounds);
+  if (!comparison.bare) {
+    table.Add(comparison.name, rows[0].best.Each() / 1000, "ms", MostMillisecondsSecure);
+    table.Add(comparison.name + ", 200 a second", rows[1].best.Each() / 1000, "ms",
+              SlowFactor * MostMillisecondsSecure);
+    return;
+  }
+  const double bare = rows[0].best.Each();
+  table.Add(comparison.name + ": bare loop", bare, "us");
+  table.Add(comparison.name + ": checker", rows[1].best.Each(), "us");
+  table.Add(comparison.name + ": checker to bare loop", rows[1].best.Each() / bare, "", MostToBare);
+  table.Add(comparison.name + ": checker, 200 a second", rows[2].best.Each(), "us",
+            SlowFactor * MostToBare * bare);
+}
+
+}  // namespace
+
+void CostOfChecks(FigureTable& table, const CheckedServers& servers) {
+  table.Section("CPU per check, the best of 3");
+  BareWebLoop web(servers.url, servers.wanted);
+  BareMailLoop pop3(Pop3Dialogue(servers.pop3));
+  BareMailLoop smtp(SmtpDialogue(servers.smtp));
+  engine::CheckerOptions secure;
+  secure.caFile = servers.caFile;
+  const auto runOf = [](const char* name, const engine::Attributes& attributes,
+                        const engine::CheckerOptions& options = {}) {
+    return std::make_unique<CheckerRun>(name, attributes, options);
+  };
+  Report(table, {"web, 4 KB page", 20000, [&](int checks) { return web.Run(checks); },
+                 runOf("WebMonitor Of bench", WebMonitor(servers.url, servers.wanted))});
+  Report(table, {"POP3 logon", 5000, [&](int checks) { return pop3.Run(checks); },
+                 runOf("Pop3Monitor Of bench", Pop3Monitor(servers.pop3))});
+  Report(table, {"SMTP mail", 5000, [&](int checks) { return smtp.Run(checks); },
+                 runOf("SmtpMonitor Of bench", SmtpMonitor(servers.smtp))});
+  Report(table, {"web by HTTPS, verified",
+                 2000,
+                 {},
+                 runOf("WebMonitor Of bench", WebMonitor(servers.secureUrl, servers.wanted), secure)});
+}
+
+void LateQuits(FigureTable& table, const CheckedServers& servers) {
+  constexpr int AtOnce = 64;
+  constexpr double QuitMilliseconds = 200;
+  table.Section("64 mail checks at once, QUIT answered after 200 ms");
+  platform::EventFd event;
+  engine::Checker checker({}, event);
+  const auto pop3 = std::make_shared<const engine::Attributes>(Pop3Monitor(servers.slowPop3));
+  const auto smtp = std::make_shared<const engine::Attributes>(SmtpMonitor(servers.slowSmtp));
+  std::vector<double> times;
+  int bad = 0;
+  const auto wall = Milliseconds([&] {
+    for (std::uint64_t i = 1; i <= AtOnce; ++i)
+      checker.CheckOnce(i % 2 == 0 ? engine::CheckTarget{i, "Pop3Monitor Of late", pop3}
+                                   : engine::CheckTarget{i, "SmtpMonitor Of late", smtp},
+                        i);
+    while (times.size() < AtOnce)
+      for (const auto& report : AwaitReports(checker, event)) {
+        bad += !report.result.good;
+        times.push_back(static_cast<double>(report.result.duration.count()));
+      }
+  });
+  table.Add("checks that were not good", bad, "", 0);
+  table.Add("the slowest check", Quantile(times, 1), "ms", QuitMilliseconds);
+  table.Add("all of them", wall, "ms", QuitMilliseconds);
+}
+
+}  // namespace norvane::bench

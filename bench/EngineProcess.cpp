@@ -1,0 +1,77 @@
+#include "bench/EngineProcess.h"
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "console/engine/MonitorKeys.h"
+
+namespace norvane::bench {
+
+namespace fs = std::filesystem;
+namespace ce = console::engine;
+
+void WriteDataFile(const std::string& folder, std::vector<engine::datafile::Row> rows) {
+  engine::datafile::Changes all;
+  all.rows = std::move(rows);
+  all.total = all.rows.size();
+  std::string keptAs;
+  if (!engine::datafile::Save(folder + "/NorvaneEngine.dat", all, keptAs))
+    throw std::runtime_error("no data file");
+}
+
+EngineProcess::EngineProcess(const std::string& folder) {
+  std::string program =
+      (fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin/norvane-engine").string();
+  std::string option = "--folder", value = folder;
+  std::array<char*, 4> arguments{program.data(), option.data(), value.data(), nullptr};
+  if (::posix_spawn(&m_process, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0)
+    throw std::runtime_error("cannot start " + program);
+}
+
+void EngineProcess::End() {
+  if (m_process == 0) return;
+  ::kill(m_process, SIGTERM);
+  ::waitpid(m_process, nullptr, 0);
+  m_process = 0;
+}
+
+double EngineProcess::Memory() const {
+  std::ifstream status("/proc/" + std::to_string(m_process) + "/status");
+  std::string word;
+  while (status >> word)
+    if (word == "VmRSS:") break;
+  double kilobytes = 0;
+  status >> kilobytes;
+  return kilobytes / 1024;
+}
+
+double EngineProcess::CpuSeconds() const {
+  clockid_t clock{};
+  timespec time{};
+  if (::clock_getcpuclockid(m_process, &clock) != 0 || ::clock_gettime(clock, &time) != 0)
+    throw std::runtime_error("the engine has ended");
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+link::LinkOptions ConsoleOptions(const std::string& folder) {
+  link::LinkOptions options;
+  options.folder = folder;
+  options.startEngine = [] {};  // it is on its way
+  return options;
+}
+
+void OpenGate(link::EngineClient& client) {
+  const auto config = client.NewServiceConfig();
+  config->SetService(ce::ServiceName);
+  client.NewControlGate()->Open(config->GetValue(ce::service::ControlPass));
+}
+
+}  // namespace norvane::bench

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "engine/DataFile.h"
+#include "link/EngineClient.h"
+
+namespace norvane::bench {
+
+/// Puts a data file with these monitors into the application folder.
+void WriteDataFile(const std::string& folder, std::vector<engine::datafile::Row> rows);
+
+/// `norvane-engine` of the same build, on a folder of its own.
+class EngineProcess {
+ public:
+  explicit EngineProcess(const std::string& folder);
+  ~EngineProcess() { End(); }
+  EngineProcess(const EngineProcess&) = delete;
+  EngineProcess& operator=(const EngineProcess&) = delete;
+
+  /// Waits until the engine has written everything and is gone.
+  void End();
+  /// Resident memory in MB.
+  [[nodiscard]] double Memory() const;
+  /// CPU seconds of all its threads so far.
+  [[nodiscard]] double CpuSeconds() const;
+
+ private:
+  pid_t m_process = 0;
+};
+
+/// How a console reaches an engine that is on its way.
+[[nodiscard]] link::LinkOptions ConsoleOptions(const std::string& folder);
+void OpenGate(link::EngineClient& client);
+
+}  // namespace norvane::bench

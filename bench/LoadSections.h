@@ -1,0 +1,20 @@
+#pragma once
+
+#include "bench/FigureTable.h"
+#include "bench/PageServer.h"
+
+/// Figures of the whole engine: the real program with a data file of its own, its own logs and a console.
+namespace norvane::bench {
+
+/// Where its web monitors find their page, and when the server saw them.
+struct LoadPage {
+  std::string url;     ///< to which a monitor's number is added, or "hung"
+  std::string wanted;  ///< stands in the page
+  Arrivals& arrivals;
+};
+
+void FullLoad(FigureTable& table, const LoadPage& page);
+void HungTargets(FigureTable& table, const LoadPage& page);
+void Growth(FigureTable& table, const LoadPage& page);
+
+}  // namespace norvane::bench

@@ -1,0 +1,113 @@
+// The engine under load: every figure that it is to keep, with its limit. The servers run in processes of
+// their own on loopback ports, and their CPU time is not counted; but they need some, so that the figures
+// hold on a machine with two cores and nothing else to do.
+//
+// Run: build/release/bench/engine_bench [full] [cost] [quit] [hung] [growth]; without a name all of them,
+// which takes about four minutes. Ends with 1 if a limit was missed.
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <functional>
+
+#include "bench/CostSections.h"
+#include "bench/LoadSections.h"
+#include "bench/ServerProcess.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/MailServers.h"
+#include "tests/support/TempFolder.h"
+
+namespace norvane::bench {
+namespace {
+
+constexpr std::chrono::milliseconds LateQuit{200};
+const std::string Wanted = "Welcome to our shop";
+const std::string Page = std::string(4096 - Wanted.size(), 'x') + Wanted;
+
+std::shared_ptr<void> StartSecure(const tests::CertificateAuthority& authority, int& port) {
+  tests::HttpServer::Options options;
+  options.tls = authority.Issue("127.0.0.1");
+  auto server = std::make_shared<tests::HttpServer>(options);
+  server->ForgetRequests();
+  server->Set("/", tests::HttpServer::Reply(Page));
+  port = server->Port();
+  return server;
+}
+
+std::shared_ptr<void> StartPop3(int& port, std::chrono::milliseconds quit = {}) {
+  auto server = std::make_shared<tests::Pop3Server>();
+  server->SetAccount(Account, {Password, 1});
+  if (quit.count() > 0) server->Set("QUIT", {"+OK bye\r\n", tests::MailAnswer::End::Close, {}, quit});
+  port = server->Port();
+  return server;
+}
+
+std::shared_ptr<void> StartSmtp(int& port, std::chrono::milliseconds quit = {}) {
+  auto server = std::make_shared<tests::SmtpServer>();
+  if (quit.count() > 0) server->Set("QUIT", {"221 bye\r\n", tests::MailAnswer::End::Close, {}, quit});
+  port = server->Port();
+  return server;
+}
+
+/// All servers; made before this process has a thread.
+struct Servers {
+  tests::TempFolder folder;
+  tests::CertificateAuthority authority;
+  std::string caFile = authority.WriteTo(folder / "ca.pem");
+  Arrivals arrivals;
+  ServerProcess page{[this](int& port) {
+    auto server = std::make_shared<PageServer>(Page, arrivals);
+    port = server->Port();
+    return server;
+  }};
+  ServerProcess secure{[this](int& port) { return StartSecure(authority, port); }};
+  ServerProcess pop3{[](int& port) { return StartPop3(port); }};
+  ServerProcess smtp{[](int& port) { return StartSmtp(port); }};
+  ServerProcess slowPop3{[](int& port) { return StartPop3(port, LateQuit); }};
+  ServerProcess slowSmtp{[](int& port) { return StartSmtp(port, LateQuit); }};
+};
+
+int Main(const std::vector<std::string>& wishes) {
+  Servers servers;
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  const auto url = "http://" + servers.page.Address() + "/";
+  const LoadPage page{url, Wanted, servers.arrivals};
+  const CheckedServers checked{url,
+                               "https://" + servers.secure.Address() + "/",
+                               Wanted,
+                               servers.caFile,
+                               servers.pop3.Port(),
+                               servers.smtp.Port(),
+                               servers.slowPop3.Port(),
+                               servers.slowSmtp.Port()};
+  FigureTable table;
+  const std::pair<const char*, std::function<void()>> sections[] = {
+      {"full", [&] { FullLoad(table, page); }},     {"cost", [&] { CostOfChecks(table, checked); }},
+      {"quit", [&] { LateQuits(table, checked); }}, {"hung", [&] { HungTargets(table, page); }},
+      {"growth", [&] { Growth(table, page); }},
+  };
+  const auto isSection = [&](const std::string& wish) {
+    return std::any_of(std::begin(sections), std::end(sections),
+                       [&](const auto& section) { return wish == section.first; });
+  };
+  if (!std::all_of(wishes.begin(), wishes.end(), isSection))
+    throw std::runtime_error("the sections are full, cost, quit, hung and growth");
+  for (const auto& [name, run] : sections)
+    if (wishes.empty() || std::find(wishes.begin(), wishes.end(), name) != wishes.end()) run();
+  std::printf("\n%d limits missed\n", table.Missed());
+  return table.Missed() == 0 ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace norvane::bench
+
+int main(int argc, char** argv) {
+  try {
+    return norvane::bench::Main({argv + 1, argv + argc});
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "engine_bench: %s\n", error.what());
+    return 2;
+  }
+}
