@@ -56,8 +56,8 @@ bool TakeHost(std::string_view& text, ServerAddress& address) {
   const auto end = bracketed ? text.find(']') : text.find(':');
   if (bracketed && end == std::string_view::npos) return false;
   const auto host = bracketed ? text.substr(1, end - 1) : text.substr(0, end);
-  if (bracketed ? !IsIPv6(host) : !IsName(host)) return false;
   address.host = host.ends_with('.') ? host.substr(0, host.size() - 1) : host;
+  if (bracketed ? !IsIPv6(host) : !IsName(address.host)) return false;
   text.remove_prefix(bracketed ? end + 1 : host.size());
   return true;
 }

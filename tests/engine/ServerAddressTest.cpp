@@ -29,6 +29,7 @@ TEST(ServerAddress, ReadsWhatUsersType) {
       {"", ""},
       {"   ", ""},
       {":25", ""},
+      {".", ""},
       {"mail.test:", ""},
       {"mail.test:0", ""},
       {"mail.test:65536", ""},
