@@ -219,7 +219,7 @@ std::optional<std::string_view> LineDialogue::TakeLine() {
 bool LineDialogue::Receive() {
   if (!m_failure.empty()) return false;
   std::array<char, MaxLine> buffer;
-  ERR_clear_error();
+  if (m_ssl) ERR_clear_error();
   const auto got = m_ssl ? SSL_read(m_ssl.get(), buffer.data(), buffer.size())
                          : static_cast<int>(::recv(m_socket.Get(), buffer.data(), buffer.size(), 0));
   if (got <= 0) {
@@ -258,7 +258,7 @@ void LineDialogue::Send(std::string_view text) {
 
 void LineDialogue::Flush() {
   while (!m_out.empty()) {
-    ERR_clear_error();
+    if (m_ssl) ERR_clear_error();
     const auto sent =
         m_ssl ? SSL_write(m_ssl.get(), m_out.data(), static_cast<int>(m_out.size()))
               : static_cast<int>(::send(m_socket.Get(), m_out.data(), m_out.size(), MSG_NOSIGNAL));
