@@ -80,7 +80,7 @@ TEST_F(CommandsTest, StartAndStopWriteTheStatusAndRefresh) {
     (void)engine.TakeCalls();
     row.act();
     const std::string name = R"(("WebMonitor Of a"))";
-    EXPECT_EQ(engine.TakeCalls(),
+    EXPECT_EQ(TakeConsoleCalls(),
               (Calls{"SetMonitorName" + name, "Resolve" + name, "GetMonitor",
                      std::string("SetAttr(\"Status\", \"") + row.status + "\")", "SetMonitorName" + name,
                      "Resolve" + name, "GetMonitor", "Kind", "TypeName", "Name", R"(GetAttr("Status"))"}));

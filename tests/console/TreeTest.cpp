@@ -57,7 +57,7 @@ TEST_F(TreeTest, ClickOnAMonitorShowsItsPage) {
     SCOPED_TRACE(row.node);
     ClickNode(row.node);
     const std::string name = std::string("\"") + row.node + "\"";
-    EXPECT_EQ(engine.TakeCalls(), (Calls{"SetMonitorName(" + name + ")", "Resolve(" + name + ")",
+    EXPECT_EQ(TakeConsoleCalls(), (Calls{"SetMonitorName(" + name + ")", "Resolve(" + name + ")",
                                          "GetMonitor", "Kind", "TypeName", "Name", R"(GetAttr("Status"))"}));
     EXPECT_EQ(ShownPages(), Calls{row.page});
     EXPECT_EQ(bas.PageForms[row.slot]->metaObject()->className(), std::string(row.page));

@@ -39,6 +39,12 @@ QModelIndex ConsoleFixture::NodeIndex(const std::string& text) const {
   throw std::logic_error("no node of this text: " + text);
 }
 
+std::vector<std::string> ConsoleFixture::TakeConsoleCalls() {
+  auto calls = engine.TakeCalls();
+  std::erase_if(calls, [](const std::string& call) { return call.starts_with("GetAttr(\"Monitor"); });
+  return calls;
+}
+
 std::string ConsoleFixture::SelectedText() const {
   return Control<QTreeView>("TvCtrl").currentIndex().data().toString().toStdString();
 }

@@ -40,6 +40,9 @@ class ConsoleFixture : public ::testing::Test {
   }
   [[nodiscard]] std::string Caption() const { return form->windowTitle().toStdString(); }
 
+  /// The calls so far, but for a page's reading of the monitor that it shows; the record starts anew.
+  [[nodiscard]] std::vector<std::string> TakeConsoleCalls();
+
   /// The text of the selected node.
   [[nodiscard]] std::string SelectedText() const;
   [[nodiscard]] QModelIndex RootIndex() const;

@@ -26,6 +26,7 @@ FakeDialogs::~FakeDialogs() {
 
 BoxChoice FakeDialogs::Show(const Box& box) {
   m_boxes.push_back(box);
+  if (duringBox) duringBox();
   if (m_answers.empty()) {
     ADD_FAILURE() << "nobody announced this box: " << ::testing::PrintToString(box);
     return box.buttons == BoxButtons::Ok ? BoxChoice::Ok : BoxChoice::No;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -39,6 +40,8 @@ class FakeDialogs : public console::shared::Dialogs {
   std::vector<std::string> opened;
   bool openFindsFile = true;
   bool hourglass = false;
+  /// Runs while a box is open.
+  std::function<void()> duringBox;
   std::string pendingText;
   std::string pendingTitle;
 
