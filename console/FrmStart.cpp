@@ -37,14 +37,14 @@ constexpr int NoPageKind = 1;
 constexpr char RootKey = 'g';
 
 template <class Form>
-shared::Page* Load(QWidget* parent) {
-  return new Form(parent);
+shared::Page* Load(shared::MainBas& bas, QWidget* parent) {
+  return new Form(bas, parent);
 }
 
 /// The pages, by their slot in `PageForms`.
 struct PageType {
   std::string_view typeName;
-  shared::Page* (*load)(QWidget* parent);
+  shared::Page* (*load)(shared::MainBas& bas, QWidget* parent);
 };
 constexpr std::array<PageType, 3> PageTypes = {{
     {engine::TypeWeb, Load<pages::frmWebMonitor>},
@@ -314,7 +314,7 @@ void FrmStart::ShowMonitor(const Node& node) {
 shared::Page& FrmStart::LoadedPage(std::size_t slot) {
   auto& page = m_bas.PageForms[slot];
   if (!page) {
-    page = PageTypes[slot].load(m_ui->Fram);
+    page = PageTypes[slot].load(m_bas, m_ui->Fram);
     page->hide();  // or it would come up together with the window
   }
   return *page;

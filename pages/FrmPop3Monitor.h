@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "console/shared/Page.h"
+#include "pages/MonitorPage.h"
 
 namespace norvane::pages {
 
@@ -10,20 +10,16 @@ namespace Ui {
 class FrmPop3Monitor;
 }
 
-/// The page of POP3 monitors. It has no fields yet.
-class FrmPop3Monitor : public console::shared::Page {
+/// The page of POP3 monitors.
+class FrmPop3Monitor : public MonitorPage {
   Q_OBJECT
 
  public:
-  explicit FrmPop3Monitor(QWidget* parent = nullptr);
+  explicit FrmPop3Monitor(console::shared::MainBas& bas, QWidget* parent = nullptr);
   ~FrmPop3Monitor() override;
 
-  bool Validate() override { return true; }
-  void SaveData() override {}
-  void RefreshData() override {}
-
  private:
-  std::unique_ptr<Ui::FrmPop3Monitor> m_ui;
+  const std::unique_ptr<Ui::FrmPop3Monitor> m_general;
 };
 
 }  // namespace norvane::pages

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "console/shared/Page.h"
+#include "pages/MonitorPage.h"
 
 namespace norvane::pages {
 
@@ -10,20 +10,16 @@ namespace Ui {
 class FrmSmtpMonitor;
 }
 
-/// The page of SMTP monitors. It has no fields yet.
-class FrmSmtpMonitor : public console::shared::Page {
+/// The page of SMTP monitors.
+class FrmSmtpMonitor : public MonitorPage {
   Q_OBJECT
 
  public:
-  explicit FrmSmtpMonitor(QWidget* parent = nullptr);
+  explicit FrmSmtpMonitor(console::shared::MainBas& bas, QWidget* parent = nullptr);
   ~FrmSmtpMonitor() override;
 
-  bool Validate() override { return true; }
-  void SaveData() override {}
-  void RefreshData() override {}
-
  private:
-  std::unique_ptr<Ui::FrmSmtpMonitor> m_ui;
+  const std::unique_ptr<Ui::FrmSmtpMonitor> m_general;
 };
 
 }  // namespace norvane::pages

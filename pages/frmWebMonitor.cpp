@@ -1,13 +1,87 @@
 #include "pages/frmWebMonitor.h"
 
+#include "console/shared/Wire.h"
+#include "pages/UrlCheck.h"
+#include "settings/SuccessFlag.h"
+#include "ui_DefaultCommand.h"
+#include "ui_MonitorPage.h"
 #include "ui_frmWebMonitor.h"
 
 namespace norvane::pages {
 
-frmWebMonitor::frmWebMonitor(QWidget* parent) : Page(parent), m_ui(std::make_unique<Ui::frmWebMonitor>()) {
-  m_ui->setupUi(this);
+namespace {
+constexpr const char* TabOrder[] = {
+    "txtMonitorPoint", "txtBySize",    "optFlag_0",    "optFlag_1",     "optFlag_2",      "txtInterval",
+    "txtWaitTime",     "chkByEmail",   "txtEmailAddr", "txtSubject",    "txtSmtpServer",  "chkByPager",
+    "txtPagerNumber",  "cmbPagerType", "txtPagerMsg",  "cmdRestore",    "cmdHelp",        "cmdTest",
+    "SSTab1_Strip",    "Command1",     "cmdTestEmail", "chkInetCall",   "cmdTestPager",   "chkDefaultCmd",
+    "txtLaunchCmd",    "cmdBrowse_0",  "txtRetrytime", "txtRetryTimes", "txtLaunchUpCmd", "cmdBrowse_1",
+    "txtLogFile",      "cmdApply",
+};
+}  // namespace
+
+frmWebMonitor::frmWebMonitor(console::shared::MainBas& bas, QWidget* parent)
+    : MonitorPage(bas, settings::Type::Web, QStringLiteral("frmWebMonitor"), parent),
+      m_general(std::make_unique<Ui::frmWebMonitor>()),
+      m_default(std::make_unique<Ui::DefaultCommand>()) {
+  m_general->setupUi(m_ui->General);
+  PlaceDefaultCommand();
+  m_optFlag.addButton(m_general->optFlag_0, settings::SuccessFlag::BySize);
+  m_optFlag.addButton(m_general->optFlag_1, settings::SuccessFlag::ByString);
+  m_optFlag.addButton(m_general->optFlag_2, settings::SuccessFlag::BySummation);
+  Form_Load(TabOrder);
+  m_check = std::make_unique<UrlCheck>(
+      bas,
+      UrlCheckControls{*this, *m_general->txtMonitorPoint, *m_general->Command1, *m_general->lbl,
+                       *m_general->optFlag_0, *m_general->txtBySize},
+      UrlCheck::Flag::AsSelected);
+  using console::shared::Wire;
+  Wire(bas, m_general->Command1, &QPushButton::clicked, this, &frmWebMonitor::Command1_Click);
+  Wire(bas, m_default->chkDefaultCmd, &QCheckBox::toggled, this, &frmWebMonitor::chkDefaultCmd_Click);
+  for (const auto* option : m_optFlag.buttons())
+    Wire(bas, option, &QAbstractButton::toggled, this, &frmWebMonitor::optFlag_Click);
 }
 
 frmWebMonitor::~frmWebMonitor() = default;
+
+/// The command's file and its button move into the frame that the default command shuts.
+void frmWebMonitor::PlaceDefaultCommand() {
+  auto* place = new QWidget(m_ui->Frame5);
+  m_default->setupUi(place);
+  m_ui->Frame5Layout->insertWidget(0, place);
+  m_default->famLayout->addWidget(m_ui->LaunchRow);
+}
+
+void frmWebMonitor::Command1_Click() {
+  m_check->Command1_Click();
+}
+
+void frmWebMonitor::optFlag_Click(bool checked) {
+  if (checked) EnableApply();
+}
+
+void frmWebMonitor::chkDefaultCmd_Click() {
+  EnableApply();
+  m_default->fam->setEnabled(!m_default->chkDefaultCmd->isChecked());
+}
+
+int frmWebMonitor::Selected(settings::ChoiceField field) const {
+  return field == settings::ChoiceField::optFlag ? m_optFlag.checkedId() : MonitorPage::Selected(field);
+}
+
+void frmWebMonitor::Select(settings::ChoiceField field, int entry) {
+  if (field != settings::ChoiceField::optFlag) return MonitorPage::Select(field, entry);
+  m_optFlag.setExclusive(false);  // or the last selected option could not be cleared
+  for (auto* option : m_optFlag.buttons())
+    option->setChecked(m_optFlag.id(option) == entry);
+  m_optFlag.setExclusive(true);
+}
+
+void frmWebMonitor::SetEnabled(settings::Switch control, bool enabled) {
+  if (control == settings::Switch::fam)
+    m_default->fam->setEnabled(enabled);
+  else
+    MonitorPage::SetEnabled(control, enabled);
+}
 
 }  // namespace norvane::pages

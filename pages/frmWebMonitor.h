@@ -1,29 +1,41 @@
 #pragma once
 
+#include <QButtonGroup>
 #include <memory>
 
-#include "console/shared/Page.h"
+#include "pages/MonitorPage.h"
 
 namespace norvane::pages {
 
+class UrlCheck;
 namespace Ui {
+class DefaultCommand;
 class frmWebMonitor;
-}
+}  // namespace Ui
 
-/// The page of web monitors. It has no fields yet.
-class frmWebMonitor : public console::shared::Page {
+/// The page of web monitors. It alone has a success flag, a check of the URL and a default command.
+class frmWebMonitor : public MonitorPage {
   Q_OBJECT
 
  public:
-  explicit frmWebMonitor(QWidget* parent = nullptr);
+  explicit frmWebMonitor(console::shared::MainBas& bas, QWidget* parent = nullptr);
   ~frmWebMonitor() override;
 
-  bool Validate() override { return true; }
-  void SaveData() override {}
-  void RefreshData() override {}
+  [[nodiscard]] int Selected(settings::ChoiceField field) const override;
+  void Select(settings::ChoiceField field, int entry) override;
+  void SetEnabled(settings::Switch control, bool enabled) override;
+
+  void Command1_Click();
+  void optFlag_Click(bool checked);
+  void chkDefaultCmd_Click();
 
  private:
-  std::unique_ptr<Ui::frmWebMonitor> m_ui;
+  void PlaceDefaultCommand();
+
+  const std::unique_ptr<Ui::frmWebMonitor> m_general;
+  const std::unique_ptr<Ui::DefaultCommand> m_default;
+  QButtonGroup m_optFlag;
+  std::unique_ptr<UrlCheck> m_check;
 };
 
 }  // namespace norvane::pages

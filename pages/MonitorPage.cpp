@@ -1,0 +1,364 @@
+#include "pages/MonitorPage.h"
+
+#include <QKeyEvent>
+#include <QTabBar>
+#include <climits>
+#include <stdexcept>
+
+#include "console/engine/EngineError.h"
+#include "console/shared/MainBas.h"
+#include "console/shared/Wire.h"
+#include "pages/Spinner.h"
+#include "pages/ToolTips.h"
+#include "settings/NumberFields.h"
+#include "settings/PageRules.h"
+#include "settings/PagerTypes.h"
+#include "settings/Transfer.h"
+#include "support/PagerTypes.h"
+#include "ui_MonitorPage.h"
+
+namespace norvane::pages {
+
+namespace {
+using console::engine::EngineError;
+using console::engine::MonitorRunner;
+using console::shared::Box;
+using console::shared::BoxIcon;
+using settings::CheckField;
+using settings::ChoiceField;
+using settings::TextField;
+
+constexpr std::pair<TextField, const char*> TextNames[] = {
+    {TextField::txtMonitorPoint, "txtMonitorPoint"}, {TextField::txtBySize, "txtBySize"},
+    {TextField::txtPop3Account, "txtPop3Account"},   {TextField::txtPop3Password, "txtPop3Password"},
+    {TextField::txtSmtpFrom, "txtSmtpFrom"},         {TextField::txtSmtpTo, "txtSmtpTo"},
+    {TextField::txtInterval, "txtInterval"},         {TextField::txtWaitTime, "txtWaitTime"},
+    {TextField::txtRetryTimes, "txtRetryTimes"},     {TextField::txtRetrytime, "txtRetrytime"},
+    {TextField::txtEmailAddr, "txtEmailAddr"},       {TextField::txtSubject, "txtSubject"},
+    {TextField::txtSmtpServer, "txtSmtpServer"},     {TextField::txtPagerNumber, "txtPagerNumber"},
+    {TextField::txtPagerMsg, "txtPagerMsg"},         {TextField::txtLaunchCmd, "txtLaunchCmd"},
+    {TextField::txtLaunchUpCmd, "txtLaunchUpCmd"},   {TextField::txtLogFile, "txtLogFile"},
+};
+constexpr std::pair<CheckField, const char*> CheckNames[] = {
+    {CheckField::chkByEmail, "chkByEmail"},
+    {CheckField::chkByPager, "chkByPager"},
+    {CheckField::chkInetCall, "chkInetCall"},
+    {CheckField::chkDefaultCmd, "chkDefaultCmd"},
+};
+constexpr std::pair<const char*, TextField> Spinners[] = {
+    {"udInterval", TextField::txtInterval},
+    {"upWaitTime", TextField::txtWaitTime},
+    {"UpDown1", TextField::txtRetrytime},
+    {"upRetryTimes", TextField::txtRetryTimes},
+};
+
+constexpr TextField BrowsedFields[] = {TextField::txtLaunchCmd, TextField::txtLaunchUpCmd};
+constexpr char BrowseFolder[] = "/";
+constexpr char BrowseFilter[] = "Execute file(*.exe;*.com;*.bat)|*.com;*.exe;*.bat; |All file(*.*)|*;";
+
+/// The pointer is an hourglass for as long as this stands.
+class Hourglass {
+ public:
+  explicit Hourglass(console::shared::Dialogs& doors) : m_doors(doors) { m_doors.ShowHourglass(true); }
+  ~Hourglass() { m_doors.ShowHourglass(false); }
+  Hourglass(const Hourglass&) = delete;
+  Hourglass& operator=(const Hourglass&) = delete;
+
+ private:
+  console::shared::Dialogs& m_doors;
+};
+
+Box ErrorBox(std::string text, BoxIcon icon = BoxIcon::Critical) {
+  return {.title = "Error", .text = std::move(text), .icon = icon};
+}
+
+QString ToQt(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+template <class Control, class Field, std::size_t Count>
+std::map<Field, Control*> Find(const QWidget& page, const std::pair<Field, const char*> (&names)[Count]) {
+  std::map<Field, Control*> found;
+  for (const auto& [field, name] : names)
+    if (auto* control = page.findChild<Control*>(QLatin1String(name))) found.emplace(field, control);
+  return found;
+}
+}  // namespace
+
+MonitorPage::MonitorPage(console::shared::MainBas& bas, settings::Type type, const QString& name,
+                         QWidget* parent)
+    : Page(parent), m_bas(bas), m_ui(std::make_unique<Ui::MonitorPage>()), m_type(type) {
+  m_ui->setupUi(this);
+  setObjectName(name);
+  m_ui->SSTab1->tabBar()->setObjectName(QStringLiteral("SSTab1_Strip"));
+  m_ui->cmbPagerType->setEnabled(type != settings::Type::Web);
+}
+
+MonitorPage::~MonitorPage() = default;
+
+void MonitorPage::Form_Load(std::span<const char* const> tabOrder) {
+  FindFields();
+  ShowToolTips();
+  OrderTabs(tabOrder);
+  support::FillPagerTypes(m_bas, *m_ui->cmbPagerType);
+  WireControls();
+  WireSpinners();
+  FilterInput();
+}
+
+void MonitorPage::FindFields() {
+  m_texts = Find<QLineEdit>(*this, TextNames);
+  m_checks = Find<QCheckBox>(*this, CheckNames);
+  for (const auto& [field, control] : m_texts)
+    control->setMaxLength(INT_MAX);
+}
+
+void MonitorPage::ShowToolTips() {
+  for (const auto& row : ToolTips)
+    findChild<QWidget*>(QLatin1String(row.control))->setToolTip(QLatin1String(row.text.For(m_type)));
+}
+
+void MonitorPage::OrderTabs(std::span<const char* const> names) {
+  QWidget* before = nullptr;
+  for (const char* name : names) {
+    auto* control = findChild<QWidget*>(QLatin1String(name));
+    if (control == nullptr) throw std::logic_error(std::string("no control to order: ") + name);
+    if (before != nullptr) setTabOrder(before, control);
+    before = control;
+  }
+}
+
+void MonitorPage::WireControls() {
+  using console::shared::Wire;
+  for (const auto& [field, control] : m_texts)
+    Wire(m_bas, control, &QLineEdit::textChanged, this, &MonitorPage::EnableApply);
+  Wire(m_bas, m_ui->chkByEmail, &QCheckBox::toggled, this, &MonitorPage::chkByEmail_Click);
+  Wire(m_bas, m_ui->chkByPager, &QCheckBox::toggled, this, &MonitorPage::chkByPager_Click);
+  Wire(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &MonitorPage::chkInetCall_Click);
+  Wire(m_bas, m_ui->cmbPagerType, &QComboBox::currentIndexChanged, this, &MonitorPage::cmbPagerType_Change);
+  Wire(m_bas, m_ui->cmbPagerType, &support::DropDownList::DropDown, this,
+       &MonitorPage::cmbPagerType_DropDown);
+  Wire(m_bas, m_ui->cmdTestEmail, &QPushButton::clicked, this, &MonitorPage::cmdTestEmail_Click);
+  Wire(m_bas, m_ui->cmdTestPager, &QPushButton::clicked, this, &MonitorPage::cmdTestPager_Click);
+  Wire(m_bas, m_ui->cmdTest, &QPushButton::clicked, this, &MonitorPage::cmdTest_Click);
+  Wire(m_bas, m_ui->cmdRestore, &QPushButton::clicked, this, &MonitorPage::cmdRestore_Click);
+  Wire(m_bas, m_ui->cmdApply, &QPushButton::clicked, this, &MonitorPage::cmdApply_Click);
+  Wire(m_bas, m_ui->cmdHelp, &QPushButton::clicked, this, &MonitorPage::cmdHelp_Click);
+  connect(m_ui->cmdBrowse_0, &QPushButton::clicked, this, [this] { cmdBrowse_Click(0); });
+  connect(m_ui->cmdBrowse_1, &QPushButton::clicked, this, [this] { cmdBrowse_Click(1); });
+}
+
+void MonitorPage::WireSpinners() {
+  for (const auto& [name, field] : Spinners) {
+    const auto* spinner = findChild<Spinner*>(QLatin1String(name));
+    connect(spinner, &Spinner::UpClick, this,
+            [this, field = field] { SetText(field, settings::StepUp(Text(field))); });
+    connect(spinner, &Spinner::DownClick, this,
+            [this, field = field] { SetText(field, settings::StepDown(Text(field))); });
+  }
+}
+
+// Input.
+
+void MonitorPage::FilterInput() {
+  for (auto* button : findChildren<QAbstractButton*>())
+    button->installEventFilter(this);
+  m_ui->cmbPagerType->installEventFilter(this);
+  m_ui->SSTab1->tabBar()->installEventFilter(this);
+}
+
+bool MonitorPage::eventFilter(QObject* watched, QEvent* event) {
+  auto* control = static_cast<QWidget*>(watched);
+  switch (event->type()) {
+    case QEvent::KeyPress: {
+      const int key = static_cast<QKeyEvent*>(event)->key();
+      return key == Qt::Key_Return || key == Qt::Key_Enter;  // some desktops press the button in focus
+    }
+    case QEvent::Wheel:
+      event->ignore();
+      return !control->hasFocus();
+    case QEvent::Shortcut:
+      control->setFocus(Qt::ShortcutFocusReason);
+      return false;
+    default:
+      return false;
+  }
+}
+
+// Loading, saving, testing.
+
+bool MonitorPage::Validate() {
+  const auto failure = settings::Validate(m_type, *this, m_bas.PathInFolder(""));
+  if (failure) m_bas.Doors.Show(ErrorBox(failure->message));
+  return !failure;
+}
+
+void MonitorPage::SaveData() {
+  settings::SaveData(m_type, *this, *m_bas.CurrentMonitor, m_bas.Gateway);
+}
+
+void MonitorPage::RefreshData() {
+  try {
+    settings::RefreshData(m_type, *this, *m_bas.CurrentMonitor, m_bas.Gateway);
+  } catch (const EngineError&) {
+    hide();
+    throw;
+  }
+}
+
+void MonitorPage::cmdRestore_Click() {
+  RefreshData();
+}
+
+void MonitorPage::cmdApply_Click() {
+  if (!Validate()) return;
+  SaveData();
+  if (!m_bas.Store)
+    throw EngineError(console::engine::EngineErrorCode::Gone,
+                      "Norvane could not connect to the monitor engine at its start, so nothing is saved");
+  m_bas.Store->Save(m_bas.DataFile());
+  m_ui->cmdApply->setEnabled(false);
+}
+
+std::int32_t MonitorPage::Act(RunnerCall call) {
+  auto item = m_bas.CurrentMonitor;
+  const auto runner = item->Runner();
+  const auto result = (*runner.*call)(item);
+  m_bas.CurrentMonitor = std::move(item);
+  return result;
+}
+
+void MonitorPage::cmdTest_Click() {
+  // On the web page a test goes on with what is stored if the fields are not taken.
+  if (m_type != settings::Type::Web && !Validate()) return;
+  cmdApply_Click();
+  const Hourglass pointer(m_bas.Doors);
+  try {
+    if (Act(&MonitorRunner::Monitor) >= 0)
+      m_bas.Doors.Show({.title = console::shared::ApplicationTitle,
+                        .text = "Test Successfully",
+                        .icon = BoxIcon::Information});
+    else
+      m_bas.Doors.Show(ErrorBox("Test Monitor Failure"));
+  } catch (const EngineError&) {
+    m_bas.Doors.ShowHourglass(false);
+    m_bas.Doors.Show(ErrorBox("Test this monitor failure", BoxIcon::Exclamation));
+  }
+}
+
+/// A notification that could not even be started has failed.
+bool MonitorPage::Notified() {
+  try {
+    return Act(&MonitorRunner::Notify) >= 0;
+  } catch (const EngineError&) {
+    return false;
+  }
+}
+
+void MonitorPage::SendTestMessage() {
+  const Hourglass pointer(m_bas.Doors);
+  if (!Notified()) m_bas.Doors.Show(ErrorBox("Send Message Failure"));
+}
+
+void MonitorPage::cmdTestEmail_Click() {
+  SendTestMessage();
+}
+
+void MonitorPage::cmdTestPager_Click() {
+  SendTestMessage();
+}
+
+void MonitorPage::cmdHelp_Click() {
+  m_bas.OpenHelp();
+}
+
+void MonitorPage::cmdBrowse_Click(int index) {
+  if (auto chosen = m_bas.Doors.OpenFile(BrowseFolder, BrowseFilter)) m_chosenFile = std::move(*chosen);
+  SetText(BrowsedFields[index], m_chosenFile);
+}
+
+// Notification.
+
+void MonitorPage::EnableApply() {
+  m_ui->cmdApply->setEnabled(true);
+}
+
+void MonitorPage::chkByEmail_Click() {
+  const bool checked = m_ui->chkByEmail->isChecked();
+  m_ui->Frame1->setEnabled(checked);
+  if (checked) m_ui->chkByPager->setChecked(false);
+  EnableApply();
+}
+
+void MonitorPage::chkByPager_Click() {
+  const bool checked = m_ui->chkByPager->isChecked();
+  m_ui->Frame2->setEnabled(checked);
+  if (checked) m_ui->chkByEmail->setChecked(false);
+  EnableApply();
+}
+
+void MonitorPage::chkInetCall_Click() {
+  const bool checked = m_ui->chkInetCall->isChecked();
+  m_ui->cmbPagerType->setEnabled(checked);
+  m_ui->txtPagerMsg->setEnabled(checked);
+  EnableApply();
+}
+
+void MonitorPage::cmbPagerType_DropDown() {
+  support::OpenPagerTypes(m_bas, *m_ui->cmbPagerType);
+}
+
+void MonitorPage::cmbPagerType_Change() {
+  const auto name = m_ui->cmbPagerType->currentText().toStdString();
+  m_ui->txtPagerMsg->setEnabled(settings::HasMessageOnPage(name));
+  EnableApply();
+}
+
+// The controls as fields. `optFlag` is the web page's own.
+
+std::string MonitorPage::Text(TextField field) const {
+  return m_texts.at(field)->text().toStdString();
+}
+
+void MonitorPage::SetText(TextField field, std::string_view text) {
+  m_texts.at(field)->setText(ToQt(text));
+}
+
+bool MonitorPage::Checked(CheckField field) const {
+  return m_checks.at(field)->isChecked();
+}
+
+void MonitorPage::SetChecked(CheckField field, bool checked) {
+  m_checks.at(field)->setChecked(checked);
+}
+
+int MonitorPage::Selected(ChoiceField /*field*/) const {
+  return m_ui->cmbPagerType->currentIndex();
+}
+
+void MonitorPage::Select(ChoiceField /*field*/, int entry) {
+  m_ui->cmbPagerType->setCurrentIndex(entry);
+}
+
+int MonitorPage::EntryCount(ChoiceField /*field*/) const {
+  return m_ui->cmbPagerType->count();
+}
+
+void MonitorPage::SetEnabled(settings::Switch /*control*/, bool enabled) {
+  m_ui->cmdApply->setEnabled(enabled);
+}
+
+void MonitorPage::Run(settings::Handler handler) {
+  switch (handler) {
+    case settings::Handler::chkByPager_Click:
+      return chkByPager_Click();
+    case settings::Handler::chkByEmail_Click:
+      return chkByEmail_Click();
+    case settings::Handler::chkInetCall_Click:
+      return chkInetCall_Click();
+    case settings::Handler::cmbPagerType_Change:
+      return cmbPagerType_Change();
+  }
+}
+
+}  // namespace norvane::pages

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "console/engine/Engine.h"
+#include "console/shared/Page.h"
+#include "settings/ByType.h"
+#include "settings/Fields.h"
+
+class QCheckBox;
+class QLineEdit;
+
+namespace norvane::console::shared {
+class MainBas;
+}
+
+namespace norvane::pages {
+
+namespace Ui {
+class MonitorPage;
+}
+
+/// What the pages of all types have in common: the buttons, the tabs "Notification" and "Command", and the
+/// handlers. Each page puts its own controls on the tab "General".
+class MonitorPage : public console::shared::Page, public settings::PageFields {
+  Q_OBJECT
+
+ public:
+  ~MonitorPage() override;
+
+  bool Validate() override;
+  void SaveData() override;
+  /// Hides the page if that fails: it would show one monitor's fields for another's.
+  void RefreshData() override;
+
+  [[nodiscard]] std::string Text(settings::TextField field) const override;
+  void SetText(settings::TextField field, std::string_view text) override;
+  [[nodiscard]] bool Checked(settings::CheckField field) const override;
+  void SetChecked(settings::CheckField field, bool checked) override;
+  [[nodiscard]] int Selected(settings::ChoiceField field) const override;
+  void Select(settings::ChoiceField field, int entry) override;
+  [[nodiscard]] int EntryCount(settings::ChoiceField field) const override;
+  void SetEnabled(settings::Switch control, bool enabled) override;
+  void Run(settings::Handler handler) override;
+
+  void cmdTest_Click();
+  void cmdRestore_Click();
+  void cmdApply_Click();
+  void cmdHelp_Click();
+  /// The two buttons send the same notification, the stored one.
+  void cmdTestEmail_Click();
+  void cmdTestPager_Click();
+  /// 0 is the command at a failure, 1 the one at a restart.
+  void cmdBrowse_Click(int index);
+  void chkByEmail_Click();
+  void chkByPager_Click();
+  void chkInetCall_Click();
+  void cmbPagerType_DropDown();
+  /// The pager type rule.
+  void cmbPagerType_Change();
+
+ protected:
+  MonitorPage(console::shared::MainBas& bas, settings::Type type, const QString& name, QWidget* parent);
+
+  /// Finds, wires and fills the controls. Each page calls it once, with its own controls in place. `tabOrder`
+  /// has the names of all controls that take the focus, the tab strip among them.
+  void Form_Load(std::span<const char* const> tabOrder);
+  /// Something has changed since the last load or save.
+  void EnableApply();
+
+  /// Keeps Enter and the idle wheel from the controls, and gives a button that is reached by its access key
+  /// the focus first.
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+  console::shared::MainBas& m_bas;
+  const std::unique_ptr<Ui::MonitorPage> m_ui;
+
+ private:
+  void FindFields();
+  void ShowToolTips();
+  void OrderTabs(std::span<const char* const> names);
+  void WireControls();
+  void WireSpinners();
+  void FilterInput();
+
+  using RunnerCall =
+      std::int32_t (console::engine::MonitorRunner::*)(std::shared_ptr<console::engine::MonitorItem>& item);
+  /// The result of the call; the item that it gives back is `CurrentMonitor` from then on.
+  [[nodiscard]] std::int32_t Act(RunnerCall call);
+  [[nodiscard]] bool Notified();
+  void SendTestMessage();
+
+  const settings::Type m_type;
+  std::map<settings::TextField, QLineEdit*> m_texts;
+  std::map<settings::CheckField, QCheckBox*> m_checks;
+  std::string m_chosenFile;  ///< the last one that the file dialog gave; it keeps it when it is cancelled
+};
+
+}  // namespace norvane::pages

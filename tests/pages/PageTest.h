@@ -1,0 +1,79 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QWidget>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "console/shared/MainBas.h"
+#include "pages/MonitorPage.h"
+#include "settings/ByType.h"
+#include "tests/support/FakeDialogs.h"
+#include "tests/support/FakeEngine.h"
+#include "tests/support/TempFolder.h"
+
+class QTabWidget;
+
+namespace norvane::tests {
+
+inline constexpr settings::Type AllTypes[] = {settings::Type::Web, settings::Type::Pop3,
+                                              settings::Type::Smtp};
+
+/// One page on show in a window of its own, over a fake engine with its gate open.
+class PageTest : public ::testing::Test {
+ protected:
+  using Attributes = std::map<std::string, std::string, std::less<>>;
+  using Calls = std::vector<std::string>;
+  using Box = console::shared::Box;
+  using BoxIcon = console::shared::BoxIcon;
+
+  PageTest();
+
+  /// A page as it is before its first monitor, in place of the last one.
+  pages::MonitorPage& NewPage(settings::Type type);
+  /// Shows a monitor of the page's type that can be applied as it is, but for `changes`. None of the calls of
+  /// it are on record. Each monitor has its own name.
+  void Load(const Attributes& changes = {});
+  /// The attributes of the monitor that was loaded last.
+  [[nodiscard]] const Attributes& Stored() { return engine.At(m_name).attributes; }
+  [[nodiscard]] std::string InternetCall(const std::string& entry) const;
+  /// Of the calls since the last look at them, those of this operation.
+  [[nodiscard]] std::vector<std::string> TakeCallsOf(std::string_view operation);
+
+  template <class T = QWidget>
+  [[nodiscard]] T& Control(const char* name) const {
+    auto* control = page->findChild<T*>(QLatin1String(name));
+    if (control == nullptr) throw std::logic_error(std::string("no control of this name: ") + name);
+    return *control;
+  }
+  [[nodiscard]] std::string Text(const char* name) const;
+  void SetText(const char* name, const char* text);
+  [[nodiscard]] bool IsChecked(const char* name) const;
+  /// Whether nothing but the frames around it could shut it.
+  [[nodiscard]] bool IsOpen(const char* name) const;
+  /// Brings the control's tab up and clicks it.
+  void Click(const char* name);
+  void ShowTabOf(const QWidget& control);
+  /// One that says why something failed.
+  [[nodiscard]] static Box ErrorBox(const std::string& text, BoxIcon icon = BoxIcon::Critical) {
+    return {.title = "Error", .text = text, .icon = icon};
+  }
+
+  TempFolder folder;
+  FakeEngine engine;
+  FakeDialogs dialogs;
+  console::shared::MainBas bas{engine, dialogs, folder.Path(), [] {}};
+  QWidget window;
+  std::unique_ptr<pages::MonitorPage> page;
+
+ private:
+  settings::Type m_type = settings::Type::Web;
+  int m_loaded = 0;
+  std::string m_name;
+};
+
+}  // namespace norvane::tests
