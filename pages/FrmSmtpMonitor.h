@@ -18,6 +18,13 @@ class FrmSmtpMonitor : public MonitorPage {
   explicit FrmSmtpMonitor(console::shared::MainBas& bas, QWidget* parent = nullptr);
   ~FrmSmtpMonitor() override;
 
+  /// The address rule: run whenever the user moves from the server's name to another control, before that
+  /// control's own handler.
+  void txtMonitorPoint_LostFocus();
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
  private:
   const std::unique_ptr<Ui::FrmSmtpMonitor> m_general;
 };
