@@ -103,7 +103,7 @@ void Measure(std::uint32_t count) {
                 [&] { return WriteTimes(client); });
   const double memory = engine.Memory();
   link::EngineClient keeper(options);
-  OpenGate(keeper);
+  bench::OpenGate(keeper);
   const auto ref = keeper.NewServiceRef();
   ref->SetMachine("localhost");
   ref->SetClassId(ce::RootClassId);
