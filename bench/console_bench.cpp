@@ -21,12 +21,14 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "console/ClickTree.h"
 #include "console/FrmStart.h"
 #include "console/StartEngine.h"
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/MainBas.h"
+#include "console/shared/MonitorNames.h"
 #include "link/EngineClient.h"
 #include "platform/Paths.h"
 
@@ -158,6 +160,19 @@ void MeasureInChild(int count) {
               figures[4], figures[5]);
   std::fflush(stdout);
 }
+
+/// What it costs to propose a name when all lower numbers are taken.
+double ProposeName(int count) {
+  constexpr char Head[] = "WebMonitor Of ";
+  std::vector<std::string> names;
+  for (int number = 1; number <= count; ++number)
+    names.push_back(Head + std::to_string(number));
+  const double start = ThreadMilliseconds();
+  const int proposed = console::shared::MonitorNames(names).LowestFreeNumber(Head);
+  const double milliseconds = ThreadMilliseconds() - start;
+  if (proposed != count + 1) throw std::runtime_error("the proposed name is not free");
+  return milliseconds;
+}
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -173,6 +188,7 @@ int main(int argc, char** argv) {
     for (const int count : Sizes)
       MeasureInChild(count);
     std::printf("limit at %d:%7d %9d %10d %9d %11d\n", Sizes.back(), 500, 100, 16, 200, 150);
+    std::printf("name proposed among %d: %.2f ms, limit 50\n", Sizes.back(), ProposeName(Sizes.back()));
     return EXIT_SUCCESS;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "console_bench: %s\n", failure.what());

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "console/shared/MonitorNames.h"
+#include "console/shared/MonitorTree.h"
 #include "platform/IniFile.h"
 #include "platform/Paths.h"
 
@@ -73,6 +75,10 @@ void MainBas::HidePages(const QWidget& keep) {
     const auto& page = PageForms[slot];
     if (page && page != &keep && page->isVisible()) page->hide();
   }
+}
+
+bool MainBas::MonitorExists(std::string_view fullName) const {
+  return MonitorNames(Tree->MonitorTexts()).Exists(fullName);
 }
 
 void MainBas::ReleaseAll() {

@@ -87,6 +87,8 @@ class MainBas {
 
   /// Hides every page but `keep`.
   void HidePages(const QWidget& keep);
+  /// Whether the tree has a monitor of that full name, in any letter case, or one whose name ends with it.
+  [[nodiscard]] bool MonitorExists(std::string_view fullName) const;
   /// Unloads the pages and drops the shared engine objects.
   void ReleaseAll();
 

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace norvane::console::shared {
+
+/// The full names of all monitors, as one looks for a free one: in any letter case. A name counts as taken
+/// also as the tail of a longer one.
+class MonitorNames {
+ public:
+  explicit MonitorNames(const std::vector<std::string>& fullNames);
+
+  [[nodiscard]] bool Exists(std::string_view fullName) const;
+  /// The lowest number, from 1, with which no name exists that is `head` and the number.
+  [[nodiscard]] int LowestFreeNumber(std::string_view head) const;
+
+ private:
+  std::string m_joined;  ///< in small letters, with the separator behind each
+  std::size_t m_count;
+};
+
+}  // namespace norvane::console::shared
