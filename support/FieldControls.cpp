@@ -1,0 +1,104 @@
+#include "support/FieldControls.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QRadioButton>
+#include <climits>
+#include <utility>
+
+namespace norvane::support {
+
+namespace {
+using settings::CheckField;
+using settings::ChoiceField;
+using settings::TextField;
+
+constexpr std::pair<TextField, const char*> TextNames[] = {
+    {TextField::txtMonitorName, "txtMonitorName"},
+    {TextField::txtMonitorPoint, "txtMonitorPoint"},
+    {TextField::txtBySize, "txtBySize"},
+    {TextField::txtPop3Account, "txtPop3Account"},
+    {TextField::txtPop3Password, "txtPop3Password"},
+    {TextField::txtSmtpFrom, "txtSmtpFrom"},
+    {TextField::txtSmtpTo, "txtSmtpTo"},
+    {TextField::txtInterval, "txtInterval"},
+    {TextField::txtWaitTime, "txtWaitTime"},
+    {TextField::txtRetryTimes, "txtRetryTimes"},
+    {TextField::txtRetrytime, "txtRetrytime"},
+    {TextField::txtEmailAddr, "txtEmailAddr"},
+    {TextField::txtSubject, "txtSubject"},
+    {TextField::txtSmtpServer, "txtSmtpServer"},
+    {TextField::txtPagerNumber, "txtPagerNumber"},
+    {TextField::txtPagerMsg, "txtPagerMsg"},
+    {TextField::txtLaunchCmd, "txtLaunchCmd"},
+    {TextField::txtLaunchUpCmd, "txtLaunchUpCmd"},
+    {TextField::txtLogFile, "txtLogFile"},
+};
+constexpr std::pair<CheckField, const char*> CheckNames[] = {
+    {CheckField::chkByEmail, "chkByEmail"},
+    {CheckField::chkByPager, "chkByPager"},
+    {CheckField::chkInetCall, "chkInetCall"},
+    {CheckField::chkDefaultCmd, "chkDefaultCmd"},
+};
+
+constexpr int ToolkitMaxLength = 32767;
+
+template <class Control, class Field, std::size_t Count>
+std::map<Field, Control*> Find(const QWidget& form, const std::pair<Field, const char*> (&names)[Count]) {
+  std::map<Field, Control*> found;
+  for (const auto& [field, name] : names)
+    if (auto* control = form.findChild<Control*>(QLatin1String(name))) found.emplace(field, control);
+  return found;
+}
+}  // namespace
+
+FieldControls::FieldControls(const QWidget& form)
+    : m_texts(Find<QLineEdit>(form, TextNames)),
+      m_checks(Find<QCheckBox>(form, CheckNames)),
+      m_cmbPagerType(form.findChild<QComboBox*>(QStringLiteral("cmbPagerType"))) {
+  for (const auto& [field, control] : m_texts)
+    if (control->maxLength() == ToolkitMaxLength) control->setMaxLength(INT_MAX);
+  const auto option = QStringLiteral("optFlag_%1");
+  while (auto* button = form.findChild<QRadioButton*>(option.arg(m_optFlag.size())))
+    m_optFlag.push_back(button);
+}
+
+std::string FieldControls::Text(TextField field) const {
+  return m_texts.at(field)->text().toStdString();
+}
+
+void FieldControls::SetText(TextField field, std::string_view text) {
+  m_texts.at(field)->setText(ToQt(text));
+}
+
+bool FieldControls::Checked(CheckField field) const {
+  return m_checks.at(field)->isChecked();
+}
+
+void FieldControls::SetChecked(CheckField field, bool checked) {
+  m_checks.at(field)->setChecked(checked);
+}
+
+int FieldControls::Selected(ChoiceField field) const {
+  if (field == ChoiceField::cmbPagerType) return m_cmbPagerType->currentIndex();
+  for (std::size_t entry = 0; entry < m_optFlag.size(); ++entry)
+    if (m_optFlag[entry]->isChecked()) return static_cast<int>(entry);
+  return -1;
+}
+
+void FieldControls::Select(ChoiceField field, int entry) {
+  if (field == ChoiceField::cmbPagerType) return m_cmbPagerType->setCurrentIndex(entry);
+  for (auto* button : m_optFlag)
+    button->setAutoExclusive(false);  // or the last selected option could not be cleared
+  for (std::size_t option = 0; option < m_optFlag.size(); ++option)
+    m_optFlag[option]->setChecked(static_cast<int>(option) == entry);
+  for (auto* button : m_optFlag)
+    button->setAutoExclusive(true);
+}
+
+int FieldControls::EntryCount(ChoiceField field) const {
+  return field == ChoiceField::cmbPagerType ? m_cmbPagerType->count() : static_cast<int>(m_optFlag.size());
+}
+
+}  // namespace norvane::support

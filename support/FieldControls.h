@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QString>
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "settings/Fields.h"
+
+class QCheckBox;
+class QComboBox;
+class QLineEdit;
+class QRadioButton;
+class QWidget;
+
+namespace norvane::support {
+
+/// The controls of a form as fields, found by their names. Asking for one that the form does not have throws
+/// std::logic_error.
+class FieldControls : public settings::Fields {
+ public:
+  /// The controls must stand already, and outlive this. Text boxes without a limit of their own lose
+  /// the toolkit's.
+  explicit FieldControls(const QWidget& form);
+
+  [[nodiscard]] std::string Text(settings::TextField field) const override;
+  void SetText(settings::TextField field, std::string_view text) override;
+  [[nodiscard]] bool Checked(settings::CheckField field) const override;
+  void SetChecked(settings::CheckField field, bool checked) override;
+  [[nodiscard]] int Selected(settings::ChoiceField field) const override;
+  void Select(settings::ChoiceField field, int entry) override;
+  [[nodiscard]] int EntryCount(settings::ChoiceField field) const override;
+
+ private:
+  std::map<settings::TextField, QLineEdit*> m_texts;
+  std::map<settings::CheckField, QCheckBox*> m_checks;
+  std::vector<QRadioButton*> m_optFlag;  ///< optFlag_0 and so on
+  QComboBox* m_cmbPagerType;
+};
+
+[[nodiscard]] inline QString ToQt(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+}  // namespace norvane::support

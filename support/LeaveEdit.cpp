@@ -1,0 +1,15 @@
+#include "support/LeaveEdit.h"
+
+#include <QFocusEvent>
+
+namespace norvane::support {
+
+void LeaveEdit::focusOutEvent(QFocusEvent* event) {
+  QLineEdit::focusOutEvent(event);
+  const auto reason = event->reason();
+  if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason &&
+      reason != Qt::MenuBarFocusReason)
+    emit LostFocus();
+}
+
+}  // namespace norvane::support

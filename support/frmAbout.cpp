@@ -1,0 +1,82 @@
+#include "support/frmAbout.h"
+
+#include <QEvent>
+#include <QIcon>
+#include <utility>
+
+#include "console/shared/MainBas.h"
+#include "console/shared/Wire.h"
+#include "ui_frmAbout.h"
+
+// The macro must stand outside of any namespace.
+static void InitAboutPicture() {
+  Q_INIT_RESOURCE(about);
+}
+
+namespace norvane::support {
+
+namespace {
+constexpr char Version[] = NORVANE_VERSION;
+constexpr char ProductPage[] = "http://" NORVANE_PRODUCT_HOST "/eng/product/product.html";
+constexpr char SupportPage[] = "http://" NORVANE_SUPPORT_HOST "/eng/product/product_support.html";
+}  // namespace
+
+frmAbout::frmAbout(console::shared::MainBas& bas, QWidget* owner, const platform::Registry& registry,
+                   StartProgram start)
+    : QDialog(owner),
+      m_bas(bas),
+      m_registry(registry),
+      m_start(std::move(start)),
+      m_ui(std::make_unique<Ui::frmAbout>()) {
+  InitAboutPicture();
+  m_ui->setupUi(this);
+  m_ui->picIcon->setPixmap(
+      QIcon(QStringLiteral(":/norvane/about.svg")).pixmap(m_ui->picIcon->minimumSize(), devicePixelRatioF()));
+  DrawLinks();
+  console::shared::Wire(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &frmAbout::cmdOK_Click);
+  console::shared::Wire(m_bas, m_ui->cmdSysInfo, &QPushButton::clicked, this, &frmAbout::cmdSysInfo_Click);
+  Form_Load();
+}
+
+frmAbout::~frmAbout() = default;
+
+void frmAbout::Form_Load() {
+  setWindowTitle(QStringLiteral("About ") + QLatin1String(console::shared::ApplicationTitle));
+  m_ui->lblVersion->setText(QStringLiteral("Version ") + QLatin1String(Version));
+  adjustSize();
+  if (parentWidget() != nullptr) m_bas.CenterForm(*this, *parentWidget());
+}
+
+void frmAbout::DrawLinks() {
+  const std::pair<QLabel*, const char*> links[] = {{m_ui->lblProduct_0, ProductPage},
+                                                   {m_ui->lblProduct_1, SupportPage}};
+  for (const auto& [label, address] : links) {
+    label->setText(QLatin1String(address));
+    label->setCursor(Qt::PointingHandCursor);
+    auto colours = label->palette();
+    colours.setColor(QPalette::WindowText, colours.color(QPalette::Active, QPalette::Highlight));
+    label->setPalette(colours);
+    label->installEventFilter(this);
+  }
+}
+
+bool frmAbout::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::MouseButtonRelease)
+    m_bas.RunHandler([this, watched] { lblProduct_Click(watched == m_ui->lblProduct_0 ? 0 : 1); });
+  return QDialog::eventFilter(watched, event);
+}
+
+void frmAbout::cmdOK_Click() {
+  accept();
+}
+
+void frmAbout::cmdSysInfo_Click() {
+  StartSysInfo(m_registry, m_start, m_bas.Doors);
+}
+
+void frmAbout::lblProduct_Click(int index) {
+  const auto* label = index == 0 ? m_ui->lblProduct_0 : m_ui->lblProduct_1;
+  m_bas.OpenDocument(label->text().toStdString(), false);
+}
+
+}  // namespace norvane::support

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QDialog>
+#include <memory>
+
+#include "support/SystemInfo.h"
+
+namespace norvane::console::shared {
+class MainBas;
+}
+
+namespace norvane::support {
+
+namespace Ui {
+class frmAbout;
+}
+
+/// Tells what this program is, and leads to its web pages and to the system's information tool.
+class frmAbout : public QDialog {
+  Q_OBJECT
+
+ public:
+  /// Stands over `owner`. `registry` must outlive this.
+  frmAbout(console::shared::MainBas& bas, QWidget* owner, const platform::Registry& registry,
+           StartProgram start = StartDetached);
+  ~frmAbout() override;
+
+  void cmdOK_Click();
+  void cmdSysInfo_Click();
+  void lblProduct_Click(int index);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  void Form_Load();
+  void DrawLinks();
+
+  console::shared::MainBas& m_bas;
+  const platform::Registry& m_registry;
+  const StartProgram m_start;
+  const std::unique_ptr<Ui::frmAbout> m_ui;
+};
+
+}  // namespace norvane::support
