@@ -16,8 +16,13 @@
 #include "pages/FrmSmtpMonitor.h"
 #include "pages/frmWebMonitor.h"
 #include "platform/Paths.h"
+#include "platform/Registry.h"
 #include "support/FrmSplash.h"
+#include "support/frmAbout.h"
 #include "ui_FrmStart.h"
+#include "wizards/FrmWizPop.h"
+#include "wizards/FrmWizSmtp.h"
+#include "wizards/FrmWizWeb.h"
 
 namespace norvane::console {
 
@@ -101,10 +106,14 @@ void FrmStart::WireControls() {
   Wire(m_bas, m_ui->LstV->header(), &QHeaderView::sectionClicked, this, &FrmStart::LstV_ColumnClick);
   Wire(m_bas, &Timer1, &QTimer::timeout, this, &FrmStart::Timer1_Timer);
   Wire(m_bas, m_ui->ToolBar, &QToolBar::actionTriggered, this, &FrmStart::ToolBar_ButtonClick);
+  Wire(m_bas, m_ui->mnuNewWebMonitor, &QAction::triggered, this, &FrmStart::mnuNewWebMonitor_Click);
+  Wire(m_bas, m_ui->mnuNewPop3Monitor, &QAction::triggered, this, &FrmStart::mnuNewPop3Monitor_Click);
+  Wire(m_bas, m_ui->mnuSmtpMonitor, &QAction::triggered, this, &FrmStart::mnuSmtpMonitor_Click);
   Wire(m_bas, m_ui->mnuDelete, &QAction::triggered, this, &FrmStart::mnuDelete_Click);
   Wire(m_bas, m_ui->mnuExit, &QAction::triggered, this, &FrmStart::mnuExit_Click);
   Wire(m_bas, m_ui->mnuStop, &QAction::triggered, this, &FrmStart::mnuStop_Click);
   Wire(m_bas, m_ui->mnuStart, &QAction::triggered, this, &FrmStart::mnuStart_Click);
+  Wire(m_bas, m_ui->mnuAbout, &QAction::triggered, this, &FrmStart::mnuAbout_Click);
   Wire(m_bas, m_ui->mnuhelphelp, &QAction::triggered, this, &FrmStart::mnuhelphelp_Click);
   Wire(m_bas, m_ui->mnuFeedback, &QAction::triggered, this, &FrmStart::mnuFeedback_Click);
 }
@@ -438,8 +447,31 @@ void FrmStart::mnuDelete_Click() {
   TvCtrl_NodeClick(next);
 }
 
+template <class Form>
+void FrmStart::LaunchWizard() {
+  Form wizard(m_bas, this);
+  m_bas.CenterForm(wizard, *this);
+  wizard.exec();
+}
+
+void FrmStart::mnuNewWebMonitor_Click() {
+  LaunchWizard<wizards::FrmWizWeb>();
+}
+
+void FrmStart::mnuNewPop3Monitor_Click() {
+  LaunchWizard<wizards::FrmWizPop>();
+}
+
+void FrmStart::mnuSmtpMonitor_Click() {
+  LaunchWizard<wizards::FrmWizSmtp>();
+}
+
 void FrmStart::mnuExit_Click() {
   close();
+}
+
+void FrmStart::mnuAbout_Click() {
+  support::frmAbout(m_bas, this, platform::SystemRegistry()).exec();
 }
 
 void FrmStart::mnuhelphelp_Click() {

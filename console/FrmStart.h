@@ -48,10 +48,14 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void Timer1_Timer();
 
   void ToolBar_ButtonClick(QAction* button);
+  void mnuNewWebMonitor_Click();
+  void mnuNewPop3Monitor_Click();
+  void mnuSmtpMonitor_Click();
   void mnuDelete_Click();
   void mnuExit_Click();
   void mnuStop_Click();
   void mnuStart_Click();
+  void mnuAbout_Click();
   void mnuhelphelp_Click();
   void mnuFeedback_Click();
 
@@ -88,6 +92,8 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   [[nodiscard]] bool Resolve(const Node& node);
   /// False, and the user told, if the write failed.
   [[nodiscard]] bool WriteStatus(const Node& node, std::string_view status, const std::string& verb);
+  template <class Form>
+  void LaunchWizard();
   void ShowFailure(const std::string& what, const std::exception& failure);
 
   shared::MainBas& m_bas;

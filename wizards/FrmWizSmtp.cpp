@@ -1,0 +1,25 @@
+#include "wizards/FrmWizSmtp.h"
+
+#include "console/shared/Wire.h"
+#include "settings/Transfer.h"
+#include "ui_FrmWizSmtp.h"
+#include "ui_Wizard.h"
+
+namespace norvane::wizards {
+
+FrmWizSmtp::FrmWizSmtp(console::shared::MainBas& bas, QWidget* owner)
+    : Wizard(bas, settings::Type::Smtp, owner), m_own(std::make_unique<Ui::FrmWizSmtp>()) {
+  setObjectName(QStringLiteral("FrmWizSmtp"));
+  m_own->setupUi(m_ui->Own);
+  Form_Load();
+  console::shared::Wire(m_bas, m_own->txtMonitorPoint, &support::LeaveEdit::LostFocus, this,
+                        &FrmWizSmtp::txtMonitorPoint_LostFocus);
+}
+
+FrmWizSmtp::~FrmWizSmtp() = default;
+
+void FrmWizSmtp::txtMonitorPoint_LostFocus() {
+  settings::ProposeAddressee(Fields());
+}
+
+}  // namespace norvane::wizards

@@ -1,0 +1,29 @@
+#include "wizards/FrmWizWeb.h"
+
+#include "console/shared/Wire.h"
+#include "pages/UrlCheck.h"
+#include "ui_FrmWizWeb.h"
+#include "ui_Wizard.h"
+
+namespace norvane::wizards {
+
+FrmWizWeb::FrmWizWeb(console::shared::MainBas& bas, QWidget* owner)
+    : Wizard(bas, settings::Type::Web, owner), m_own(std::make_unique<Ui::FrmWizWeb>()) {
+  setObjectName(QStringLiteral("FrmWizWeb"));
+  m_own->setupUi(m_ui->Own);
+  Form_Load();
+  m_check = std::make_unique<pages::UrlCheck>(
+      bas,
+      pages::UrlCheckControls{*this, *m_own->txtMonitorPoint, *m_own->Command1, *m_own->lbl,
+                              *m_own->optFlag_0, *m_own->txtBySize},
+      pages::UrlCheck::Flag::SelectBySize);
+  console::shared::Wire(m_bas, m_own->Command1, &QPushButton::clicked, this, &FrmWizWeb::Command1_Click);
+}
+
+FrmWizWeb::~FrmWizWeb() = default;
+
+void FrmWizWeb::Command1_Click() {
+  m_check->Command1_Click();
+}
+
+}  // namespace norvane::wizards

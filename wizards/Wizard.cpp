@@ -1,0 +1,168 @@
+#include "wizards/Wizard.h"
+
+#include <QEvent>
+#include <functional>
+#include <utility>
+
+#include "console/engine/EngineError.h"
+#include "console/engine/MonitorKeys.h"
+#include "console/shared/MainBas.h"
+#include "console/shared/MonitorTree.h"
+#include "console/shared/Wire.h"
+#include "platform/Paths.h"
+#include "settings/NewMonitor.h"
+#include "settings/PagerTypes.h"
+#include "settings/Transfer.h"
+#include "support/PagerTypes.h"
+#include "ui_Wizard.h"
+#include "wizards/WizardTexts.h"
+
+namespace norvane::wizards {
+
+namespace {
+namespace keys = console::engine::keys;
+using console::engine::EngineError;
+using console::shared::BoxIcon;
+
+constexpr char LogFolder[] = "\\log";
+
+BoxIcon ToBoxIcon(settings::Icon icon) {
+  switch (icon) {
+    case settings::Icon::Information:
+      return BoxIcon::Information;
+    case settings::Icon::Exclamation:
+      return BoxIcon::Exclamation;
+    case settings::Icon::Critical:
+      break;
+  }
+  return BoxIcon::Critical;
+}
+}  // namespace
+
+Wizard::Wizard(console::shared::MainBas& bas, settings::Type type, QWidget* owner)
+    : QDialog(owner), m_bas(bas), m_ui(std::make_unique<Ui::Wizard>()), m_type(type) {
+  m_ui->setupUi(this);
+}
+
+Wizard::~Wizard() = default;
+
+void Wizard::Form_Load() {
+  ShowTexts();
+  OrderTabs();
+  m_fields = std::make_unique<support::FieldControls>(*this);
+  chkInetCall_Click();
+  support::FillPagerTypes(m_bas, *m_ui->cmbPagerType);
+  WireControls();
+  adjustSize();  // so that it can be placed before it shows
+}
+
+void Wizard::ShowTexts() {
+  for (const auto& row : ToolTips)
+    findChild<QWidget*>(QLatin1String(row.control))->setToolTip(QLatin1String(row.text.For(m_type)));
+  setWindowTitle(support::ToQt(Captions.For(m_type)));
+  m_ui->txtMonitorName->setText(support::ToQt(SampleNames.For(m_type)));
+  m_ui->Frame2->setTitle(support::ToQt(Frame2Captions.For(m_type)));
+  if (m_type == settings::Type::Smtp) delete std::exchange(m_ui->Label5_1, nullptr);
+}
+
+void Wizard::OrderTabs() {
+  QWidget* before = m_ui->txtMonitorName;
+  for (auto* control : m_ui->Own->findChildren<QWidget*>()) {
+    if ((control->focusPolicy() & Qt::TabFocus) == 0) continue;
+    setTabOrder(before, control);
+    before = control;
+  }
+}
+
+void Wizard::WireControls() {
+  using console::shared::Wire;
+  Wire(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &Wizard::chkInetCall_Click);
+  Wire(m_bas, m_ui->cmbPagerType, &support::DropDownList::DropDown, this, &Wizard::cmbPagerType_DropDown);
+  Wire(m_bas, m_ui->cmbPagerType, &QComboBox::currentIndexChanged, this, &Wizard::cmbPagerType_Change);
+  Wire(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &Wizard::cmdOK_Click);
+  Wire(m_bas, m_ui->cmdCancel, &QPushButton::clicked, this, &Wizard::cmdCancel_Click);
+  m_ui->cmdOK->installEventFilter(this);
+  m_ui->cmdCancel->installEventFilter(this);
+}
+
+bool Wizard::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::Shortcut) static_cast<QWidget*>(watched)->setFocus(Qt::ShortcutFocusReason);
+  return QDialog::eventFilter(watched, event);
+}
+
+void Wizard::chkInetCall_Click() {
+  const bool checked = m_ui->chkInetCall->isChecked();
+  m_ui->cmbPagerType->setEnabled(checked);
+  m_ui->txtPagerMsg->setEnabled(checked);
+}
+
+void Wizard::cmbPagerType_DropDown() {
+  support::OpenPagerTypes(m_bas, *m_ui->cmbPagerType);
+}
+
+void Wizard::cmbPagerType_Change() {
+  m_ui->txtPagerMsg->setEnabled(
+      settings::HasMessageInWizard(m_ui->cmbPagerType->currentText().toStdString()));
+}
+
+void Wizard::cmdCancel_Click() {
+  reject();
+}
+
+void Wizard::cmdOK_Click() {
+  const auto failure = settings::CheckNewMonitor(
+      m_type, *m_fields, [this](const std::string& fullName) { return m_bas.MonitorExists(fullName); });
+  if (!failure) return CreateMonitor();
+  if (!failure->message.empty())
+    m_bas.Doors.Show({.title = "Error", .text = failure->message, .icon = ToBoxIcon(failure->icon)});
+}
+
+void Wizard::CreateMonitor() {
+  const auto typeName = settings::TypeName(m_type);
+  const auto fullName = settings::FullName(typeName, m_fields->Text(settings::TextField::txtMonitorName));
+  const auto ref = m_bas.Engine.NewServiceRef();
+  ref->SetMonitorName(fullName);
+  m_bas.Monitors->Add(*ref);
+  const auto& node = m_bas.Tree->AddMonitorNode(fullName, std::string(typeName) + console::shared::StopMark);
+  m_bas.Tree->SelectNode(node);
+  hide();
+
+  const auto before = m_bas.CurrentMonitor;
+  m_bas.Tree->TvCtrl_NodeClick(node);
+  // Without a new current monitor the click has failed, and said so. Nothing may be written to another one.
+  if (m_bas.CurrentMonitor != before) TellFailures(fullName, SetUp(node));
+  accept();
+}
+
+/// A step that fails is passed over, so that the monitor gets all that it can have.
+std::vector<std::string> Wizard::SetUp(const console::shared::TreeNode& node) {
+  std::vector<std::string> failures;
+  const auto attempt = [&failures](std::string_view what, const std::function<void()>& step) {
+    try {
+      step();
+    } catch (const EngineError& failure) {
+      failures.push_back(std::string(what).append(": ").append(failure.what()));
+    }
+  };
+  auto monitor = m_bas.CurrentMonitor;
+  const auto write = [&attempt, &monitor](std::string_view key, std::string_view value) {
+    attempt(key, [&] { monitor->SetAttr(key, value); });
+  };
+  settings::WriteNewMonitor(m_type, *m_fields, m_bas.Gateway, write);
+  static_cast<void>(platform::MakeFolder(m_bas.PathInFolder(LogFolder)));  // may be mended until it is used
+  write(keys::LogFile, m_bas.LogPattern());
+  attempt("Init", [&monitor] { monitor->Runner()->Init(monitor); });
+  m_bas.CurrentMonitor = monitor;
+  attempt("page", [this, &node] { m_bas.Tree->TvCtrl_NodeClick(node); });
+  return failures;
+}
+
+void Wizard::TellFailures(const std::string& fullName, const std::vector<std::string>& failures) {
+  if (failures.empty() || m_type == settings::Type::Pop3) return;
+  std::string text = "Can not set of " + fullName + ":\n";
+  for (const auto& failure : failures)
+    text += "\n" + failure;
+  m_bas.Doors.Show({.title = "Error", .text = text, .icon = BoxIcon::Critical});
+}
+
+}  // namespace norvane::wizards

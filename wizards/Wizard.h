@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QDialog>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "settings/ByType.h"
+#include "support/FieldControls.h"
+
+namespace norvane::console::shared {
+class MainBas;
+struct TreeNode;
+}  // namespace norvane::console::shared
+
+namespace norvane::wizards {
+
+namespace Ui {
+class Wizard;
+}
+
+/// What the wizards of all types have in common: name, pager, and how the new monitor comes into being. Each
+/// wizard puts its own controls into `Own`.
+class Wizard : public QDialog {
+  Q_OBJECT
+
+ public:
+  ~Wizard() override;
+
+  void chkInetCall_Click();
+  void cmbPagerType_DropDown();
+  /// The pager type rule.
+  void cmbPagerType_Change();
+  void cmdOK_Click();
+  void cmdCancel_Click();
+
+ protected:
+  Wizard(console::shared::MainBas& bas, settings::Type type, QWidget* owner);
+  /// Each wizard calls it once, with its own controls in place.
+  void Form_Load();
+
+  /// A button that is reached by its access key gets the focus first, so that the field before it knows.
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+  [[nodiscard]] support::FieldControls& Fields() { return *m_fields; }
+
+  console::shared::MainBas& m_bas;
+  const std::unique_ptr<Ui::Wizard> m_ui;
+
+ private:
+  void ShowTexts();
+  void OrderTabs();
+  void WireControls();
+
+  void CreateMonitor();
+  /// Gives the new monitor, which is `CurrentMonitor`, its attributes. What could not be done, each with its
+  /// reason.
+  [[nodiscard]] std::vector<std::string> SetUp(const console::shared::TreeNode& node);
+  void TellFailures(const std::string& fullName, const std::vector<std::string>& failures);
+
+  const settings::Type m_type;
+  std::unique_ptr<support::FieldControls> m_fields;
+};
+
+}  // namespace norvane::wizards
