@@ -9,8 +9,19 @@
 
 namespace norvane::tests {
 
+namespace {
+/// An engine that takes its time lets events run before the splash stands.
+void CloseSplashOnceItStands() {
+  if (QWidget* splash = QApplication::activeModalWidget()) {
+    QTest::keyClick(splash, Qt::Key_Space);
+  } else {
+    QTimer::singleShot(1, &CloseSplashOnceItStands);
+  }
+}
+}  // namespace
+
 void LoadForm(console::FrmStart& form) {
-  QTimer::singleShot(0, [] { QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Space); });
+  QTimer::singleShot(0, &CloseSplashOnceItStands);
   form.Form_Load();
 }
 
