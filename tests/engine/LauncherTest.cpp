@@ -135,10 +135,10 @@ TEST_F(LauncherTest, TellsHowEachProgramEndedOrWhyItDidNotStart) {
 
 TEST_F(LauncherTest, EndsTheWholeGroupOfAProgramThatRunsTooLong) {
   Script("willing", "echo up; sleep 1000");
-  Script("stubborn", "trap '' TERM; sleep 1000 & echo $!; wait; wait; sleep 1000");
+  Script("obstinate", "trap '' TERM; sleep 1000 & echo $!; wait; wait; sleep 1000");
   Make();
   Launch("willing");
-  Launch("stubborn");
+  Launch("obstinate");
   RunUntil([&] { return m_output.size() == 2; });
   m_now += minutes(10) - milliseconds(1);
   m_loop.RunOnce(milliseconds(0));
@@ -146,9 +146,9 @@ TEST_F(LauncherTest, EndsTheWholeGroupOfAProgramThatRunsTooLong) {
   m_now += milliseconds(1);
   RunUntil(Told("willing was ended by signal SIGTERM"));
   EXPECT_EQ(Count("has run for 600 s and is told to end"), 2);
-  EXPECT_EQ(Count("stubborn was ended"), 0);
+  EXPECT_EQ(Count("obstinate was ended"), 0);
   m_now += std::chrono::seconds(10);
-  RunUntil(Told("stubborn was ended by signal SIGKILL"));
+  RunUntil(Told("obstinate was ended by signal SIGKILL"));
   const auto& line = m_output[0] == "shop: up" ? m_output[1] : m_output[0];
   const auto status = "/proc/" + line.substr(std::string("shop: ").size()) + "/stat";
   const auto isGone = [&] {  // or waits for a parent to take note
