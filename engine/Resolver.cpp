@@ -2,6 +2,7 @@
 
 #include <ares.h>
 #include <arpa/inet.h>
+#include <strings.h>
 #include <sys/epoll.h>
 #include <sys/stat.h>
 
@@ -24,6 +25,12 @@ constexpr seconds LongestKept{300};
 constexpr seconds FailureKept{5};
 constexpr std::size_t MaxAddresses = 16;
 constexpr const char* ResolvConf = "/etc/resolv.conf";
+
+/// The bare address if `host` is one.
+/// Always this machine, whatever files or name servers say (RFC 6761, section 6.3).
+bool IsLocalhost(const std::string& host) {
+  return ::strcasecmp(host.c_str(), "localhost") == 0;
+}
 
 /// The bare address if `host` is one.
 std::string NumericAddress(std::string_view host) {
@@ -173,8 +180,12 @@ Resolver::~Resolver() = default;
 
 const Resolver::Answer* Resolver::Known(const std::string& host) {
   if (auto address = NumericAddress(host); !address.empty()) {
-    m_numeric.addresses.assign(1, std::move(address));
-    return &m_numeric;
+    m_atHand.addresses.assign(1, std::move(address));
+    return &m_atHand;
+  }
+  if (IsLocalhost(host)) {
+    m_atHand.addresses = {"127.0.0.1", "::1"};
+    return &m_atHand;
   }
   const auto cached = m_cache.find(host);
   if (cached == m_cache.end()) return nullptr;

@@ -39,7 +39,8 @@ class Resolver {
   Resolver(const Resolver&) = delete;
   Resolver& operator=(const Resolver&) = delete;
 
-  /// The answer if it is at hand: `host` is numeric ("127.0.0.1", "::1", "[::1]") or was looked up lately.
+  /// The answer if it is at hand: `host` is numeric ("127.0.0.1", "::1", "[::1]"), is
+  /// "localhost", or was looked up lately.
   /// Stands until the loop goes on.
   [[nodiscard]] const Answer* Known(const std::string& host);
   /// Calls `done` once from the loop, never before it returns. `done` may destroy the query.
@@ -65,7 +66,7 @@ class Resolver {
   std::unordered_map<std::string, Cached> m_cache;
   std::vector<std::pair<std::string, Answer>> m_answered;
   EventLoop::Timer m_deliver;
-  Answer m_numeric;
+  Answer m_atHand;
   std::unique_ptr<Channel> m_channel;  // last, since its end calls back
 };
 
