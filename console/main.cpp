@@ -5,26 +5,14 @@
 #include <cstdlib>
 #include <exception>
 
-#include "console/FrmStart.h"
+#include "console/Console.h"
 #include "console/ImageList.h"
-#include "console/StartEngine.h"
-#include "console/shared/MainBas.h"
-#include "console/shared/QtCallWaiter.h"
-#include "console/shared/QtDialogs.h"
-#include "link/EngineClient.h"
 #include "platform/Paths.h"
 
 namespace {
 int Run() {
-  using namespace norvane;
-  const auto& folder = platform::ApplicationFolder();
-  console::shared::QtDialogs dialogs;
-  console::shared::QtCallWaiter waiter(dialogs);
-  link::EngineClient engine(
-      {.folder = folder, .startEngine = [&folder] { console::StartEngine(folder); }, .waiter = &waiter});
-  console::shared::MainBas bas(engine, dialogs, folder, [] { std::_Exit(EXIT_SUCCESS); });
-  console::FrmStart form(bas);
-  form.Form_Load();
+  norvane::console::Console console(norvane::platform::ApplicationFolder(), [] { std::_Exit(EXIT_SUCCESS); });
+  console.form.Form_Load();
   return QApplication::exec();
 }
 }  // namespace
