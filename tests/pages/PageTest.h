@@ -15,6 +15,7 @@
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Windows.h"
 
 class QTabWidget;
 
@@ -46,9 +47,7 @@ class PageTest : public ::testing::Test {
 
   template <class T = QWidget>
   [[nodiscard]] T& Control(const char* name) const {
-    auto* control = page->findChild<T*>(QLatin1String(name));
-    if (control == nullptr) throw std::logic_error(std::string("no control of this name: ") + name);
-    return *control;
+    return Part<T>(*page, name);
   }
   [[nodiscard]] std::string Text(const char* name) const;
   void SetText(const char* name, const char* text);

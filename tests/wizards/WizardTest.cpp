@@ -57,9 +57,7 @@ class WizardTest : public ConsoleFixture {
   }
   template <class T>
   [[nodiscard]] T& Part(const char* name) {
-    auto* part = wizard->findChild<T*>(QLatin1String(name));
-    if (part == nullptr) throw std::logic_error(std::string("no control of this name: ") + name);
-    return *part;
+    return tests::Part<T>(*wizard, name);
   }
   void Enter(const Entries& entries) {
     for (const auto& [name, text] : entries)

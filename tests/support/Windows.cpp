@@ -1,0 +1,104 @@
+#include "tests/support/Windows.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPointer>
+#include <QTest>
+#include <QTimer>
+#include <exception>
+
+namespace norvane::tests {
+
+namespace {
+constexpr int PatienceMilliseconds = 60000;
+constexpr int LookMilliseconds = 5;
+
+std::string OpenWindow() {
+  const auto* window = QApplication::activeModalWidget();
+  if (window == nullptr) return "";
+  auto text = "; open is \"" + window->windowTitle().toStdString() + '"';
+  if (const auto* box = qobject_cast<const QMessageBox*>(window)) text += ": " + box->text().toStdString();
+  return text;
+}
+
+/// A user who looks out for a window for as long as this stands.
+class Visitor : public QObject {
+ public:
+  Visitor(std::string name, std::function<bool(QWidget&)> meet)
+      : m_name(std::move(name)), m_meet(std::move(meet)) {
+    m_since.start();
+    LookAgain();
+  }
+  void Finish() const {
+    if (m_failure) std::rethrow_exception(m_failure);
+    if (!m_met) throw std::runtime_error("the window \"" + m_name + "\" did not come");
+  }
+
+ private:
+  // While an engine call is unanswered only single shots go off.
+  void LookAgain() { QTimer::singleShot(LookMilliseconds, this, &Visitor::Look); }
+
+  void Look() {
+    try {
+      if (m_since.hasExpired(PatienceMilliseconds))
+        throw std::runtime_error("the window \"" + m_name + (m_met ? "\" does not go" : "\" did not come") +
+                                 OpenWindow());
+      QWidget* window = QApplication::activeModalWidget();
+      if (!m_met && window != nullptr && window->isVisible()) m_met = m_meet(*window);
+      return LookAgain();
+    } catch (...) {
+      m_failure = std::current_exception();
+    }
+    if (QWidget* window = QApplication::activeModalWidget()) window->close();
+  }
+
+  const std::string m_name;
+  const std::function<bool(QWidget&)> m_meet;
+  QElapsedTimer m_since;
+  bool m_met = false;
+  std::exception_ptr m_failure;
+};
+}  // namespace
+
+void Click(QWidget& control) {
+  QTest::mouseClick(&control, Qt::LeftButton);
+}
+
+void Enter(QLineEdit& field, const std::string& text) {
+  field.selectAll();
+  QTest::keyClick(&field, Qt::Key_Delete);
+  QTest::keyClicks(&field, QString::fromStdString(text));
+}
+
+void Answer(QMessageBox& box, const std::string& caption) {
+  for (auto* button : box.buttons())
+    if (button->text().remove(u'&').toStdString() == caption) return Click(*button);
+  throw std::runtime_error("the box has no button \"" + caption + '"');
+}
+
+void Await(const std::string& what, const std::function<bool()>& holds) {
+  if (!QTest::qWaitFor(holds, PatienceMilliseconds))
+    throw std::runtime_error(what + " did not come" + OpenWindow());
+}
+
+void MeetWindow(const std::string& name, const std::function<void()>& act,
+                const std::function<bool(QWidget&)>& meet) {
+  const Visitor visitor(name, meet);
+  act();
+  visitor.Finish();
+}
+
+void InBox(const std::string& title, const std::function<void()>& act,
+           const std::function<void(QMessageBox&)>& answer) {
+  MeetWindow(title, act, [&](QWidget& window) {
+    auto* box = qobject_cast<QMessageBox*>(&window);
+    const bool isRight = box != nullptr && box->windowTitle().toStdString() == title;
+    if (isRight) answer(*box);
+    return isRight;
+  });
+}
+
+}  // namespace norvane::tests

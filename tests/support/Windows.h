@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QWidget>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+class QLineEdit;
+class QMessageBox;
+
+/// What a user does at windows. All of it belongs to the window system's thread; a window that does not come,
+/// or go, within a minute is told by std::runtime_error.
+namespace norvane::tests {
+
+/// A part of a window by its name.
+template <class T>
+[[nodiscard]] T& Part(const QObject& window, const char* name) {
+  auto* part = window.findChild<T*>(QLatin1String(name));
+  if (part == nullptr) throw std::logic_error(std::string("no control of this name: ") + name);
+  return *part;
+}
+
+void Click(QWidget& control);
+/// In place of what stands there.
+void Enter(QLineEdit& field, const std::string& text);
+/// Presses the button of this caption, in which "&" does not count.
+void Answer(QMessageBox& box, const std::string& caption);
+
+/// Lets events run until `holds`. `what` is told if it does not come.
+void Await(const std::string& what, const std::function<bool()>& holds);
+
+/// Does `act`, which opens a window that shuts out all others and returns when that is closed, with a user
+/// who is there as soon as a window comes for which `meet` holds. What `meet` throws comes out of this, the
+/// window being closed. `name` is told if no such window comes.
+void MeetWindow(const std::string& name, const std::function<void()>& act,
+                const std::function<bool(QWidget&)>& meet);
+
+/// The same for a form, in which the user does `answer`.
+template <class Form>
+void InForm(const std::function<void()>& act, const std::function<void(Form&)>& answer) {
+  MeetWindow(Form::staticMetaObject.className(), act, [&answer](QWidget& window) {
+    auto* form = qobject_cast<Form*>(&window);
+    if (form != nullptr) answer(*form);
+    return form != nullptr;
+  });
+}
+
+/// The same for a message box of this title.
+void InBox(const std::string& title, const std::function<void()>& act,
+           const std::function<void(QMessageBox&)>& answer);
+
+}  // namespace norvane::tests
