@@ -8,7 +8,7 @@
 
 namespace norvane::bench {
 
-BareWebLoop::BareWebLoop(std::string url, std::string wanted)
+BareWebLoop::BareWebLoop(std::string url, std::string wanted, const std::string& caFile)
     : m_url(std::move(url)),
       m_wanted(std::move(wanted)),
       m_epoll(::epoll_create1(EPOLL_CLOEXEC)),
@@ -18,7 +18,7 @@ BareWebLoop::BareWebLoop(std::string url, std::string wanted)
   curl_multi_setopt(m_multi, CURLMOPT_TIMERFUNCTION, &BareWebLoop::TimerChanged);
   curl_multi_setopt(m_multi, CURLMOPT_TIMERDATA, this);
   for (auto& transfer : m_transfers)
-    Prepare(transfer);
+    Prepare(transfer, caFile);
 }
 
 BareWebLoop::~BareWebLoop() {
@@ -45,12 +45,15 @@ int BareWebLoop::Run(int checks, int perSecond) {
   return good;
 }
 
-void BareWebLoop::Prepare(Transfer& transfer) {
+void BareWebLoop::Prepare(Transfer& transfer, const std::string& caFile) {
   transfer.curl = curl_easy_init();
   curl_easy_setopt(transfer.curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(transfer.curl, CURLOPT_HTTPHEADER, m_headers);
   curl_easy_setopt(transfer.curl, CURLOPT_FRESH_CONNECT, 1L);
   curl_easy_setopt(transfer.curl, CURLOPT_FORBID_REUSE, 1L);
+  curl_easy_setopt(transfer.curl, CURLOPT_SSL_SESSIONID_CACHE, 0L);
+  curl_easy_setopt(transfer.curl, CURLOPT_CAPATH, nullptr);
+  if (!caFile.empty()) curl_easy_setopt(transfer.curl, CURLOPT_CAINFO, caFile.c_str());
   curl_easy_setopt(transfer.curl, CURLOPT_PRIVATE, &transfer);
   curl_easy_setopt(transfer.curl, CURLOPT_WRITEFUNCTION, &BareWebLoop::TakeBody);
   curl_easy_setopt(transfer.curl, CURLOPT_WRITEDATA, &transfer);

@@ -15,7 +15,8 @@ namespace norvane::bench {
 /// a connection of its own, each page looked through for a string.
 class BareWebLoop {
  public:
-  BareWebLoop(std::string url, std::string wanted);
+  /// `caFile` is a PEM file of the authorities that a server's certificate is verified by.
+  BareWebLoop(std::string url, std::string wanted, const std::string& caFile = "");
   ~BareWebLoop();
   BareWebLoop(const BareWebLoop&) = delete;
   BareWebLoop& operator=(const BareWebLoop&) = delete;
@@ -29,7 +30,7 @@ class BareWebLoop {
     std::string body;
   };
 
-  void Prepare(Transfer& transfer);
+  void Prepare(Transfer& transfer, const std::string& caFile);
   void Begin();
   bool End(CURL* curl, CURLcode code);
   void Wait(int longest);
