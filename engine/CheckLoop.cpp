@@ -97,7 +97,7 @@ CheckLoop::CheckLoop(const CheckerOptions& options, Deliver deliver)
       m_alarm(m_loop, [] {}),
       m_resolver(m_loop, options.resolver),
       m_tls(m_options.caFile),
-      m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset},
+      m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset, m_options.maxPageBytes},
       m_notifier(m_context, m_options.folder, [this](CheckReport report) { Report(std::move(report)); }),
       m_launcher(m_loop, {m_options.folder}, [this](CheckReport report) { Report(std::move(report)); }) {
   const auto room = RoomForChecks();

@@ -31,6 +31,8 @@ struct CheckerOptions {
   /// Checks in flight at most; 0: as many as the process may have descriptors for, within reason. Further
   /// ones wait, and their time runs.
   std::size_t maxInFlight = 0;
+  /// Bytes of pages held at once at most; a check whose page finds no room fails.
+  std::size_t maxPageBytes = std::size_t{256} << 20;
   Resolver::Options resolver{};
   EventLoop::Clock clock = &std::chrono::steady_clock::now;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <span>
 #include <string>
@@ -21,6 +22,8 @@ struct ProbeContext {
   TlsClient& tls;
   const std::string& caFile;               ///< PEM file of the authorities that are trusted
   const platform::LegacyCharset& charset;  ///< in which the size of a page is counted
+  /// Bytes that are left for the pages held at once.
+  std::size_t roomForPages;
 };
 
 /// Hears how a probe ends.

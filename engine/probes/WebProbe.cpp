@@ -8,6 +8,7 @@
 
 #include "console/engine/MonitorKeys.h"
 #include "engine/SuccessFlag.h"
+#include "engine/probes/HeldPage.h"
 #include "engine/probes/WebReason.h"
 #include "engine/probes/WebTransfers.h"
 
@@ -31,7 +32,8 @@ class WebProbe final : public Probe, private WebTransfers::Client {
         m_attributes(attributes),
         m_timeout(timeout),
         m_isCall(isCall),
-        m_client(client) {}
+        m_client(client),
+        m_page(context.roomForPages) {}
   ~WebProbe() override;
 
   void Begin() override { Visit(m_attributes.Get(keys::Parameter).c_str()); }
@@ -64,10 +66,11 @@ class WebProbe final : public Probe, private WebTransfers::Client {
   std::unique_ptr<Resolver::Query> m_query;
   std::unique_ptr<WebTransfers::Handle> m_handle;
   curl_socket_t m_socket = CURL_SOCKET_BAD;  // the latest that libcurl opened
-  std::string m_body;
-  std::size_t m_bodySize = 0;
+  HeldPage m_page;
+  std::size_t m_pageSize = 0;
   std::size_t m_headerSize = 0;
-  bool m_keepsBody = false;
+  bool m_holdsPage = false;
+  bool m_lacksRoom = false;
 };
 
 class WebType final : public ProbeType {
@@ -130,10 +133,10 @@ void WebProbe::Fetch(const Resolver::Answer& answer) {
   m_query.reset();
   if (answer.addresses.empty()) return End(answer.failure);
   if (!m_handle) m_handle = m_transfers.Take();
-  m_body.clear();
-  m_bodySize = 0;
+  m_page.Clear();
+  m_pageSize = 0;
   m_headerSize = 0;
-  m_keepsBody = JudgesContent(m_attributes.Get(keys::SuccessFlag));
+  m_holdsPage = JudgesContent(m_attributes.Get(keys::SuccessFlag));
   SetOptions(answer);
   m_transfers.Add(*m_handle, *this);
 }
@@ -159,10 +162,10 @@ int WebProbe::TakeSocket(void* self, curl_socket_t socket, curlsocktype) noexcep
 
 std::size_t WebProbe::TakeBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
   auto& probe = *static_cast<WebProbe*>(self);
-  probe.m_bodySize += size;
-  if (probe.m_bodySize > MaxPageSize) return 0;  // which ends the transfer
-  if (probe.m_keepsBody) probe.m_body.append(bytes, size);
-  return size;
+  probe.m_pageSize += size;
+  if (probe.m_pageSize > MaxPageSize) return 0;  // which ends the transfer
+  probe.m_lacksRoom = probe.m_holdsPage && !probe.m_page.Append({bytes, size});
+  return probe.m_lacksRoom ? 0 : size;
 }
 
 std::size_t WebProbe::TakeHeader(char*, std::size_t, std::size_t size, void* self) noexcept {
@@ -177,7 +180,8 @@ void WebProbe::TransferEnded(CURLcode code) {
   long status = 0;
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   if (status >= 400) return End("HTTP status " + std::to_string(status));
-  if (m_bodySize > MaxPageSize) return End(PageTooLarge());
+  if (m_pageSize > MaxPageSize) return End(PageTooLarge());
+  if (m_lacksRoom) return End("no room for the page beside the others that arrive at this time");
   if (m_headerSize > MaxHeaderSize) return End("reply header too long");
   if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
   char* redirect = nullptr;
@@ -192,7 +196,7 @@ void WebProbe::TransferEnded(CURLcode code) {
 std::string WebProbe::Judge() const {
   const char* type = nullptr;
   curl_easy_getinfo(m_handle->Get(), CURLINFO_CONTENT_TYPE, &type);
-  return PageFailure(m_attributes.Get(keys::SuccessFlag), {m_body, type != nullptr ? type : ""},
+  return PageFailure(m_attributes.Get(keys::SuccessFlag), {m_page.Bytes(), type != nullptr ? type : ""},
                      m_context.charset);
 }
 

@@ -286,6 +286,24 @@ TEST(Checker, WaitingForATurnUsesUpTheTime) {
   EXPECT_EQ(reasons[3], "Ok");
 }
 
+TEST(Checker, HoldsPagesInASharedRoomOnly) {
+  HttpServer server;
+  server.Set("/fits", HttpServer::Reply(std::string(2000, 'x')));
+  server.Set("/large", HttpServer::Reply(std::string(4000, 'x')));
+  CheckerOptions options;
+  options.maxPageBytes = 3000;
+  CheckerFixture checker(options);
+  const auto reason = [&](const char* path, const char* flag) {
+    return checker.Check(Target(1, server.Url(path), flag)).result.reason;
+  };
+  const std::string noRoom = "no room for the page beside the others that arrive at this time";
+  EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok");
+  EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok") << "the first page must have given its room back";
+  EXPECT_EQ(reason("/large", "SIZE:4000"), noRoom);
+  EXPECT_EQ(reason("/large", ""), "Ok") << "a page that nobody looks into needs none";
+  EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok") << "the page that did not fit must have given back its part";
+}
+
 TEST(Checker, RemarksOnceOnANumberItCannotUse) {
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));

@@ -47,7 +47,7 @@ class NotifierTest : public testing::Test {
   const std::string m_caFile = "/etc/ssl/certs/ca-certificates.crt";
   const platform::LegacyCharset m_charset;
   TlsClient m_tls{m_caFile};
-  ProbeContext m_context{m_loop, m_resolver, m_tls, m_caFile, m_charset};
+  ProbeContext m_context{m_loop, m_resolver, m_tls, m_caFile, m_charset, 0};
   std::vector<CheckReport> m_reports;
   std::uint64_t m_lastTicket = 0;
   Notifier m_notifier{m_context, m_folder.Path(),
