@@ -1,8 +1,6 @@
 #include "pages/FrmSmtpMonitor.h"
 
-#include <QFocusEvent>
-
-#include "console/shared/MainBas.h"
+#include "console/shared/Wire.h"
 #include "settings/Transfer.h"
 #include "ui_FrmSmtpMonitor.h"
 #include "ui_MonitorPage.h"
@@ -17,18 +15,6 @@ constexpr const char* TabOrder[] = {
     "txtLaunchCmd",    "txtRetrytime", "txtRetryTimes",  "txtLaunchUpCmd", "txtLogFile",  "cmdBrowse_1",
     "cmdApply",        "cmdTest",      "chkInetCall",    "cmdBrowse_0",
 };
-
-/// A window or menu that comes up takes the focus away only for a while.
-bool IsMove(const QFocusEvent& lost) {
-  switch (lost.reason()) {
-    case Qt::ActiveWindowFocusReason:
-    case Qt::PopupFocusReason:
-    case Qt::MenuBarFocusReason:
-      return false;
-    default:
-      return true;
-  }
-}
 }  // namespace
 
 FrmSmtpMonitor::FrmSmtpMonitor(console::shared::MainBas& bas, QWidget* parent)
@@ -36,20 +22,14 @@ FrmSmtpMonitor::FrmSmtpMonitor(console::shared::MainBas& bas, QWidget* parent)
       m_general(std::make_unique<Ui::FrmSmtpMonitor>()) {
   m_general->setupUi(m_ui->General);
   Form_Load(TabOrder);
-  m_general->txtMonitorPoint->installEventFilter(this);
+  console::shared::Wire(bas, m_general->txtMonitorPoint, &support::LeaveEdit::LostFocus, this,
+                        &FrmSmtpMonitor::txtMonitorPoint_LostFocus);
 }
 
 FrmSmtpMonitor::~FrmSmtpMonitor() = default;
 
 void FrmSmtpMonitor::txtMonitorPoint_LostFocus() {
   settings::ProposeAddressee(*this);
-}
-
-bool FrmSmtpMonitor::eventFilter(QObject* watched, QEvent* event) {
-  if (watched != m_general->txtMonitorPoint) return MonitorPage::eventFilter(watched, event);
-  if (event->type() == QEvent::FocusOut && IsMove(*static_cast<QFocusEvent*>(event)))
-    m_bas.RunHandler([this] { txtMonitorPoint_LostFocus(); });
-  return false;
 }
 
 }  // namespace norvane::pages

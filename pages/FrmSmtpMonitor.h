@@ -22,9 +22,6 @@ class FrmSmtpMonitor : public MonitorPage {
   /// control's own handler.
   void txtMonitorPoint_LostFocus();
 
- protected:
-  bool eventFilter(QObject* watched, QEvent* event) override;
-
  private:
   const std::unique_ptr<Ui::FrmSmtpMonitor> m_general;
 };

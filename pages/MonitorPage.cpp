@@ -2,7 +2,6 @@
 
 #include <QKeyEvent>
 #include <QTabBar>
-#include <climits>
 #include <stdexcept>
 
 #include "console/engine/EngineError.h"
@@ -28,23 +27,6 @@ using settings::CheckField;
 using settings::ChoiceField;
 using settings::TextField;
 
-constexpr std::pair<TextField, const char*> TextNames[] = {
-    {TextField::txtMonitorPoint, "txtMonitorPoint"}, {TextField::txtBySize, "txtBySize"},
-    {TextField::txtPop3Account, "txtPop3Account"},   {TextField::txtPop3Password, "txtPop3Password"},
-    {TextField::txtSmtpFrom, "txtSmtpFrom"},         {TextField::txtSmtpTo, "txtSmtpTo"},
-    {TextField::txtInterval, "txtInterval"},         {TextField::txtWaitTime, "txtWaitTime"},
-    {TextField::txtRetryTimes, "txtRetryTimes"},     {TextField::txtRetrytime, "txtRetrytime"},
-    {TextField::txtEmailAddr, "txtEmailAddr"},       {TextField::txtSubject, "txtSubject"},
-    {TextField::txtSmtpServer, "txtSmtpServer"},     {TextField::txtPagerNumber, "txtPagerNumber"},
-    {TextField::txtPagerMsg, "txtPagerMsg"},         {TextField::txtLaunchCmd, "txtLaunchCmd"},
-    {TextField::txtLaunchUpCmd, "txtLaunchUpCmd"},   {TextField::txtLogFile, "txtLogFile"},
-};
-constexpr std::pair<CheckField, const char*> CheckNames[] = {
-    {CheckField::chkByEmail, "chkByEmail"},
-    {CheckField::chkByPager, "chkByPager"},
-    {CheckField::chkInetCall, "chkInetCall"},
-    {CheckField::chkDefaultCmd, "chkDefaultCmd"},
-};
 constexpr std::pair<const char*, TextField> Spinners[] = {
     {"udInterval", TextField::txtInterval},
     {"upWaitTime", TextField::txtWaitTime},
@@ -72,17 +54,6 @@ Box ErrorBox(std::string text, BoxIcon icon = BoxIcon::Critical) {
   return {.title = "Error", .text = std::move(text), .icon = icon};
 }
 
-QString ToQt(std::string_view text) {
-  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-template <class Control, class Field, std::size_t Count>
-std::map<Field, Control*> Find(const QWidget& page, const std::pair<Field, const char*> (&names)[Count]) {
-  std::map<Field, Control*> found;
-  for (const auto& [field, name] : names)
-    if (auto* control = page.findChild<Control*>(QLatin1String(name))) found.emplace(field, control);
-  return found;
-}
 }  // namespace
 
 MonitorPage::MonitorPage(console::shared::MainBas& bas, settings::Type type, const QString& name,
@@ -97,20 +68,13 @@ MonitorPage::MonitorPage(console::shared::MainBas& bas, settings::Type type, con
 MonitorPage::~MonitorPage() = default;
 
 void MonitorPage::Form_Load(std::span<const char* const> tabOrder) {
-  FindFields();
+  m_fields.emplace(*this);
   ShowToolTips();
   OrderTabs(tabOrder);
   support::FillPagerTypes(m_bas, *m_ui->cmbPagerType);
   WireControls();
   WireSpinners();
   FilterInput();
-}
-
-void MonitorPage::FindFields() {
-  m_texts = Find<QLineEdit>(*this, TextNames);
-  m_checks = Find<QCheckBox>(*this, CheckNames);
-  for (const auto& [field, control] : m_texts)
-    control->setMaxLength(INT_MAX);
 }
 
 void MonitorPage::ShowToolTips() {
@@ -130,8 +94,8 @@ void MonitorPage::OrderTabs(std::span<const char* const> names) {
 
 void MonitorPage::WireControls() {
   using console::shared::Wire;
-  for (const auto& [field, control] : m_texts)
-    Wire(m_bas, control, &QLineEdit::textChanged, this, &MonitorPage::EnableApply);
+  for (const auto* box : findChildren<QLineEdit*>())
+    Wire(m_bas, box, &QLineEdit::textChanged, this, &MonitorPage::EnableApply);
   Wire(m_bas, m_ui->chkByEmail, &QCheckBox::toggled, this, &MonitorPage::chkByEmail_Click);
   Wire(m_bas, m_ui->chkByPager, &QCheckBox::toggled, this, &MonitorPage::chkByPager_Click);
   Wire(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &MonitorPage::chkInetCall_Click);
@@ -314,34 +278,34 @@ void MonitorPage::cmbPagerType_Change() {
   EnableApply();
 }
 
-// The controls as fields. `optFlag` is the web page's own.
+// The controls as fields.
 
 std::string MonitorPage::Text(TextField field) const {
-  return m_texts.at(field)->text().toStdString();
+  return m_fields->Text(field);
 }
 
 void MonitorPage::SetText(TextField field, std::string_view text) {
-  m_texts.at(field)->setText(ToQt(text));
+  m_fields->SetText(field, text);
 }
 
 bool MonitorPage::Checked(CheckField field) const {
-  return m_checks.at(field)->isChecked();
+  return m_fields->Checked(field);
 }
 
 void MonitorPage::SetChecked(CheckField field, bool checked) {
-  m_checks.at(field)->setChecked(checked);
+  m_fields->SetChecked(field, checked);
 }
 
-int MonitorPage::Selected(ChoiceField /*field*/) const {
-  return m_ui->cmbPagerType->currentIndex();
+int MonitorPage::Selected(ChoiceField field) const {
+  return m_fields->Selected(field);
 }
 
-void MonitorPage::Select(ChoiceField /*field*/, int entry) {
-  m_ui->cmbPagerType->setCurrentIndex(entry);
+void MonitorPage::Select(ChoiceField field, int entry) {
+  m_fields->Select(field, entry);
 }
 
-int MonitorPage::EntryCount(ChoiceField /*field*/) const {
-  return m_ui->cmbPagerType->count();
+int MonitorPage::EntryCount(ChoiceField field) const {
+  return m_fields->EntryCount(field);
 }
 
 void MonitorPage::SetEnabled(settings::Switch /*control*/, bool enabled) {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -11,9 +11,7 @@
 #include "console/shared/Page.h"
 #include "settings/ByType.h"
 #include "settings/Fields.h"
-
-class QCheckBox;
-class QLineEdit;
+#include "support/FieldControls.h"
 
 namespace norvane::console::shared {
 class MainBas;
@@ -81,7 +79,6 @@ class MonitorPage : public console::shared::Page, public settings::PageFields {
   const std::unique_ptr<Ui::MonitorPage> m_ui;
 
  private:
-  void FindFields();
   void ShowToolTips();
   void OrderTabs(std::span<const char* const> names);
   void WireControls();
@@ -96,8 +93,7 @@ class MonitorPage : public console::shared::Page, public settings::PageFields {
   void SendTestMessage();
 
   const settings::Type m_type;
-  std::map<settings::TextField, QLineEdit*> m_texts;
-  std::map<settings::CheckField, QCheckBox*> m_checks;
+  std::optional<support::FieldControls> m_fields;  ///< from Form_Load on
   std::string m_chosenFile;  ///< the last one that the file dialog gave; it keeps it when it is cancelled
 };
 

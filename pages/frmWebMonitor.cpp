@@ -2,7 +2,6 @@
 
 #include "console/shared/Wire.h"
 #include "pages/UrlCheck.h"
-#include "settings/SuccessFlag.h"
 #include "ui_DefaultCommand.h"
 #include "ui_MonitorPage.h"
 #include "ui_frmWebMonitor.h"
@@ -26,9 +25,6 @@ frmWebMonitor::frmWebMonitor(console::shared::MainBas& bas, QWidget* parent)
       m_default(std::make_unique<Ui::DefaultCommand>()) {
   m_general->setupUi(m_ui->General);
   PlaceDefaultCommand();
-  m_optFlag.addButton(m_general->optFlag_0, settings::SuccessFlag::BySize);
-  m_optFlag.addButton(m_general->optFlag_1, settings::SuccessFlag::ByString);
-  m_optFlag.addButton(m_general->optFlag_2, settings::SuccessFlag::BySummation);
   Form_Load(TabOrder);
   m_check = std::make_unique<UrlCheck>(
       bas,
@@ -38,7 +34,7 @@ frmWebMonitor::frmWebMonitor(console::shared::MainBas& bas, QWidget* parent)
   using console::shared::Wire;
   Wire(bas, m_general->Command1, &QPushButton::clicked, this, &frmWebMonitor::Command1_Click);
   Wire(bas, m_default->chkDefaultCmd, &QCheckBox::toggled, this, &frmWebMonitor::chkDefaultCmd_Click);
-  for (const auto* option : m_optFlag.buttons())
+  for (const auto* option : {m_general->optFlag_0, m_general->optFlag_1, m_general->optFlag_2})
     Wire(bas, option, &QAbstractButton::toggled, this, &frmWebMonitor::optFlag_Click);
 }
 
@@ -63,18 +59,6 @@ void frmWebMonitor::optFlag_Click(bool checked) {
 void frmWebMonitor::chkDefaultCmd_Click() {
   EnableApply();
   m_default->fam->setEnabled(!m_default->chkDefaultCmd->isChecked());
-}
-
-int frmWebMonitor::Selected(settings::ChoiceField field) const {
-  return field == settings::ChoiceField::optFlag ? m_optFlag.checkedId() : MonitorPage::Selected(field);
-}
-
-void frmWebMonitor::Select(settings::ChoiceField field, int entry) {
-  if (field != settings::ChoiceField::optFlag) return MonitorPage::Select(field, entry);
-  m_optFlag.setExclusive(false);  // or the last selected option could not be cleared
-  for (auto* option : m_optFlag.buttons())
-    option->setChecked(m_optFlag.id(option) == entry);
-  m_optFlag.setExclusive(true);
 }
 
 void frmWebMonitor::SetEnabled(settings::Switch control, bool enabled) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QButtonGroup>
 #include <memory>
 
 #include "pages/MonitorPage.h"
@@ -21,8 +20,6 @@ class frmWebMonitor : public MonitorPage {
   explicit frmWebMonitor(console::shared::MainBas& bas, QWidget* parent = nullptr);
   ~frmWebMonitor() override;
 
-  [[nodiscard]] int Selected(settings::ChoiceField field) const override;
-  void Select(settings::ChoiceField field, int entry) override;
   void SetEnabled(settings::Switch control, bool enabled) override;
 
   void Command1_Click();
@@ -34,7 +31,6 @@ class frmWebMonitor : public MonitorPage {
 
   const std::unique_ptr<Ui::frmWebMonitor> m_general;
   const std::unique_ptr<Ui::DefaultCommand> m_default;
-  QButtonGroup m_optFlag;
   std::unique_ptr<UrlCheck> m_check;
 };
 
