@@ -1,5 +1,6 @@
 #include "bench/LoadSections.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -95,22 +96,25 @@ void Wait(double seconds) {
 
 }  // namespace
 
-void FullLoad(FigureTable& table, const LoadPage& page) {
-  constexpr Lateness::Expected expected{MostMonitors, MostMonitors, std::chrono::seconds(2), 2, 5};
-  constexpr double Window = 10;
-  table.Section("32,767 web monitors every 2 s");
-  World world(Monitors(page, MostMonitors, "2"), page.arrivals);
-  Wait(4);
+void FullLoad(FigureTable& table, const LoadPage& page, int seconds) {
+  constexpr int Skipped = 2;
+  const int counted = std::max(2, 10 / seconds);  // ten seconds or more
+  const Lateness::Expected expected{MostMonitors, MostMonitors, std::chrono::seconds(seconds), Skipped,
+                                    counted};
+  const double window = counted * seconds;
+  table.Section("32,767 web monitors every " + std::to_string(seconds) + " s");
+  World world(Monitors(page, MostMonitors, std::to_string(seconds)), page.arrivals);
+  Wait(Skipped * seconds);
   const auto cpu = world.Engine().CpuSeconds();
   const auto began = Clock::now();
-  const auto writes = world.WriteFor(std::chrono::duration<double>(Window));
+  const auto writes = world.WriteFor(std::chrono::duration<double>(window));
   const double cores =
       (world.Engine().CpuSeconds() - cpu) / std::chrono::duration<double>(Clock::now() - began).count();
-  Wait(2);  // the last round that counts comes to its end
+  Wait(seconds);  // the last round that counts comes to its end
   const auto lateness = Lateness::Of(page.arrivals.All(), expected);
   const auto failures = world.EndAndCountFailures();
 
-  table.Add("checks a second", static_cast<double>(lateness.milliseconds.size()) / Window, "");
+  table.Add("checks a second", static_cast<double>(lateness.milliseconds.size()) / window, "");
   table.Add("checks lost: not started", lateness.lost, "", 0);
   table.Add("checks lost: not good", failures, "", 0);
   table.Add("engine's CPU", cores, "cores", 1);

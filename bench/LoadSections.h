@@ -13,7 +13,8 @@ struct LoadPage {
   Arrivals& arrivals;
 };
 
-void FullLoad(FigureTable& table, const LoadPage& page);
+/// All monitors there may be, each checked every so many seconds.
+void FullLoad(FigureTable& table, const LoadPage& page, int seconds);
 void HungTargets(FigureTable& table, const LoadPage& page);
 void Growth(FigureTable& table, const LoadPage& page);
 
