@@ -3,7 +3,8 @@
 // hold on a machine with two cores and nothing else to do.
 //
 // Run: build/release/bench/engine_bench [full] [third] [cost] [quit] [hung] [growth]; without a name
-// all of them, which takes about four minutes. Ends with 1 if a limit was missed.
+// all of them, which takes about five minutes. "third" is the full load at a third of its pace, for machines
+// on which a bare libcurl loop alone needs more than "full" allows. Ends with 1 if a limit was missed.
 
 #include <curl/curl.h>
 
@@ -84,9 +85,9 @@ int Main(const std::vector<std::string>& wishes) {
                                servers.slowSmtp.Port()};
   FigureTable table;
   const std::pair<const char*, std::function<void()>> sections[] = {
-      {"third", [&] { FullLoad(table, page, 6); }}, {"cost", [&] { CostOfChecks(table, checked); }},
-      {"quit", [&] { LateQuits(table, checked); }}, {"hung", [&] { HungTargets(table, page); }},
-      {"growth", [&] { Growth(table, page); }},
+      {"full", [&] { FullLoad(table, page, 2); }},     {"third", [&] { FullLoad(table, page, 6); }},
+      {"cost", [&] { CostOfChecks(table, checked); }}, {"quit", [&] { LateQuits(table, checked); }},
+      {"hung", [&] { HungTargets(table, page); }},     {"growth", [&] { Growth(table, page); }},
   };
   const auto isSection = [&](const std::string& wish) {
     return std::any_of(std::begin(sections), std::end(sections),
