@@ -7,7 +7,6 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <array>
@@ -15,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -23,14 +21,15 @@
 #include <thread>
 #include <vector>
 
+#include "bench/EngineProcess.h"
 #include "console/ClickTree.h"
 #include "console/FrmStart.h"
-#include "console/StartEngine.h"
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/MonitorNames.h"
 #include "link/EngineClient.h"
 #include "platform/Paths.h"
+#include "tests/support/TempFolder.h"
 
 namespace {
 using namespace norvane;
@@ -119,9 +118,7 @@ void Measure(const std::string& folder) {
 /// Running monitors whose checks fail at once and rarely come again, in an order that is not that of names.
 void Fill(link::EngineClient& engine, const std::string& folder, int count) {
   namespace ce = console::engine;
-  const auto config = engine.NewServiceConfig();
-  config->SetService(ce::ServiceName);
-  engine.NewControlGate()->Open(config->GetValue(ce::service::ControlPass));
+  bench::OpenGate(engine);
   const auto list = engine.NewMonitorList();
   const auto ref = engine.NewServiceRef();
   std::shared_ptr<ce::MonitorItem> item;
@@ -141,17 +138,14 @@ void Fill(link::EngineClient& engine, const std::string& folder, int count) {
 }
 
 void MeasureInChild(int count) {
-  const QTemporaryDir temporary;
-  const auto folder = temporary.path().toStdString();
-  std::filesystem::create_symlink(platform::ApplicationFolder() + "/../bin/norvane-engine",
-                                  folder + "/norvane-engine");
-  link::EngineClient engine({.folder = folder, .startEngine = [&folder] { console::StartEngine(folder); }});
-  Fill(engine, folder, count);
+  const tests::TempFolder folder;
+  const bench::EngineProcess process(folder.Path());
+  link::EngineClient engine(bench::ConsoleOptions(folder.Path()));
+  Fill(engine, folder.Path(), count);
   QProcess child;
   child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-  child.start(QCoreApplication::applicationFilePath(), {temporary.path()});
+  child.start(QCoreApplication::applicationFilePath(), {QString::fromStdString(folder.Path())});
   child.waitForFinished(-1);
-  engine.Shutdown();
   double figures[6] = {};
   if (std::sscanf(child.readAllStandardOutput().constData(), "%lf %lf %lf %lf %lf %lf", &figures[0],
                   &figures[1], &figures[2], &figures[3], &figures[4], &figures[5]) != 6)
