@@ -83,6 +83,7 @@ FrmStart::FrmStart(shared::MainBas& bas)
   m_ui->LstV->header()->setSectionsClickable(true);
   m_ui->LstV->header()->setSectionsMovable(false);
   DrawImages();
+  m_ui->TvCtrl->setFocus();  // the tool bar stands before it
   WireControls();
   m_bas.Tree = this;
   Timer1.setObjectName(QStringLiteral("Timer1"));
@@ -94,8 +95,10 @@ FrmStart::~FrmStart() {
 }
 
 void FrmStart::DrawImages() {
-  for (QAction* button : m_ui->ToolBar->actions())
+  for (QAction* button : m_ui->ToolBar->actions()) {
     button->setIcon(Drawing(button->objectName().toStdString()));
+    m_ui->ToolBar->widgetForAction(button)->setFocusPolicy(Qt::TabFocus);
+  }
   m_ui->Img->setPixmap(Drawing("Img").pixmap(m_ui->Img->size(), devicePixelRatioF()));
 }
 

@@ -62,6 +62,9 @@ MonitorPage::MonitorPage(console::shared::MainBas& bas, settings::Type type, con
   m_ui->setupUi(this);
   setObjectName(name);
   m_ui->SSTab1->tabBar()->setObjectName(QStringLiteral("SSTab1_Strip"));
+  // Or Tab would come to the strip first, past all that stands before it.
+  m_ui->SSTab1->setFocusProxy(nullptr);
+  m_ui->SSTab1->setFocusPolicy(Qt::NoFocus);
   m_ui->cmbPagerType->setEnabled(type != settings::Type::Web);
 }
 

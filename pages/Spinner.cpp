@@ -11,6 +11,7 @@ constexpr QSize ArrowSize{18, 13};
 QToolButton* MakeArrow(Qt::ArrowType direction, const QString& name, Spinner* spinner) {
   auto* arrow = new QToolButton(spinner);
   arrow->setObjectName(name);
+  arrow->setAccessibleName(name);
   arrow->setArrowType(direction);
   arrow->setAutoRepeat(true);
   arrow->setFocusPolicy(Qt::NoFocus);

@@ -1,6 +1,5 @@
 #include "support/frmAbout.h"
 
-#include <QEvent>
 #include <QIcon>
 #include <utility>
 
@@ -48,22 +47,21 @@ void frmAbout::Form_Load() {
 }
 
 void frmAbout::DrawLinks() {
-  const std::pair<QLabel*, const char*> links[] = {{m_ui->lblProduct_0, ProductPage},
-                                                   {m_ui->lblProduct_1, SupportPage}};
-  for (const auto& [label, address] : links) {
-    label->setText(QLatin1String(address));
+  struct Link {
+    QPushButton* label;
+    const char* address;
+  };
+  const Link links[] = {{m_ui->lblProduct_0, ProductPage}, {m_ui->lblProduct_1, SupportPage}};
+  for (int index = 0; index < 2; ++index) {
+    auto* label = links[index].label;
+    label->setText(QLatin1String(links[index].address));
     label->setCursor(Qt::PointingHandCursor);
     auto colours = label->palette();
-    colours.setColor(QPalette::WindowText, colours.color(QPalette::Active, QPalette::Highlight));
+    colours.setColor(QPalette::ButtonText, colours.color(QPalette::Active, QPalette::Highlight));
     label->setPalette(colours);
-    label->installEventFilter(this);
+    connect(label, &QPushButton::clicked, this,
+            [this, index] { m_bas.RunHandler([this, index] { lblProduct_Click(index); }); });
   }
-}
-
-bool frmAbout::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::MouseButtonRelease)
-    m_bas.RunHandler([this, watched] { lblProduct_Click(watched == m_ui->lblProduct_0 ? 0 : 1); });
-  return QDialog::eventFilter(watched, event);
 }
 
 void frmAbout::cmdOK_Click() {

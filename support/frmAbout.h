@@ -29,9 +29,6 @@ class frmAbout : public QDialog {
   void cmdSysInfo_Click();
   void lblProduct_Click(int index);
 
- protected:
-  bool eventFilter(QObject* watched, QEvent* event) override;
-
  private:
   void Form_Load();
   void DrawLinks();

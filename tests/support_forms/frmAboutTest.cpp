@@ -38,8 +38,8 @@ TEST_F(AboutTest, TellsTheProductAndStandsOverTheConsole) {
 }
 
 TEST_F(AboutTest, TheLinksOpenTheirPages) {
-  QTest::mouseClick(&Part<QLabel>("lblProduct_0"), Qt::LeftButton);
-  QTest::mouseClick(&Part<QLabel>("lblProduct_1"), Qt::LeftButton);
+  QTest::mouseClick(&Part<QPushButton>("lblProduct_0"), Qt::LeftButton);
+  QTest::keyClick(&Part<QPushButton>("lblProduct_1"), Qt::Key_Space);
   EXPECT_EQ(dialogs.opened,
             (std::vector<std::string>{"http://www.example.com/eng/product/product.html",
                                       "http://www.example.com/eng/product/product_support.html"}));
