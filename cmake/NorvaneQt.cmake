@@ -1,6 +1,6 @@
 # The window side: found once here, linked only by the folders that have windows.
 
-find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets Svg)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets Network Svg)
 
 # norvane_forms(TARGET): lets a target hold forms (.ui), classes with signals, and resources (.qrc).
 function(norvane_forms target)

@@ -7,29 +7,37 @@
 
 #include "console/Console.h"
 #include "console/ImageList.h"
+#include "console/OneConsole.h"
 #include "platform/Paths.h"
 
 namespace {
-int Run() {
-  norvane::console::Console console(norvane::platform::ApplicationFolder(), [] { std::_Exit(EXIT_SUCCESS); });
-  console.form.Form_Load();
+namespace console = norvane::console;
+
+int Run(const QByteArray& activationToken) {
+  const auto& folder = norvane::platform::ApplicationFolder();
+  const auto claim = console::OneConsole::Claim(folder, activationToken);
+  if (!claim) return EXIT_SUCCESS;
+  QObject::connect(claim.get(), &console::OneConsole::Called, qApp, console::ComeToFront);
+  console::Console run(folder, [] { std::_Exit(EXIT_SUCCESS); });
+  run.form.Form_Load();
   return QApplication::exec();
 }
 }  // namespace
 
 int main(int /*argc*/, char** argv) {
+  const auto activationToken = console::ActivationToken();
   int argc = 1;  // nothing is taken from the command line
   QApplication application(argc, argv);
   QApplication::setApplicationName(QStringLiteral("norvane"));
   QGuiApplication::setDesktopFileName(QStringLiteral("norvane"));
-  QApplication::setWindowIcon(norvane::console::Drawing("norvane"));
+  QApplication::setWindowIcon(console::Drawing("norvane"));
   QApplication::setQuitOnLastWindowClosed(false);  // the splash is the only window for a while
   try {
-    return Run();
+    return Run(activationToken);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "norvane: %s\n", failure.what());
-    norvane::console::shared::QtDialogs().Show(
-        {.title = "Error", .text = failure.what(), .icon = norvane::console::shared::BoxIcon::Critical});
+    console::shared::QtDialogs().Show(
+        {.title = "Error", .text = failure.what(), .icon = console::shared::BoxIcon::Critical});
     return EXIT_FAILURE;
   }
 }

@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+#include <thread>
 
+#include "platform/FileLock.h"
 #include "tests/support/Files.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/Process.h"
@@ -183,6 +186,22 @@ TEST(CtlProgram, WatchTellsEveryChangeButNoPassword) {
   EXPECT_NE(finished.out.find("MonitorExt_PopPass = (hidden)\n"), std::string::npos);
   EXPECT_NE(finished.out.find("Pop3Monitor Of mail: Removed\n"), std::string::npos);
   EXPECT_EQ(finished.out.find("s3cret"), std::string::npos);
+}
+
+TEST(ConsoleProgram, RunsOncePerFolderEvenAfterAKill) {
+  const TempFolder folder;
+  const std::string norvane = folder / "norvane";
+  fs::create_symlink(Program("norvane"), norvane);
+  ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  for (const char* trace : {"new", "after a kill"}) {
+    SCOPED_TRACE(trace);
+    Process first({norvane});
+    while (platform::FileLock::TryTake(folder / "NorvaneConsole.lock"))
+      std::this_thread::yield();
+    EXPECT_EQ(RunProgram({norvane}).code, 0);
+    first.Signal(SIGKILL);
+    EXPECT_EQ(first.Wait().code, 128 + SIGKILL);
+  }
 }
 
 }  // namespace

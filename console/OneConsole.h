@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QByteArray>
+#include <QLocalServer>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "platform/FileLock.h"
+
+namespace norvane::console {
+
+/// The claim of a console on its application folder, which has one console at a time. Holds until the process
+/// ends, by whatever cause.
+class OneConsole : public QObject {
+  Q_OBJECT
+
+ public:
+  /// Nothing if the folder has a console already; that one has been called then, with `token`. Throws
+  /// std::runtime_error if it doesn't answer in time, std::system_error if the folder can't be written to.
+  [[nodiscard]] static std::unique_ptr<OneConsole> Claim(
+      const std::string& folder, const QByteArray& token,
+      std::chrono::milliseconds patience = std::chrono::seconds(5));
+
+ signals:
+  /// The user has started another console here. The token, which may be empty, is the desktop's leave to come
+  /// to the front.
+  void Called(const QByteArray& token);
+
+ private:
+  OneConsole(platform::FileLock lock, const QString& socket);
+  void Answer();
+
+  const platform::FileLock m_lock;
+  QLocalServer m_server;
+};
+
+/// The token that the desktop has given to this process. The application takes it out of the environment.
+[[nodiscard]] QByteArray ActivationToken();
+
+/// Brings up the window that the user would work on now, if there is one.
+void ComeToFront(const QByteArray& token);
+
+}  // namespace norvane::console
