@@ -45,13 +45,16 @@ FileDescriptor OpenSocket(const std::string& folder) {
                                                ": " + std::strerror(errno));
 }
 
-/// Runs `action`; what it throws becomes the call's error, with its type.
+/// Runs `action`; what it throws becomes the call's error, with its code if it has one.
 template <class Action>
 auto Keeping(CallState& call, Action action) {
   try {
     return action();
-  } catch (...) {
+  } catch (const EngineError&) {
     call.Fail(std::current_exception());
+    throw;
+  } catch (const std::exception& failure) {
+    call.Fail(Error(EngineErrorCode::Failed, failure.what()));
     throw;
   }
 }

@@ -13,7 +13,8 @@ namespace norvane::link {
 /// How a console reaches its engine and how long it waits.
 struct LinkOptions {
   std::string folder;  ///< the application folder
-  /// Starts the engine; called on the link's thread when nobody answers, once. May throw. May be empty.
+  /// Starts the engine; called on the link's thread when nobody answers, once. What it throws
+  /// becomes the error of the call. May be empty.
   std::function<void()> startEngine;
   /// How the calling thread waits; null just blocks. Must outlive the client and all that it made.
   console::engine::CallWaiter* waiter = nullptr;

@@ -16,6 +16,7 @@
 #include "link/EngineClient.h"
 #include "tests/support/ConsoleFixture.h"
 #include "tests/support/FakeDialogs.h"
+#include "tests/support/Files.h"
 #include "tests/support/Process.h"
 #include "tests/support/TempFolder.h"
 
@@ -101,10 +102,13 @@ TEST_F(RealEngineTest, KilledEngineEndsTheConsoleAndNothingSavedIsLost) {
   EXPECT_EQ(console.Names(), (Texts{"WebMonitor Of shop", "SmtpMonitor Of post"}));
 }
 
-TEST_F(RealEngineTest, EngineThatCanNotBeStartedShowsInTheCaption) {
+TEST_F(RealEngineTest, EngineThatCanNotBeStartedIsToldAndShowsInTheCaption) {
   std::filesystem::remove(folder / "norvane-engine");
   Console console(folder.Path());
+  WriteFile(console.bas.DataFile(), "some data");
+  console.dialogs.Announce();
   console.Start();
+  EXPECT_NE(console.dialogs.TakeBoxes().at(0).text.find("can not start"), std::string::npos);
   EXPECT_EQ(console.form.windowTitle(), QStringLiteral("Norvane - can not connect to the monitor engine"));
   EXPECT_TRUE(console.form.isVisible());
 }
