@@ -3,49 +3,35 @@
 #include <atomic>
 #include <chrono>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
-#include <unordered_map>
 #include <vector>
 
-#include "platform/EventFd.h"
-#include "platform/FileDescriptor.h"
-#include "tests/support/Certificates.h"
+#include "tests/support/LoopbackServer.h"
 
 namespace norvane::tests {
 
-/// A web server on a loopback port of its own, in a thread of its own, that plays a script for each path. It
-/// takes one request a connection.
+/// A web server that plays a script for each path. It takes one request a connection.
 class HttpServer {
  public:
-  enum class End {
-    Close,
-    Silence,  ///< keeps the connection and says no more
-    Reset,
-  };
+  using End = Saying::End;
   /// What a connection gets.
   struct Script {
     std::string bytes;
-    std::string forEver{};              ///< after the bytes, again and again
-    std::chrono::milliseconds pace{0};  ///< unless 0: one byte, or one `forEver`, each time this has passed
+    std::string forEver{};
+    std::chrono::milliseconds pace{0};
     End end = End::Close;
   };
   struct Options {
     std::optional<Identity> tls{};
-    /// Played as soon as a connection stands, before any request (and before TLS).
-    std::optional<Script> onConnect{};
+    std::optional<Script> onConnect{};  ///< played as soon as a connection stands, before any request
   };
 
   HttpServer() : HttpServer(Options{}) {}
   explicit HttpServer(const Options& options);
-  ~HttpServer();
-  HttpServer(const HttpServer&) = delete;
-  HttpServer& operator=(const HttpServer&) = delete;
 
-  [[nodiscard]] int Port() const { return m_port; }
+  [[nodiscard]] int Port() const { return m_server.Port(); }
   /// "http://127.0.0.1:PORT/path", or https.
   [[nodiscard]] std::string Url(const std::string& path, const std::string& host = "127.0.0.1") const;
 
@@ -61,27 +47,15 @@ class HttpServer {
   [[nodiscard]] static Script Redirect(const std::string& location);
 
  private:
-  class Connection;
-
-  void Run();
-  void Accept();
+  [[nodiscard]] LoopbackServer::Dialogue Begin();
   [[nodiscard]] Script Answer(const std::string& request);
-  void PlayPaced();
 
-  std::string m_scheme;
-  std::optional<Script> m_onConnect;
-  TlsContext m_tls;
-  int m_port = 0;  // told by the listener's making
-  platform::FileDescriptor m_listener;
-  platform::FileDescriptor m_epoll;
-  platform::EventFd m_stop;
+  const Options m_options;
   mutable std::mutex m_mutex;  // guards the two below
   std::map<std::string, Script> m_scripts;
   std::vector<std::string> m_requests;
   std::atomic<bool> m_keepsRequests = true;
-  int m_paced = 0;  // connections whose script has a pace
-  std::unordered_map<int, std::unique_ptr<Connection>> m_connections;
-  std::thread m_thread;
+  LoopbackServer m_server;  // last, since its thread uses the others
 };
 
 /// A loopback port that refuses every connection for as long as this stands.

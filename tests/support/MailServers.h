@@ -1,55 +1,31 @@
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
-#include "platform/EventFd.h"
-#include "platform/FileDescriptor.h"
-#include "tests/support/Certificates.h"
+#include "tests/support/LoopbackServer.h"
 
 namespace norvane::tests {
 
-/// What a server says at one point of its dialogue, and how.
-struct MailAnswer {
-  enum class End {
-    Stay,     ///< waits for the next command
-    Silence,  ///< keeps the connection and takes no notice of anything
-    Close,
-    Reset,
-    Tls,  ///< goes on in TLS
-  };
-  std::string bytes;
-  End end = End::Stay;
-  std::string forEver{};               ///< after the bytes, again and again
-  std::chrono::milliseconds delay{0};  ///< before the first byte
-  std::chrono::milliseconds pace{0};   ///< unless 0: one byte each time this has passed
-};
+using MailAnswer = Saying;
 
-/// A server of a line protocol on a loopback port of its own, in a thread of its own. It behaves well but
-/// where it is told otherwise.
+/// A server of a line protocol. It behaves well but where it is told otherwise.
 class MailServer {
  public:
-  struct Options {
-    std::optional<Identity> tls{};      ///< offers the upgrade to TLS
-    bool isTlsFromStart = false;        ///< no upgrade, but TLS at once
-    std::chrono::milliseconds pace{0};  ///< of everything that is said
-  };
+  using Options = LoopbackServer::Options;  ///< with an identity, it offers the upgrade to TLS
   /// A point at which `Set` changes what is said; the others are commands ("RCPT"), in capitals.
   static constexpr const char* Greeting = "";
 
-  virtual ~MailServer();
+  virtual ~MailServer() = default;
   MailServer(const MailServer&) = delete;
   MailServer& operator=(const MailServer&) = delete;
 
-  [[nodiscard]] int Port() const { return m_port; }
+  [[nodiscard]] int Port() const { return m_server->Port(); }
   /// "127.0.0.1:PORT".
   [[nodiscard]] std::string Address(const std::string& host = "127.0.0.1") const;
 
@@ -63,16 +39,16 @@ class MailServer {
  protected:
   /// What one connection knows.
   struct Session {
-    bool isSecured = false;
+    bool isGreeted = false, isSecured = false;
     std::string account{}, from{}, to{}, text{};
     bool isInText = false;
   };
 
-  explicit MailServer(const Options& options);
+  explicit MailServer(Options options);
   /// To be called at the end of the constructor of what derives from this, and at the begin of its
   /// destructor.
   void Start();
-  void Stop();
+  void Stop() { m_server.reset(); }
 
   /// Called in the server's thread.
   [[nodiscard]] virtual MailAnswer Greet(Session& session) = 0;
@@ -82,23 +58,14 @@ class MailServer {
   mutable std::mutex m_mutex;  // guards what both threads touch
 
  private:
-  class Connection;
-
-  void Run();
-  void Accept();
+  [[nodiscard]] LoopbackServer::Dialogue Begin();
   [[nodiscard]] MailAnswer Respond(Session& session, const std::string* line);
 
-  Options m_options;
-  TlsContext m_tls;
-  int m_port = 0;  // told by the listener's making
-  platform::FileDescriptor m_listener;
-  platform::FileDescriptor m_epoll;
-  platform::EventFd m_stop;
+  const Options m_options;
   std::map<std::string, MailAnswer> m_answers;
   std::vector<std::string> m_commands;
   std::condition_variable m_moreCommands;
-  std::map<int, std::unique_ptr<Connection>> m_connections;
-  std::thread m_thread;
+  std::optional<LoopbackServer> m_server;
 };
 
 /// Mailboxes with accounts.

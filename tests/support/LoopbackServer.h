@@ -1,0 +1,76 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <unordered_map>
+
+#include "platform/EventFd.h"
+#include "platform/FileDescriptor.h"
+#include "tests/support/Certificates.h"
+
+namespace norvane::tests {
+
+/// What a server says at one point of its dialogue, and how.
+struct Saying {
+  enum class End {
+    Stay,     ///< waits for what the client says next
+    Silence,  ///< keeps the connection and takes no notice of anything
+    Close,
+    Reset,
+    Tls,  ///< goes on in TLS
+  };
+  std::string bytes;
+  End end = End::Stay;
+  std::string forEver{};               ///< after the bytes, again and again
+  std::chrono::milliseconds delay{0};  ///< before the first byte
+  std::chrono::milliseconds pace{0};   ///< unless 0: one byte, or one `forEver`, each time this has passed
+};
+
+/// A server on a loopback port of its own, in a thread of its own: connections, TLS, and the pace of what is
+/// said.
+class LoopbackServer {
+ public:
+  struct Options {
+    std::optional<Identity> tls{};      ///< what a saying that ends in TLS goes on with
+    bool isTlsFromStart = false;        ///< TLS at once
+    std::chrono::milliseconds pace{0};  ///< of every saying that has none
+  };
+  /// What one client is answered: takes its part of what was received; nothing while that is incomplete. The
+  /// first call is the greeting.
+  using Dialogue = std::function<std::optional<Saying>(std::string& received, bool isSecured)>;
+
+  /// `begin` makes the dialogue of a new client; both are called in the server's thread.
+  LoopbackServer(const Options& options, std::function<Dialogue()> begin);
+  ~LoopbackServer();
+  LoopbackServer(const LoopbackServer&) = delete;
+  LoopbackServer& operator=(const LoopbackServer&) = delete;
+
+  [[nodiscard]] int Port() const { return m_port; }
+
+ private:
+  class Connection;
+
+  void Run();
+  void Accept();
+  void Go(int fd);
+  void Watch(int fd, std::uint32_t events) const;
+
+  const std::function<Dialogue()> m_begin;
+  const TlsContext m_tls;
+  const bool m_isTlsFromStart;
+  const std::chrono::milliseconds m_pace;
+  int m_port = 0;  // told by the listener's making
+  platform::FileDescriptor m_listener;
+  platform::FileDescriptor m_epoll;
+  platform::EventFd m_stop;
+  std::unordered_map<int, std::unique_ptr<Connection>> m_connections;
+  std::set<int> m_timed;  // connections that wait for time to pass rather than for the client
+  std::thread m_thread;
+};
+
+}  // namespace norvane::tests
