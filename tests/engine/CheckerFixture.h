@@ -5,11 +5,13 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "engine/Checker.h"
 #include "platform/EventFd.h"
+#include "tests/support/Certificates.h"
 
 namespace norvane::tests {
 
@@ -55,6 +57,29 @@ class CheckerFixture {
 inline std::size_t OpenDescriptors() {
   const std::filesystem::directory_iterator folder("/proc/self/fd");
   return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+}
+
+/// A server's certificate, the name that it is called by, and what a check says to it.
+struct CertificateCase {
+  const char* name;
+  Identity identity;
+  const char* host;
+  std::string reason;
+};
+
+inline std::vector<CertificateCase> CertificateCases(const CertificateAuthority& trusted) {
+  const char* address = "127.0.0.1";
+  const std::string of = "certificate of 127.0.0.1 ";
+  return {
+      {"good", trusted.Issue(address), address, "Ok"},
+      {"good by name", trusted.Issue("localhost"), "localhost", "Ok"},
+      {"expired", trusted.Issue(address, -10, -1), address, of + "expired"},
+      {"not yet valid", trusted.Issue(address, 1, 10), address, of + "is not yet valid"},
+      {"other name", trusted.Issue("elsewhere.test"), address, of + "is for another name"},
+      {"name's certificate at the address", trusted.Issue("localhost"), address, of + "is for another name"},
+      {"unknown authority", CertificateAuthority().Issue(address), address,
+       of + "not trusted: unable to get local issuer certificate"},
+  };
 }
 
 }  // namespace norvane::tests
