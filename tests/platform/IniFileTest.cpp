@@ -4,21 +4,18 @@
 #include <sys/stat.h>
 
 #include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
+using tests::Rows;
 using tests::TempFolder;
 using tests::WriteFile;
 
 TEST(IniFile, ReadsByTheRulesOfTheCall) {
-  struct Row {
-    const char* name;
-    const char* content;
-    const char* value;
-  };
-  const Row rows[] = {
+  const Rows<const char*, const char*, const char*> rows = {
       {"plain", "[help]\nfeedback=mail\n", "mail"},
       {"carriage returns", "[help]\r\nfeedback=mail\r\n", "mail"},
       {"no line end", "[help]\nfeedback=mail", "mail"},
@@ -47,10 +44,9 @@ TEST(IniFile, ReadsByTheRulesOfTheCall) {
       {"letters beyond ASCII", "[help]\nfeedback=\xc3\xa4\xe6\x9c\xac", "\xc3\xa4\xe6\x9c\xac"},
   };
   const TempFolder folder;
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(IniValue("help", "feedback", "default  ", WriteFile(folder / "config.ini", row.content)),
-              row.value);
+  for (const auto& [name, content, value] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(IniValue("help", "feedback", "default  ", WriteFile(folder / "config.ini", content)), value);
   }
 }
 

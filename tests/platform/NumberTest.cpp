@@ -5,16 +5,15 @@
 #include <cmath>
 #include <limits>
 
+#include "tests/support/Rows.h"
+
 namespace norvane::platform {
 namespace {
 
+using tests::Rows;
+
 TEST(Number, ReadsTheStartOrTheWhole) {
-  struct Row {
-    const char* text;
-    double start;
-    std::optional<double> whole;
-  };
-  const Row rows[] = {
+  const Rows<const char*, double, std::optional<double>> rows = {
       {"12", 12, 12},
       {"  12 ", 12, 12},
       {"+12", 12, 12},
@@ -54,10 +53,10 @@ TEST(Number, ReadsTheStartOrTheWhole) {
        {}},
       {"\xd9\xa1", 0, {}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text);
-    EXPECT_EQ(Val(row.text), row.start);
-    EXPECT_EQ(ParseNumber(row.text), row.whole);
+  for (const auto& [text, start, whole] : rows) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(Val(text), start);
+    EXPECT_EQ(ParseNumber(text), whole);
   }
 }
 
@@ -68,11 +67,7 @@ TEST(Number, ReadsOnlyItsOwnCharacters) {
 }
 
 TEST(Number, WritesTheShortestText) {
-  struct Row {
-    double value;
-    const char* text;
-  };
-  const Row rows[] = {
+  const Rows<double, const char*> rows = {
       {9, "9"},
       {1.5, "1.5"},
       {-0.25, "-0.25"},
@@ -90,11 +85,11 @@ TEST(Number, WritesTheShortestText) {
       {1e-20, "1e-20"},
       {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text);
-    EXPECT_EQ(FormatNumber(row.value), row.text);
-    ASSERT_TRUE(ParseNumber(row.text));
-    EXPECT_NEAR(*ParseNumber(row.text), row.value, std::abs(row.value) * 1e-14);
+  for (const auto& [value, text] : rows) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(FormatNumber(value), text);
+    ASSERT_TRUE(ParseNumber(text));
+    EXPECT_NEAR(*ParseNumber(text), value, std::abs(value) * 1e-14);
   }
 }
 

@@ -6,11 +6,13 @@
 
 #include "platform/LegacyCharset.h"
 #include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
+using tests::Rows;
 using tests::TempFolder;
 using tests::WriteFile;
 
@@ -22,14 +24,9 @@ std::string Replacements(int count) {
 }
 
 TEST(PageText, DecodesByTheContentType) {
-  struct Row {
-    const char* contentType;
-    std::string body;
-    std::string text;
-  };
   const std::string latin = "0123456789 caf\xe9 \x80";
   const std::string latinText = "0123456789 caf\xc3\xa9 \xe2\x82\xac";
-  const Row rows[] = {
+  const Rows<const char*, std::string, std::string> rows = {
       {"text/html; charset=windows-1252", latin, latinText},
       {"text/html;CHARSET=\"Windows-1252\"", latin, latinText},
       {"text/html; x=1 ; charset = cp1252 ; y=2", latin, latinText},
@@ -56,20 +53,15 @@ TEST(PageText, DecodesByTheContentType) {
       {"text/html; charset=windows-1258", "xa", "xa"},  // a letter is held back for its accent
       {"text/html; charset=ucs-4le", std::string("\0\0\x11\0", 4), Replacements(4)},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.contentType);
+  for (const auto& [contentType, body, text] : rows) {
+    SCOPED_TRACE(contentType);
     for (int round = 0; round < 2; ++round)  // the second finds the set known
-      EXPECT_EQ(DecodePage(row.body, row.contentType), row.text);
+      EXPECT_EQ(DecodePage(body, contentType), text);
   }
 }
 
 TEST(PageText, ReplacesWhatIsNoUtf8ByteByByte) {
-  struct Row {
-    const char* name;
-    std::string body;
-    std::string text;
-  };
-  const Row rows[] = {
+  const Rows<const char*, std::string, std::string> rows = {
       {"empty", "", ""},
       {"zero byte", std::string("a\0b", 3), std::string("a\0b", 3)},
       {"all lengths", "a\xc2\x80\xe0\xa0\x80\xf0\x90\x80\x80\xf4\x8f\xbf\xbf",
@@ -84,9 +76,9 @@ TEST(PageText, ReplacesWhatIsNoUtf8ByteByByte) {
       {"surrogate", "\xed\xa0\x80", Replacements(3)},
       {"above the last code", "\xf4\x90\x80\x80\xf8", Replacements(5)},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(DecodePage(row.body, "text/plain"), row.text);
+  for (const auto& [name, body, text] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(DecodePage(body, "text/plain"), text);
   }
 }
 
@@ -98,12 +90,7 @@ TEST(PageText, ByteSumCountsBytesUnsigned) {
 }
 
 TEST(LegacyCharset, CountsTwoForDoubleByteCharacters) {
-  struct Row {
-    const char* charset;
-    const char* text;
-    std::uint32_t size;
-  };
-  const Row rows[] = {
+  const Rows<const char*, const char*, std::uint32_t> rows = {
       {"windows-1252", "abc", 3},
       {"windows-1252", "", 0},
       {"windows-1252", "a\r\n", 3},
@@ -116,9 +103,9 @@ TEST(LegacyCharset, CountsTwoForDoubleByteCharacters) {
       {"big5-hkscs", "\xc3\x8a\xf0\xa0\x80\x8e", 3},   // one the set holds back, one beyond 16 bits
       {"euc-jp", "\xe6\x97\xa5\xe4\xb8\x82", 3},       // the second takes three bytes
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(::testing::Message() << row.charset << " " << row.text);
-    EXPECT_EQ(LegacyCharset(row.charset).SizeOf(row.text), row.size);
+  for (const auto& [charset, text, size] : rows) {
+    SCOPED_TRACE(::testing::Message() << charset << " " << text);
+    EXPECT_EQ(LegacyCharset(charset).SizeOf(text), size);
   }
 }
 

@@ -7,12 +7,14 @@
 #include <filesystem>
 
 #include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
 namespace fs = std::filesystem;
+using tests::Rows;
 using tests::TempFolder;
 using tests::WriteFile;
 
@@ -36,12 +38,7 @@ TEST(Paths, TheFolderOfAProgramIsTheOneItWasCalledIn) {
   fs::create_symlink(root / "links", root / "alias");
   fs::create_symlink(root / "gone", root / "links/dangling");
 
-  struct Row {
-    std::string calledAs;
-    std::string searchPath;
-    std::string folder;
-  };
-  const Row rows[] = {
+  const Rows<std::string, std::string, std::string> rows = {
       {base + "/real/tool", "", base + "/real"},
       {base + "/links/tool", "", base + "/links"},
       {base + "/alias/tool", "", base + "/links"},
@@ -55,9 +52,9 @@ TEST(Paths, TheFolderOfAProgramIsTheOneItWasCalledIn) {
       {base + "/gone/tool", "", ""},
       {base + "/real", "", ""},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.calledAs + " in " + row.searchPath);
-    EXPECT_EQ(FolderOfProgram(row.calledAs, row.searchPath), row.folder);
+  for (const auto& [calledAs, searchPath, folder] : rows) {
+    SCOPED_TRACE(calledAs + " in " + searchPath);
+    EXPECT_EQ(FolderOfProgram(calledAs, searchPath), folder);
   }
 }
 
@@ -74,11 +71,7 @@ TEST(Paths, OnlyARegularFileExists) {
   ASSERT_EQ(::mkfifo((root / "pipe").c_str(), 0600), 0);
   fs::create_symlink(file, root / "link");
   fs::create_symlink(root / "gone", root / "dangling");
-  struct Row {
-    std::string path;
-    bool exists;
-  };
-  const Row rows[] = {
+  const Rows<std::string, bool> rows = {
       {file, true},
       {root / "link", true},
       {root / "dangling", false},
@@ -90,9 +83,9 @@ TEST(Paths, OnlyARegularFileExists) {
       {root / std::string(5000, 'x'), false},
       {"", false},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.path);
-    EXPECT_EQ(FileExists(row.path), row.exists);
+  for (const auto& [path, exists] : rows) {
+    SCOPED_TRACE(path);
+    EXPECT_EQ(FileExists(path), exists);
   }
 }
 

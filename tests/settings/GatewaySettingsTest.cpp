@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::settings {
 namespace {
+
+using tests::Rows;
 
 TEST(SettingsGateway, IsReadFromTheConfigurationFile) {
   const tests::TempFolder folder;
@@ -28,23 +31,16 @@ TEST(SettingsGateway, HasDefaultsThatCanBeUsed) {
 }
 
 TEST(SettingsGateway, RefusesAddressesThatMakeModesAmbiguous) {
-  struct Row {
-    const char* url;
-    const char* fault;
-  };
-  const Row rows[] = {
-      {"http://modem.example.org/sms.dll?[Call]", "must not hold the word \"mode\""},
-      {"http://gw.example.org/x.dll?MoDe=[Call]", "must not hold the word \"mode\""},
-      {"", "must begin with"},
-      {"tel://", "must begin with"},
-      {"gw.example.org/sms.dll?[Call]", "must begin with"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.url);
-    const auto fault = FaultOf({row.url, "ops@example.org"});
-    ASSERT_TRUE(fault);
-    EXPECT_NE(fault->find(row.fault), std::string::npos) << *fault;
-    EXPECT_NE(fault->find('"' + std::string(row.url) + '"'), std::string::npos) << *fault;
+  for (const auto& [url, reason] : Rows<std::string, const char*>{
+           {"http://modem.example.org/sms.dll?[Call]", "must not hold the word \"mode\""},
+           {"http://gw.example.org/x.dll?MoDe=[Call]", "must not hold the word \"mode\""},
+           {"", "must begin with"},
+           {"tel://", "must begin with"},
+           {"gw.example.org/sms.dll?[Call]", "must begin with"},
+       }) {
+    const auto fault = FaultOf({url, "ops@example.org"}).value_or("none");
+    EXPECT_NE(fault.find(reason), std::string::npos) << fault;
+    EXPECT_NE(fault.find('"' + url + '"'), std::string::npos) << fault;
   }
 }
 

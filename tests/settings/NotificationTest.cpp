@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/settings/EngineMonitor.h"
+#include "tests/support/Rows.h"
 
 namespace norvane::settings {
 namespace {
@@ -11,6 +12,7 @@ using enum TextField;
 using enum CheckField;
 using enum ChoiceField;
 using Record = std::vector<std::string>;
+using tests::Rows;
 
 const GatewaySettings Gateway{"http://gw.example.org/scripts/sms.dll?[Call]", "ops@example.org"};
 constexpr const char* InternetCall = "http://gw.example.org/scripts/sms.dll?[Call]cmd=11&mode=";
@@ -61,10 +63,6 @@ TEST(SettingsNotification, WritesWhatTheChecksSay) {
 }
 
 TEST(SettingsNotification, ReadsTheModeInAnyLetterCase) {
-  struct Row {
-    std::string mode;
-    Record set;
-  };
   const auto call = [](int entry) {
     return Record{"chkByPager = 1", "chkInetCall = 1", "cmbPagerType = " + std::to_string(entry)};
   };
@@ -79,7 +77,7 @@ TEST(SettingsNotification, ReadsTheModeInAnyLetterCase) {
   const Record direct = {"chkInetCall = 0", "chkByPager = 1"};
   const Record none = {"chkByPager = 0", "chkByEmail = 0"};
   const std::string url = InternetCall;
-  const Row rows[] = {
+  const Rows<std::string, Record> rows = {
       {url + "2&msg=%s&num=%s", call(2)},
       {url + "0&msg=%s&num=%s", call(0)},
       {"HTTP://GW.EXAMPLE.ORG/SCRIPTS/SMS.DLL?[CALL]CMD=11&MODE=1&MSG=%S&NUM=%S", call(1)},
@@ -105,16 +103,16 @@ TEST(SettingsNotification, ReadsTheModeInAnyLetterCase) {
       {" TEL://", none},
       {"http://other.example.org/?[Call]cmd=11&mode=2", none},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.mode);
+  for (const auto& [mode, set] : rows) {
+    SCOPED_TRACE(mode);
     auto form = FilledForm();
     tests::EngineMonitor monitor(form, "WebMonitor Of shop",
-                                 {{"Monitor_Notify Mode", row.mode},
+                                 {{"Monitor_Notify Mode", mode},
                                   {"Monitor_Notify Pager", "Me@example.org"},
                                   {"Monitor_Notify Msg", "Server down"}});
     ReadNotification(form, monitor.Item(), Gateway);
     Record expected = {"GetAttr(\"Monitor_Notify Mode\")"};
-    expected.insert(expected.end(), row.set.begin(), row.set.end());
+    expected.insert(expected.end(), set.begin(), set.end());
     EXPECT_EQ(form.record, expected);
   }
 }

@@ -6,6 +6,7 @@
 
 #include "tests/settings/FakeForm.h"
 #include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::settings {
@@ -13,6 +14,8 @@ namespace {
 
 using enum TextField;
 using enum CheckField;
+using tests::Joined;
+using tests::Rows;
 
 std::string MessageOf(const std::optional<RuleFailure>& failure) {
   return failure ? failure->message : "";
@@ -48,75 +51,48 @@ class SettingsPageRules : public ::testing::Test {
   /// With all of `broken` in one form, mending one after the other shows the messages in their order.
   void ExpectOrder(Type type, const std::vector<Broken>& broken) {
     auto form = GoodForm();
-    const auto good = form.text;
+    auto good = form.text;
     for (auto it = broken.rbegin(); it != broken.rend(); ++it)
       form.text[it->field] = it->text;
     for (std::size_t i = 0; i < broken.size(); ++i) {
       const auto failure = Validate(type, form, folder.Path());
       EXPECT_EQ(failure, (RuleFailure{broken[i].message, Icon::Critical})) << "rule " << i;
       const bool again = i + 1 < broken.size() && broken[i + 1].field == broken[i].field;
-      form.text[broken[i].field] = again ? broken[i + 1].text : Good(good, broken[i].field);
+      form.text[broken[i].field] = again ? broken[i + 1].text : good[broken[i].field];
     }
     EXPECT_EQ(Validate(type, form, folder.Path()), std::nullopt);
-  }
-
-  static std::string Good(const std::map<TextField, std::string>& good, TextField field) {
-    const auto found = good.find(field);
-    return found == good.end() ? std::string() : found->second;
   }
 
   tests::TempFolder folder;
 };
 
 TEST_F(SettingsPageRules, RunInTheOrderOfEachPage) {
-  ExpectOrder(Type::Web, {{txtMonitorPoint, "", "Invalid monitor point"},
-                          {txtInterval, "", "invalid monitor interval"},
-                          {txtWaitTime, "", "invalid Respond waiting time"},
-                          {txtRetryTimes, "", "invalid retry times"},
-                          {txtLogFile, "", "Invalid logfile name"},
-                          {txtEmailAddr, "", "Inavalid email address"},
-                          {txtSmtpServer, "", "Invalid SMTP server name"},
-                          {txtPagerNumber, "5", "invalid pager number"},
-                          {txtLaunchCmd, "missing", "invalid launch command file"},
-                          {txtLaunchUpCmd, "missing", "invalid server up launch command file"},
-                          {txtRetrytime, "", "Invalid command launch retry time"}});
-  ExpectOrder(Type::Pop3, {{txtMonitorPoint, "", "Invalid monitor point"},
-                           {txtPop3Account, "  ", "Invalid Pop3 Account"},
-                           {txtInterval, "", "invalid monitor interval"},
-                           {txtWaitTime, "", "invalid Respond waiting time"},
-                           {txtEmailAddr, "", "Inavalid email address"},
-                           {txtSmtpServer, "", "Invalid SMTP server name"},
-                           {txtRetryTimes, "", "invalid retry times"},
-                           {txtLogFile, "", "Invalid logfile name"},
-                           {txtPagerNumber, "5", "invalid pager number"},
-                           {txtLaunchCmd, "missing", "invalid launch command file"},
-                           {txtLaunchUpCmd, "missing", "invalid server up launch command file"},
-                           {txtRetrytime, "", "Invalid command launch retry time"}});
-  ExpectOrder(Type::Smtp, {{txtMonitorPoint, " ", "Invalid smtp server name"},
-                           {txtSmtpFrom, " ", "Invalid smtp from account"},
-                           {txtSmtpFrom, "@example.com", "Invalid smtp from account"},
-                           {txtSmtpTo, " ", "Invalid smtp To title"},
-                           {txtSmtpTo, "@example.com", "Invalid smtp TO account"},
-                           {txtEmailAddr, "", "Inavalid email address"},
-                           {txtSmtpServer, "", "Invalid SMTP server name"},
-                           {txtInterval, "", "invalid monitor interval"},
-                           {txtWaitTime, "", "invalid Respond waiting time"},
-                           {txtRetryTimes, "", "invalid retry times"},
-                           {txtLogFile, "", "Invalid logfile name"},
-                           {txtPagerNumber, "5", "invalid pager number"},
-                           {txtLaunchCmd, "missing", "invalid launch command file"},
-                           {txtLaunchUpCmd, "missing", "invalid server up launch command file"},
-                           {txtRetrytime, "", "Invalid command launch retry time"}});
+  using Rules = std::vector<Broken>;
+  const Rules point = {{txtMonitorPoint, "", "Invalid monitor point"}};
+  const Rules times = {{txtInterval, "", "invalid monitor interval"},
+                       {txtWaitTime, "", "invalid Respond waiting time"}};
+  const Rules retryAndLog = {{txtRetryTimes, "", "invalid retry times"},
+                             {txtLogFile, "", "Invalid logfile name"}};
+  const Rules mail = {{txtEmailAddr, "", "Inavalid email address"},
+                      {txtSmtpServer, "", "Invalid SMTP server name"}};
+  const Rules rest = {{txtPagerNumber, "5", "invalid pager number"},
+                      {txtLaunchCmd, "missing", "invalid launch command file"},
+                      {txtLaunchUpCmd, "missing", "invalid server up launch command file"},
+                      {txtRetrytime, "", "Invalid command launch retry time"}};
+  const Rules smtp = {{txtMonitorPoint, " ", "Invalid smtp server name"},
+                      {txtSmtpFrom, " ", "Invalid smtp from account"},
+                      {txtSmtpFrom, "@example.com", "Invalid smtp from account"},
+                      {txtSmtpTo, " ", "Invalid smtp To title"},
+                      {txtSmtpTo, "@example.com", "Invalid smtp TO account"}};
+  ExpectOrder(Type::Web, Joined<Broken>({point, times, retryAndLog, mail, rest}));
+  ExpectOrder(Type::Pop3,
+              Joined<Broken>(
+                  {point, {{txtPop3Account, "  ", "Invalid Pop3 Account"}}, times, mail, retryAndLog, rest}));
+  ExpectOrder(Type::Smtp, Joined<Broken>({smtp, mail, times, retryAndLog, rest}));
 }
 
 TEST_F(SettingsPageRules, JudgeOneField) {
-  struct Row {
-    Type type;
-    TextField field;
-    std::vector<std::string> pass;
-    std::vector<std::string> fail;
-  };
-  const Row rows[] = {
+  const Rows<Type, TextField, std::vector<std::string>, std::vector<std::string>> rows = {
       {Type::Web,
        txtMonitorPoint,
        {"ftp://a.b", "abc/e.", "http://www.example.com/"},
@@ -139,15 +115,15 @@ TEST_F(SettingsPageRules, JudgeOneField) {
        {"", "@bc.d", "abc.de", "a@bc", "a.b@cde", "ab.c@de", "a@.b"}},
       {Type::Web, txtSmtpServer, {"m", " m "}, {"", "  "}},
   };
-  for (const auto& row : rows) {
+  for (const auto& [type, field, pass, fail] : rows) {
     const auto judge = [&](const std::string& text) {
       auto form = GoodForm();
-      form.text[row.field] = text;
-      return MessageOf(Validate(row.type, form, folder.Path()));
+      form.text[field] = text;
+      return MessageOf(Validate(type, form, folder.Path()));
     };
-    for (const auto& text : row.pass)
+    for (const auto& text : pass)
       EXPECT_EQ(judge(text), "") << text;
-    for (const auto& text : row.fail)
+    for (const auto& text : fail)
       EXPECT_NE(judge(text), "") << text;
   }
 }
@@ -175,34 +151,23 @@ TEST_F(SettingsPageRules, TheMailAddressStaysTrimmedThoughALaterRuleFails) {
 }
 
 TEST_F(SettingsPageRules, PagerNumbersThatAreNoNumbersCountWhileThePagerIsInUse) {
-  struct Row {
-    const char* text;
-    bool passesUnused, passesInUse;
-  };
-  const Row rows[] = {
-      {"12345678", true, true},   {" 6 ", true, true},         {"5", false, false},
-      {"5.9", false, false},      {"-12345678", false, false}, {"0", false, false},
-      {"", true, false},          {"   ", true, false},        {"555-1234", true, true},
-      {"+49 (40) 1", true, true}, {"nobody", true, false},     {"me2@example.com", true, false},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text);
-    for (const bool inUse : {false, true}) {
-      auto form = GoodForm();
-      form.text[txtPagerNumber] = row.text;
-      form.checked[chkByPager] = inUse;
-      EXPECT_EQ(!Validate(Type::Web, form, folder.Path()), inUse ? row.passesInUse : row.passesUnused);
-    }
-  }
+  using Texts = std::vector<const char*>;
+  for (const auto& [texts, passesUnused, passesInUse] : Rows<Texts, bool, bool>{
+           {{"12345678", " 6 ", "555-1234", "+49 (40) 1"}, true, true},
+           {{"", "   ", "nobody", "me2@example.com"}, true, false},
+           {{"5", "5.9", "-12345678", "0"}, false, false},
+       })
+    for (const auto* text : texts)
+      for (const bool inUse : {false, true}) {
+        auto form = GoodForm();
+        form.text[txtPagerNumber] = text;
+        form.checked[chkByPager] = inUse;
+        EXPECT_EQ(!Validate(Type::Web, form, folder.Path()), inUse ? passesInUse : passesUnused) << text;
+      }
 }
 
 TEST_F(SettingsPageRules, CommandFilesAreLookedForInTheirFolders) {
-  struct Row {
-    const char* text;
-    const char* launchCmd;
-    const char* launchUpCmd;
-  };
-  const Row rows[] = {
+  const Rows<const char*, const char*, const char*> rows = {
       {"up.sh", "/app/up.sh", "/app/up.sh"},
       {" up.sh", "/app/ up.sh", "/app/ up.sh"},
       {"sub\\x.bat", "sub/x.bat", "/app/sub/x.bat"},
@@ -212,40 +177,30 @@ TEST_F(SettingsPageRules, CommandFilesAreLookedForInTheirFolders) {
       {"/bin/x", "/bin/x", "/bin/x"},
       {"\\bin\\x", "/bin/x", "/app//bin/x"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text);
-    EXPECT_EQ(LaunchCmdPath(row.text, "/app"), row.launchCmd);
-    EXPECT_EQ(LaunchUpCmdPath(row.text, "/app"), row.launchUpCmd);
+  for (const auto& [text, launchCmd, launchUpCmd] : rows) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(LaunchCmdPath(text, "/app"), launchCmd);
+    EXPECT_EQ(LaunchUpCmdPath(text, "/app"), launchUpCmd);
   }
 }
 
 TEST_F(SettingsPageRules, CommandsMustBeFilesIfThereAreAny) {
   tests::WriteFile(folder / "up.sh", "");
   std::filesystem::create_directory(folder / "sub");
-  struct Row {
-    std::string text;
-    bool passes;
+  const auto passes = [&](TextField field, const std::string& text) {
+    auto form = GoodForm();
+    form.checked[chkDefaultCmd] = true;
+    form.text[field] = text;
+    return !Validate(Type::Web, form, folder.Path());
   };
-  const Row rows[] = {
-      {"", true},
-      {"   ", true},
-      {"up.sh", true},
-      {folder / "up.sh", true},
-      {"missing.sh", false},
-      {"sub", false},
-      {folder / "sub", false},
-      {" up.sh", false},
-      {std::string(5000, 'x'), false},
-      {std::string("up.sh\0", 6), false},
-  };
-  for (const auto& row : rows)
-    for (const auto field : {txtLaunchCmd, txtLaunchUpCmd}) {
-      SCOPED_TRACE(row.text);
-      auto form = GoodForm();
-      form.checked[chkDefaultCmd] = true;
-      form.text[field] = row.text;
-      EXPECT_EQ(!Validate(Type::Web, form, folder.Path()), row.passes);
-    }
+  for (const auto field : {txtLaunchCmd, txtLaunchUpCmd}) {
+    for (const std::string& good :
+         {std::string(), std::string("   "), std::string("up.sh"), folder / "up.sh"})
+      EXPECT_TRUE(passes(field, good)) << good;
+    for (const auto& bad : {std::string("missing.sh"), std::string("sub"), folder / "sub",
+                            std::string(" up.sh"), std::string(5000, 'x'), std::string("up.sh\0", 6)})
+      EXPECT_FALSE(passes(field, bad)) << bad;
+  }
 }
 
 }  // namespace

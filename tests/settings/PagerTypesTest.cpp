@@ -2,16 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Rows.h"
+
 namespace norvane::settings {
 namespace {
 
+using tests::Rows;
+
 TEST(SettingsPagerTypes, CutsTheReplyIntoRows) {
-  struct Row {
-    const char* name;
-    const char* reply;
-    std::vector<std::string> rows;
-  };
-  const Row rows[] = {
+  const Rows<const char*, const char*, std::vector<std::string>> rows = {
       {"two lines", "0=Call by modem\r\n1=City\r\n", {"0=Call by modem", "1=City"}},
       {"last line without its end", "0=A\r\n1=B", {"0=A"}},
       {"no line end at all", "0=A", {}},
@@ -23,33 +22,26 @@ TEST(SettingsPagerTypes, CutsTheReplyIntoRows) {
       {"a line feed alone ends the rows", "0=A\r\n\n1=B\r\n", {"0=A"}},
       {"empty", "", {}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(PagerTypeRows(row.reply), row.rows);
+  for (const auto& [name, reply, expected] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(PagerTypeRows(reply), expected);
   }
 }
 
 TEST(SettingsPagerTypes, NamesStandBehindTheFirstEqualsSign) {
-  EXPECT_EQ(PagerTypeName("7=City"), "City");
-  EXPECT_EQ(PagerTypeName("7=a=b"), "a=b");
-  EXPECT_EQ(PagerTypeName("City"), "City");
-  EXPECT_EQ(PagerTypeName("7="), "");
-  EXPECT_EQ(PagerTypeName(""), "");
+  for (const auto& [row, name] : Rows<const char*, const char*>{
+           {"7=City", "City"}, {"7=a=b", "a=b"}, {"City", "City"}, {"7=", ""}, {"", ""}})
+    EXPECT_EQ(PagerTypeName(row), name) << row;
 }
 
 TEST(SettingsPagerTypes, ACallByModemHasNoMessage) {
-  struct Row {
-    const char* name;
-    bool page, wizard;
-  };
-  const Row rows[] = {
-      {"Call by modem", false, false}, {"", false, true}, {"City", true, true}, {"call by modem", true, true},
-      {"Call by modem ", true, true},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(HasMessageOnPage(row.name), row.page);
-    EXPECT_EQ(HasMessageInWizard(row.name), row.wizard);
+  for (const auto& [name, page, wizard] : Rows<const char*, bool, bool>{{"Call by modem", false, false},
+                                                                        {"", false, true},
+                                                                        {"City", true, true},
+                                                                        {"call by modem", true, true},
+                                                                        {"Call by modem ", true, true}}) {
+    EXPECT_EQ(HasMessageOnPage(name), page) << name;
+    EXPECT_EQ(HasMessageInWizard(name), wizard) << name;
   }
 }
 

@@ -4,16 +4,15 @@
 
 #include <clocale>
 
+#include "tests/support/Rows.h"
+
 namespace norvane::settings {
 namespace {
 
+using tests::Rows;
+
 TEST(SettingsText, PositionsCountCharactersFromOne) {
-  struct Row {
-    const char* text;
-    const char* what;
-    std::size_t position;
-  };
-  const Row rows[] = {
+  const Rows<const char*, const char*, std::size_t> rows = {
       {"http://www.example.com/", "/", 6},
       {"http://www.example.com/", ".", 11},
       {"a@b@c", "@", 2},
@@ -22,21 +21,16 @@ TEST(SettingsText, PositionsCountCharactersFromOne) {
       {"abc", "B", 0},
       {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x99\x82@", "@", 4},  // letters of two, three and four bytes
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text);
-    EXPECT_EQ(Position(row.text, row.what), row.position);
+  for (const auto& [text, what, position] : rows) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(Position(text, what), position);
   }
   EXPECT_EQ(Length("\xc3\xa4\xe2\x82\xac\xf0\x9f\x99\x82"), 3u);
 }
 
 TEST(SettingsText, FoldsTheLettersOfAllScriptsWithoutALocale) {
   ASSERT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C");
-  struct Row {
-    const char* name;
-    const char* upper;
-    const char* lower;
-  };
-  const Row rows[] = {
+  const Rows<const char*, const char*, const char*> rows = {
       {"Latin", "SHOP-\xc3\x84\xc3\x96\xc3\x9c 1", "shop-\xc3\xa4\xc3\xb6\xc3\xbc 1"},
       {"Latin extended", "\xc4\x8c\xc5\xa0", "\xc4\x8d\xc5\xa1"},
       {"Greek", "\xce\x91\xce\x94\xce\xa9", "\xce\xb1\xce\xb4\xcf\x89"},
@@ -46,12 +40,12 @@ TEST(SettingsText, FoldsTheLettersOfAllScriptsWithoutALocale) {
       {"stray bytes", "A\xff\xc3", "a\xff\xc3"},
       {"empty", "", ""},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(Upper(row.lower), row.upper);
-    EXPECT_EQ(Lower(row.upper), row.lower);
-    EXPECT_EQ(Upper(row.upper), row.upper);
-    EXPECT_EQ(Lower(row.lower), row.lower);
+  for (const auto& [name, upper, lower] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(Upper(lower), upper);
+    EXPECT_EQ(Lower(upper), lower);
+    EXPECT_EQ(Upper(upper), upper);
+    EXPECT_EQ(Lower(lower), lower);
   }
   EXPECT_EQ(Upper("stra\xc3\x9f"
                   "e"),

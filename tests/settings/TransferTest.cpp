@@ -7,6 +7,7 @@
 
 #include "settings/Attributes.h"
 #include "tests/settings/EngineMonitor.h"
+#include "tests/support/Rows.h"
 
 namespace norvane::settings {
 namespace {
@@ -16,7 +17,9 @@ using enum CheckField;
 using enum ChoiceField;
 using console::engine::EngineError;
 using console::engine::EngineErrorCode;
+using tests::Joined;
 using Record = std::vector<std::string>;
+using tests::Rows;
 
 const GatewaySettings Gateway{"http://gw.example.org/scripts/sms.dll?[Call]", "ops@example.org"};
 
@@ -42,38 +45,28 @@ Record Read(const std::string& key, const std::string& field, const std::string&
   return {"GetAttr(\"" + key + "\")", field + " = \"" + value + '"'};
 }
 
-Record Joined(const std::vector<Record>& parts) {
-  Record all;
-  for (const auto& part : parts)
-    all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
 TEST(SettingsTransfer, SavesInTheOrderOfEachPage) {
   const Record point = Write("Monitor_Parameter", " point ");
   const Record clamp = {"txtInterval = \"2\"", "txtWaitTime = \"1\""};
-  const Record rest = Joined({Write("Monitor_InterVal (s)", "2"), Write("Monitor_Timeout (s)", "1"),
-                              Write("Monitor_MaxFailTimes", "03"), Write("Monitor_Notify Mode", "TEL://"),
-                              Write("Monitor_Notify Pager", "1234"), Write("Monitor_Notify Msg", "down"),
-                              Write("Monitor_Command", "down.sh"), Write("Monitor_FailTimes", "4"),
-                              Write("Monitor_Command_Succ", "up.sh"), Write("Monitor_LogFile", "x.log")});
-  struct Row {
-    Type type;
-    Record expected;
+  const Record rest =
+      Joined<std::string>({Write("Monitor_InterVal (s)", "2"), Write("Monitor_Timeout (s)", "1"),
+                           Write("Monitor_MaxFailTimes", "03"), Write("Monitor_Notify Mode", "TEL://"),
+                           Write("Monitor_Notify Pager", "1234"), Write("Monitor_Notify Msg", "down"),
+                           Write("Monitor_Command", "down.sh"), Write("Monitor_FailTimes", "4"),
+                           Write("Monitor_Command_Succ", "up.sh"), Write("Monitor_LogFile", "x.log")});
+  const Rows<Type, Record> rows = {
+      {Type::Web, Joined<std::string>({point, clamp, Write("MonitorExt_SuccessFlag", "SIZE:120"), rest})},
+      {Type::Pop3, Joined<std::string>({clamp, point, Write("MonitorExt_PopAccount", " account "),
+                                        Write("MonitorExt_PopPass", " pass "), rest})},
+      {Type::Smtp, Joined<std::string>({clamp, point, Write("MonitorExt_From", "from@"),
+                                        Write("MonitorExt_To", "to@"), rest})},
   };
-  const Row rows[] = {
-      {Type::Web, Joined({point, clamp, Write("MonitorExt_SuccessFlag", "SIZE:120"), rest})},
-      {Type::Pop3, Joined({clamp, point, Write("MonitorExt_PopAccount", " account "),
-                           Write("MonitorExt_PopPass", " pass "), rest})},
-      {Type::Smtp,
-       Joined({clamp, point, Write("MonitorExt_From", "from@"), Write("MonitorExt_To", "to@"), rest})},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(TypeName(row.type));
+  for (const auto& [type, expected] : rows) {
+    SCOPED_TRACE(TypeName(type));
     auto form = FilledForm();
-    tests::EngineMonitor monitor(form, FullName(TypeName(row.type), "shop"), {});
-    SaveData(row.type, form, monitor.Item(), Gateway);
-    EXPECT_EQ(form.record, row.expected);
+    tests::EngineMonitor monitor(form, FullName(TypeName(type), "shop"), {});
+    SaveData(type, form, monitor.Item(), Gateway);
+    EXPECT_EQ(form.record, expected);
   }
 }
 
@@ -109,50 +102,47 @@ const tests::EngineMonitor::Attributes MailMonitor = {
 
 TEST(SettingsTransfer, RefreshesInTheOrderOfEachPage) {
   const Record point = Read("Monitor_Parameter", "txtMonitorPoint", "P");
-  const Record times = Joined({Read("Monitor_InterVal (s)", "txtInterval", "1"),
-                               Read("Monitor_Timeout (s)", "txtWaitTime", "02"),
-                               Read("Monitor_MaxFailTimes", "txtRetryTimes", "3")});
+  const Record times = Joined<std::string>({Read("Monitor_InterVal (s)", "txtInterval", "1"),
+                                            Read("Monitor_Timeout (s)", "txtWaitTime", "02"),
+                                            Read("Monitor_MaxFailTimes", "txtRetryTimes", "3")});
   const Record mail =
-      Joined({{R"(GetAttr("Monitor_Notify Mode"))", "chkByEmail = 1", R"(txtSmtpServer = "M")"},
-              Read("Monitor_Notify Pager", "txtEmailAddr", "a@b.c"),
-              Read("Monitor_Notify Msg", "txtSubject", "S")});
+      Joined<std::string>({{R"(GetAttr("Monitor_Notify Mode"))", "chkByEmail = 1", R"(txtSmtpServer = "M")"},
+                           Read("Monitor_Notify Pager", "txtEmailAddr", "a@b.c"),
+                           Read("Monitor_Notify Msg", "txtSubject", "S")});
   const Record checks = {"chkByPager_Click", "chkByEmail_Click", "chkInetCall_Click"};
-  const Record pager = Joined({Read("Monitor_Notify Pager", "txtPagerNumber", "a@b.c"),
-                               Read("Monitor_Notify Msg", "txtPagerMsg", "S")});
+  const Record pager = Joined<std::string>({Read("Monitor_Notify Pager", "txtPagerNumber", "a@b.c"),
+                                            Read("Monitor_Notify Msg", "txtPagerMsg", "S")});
   const Record command = Read("Monitor_Command", "txtLaunchCmd", "webbounce.EXE");
-  const Record rest = Joined({Read("Monitor_FailTimes", "txtRetrytime", "4"),
-                              Read("Monitor_Command_Succ", "txtLaunchUpCmd", "U"),
-                              Read("Monitor_LogFile", "txtLogFile", "L")});
+  const Record rest = Joined<std::string>({Read("Monitor_FailTimes", "txtRetrytime", "4"),
+                                           Read("Monitor_Command_Succ", "txtLaunchUpCmd", "U"),
+                                           Read("Monitor_LogFile", "txtLogFile", "L")});
   const Record pagerType = {"cmbPagerType_Change"};
   const Record end = {"cmdApply.Enabled = 0"};
-  struct Row {
-    Type type;
-    Record expected;
+  const Rows<Type, Record> rows = {
+      {Type::Web,
+       Joined<std::string>({point,
+                            {R"(GetAttr("MonitorExt_SuccessFlag"))", "optFlag = 1", R"(txtBySize = "Hello")"},
+                            times,
+                            mail,
+                            checks,
+                            pager,
+                            command,
+                            {"fam.Enabled = 0", "chkDefaultCmd = 1"},
+                            rest,
+                            end})},
+      {Type::Pop3, Joined<std::string>({point, Read("MonitorExt_PopAccount", "txtPop3Account", "A"),
+                                        Read("MonitorExt_PopPass", "txtPop3Password", " W "), times, mail,
+                                        pager, command, rest, checks, pagerType, end})},
+      {Type::Smtp, Joined<std::string>({point, Read("MonitorExt_From", "txtSmtpFrom", "F"),
+                                        Read("MonitorExt_To", "txtSmtpTo", "T"), times, mail, checks, pager,
+                                        command, rest, pagerType, end})},
   };
-  const Row rows[] = {
-      {Type::Web, Joined({point,
-                          {R"(GetAttr("MonitorExt_SuccessFlag"))", "optFlag = 1", R"(txtBySize = "Hello")"},
-                          times,
-                          mail,
-                          checks,
-                          pager,
-                          command,
-                          {"fam.Enabled = 0", "chkDefaultCmd = 1"},
-                          rest,
-                          end})},
-      {Type::Pop3, Joined({point, Read("MonitorExt_PopAccount", "txtPop3Account", "A"),
-                           Read("MonitorExt_PopPass", "txtPop3Password", " W "), times, mail, pager, command,
-                           rest, checks, pagerType, end})},
-      {Type::Smtp,
-       Joined({point, Read("MonitorExt_From", "txtSmtpFrom", "F"), Read("MonitorExt_To", "txtSmtpTo", "T"),
-               times, mail, checks, pager, command, rest, pagerType, end})},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(TypeName(row.type));
+  for (const auto& [type, expected] : rows) {
+    SCOPED_TRACE(TypeName(type));
     tests::FakeForm form;
-    tests::EngineMonitor monitor(form, FullName(TypeName(row.type), "shop"), MailMonitor);
-    RefreshData(row.type, form, monitor.Item(), Gateway);
-    EXPECT_EQ(form.record, row.expected);
+    tests::EngineMonitor monitor(form, FullName(TypeName(type), "shop"), MailMonitor);
+    RefreshData(type, form, monitor.Item(), Gateway);
+    EXPECT_EQ(form.record, expected);
   }
 }
 
@@ -241,25 +231,21 @@ TEST(SettingsTransfer, PagesAndWizardsMoveTheAttributesOfTheirType) {
 
 TEST(SettingsTransfer, WizardsWriteInTheirOrder) {
   const Record pager = {"Monitor_Notify Mode=TEL://", "Monitor_Notify Pager=1234", "Monitor_Notify Msg=down"};
-  struct Row {
-    Type type;
-    Record first;
-  };
-  const Row rows[] = {
+  const Rows<Type, Record> rows = {
       {Type::Web, {"Monitor_Parameter= point ", "MonitorExt_SuccessFlag=SIZE:120"}},
       {Type::Pop3,
        {"Monitor_Parameter= point ", "MonitorExt_PopAccount= account ", "MonitorExt_PopPass= pass "}},
       {Type::Smtp, {"Monitor_Parameter= point ", "MonitorExt_From=from@", "MonitorExt_To=to@"}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(TypeName(row.type));
+  for (const auto& [type, first] : rows) {
+    SCOPED_TRACE(TypeName(type));
     auto form = FilledForm();
     form.checked[chkByPager] = false;  // a wizard has no such box
     Record written;
-    WriteNewMonitor(row.type, form, Gateway, [&](auto key, auto value) {
+    WriteNewMonitor(type, form, Gateway, [&](auto key, auto value) {
       written.push_back(std::string(key) + '=' + std::string(value));
     });
-    EXPECT_EQ(written, Joined({row.first, pager}));
+    EXPECT_EQ(written, Joined<std::string>({first, pager}));
     EXPECT_EQ(form.record, Record());
   }
 }
