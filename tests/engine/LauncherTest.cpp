@@ -12,6 +12,7 @@
 #include <filesystem>
 
 #include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
@@ -21,6 +22,7 @@ using std::chrono::milliseconds;
 using std::chrono::minutes;
 using Texts = std::vector<std::string>;
 using Kind = CheckReport::Kind;
+using tests::Rows;
 
 /// A launcher in a fresh folder, whose time the test drives.
 class LauncherTest : public testing::Test {
@@ -107,11 +109,7 @@ TEST_F(LauncherTest, TellsHowEachProgramEndedOrWhyItDidNotStart) {
   tests::WriteFile(m_folder / "data", "#!/bin/sh\nexit 0\n");
   std::filesystem::permissions(tests::WriteFile(m_folder / "no program", "exit 0"),
                                std::filesystem::perms::owner_all);
-  struct Row {
-    std::string program;
-    std::string end;
-  };
-  const Row rows[] = {
+  const Rows<std::string, std::string> rows = {
       {"exit3", "exit3 ended with exit code 3"},
       {"sub\\exit0", "sub/exit0 ended with exit code 0"},
       {m_folder / "exit3", "exit3 ended with exit code 3"},
@@ -124,12 +122,12 @@ TEST_F(LauncherTest, TellsHowEachProgramEndedOrWhyItDidNotStart) {
       {"no program", "no program was not started: Exec format error"},
       {std::string("exit3\0", 6), "exit3? was not started: its path holds a zero character"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.end);
+  for (const auto& [program, end] : rows) {
+    SCOPED_TRACE(end);
     m_told.clear();
     Make();
-    Launch(row.program);
-    RunUntil([&] { return !m_told.empty() && m_told.back().ends_with(row.end); });
+    Launch(program);
+    RunUntil([&] { return !m_told.empty() && m_told.back().ends_with(end); });
   }
 }
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
@@ -15,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using tests::ReadFile;
+using tests::Rows;
 using tests::WriteFile;
 
 class LogFilesTest : public ::testing::Test {
@@ -48,22 +50,18 @@ class LogFilesTest : public ::testing::Test {
 constexpr const char* Stamp = "2031-02-03T04:05:06.007+05:30 ";
 
 TEST_F(LogFilesTest, PatternsNameTheFileByTheLinesOwnDay) {
-  struct Row {
-    std::string pattern;
-    std::string file;
-  };
-  const Row rows[] = {
+  const Rows<std::string, std::string> rows = {
       {"plain.log", "plain.log"},
       {"log\\Log%d%m%y.log", "log/Log030231.log"},
       {m_folder.Path() + "\\log\\abs%y.log", "log/abs31.log"},
       {"%%d %D%Y%x%", "%03 %D%Y%x%"},
       {"%y%m/%d/deep", "3102/03/deep"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.pattern);
-    m_logs.Write({Line(row.pattern, "text")});
-    EXPECT_EQ(ReadFile(m_folder / row.file), std::string(Stamp) + "text\n");
-    EXPECT_EQ(ModeOf(m_folder / row.file), mode_t{0600});
+  for (const auto& [pattern, file] : rows) {
+    SCOPED_TRACE(pattern);
+    m_logs.Write({Line(pattern, "text")});
+    EXPECT_EQ(ReadFile(m_folder / file), std::string(Stamp) + "text\n");
+    EXPECT_EQ(ModeOf(m_folder / file), mode_t{0600});
   }
   EXPECT_EQ(ModeOf(m_folder / "3102/03"), mode_t{0700});
 
@@ -98,11 +96,7 @@ TEST_F(LogFilesTest, AFileThatWasMovedAwayIsMadeAnew) {
 }
 
 TEST_F(LogFilesTest, ControlCharactersAreEscaped) {
-  struct Row {
-    std::string text;
-    std::string written;
-  };
-  const Row rows[] = {
+  const Rows<std::string, std::string> rows = {
       {"a\nb\r\tc", "a\\nb\\r\\tc"},
       {std::string("\0\x1b[31m\x7f", 7), "\\x00\\x1b[31m\\x7f"},
       {"\xc2\x9b"
@@ -112,11 +106,11 @@ TEST_F(LogFilesTest, ControlCharactersAreEscaped) {
       {"C:\\new", "C:\\new"},
       {"", ""},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.written);
+  for (const auto& [text, written] : rows) {
+    SCOPED_TRACE(written);
     fs::remove(m_folder / "a");
-    m_logs.Write({Line("a", row.text)});
-    EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + row.written + "\n");
+    m_logs.Write({Line("a", text)});
+    EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + written + "\n");
   }
 }
 

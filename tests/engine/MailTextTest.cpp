@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Rows.h"
+
 namespace norvane::engine {
 namespace {
+
+using tests::Rows;
 
 const std::string Umlauts = "gr\xc3\xbc\xc3\x9f";
 
@@ -15,12 +19,7 @@ std::string Repeated(const std::string& text, int times) {
 }
 
 TEST(MailText, EncodesHeaders) {
-  struct Row {
-    const char* name;
-    std::string text;
-    std::string header;
-  };
-  const Row rows[] = {
+  const Rows<const char*, std::string, std::string> rows = {
       {"empty", "", ""},
       {"plain", "server down", "server down"},
       {"letters", Umlauts, "=?UTF-8?B?Z3LDvMOf?="},
@@ -31,9 +30,9 @@ TEST(MailText, EncodesHeaders) {
        "=?UTF-8?B?" + Repeated("w7zDvMO8", 6) + "w7w=?=\r\n =?UTF-8?B?" + Repeated("w7zDvMO8", 3) +
            "w7zDvA==?="},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(HeaderText("Subject", row.text), row.header);
+  for (const auto& [name, text, header] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(HeaderText("Subject", text), header);
   }
 }
 

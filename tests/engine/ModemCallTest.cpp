@@ -12,6 +12,7 @@
 
 #include "platform/FileDescriptor.h"
 #include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
@@ -20,6 +21,7 @@ namespace {
 using platform::FileDescriptor;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using tests::Rows;
 
 /// A modem on a pseudo-terminal, which answers commands by a script.
 class Modem {
@@ -186,51 +188,37 @@ TEST(ModemCall, TellsWhyItCannotBegin) {
   const tests::TempFolder folder;
   const auto file = tests::WriteFile(folder / "file", "x");
   Modem modem;
-  struct Row {
-    std::string device;
-    std::string number;
-    int speed;
-    std::string failure;
-  };
-  const Row rows[] = {
+  const Rows<std::string, std::string, int, std::string> rows = {
       {"", "555", 9600, "no modem configured"},
       {modem.Device(), "call me", 9600, "no number to dial"},
       {modem.Device(), "555", 9601, "a modem speed of 9601 is not possible"},
       {folder / "none", "555", 9600, "modem " + folder / "none" + ": No such file or directory"},
       {file, "555", 9600, "modem " + file + ": Inappropriate ioctl for device"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.failure);
-    const Call call(row.device, row.number, row.speed);
-    EXPECT_EQ(call.outcome, row.failure);
+  for (const auto& [device, number, speed, failure] : rows) {
+    SCOPED_TRACE(failure);
+    const Call call(device, number, speed);
+    EXPECT_EQ(call.outcome, failure);
   }
 }
 
 TEST(ModemSettings, ComeFromTheConfiguration) {
   const tests::TempFolder folder;
-  struct Row {
-    const char* text;
-    const char* device;
-    int speed;
-    const char* init;
-    const char* dial;
-    int wait;
-  };
-  const Row rows[] = {
+  const Rows<const char*, const char*, int, const char*, const char*, int> rows = {
       {"", "", 9600, "ATZ", "ATDT", 30},
       {"[modem]\ndevice=/dev/ttyS1\nspeed=2400\ninit=ATZ0\ndial=ATDP\nwait=45\n", "/dev/ttyS1", 2400, "ATZ0",
        "ATDP", 45},
       {"[modem]\nspeed=fast\nwait=0\ninit=\n", "", 9600, "", "ATDT", 30},
       {"[modem]\nwait=601\n", "", 9600, "ATZ", "ATDT", 30},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text);
-    const auto settings = ModemSettings::FromConfig(tests::WriteFile(folder / "config.ini", row.text));
-    EXPECT_EQ(settings.device, row.device);
-    EXPECT_EQ(settings.speed, row.speed);
-    EXPECT_EQ(settings.init, row.init);
-    EXPECT_EQ(settings.dial, row.dial);
-    EXPECT_EQ(settings.wait, seconds(row.wait));
+  for (const auto& [text, device, speed, init, dial, wait] : rows) {
+    SCOPED_TRACE(text);
+    const auto settings = ModemSettings::FromConfig(tests::WriteFile(folder / "config.ini", text));
+    EXPECT_EQ(settings.device, device);
+    EXPECT_EQ(settings.speed, speed);
+    EXPECT_EQ(settings.init, init);
+    EXPECT_EQ(settings.dial, dial);
+    EXPECT_EQ(settings.wait, seconds(wait));
   }
 }
 

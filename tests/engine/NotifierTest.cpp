@@ -4,6 +4,7 @@
 
 #include "tests/support/HttpServer.h"
 #include "tests/support/MailServers.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
@@ -11,6 +12,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using tests::HttpServer;
+using tests::Rows;
 
 /// A notifier in a loop whose time the test can push forward.
 class NotifierTest : public testing::Test {
@@ -63,11 +65,7 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
   server.Set("/202", HttpServer::Reply("", "text/html", "202 Accepted"));
   server.Set("/304", {"HTTP/1.1 304 Not Modified\r\n\r\n"});
   server.Set("/500", HttpServer::Reply("", "text/html", "500 Sorry"));
-  struct Row {
-    std::string mode;
-    std::string outcome;
-  };
-  const Row rows[] = {
+  const Rows<std::string, std::string> rows = {
       {server.Url("/scripts/sms.dll?") + fields + "%s&num=%s", "Ok"},
       {server.Url("/202?%s%s"), "Ok"},
       {server.Url("/304?%s%s"), "HTTP status 304"},
@@ -76,9 +74,9 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
       {"http://127.0.0.1:" + std::to_string(refusing.Port()) + "/%s%s", "connection refused"},
       {"http://%s%s/", "not a valid URL"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.mode);
-    EXPECT_EQ(Outcome(row.mode), row.outcome);
+  for (const auto& [mode, outcome] : rows) {
+    SCOPED_TRACE(mode);
+    EXPECT_EQ(Outcome(mode), outcome);
   }
   EXPECT_TRUE(server.Requests().at(0).starts_with("GET " + filled + " HTTP/1.1\r\n")) << server.Requests()[0];
 }
@@ -96,7 +94,7 @@ TEST_F(NotifierTest, MailsThroughTheServerOfTheMode) {
 
   server.Set("RCPT", {"550 no such user\r\n"});
   EXPECT_EQ(Outcome(mode, "you@office.test"), "SMTP: RCPT TO refused: 550 no such user");
-  const auto commands = server.Commands().size();
+  const auto commands = server.WaitForCommands(9).size();
   for (const char* to : {"", "a@b\r\nRCPT TO:<c@d>", "a@b> <c@d"})
     EXPECT_TRUE(Outcome(mode, to).starts_with("SMTP: the ")) << to << m_reports[0].result.reason;
   for (const char* wrong : {"SMTP://", "SMTP://localhost", "SMTP://;a@b", "SMTP://a b;a@b"})
@@ -106,19 +104,15 @@ TEST_F(NotifierTest, MailsThroughTheServerOfTheMode) {
 }
 
 TEST_F(NotifierTest, TellsWhatItCannotSend) {
-  struct Row {
-    const char* mode;
-    const char* outcome;
-  };
-  const Row rows[] = {
+  const Rows<const char*, const char*> rows = {
       {"", "no notification is set"},
       {"TEL://", "no modem configured"},
       {"FAX://", "the notification mode is none that this engine knows"},
       {"http://127.0.0.1/?msg=%s", "the notification mode is none that this engine knows"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.mode);
-    EXPECT_EQ(Outcome(row.mode), row.outcome);
+  for (const auto& [mode, outcome] : rows) {
+    SCOPED_TRACE(mode);
+    EXPECT_EQ(Outcome(mode), outcome);
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/engine/FakeNameServer.h"
+#include "tests/support/Rows.h"
 
 namespace norvane::engine {
 namespace {
@@ -11,6 +12,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Strings = std::vector<std::string>;
 using tests::FakeNameServer;
+using tests::Rows;
 
 /// A loop whose clock runs ahead by what a test adds.
 class ResolverTest : public ::testing::Test {
@@ -36,22 +38,17 @@ class ResolverTest : public ::testing::Test {
 TEST_F(ResolverTest, FindsAddressesAndTellsWhyNot) {
   FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
   Resolver resolver(m_loop, {server.Address()});
-  struct Row {
-    const char* host;
-    Strings addresses;
-    const char* failure;
-  };
-  const Row rows[] = {
+  const Rows<const char*, Strings, const char*> rows = {
       {"192.0.2.1", {"192.0.2.1"}, ""},       {"::1", {"::1"}, ""},
       {"[2001:db8::1]", {"2001:db8::1"}, ""}, {"shop.test", {"192.0.2.7"}, ""},
       {"none.test", {}, "name not found"},    {"[192.0.2.1]", {}, "name not found"},
       {"[::1", {}, "name not found"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.host);
-    const auto answer = Ask(resolver, row.host);
-    EXPECT_EQ(answer.addresses, row.addresses);
-    EXPECT_EQ(answer.failure, row.failure);
+  for (const auto& [host, addresses, failure] : rows) {
+    SCOPED_TRACE(host);
+    const auto answer = Ask(resolver, host);
+    EXPECT_EQ(answer.addresses, addresses);
+    EXPECT_EQ(answer.failure, failure);
   }
 }
 
@@ -84,25 +81,21 @@ TEST_F(ResolverTest, LookupsOfOneNameAreOne) {
 }
 
 TEST_F(ResolverTest, KeepsAnswersForTheirTimeWithinLimits) {
-  struct Row {
-    const char* host;
-    seconds keptFor;
-  };
-  const Row rows[] = {{"short.test", seconds(5)},
-                      {"usual.test", seconds(60)},
-                      {"long.test", seconds(300)},
-                      {"none.test", seconds(5)}};
+  const Rows<const char*, seconds> rows = {{"short.test", seconds(5)},
+                                           {"usual.test", seconds(60)},
+                                           {"long.test", seconds(300)},
+                                           {"none.test", seconds(5)}};
   FakeNameServer server(m_loop, {{"short.test", {"192.0.2.1", 0}},
                                  {"usual.test", {"192.0.2.2", 60}},
                                  {"long.test", {"192.0.2.3", 65535}}});
   Resolver resolver(m_loop, {server.Address()});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.host);
-    static_cast<void>(Ask(resolver, row.host));
-    m_ahead += row.keptFor - seconds(2);
-    EXPECT_NE(resolver.Known(row.host), nullptr);
+  for (const auto& [host, keptFor] : rows) {
+    SCOPED_TRACE(host);
+    static_cast<void>(Ask(resolver, host));
+    m_ahead += keptFor - seconds(2);
+    EXPECT_NE(resolver.Known(host), nullptr);
     m_ahead += seconds(3);
-    EXPECT_EQ(resolver.Known(row.host), nullptr);
+    EXPECT_EQ(resolver.Known(host), nullptr);
   }
 }
 

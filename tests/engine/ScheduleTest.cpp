@@ -4,10 +4,13 @@
 
 #include <vector>
 
+#include "tests/support/Rows.h"
+
 namespace norvane::engine {
 namespace {
 
 using std::chrono::milliseconds;
+using tests::Rows;
 
 /// A moment in milliseconds after some beginning.
 Moment At(int milli) {
@@ -23,14 +26,9 @@ struct Step {
 };
 
 TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
-  struct Row {
-    const char* name;
-    std::vector<Step> steps;
-    int nextDue;  // -1: nothing
-  };
   using S = Step;
   // The first check is due at 100, then every 1000.
-  const Row rows[] = {
+  const Rows<const char*, std::vector<Step>, int> rows = {
       {"not before its time", {{S::Start, 99, false}}, 100},
       {"on time", {{S::Start, 100}, {S::End, 150, false}}, 1100},
       {"a late start does not shift the next", {{S::Start, 160}, {S::End, 170, false}}, 1100},
@@ -50,11 +48,11 @@ TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
       {"outlasted by the new measure", {{S::Start, 100}, {S::Interval, 500}, {S::End, 700, true}}, 700},
       {"not yet started, it keeps its first moment", {{S::Interval, 500}}, 100},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, steps, nextDue] : rows) {
+    SCOPED_TRACE(name);
     Schedule schedule;
     schedule.Add(Id, At(100), milliseconds(1000));
-    for (const auto& step : row.steps) {
+    for (const auto& step : steps) {
       switch (step.what) {
         case S::Start:
           EXPECT_EQ(schedule.TakeDue(At(step.at)).has_value(), step.expected);
@@ -66,7 +64,7 @@ TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
           schedule.SetInterval(Id, milliseconds(step.at));
       }
     }
-    EXPECT_EQ(schedule.NextDue(), row.nextDue < 0 ? std::nullopt : std::optional(At(row.nextDue)));
+    EXPECT_EQ(schedule.NextDue(), nextDue < 0 ? std::nullopt : std::optional(At(nextDue)));
   }
 }
 

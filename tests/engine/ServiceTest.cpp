@@ -1,67 +1,27 @@
 #include "engine/Service.h"
 
-#include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 
-#include "console/engine/EngineError.h"
-#include "tests/support/ScriptedChecks.h"
+#include "tests/engine/TestEngine.h"
+#include "tests/support/Files.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
 
 namespace fs = std::filesystem;
-namespace ce = console::engine;
-namespace keys = ce::keys;
-using ce::EngineErrorCode;
-using tests::ScriptedChecks;
+namespace keys = console::engine::keys;
+using console::engine::EngineError;
+using console::engine::EngineErrorCode;
 using tests::TempFolder;
 using Calls = std::vector<std::string>;
 
-/// A service in a folder, with the loop that its thread would run.
-class Engine {
+class Engine : public tests::TestEngine {
  public:
-  explicit Engine(const std::string& folder)
-      : service({folder, [this](platform::EventFd& wake) {
-                   auto made = std::make_unique<ScriptedChecks>(wake);
-                   checks = made.get();
-                   return made;
-                 }}) {}
-
-  /// Runs the loop until the operation has called its completion; gives the error's code, if there was one.
-  std::optional<EngineErrorCode> Await(const std::function<void(Completion)>& operation) {
-    bool finished = false;
-    std::exception_ptr error;
-    operation([&](std::exception_ptr result) {
-      finished = true;
-      error = result;
-    });
-    RunUntil([&] { return finished; });
-    if (!error) return std::nullopt;
-    try {
-      std::rethrow_exception(error);
-    } catch (const ce::EngineError& refused) {
-      return refused.Code();
-    }
-  }
-  std::optional<EngineErrorCode> Load(const std::string& path) {
-    return Await([&](Completion done) { service.Load(path, std::move(done)); });
-  }
-  std::optional<EngineErrorCode> Save(const std::string& path) {
-    return Await([&](Completion done) { service.Save(path, std::move(done)); });
-  }
-  void RunUntil(const std::function<bool()>& condition) {
-    while (!condition()) {
-      pollfd fd{service.WakeFd(), POLLIN, 0};
-      ASSERT_EQ(::poll(&fd, 1, 20000), 1) << "nothing happened";
-      service.OnWake();
-    }
-  }
+  using TestEngine::TestEngine;
   MonitorId Add(const std::string& name, const std::string& status = "Disable") {
     const auto id = service.Add(name);
     service.Set(id, keys::Status, status);
@@ -71,9 +31,6 @@ class Engine {
     const Monitor* monitor = service.Table().Find(name);
     return monitor == nullptr ? "no such monitor" : monitor->attributes->Get(key);
   }
-
-  ScriptedChecks* checks = nullptr;
-  Service service;
 };
 
 TEST(Service, StatusStartsAndStopsAndOtherAttributesReachARunningCheck) {
@@ -97,19 +54,13 @@ TEST(Service, KeepsResultsAndCountsFailuresInARow) {
   const TempFolder folder;
   Engine engine(folder.Path());
   const auto id = engine.Add("WebMonitor Of a", "Enable");
-  struct Row {
-    const char* reason;
-    const char* result;
-    int failures;
-  };
-  const Row rows[] = {
-      {"Ok", "Ok", 0}, {"HTTP status 404", "HTTP status 404", 1}, {"x", "x", 2}, {"Ok", "Ok", 0}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.reason);
-    engine.checks->Report(id, 0, row.reason);
+  for (const auto& [reason, failures] :
+       tests::Rows<const char*, int>{{"Ok", 0}, {"HTTP status 404", 1}, {"x", 2}, {"Ok", 0}}) {
+    SCOPED_TRACE(reason);
+    engine.checks->Report(id, 0, reason);
     engine.service.OnWake();
-    EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::Result), row.result);
-    EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.failuresInARow, row.failures);
+    EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::Result), reason);
+    EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.failuresInARow, failures);
     EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.duration.count(), 7);
   }
   EXPECT_EQ(engine.checks->calls, Calls{"Start WebMonitor Of a 0"}) << "a result is no change of settings";
@@ -126,7 +77,7 @@ TEST(Service, ACheckOnDemandAnswersEvenWhenItsMonitorHasGone) {
   engine.checks->Report(engine.checks->held[0].first, engine.checks->held[0].second, "too late");
   engine.service.OnWake();
   EXPECT_EQ(answer, "too late");
-  EXPECT_THROW(engine.service.Check(id, [](std::exception_ptr, const CheckResult&) {}), ce::EngineError);
+  EXPECT_THROW(engine.service.Check(id, [](std::exception_ptr, const CheckResult&) {}), EngineError);
 }
 
 TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
@@ -137,7 +88,7 @@ TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
       engine.Add(std::string("WebMonitor Of ") + name, "Enable");
     engine.Add("WebMonitor Of stopped");
     engine.service.Set(engine.service.Table().Find("WebMonitor Of c")->id, keys::Interval, "8");
-    EXPECT_EQ(engine.Await([&](Completion done) { engine.service.Shutdown(std::move(done)); }), std::nullopt);
+    EXPECT_EQ(engine.Shutdown(), std::nullopt);
   }
   Engine engine(folder.Path());
   EXPECT_EQ(engine.checks->calls, (Calls{"Start WebMonitor Of a 0", "Start WebMonitor Of b 15000",
@@ -205,9 +156,9 @@ TEST(Service, SavesWhatChangedSinceTheLastSave) {
 TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
   const TempFolder folder;
   const std::string own = folder / "NorvaneEngine.dat";
-  std::ofstream(own) << "this is no data file";
-  std::ofstream(folder / "NorvaneEngine.state")
-      << "nor is this a state file, although it has to be long enough";
+  tests::WriteFile(own, "this is no data file");
+  tests::WriteFile(folder / "NorvaneEngine.state",
+                   "nor is this a state file, although it has to be long enough");
   Engine engine(folder.Path());
   EXPECT_EQ(engine.service.Notices().size(), 2u);
   EXPECT_EQ(engine.Load(own), EngineErrorCode::Invalid);
@@ -231,14 +182,9 @@ TEST(Service, ValuesOfTheServiceAreKeptAndThePassIsItsOwn) {
     pass = engine.service.ConfigValue("ControlPass");
     instance = engine.service.Instance();
     EXPECT_EQ(pass.size(), 32u);
-    const auto commit = [&](const std::string& key, const std::string& value) {
-      return engine.Await([&](Completion done) {
-        engine.service.CommitConfig({{key, value}}, std::move(done));
-      });
-    };
-    EXPECT_EQ(commit("LogFile", "log/x%d.log"), std::nullopt);
-    EXPECT_EQ(commit("ControlPass", "mine"), EngineErrorCode::Invalid);
-    EXPECT_EQ(commit("", "x"), EngineErrorCode::Invalid);
+    EXPECT_EQ(engine.Commit("LogFile", "log/x%d.log"), std::nullopt);
+    EXPECT_EQ(engine.Commit("ControlPass", "mine"), EngineErrorCode::Invalid);
+    EXPECT_EQ(engine.Commit("", "x"), EngineErrorCode::Invalid);
     for (const auto& wrong : {std::string(), pass + "0", pass.substr(1), std::string(32, '0')})
       EXPECT_FALSE(engine.service.IsControlPass(wrong)) << wrong;
     EXPECT_TRUE(engine.service.IsControlPass(pass));
@@ -264,18 +210,12 @@ TEST(Service, LogsEveryCheckWhereItsMonitorOrTheServiceSays) {
     engine.checks->Report({plain, 0, {}, "only a remark", CheckReport::Kind::Check});
     engine.service.OnWake();
     EXPECT_EQ(engine.Attr("WebMonitor Of plain", keys::Result), "") << "a remark is no result";
-    EXPECT_EQ(engine.Await([&](Completion done) {
-      engine.service.CommitConfig({{"LogFile", "service.log"}}, std::move(done));
-    }),
-              std::nullopt);
+    EXPECT_EQ(engine.Commit("LogFile", "service.log"), std::nullopt);
     engine.checks->Report(plain, 0, "Ok");
     engine.service.Set(own, keys::LogFile, folder / "no\nfolder");
     engine.service.OnWake();
   }
-  const auto read = [&](const std::string& name) {
-    std::ifstream file(folder / name);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  };
+  const auto read = [&](const std::string& name) { return tests::ReadFile(folder / name); };
   EXPECT_NE(read("own.log").find(" WebMonitor Of own: failed in 7 ms: HTTP status 404\n"), std::string::npos);
   EXPECT_NE(read("service.log").find(" WebMonitor Of plain: good in 7 ms: Ok\n"), std::string::npos);
   std::string standard;

@@ -11,7 +11,7 @@
 #include "link/Wire.h"
 #include "platform/FileDescriptor.h"
 #include "tests/link/RunningEngine.h"
-#include "tests/support/TempFolder.h"
+#include "tests/support/Errors.h"
 
 namespace norvane::tests {
 namespace {
@@ -23,84 +23,68 @@ using link::EngineClient;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-std::optional<EngineErrorCode> CodeOf(const std::function<void()>& action, std::string* text = nullptr) {
-  try {
-    action();
-  } catch (const ce::EngineError& error) {
-    if (text != nullptr) *text = error.what();
-    return error.Code();
-  }
-  return std::nullopt;
-}
+using EngineClientTest = LinkTest;
 
-TEST(EngineClient, StartsTheEngineOnceIfNobodyAnswers) {
-  const TempFolder folder;
-  std::optional<RunningEngine> engine;
+TEST_F(EngineClientTest, StartsTheEngineOnceIfNobodyAnswers) {
   int starts = 0;
-  auto options = ClientOptions(folder.Path());
-  options.startEngine = [&] {
+  m_options.startEngine = [&] {
     ++starts;
-    engine.emplace(folder.Path());
+    Start();
   };
-  EngineClient client(options);
+  EngineClient client(m_options);
   EXPECT_EQ(starts, 0) << "making a client calls nothing";
   EXPECT_EQ(client.NewMonitorList()->Count(), 0);
-  EXPECT_EQ(EngineClient(options).NewMonitorList()->Count(), 0);
+  EXPECT_EQ(EngineClient(m_options).NewMonitorList()->Count(), 0);
   EXPECT_EQ(starts, 1) << "the second found it running";
 }
 
-TEST(EngineClient, AnEngineThatCannotBeStartedIsToldAndNotTriedAgain) {
-  const TempFolder folder;
+TEST_F(EngineClientTest, AnEngineThatCannotBeStartedIsToldAndNotTriedAgain) {
   int starts = 0;
-  auto options = ClientOptions(folder.Path());
-  options.startTimeout = milliseconds(50);
-  options.startEngine = [&] {
+  m_options.startTimeout = milliseconds(50);
+  m_options.startEngine = [&] {
     if (++starts == 1) throw std::runtime_error("no such program");
   };
-  EngineClient client(options);
+  EngineClient client(m_options);
   std::string text;
-  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Info()); }, &text), EngineErrorCode::Failed);
+  EXPECT_EQ(CodeOf([&] { return client.Info(); }, &text), EngineErrorCode::Failed);
   EXPECT_EQ(text, "no such program");
-  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Info()); }), EngineErrorCode::Gone);
+  EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::Gone);
   EXPECT_EQ(starts, 1);
 
-  EngineClient patient(options);  // its engine starts and never listens
-  EXPECT_EQ(CodeOf([&] { static_cast<void>(patient.Info()); }, &text), EngineErrorCode::Gone);
-  EXPECT_NE(text.find(folder.Path()), std::string::npos);
+  EngineClient patient(m_options);  // its engine starts and never listens
+  EXPECT_EQ(CodeOf([&] { return patient.Info(); }, &text), EngineErrorCode::Gone);
+  EXPECT_NE(text.find(m_folder.Path()), std::string::npos);
 }
 
-TEST(EngineClient, AListenerThatNeverGreetsTimesOut) {
-  const TempFolder folder;
-  const auto address = link::SocketAddress(folder.Path());
+TEST_F(EngineClientTest, AListenerThatNeverGreetsTimesOut) {
+  const auto address = link::SocketAddress(m_folder.Path());
   const platform::FileDescriptor silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   ASSERT_EQ(::bind(silent.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   ASSERT_EQ(::listen(silent.Get(), 5), 0);
-  auto options = ClientOptions(folder.Path());
-  options.connectTimeout = milliseconds(50);
-  EngineClient client(options);
-  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Info()); }), EngineErrorCode::TimedOut);
-  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Info()); }), EngineErrorCode::TimedOut);
+  m_options.connectTimeout = milliseconds(50);
+  EngineClient client(m_options);
+  EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::TimedOut);
+  EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::TimedOut);
 }
 
-TEST(EngineClient, TellsOfTheEngineAndItsMonitors) {
-  const TempFolder folder;
-  RunningEngine engine(folder.Path());
+TEST_F(EngineClientTest, TellsOfTheEngineAndItsMonitors) {
+  Start();
   std::string instance;
-  engine.Do([&](engine::Service& service, ScriptedChecks& checks) {
+  m_engine->Do([&](engine::Service& service, ScriptedChecks& checks) {
     instance = service.Instance();
     service.Add("WebMonitor Of a");
     service.Set(service.Add("WebMonitor Of b"), keys::Status, "Enable");  // failures of others do not count
     checks.outcomes["WebMonitor Of b"] = "size 1204, expected 1180";
   });
-  EngineClient client(ClientOptions(folder.Path()));
+  EngineClient client(m_options);
   const auto info = client.Info();
   EXPECT_EQ(info.instance, instance);
   EXPECT_NE(info.version, "");
   EXPECT_EQ(info.processId, static_cast<std::uint32_t>(::getpid()));
-  EXPECT_EQ(info.folder, folder.Path());
+  EXPECT_EQ(info.folder, m_folder.Path());
   EXPECT_LT(std::chrono::system_clock::now() - info.startedAt, seconds(600));
 
-  client.NewControlGate()->Open(engine.ControlPass());
+  client.NewControlGate()->Open(m_engine->ControlPass());
   const auto before = client.Snapshot();
   const auto good = client.Check("WebMonitor Of a");
   const auto bad = client.Check("WebMonitor Of b");
@@ -108,7 +92,7 @@ TEST(EngineClient, TellsOfTheEngineAndItsMonitors) {
   EXPECT_FALSE(bad.good);
   EXPECT_EQ(bad.reason, "size 1204, expected 1180");
   EXPECT_EQ(bad.duration, milliseconds(7));
-  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Check("WebMonitor Of c")); }), EngineErrorCode::NotFound);
+  EXPECT_EQ(CodeOf([&] { return client.Check("WebMonitor Of c"); }), EngineErrorCode::NotFound);
 
   const auto after = client.Snapshot();
   ASSERT_EQ(after.size(), 2u);
@@ -120,27 +104,25 @@ TEST(EngineClient, TellsOfTheEngineAndItsMonitors) {
   EXPECT_EQ(after[0]->failuresInARow, 0u);
 }
 
-TEST(EngineClient, WaitsForWhatOthersChange) {
-  const TempFolder folder;
-  RunningEngine engine(folder.Path());
-  EngineClient client(ClientOptions(folder.Path()));
+TEST_F(EngineClientTest, WaitsForWhatOthersChange) {
+  Start();
+  EngineClient client(m_options);
   const auto seen = client.WaitForUpdate(0, seconds(60));
   EXPECT_EQ(client.WaitForUpdate(seen, milliseconds(1)), seen);
   auto later = std::async(std::launch::async, [&] {
-    engine.Do([](engine::Service& service, ScriptedChecks&) { service.Add("WebMonitor Of a"); });
+    m_engine->Do([](engine::Service& service, ScriptedChecks&) { service.Add("WebMonitor Of a"); });
   });
   EXPECT_GT(client.WaitForUpdate(seen, seconds(60)), seen);
   EXPECT_EQ(client.Snapshot().size(), 1u);
 }
 
-TEST(EngineClient, ShutdownReturnsWhenTheEngineHasGone) {
-  const TempFolder folder;
-  RunningEngine engine(folder.Path());
-  EngineClient client(ClientOptions(folder.Path()));
+TEST_F(EngineClientTest, ShutdownReturnsWhenTheEngineHasGone) {
+  Start();
+  EngineClient client(m_options);
   EXPECT_EQ(CodeOf([&] { client.Shutdown(); }), EngineErrorCode::Refused) << "the gate is closed";
-  client.NewControlGate()->Open(engine.ControlPass());
+  client.NewControlGate()->Open(m_engine->ControlPass());
   client.Shutdown();
-  EXPECT_EQ(CodeOf([&] { static_cast<void>(client.Snapshot()); }), EngineErrorCode::Gone);
+  EXPECT_EQ(CodeOf([&] { return client.Snapshot(); }), EngineErrorCode::Gone);
 }
 
 /// Waits as a window does: in short steps, and told at the end.
@@ -167,24 +149,22 @@ class SteppingWaiter : public ce::CallWaiter {
   std::function<void()> m_eachStep;
 };
 
-TEST(EngineClient, TheConsoleSpendsTheTimeOfACallAsItLikes) {
-  const TempFolder folder;
-  RunningEngine engine(folder.Path());
-  engine.Do([](engine::Service& service, ScriptedChecks& checks) {
+TEST_F(EngineClientTest, TheConsoleSpendsTheTimeOfACallAsItLikes) {
+  Start();
+  m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
     service.Add("WebMonitor Of a");
     checks.holdChecks = true;
   });
   SteppingWaiter waiter([&] {
     if (waiter.steps < 5) return;
-    engine.Do([](engine::Service&, ScriptedChecks& checks) {
+    m_engine->Do([](engine::Service&, ScriptedChecks& checks) {
       for (const auto& [id, ticket] : std::exchange(checks.held, {}))
         checks.Report(id, ticket, "answered after some steps");
     });
   });
-  auto options = ClientOptions(folder.Path());
-  options.waiter = &waiter;
-  EngineClient client(options);
-  client.NewControlGate()->Open(engine.ControlPass());
+  m_options.waiter = &waiter;
+  EngineClient client(m_options);
+  client.NewControlGate()->Open(m_engine->ControlPass());
   EXPECT_EQ(waiter.calls, 2) << "connecting is a call too";
   waiter.steps = 0;
   EXPECT_EQ(client.Check("WebMonitor Of a").reason, "answered after some steps");

@@ -14,7 +14,7 @@
 #include "link/Wire.h"
 #include "tests/link/RawPeer.h"
 #include "tests/link/RunningEngine.h"
-#include "tests/support/TempFolder.h"
+#include "tests/support/Errors.h"
 
 namespace norvane::tests {
 namespace {
@@ -26,102 +26,89 @@ using link::EngineClient;
 using link::EngineServer;
 using std::chrono::milliseconds;
 
-/// Whether a console of that folder is served.
-bool Serves(const std::string& folder) {
-  EngineClient client(ClientOptions(folder));
-  return client.Info().processId == static_cast<std::uint32_t>(::getpid());
-}
-
 std::string ErrorOf(EngineClient& client) {
-  try {
-    static_cast<void>(client.Info());
-  } catch (const ce::EngineError& error) {
-    return error.what();
-  }
-  return "none";
+  std::string text = "none";
+  CodeOf([&] { return client.Info(); }, &text);
+  return text;
 }
 
-TEST(EngineServer, TheSocketIsItsOwnersAloneAndGoesWithTheServer) {
-  const TempFolder folder;
-  const std::string socket = folder / "NorvaneEngine.sock";
-  const auto mask = ::umask(0);
-  {
-    const RunningEngine engine(folder.Path());
-    struct stat status {};
-    ASSERT_EQ(::lstat(socket.c_str(), &status), 0);
-    EXPECT_TRUE(S_ISSOCK(status.st_mode));
-    EXPECT_EQ(status.st_mode & 07777, 0600u);
+class EngineServerTest : public LinkTest {
+ protected:
+  /// Whether another console is served.
+  [[nodiscard]] bool Serves() const {
+    return EngineClient(m_options).Info().processId == static_cast<std::uint32_t>(::getpid());
   }
+};
+
+TEST_F(EngineServerTest, TheSocketIsItsOwnersAloneAndGoesWithTheServer) {
+  const std::string socket = m_folder / "NorvaneEngine.sock";
+  const auto mask = ::umask(0);
+  Start();
+  struct stat status {};
+  ASSERT_EQ(::lstat(socket.c_str(), &status), 0);
+  EXPECT_TRUE(S_ISSOCK(status.st_mode));
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  m_engine.reset();
   EXPECT_EQ(::umask(mask), 0u) << "the mask is put back";
   EXPECT_NE(::access(socket.c_str(), F_OK), 0);
 }
 
-TEST(EngineServer, TakesThePlaceOfADeadEnginesSocket) {
-  const TempFolder folder;
-  const auto address = link::SocketAddress(folder.Path());
+TEST_F(EngineServerTest, TakesThePlaceOfADeadEnginesSocket) {
+  const auto address = link::SocketAddress(m_folder.Path());
   {
     const platform::FileDescriptor dead(::socket(AF_UNIX, SOCK_STREAM, 0));
     ASSERT_EQ(::bind(dead.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   }
-  const RunningEngine engine(folder.Path());
-  EXPECT_TRUE(Serves(folder.Path()));
+  Start();
+  EXPECT_TRUE(Serves());
 }
 
-TEST(EngineServer, AFolderTooDeepForASocketIsAClearError) {
-  const TempFolder folder;
-  const std::string deep = folder / std::string(120, 'd');
+TEST_F(EngineServerTest, AFolderTooDeepForASocketIsAClearError) {
+  const std::string deep = m_folder / std::string(120, 'd');
   ASSERT_EQ(::mkdir(deep.c_str(), 0700), 0);
-  try {
-    const RunningEngine engine(deep);
-    FAIL() << "it must not start";
-  } catch (const ce::EngineError& error) {
-    EXPECT_EQ(error.Code(), ce::EngineErrorCode::Invalid);
-    EXPECT_NE(std::string(error.what()).find("too long"), std::string::npos);
-  }
+  std::string text;
+  EXPECT_EQ(CodeOf([&] { const RunningEngine engine(deep); }, &text), ce::EngineErrorCode::Invalid);
+  EXPECT_NE(text.find("too long"), std::string::npos);
   EngineClient client(ClientOptions(deep));
   EXPECT_NE(ErrorOf(client).find("too long"), std::string::npos);
 }
 
-TEST(EngineServer, OnlyItsOwnUserAndRootMayConnect) {
+TEST_F(EngineServerTest, OnlyItsOwnUserAndRootMayConnect) {
   EXPECT_TRUE(link::IsOwnUserOrRoot(::geteuid()));
   EXPECT_TRUE(link::IsOwnUserOrRoot(0));
   EXPECT_FALSE(link::IsOwnUserOrRoot(::geteuid() + 1));
 
-  const TempFolder folder;
   std::optional<uid_t> seen;
-  RunningEngine engine(folder.Path(), [&](EngineServer::Options& options) {
+  Start([&](EngineServer::Options& options) {
     options.mayConnect = [&](uid_t user) {
       seen = user;
       return false;
     };
   });
-  EngineClient client(ClientOptions(folder.Path()));
+  EngineClient client(m_options);
   EXPECT_NE(ErrorOf(client).find("closed the connection at the greeting"), std::string::npos);
-  engine.AwaitLog("a process of user " + std::to_string(::geteuid()) + " was sent away");
+  m_engine->AwaitLog("a process of user " + std::to_string(::geteuid()) + " was sent away");
   EXPECT_EQ(seen, ::geteuid());
 }
 
-TEST(EngineServer, AStrangerThatNeverSaysHelloIsDropped) {
-  const TempFolder folder;
-  RunningEngine engine(folder.Path(),
-                       [](EngineServer::Options& options) { options.handshake = milliseconds(50); });
-  RawPeer silent(folder.Path());
-  RawPeer halting(folder.Path());
+TEST_F(EngineServerTest, AStrangerThatNeverSaysHelloIsDropped) {
+  Start([](EngineServer::Options& options) { options.handshake = milliseconds(50); });
+  RawPeer silent(m_folder.Path());
+  RawPeer halting(m_folder.Path());
   halting.Send(std::string_view("\0\0\0\0", 4));
   silent.AwaitClosed();
   halting.AwaitClosed();
-  engine.AwaitLog("did not say hello in time");
+  m_engine->AwaitLog("did not say hello in time");
 
-  EngineClient client(ClientOptions(folder.Path()));
+  EngineClient client(m_options);
   EXPECT_EQ(client.NewMonitorList()->Count(), 0);
-  RawPeer(folder.Path()).AwaitClosed();  // by now the client's own handshake time is over too
+  RawPeer(m_folder.Path()).AwaitClosed();  // by now the client's own handshake time is over too
   EXPECT_EQ(client.NewMonitorList()->Count(), 0);
 }
 
-TEST(EngineServer, AnotherProtocolVersionIsToldWhatIsWrong) {
-  const TempFolder folder;
-  const RunningEngine engine(folder.Path());
-  RawConsole console(folder.Path());
+TEST_F(EngineServerTest, AnotherProtocolVersionIsToldWhatIsWrong) {
+  Start();
+  RawConsole console(m_folder.Path());
   const auto response = console.Hello(wire::PROTOCOL_VERSION + 1);
   EXPECT_EQ(response.getGreeting().getVersion(), wire::PROTOCOL_VERSION);
   ASSERT_TRUE(response.getGreeting().isRefusal());
@@ -137,10 +124,9 @@ std::string Words(std::initializer_list<std::uint32_t> words) {
   return bytes;
 }
 
-TEST(EngineServer, APeerThatBreaksTheProtocolIsDroppedAndNobodyElse) {
-  const TempFolder folder;
-  const RunningEngine engine(folder.Path());
-  EngineClient bystander(ClientOptions(folder.Path()));
+TEST_F(EngineServerTest, APeerThatBreaksTheProtocolIsDroppedAndNobodyElse) {
+  Start();
+  EngineClient bystander(m_options);
   static_cast<void>(bystander.Info());
   const std::pair<const char*, std::string> rows[] = {
       {"text", "GET / HTTP/1.1\r\nHost: engine\r\n\r\n"},
@@ -151,22 +137,21 @@ TEST(EngineServer, APeerThatBreaksTheProtocolIsDroppedAndNobodyElse) {
   };
   for (const auto& [name, bytes] : rows) {
     SCOPED_TRACE(name);
-    RawPeer peer(folder.Path());
+    RawPeer peer(m_folder.Path());
     peer.Send(bytes);
     peer.AwaitClosed();
     EXPECT_EQ(bystander.NewMonitorList()->Count(), 0);
   }
-  EXPECT_TRUE(Serves(folder.Path()));
+  EXPECT_TRUE(Serves());
 }
 
-TEST(EngineServer, ServesNoMoreConsolesThanItsLimitAndTheNextWhenOneHasLeft) {
-  const TempFolder folder;
-  RunningEngine engine(folder.Path(), [](EngineServer::Options& options) { options.maxConnections = 2; });
-  EngineClient first(ClientOptions(folder.Path()));
-  auto second = std::make_unique<EngineClient>(ClientOptions(folder.Path()));
+TEST_F(EngineServerTest, ServesNoMoreConsolesThanItsLimitAndTheNextWhenOneHasLeft) {
+  Start([](EngineServer::Options& options) { options.maxConnections = 2; });
+  EngineClient first(m_options);
+  auto second = std::make_unique<EngineClient>(m_options);
   static_cast<void>(first.Info());
   static_cast<void>(second->Info());
-  EngineClient third(ClientOptions(folder.Path()));
+  EngineClient third(m_options);
   EXPECT_NE(ErrorOf(third).find("too many consoles"), std::string::npos);
   second.reset();
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -195,15 +180,14 @@ class HoldingMirror final : public wire::Mirror::Server {
   std::vector<kj::Own<kj::PromiseFulfiller<void>>>& m_held;
 };
 
-TEST(EngineServer, AConsoleThatNeverAnswersGetsOneBatchAndHoldsUpNobody) {
-  const TempFolder folder;
-  RunningEngine engine(folder.Path());
+TEST_F(EngineServerTest, AConsoleThatNeverAnswersGetsOneBatchAndHoldsUpNobody) {
+  Start();
   constexpr int Count = 2500;
-  engine.Do([](engine::Service& service, ScriptedChecks&) {
+  m_engine->Do([](engine::Service& service, ScriptedChecks&) {
     for (int i = 0; i < Count; ++i)
       service.Add("WebMonitor Of " + std::to_string(i));
   });
-  RawConsole console(folder.Path());
+  RawConsole console(m_folder.Path());
   auto session = console.Hello(wire::PROTOCOL_VERSION).getGreeting().getEngine().getSession();
   std::vector<kj::Own<kj::PromiseFulfiller<void>>> held;
   auto owned = kj::heap<HoldingMirror>(held);
@@ -219,8 +203,8 @@ TEST(EngineServer, AConsoleThatNeverAnswersGetsOneBatchAndHoldsUpNobody) {
   while (mirror.batches.empty())
     roundTrip();
 
-  EngineClient other(ClientOptions(folder.Path()));
-  other.NewControlGate()->Open(engine.ControlPass());
+  EngineClient other(m_options);
+  other.NewControlGate()->Open(m_engine->ControlPass());
   const auto item = other.NewMonitorList()->Item(1);
   for (int i = 0; i < 50; ++i)
     item->SetAttr(keys::Parameter, std::to_string(i));
@@ -256,15 +240,14 @@ std::string BootstrapRequests(std::uint32_t firstQuestion, int count) {
   return bytes;
 }
 
-TEST(EngineServer, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
+TEST_F(EngineServerTest, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
   constexpr int Enough = 200000;  // their answers are many times what a socket holds
   constexpr int Batch = 1000;
-  const TempFolder folder;
-  const RunningEngine engine(folder.Path());
-  EngineClient other(ClientOptions(folder.Path()));
+  Start();
+  EngineClient other(m_options);
   const auto config = other.NewServiceConfig();
   config->SetService(ce::ServiceName);
-  RawPeer peer(folder.Path());
+  RawPeer peer(m_folder.Path());
   std::uint32_t question = 0;
   std::string left;
   for (int idle = 0; idle < 50;) {
@@ -277,28 +260,26 @@ TEST(EngineServer, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
   }
 }
 
-TEST(EngineServer, AConsoleMayLeaveWhileItsCheckRuns) {
-  const TempFolder folder;
-  RunningEngine engine(folder.Path());
-  engine.Do([](engine::Service& service, ScriptedChecks& checks) {
+TEST_F(EngineServerTest, AConsoleMayLeaveWhileItsCheckRuns) {
+  Start();
+  m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
     service.Add("WebMonitor Of a");
     checks.holdChecks = true;
   });
-  auto options = ClientOptions(folder.Path());
-  options.runTimeout = milliseconds(50);
+  m_options.runTimeout = milliseconds(50);
   {
-    EngineClient client(options);
-    client.NewControlGate()->Open(engine.ControlPass());
+    EngineClient client(m_options);
+    client.NewControlGate()->Open(m_engine->ControlPass());
     EXPECT_THROW(static_cast<void>(client.Check("WebMonitor Of a")), ce::EngineError);
   }
-  EXPECT_TRUE(Serves(folder.Path()));
-  engine.Do([](engine::Service& service, ScriptedChecks& checks) {
+  EXPECT_TRUE(Serves());
+  m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
     ASSERT_EQ(checks.held.size(), 1u);
     checks.Report(checks.held[0].first, checks.held[0].second, "too late");
     service.OnWake();
     EXPECT_EQ(service.Table().All().begin()->second.attributes->Get(keys::Result), "too late");
   });
-  EXPECT_TRUE(Serves(folder.Path()));
+  EXPECT_TRUE(Serves());
 }
 
 }  // namespace

@@ -12,12 +12,7 @@ namespace norvane::tests {
 
 struct RunningEngine::Loop {
   Loop(const std::string& folder, const std::function<void(link::EngineServer::Options&)>& tune)
-      : service({folder,
-                 [this](platform::EventFd& wake) {
-                   auto made = std::make_unique<ScriptedChecks>(wake);
-                   checks = made.get();
-                   return made;
-                 }}),
+      : service({folder, ScriptedChecks::Maker(checks)}),
         server(std::in_place, io, service, Options(folder, tune)) {}
 
   link::EngineServer::Options Options(const std::string& folder,

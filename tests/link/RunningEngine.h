@@ -1,8 +1,11 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,6 +14,7 @@
 #include "link/EngineClient.h"
 #include "link/EngineServer.h"
 #include "tests/support/ScriptedChecks.h"
+#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 
@@ -43,5 +47,17 @@ class RunningEngine {
 
 /// Options of a client of that folder, with time-outs that no test reaches by accident.
 [[nodiscard]] link::LinkOptions ClientOptions(const std::string& folder);
+
+/// Tests in a fresh folder, where an engine may run.
+class LinkTest : public testing::Test {
+ protected:
+  void Start(std::function<void(link::EngineServer::Options&)> tune = {}) {
+    m_engine.emplace(m_folder.Path(), std::move(tune));
+  }
+
+  const TempFolder m_folder;
+  std::optional<RunningEngine> m_engine;
+  link::LinkOptions m_options = ClientOptions(m_folder.Path());
+};
 
 }  // namespace norvane::tests

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +15,14 @@ namespace norvane::tests {
 class ScriptedChecks : public engine::CheckRunner {
  public:
   explicit ScriptedChecks(platform::EventFd& wake) : m_wake(wake) {}
+  /// As a service takes it; `made` gets what was made.
+  static auto Maker(ScriptedChecks*& made) {
+    return [&made](platform::EventFd& wake) {
+      auto checks = std::make_unique<ScriptedChecks>(wake);
+      made = checks.get();
+      return checks;
+    };
+  }
 
   void Start(engine::CheckTarget target, std::chrono::milliseconds firstAfter) override {
     calls.push_back("Start " + target.name + " " + std::to_string(firstAfter.count()));
@@ -34,7 +43,7 @@ class ScriptedChecks : public engine::CheckRunner {
     if (holdNotifications) {
       held.emplace_back(request.id, ticket);
     } else {
-      ReportNotification(request.id, ticket, notifyOutcome);
+      Report(request.id, ticket, notifyOutcome, engine::CheckReport::Kind::Notification);
     }
   }
   void Launch(engine::LaunchRequest request) override {
@@ -43,20 +52,14 @@ class ScriptedChecks : public engine::CheckRunner {
   }
   std::vector<engine::CheckReport> TakeReports() override { return std::exchange(m_reports, {}); }
 
-  /// `reason` "" or "Ok" is a good check.
-  void Report(engine::MonitorId id, std::uint64_t ticket, const std::string& reason) {
-    engine::CheckReport report{id, ticket, {}, {}, engine::CheckReport::Kind::Check};
+  /// `reason` "" or "Ok" is a good end.
+  void Report(engine::MonitorId id, std::uint64_t ticket, const std::string& reason,
+              engine::CheckReport::Kind kind = engine::CheckReport::Kind::Check) {
+    engine::CheckReport report{id, ticket, {}, {}, kind};
     report.result.good = reason.empty() || reason == "Ok";
     report.result.reason = report.result.good ? "Ok" : reason;
     report.result.at = std::chrono::system_clock::now();
     report.result.duration = std::chrono::milliseconds(7);
-    Report(std::move(report));
-  }
-  void ReportNotification(engine::MonitorId id, std::uint64_t ticket, const std::string& reason) {
-    engine::CheckReport report{id, ticket, {}, {}, engine::CheckReport::Kind::Notification};
-    report.result.good = reason == "Ok";
-    report.result.reason = reason;
-    report.result.at = std::chrono::system_clock::now();
     Report(std::move(report));
   }
   void Report(engine::CheckReport report) {

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "engine/Service.h"
+#include "tests/support/Errors.h"
+#include "tests/support/ScriptedChecks.h"
+
+namespace norvane::tests {
+
+/// A service in a folder, its checks scripted, with the loop that its thread would run.
+class TestEngine {
+ public:
+  explicit TestEngine(const std::string& folder, engine::EventLoop::Clock now = &std::chrono::steady_clock::now)
+      : service({folder, ScriptedChecks::Maker(checks), std::move(now)}) {}
+
+  /// Runs the loop until the operation has called its completion; gives the error's code, if there was one.
+  std::optional<console::engine::EngineErrorCode> Await(
+      const std::function<void(engine::Completion)>& operation) {
+    std::optional<std::exception_ptr> result;
+    operation([&](std::exception_ptr error) { result = std::move(error); });
+    RunUntil([&] { return result.has_value(); });
+    return CodeOf([&] {
+      if (result && *result) std::rethrow_exception(*result);
+    });
+  }
+  std::optional<console::engine::EngineErrorCode> Load(const std::string& path) {
+    return Await([&](engine::Completion done) { service.Load(path, std::move(done)); });
+  }
+  std::optional<console::engine::EngineErrorCode> Save(const std::string& path) {
+    return Await([&](engine::Completion done) { service.Save(path, std::move(done)); });
+  }
+  std::optional<console::engine::EngineErrorCode> Commit(const std::string& key, const std::string& value) {
+    return Await([&](engine::Completion done) { service.CommitConfig({{key, value}}, std::move(done)); });
+  }
+  std::optional<console::engine::EngineErrorCode> Shutdown() {
+    return Await([&](engine::Completion done) { service.Shutdown(std::move(done)); });
+  }
+  void RunUntil(const std::function<bool()>& condition) {
+    while (!condition()) {
+      pollfd fd{service.WakeFd(), POLLIN, 0};
+      ASSERT_EQ(::poll(&fd, 1, 20000), 1) << "nothing happened";
+      service.OnWake();
+    }
+  }
+
+  ScriptedChecks* checks = nullptr;
+  engine::Service service;
+};
+
+}  // namespace norvane::tests
