@@ -1,5 +1,7 @@
 #include "engine/NumberAttribute.h"
 
+#include <algorithm>
+
 #include "platform/Number.h"
 
 namespace norvane::engine {
@@ -7,12 +9,13 @@ namespace norvane::engine {
 double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::string& remark) {
   const std::string& text = attributes.Get(rule.key);
   const auto number = platform::ParseNumber(text);
-  if (number && *number >= rule.least && *number <= rule.most) return *number;
-  if (!(rule.zeroIsStandard && number && *number == 0)) {
+  const bool counts = number && (*number > 0 || *number == rule.least);
+  const double acting = counts ? std::clamp(*number, rule.least, rule.most) : rule.standard;
+  if (acting != number && !(rule.zeroIsStandard && number == 0.0)) {
     AppendRemark(remark, std::string(rule.key) + " is \"" + text.substr(0, 40) + "\", " +
-                             platform::FormatNumber(rule.standard) + " is used instead");
+                             platform::FormatNumber(acting) + " is used instead");
   }
-  return rule.standard;
+  return acting;
 }
 
 void AppendRemark(std::string& remarks, std::string_view remark) {

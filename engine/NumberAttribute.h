@@ -10,13 +10,13 @@ namespace norvane::engine {
 /// How an attribute that holds a number is read.
 struct NumberRule {
   std::string_view key;
-  double least, most;
-  double standard;  ///< stands in for what is no number or out of range
-  /// 0 stands for the standard too, without a remark.
+  double least, most;  ///< the nearer one acts for a number beyond them
+  double standard;     ///< stands in for what is no number, below 0, or 0 where that is too little
+  /// Such a 0 is meant so, and no remark.
   bool zeroIsStandard = false;
 };
 
-/// The number that acts. Where the standard stands in, `remark` is told so, behind what it holds already.
+/// The number that acts. If the attribute has another, `remark` is told so, behind what it holds already.
 [[nodiscard]] double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::string& remark);
 
 /// Puts "; " between two remarks that are not empty.

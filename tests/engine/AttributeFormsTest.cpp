@@ -14,17 +14,18 @@ namespace {
 namespace keys = console::engine::keys;
 using tests::Rows;
 
-TEST(CheckTimes, WhatIsNoSensibleNumberActsAsTheDefault) {
+TEST(CheckTimes, WhatIsNoNumberActsAsTheDefaultAndWhatIsTooFarAsTheLimit) {
   for (const auto& [interval, timeout, milliseconds, remarks] :
-       Rows<std::string, std::string, std::pair<int, int>, int>{
+       Rows<std::string, std::string, std::pair<std::int64_t, std::int64_t>, int>{
            {"60", "30", {60000, 30000}, 0},
            {" 2.5 ", "1e1", {2500, 10000}, 0},
            {"0.5", "0", {500, 30000}, 0},
            {"", "", {60000, 30000}, 2},
            {"0", "-1", {60000, 30000}, 2},
-           {"2x", "3601", {60000, 30000}, 2},
+           {"2x", "3601", {60000, 3600000}, 2},
            {"nan", "5", {60000, 5000}, 1},
-           {"1e300", "0x10", {60000, 30000}, 2},
+           {"1e300", "0x10", {31 * 86400000LL, 30000}, 2},
+           {"0.1", "0.01", {500, 100}, 2},
        }) {
     SCOPED_TRACE(interval + " / " + timeout);
     Attributes attributes;

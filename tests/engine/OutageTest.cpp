@@ -58,7 +58,7 @@ TEST(Outage, CountsCommandsAndNotifiesOnce) {
       {"", "2", "- bc cn - - -", true},
       {"two", "2", "- bc cn - - -", true},
       {"2", "-1", "- bc cn - - -", true},
-      {"2", "1e10", "- bc cn - - -", true},
+      {"2", "1e10", "- bc c c c c", true},
       {"nan", "0x1", "- bc cn - - -", true},
   };
   for (const auto& row : rows) {
