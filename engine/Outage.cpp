@@ -25,12 +25,13 @@ OutageRules OutageRules::Of(const Attributes& attributes, std::string& remark) {
 Outage::Actions Outage::Fail(const OutageRules& rules, std::chrono::system_clock::time_point at, Moment now) {
   Actions actions;
   if (m_record.failures++ == 0) m_record.since = at;
-  actions.begin = !m_isOpen && m_record.failures >= rules.failTimes;
+  const bool launches = m_record.failures >= rules.failTimes;
+  const bool notifies = rules.hasNotification && m_record.failures > rules.maxFailTimes;
+  actions.begin = !m_isOpen && (launches || notifies);
   m_isOpen = m_isOpen || actions.begin;
-  if (!m_isOpen) return actions;
-  actions.launch = rules.hasCommand && m_record.launched + 1 <= rules.maxFailTimes;
+  actions.launch = launches && rules.hasCommand && m_record.launched + 1 <= rules.maxFailTimes;
   if (actions.launch) ++m_record.launched;
-  actions.notify = rules.hasNotification && m_record.failures > rules.maxFailTimes && MayNotify(now);
+  actions.notify = notifies && MayNotify(now);
   if (actions.notify) {
     m_isNotifying = true;
     m_lastTry = now;

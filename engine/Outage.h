@@ -13,7 +13,7 @@ namespace norvane::engine {
 /// of failures is compared as it stands: 2.5 is reached, and exceeded, by the third failure, and lets two
 /// commands pass. A number below 0, or what is no number, acts as the default of 2.
 struct OutageRules {
-  double failTimes = 0;     ///< failures in a row that make an outage; at least 1
+  double failTimes = 0;     ///< failures in a row from which on commands go; at least 1
   double maxFailTimes = 0;  ///< commands in one outage at most; a notification goes when failures exceed it
   bool hasCommand = false;
   bool hasNotification = false;
@@ -22,8 +22,9 @@ struct OutageRules {
   [[nodiscard]] static OutageRules Of(const Attributes& attributes, std::string& remark);
 };
 
-/// The failures in a row of one monitor and what they have led to. Pure policy: tells what is to be done and
-/// does nothing.
+/// The failures in a row of one monitor and what they have led to: an outage begins when they are enough for
+/// commands or for a notification, whether there is a command or not. Pure policy: tells what is to be done
+/// and does nothing.
 class Outage {
  public:
   /// A notification that no channel took is tried again no sooner.

@@ -49,12 +49,12 @@ TEST(Outage, CountsCommandsAndNotifiesOnce) {
       {"1", "0", "bn - - - - -"},
       {"0", "1", "bc n - - - -"},  // at least 1
       {"0.5", "1", "bc n - - - -"},
-      {"3", "1", "- - bcn - - -"},  // nothing goes before the outage begins
+      {"3", "1", "- bn c - - -"},  // neither waits for the other
       {"2", "4", "- bc c c cn -"},
       {"6", "9", "- - - - - bc"},
       {"1.5", "2.5", "- bc cn - - -"},  // the third failure is the first above 2.5
       {" 2 ", "1e0", "- bcn - - - -"},
-      {"7", "2", "- - - - - -"},
+      {"7", "2", "- - bn - - -"},
       {"", "2", "- bc cn - - -", true},
       {"two", "2", "- bc cn - - -", true},
       {"2", "-1", "- bc cn - - -", true},
