@@ -4,6 +4,7 @@
 #include <QHeaderView>
 #include <QScopedValueRollback>
 #include <QScreen>
+#include <algorithm>
 #include <array>
 
 #include "console/ConsoleLayout.h"
@@ -226,7 +227,16 @@ void FrmStart::Form_Resize() {
   ConnectService(m_bas.MachineName);
 }
 
+/// A page that a large font has made larger needs a larger frame, and room for the picture below it.
+void FrmStart::MakeRoomFor(const Page& page) {
+  constexpr QSize gaps{2, 12};
+  const auto needed = page.size() + gaps + QSize(0, m_ui->Img->height());
+  setFixedSize(size() + (needed - m_ui->Fram->size()).expandedTo({0, 0}));
+}
+
 void FrmStart::LayOutControls() {
+  const auto& page = LoadedPage(WebSlot);
+  MakeRoomFor(page);
   ConsoleLayout layout{
       .window = BoxOf(*this),
       .toolBar = BoxOf(*m_ui->ToolBar),
@@ -238,13 +248,14 @@ void FrmStart::LayOutControls() {
   };
   layout.tvCtrl.width = TreeWidth;
   layout.picScroll.width = StripWidth;
-  LayOut(layout, ToTwips(LoadedPage(WebSlot).width()));
+  LayOut(layout, ToTwips(page.width()));
   Place(*m_ui->TvCtrl, layout.tvCtrl);
   Place(*m_ui->PicScroll, layout.picScroll);
   Place(*m_ui->Fram, layout.fram);
   Place(*m_ui->LstV, layout.lstV);
   Place(*m_ui->Img, layout.img);
   setFixedSize(ToPixels(layout.window.width), ToPixels(layout.window.height));
+  m_ui->ToolBar->resize(width(), m_ui->ToolBar->height());
 }
 
 // Tree, list and pages.
@@ -292,11 +303,20 @@ void FrmStart::ShowRoot() {
   Timer1_Timer();
 }
 
+/// What the caption of a column of the list takes, with the least space around it.
+int FrmStart::CaptionWidth(int column) const {
+  constexpr int space = 8;
+  const auto caption = m_list.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+  return m_ui->LstV->header()->fontMetrics().horizontalAdvance(caption) + space;
+}
+
 void FrmStart::BuildList() {
   const double width = ToTwips(m_ui->LstV->width());
   const std::array<double, StatusModel::ColumnCount> widths = {width / 4, 700, 700, width * 0.8 - 500};
-  for (int column = 0; column < StatusModel::ColumnCount; ++column)
-    m_ui->LstV->header()->resizeSection(column, ToPixels(widths[static_cast<std::size_t>(column)]));
+  for (int column = 0; column < StatusModel::ColumnCount; ++column) {
+    const int drawn = ToPixels(widths[static_cast<std::size_t>(column)]);
+    m_ui->LstV->header()->resizeSection(column, std::max(drawn, CaptionWidth(column)));
+  }
   setWindowTitle(QString::fromLatin1(shared::ApplicationTitle));
   std::vector<StatusRow> rows;
   rows.reserve(m_tree.Children().size());

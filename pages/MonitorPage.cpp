@@ -2,6 +2,7 @@
 
 #include <QKeyEvent>
 #include <QTabBar>
+#include <algorithm>
 #include <stdexcept>
 
 #include "console/engine/EngineError.h"
@@ -78,6 +79,7 @@ void MonitorPage::Form_Load(std::span<const char* const> tabOrder) {
   WireControls();
   WireSpinners();
   FilterInput();
+  MakeRoom();
 }
 
 void MonitorPage::ShowToolTips() {
@@ -93,6 +95,17 @@ void MonitorPage::OrderTabs(std::span<const char* const> names) {
     if (before != nullptr) setTabOrder(before, control);
     before = control;
   }
+}
+
+/// A large font needs more than the page was drawn with.
+void MonitorPage::MakeRoom() {
+  QSize room = size().expandedTo(layout()->minimumSize());
+  for (int tab = m_ui->SSTab1->count() - 1; tab >= 0; --tab) {
+    m_ui->SSTab1->setCurrentIndex(tab);  // of the other tabs the lines of a wrapped text do not count
+    layout()->invalidate();
+    room.setHeight(std::max(room.height(), layout()->minimumHeightForWidth(room.width())));
+  }
+  resize(room);
 }
 
 void MonitorPage::WireControls() {

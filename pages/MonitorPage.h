@@ -84,6 +84,7 @@ class MonitorPage : public console::shared::Page, public settings::PageFields {
   void WireControls();
   void WireSpinners();
   void FilterInput();
+  void MakeRoom();
 
   using RunnerCall =
       std::int32_t (console::engine::MonitorRunner::*)(std::shared_ptr<console::engine::MonitorItem>& item);

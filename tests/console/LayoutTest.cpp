@@ -1,4 +1,5 @@
 #include <QGuiApplication>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMenuBar>
 #include <QScreen>
@@ -9,6 +10,7 @@
 #include "console/ConsoleLayout.h"
 #include "console/shared/Twips.h"
 #include "tests/support/ConsoleFixture.h"
+#include "tests/support/LargeFont.h"
 
 namespace norvane::tests {
 namespace {
@@ -48,9 +50,14 @@ TEST(ConsoleLayout, FollowsTheStepsInOrder) {
   }
 }
 
-class LayoutTest : public ConsoleFixture {};
+class LayoutTest : public ConsoleFixture {
+ protected:
+  void ExpectThatEverythingFits();
+};
 
-TEST_F(LayoutTest, EverythingFitsIntoTheWindow) {
+class LargeFontTest : private LargeFont, public LayoutTest {};
+
+void LayoutTest::ExpectThatEverythingFits() {
   StartWith({{"WebMonitor Of a", "Enable"}, {"Pop3Monitor Of a", "Enable"}, {"SmtpMonitor Of a", "Enable"}});
   const auto& frame = Control<QFrame>("Fram");
   const auto& client = *form->centralWidget();
@@ -69,9 +76,22 @@ TEST_F(LayoutTest, EverythingFitsIntoTheWindow) {
       EXPECT_FALSE(page->geometry().intersects(Control<QLabel>("Img").geometry()));
     }
   }
+  const auto& header = *Control<QTreeView>("LstV").header();
+  for (int column = 0; column < header.count(); ++column) {
+    const auto caption = header.model()->headerData(column, Qt::Horizontal).toString();
+    EXPECT_GE(header.sectionSize(column), header.fontMetrics().horizontalAdvance(caption)) << column;
+  }
+}
+
+TEST_F(LayoutTest, EverythingFitsIntoTheWindow) {
+  ExpectThatEverythingFits();
   EXPECT_EQ(form->minimumSize(), form->maximumSize()) << "the user can't resize the window";
   EXPECT_FALSE(form->windowFlags() & Qt::WindowMaximizeButtonHint);
   EXPECT_TRUE(form->windowFlags() & Qt::WindowMinimizeButtonHint);
+}
+
+TEST_F(LargeFontTest, EverythingFitsIntoTheWindow) {
+  ExpectThatEverythingFits();
 }
 
 TEST_F(LayoutTest, WindowStandsInTheMiddleOfTheScreen) {

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "tests/pages/PageTest.h"
+#include "tests/support/LargeFont.h"
 
 namespace norvane::tests {
 namespace {
@@ -16,7 +17,10 @@ using settings::ByType;
 using settings::Type;
 using Texts = std::map<std::string, std::string>;
 
-class PageFormsTest : public PageTest {};
+class PageFormsTest : public PageTest {
+ protected:
+  void ExpectThatEverythingHasRoom();
+};
 
 constexpr const char* None = nullptr;  // the page has no such control
 
@@ -241,18 +245,30 @@ TEST_F(PageFormsTest, KeyboardOrder) {
   }
 }
 
+void PageFormsTest::ExpectThatEverythingHasRoom() {
+  EXPECT_EQ(page->size().expandedTo(page->layout()->minimumSize()), page->size());
+  for (const auto* control : page->findChildren<QWidget*>()) {
+    ShowTabOf(*control);
+    if (!control->isVisible()) continue;
+    SCOPED_TRACE(control->objectName().toStdString());
+    if (qobject_cast<const QLineEdit*>(control) != nullptr) {
+      EXPECT_GE(control->height(), control->minimumSizeHint().height());
+    }
+    const auto* label = qobject_cast<const QLabel*>(control);
+    if (label == nullptr) continue;
+    EXPECT_GE(label->width(), label->wordWrap() ? 0 : label->sizeHint().width());
+    EXPECT_GE(label->height(), label->heightForWidth(label->width()));
+  }
+}
+
 TEST_F(PageFormsTest, EverythingHasRoom) {
   for (const auto type : AllTypes) {
     SCOPED_TRACE(settings::TypeName(type));
     NewPage(type);
-    EXPECT_EQ(page->size().expandedTo(page->layout()->minimumSize()), page->size());
-    for (const auto* label : page->findChildren<QLabel*>()) {
-      SCOPED_TRACE(label->text().toStdString());
-      ShowTabOf(*label);
-      if (!label->isVisible()) continue;
-      EXPECT_GE(label->width(), label->wordWrap() ? 0 : label->sizeHint().width());
-      EXPECT_GE(label->height(), label->heightForWidth(label->width()));
-    }
+    ExpectThatEverythingHasRoom();
+    const LargeFont font;
+    NewPage(type);
+    ExpectThatEverythingHasRoom();
   }
 }
 
