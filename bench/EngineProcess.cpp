@@ -11,12 +11,9 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "console/engine/MonitorKeys.h"
-
 namespace norvane::bench {
 
 namespace fs = std::filesystem;
-namespace ce = console::engine;
 
 void WriteDataFile(const std::string& folder, std::vector<engine::datafile::Row> rows) {
   engine::datafile::Changes all;
@@ -66,12 +63,6 @@ link::LinkOptions ConsoleOptions(const std::string& folder) {
   options.folder = folder;
   options.startEngine = [] {};  // it is on its way
   return options;
-}
-
-void OpenGate(link::EngineClient& client) {
-  const auto config = client.NewServiceConfig();
-  config->SetService(ce::ServiceName);
-  client.NewControlGate()->Open(config->GetValue(ce::service::ControlPass));
 }
 
 }  // namespace norvane::bench

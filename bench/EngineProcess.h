@@ -34,6 +34,5 @@ class EngineProcess {
 
 /// How a console reaches an engine that is on its way.
 [[nodiscard]] link::LinkOptions ConsoleOptions(const std::string& folder);
-void OpenGate(link::EngineClient& client);
 
 }  // namespace norvane::bench

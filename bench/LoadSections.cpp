@@ -46,7 +46,7 @@ class World {
         m_engine(m_folder->Path()),
         m_console(ConsoleOptions(m_folder->Path())) {
     if (m_console.NewMonitorList()->Count() != m_count) throw std::runtime_error("monitors are missing");
-    OpenGate(m_console);
+    ce::OpenGate(m_console);
   }
   [[nodiscard]] EngineProcess& Engine() { return m_engine; }
 

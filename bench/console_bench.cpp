@@ -118,7 +118,7 @@ void Measure(const std::string& folder) {
 /// Running monitors whose checks fail at once and rarely come again, in an order that is not that of names.
 void Fill(link::EngineClient& engine, const std::string& folder, int count) {
   namespace ce = console::engine;
-  bench::OpenGate(engine);
+  ce::OpenGate(engine);
   const auto list = engine.NewMonitorList();
   const auto ref = engine.NewServiceRef();
   std::shared_ptr<ce::MonitorItem> item;

@@ -96,14 +96,14 @@ void Measure(std::uint32_t count) {
         throw std::runtime_error("wrong values");
     }));
 
-  bench::OpenGate(client);
+  ce::OpenGate(client);
   const auto quiet = WriteTimes(client);
   const auto busy =
       Meanwhile([&] { static_cast<void>(link::EngineClient(options).NewMonitorList()->Count()); },
                 [&] { return WriteTimes(client); });
   const double memory = engine.Memory();
   link::EngineClient keeper(options);
-  bench::OpenGate(keeper);
+  ce::OpenGate(keeper);
   const auto ref = keeper.NewServiceRef();
   ref->SetMachine("localhost");
   ref->SetClassId(ce::RootClassId);

@@ -7,11 +7,9 @@
 #include <iterator>
 #include <memory>
 #include <stdexcept>
-#include <thread>
 
 #include "console/engine/EngineError.h"
 #include "ctl/Output.h"
-#include "platform/FileLock.h"
 
 namespace norvane::ctl {
 
@@ -21,12 +19,6 @@ namespace keys = ce::keys;
 namespace {
 
 // What the commands share
-
-void OpenGate(const Call& call) {
-  const auto config = call.engine.NewServiceConfig();
-  config->SetService(ce::ServiceName);
-  call.engine.NewControlGate()->Open(config->GetValue(ce::service::ControlPass));
-}
 
 std::shared_ptr<ce::ServiceRef> RefOf(const Call& call, const std::string& name) {
   auto ref = call.engine.NewServiceRef();
@@ -102,13 +94,13 @@ ExitCode Set(const Call& call) {
   const std::string value = call.operands.size() == 3
                                 ? call.operands[2]
                                 : std::string(std::istreambuf_iterator<char>(std::cin), {});
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   Find(call, call.operands[0])->SetAttr(call.operands[1], value);
   return Done;
 }
 
 ExitCode Add(const Call& call) {
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   call.engine.NewMonitorList()->Add(*RefOf(call, call.operands[0]));
   auto item = Find(call, call.operands[0]);
   item->Runner()->Init(item);
@@ -116,13 +108,13 @@ ExitCode Add(const Call& call) {
 }
 
 ExitCode Remove(const Call& call) {
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   call.engine.NewMonitorList()->Remove(*RefOf(call, call.operands[0]));
   return Done;
 }
 
 ExitCode SetStatus(const Call& call, std::string_view status) {
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   for (const auto& name : call.operands)
     Find(call, name)->SetAttr(keys::Status, status);
   return Done;
@@ -136,37 +128,30 @@ ExitCode Stop(const Call& call) {
 }
 
 ExitCode Check(const Call& call) {
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   return PrintOutcome(call, call.engine.Check(call.operands[0]));
 }
 
 ExitCode Notify(const Call& call) {
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   return PrintOutcome(call, call.engine.Notify(call.operands[0]));
 }
 
 ExitCode Save(const Call& call) {
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   Store(call)->Save(FileOf(call));
   return Done;
 }
 
 ExitCode Load(const Call& call) {
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   Store(call)->Load(FileOf(call));
   return Done;
 }
 
 ExitCode Shutdown(const Call& call) {
-  const std::string folder = call.engine.Info().folder;
-  OpenGate(call);
+  ce::OpenGate(call.engine);
   call.engine.Shutdown();
-  // The connection ends a moment before the process: whoever starts the next engine needs the folder to be
-  // free.
-  for (int tries = 0; !platform::FileLock::TryTake(platform::EngineLockIn(folder)); ++tries) {
-    if (tries == 500) throw std::runtime_error("the engine has saved and closed its socket but does not end");
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
   return Done;
 }
 

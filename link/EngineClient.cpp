@@ -1,13 +1,31 @@
 #include "link/EngineClient.h"
 
+#include <thread>
+
 #include "console/engine/EngineError.h"
 #include "link/ClientItem.h"
 #include "link/ClientObjects.h"
 #include "link/Link.h"
+#include "platform/FileLock.h"
 
 namespace norvane::link {
 
 namespace ce = console::engine;
+
+namespace {
+using namespace std::chrono_literals;
+
+/// The connection ends a moment before the process.
+void AwaitFreeFolder(const std::string& folder) {
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (!platform::FileLock::TryTake(platform::EngineLockIn(folder))) {
+    if (std::chrono::steady_clock::now() > deadline)
+      throw ce::EngineError(ce::EngineErrorCode::TimedOut,
+                            "the engine has saved and closed its socket but does not end");
+    std::this_thread::sleep_for(20ms);
+  }
+}
+}  // namespace
 
 EngineClient::EngineClient(LinkOptions options) : m_link(std::make_shared<Link>(std::move(options))) {}
 EngineClient::~EngineClient() = default;
@@ -50,11 +68,11 @@ void EngineClient::Shutdown() {
   try {
     m_link->Call(options.callTimeout,
                  [](wire::Session::Client& session) { return session.shutdownRequest(); });
+    m_link->WaitUntilGone(options.storeTimeout);
   } catch (const ce::EngineError& error) {
-    if (error.Code() == ce::EngineErrorCode::Gone) return;  // it ended faster than its answer came
-    throw;
+    if (error.Code() != ce::EngineErrorCode::Gone) throw;  // it ended faster than its answer came
   }
-  m_link->WaitUntilGone(options.storeTimeout);
+  AwaitFreeFolder(options.folder);
 }
 
 }  // namespace norvane::link

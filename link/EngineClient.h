@@ -45,7 +45,7 @@ class EngineClient : public console::engine::EngineFactory {
   };
   [[nodiscard]] Outcome Check(std::string_view fullName);
   [[nodiscard]] Outcome Notify(std::string_view fullName);
-  /// Asks the engine to end and returns when it has.
+  /// Asks the engine to end and returns when it has, so that another can serve its folder.
   void Shutdown();
 
  private:

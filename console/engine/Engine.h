@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "console/engine/MonitorKeys.h"
+
 /// The monitor engine as the console sees it. Text is UTF-8. Every operation may throw EngineError; calls
 /// block until the engine has answered. All objects belong to the thread that called the factory.
 ///
@@ -142,6 +144,13 @@ class EngineFactory {
   [[nodiscard]] virtual std::shared_ptr<ServiceRef> NewServiceRef() = 0;
   [[nodiscard]] virtual std::shared_ptr<MonitorList> NewMonitorList() = 0;
 };
+
+/// Opens the gate for this process, with the pass as the engine gives it out.
+inline void OpenGate(EngineFactory& engine) {
+  const auto config = engine.NewServiceConfig();
+  config->SetService(ServiceName);
+  engine.NewControlGate()->Open(config->GetValue(service::ControlPass));
+}
 
 /// The component `T` of a root, by the id that `T` carries. Empty if the engine gave another kind of object.
 template <class T>
