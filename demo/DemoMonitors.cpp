@@ -1,0 +1,96 @@
+#include "demo/DemoMonitors.h"
+
+#include <filesystem>
+#include <utility>
+#include <vector>
+
+#include "console/engine/MonitorKeys.h"
+#include "demo/DemoFolder.h"
+#include "demo/DemoServers.h"
+#include "link/EngineClient.h"
+#include "platform/Paths.h"
+#include "tests/support/Files.h"
+
+namespace norvane::demo {
+
+namespace {
+namespace ce = console::engine;
+namespace keys = ce::keys;
+
+constexpr char Sender[] = "norvane@example.com";
+
+struct Monitor {
+  const char* name;
+  std::vector<std::pair<std::string_view, std::string>> attributes;
+};
+
+std::vector<Monitor> Monitors(const DemoServers& servers) {
+  return {
+      {Shop,
+       {{keys::Parameter, servers.web.Url(ShopPage)},
+        {keys::SuccessFlag, std::string("STR:") + ShopFlag},
+        {keys::Command, "restart-shop.sh"},
+        {keys::CommandSucc, "shop-is-back.sh"},
+        {keys::NotifyMode, "SMTP://" + servers.post.Address() + ";" + Sender},
+        {keys::NotifyPager, "admin@example.com"},
+        {keys::NotifyMsg, "The shop is down"},
+        {keys::Status, std::string(ce::StatusEnable)}}},
+      {Mailbox,
+       {{keys::Parameter, servers.mailbox.Address()},
+        {keys::PopAccount, Account},
+        {keys::PopPass, Password},
+        {keys::NotifyMode, servers.gateway.Url() + "cmd=11&mode=1&msg=%s&num=%s"},
+        {keys::NotifyPager, "5551234"},
+        {keys::NotifyMsg, "No orders"},
+        {keys::Status, std::string(ce::StatusEnable)}}},
+      {Relay,
+       {{keys::Parameter, servers.relay.Address()},
+        {keys::From, "check@example.com"},
+        {keys::To, "postmaster@example.com"},
+        {keys::Status, std::string(ce::StatusEnable)}}},
+      {"WebMonitor Of prices",
+       {{keys::Parameter, servers.web.Url(PricesPage)},
+        {keys::SuccessFlag, "SIZE:" + PricesSize()},
+        {keys::Status, std::string(ce::StatusEnable)}}},
+      {Archive, {{keys::Parameter, servers.web.Url("/archive.htm")}}},
+  };
+}
+
+void WriteCommand(const std::string& path, const std::string& says) {
+  tests::WriteFile(path, "#!/bin/sh\necho \"" + says + "\"\n");
+  std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+}
+}  // namespace
+
+void WriteFiles(const DemoFolder& folder, const DemoServers& servers) {
+  tests::WriteFile(folder / "config.ini", "[gateway]\nurl=" + servers.gateway.Url() + "\nsender=" + Sender +
+                                              "\n[help]\nfeedback=" + servers.web.Url(NewsPage) + "\n");
+  WriteCommand(folder / "restart-shop.sh", "the shop would be restarted now, since: $NORVANE_RESULT");
+  WriteCommand(folder / "shop-is-back.sh", "the shop is back after $NORVANE_FAILURES failures");
+}
+
+void AddMonitors(link::EngineClient& engine, const DemoFolder& folder, const DemoServers& servers) {
+  ce::OpenGate(engine);
+  const auto list = engine.NewMonitorList();
+  const auto ref = engine.NewServiceRef();
+  for (const auto& monitor : Monitors(servers)) {
+    ref->SetMonitorName(monitor.name);
+    list->Add(*ref);
+    list->Resolve(*ref);
+    const auto item = ref->GetMonitor();
+    // An outage begins with the first failed check, and a person hears of it with the second.
+    for (const auto& [key, value] : {std::pair{keys::Interval, "2"},
+                                     {keys::Timeout, "1"},
+                                     {keys::FailTimes, "1"},
+                                     {keys::MaxFailTimes, "1"},
+                                     {keys::LogFile, "log/monitors%d%m%y.log"}})
+      item->SetAttr(key, value);
+    for (const auto& [key, value] : monitor.attributes)
+      item->SetAttr(key, value);
+  }
+  ref->SetMachine(platform::ComputerName());
+  ref->SetClassId(ce::RootClassId);
+  ce::ComponentOf<ce::ServiceStore>(*ref->GetRoot(), *ref)->Save(folder / "NorvaneEngine.dat");
+}
+
+}  // namespace norvane::demo

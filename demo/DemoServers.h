@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+
+#include "tests/support/HttpServer.h"
+#include "tests/support/MailServers.h"
+#include "tests/support/PagerGateway.h"
+
+namespace norvane::demo {
+
+/// The services that are watched, and those through which the engine tells people, on loopback ports.
+struct DemoServers {
+  DemoServers();
+
+  // Each is good until told otherwise.
+  void SetShop(bool good);
+  void SetMailbox(bool good);
+  void SetRelay(bool good);
+  /// Whether notifications by mail are taken.
+  void SetPost(bool good);
+
+  tests::HttpServer web;
+  tests::Pop3Server mailbox;
+  tests::SmtpServer relay;
+  tests::SmtpServer post;
+  tests::PagerGateway gateway;
+};
+
+/// Pages of the web server. The shop's has a basket while it is good; that which hangs never ends.
+inline constexpr char ShopPage[] = "/shop/index.htm";
+inline constexpr char PricesPage[] = "/prices.htm";
+inline constexpr char NewsPage[] = "/news.htm";
+inline constexpr char HangingPage[] = "/slow.htm";
+inline constexpr char ShopFlag[] = "Add to basket";
+/// The size of the prices' page, in the character set that counts.
+[[nodiscard]] std::string PricesSize();
+
+/// The mailbox's account.
+inline constexpr char Account[] = "orders";
+inline constexpr char Password[] = "open sesame";
+
+}  // namespace norvane::demo

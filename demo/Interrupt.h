@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QObject>
+#include <functional>
+
+namespace norvane::demo {
+
+/// Has `act` run by the event loop, even one of a window, when the process is told to end by a signal. One at
+/// a time, after the application object was made.
+class Interrupt : public QObject {
+ public:
+  explicit Interrupt(std::function<void()> act);
+};
+
+}  // namespace norvane::demo

@@ -1,0 +1,101 @@
+#include "demo/Play.h"
+
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <chrono>
+#include <cstdio>
+#include <stdexcept>
+
+#include "demo/DemoFolder.h"
+#include "demo/DemoServers.h"
+#include "demo/Interrupt.h"
+
+namespace norvane::demo {
+
+using namespace std::chrono_literals;
+
+namespace {
+constexpr auto Round = 64s;
+constexpr auto LookEvery = 200ms;
+
+struct Turn {
+  std::chrono::seconds at;  // within a round
+  const char* text;
+  void (DemoServers::*set)(bool good);
+  bool good;
+};
+constexpr Turn Turns[] = {
+    {12s, "The shop's page loses its basket.", &DemoServers::SetShop, false},
+    {24s, "The shop's page is mended.", &DemoServers::SetShop, true},
+    {30s, "The mailbox changes its password.", &DemoServers::SetMailbox, false},
+    {42s, "The mailbox takes the password again.", &DemoServers::SetMailbox, true},
+    {46s, "The mail relay closes.", &DemoServers::SetRelay, false},
+    {58s, "The mail relay opens again.", &DemoServers::SetRelay, true},
+};
+
+constexpr char Welcome[] =
+    "The console comes up now, and with it, on this machine alone, a web server, two mail servers, a "
+    "mailbox\n"
+    "and a pager gateway. The list shows what the engine finds: blue is well, red is not. The services fail "
+    "and\n"
+    "come back by turns, each minute anew; here stands what the engine does about it. Click a monitor to see "
+    "its\n"
+    "settings and change them as you like. The demonstration ends when you close the console.\n";
+}  // namespace
+
+Play::Play(link::EngineClient& engine, DemoServers& servers, const DemoFolder& folder)
+    : m_servers(servers), m_news(engine, servers, folder) {
+  m_console.setProgram(QString::fromStdString(folder / "norvane"));
+  m_console.setChildProcessModifier([] { ::setpgid(0, 0); });  // the terminal's Ctrl-C is for this program
+  m_console.setProcessChannelMode(QProcess::ForwardedChannels);
+  connect(&m_look, &QTimer::timeout, this, &Play::TellNews);
+  connect(&m_console, &QProcess::errorOccurred, this,
+          [this] { End("the console fails: " + m_console.errorString().toStdString()); });
+  connect(&m_console, &QProcess::finished, this,
+          [this](int code) { End(code == 0 ? "" : "the console ended with code " + std::to_string(code)); });
+}
+
+void Play::Run() {
+  std::printf("%s\n", Welcome);
+  m_since.start();
+  m_look.start(LookEvery);
+  Schedule();
+  const Interrupt interrupt([this] { End(); });
+  m_console.start();
+  QCoreApplication::exec();
+  m_console.disconnect(this);
+  m_console.terminate();
+  m_console.waitForFinished();
+  if (!m_failure.empty()) throw std::runtime_error(m_failure);
+}
+
+void Play::Schedule() {
+  for (const auto& turn : Turns)
+    QTimer::singleShot(turn.at, this, [this, &turn] {
+      Tell(turn.text);
+      (m_servers.*turn.set)(turn.good);
+    });
+  QTimer::singleShot(Round, this, &Play::Schedule);
+}
+
+void Play::TellNews() {
+  try {
+    for (const auto& text : m_news.Take())
+      Tell("  " + text);
+  } catch (const std::exception& failure) {
+    End(failure.what());
+  }
+}
+
+void Play::Tell(const std::string& text) const {
+  std::printf("%4lld s  %s\n", static_cast<long long>(m_since.elapsed() / 1000), text.c_str());
+  std::fflush(stdout);
+}
+
+void Play::End(const std::string& failure) {
+  if (m_failure.empty()) m_failure = failure;
+  QCoreApplication::quit();
+}
+
+}  // namespace norvane::demo
