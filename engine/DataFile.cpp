@@ -156,6 +156,10 @@ Database OpenOurs(const std::string& path) {
   return database;
 }
 
+std::string StateIn(Database& database) {
+  return database.Text("SELECT state FROM file_state");
+}
+
 void SyncFolderOf(const std::string& path) {
   const auto folder = std::filesystem::path(path).parent_path();
   const platform::FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -231,8 +235,7 @@ void ReadRows(Database& database, const std::string& path, MonitorTable& table) 
 Contents ReadAll(Database& database, const std::string& path, std::uint32_t generation) {
   if (const auto verdict = database.Text("PRAGMA quick_check(1)"); verdict != "ok")
     Unreadable(path, "the file is damaged: " + verdict);
-  Contents contents{std::make_unique<MonitorTable>(generation),
-                    database.Text("SELECT state FROM file_state")};
+  Contents contents{std::make_unique<MonitorTable>(generation), StateIn(database)};
   try {
     ReadRows(database, path, *contents.table);
   } catch (const console::engine::EngineError& error) {
@@ -250,12 +253,17 @@ Contents Load(const std::string& path, std::uint32_t generation) {
   return ReadAll(database, path, generation);
 }
 
+std::string StateOf(const std::string& path) {
+  Database database = OpenOurs(path);
+  return StateIn(database);
+}
+
 std::optional<std::string> Save(const std::string& path, const Changes& changes, std::string& keptAs) {
   keptAs.clear();
   if (Exists(path)) {
     try {
       Database database = OpenOurs(path);
-      const bool isKnown = changes.known && database.Text("SELECT state FROM file_state") == *changes.known;
+      const bool isKnown = changes.known && StateIn(database) == *changes.known;
       if (!changes.all && isKnown) return SaveChanged(database, changes);
       // Only a file that we could have loaded may be replaced.
       if (changes.all && !isKnown) (void)ReadAll(database, path, 0);

@@ -39,6 +39,9 @@ struct Contents {
 /// Checks the whole file before it gives anything: application id, version, structure, every row's checksum.
 [[nodiscard]] Contents Load(const std::string& path, std::uint32_t generation);
 
+/// Names the content that the file has now.
+[[nodiscard]] std::string StateOf(const std::string& path);
+
 /// Gives the new state once it is on disk. Whatever happens meanwhile, the file holds the old or the new
 /// state. Gives nothing if only changes were to be written and the file isn't in the known state (somebody
 /// replaced it): then all must be written. A file at `path` that cannot be read as a data file is kept: it

@@ -289,12 +289,15 @@ void Service::Load(std::string path, Completion done) {
 }
 
 void Service::StartLoad(const std::string& path, Completion done) {
-  if (path == m_servedFile) return done(nullptr);
+  const auto served = path == m_servedFile && m_saved ? m_saved->state : std::string();
   auto contents = std::make_shared<datafile::Contents>();
   m_writer->Run(
-      [contents, path, generation = ++m_lastGeneration] { *contents = datafile::Load(path, generation); },
+      [contents, path, served, generation = ++m_lastGeneration] {
+        if (served.empty() || datafile::StateOf(path) != served) *contents = datafile::Load(path, generation);
+      },
       [this, contents, path, done = std::move(done)](std::exception_ptr error) {
         if (error) return done(ForConsole(error));
+        if (!contents->table) return done(nullptr);
         ReplaceTable(std::move(contents->table));
         m_servedFile = path;
         m_saved.reset();

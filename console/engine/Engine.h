@@ -70,8 +70,8 @@ class ServiceRoot {
 class ServiceStore : public Component {
  public:
   static constexpr std::string_view ComponentId = "{24ADEE03-682A-11D3-9CA3-00A0246E266E}";
-  /// Loading the file that the engine already serves changes nothing; another file replaces all monitors.
-  /// After a failure all monitors are as they were.
+  /// Loading the file that the engine already serves changes nothing, unless somebody put another in its
+  /// place; another file replaces all monitors. After a failure all monitors are as they were.
   virtual void Load(std::string_view path) = 0;
   /// The file holds either its old or the new state, whatever happens meanwhile.
   virtual void Save(std::string_view path) = 0;

@@ -120,6 +120,10 @@ TEST(Service, LoadKeepsWhatRunsOrReplacesItAll) {
 
   EXPECT_EQ(engine.Load(own), std::nullopt);
   EXPECT_EQ(engine.service.Table().Count(), 2u);
+
+  fs::copy_file(other, own, fs::copy_options::overwrite_existing);  // a backup put back
+  EXPECT_EQ(engine.Load(own), std::nullopt);
+  EXPECT_EQ(engine.service.Table().Count(), 1u);
 }
 
 TEST(Service, SavesWhatChangedSinceTheLastSave) {
