@@ -13,7 +13,7 @@ namespace norvane::engine {
 /// of failures is compared as it stands: 2.5 is reached, and exceeded, by the third failure, and lets two
 /// commands pass. A number below 0, or what is no number, acts as the default of 2.
 struct OutageRules {
-  double failTimes = 0;     ///< failures in a row from which on commands go; at least 1
+  double failTimes = 0;     ///< failures in a row that make an outage; at least 1
   double maxFailTimes = 0;  ///< commands in one outage at most; a notification goes when failures exceed it
   bool hasCommand = false;
   bool hasNotification = false;
@@ -22,9 +22,8 @@ struct OutageRules {
   [[nodiscard]] static OutageRules Of(const Attributes& attributes, std::string& remark);
 };
 
-/// The failures in a row of one monitor and what they have led to: an outage begins when they are enough for
-/// commands or for a notification, whether there is a command or not. Pure policy: tells what is to be done
-/// and does nothing.
+/// The failures in a row of one monitor and what they have led to. A notification doesn't wait for the
+/// outage, nor does it begin one. Pure policy: tells what is to be done and does nothing.
 class Outage {
  public:
   /// A notification that no channel took is tried again no sooner.
@@ -45,11 +44,14 @@ class Outage {
   };
 
   Outage() = default;
-  /// An open outage as an earlier engine left it.
-  explicit Outage(const Record& record) : m_record(record), m_isOpen(true) {}
+  /// As an earlier engine left it.
+  Outage(const Record& record, const OutageRules& rules)
+      : m_record(record), m_isOpen(record.failures >= rules.failTimes) {}
 
   [[nodiscard]] const Record& What() const { return m_record; }
   [[nodiscard]] bool IsOpen() const { return m_isOpen; }
+  /// Or a restart would begin it anew, or send a second notification.
+  [[nodiscard]] bool MustOutliveEngine() const { return m_isOpen || m_record.notified; }
 
   /// One more failed check, which was started at `at`. The actions count as taken; a notification is under
   /// way until `NotifyEnded`.

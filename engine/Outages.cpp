@@ -27,10 +27,13 @@ std::string Variable(const char* name, std::string_view value) {
 void Outages::Restore(const StateFile::Outages& open, const MonitorTable& table) {
   for (const auto& [name, record] : open) {
     const Monitor* monitor = table.Find(name);
-    if (monitor != nullptr && monitor->Running())
-      m_failing.try_emplace(monitor->id, Entry{name, Outage(record)});
-    else
+    if (monitor == nullptr || !monitor->Running()) {
       m_changes[name] = std::nullopt;
+      continue;
+    }
+    std::string remark;  // told by the checker
+    m_failing.try_emplace(monitor->id,
+                          Entry{name, Outage(record, OutageRules::Of(*monitor->attributes, remark))});
   }
 }
 
@@ -62,9 +65,11 @@ void Outages::Fail(const Monitor& monitor, const CheckResult& result, Entry& ent
 
 void Outages::Recover(const Monitor& monitor, const CheckResult& result) {
   const auto ended = m_failing.extract(monitor.id);
-  if (ended.empty() || !ended.mapped().outage.IsOpen()) return;
-  const auto failures = ended.mapped().outage.What().failures;
-  m_changes[monitor.name] = std::nullopt;
+  if (ended.empty()) return;
+  const auto& outage = ended.mapped().outage;
+  if (outage.MustOutliveEngine()) m_changes[monitor.name] = std::nullopt;
+  if (!outage.IsOpen()) return;
+  const auto failures = outage.What().failures;
   m_doors.log(monitor, result.at, "outage ends after " + Times(failures, "failed check"));
   if (!monitor.attributes->Get(keys::CommandSucc).empty())
     Launch(monitor, keys::CommandSucc, result.reason, failures);
@@ -90,7 +95,8 @@ void Outages::NotifyEnded(MonitorId id, std::uint64_t ticket, bool taken) {
 
 void Outages::Forget(MonitorId id) {
   const auto failing = m_failing.extract(id);
-  if (!failing.empty() && failing.mapped().outage.IsOpen()) m_changes[failing.mapped().name] = std::nullopt;
+  if (!failing.empty() && failing.mapped().outage.MustOutliveEngine())
+    m_changes[failing.mapped().name] = std::nullopt;
 }
 
 void Outages::ForgetAll() {
@@ -117,7 +123,7 @@ NotifyRequest Outages::NotificationOf(const Monitor& monitor) const {
 
 StateFile::OutageChanges Outages::TakeChanges(bool everything) {
   for (const auto& [id, entry] : m_failing) {
-    if (everything && entry.outage.IsOpen()) NoteChange(entry);
+    if (everything && entry.outage.MustOutliveEngine()) NoteChange(entry);
   }
   return std::exchange(m_changes, {});
 }

@@ -49,12 +49,12 @@ TEST(Outage, CountsCommandsAndNotifiesOnce) {
       {"1", "0", "bn - - - - -"},
       {"0", "1", "bc n - - - -"},  // at least 1
       {"0.5", "1", "bc n - - - -"},
-      {"3", "1", "- bn c - - -"},  // neither waits for the other
+      {"3", "1", "- n bc - - -"},  // neither waits for the other
       {"2", "4", "- bc c c cn -"},
       {"6", "9", "- - - - - bc"},
       {"1.5", "2.5", "- bc cn - - -"},  // the third failure is the first above 2.5
       {" 2 ", "1e0", "- bcn - - - -"},
-      {"7", "2", "- - bn - - -"},
+      {"7", "2", "- - n - - -"},
       {"", "2", "- bc cn - - -", true},
       {"two", "2", "- bc cn - - -", true},
       {"2", "-1", "- bc cn - - -", true},
@@ -100,15 +100,19 @@ TEST(Outage, GoesOnFromARecord) {
   std::string remark;
   const auto rules = Rules("2", "2", remark);
   const std::chrono::system_clock::time_point since{std::chrono::hours(1000)};
-  Outage notified({3, since, 2, true});
+  Outage notified({3, since, 2, true}, rules);
   EXPECT_TRUE(notified.IsOpen());
   const auto actions = notified.Fail(rules, since + seconds(60), {});
   EXPECT_FALSE(actions.begin || actions.launch || actions.notify);
   EXPECT_EQ(notified.What(), (Outage::Record{4, since, 2, true}));
 
-  Outage young({2, since, 1, false});
+  Outage young({2, since, 1, false}, rules);
   const auto later = young.Fail(rules, since + seconds(60), {});
   EXPECT_TRUE(!later.begin && later.launch && later.notify);
+
+  Outage onlyNotified({1, since, 0, true}, rules);
+  const auto last = onlyNotified.Fail(rules, since + seconds(60), {});
+  EXPECT_TRUE(last.begin && last.launch && !last.notify);
 }
 
 }  // namespace
