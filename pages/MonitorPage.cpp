@@ -37,7 +37,7 @@ constexpr std::pair<const char*, TextField> Spinners[] = {
 
 constexpr TextField BrowsedFields[] = {TextField::txtLaunchCmd, TextField::txtLaunchUpCmd};
 constexpr char BrowseFolder[] = "/";
-constexpr char BrowseFilter[] = "Execute file(*.exe;*.com;*.bat)|*.com;*.exe;*.bat; |All file(*.*)|*;";
+constexpr char BrowseFilter[] = "Execute file(*.exe;*.com;*.bat)|*.com;*.exe;*.bat; |All file(*.*)|*.*;";
 
 /// The pointer is an hourglass for as long as this stands.
 class Hourglass {

@@ -28,7 +28,8 @@ class Dialogs {
   /// Returns when the user has answered. Esc and the box's close button mean OK, or No where there is one.
   virtual BoxChoice Show(const Box& box) = 0;
   /// Lets the user choose an existing file, from `startFolder` on. `filter` is a row of names and patterns,
-  /// all set apart by "|", the patterns of one name by ";". Empty if the user cancelled.
+  /// all set apart by "|", the patterns of one name by ";"; "*.*" takes every file. Empty if the user
+  /// cancelled.
   virtual std::optional<std::string> OpenFile(const std::string& startFolder, const std::string& filter) = 0;
   /// Opens a file, or an address if the text begins with a scheme, with the program that the desktop has for
   /// it. False means only that there is no such file; whether a program took it is not known.

@@ -37,14 +37,19 @@ QWidget* Owner() {
   return shown == windows.end() ? nullptr : *shown;
 }
 
-/// "All(*.*)|*.*;|..." becomes "All(*.*) (*.*);;...".
+/// "*.*" would pass over a name without a dot.
+QString QtPattern(const QString& pattern) {
+  return pattern == QLatin1String("*.*") ? QStringLiteral("*") : pattern;
+}
+
+/// "All(*.*)|*.*;|..." becomes "All(*.*) (*);;...".
 QString QtFilter(const std::string& filter) {
   const auto fields = QString::fromStdString(filter).split(u'|');
   QStringList entries;
   for (qsizetype i = 0; i + 1 < fields.size(); i += 2) {
     QStringList patterns;
     for (const auto& pattern : fields[i + 1].split(u';'))
-      if (!pattern.trimmed().isEmpty()) patterns << pattern.trimmed();
+      if (!pattern.trimmed().isEmpty()) patterns << QtPattern(pattern.trimmed());
     entries << fields[i] + QStringLiteral(" (") + patterns.join(u' ') + u')';
   }
   return entries.join(QStringLiteral(";;"));
@@ -80,7 +85,8 @@ BoxChoice QtDialogs::Show(const Box& box) {
 
 std::optional<std::string> QtDialogs::OpenFile(const std::string& startFolder, const std::string& filter) {
   const auto chosen =
-      QFileDialog::getOpenFileName(Owner(), QString(), QString::fromStdString(startFolder), QtFilter(filter));
+      QFileDialog::getOpenFileName(Owner(), QString(), QString::fromStdString(startFolder), QtFilter(filter),
+                                   nullptr, QFileDialog::HideNameFilterDetails);
   if (chosen.isNull()) return std::nullopt;
   return chosen.toStdString();
 }

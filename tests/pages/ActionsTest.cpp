@@ -146,7 +146,7 @@ TEST_F(PageActionsTest, BrowsingKeepsTheLastChosenName) {
       EXPECT_EQ(dialogs.fileRequests.back().startFolder, "/");
     }
     EXPECT_EQ(dialogs.fileRequests.back().filter,
-              "Execute file(*.exe;*.com;*.bat)|*.com;*.exe;*.bat; |All file(*.*)|*;");
+              "Execute file(*.exe;*.com;*.bat)|*.com;*.exe;*.bat; |All file(*.*)|*.*;");
   }
 }
 

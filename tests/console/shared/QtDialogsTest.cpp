@@ -70,7 +70,8 @@ TEST(QtDialogs, FileDialogTakesStartFolderAndFilter) {
   Meet<QFileDialog>([&](QFileDialog& dialog) {
     EXPECT_EQ(dialog.directory().path().toStdString(), folder.Path());
     EXPECT_EQ(dialog.nameFilters(), (QStringList{QStringLiteral("Execute file(*.exe;*.bat) (*.exe *.bat)"),
-                                                 QStringLiteral("All file(*.*) (*.*)")}));
+                                                 QStringLiteral("All file(*.*) (*)")}));
+    EXPECT_TRUE(dialog.testOption(QFileDialog::HideNameFilterDetails)) << "the names have them already";
     dialog.reject();
   });
   EXPECT_EQ(QtDialogs().OpenFile(folder.Path(), "Execute file(*.exe;*.bat)|*.exe;*.bat; |All file(*.*)|*.*;"),
