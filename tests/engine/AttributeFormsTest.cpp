@@ -145,10 +145,8 @@ TEST(SuccessFlag, JudgesThePage) {
            {"SUM:-5", "\x05", "", "sum 5, expected -5"},
            {"SUM:0", "", "", ""},
            {"SUM:x", "", "", "the success flag's sum \"x\" is not a number"},
-       }) {
-    SCOPED_TRACE(flag);
-    EXPECT_EQ(PageFailure(flag, {body, contentType}, charset), failure);
-  }
+       })
+    EXPECT_EQ(PageFailure(flag, {body, contentType}, charset), failure) << flag;
   // Sizes count in the set of the configuration.
   EXPECT_EQ(PageFailure("SIZE:3", {"\xe4\xb8\xad\xe6\x96\x87-", utf8}, platform::LegacyCharset("gbk")),
             "size 5, expected 3");

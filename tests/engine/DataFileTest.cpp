@@ -4,16 +4,16 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
+#include <functional>
 #include <random>
 
 #include "engine/Database.h"
 #include "engine/StoreError.h"
+#include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
@@ -21,7 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace keys = console::engine::keys;
+using tests::ReadFile;
 using tests::TempFolder;
+using tests::WriteFile;
 
 datafile::Row RowOf(std::uint32_t number, const std::string& name, const std::string& value) {
   Attributes attributes = NewMonitorAttributes();
@@ -29,13 +31,26 @@ datafile::Row RowOf(std::uint32_t number, const std::string& name, const std::st
   return {number, name, std::make_shared<const Attributes>(std::move(attributes))};
 }
 
-datafile::Changes Sample(int count) {
+/// The monitors 1 to `count`, with `value` or an address each.
+datafile::Changes Sample(int count, const std::string& value = "") {
   datafile::Changes changes;
   for (int i = 1; i <= count; ++i)
     changes.rows.push_back(RowOf(static_cast<std::uint32_t>(i), "WebMonitor Of " + std::to_string(i),
-                                 "http://www.example.com/" + std::to_string(i)));
+                                 value.empty() ? "http://www.example.com/" + std::to_string(i) : value));
   changes.total = changes.rows.size();
   return changes;
+}
+
+/// The status of a process in which `action` runs.
+int StatusOf(const std::function<void()>& action) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    action();
+    ::_exit(0);
+  }
+  int status = -1;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return status;
 }
 
 std::string SaveOk(const std::string& path, const datafile::Changes& changes) {
@@ -69,15 +84,6 @@ std::string Read(const std::string& path) {
   }
 }
 
-std::string BytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteBytes(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
 TEST(DataFile, GivesBackEveryByteInOrder) {
   const TempFolder folder;
   const std::string path = folder / "data";
@@ -104,9 +110,7 @@ TEST(DataFile, GivesBackEveryByteInOrder) {
   for (const auto key : console::engine::KnownKeys)
     EXPECT_EQ(monitor->attributes->Get(key), attributes.Get(key));
   EXPECT_EQ(monitor->attributes->Unknown(), attributes.Unknown());
-  struct stat info {};
-  ASSERT_EQ(::stat(path.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  EXPECT_EQ(tests::ModeOf(path), 0600u);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path()), {}), 1) << "one file and nothing beside it";
 }
 
@@ -143,49 +147,28 @@ TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
   const TempFolder folder;
   const std::string good = folder / "good";
   SaveOk(good, Sample(40));
-  const std::string bytes = BytesOf(good);
-  {
-    Database foreign(folder / "foreign", Database::Mode::Create);
-    foreign.Run("CREATE TABLE monitor(number INTEGER PRIMARY KEY)");
-    fs::copy_file(good, folder / "newer");
-    Database newer(folder / "newer", Database::Mode::Write);
-    newer.Run("PRAGMA user_version=99");
-    fs::copy_file(good, folder / "column gone");
-    Database changed(folder / "column gone", Database::Mode::Write);
-    changed.Run("ALTER TABLE monitor DROP COLUMN \"Monitor_Command\"");
-    fs::copy_file(good, folder / "row gone");
-    Database row(folder / "row gone", Database::Mode::Write);
-    row.Run("DELETE FROM monitor WHERE number=7");
-    fs::copy_file(good, folder / "bad name");
-    Database name(folder / "bad name", Database::Mode::Write);
-    name.Run("UPDATE monitor SET name='no type' WHERE number=7");
+  const std::string bytes = ReadFile(good);
+  const auto foreign = folder / "foreign";
+  Database(foreign, Database::Mode::Create).Run("CREATE TABLE monitor(number INTEGER PRIMARY KEY)");
+  std::vector<std::string> files = {ReadFile(foreign),      "",
+                                    "[help]\nfeedback=x\n", bytes.substr(0, bytes.size() / 2),
+                                    bytes.substr(0, 100),   bytes.substr(1)};
+  for (const char* change :
+       {"PRAGMA user_version=99", "ALTER TABLE monitor DROP COLUMN \"Monitor_Command\"",
+        "DELETE FROM monitor WHERE number=7", "UPDATE monitor SET name='no type' WHERE number=7"}) {
+    const auto changed = WriteFile(folder / "changed", bytes);
+    Database(changed, Database::Mode::Write).Run(change);
+    files.push_back(ReadFile(changed));
   }
-  struct Row {
-    const char* name;
-    std::string bytes;
-  };
-  const Row rows[] = {
-      {"foreign", BytesOf(folder / "foreign")},
-      {"newer", BytesOf(folder / "newer")},
-      {"column gone", BytesOf(folder / "column gone")},
-      {"row gone", BytesOf(folder / "row gone")},
-      {"bad name", BytesOf(folder / "bad name")},
-      {"empty", ""},
-      {"text", "[help]\nfeedback=x\n"},
-      {"half", bytes.substr(0, bytes.size() / 2)},
-      {"head", bytes.substr(0, 100)},
-      {"no head", bytes.substr(1)},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    const std::string path = folder / (std::string("try ") + row.name);
-    WriteBytes(path, row.bytes);
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    SCOPED_TRACE(i);
+    const auto path = WriteFile(folder / std::to_string(i), files[i]);
     EXPECT_EQ(Read(path), "unreadable");
-    EXPECT_EQ(BytesOf(path), row.bytes);
+    EXPECT_EQ(ReadFile(path), files[i]);
 
     std::string keptAs;
     ASSERT_TRUE(datafile::Save(path, Sample(3), keptAs).has_value());
-    EXPECT_EQ(BytesOf(keptAs), row.bytes);
+    EXPECT_EQ(ReadFile(keptAs), files[i]);
     EXPECT_EQ(datafile::Load(path, 1).table->Count(), 3u);
   }
   EXPECT_EQ(Read(folder / "missing"), "no file");
@@ -196,7 +179,7 @@ TEST(DataFile, ASingleFlippedBitIsNeverTakenForData) {
   const TempFolder folder;
   const std::string path = folder / "data";
   SaveOk(path, Sample(60));
-  const std::string bytes = BytesOf(path), good = Read(path);
+  const std::string bytes = ReadFile(path), good = Read(path);
   std::mt19937 random(20260101);  // NOLINT: the same bits on every run
   int refused = 0;
   for (int i = 0; i < 400; ++i) {
@@ -204,7 +187,7 @@ TEST(DataFile, ASingleFlippedBitIsNeverTakenForData) {
     SCOPED_TRACE(bit);
     std::string flipped = bytes;
     flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
-    WriteBytes(path, flipped);
+    WriteFile(path, flipped);
     const auto read = Read(path);
     if (read == "unreadable") {
       ++refused;
@@ -223,9 +206,7 @@ TEST(DataFile, AFailedSaveLeavesTheOldState) {
   std::string keptAs;
   EXPECT_THROW((void)datafile::Save(folder / "no such folder/data", Sample(1), keptAs), StoreError);
   // A full disk, as far as this process goes: no file may grow beyond a few pages.
-  const pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
+  const auto status = StatusOf([&] {
     ::signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{16384, 16384};
     ::setrlimit(RLIMIT_FSIZE, &limit);
@@ -233,11 +214,8 @@ TEST(DataFile, AFailedSaveLeavesTheOldState) {
       (void)datafile::Save(path, Sample(500), keptAs);
       ::_exit(1);
     } catch (const StoreError&) {
-      ::_exit(0);
     }
-  }
-  int status = 0;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  });
   EXPECT_EQ(status, 0);
   EXPECT_EQ(Read(path), before);
   EXPECT_FALSE(fs::exists(path + ".new"));
@@ -248,34 +226,22 @@ TEST(DataFile, AKilledSaveLeavesTheOldOrTheNewState) {
   const TempFolder folder;
   const std::string path = folder / "data";
   constexpr int Monitors = 300;
-  // Every state of the file gives the same generation to all rows: a mixture would show.
-  const auto rowsOf = [](int generation) {
-    datafile::Changes changes;
-    for (int i = 1; i <= Monitors; ++i)
-      changes.rows.push_back(RowOf(static_cast<std::uint32_t>(i), "WebMonitor Of " + std::to_string(i),
-                                   "generation " + std::to_string(generation)));
-    changes.total = changes.rows.size();
-    return changes;
-  };
-  SaveOk(path, rowsOf(0));
+  // Every state of the file gives the same value to all rows: a mixture would show.
+  SaveOk(path, Sample(Monitors, "0"));
   for (int round = 0; round < 25; ++round) {
     SCOPED_TRACE(round);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    const auto status = StatusOf([&] {
       // The alarm ends the process as hard as a SIGKILL would, anywhere within a save.
       ::ualarm(static_cast<useconds_t>(20000 + round * 1137), 0);
       std::optional<std::string> state;
       std::string keptAs;
       for (int generation = 1;; ++generation) {
-        datafile::Changes changes = rowsOf(generation);
+        auto changes = Sample(Monitors, std::to_string(generation));
         changes.known = state;
         changes.all = generation % 2 == 0;
         state = datafile::Save(path, changes, keptAs);
       }
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    });
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
 
     const auto contents = datafile::Load(path, 1);

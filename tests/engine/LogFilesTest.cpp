@@ -15,6 +15,7 @@ namespace norvane::engine {
 namespace {
 
 namespace fs = std::filesystem;
+using tests::ModeOf;
 using tests::ReadFile;
 using tests::Rows;
 using tests::WriteFile;
@@ -35,11 +36,6 @@ class LogFilesTest : public ::testing::Test {
   [[nodiscard]] LogLine Line(std::string pattern, std::string text) const {
     return {std::move(pattern), m_moment, std::move(text)};
   }
-  static mode_t ModeOf(const std::string& path) {
-    struct stat status {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
-  }
 
   tests::TempFolder m_folder;
   std::chrono::system_clock::time_point m_moment;
@@ -47,7 +43,7 @@ class LogFilesTest : public ::testing::Test {
   LogFiles m_logs{m_folder.Path(), [this](const std::string& text) { m_reports.push_back(text); }};
 };
 
-constexpr const char* Stamp = "2031-02-03T04:05:06.007+05:30 ";
+const std::string Stamp = "2031-02-03T04:05:06.007+05:30 ";
 
 TEST_F(LogFilesTest, PatternsNameTheFileByTheLinesOwnDay) {
   const Rows<std::string, std::string> rows = {
@@ -60,15 +56,15 @@ TEST_F(LogFilesTest, PatternsNameTheFileByTheLinesOwnDay) {
   for (const auto& [pattern, file] : rows) {
     SCOPED_TRACE(pattern);
     m_logs.Write({Line(pattern, "text")});
-    EXPECT_EQ(ReadFile(m_folder / file), std::string(Stamp) + "text\n");
-    EXPECT_EQ(ModeOf(m_folder / file), mode_t{0600});
+    EXPECT_EQ(ReadFile(m_folder / file), Stamp + "text\n");
+    EXPECT_EQ(ModeOf(m_folder / file), 0600u);
   }
-  EXPECT_EQ(ModeOf(m_folder / "3102/03"), mode_t{0700});
+  EXPECT_EQ(ModeOf(m_folder / "3102/03"), 0700u);
 
   auto nextDay = Line("day%d", "later");
   nextDay.at += std::chrono::hours(20);
   m_logs.Write({Line("day%d", "first"), nextDay});
-  EXPECT_EQ(ReadFile(m_folder / "day03"), std::string(Stamp) + "first\n");
+  EXPECT_EQ(ReadFile(m_folder / "day03"), Stamp + "first\n");
   EXPECT_EQ(ReadFile(m_folder / "day04"), "2031-02-04T00:05:06.007+05:30 later\n");
   EXPECT_TRUE(m_reports.empty());
 }
@@ -82,32 +78,26 @@ TEST_F(LogFilesTest, AZoneWestOfGreenwichIsNegative) {
 TEST_F(LogFilesTest, LinesStayInOrderAndAreAppended) {
   m_logs.Write({Line("a", "1"), Line("b", "2"), Line("a", "3")});
   m_logs.Write({Line("a", "4")});
-  const std::string stamp = Stamp;
-  EXPECT_EQ(ReadFile(m_folder / "a"), stamp + "1\n" + stamp + "3\n" + stamp + "4\n");
-  EXPECT_EQ(ReadFile(m_folder / "b"), stamp + "2\n");
+  EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + "1\n" + Stamp + "3\n" + Stamp + "4\n");
+  EXPECT_EQ(ReadFile(m_folder / "b"), Stamp + "2\n");
 }
 
 TEST_F(LogFilesTest, AFileThatWasMovedAwayIsMadeAnew) {
   m_logs.Write({Line("log/a", "1")});
   fs::rename(m_folder / "log", m_folder / "old");
   m_logs.Write({Line("log/a", "2")});
-  EXPECT_EQ(ReadFile(m_folder / "old/a"), std::string(Stamp) + "1\n");
-  EXPECT_EQ(ReadFile(m_folder / "log/a"), std::string(Stamp) + "2\n");
+  EXPECT_EQ(ReadFile(m_folder / "old/a"), Stamp + "1\n");
+  EXPECT_EQ(ReadFile(m_folder / "log/a"), Stamp + "2\n");
 }
 
 TEST_F(LogFilesTest, ControlCharactersAreEscaped) {
-  const Rows<std::string, std::string> rows = {
-      {"a\nb\r\tc", "a\\nb\\r\\tc"},
-      {std::string("\0\x1b[31m\x7f", 7), "\\x00\\x1b[31m\\x7f"},
-      {"\xc2\x9b"
-       "1m \xc2\xa0\xc2\xb5 \xe2\x82\xac",
-       "\\x9b"
-       "1m \xc2\xa0\xc2\xb5 \xe2\x82\xac"},
-      {"C:\\new", "C:\\new"},
-      {"", ""},
-  };
-  for (const auto& [text, written] : rows) {
-    SCOPED_TRACE(written);
+  for (const auto& [text, written] : Rows<std::string, std::string>{
+           {"a\nb\r\tc", "a\\nb\\r\\tc"},
+           {std::string("\0\x1b[31m\x7f", 7), "\\x00\\x1b[31m\\x7f"},
+           {"\xc2\x9b[1m \xc2\xa0\xc2\xb5 \xe2\x82\xac", "\\x9b[1m \xc2\xa0\xc2\xb5 \xe2\x82\xac"},
+           {"C:\\new", "C:\\new"},
+           {"", ""},
+       }) {
     fs::remove(m_folder / "a");
     m_logs.Write({Line("a", text)});
     EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + written + "\n");
@@ -118,11 +108,7 @@ TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
   WriteFile(m_folder / "file", "");
   fs::create_directory(m_folder / "folder");
   ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
-  struct Row {
-    std::string pattern;
-    std::string reason;
-  };
-  const Row rows[] = {
+  const Rows<std::string, std::string> rows = {
       {"folder", "Is a directory"},
       {"file/below", "Not a directory"},
       {"pipe", "No such device or address"},
@@ -130,16 +116,15 @@ TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
       {std::string("zero\0", 5), "its name holds a zero character"},
       {"", "Is a directory"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.pattern);
+  for (const auto& [pattern, reason] : rows) {
     m_reports.clear();
     for (int i = 0; i < 3; ++i)
-      m_logs.Write({Line(row.pattern, "lost"), Line("good", "kept")});
-    const auto path = row.pattern.starts_with('/') ? row.pattern : m_folder / row.pattern;
-    EXPECT_EQ(m_reports, std::vector<std::string>{"log file " + path + " cannot be written: " + row.reason});
+      m_logs.Write({Line(pattern, "lost"), Line("good", "kept")});
+    const auto path = pattern.starts_with('/') ? pattern : m_folder / pattern;
+    EXPECT_EQ(m_reports, std::vector<std::string>{"log file " + path + " cannot be written: " + reason});
   }
-  const std::string line = std::string(Stamp) + "kept\n";
-  EXPECT_EQ(ReadFile(m_folder / "good").size(), line.size() * 3 * std::size(rows));
+  const std::string line = Stamp + "kept\n";
+  EXPECT_EQ(ReadFile(m_folder / "good").size(), line.size() * 3 * rows.size());
 }
 
 TEST_F(LogFilesTest, AFailureIsReportedAgainAfterTheFileWorked) {
@@ -147,7 +132,7 @@ TEST_F(LogFilesTest, AFailureIsReportedAgainAfterTheFileWorked) {
   m_logs.Write({Line("a", "lost")});
   fs::remove(m_folder / "a");
   m_logs.Write({Line("a", "kept")});
-  EXPECT_EQ(ReadFile(m_folder / "a"), std::string(Stamp) + "kept\n");
+  EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + "kept\n");
   fs::remove(m_folder / "a");
   fs::create_directory(m_folder / "a");
   m_logs.Write({Line("a", "lost")});
@@ -164,7 +149,7 @@ TEST_F(LogFilesTest, AFileWithALimitMakesRoomOnce) {
   write(std::string(200, 'a'));  // a line is never cut
   EXPECT_FALSE(fs::exists(m_folder / "limited.log.1"));
   write("b");
-  write(std::string(100 - 2 * std::string(Stamp).size() - 3, 'c'));  // just fits
+  write(std::string(100 - 2 * Stamp.size() - 3, 'c'));  // just fits
   EXPECT_EQ(file("limited.log").size(), 100u);
   EXPECT_EQ(file("limited.log.1"), Stamp + std::string(200, 'a') + "\n");
   write("d");

@@ -332,10 +332,9 @@ TEST_P(MailProbe, RefusesWhatItCannotSay) {
   };
   rows.insert(rows.end(), m_isPop3 ? std::begin(pop3Rows) : std::begin(smtpRows),
               m_isPop3 ? std::end(pop3Rows) : std::end(smtpRows));
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(m_checker.Check(Target(server->Address(), "20", row.key, row.value)).result.reason, row.reason);
-  }
+  for (const auto& row : rows)
+    EXPECT_EQ(m_checker.Check(Target(server->Address(), "20", row.key, row.value)).result.reason, row.reason)
+        << row.name;
   EXPECT_EQ(Reason(at(stalled.Port()), "0.3"), "no answer within 0.3 s (connecting)");
   for (const auto& command : server->Commands())
     EXPECT_TRUE(command.find("DELE") == std::string::npos && command.find("RSET") == std::string::npos);

@@ -30,10 +30,8 @@ TEST(MailText, EncodesHeaders) {
        "=?UTF-8?B?" + Repeated("w7zDvMO8", 6) + "w7w=?=\r\n =?UTF-8?B?" + Repeated("w7zDvMO8", 3) +
            "w7zDvA==?="},
   };
-  for (const auto& [name, text, header] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(HeaderText("Subject", text), header);
-  }
+  for (const auto& [name, text, header] : rows)
+    EXPECT_EQ(HeaderText("Subject", text), header) << name;
 }
 
 TEST(MailText, NoLineIsTooLong) {
@@ -46,7 +44,6 @@ TEST(MailText, NoLineIsTooLong) {
 
 TEST(MailText, MakesAWholeMessage) {
   const std::chrono::system_clock::time_point date{std::chrono::seconds(1709251199)};
-  const Mail mail{"", "from@a.test", "to@b.test", Umlauts, "one\ntwo\r\nthree"};
   const std::string headers =
       "Date: Thu, 29 Feb 2024 23:59:59 +0000\r\n"
       "From: <from@a.test>\r\n"
@@ -57,24 +54,17 @@ TEST(MailText, MakesAWholeMessage) {
       "MIME-Version: 1.0\r\n"
       "Content-Type: text/plain; charset=utf-8\r\n"
       "Content-Transfer-Encoding: ";
-  struct Row {
-    const char* name;
-    std::string body;
-    std::string sent;
-  };
-  const Row rows[] = {
-      {"plain", "one\ntwo\r\nthree\r", "7bit\r\n\r\none\r\ntwo\r\nthree\r\n"},
-      {"empty", "", "7bit\r\n\r\n\r\n"},
-      {"letters", Umlauts, "base64\r\n\r\nZ3LDvMOfDQo=\r\n"},
-      {"zero", std::string("\0", 1), "base64\r\n\r\nAA0K\r\n"},
-      {"long line", std::string(999, 'a'),
-       "base64\r\n\r\n" + Repeated(Repeated("YWFh", 19) + "\r\n", 17) + Repeated("YWFh", 10) + "DQo=\r\n"},
-  };
-  for (auto row : rows) {
-    SCOPED_TRACE(row.name);
-    auto changed = mail;
-    changed.body = row.body;
-    EXPECT_EQ(MessageText(changed, "[127.0.0.1]", "7f", date), headers + row.sent);
+  for (const auto& [name, body, sent] : Rows<const char*, std::string, std::string>{
+           {"plain", "one\ntwo\r\nthree\r", "7bit\r\n\r\none\r\ntwo\r\nthree\r\n"},
+           {"empty", "", "7bit\r\n\r\n\r\n"},
+           {"letters", Umlauts, "base64\r\n\r\nZ3LDvMOfDQo=\r\n"},
+           {"zero", std::string("\0", 1), "base64\r\n\r\nAA0K\r\n"},
+           {"long line", std::string(999, 'a'),
+            "base64\r\n\r\n" + Repeated(Repeated("YWFh", 19) + "\r\n", 17) + Repeated("YWFh", 10) +
+                "DQo=\r\n"},
+       }) {
+    const Mail mail{"", "from@a.test", "to@b.test", Umlauts, body};
+    EXPECT_EQ(MessageText(mail, "[127.0.0.1]", "7f", date), headers + sent) << name;
   }
 }
 

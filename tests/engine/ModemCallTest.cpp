@@ -103,22 +103,23 @@ class Call : public ProbeClient {
 };
 
 TEST(ModemCall, TellsResultsApartAndAlwaysHangsUp) {
-  const std::string ok = "\r\nOK\r\n";
-  const std::string usual = "ATZ|ATDT555|ATH|";
-  struct Row {
-    const char* name;
-    std::map<std::string, std::string> replies;
-    std::string failure;
-    std::string said;
-    std::string number = "555";
+  using Replies = std::map<std::string, std::string>;
+  const std::string ok = "\r\nOK\r\n", usual = "ATZ|ATDT555|ATH|";
+  const auto says = [&](Replies replies) {
+    replies.insert({{"ATZ\r", ok}, {"ATH\r", ok}});
+    return replies;
   };
   const auto dialled = [&](const std::string& result) {
-    return std::map<std::string, std::string>{
-        {"ATZ\r", ok}, {"ATDT555\r", "\r\n" + result + "\r\n"}, {"ATH\r", ok}, {"+++", ok}, {"\r", ok}};
+    return says({{"ATDT555\r", "\r\n" + result + "\r\n"}, {"+++", ok}, {"\r", ok}});
   };
   auto echoing = dialled("RINGING\r\n\r\nBUSY");
   for (auto& [command, reply] : echoing)
     reply = command + reply;
+  struct Row {
+    const char* name;
+    Replies replies;
+    std::string failure, said, number = "555";
+  };
   const Row rows[] = {
       {"ok", dialled("OK"), "", usual},
       {"connect", dialled("CONNECT 9600"), "", "ATZ|ATDT555|+++ATH|"},
@@ -129,23 +130,11 @@ TEST(ModemCall, TellsResultsApartAndAlwaysHangsUp) {
       {"no answer", dialled("NO ANSWER"), "modem: no answer", usual},
       {"error", dialled("ERROR"), "modem: the number was refused (ERROR)", usual},
       {"echo and other words", echoing, "modem: busy", usual},
-      {"number cleaned",
-       {{"ATZ\r", ok}, {"ATDT+4*9#,;\r", ok}, {"ATH\r", ok}},
-       "",
-       "ATZ|ATDT+4*9#,;|ATH|",
-       "+4 *a(9)\r#,;"},
-      {"refuses to begin",
-       {{"ATZ\r", "ERROR\r\n"}, {"ATH\r", ok}},
-       "modem: initialisation refused (ERROR)",
-       "ATZ|ATH|"},
-      {"rubbish",
-       {{"ATZ\r", std::string(3000, 'x') + "\r\n" + ok}, {"ATDT555\r", "OK\r"}, {"ATH\r", ok}},
-       "",
-       usual},
-      {"silent after dialling",
-       {{"ATZ\r", ok}, {"\r", "NO CARRIER\r"}, {"ATH\r", ok}},
-       "modem: no answer within 2 s (result of the call)",
-       "ATZ|ATDT555||ATH|"},
+      {"number cleaned", says({{"ATDT+4*9#,;\r", ok}}), "", "ATZ|ATDT+4*9#,;|ATH|", "+4 *a(9)\r#,;"},
+      {"refused", says({{"ATZ\r", "ERROR\r\n"}}), "modem: initialisation refused (ERROR)", "ATZ|ATH|"},
+      {"rubbish", says({{"ATZ\r", std::string(3000, 'x') + "\r\n" + ok}, {"ATDT555\r", "OK\r"}}), "", usual},
+      {"silent after dialling", says({{"\r", "NO CARRIER\r"}}),
+       "modem: no answer within 2 s (result of the call)", "ATZ|ATDT555||ATH|"},
       {"silent", {}, "modem: no answer within 5 s (initialisation)", "ATZ|ATH|"},
       {"no word about hanging up", {{"ATZ\r", ok}, {"ATDT555\r", ok}}, "", usual},
   };

@@ -74,10 +74,8 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
       {"http://127.0.0.1:" + std::to_string(refusing.Port()) + "/%s%s", "connection refused"},
       {"http://%s%s/", "not a valid URL"},
   };
-  for (const auto& [mode, outcome] : rows) {
-    SCOPED_TRACE(mode);
-    EXPECT_EQ(Outcome(mode), outcome);
-  }
+  for (const auto& [mode, outcome] : rows)
+    EXPECT_EQ(Outcome(mode), outcome) << mode;
   EXPECT_TRUE(server.Requests().at(0).starts_with("GET " + filled + " HTTP/1.1\r\n")) << server.Requests()[0];
 }
 
@@ -110,10 +108,8 @@ TEST_F(NotifierTest, TellsWhatItCannotSend) {
       {"FAX://", "the notification mode is none that this engine knows"},
       {"http://127.0.0.1/?msg=%s", "the notification mode is none that this engine knows"},
   };
-  for (const auto& [mode, outcome] : rows) {
-    SCOPED_TRACE(mode);
-    EXPECT_EQ(Outcome(mode), outcome);
-  }
+  for (const auto& [mode, outcome] : rows)
+    EXPECT_EQ(Outcome(mode), outcome) << mode;
 }
 
 TEST_F(NotifierTest, ADeadPeerEndsInTimeAndHoldsOnlyItsOwnQueue) {

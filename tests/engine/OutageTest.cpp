@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "tests/support/Rows.h"
+
 namespace norvane::engine {
 namespace {
 
@@ -38,35 +40,28 @@ std::string Story(const OutageRules& rules, int failures, seconds between, bool 
 }
 
 TEST(Outage, CountsCommandsAndNotifiesOnce) {
-  struct Row {
-    const char* failTimes;
-    const char* maxFailTimes;
-    const char* story;
-    bool isBad = false;
-  };
-  const Row rows[] = {
-      {"2", "2", "- bc cn - - -"},
-      {"1", "0", "bn - - - - -"},
-      {"0", "1", "bc n - - - -"},  // at least 1
-      {"0.5", "1", "bc n - - - -"},
-      {"3", "1", "- n bc - - -"},  // neither waits for the other
-      {"2", "4", "- bc c c cn -"},
-      {"6", "9", "- - - - - bc"},
-      {"1.5", "2.5", "- bc cn - - -"},  // the third failure is the first above 2.5
-      {" 2 ", "1e0", "- bcn - - - -"},
-      {"7", "2", "- - n - - -"},
-      {"", "2", "- bc cn - - -", true},
-      {"two", "2", "- bc cn - - -", true},
-      {"2", "-1", "- bc cn - - -", true},
-      {"2", "1e10", "- bc c c c c", true},
-      {"nan", "0x1", "- bc cn - - -", true},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.failTimes) + " / " + row.maxFailTimes);
+  for (const auto& [failTimes, maxFailTimes, story, isBad] :
+       tests::Rows<const char*, const char*, const char*, bool>{
+           {"2", "2", "- bc cn - - -", false},
+           {"1", "0", "bn - - - - -", false},
+           {"0", "1", "bc n - - - -", false},  // at least 1
+           {"0.5", "1", "bc n - - - -", false},
+           {"3", "1", "- n bc - - -", false},  // neither waits for the other
+           {"2", "4", "- bc c c cn -", false},
+           {"6", "9", "- - - - - bc", false},
+           {"1.5", "2.5", "- bc cn - - -", false},  // the third failure is the first above 2.5
+           {" 2 ", "1e0", "- bcn - - - -", false},
+           {"7", "2", "- - n - - -", false},
+           {"", "2", "- bc cn - - -", true},
+           {"two", "2", "- bc cn - - -", true},
+           {"2", "-1", "- bc cn - - -", true},
+           {"2", "1e10", "- bc c c c c", true},
+           {"nan", "0x1", "- bc cn - - -", true},
+       }) {
+    SCOPED_TRACE(std::string(failTimes) + " / " + maxFailTimes);
     std::string remark;
-    const auto rules = Rules(row.failTimes, row.maxFailTimes, remark);
-    EXPECT_EQ(Story(rules, 6, seconds(2), true), row.story);
-    EXPECT_EQ(!remark.empty(), row.isBad) << remark;
+    EXPECT_EQ(Story(Rules(failTimes, maxFailTimes, remark), 6, seconds(2), true), story);
+    EXPECT_EQ(!remark.empty(), isBad) << remark;
   }
 }
 

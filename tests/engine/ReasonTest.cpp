@@ -20,10 +20,8 @@ TEST(Reason, IsFitForALogLine) {
       {"cut", std::string(21, 'x'), std::string(17, 'x') + "..."},
       {"cut at a character", std::string(16, 'x') + "\xc3\xbc\xc3\xbc\xc3\xbc", std::string(16, 'x') + "..."},
   };
-  for (const auto& [name, text, plain] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(PlainText(text, 20), plain);
-  }
+  for (const auto& [name, text, plain] : rows)
+    EXPECT_EQ(PlainText(text, 20), plain) << name;
 }
 
 TEST(Reason, ShowsNoPasswordOfAnAddress) {

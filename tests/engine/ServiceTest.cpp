@@ -1,7 +1,5 @@
 #include "engine/Service.h"
 
-#include <sys/stat.h>
-
 #include <filesystem>
 
 #include "tests/engine/TestEngine.h"
@@ -198,9 +196,7 @@ TEST(Service, ValuesOfTheServiceAreKeptAndThePassIsItsOwn) {
   EXPECT_EQ(engine.service.ConfigValue("never set"), "");
   EXPECT_EQ(engine.service.ConfigValue("ControlPass"), pass);
   EXPECT_NE(engine.service.Instance(), instance);
-  struct stat info {};
-  ASSERT_EQ(::stat((folder / "NorvaneEngine.state").c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  EXPECT_EQ(tests::ModeOf(folder / "NorvaneEngine.state"), 0600u);
 }
 
 TEST(Service, LogsEveryCheckWhereItsMonitorOrTheServiceSays) {

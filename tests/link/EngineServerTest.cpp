@@ -15,6 +15,7 @@
 #include "tests/link/RawPeer.h"
 #include "tests/link/RunningEngine.h"
 #include "tests/support/Errors.h"
+#include "tests/support/Files.h"
 
 namespace norvane::tests {
 namespace {
@@ -44,10 +45,7 @@ TEST_F(EngineServerTest, TheSocketIsItsOwnersAloneAndGoesWithTheServer) {
   const std::string socket = m_folder / "NorvaneEngine.sock";
   const auto mask = ::umask(0);
   Start();
-  struct stat status {};
-  ASSERT_EQ(::lstat(socket.c_str(), &status), 0);
-  EXPECT_TRUE(S_ISSOCK(status.st_mode));
-  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  EXPECT_EQ(ModeOf(socket), 0600u);
   m_engine.reset();
   EXPECT_EQ(::umask(mask), 0u) << "the mask is put back";
   EXPECT_NE(::access(socket.c_str(), F_OK), 0);

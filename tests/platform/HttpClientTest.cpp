@@ -92,10 +92,8 @@ TEST(HttpClient, GivesUpAtTheLimitWhereverTheReplyIs) {
   server.Set("/slow", {"HTTP/1.1 200 OK\r\n\r\n", "x", 1ms});
   const StalledPort stalled;
   for (const auto& url :
-       {server.Url("/silent"), server.Url("/slow"), "http://127.0.0.1:" + std::to_string(stalled.Port())}) {
-    SCOPED_TRACE(url);
-    EXPECT_EQ(Told(Fetch(url, Short)), "timed out");
-  }
+       {server.Url("/silent"), server.Url("/slow"), "http://127.0.0.1:" + std::to_string(stalled.Port())})
+    EXPECT_EQ(Told(Fetch(url, Short)), "timed out") << url;
 }
 
 TEST(HttpClient, EndsAtOnceWhenCancelledOrDestroyed) {

@@ -44,10 +44,9 @@ TEST(IniFile, ReadsByTheRulesOfTheCall) {
       {"letters beyond ASCII", "[help]\nfeedback=\xc3\xa4\xe6\x9c\xac", "\xc3\xa4\xe6\x9c\xac"},
   };
   const TempFolder folder;
-  for (const auto& [name, content, value] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(IniValue("help", "feedback", "default  ", WriteFile(folder / "config.ini", content)), value);
-  }
+  for (const auto& [name, content, value] : rows)
+    EXPECT_EQ(IniValue("help", "feedback", "default  ", WriteFile(folder / "config.ini", content)), value)
+        << name;
 }
 
 TEST(IniFile, CutsToWhatTheBufferHolds) {

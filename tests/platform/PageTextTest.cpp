@@ -76,10 +76,8 @@ TEST(PageText, ReplacesWhatIsNoUtf8ByteByByte) {
       {"surrogate", "\xed\xa0\x80", Replacements(3)},
       {"above the last code", "\xf4\x90\x80\x80\xf8", Replacements(5)},
   };
-  for (const auto& [name, body, text] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(DecodePage(body, "text/plain"), text);
-  }
+  for (const auto& [name, body, text] : rows)
+    EXPECT_EQ(DecodePage(body, "text/plain"), text) << name;
 }
 
 TEST(PageText, ByteSumCountsBytesUnsigned) {
@@ -103,10 +101,8 @@ TEST(LegacyCharset, CountsTwoForDoubleByteCharacters) {
       {"big5-hkscs", "\xc3\x8a\xf0\xa0\x80\x8e", 3},   // one the set holds back, one beyond 16 bits
       {"euc-jp", "\xe6\x97\xa5\xe4\xb8\x82", 3},       // the second takes three bytes
   };
-  for (const auto& [charset, text, size] : rows) {
-    SCOPED_TRACE(::testing::Message() << charset << " " << text);
-    EXPECT_EQ(LegacyCharset(charset).SizeOf(text), size);
-  }
+  for (const auto& [charset, text, size] : rows)
+    EXPECT_EQ(LegacyCharset(charset).SizeOf(text), size) << charset << " " << text;
 }
 
 TEST(LegacyCharset, SurvivesTextThatIsNoUtf8) {

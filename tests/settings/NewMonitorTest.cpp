@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "tests/settings/FakeForm.h"
+#include "tests/support/Rows.h"
 
 namespace norvane::settings {
 namespace {
@@ -110,38 +111,28 @@ TEST(SettingsNewMonitor, TheSmtpWizardChecksInItsOrder) {
 }
 
 TEST(SettingsNewMonitor, TrimsInPlaceThoughALaterRuleFails) {
-  struct Trims {
-    Type type;
-    std::string point;
-  };
-  for (const auto& row :
-       {Trims{Type::Web, "https://x"}, {Type::Pop3, " https://x "}, {Type::Smtp, " https://x "}}) {
+  for (const auto& [type, point] : tests::Rows<Type, const char*>{
+           {Type::Web, "https://x"}, {Type::Pop3, " https://x "}, {Type::Smtp, " https://x "}}) {
     auto form = GoodForm();
     form.text[txtMonitorName] = "  my shop ";
     form.text[txtMonitorPoint] = " https://x ";
     form.text[txtPagerNumber] = "";
-    EXPECT_NE(CheckNewMonitor(row.type, form, OnlyTaken), std::nullopt);
+    EXPECT_NE(CheckNewMonitor(type, form, OnlyTaken), std::nullopt);
     EXPECT_EQ(form.text[txtMonitorName], "my shop");
-    EXPECT_EQ(form.text[txtMonitorPoint], row.point);
+    EXPECT_EQ(form.text[txtMonitorPoint], point);
   }
 }
 
 TEST(SettingsNewMonitor, AsksForTheFullName) {
-  struct Asked {
-    Type type;
-    const char* fullName;
-  };
-  for (const auto& row : {Asked{Type::Web, "WebMonitor Of shop"},
-                          {Type::Pop3, "Pop3Monitor Of shop"},
-                          {Type::Smtp, "SmtpMonitor Of shop"}}) {
+  for (const auto type : {Type::Web, Type::Pop3, Type::Smtp}) {
     auto form = GoodForm();
     std::vector<std::string> asked;
-    const auto failure = CheckNewMonitor(row.type, form, [&](const std::string& name) {
+    const auto failure = CheckNewMonitor(type, form, [&](const std::string& name) {
       asked.push_back(name);
       return false;
     });
     EXPECT_EQ(failure, std::nullopt);
-    EXPECT_EQ(asked, std::vector<std::string>{row.fullName});
+    EXPECT_EQ(asked, std::vector<std::string>{std::string(TypeName(type)) + " Of shop"});
   }
 }
 

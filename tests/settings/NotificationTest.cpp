@@ -29,18 +29,12 @@ tests::FakeForm FilledForm() {
 }
 
 TEST(SettingsNotification, WritesWhatTheChecksSay) {
-  struct Row {
-    const char* name;
-    bool byEmail, byPager, inetCall;
-    int pagerType;
-    Record written;
-  };
   const std::string number = "Monitor_Notify Pager= 5551234 ";
   const std::string message = "Monitor_Notify Msg=Server down";
   const std::string mode = "Monitor_Notify Mode=";
   const Record mail = {mode + "SMTP:// mailhost ;ops@example.org", "Monitor_Notify Pager=me@example.org",
                        "Monitor_Notify Msg=Subject"};
-  const Row rows[] = {
+  const Rows<const char*, bool, bool, bool, int, Record> rows = {
       {"direct call", false, true, false, 2, {mode + "TEL://", number, message}},
       {"internet call", false, true, true, 2, {mode + InternetCall + "2&msg=%s&num=%s", number, message}},
       {"first entry", false, true, true, 0, {mode + InternetCall + "0&msg=%s&num=%s", number, message}},
@@ -49,16 +43,15 @@ TEST(SettingsNotification, WritesWhatTheChecksSay) {
       {"the pager wins", true, true, false, -1, {mode + "TEL://", number, message}},
       {"none", false, false, true, 2, {mode}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, byEmail, byPager, inetCall, pagerType, expected] : rows) {
     auto form = FilledForm();
-    form.checked = {{chkByEmail, row.byEmail}, {chkByPager, row.byPager}, {chkInetCall, row.inetCall}};
-    form.selected[cmbPagerType] = row.pagerType;
+    form.checked = {{chkByEmail, byEmail}, {chkByPager, byPager}, {chkInetCall, inetCall}};
+    form.selected[cmbPagerType] = pagerType;
     Record written;
     WriteNotification(form, Gateway, [&](auto key, auto value) {
       written.push_back(std::string(key) + '=' + std::string(value));
     });
-    EXPECT_EQ(written, row.written);
+    EXPECT_EQ(written, expected) << name;
   }
 }
 

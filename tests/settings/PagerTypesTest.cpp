@@ -22,10 +22,8 @@ TEST(SettingsPagerTypes, CutsTheReplyIntoRows) {
       {"a line feed alone ends the rows", "0=A\r\n\n1=B\r\n", {"0=A"}},
       {"empty", "", {}},
   };
-  for (const auto& [name, reply, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(PagerTypeRows(reply), expected);
-  }
+  for (const auto& [name, reply, expected] : rows)
+    EXPECT_EQ(PagerTypeRows(reply), expected) << name;
 }
 
 TEST(SettingsPagerTypes, NamesStandBehindTheFirstEqualsSign) {

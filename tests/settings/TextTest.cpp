@@ -21,10 +21,8 @@ TEST(SettingsText, PositionsCountCharactersFromOne) {
       {"abc", "B", 0},
       {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x99\x82@", "@", 4},  // letters of two, three and four bytes
   };
-  for (const auto& [text, what, position] : rows) {
-    SCOPED_TRACE(text);
-    EXPECT_EQ(Position(text, what), position);
-  }
+  for (const auto& [text, what, position] : rows)
+    EXPECT_EQ(Position(text, what), position) << text;
   EXPECT_EQ(Length("\xc3\xa4\xe2\x82\xac\xf0\x9f\x99\x82"), 3u);
 }
 

@@ -147,24 +147,20 @@ TEST(SettingsTransfer, RefreshesInTheOrderOfEachPage) {
 }
 
 TEST(SettingsTransfer, OnlyTheBareNameIsTheDefaultCommand) {
-  struct Row {
-    const char* command;
-    bool isDefault;
-  };
-  for (const auto& row : {Row{"WebBounce.exe", true},
-                          {"webbounce.exe", true},
-                          {"sub\\WebBounce.exe", false},
-                          {" WebBounce.exe", false},
-                          {"", false}}) {
-    SCOPED_TRACE(row.command);
+  for (const auto& [command, isDefault] : Rows<const char*, bool>{{"WebBounce.exe", true},
+                                                                  {"webbounce.exe", true},
+                                                                  {"sub\\WebBounce.exe", false},
+                                                                  {" WebBounce.exe", false},
+                                                                  {"", false}}) {
+    SCOPED_TRACE(command);
     tests::FakeForm form;
-    form.checked[chkDefaultCmd] = !row.isDefault;
-    tests::EngineMonitor monitor(form, "WebMonitor Of shop", {{"Monitor_Command", row.command}});
+    form.checked[chkDefaultCmd] = !isDefault;
+    tests::EngineMonitor monitor(form, "WebMonitor Of shop", {{"Monitor_Command", command}});
     RefreshData(Type::Web, form, monitor.Item(), Gateway);
-    EXPECT_EQ(form.checked[chkDefaultCmd], row.isDefault);
-    EXPECT_EQ(std::count(form.record.begin(), form.record.end(),
-                         row.isDefault ? "fam.Enabled = 0" : "fam.Enabled = 1"),
-              1);
+    EXPECT_EQ(form.checked[chkDefaultCmd], isDefault);
+    EXPECT_EQ(
+        std::count(form.record.begin(), form.record.end(), isDefault ? "fam.Enabled = 0" : "fam.Enabled = 1"),
+        1);
   }
 }
 
@@ -251,17 +247,12 @@ TEST(SettingsTransfer, WizardsWriteInTheirOrder) {
 }
 
 TEST(SettingsTransfer, AnEmptyAddresseeIsProposed) {
-  struct Row {
-    const char* point;
-    const char* to;
-    const char* toAfter;
-  };
-  for (const auto& row :
-       {Row{" mail ", "", "@ mail "}, {"", "", "@"}, {"mail", " ", " "}, {"mail", "a", "a"}}) {
+  for (const auto& [point, to, toAfter] : Rows<const char*, const char*, const char*>{
+           {" mail ", "", "@ mail "}, {"", "", "@"}, {"mail", " ", " "}, {"mail", "a", "a"}}) {
     tests::FakeForm form;
-    form.text = {{txtMonitorPoint, row.point}, {txtSmtpTo, row.to}};
+    form.text = {{txtMonitorPoint, point}, {txtSmtpTo, to}};
     ProposeAddressee(form);
-    EXPECT_EQ(form.text[txtSmtpTo], row.toAfter);
+    EXPECT_EQ(form.text[txtSmtpTo], toAfter);
   }
 }
 

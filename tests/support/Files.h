@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -20,6 +22,13 @@ inline std::string WriteFile(const std::string& path, std::string_view content) 
 inline std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Who may do what with a file or folder, as `chmod` takes it.
+inline mode_t ModeOf(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) throw std::runtime_error("there is no " + path);
+  return status.st_mode & 07777;
 }
 
 }  // namespace norvane::tests
