@@ -47,6 +47,8 @@ void frmAbout::Form_Load() {
 }
 
 void frmAbout::DrawLinks() {
+  constexpr int lightGround = 128;
+  constexpr int lighterByPercent = 180;
   struct Link {
     QPushButton* label;
     const char* address;
@@ -57,7 +59,9 @@ void frmAbout::DrawLinks() {
     label->setText(QLatin1String(links[index].address));
     label->setCursor(Qt::PointingHandCursor);
     auto colours = label->palette();
-    colours.setColor(QPalette::ButtonText, colours.color(QPalette::Active, QPalette::Highlight));
+    const bool dark = colours.color(QPalette::Window).lightness() < lightGround;
+    const auto titleBar = colours.color(QPalette::Active, QPalette::Highlight);
+    colours.setColor(QPalette::ButtonText, dark ? titleBar.lighter(lighterByPercent) : titleBar);
     label->setPalette(colours);
     connect(label, &QPushButton::clicked, this,
             [this, index] { m_bas.RunHandler([this, index] { lblProduct_Click(index); }); });
