@@ -1,11 +1,14 @@
 #include "console/OneConsole.h"
 
+#include <xcb/xcb.h>
 #include <QApplication>
 #include <QDeadlineTimer>
 #include <QLocalSocket>
 #include <QThread>
 #include <QWidget>
+#include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace norvane::console {
@@ -24,6 +27,38 @@ bool Call(const QString& name, const QByteArray& token, const QDeadlineTimer& de
   if (!socket.waitForConnected(left())) return false;
   socket.write(token + '\n');
   return socket.waitForReadyRead(left());
+}
+
+/// The time of the user's act, which ends a token of X11; without a token it is now.
+xcb_timestamp_t TimeOf(const QByteArray& token) {
+  static constexpr std::string_view mark = "_TIME";
+  const auto found = token.lastIndexOf(QByteArrayView(mark));
+  return found < 0 ? XCB_CURRENT_TIME : token.mid(found + static_cast<qsizetype>(mark.size())).toUInt();
+}
+
+/// Asks the window manager once more, since it lets nothing come up for an old act, and Qt asks with the time
+/// of the last one in this console.
+void ActivateOnX11(WId window, const QByteArray& token) {
+  static constexpr std::string_view request = "_NET_ACTIVE_WINDOW";
+  const auto* x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
+  auto* server = x11 == nullptr ? nullptr : x11->connection();
+  if (server == nullptr) return;
+  const auto asked = xcb_intern_atom(server, 0, request.size(), request.data());
+  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
+      xcb_intern_atom_reply(server, asked, nullptr), &std::free);
+  if (!atom) return;
+  constexpr std::uint32_t application = 1;
+  xcb_client_message_event_t message{};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = static_cast<xcb_window_t>(window);
+  message.type = atom->atom;
+  message.data.data32[0] = application;
+  message.data.data32[1] = TimeOf(token);
+  const auto root = xcb_setup_roots_iterator(xcb_get_setup(server)).data->root;
+  xcb_send_event(server, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                 reinterpret_cast<const char*>(&message));
+  xcb_flush(server);
 }
 }  // namespace
 
@@ -76,6 +111,7 @@ void ComeToFront(const QByteArray& token) {
   qputenv(WaylandToken, token);  // where Qt looks for it
   front->raise();
   front->activateWindow();
+  ActivateOnX11(front->winId(), token);
 }
 
 }  // namespace norvane::console
