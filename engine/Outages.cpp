@@ -32,8 +32,10 @@ void Outages::Restore(const StateFile::Outages& open, const MonitorTable& table)
       continue;
     }
     std::string remark;  // told by the checker
-    m_failing.try_emplace(monitor->id,
-                          Entry{name, Outage(record, OutageRules::Of(*monitor->attributes, remark))});
+    const Outage outage(record, OutageRules::Of(*monitor->attributes, remark));
+    if (!outage.MustOutliveEngine())
+      m_changes[name] = std::nullopt;  // by numbers that have been raised since
+    m_failing.try_emplace(monitor->id, Entry{name, outage});
   }
 }
 
