@@ -130,9 +130,9 @@ TEST(Checker, TellsWhyAPageIsBad) {
             late + "(waiting for the reply)");
   EXPECT_EQ(checker.Check(Target(1, at(stalled.Port()), "", "0.3")).result.reason, late + "(connecting)");
   // The servers notice a little later that they were left; a check's time is enough, some more do no harm.
-  for (int tries = 0; tries < 100 && OpenDescriptors() != descriptors; ++tries)
+  for (int tries = 0; tries < 100 && OpenDescriptors() > descriptors; ++tries)
     EXPECT_TRUE(checker.Check(Target(1, server.Url("/page"))).result.good);
-  EXPECT_EQ(OpenDescriptors(), descriptors);
+  EXPECT_LE(OpenDescriptors(), descriptors);
 }
 
 TEST(Checker, VerifiesCertificates) {

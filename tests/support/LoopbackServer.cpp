@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "tests/support/Loopback.h"
 
@@ -195,7 +196,7 @@ void LoopbackServer::Run() {
         Go(data.fd);
       }
     }
-    for (const int fd : std::set<int>(m_timed))
+    for (const int fd : std::vector<int>(m_timed.begin(), m_timed.end()))
       Go(fd);
   }
 }
