@@ -16,7 +16,8 @@ namespace norvane::tests {
 /// A service in a folder, its checks scripted, with the loop that its thread would run.
 class TestEngine {
  public:
-  explicit TestEngine(const std::string& folder, engine::EventLoop::Clock now = &std::chrono::steady_clock::now)
+  explicit TestEngine(const std::string& folder,
+                      engine::EventLoop::Clock now = &std::chrono::steady_clock::now)
       : service({folder, ScriptedChecks::Maker(checks), std::move(now)}) {}
 
   /// Runs the loop until the operation has called its completion; gives the error's code, if there was one.
