@@ -44,13 +44,14 @@ class HttpClient::Transfer {
   [[nodiscard]] bool HasEnded() const { return m_ended; }
   [[nodiscard]] HttpResult Result() {
     if (m_thread.joinable()) m_thread.join();
-    if (m_failure) std::rethrow_exception(m_failure);
     return std::move(m_result);
   }
 
  private:
+  void Start(const std::string& url, std::chrono::milliseconds limit);
   void SetOptions(const std::string& url, std::chrono::milliseconds limit);
   void Run() noexcept;
+  void End(HttpResult result) noexcept;
   /// Until the transfer ends or is cancelled.
   [[nodiscard]] HttpResult Perform();
   [[nodiscard]] HttpReply Reply();
@@ -60,7 +61,6 @@ class HttpClient::Transfer {
   std::array<char, CURL_ERROR_SIZE> m_error{};
   std::string m_body;
   HttpResult m_result;
-  std::exception_ptr m_failure;
   std::atomic<bool> m_cancelled = false;
   std::atomic<bool> m_ended = false;
   std::unique_ptr<CURLM, MultiFree> m_multi;
@@ -70,6 +70,14 @@ class HttpClient::Transfer {
 
 HttpClient::Transfer::Transfer(const std::string& url, std::chrono::milliseconds limit)
     : m_multi(NewMulti()), m_easy(curl_easy_init()) {
+  try {
+    Start(url, limit);
+  } catch (const std::exception& failure) {
+    End(HttpFailure{HttpFailure::Kind::Other, failure.what()});
+  }
+}
+
+void HttpClient::Transfer::Start(const std::string& url, std::chrono::milliseconds limit) {
   if (!m_multi || !m_easy) throw std::runtime_error("libcurl cannot be set up");
   SetOptions(url, limit);
   curl_multi_add_handle(m_multi.get(), m_easy.get());
@@ -108,10 +116,14 @@ std::size_t HttpClient::Transfer::TakeBody(char* bytes, std::size_t /*one*/, std
 
 void HttpClient::Transfer::Run() noexcept {
   try {
-    m_result = Perform();
-  } catch (...) {
-    m_failure = std::current_exception();
+    End(Perform());
+  } catch (const std::exception& failure) {
+    End(HttpFailure{HttpFailure::Kind::Other, failure.what()});
   }
+}
+
+void HttpClient::Transfer::End(HttpResult result) noexcept {
+  m_result = std::move(result);
   m_ended = true;
 }
 

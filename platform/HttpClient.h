@@ -36,8 +36,8 @@ class HttpClient {
   HttpClient& operator=(const HttpClient&) = delete;
 
   /// Cancels what runs and begins to fetch `url`, of http or https. `limit`, above 0, is the time from now to
-  /// the end of the reply, name lookup and redirects included. Throws std::runtime_error if libcurl cannot be
-  /// set up.
+  /// the end of the reply, name lookup and redirects included. A fetch that cannot even begin has failed
+  /// with the reason.
   void Fetch(const std::string& url, std::chrono::milliseconds limit);
   /// Ends a fetch at once; its result is then the reply as far as it came. Harmless if nothing runs.
   void Cancel();
