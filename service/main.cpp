@@ -3,9 +3,12 @@
 #include <getopt.h>
 #include <kj/async-io.h>
 #include <kj/async-unix.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -14,12 +17,15 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "console/engine/EngineError.h"
 #include "engine/Checker.h"
 #include "engine/Service.h"
 #include "engine/StoreError.h"
 #include "link/EngineServer.h"
+#include "link/Wire.h"
+#include "platform/FileDescriptor.h"
 #include "platform/FileLock.h"
 #include "platform/IniFile.h"
 #include "platform/LegacyCharset.h"
@@ -28,6 +34,8 @@
 
 namespace norvane::service {
 namespace {
+
+using namespace std::chrono_literals;
 
 enum ExitCode { Done = 0, Failed = 1, WrongUse = 2, Taken = 3, Unusable = 4, PathTooLong = 5 };
 
@@ -101,8 +109,26 @@ std::unique_ptr<engine::CheckRunner> MakeChecker(const std::string& folder, plat
   return std::make_unique<engine::Checker>(options, wake);
 }
 
+bool EngineAnswers(const std::string& folder) {
+  const platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const auto address = link::SocketAddress(folder);
+  return ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
+         errno == EAGAIN;  // too many are on their way to it
+}
+
+/// Nothing if another engine serves the folder. One that has the lock and doesn't answer is about to end, or
+/// begins, and is waited for.
+std::optional<platform::FileLock> TakeFolder(const std::string& folder) {
+  const auto deadline = std::chrono::steady_clock::now() + 5s;
+  for (;;) {
+    auto lock = platform::FileLock::TryTake(platform::EngineLockIn(folder));
+    if (lock || EngineAnswers(folder) || std::chrono::steady_clock::now() > deadline) return lock;
+    std::this_thread::sleep_for(10ms);
+  }
+}
+
 void Serve(const Arguments& arguments, Daemon* daemon) {
-  const auto lock = platform::FileLock::TryTake(platform::EngineLockIn(arguments.folder));
+  const auto lock = TakeFolder(arguments.folder);
   if (!lock) throw FolderTaken{"another engine serves the folder " + arguments.folder};
   for (const int signal : {SIGTERM, SIGINT, SIGHUP})
     kj::UnixEventPort::captureSignal(signal);
