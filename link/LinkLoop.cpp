@@ -122,12 +122,14 @@ void LinkLoop::Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& 
 // Connecting
 
 void LinkLoop::Connect(const std::shared_ptr<CallState>& call) {
-  auto work = kj::evalNow([&] {
-                return Reach(*call);
-              }).then([this, call](FileDescriptor socket) {
-                  return Greet(std::move(socket), *call);
-                }).then([this] { return WhenReached(FirstFill); });
+  auto work = ReachAndGreet(*call).then([this] { return WhenReached(FirstFill); });
   Finish(kj::mv(work), call, m_options.connectTimeout, "the engine does not answer the greeting");
+}
+
+kj::Promise<void> LinkLoop::ReachAndGreet(CallState& call) {
+  return kj::evalNow([&] { return Reach(call); }).then([this, &call](FileDescriptor socket) {
+    return Greet(std::move(socket), call);
+  });
 }
 
 kj::Promise<FileDescriptor> LinkLoop::Reach(CallState& call) {
@@ -165,11 +167,14 @@ kj::Promise<void> LinkLoop::Greet(FileDescriptor socket, CallState& call) {
       [this, &call](capnp::Response<wire::Greeter::HelloResults> results) {
         return TakeGreeting(results.getGreeting(), call);
       },
-      [&call](kj::Exception&& exception) -> kj::Promise<void> {
-        if (exception.getType() == kj::Exception::Type::DISCONNECTED)
-          call.Fail(Error(EngineErrorCode::Gone,
-                          "the engine closed the connection at the greeting: this user is not its own, or it "
-                          "serves too many consoles already"));
+      [this, &call](kj::Exception&& exception) -> kj::Promise<void> {
+        if (exception.getType() != kj::Exception::Type::DISCONNECTED) return kj::mv(exception);
+        // An engine that ends just now closes it too, and is gone at the second try.
+        if (!std::exchange(m_greetedAgain, true))
+          return m_timer.afterDelay(RetryPause).then([this, &call] { return ReachAndGreet(call); });
+        call.Fail(Error(EngineErrorCode::Gone,
+                        "the engine closed the connection at the greeting: this user is not its own, or it "
+                        "serves too many consoles already"));
         return kj::mv(exception);
       });
 }

@@ -47,6 +47,7 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
 
   void Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& call,
               std::chrono::milliseconds timeout, const char* timeoutText);
+  [[nodiscard]] kj::Promise<void> ReachAndGreet(CallState& call);
   [[nodiscard]] kj::Promise<platform::FileDescriptor> Reach(CallState& call);
   [[nodiscard]] kj::Promise<platform::FileDescriptor> ReachBefore(kj::TimePoint end, CallState& call);
   [[nodiscard]] kj::Promise<void> Greet(platform::FileDescriptor socket, CallState& call);
@@ -64,6 +65,7 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   const kj::Executor& m_executor;
   kj::PromiseFulfillerPair<void> m_end = kj::newPromiseAndFulfiller<void>();
   bool m_startTried = false;
+  bool m_greetedAgain = false;
   std::multimap<std::uint64_t, kj::Own<kj::PromiseFulfiller<void>>> m_waiting;  ///< by change
   kj::Own<Connection> m_connection;
   kj::TaskSet m_tasks;

@@ -5,6 +5,7 @@
 
 #include <future>
 #include <optional>
+#include <thread>
 
 #include "console/engine/EngineError.h"
 #include "console/engine/MonitorKeys.h"
@@ -56,15 +57,32 @@ TEST_F(EngineClientTest, AnEngineThatCannotBeStartedIsToldAndNotTriedAgain) {
   EXPECT_NE(text.find(m_folder.Path()), std::string::npos);
 }
 
+/// A socket that listens in place of an engine.
+platform::FileDescriptor Listener(const std::string& folder) {
+  const auto address = link::SocketAddress(folder);
+  platform::FileDescriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  EXPECT_EQ(::bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(::listen(listener.Get(), 5), 0);
+  return listener;
+}
+
 TEST_F(EngineClientTest, AListenerThatNeverGreetsTimesOut) {
-  const auto address = link::SocketAddress(m_folder.Path());
-  const platform::FileDescriptor silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  ASSERT_EQ(::bind(silent.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  ASSERT_EQ(::listen(silent.Get(), 5), 0);
+  const auto silent = Listener(m_folder.Path());
   m_options.connectTimeout = milliseconds(50);
   EngineClient client(m_options);
   EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::TimedOut);
   EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::TimedOut);
+}
+
+TEST_F(EngineClientTest, StartsTheEngineIfTheOneThatListensEndsBeforeItGreets) {
+  m_options.startEngine = [this] { Start(); };
+  std::thread ending([listener = Listener(m_folder.Path())]() mutable {
+    const platform::FileDescriptor connection(::accept(listener.Get(), nullptr, nullptr));
+    listener.Reset();
+  });
+  EngineClient client(m_options);
+  EXPECT_EQ(client.Snapshot().size(), 0u);
+  ending.join();
 }
 
 TEST_F(EngineClientTest, TellsOfTheEngineAndItsMonitors) {
