@@ -32,7 +32,7 @@ QImage Framed(const QWidget& window, const QPixmap& content) {
   return picture;
 }
 bool AreClose(QRgb left, QRgb right) {
-  constexpr int Unseen = 8;
+  constexpr int Unseen = 3;
   return std::abs(qRed(left) - qRed(right)) < Unseen && std::abs(qGreen(left) - qGreen(right)) < Unseen &&
          std::abs(qBlue(left) - qBlue(right)) < Unseen;
 }
