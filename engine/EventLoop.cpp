@@ -49,6 +49,12 @@ void EventLoop::Forget(int fd) noexcept {
   ::epoll_ctl(m_epoll.Get(), EPOLL_CTL_DEL, fd, nullptr);
 }
 
+void EventLoop::Close(platform::FileDescriptor& fd) noexcept {
+  const auto index = static_cast<std::size_t>(fd.Get());
+  if (fd && index < m_watched.size()) m_watched[index].watcher = nullptr;
+  fd.Reset();  // which takes it out of the epoll
+}
+
 int EventLoop::WaitFor(milliseconds longest) const {
   if (m_timers.empty()) return static_cast<int>(longest.count());
   const auto left = std::chrono::ceil<milliseconds>(std::get<Moment>(*m_timers.begin()) - Now());

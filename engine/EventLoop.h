@@ -40,6 +40,8 @@ class EventLoop {
   [[nodiscard]] bool Watch(int fd, std::uint32_t events, Watcher& watcher) noexcept;
   /// Harmless for a descriptor that is not watched or closed already.
   void Forget(int fd) noexcept;
+  /// Forgets it and closes it, for a call of the system less.
+  void Close(platform::FileDescriptor& fd) noexcept;
 
   /// Waits until something is ready or the next timer is due, at most `longest`, and serves it.
   void RunOnce(std::chrono::milliseconds longest);

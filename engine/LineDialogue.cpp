@@ -41,10 +41,7 @@ struct SocketAddress {
 }  // namespace
 
 LineDialogue::LineDialogue(const DialogueContext& context, Client& client)
-    : m_context(context), m_client(client), m_attemptEnds(context.loop, [this] {
-        TryNextAddress("no answer");
-        TellClient();
-      }) {}
+    : m_context(context), m_client(client), m_attemptEnds(context.loop, [this] { EndAttempt(); }) {}
 
 LineDialogue::~LineDialogue() {
   if (m_ssl && m_state == State::Open) {
@@ -57,9 +54,7 @@ LineDialogue::~LineDialogue() {
 void LineDialogue::Close() noexcept {
   m_attemptEnds.Clear();
   m_ssl.reset();
-  if (!m_socket) return;
-  m_context.loop.Forget(m_socket.Get());
-  m_socket.Reset();
+  m_context.loop.Close(m_socket);
   m_watchedFor = 0;
 }
 
@@ -77,6 +72,7 @@ std::string_view LineDialogue::Step() const {
     case State::LookingUp:
       return "looking up the name";
     case State::Connecting:
+      if (IsConnected()) break;
       return "connecting";
     case State::Securing:
       return "securing the connection";
@@ -125,7 +121,8 @@ int LineDialogue::BeginConnecting(const std::string& address) {
   if (!m_socket) return errno;
   const auto* generic = reinterpret_cast<const sockaddr*>(&peer.storage);
   if (::connect(m_socket.Get(), generic, peer.size) != 0 && errno != EINPROGRESS) return errno;
-  WatchFor(EPOLLOUT);
+  // TLS is ours to begin. Otherwise the greeting tells, and to be told of the connection would only cost.
+  WatchFor(m_server.isSecure ? EPOLLOUT : EPOLLIN);
   return 0;
 }
 
@@ -134,6 +131,20 @@ void LineDialogue::ShareTime() {
   if (m_addresses.empty() || !m_failure.empty()) return;
   const auto now = m_context.loop.Now();
   m_attemptEnds.Set(now + (m_deadline - now) / (m_addresses.size() + 1));
+}
+
+void LineDialogue::EndAttempt() {
+  if (IsConnected())
+    FinishConnecting();
+  else
+    TryNextAddress("no answer");
+  TellClient();
+}
+
+bool LineDialogue::IsConnected() const {
+  sockaddr_storage peer{};
+  socklen_t size = sizeof peer;
+  return ::getpeername(m_socket.Get(), reinterpret_cast<sockaddr*>(&peer), &size) == 0;
 }
 
 void LineDialogue::FinishConnecting() {

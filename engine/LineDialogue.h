@@ -22,9 +22,9 @@ struct DialogueContext {
   TlsClient& tls;
 };
 
-/// A conversation in lines with a server, as POP3 and SMTP hold it: looks up the name, connects, secures the
-/// connection, reads and writes lines within limits, and never blocks the loop. Destroying it closes the
-/// connection without waiting for anything.
+/// A conversation in lines with a server that greets first, as POP3 and SMTP hold it: looks up the name,
+/// connects, secures the connection, reads and writes lines within limits, and never blocks the loop.
+/// Destroying it closes the connection without waiting for anything.
 class LineDialogue : private Watcher {
  public:
   class Client {
@@ -67,6 +67,7 @@ class LineDialogue : private Watcher {
   [[nodiscard]] std::string LocalAddress() const;
 
  private:
+  /// Connecting goes on until the greeting.
   enum class State { LookingUp, Connecting, Securing, Open };
 
   void Ready(int fd, std::uint32_t events) override;
@@ -74,6 +75,8 @@ class LineDialogue : private Watcher {
   void TryNextAddress(std::string whyNot);
   [[nodiscard]] int BeginConnecting(const std::string& address);
   void ShareTime();
+  void EndAttempt();
+  [[nodiscard]] bool IsConnected() const;
   void FinishConnecting();
   void BeginTls();
   void Handshake();

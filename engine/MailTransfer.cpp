@@ -42,7 +42,7 @@ class MailTransfer final : public MailSession {
   void TakeExtension(std::string_view name);
   [[nodiscard]] Outcome Answered();
   [[nodiscard]] Outcome Enter(At at);
-  [[nodiscard]] std::string Self();
+  [[nodiscard]] const std::string& Self();
 
   [[nodiscard]] std::string SayEhlo() { return "EHLO " + Self(); }
   [[nodiscard]] std::string SayHelo() { return "HELO " + Self(); }
@@ -53,6 +53,7 @@ class MailTransfer final : public MailSession {
   [[nodiscard]] std::string SayText();
 
   Mail m_mail;
+  std::string m_self;  // once it is asked for
   At m_at = Greeting;
   std::string m_answer;  // code and words of all lines so far
   bool m_offersTls = false;
@@ -98,10 +99,13 @@ std::string MailTransfer::InputFailure() const {
 }
 
 /// As a server may be told who we are: by name, else by address (RFC 5321, 4.1.3).
-std::string MailTransfer::Self() {
-  if (auto name = FullHostName(); !name.empty()) return name;
-  const auto address = Dialogue().LocalAddress();
-  return (address.find(':') == std::string::npos ? "[" : "[IPv6:") + address + "]";
+const std::string& MailTransfer::Self() {
+  if (m_self.empty()) m_self = FullHostName();
+  if (m_self.empty()) {
+    const auto address = Dialogue().LocalAddress();
+    m_self = (address.find(':') == std::string::npos ? "[" : "[IPv6:") + address + "]";
+  }
+  return m_self;
 }
 
 std::string MailTransfer::SayMailFrom() {
