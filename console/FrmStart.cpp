@@ -4,14 +4,12 @@
 #include <QHeaderView>
 #include <QScopedValueRollback>
 #include <QScreen>
-#include <algorithm>
 #include <array>
 
-#include "console/ConsoleLayout.h"
 #include "console/StatusPoll.h"
+#include "console/WindowLayout.h"
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/MainBas.h"
-#include "console/shared/Twips.h"
 #include "console/shared/Wire.h"
 #include "pages/FrmPop3Monitor.h"
 #include "pages/FrmSmtpMonitor.h"
@@ -33,12 +31,8 @@ using shared::BoxButtons;
 using shared::BoxChoice;
 using shared::BoxIcon;
 using shared::StopMark;
-using shared::ToPixels;
-using shared::ToTwips;
 
 constexpr int PollMilliseconds = 5000;
-constexpr double TreeWidth = 2604;
-constexpr double StripWidth = 50;
 constexpr int NoPageKind = 1;
 constexpr char RootKey = 'g';
 
@@ -61,14 +55,6 @@ constexpr std::size_t WebSlot = 0;
 
 std::string MonitorKey(const std::string& fullName) {
   return std::string("m").append(fullName);
-}
-
-Area BoxOf(const QWidget& widget) {
-  return {ToTwips(widget.x()), ToTwips(widget.y()), ToTwips(widget.width()), ToTwips(widget.height())};
-}
-
-void Place(QWidget& widget, const Area& box) {
-  widget.setGeometry(ToPixels(box.left), ToPixels(box.top), ToPixels(box.width), ToPixels(box.height));
 }
 }  // namespace
 
@@ -222,40 +208,9 @@ void FrmStart::closeEvent(QCloseEvent* event) {
 void FrmStart::Form_Resize() {
   if (isMinimized() || LaidOut) return;
   LaidOut = true;
-  LayOutControls();
+  LayOutWindow(*this, *m_ui, LoadedPage(WebSlot));
   m_bas.CenterForm(*this, *screen());
   ConnectService(m_bas.MachineName);
-}
-
-/// A page that a large font has made larger needs a larger frame, and room for the picture below it.
-void FrmStart::MakeRoomFor(const Page& page) {
-  constexpr QSize gaps{2, 12};
-  const auto needed = page.size() + gaps + QSize(0, m_ui->Img->height());
-  setFixedSize(size() + (needed - m_ui->Fram->size()).expandedTo({0, 0}));
-}
-
-void FrmStart::LayOutControls() {
-  const auto& page = LoadedPage(WebSlot);
-  MakeRoomFor(page);
-  ConsoleLayout layout{
-      .window = BoxOf(*this),
-      .toolBar = BoxOf(*m_ui->ToolBar),
-      .tvCtrl = BoxOf(*m_ui->TvCtrl),
-      .picScroll = BoxOf(*m_ui->PicScroll),
-      .fram = BoxOf(*m_ui->Fram),
-      .lstV = BoxOf(*m_ui->LstV),
-      .img = BoxOf(*m_ui->Img),
-  };
-  layout.tvCtrl.width = TreeWidth;
-  layout.picScroll.width = StripWidth;
-  LayOut(layout, ToTwips(page.width()));
-  Place(*m_ui->TvCtrl, layout.tvCtrl);
-  Place(*m_ui->PicScroll, layout.picScroll);
-  Place(*m_ui->Fram, layout.fram);
-  Place(*m_ui->LstV, layout.lstV);
-  Place(*m_ui->Img, layout.img);
-  setFixedSize(ToPixels(layout.window.width), ToPixels(layout.window.height));
-  m_ui->ToolBar->resize(width(), m_ui->ToolBar->height());
 }
 
 // Tree, list and pages.
@@ -303,20 +258,8 @@ void FrmStart::ShowRoot() {
   Timer1_Timer();
 }
 
-/// What the caption of a column of the list takes, with the least space around it.
-int FrmStart::CaptionWidth(int column) const {
-  constexpr int space = 8;
-  const auto caption = m_list.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
-  return m_ui->LstV->header()->fontMetrics().horizontalAdvance(caption) + space;
-}
-
 void FrmStart::BuildList() {
-  const double width = ToTwips(m_ui->LstV->width());
-  const std::array<double, StatusModel::ColumnCount> widths = {width / 4, 700, 700, width * 0.8 - 500};
-  for (int column = 0; column < StatusModel::ColumnCount; ++column) {
-    const int drawn = ToPixels(widths[static_cast<std::size_t>(column)]);
-    m_ui->LstV->header()->resizeSection(column, std::max(drawn, CaptionWidth(column)));
-  }
+  m_ui->LstV->SizeColumns();
   setWindowTitle(QString::fromLatin1(shared::ApplicationTitle));
   std::vector<StatusRow> rows;
   rows.reserve(m_tree.Children().size());

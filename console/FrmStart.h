@@ -75,8 +75,6 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void LoadDataFile();
   void ConnectService(const std::string& machine);
   void FillTree();
-  void MakeRoomFor(const Page& page);
-  void LayOutControls();
 
   /// Null if none is.
   [[nodiscard]] const Node* SelectedNode() const;
@@ -84,7 +82,6 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void ShowRoot();
   void ShowMonitor(const Node& node);
   void ShowPage(Page& form);
-  [[nodiscard]] int CaptionWidth(int column) const;
   void BuildList();
   void EnableButtons(bool canDelete, bool canStart, bool canStop);
   /// The menu entries take the state of the buttons of the same word.
