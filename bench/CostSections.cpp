@@ -18,9 +18,9 @@ namespace keys = console::engine::keys;
 
 namespace {
 
-constexpr int Rounds = 3;
+constexpr int Rounds = 5;
 constexpr int SlowPerSecond = 200;
-constexpr int SlowSeconds = 4;
+constexpr int SlowSeconds = 2;
 constexpr double MostToBare = 1.3;
 constexpr double MostMicrosecondsSecure = 1000;
 /// At few checks a second the machine wakes for each.
@@ -95,7 +95,7 @@ void Report(FigureTable& table, const Comparison& comparison) {
 }  // namespace
 
 void CostOfChecks(FigureTable& table, const CheckedServers& servers) {
-  table.Section("CPU per check, the best of 3");
+  table.Section("CPU per check, the best of 5");
   BareWebLoop web(servers.url, servers.wanted);
   BareWebLoop secureWeb(servers.secureUrl, servers.wanted, servers.caFile);
   BareMailLoop pop3(Pop3Dialogue(servers.pop3));

@@ -7,6 +7,7 @@
 #include <functional>
 #include <thread>
 
+#include "bench/BareWebLoop.h"
 #include "bench/EngineProcess.h"
 #include "bench/Lateness.h"
 #include "bench/Measure.h"
@@ -90,6 +91,15 @@ class World {
   link::EngineClient m_console;
 };
 
+/// The cores that nothing but the transfers would keep busy on this machine, at so many a second.
+double BareCores(const LoadPage& page, double perSecond) {
+  constexpr int Checks = 20000;
+  BareWebLoop loop(page.url, page.wanted);
+  std::vector<CostRow> rows{{"bare loop", Checks, [&] { return loop.Run(Checks, 0); }}};
+  MeasureInTurns(rows, 3);
+  return 1e-6 * rows[0].best.Each() * perSecond;
+}
+
 void Wait(double seconds) {
   std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
 }
@@ -101,23 +111,26 @@ void FullLoad(FigureTable& table, const LoadPage& page, int seconds) {
   const int counted = std::max(2, 10 / seconds);  // ten seconds or more
   const Lateness::Expected expected{MostMonitors, MostMonitors, std::chrono::seconds(seconds), Skipped,
                                     counted};
-  const double window = counted * seconds;
   table.Section("32,767 web monitors every " + std::to_string(seconds) + " s");
+  table.Add("a bare libcurl loop at that pace", BareCores(page, double{MostMonitors} / seconds), "cores");
   World world(Monitors(page, MostMonitors, std::to_string(seconds)), page.arrivals);
   Wait(Skipped * seconds);
   const auto cpu = world.Engine().CpuSeconds();
+  const auto arrived = page.arrivals.Count();
   const auto began = Clock::now();
-  const auto writes = world.WriteFor(std::chrono::duration<double>(window));
-  const double cores =
-      (world.Engine().CpuSeconds() - cpu) / std::chrono::duration<double>(Clock::now() - began).count();
+  const auto writes = world.WriteFor(std::chrono::duration<double>(counted * seconds));
+  const auto passed = std::chrono::duration<double>(Clock::now() - began).count();
+  const auto checks = page.arrivals.Count() - arrived;
+  const auto busy = world.Engine().CpuSeconds() - cpu;
   Wait(seconds);  // the last round that counts comes to its end
   const auto lateness = Lateness::Of(page.arrivals.All(), expected);
   const auto failures = world.EndAndCountFailures();
 
-  table.Add("checks a second", static_cast<double>(lateness.milliseconds.size()) / window, "");
+  table.Add("checks a second", checks / passed, "");
   table.Add("checks lost: not started", lateness.lost, "", 0);
   table.Add("checks lost: not good", failures, "", 0);
-  table.Add("engine's CPU", cores, "cores", 1);
+  table.Add("engine's CPU", busy / passed, "cores", 1);
+  table.Add("engine's CPU per check", 1e6 * busy / checks, "us");
   table.Add("start lateness p50, as the server sees it", Quantile(lateness.milliseconds, 0.5), "ms");
   table.Add("start lateness p99", Quantile(lateness.milliseconds, 0.99), "ms", 25);
   table.Add("answer time of the link p50, a write", Quantile(writes, 0.5), "ms");
@@ -157,10 +170,10 @@ void Growth(FigureTable& table, const LoadPage& page) {
     World world(Monitors(page, count, std::to_string(count / PerSecond)), page.arrivals);
     Wait(2);
     const auto cpu = world.Engine().CpuSeconds();
-    const auto checks = page.arrivals.All().size();
+    const auto checks = page.arrivals.Count();
     Wait(Window);
     const auto cpuEach =
-        1e6 * (world.Engine().CpuSeconds() - cpu) / static_cast<double>(page.arrivals.All().size() - checks);
+        1e6 * (world.Engine().CpuSeconds() - cpu) / static_cast<double>(page.arrivals.Count() - checks);
     const auto memoryEach = 1024 * (world.Engine().Memory() - empty) / count;
     const bool isFirst = count == 100;
     const auto name = std::to_string(count) + " monitors: ";

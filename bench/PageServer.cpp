@@ -45,9 +45,12 @@ void Arrivals::Clear() {
   m_shared->count.store(0);
 }
 
+std::uint32_t Arrivals::Count() const {
+  return m_shared->count.load(std::memory_order_acquire);
+}
+
 std::vector<Arrivals::Entry> Arrivals::All() const {
-  const auto count = m_shared->count.load(std::memory_order_acquire);
-  return {m_shared->entries.begin(), m_shared->entries.begin() + count};
+  return {m_shared->entries.begin(), m_shared->entries.begin() + Count()};
 }
 
 PageServer::PageServer(const std::string& page, Arrivals& arrivals)

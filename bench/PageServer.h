@@ -27,6 +27,7 @@ class Arrivals {
   /// Beyond the capacity nothing is noted any more.
   void Note(std::uint32_t monitor);
   void Clear();
+  [[nodiscard]] std::uint32_t Count() const;
   [[nodiscard]] std::vector<Entry> All() const;
 
  private:
