@@ -18,12 +18,14 @@ using std::chrono::milliseconds;
 
 namespace {
 
-/// Starts that fall into one tick are taken together: waking for each would cost more than the check.
-using Tick = std::chrono::duration<std::int64_t, std::centi>;
-constexpr milliseconds HandOverEvery{20};
+/// How long a report waits for those of the checks that are still in flight: they go over together.
+constexpr milliseconds LongestForCompany{20};
 constexpr milliseconds LongestWait{60000};
 /// Each check in flight costs memory too, a few ten kilobytes.
 constexpr std::size_t MostInFlight = 10000;
+/// Begun in one round of the loop. When checks are due faster than they can be made, those in flight then
+/// come to their end before more begin, and what they hold stays small and warm.
+constexpr int MostBegunAtOnce = 32;
 /// Descriptors for everything that isn't a check: logs, consoles, the data file, started programs.
 constexpr std::size_t SpareDescriptors = 256;
 
@@ -36,10 +38,6 @@ std::size_t RoomForChecks() {
   // A check may hold two, when it tries two addresses of a host side by side.
   const auto room = got > 2 * SpareDescriptors ? (got - SpareDescriptors) / 2 : got / 4;
   return std::clamp<std::size_t>(room, 1, MostInFlight);
-}
-
-Moment NextTick(Moment moment) {
-  return std::chrono::ceil<Tick>(moment);
 }
 
 }  // namespace
@@ -98,8 +96,13 @@ CheckLoop::CheckLoop(const CheckerOptions& options, Deliver deliver)
       m_resolver(m_loop, options.resolver),
       m_tls(m_options.caFile),
       m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset, m_options.maxPageBytes},
-      m_notifier(m_context, m_options.folder, [this](CheckReport report) { Report(std::move(report)); }),
-      m_launcher(m_loop, {m_options.folder}, [this](CheckReport report) { Report(std::move(report)); }) {
+      m_notifier(m_context, m_options.folder,
+                 [this](CheckReport report) {
+                   Report({std::move(report), 0});
+                 }),
+      m_launcher(m_loop, {m_options.folder}, [this](CheckReport report) {
+        Report({std::move(report), 0});
+      }) {
   const auto room = RoomForChecks();
   m_options.maxInFlight = m_options.maxInFlight == 0 ? room : std::min(m_options.maxInFlight, room);
   for (const auto& row : ProbeTable())
@@ -181,7 +184,7 @@ void CheckLoop::Enqueue(std::unique_ptr<Check> check) {
 }
 
 void CheckLoop::BeginWaiting() {
-  while (!m_waiting.empty() && m_inFlight.size() < m_options.maxInFlight) {
+  while (MayBegin()) {
     m_inFlight.splice(m_inFlight.end(), m_waiting, m_waiting.begin());
     auto& check = *m_inFlight.back();
     check.isInFlight = true;
@@ -200,7 +203,7 @@ void CheckLoop::End(Check& check, std::string failure) {
       AppendRemark(report.remark, "the check outlasted its interval");
   }
   report.remark = PlainText(report.remark);
-  m_reports.push_back(std::move(check.report));
+  Report(std::move(check.report));
   Drop(check);
 }
 
@@ -211,25 +214,28 @@ void CheckLoop::Drop(Check& check) {
 void CheckLoop::RunOnce() {
   SetAlarm();
   m_loop.RunOnce(LongestWait);
-  const auto due = m_schedule.NextDue();
-  if (due && NextTick(*due) <= m_loop.Now()) TakeDue();
+  const auto start = m_schedule.NextStart();
+  if (start && *start <= m_loop.Now()) TakeDue();
   BeginWaiting();
   HandOver();
 }
 
-/// The first report after a pause goes over at once; those that follow it wait for company.
+void CheckLoop::Report(StampedReport report) {
+  if (m_reports.empty()) m_firstReport = m_loop.Now();
+  m_reports.push_back(std::move(report));
+}
+
 void CheckLoop::HandOver() {
-  const auto now = m_loop.Now();
-  if (m_reports.empty() || now < m_handedOver + HandOverEvery) return;
-  m_handedOver = std::chrono::floor<Tick>(now);  // so that the next hand-over meets a tick of starts
+  if (m_reports.empty()) return;
+  if (!m_inFlight.empty() && m_loop.Now() < m_firstReport + LongestForCompany) return;
   m_deliver(std::exchange(m_reports, {}));
 }
 
 void CheckLoop::SetAlarm() {
   auto next = Moment::max();
-  if (const auto due = m_schedule.NextDue()) next = NextTick(*due);
-  if (!m_reports.empty()) next = std::min(next, m_handedOver + HandOverEvery);
-  if (!m_waiting.empty() && m_inFlight.size() < m_options.maxInFlight) next = m_loop.Now();
+  if (const auto start = m_schedule.NextStart()) next = *start;
+  if (!m_reports.empty()) next = std::min(next, m_firstReport + LongestForCompany);
+  if (MayBegin()) next = m_loop.Now();
   m_alarm.Set(next);
 }
 

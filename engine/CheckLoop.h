@@ -84,10 +84,13 @@ class CheckLoop {
   std::chrono::milliseconds TakeAttributes(Watched& watched, CheckTarget target);
   void TakeDue();
   void Enqueue(std::unique_ptr<Check> check);
+  [[nodiscard]] bool MayBegin() const {
+    return !m_waiting.empty() && m_inFlight.size() < m_options.maxInFlight;
+  }
   void BeginWaiting();
   void End(Check& check, std::string failure);
   void Drop(Check& check);
-  void Report(CheckReport report) { m_reports.push_back({std::move(report), 0}); }
+  void Report(StampedReport report);
   void HandOver();
   void SetAlarm();
   [[nodiscard]] ProbeType* TypeOf(std::string_view fullName) const;
@@ -107,7 +110,7 @@ class CheckLoop {
   Notifier m_notifier;
   Launcher m_launcher;
   std::vector<StampedReport> m_reports;
-  Moment m_handedOver{};
+  Moment m_firstReport{};  // when the first of them came
 };
 
 }  // namespace norvane::engine

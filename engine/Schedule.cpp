@@ -57,8 +57,14 @@ bool Schedule::End(MonitorId id, Moment now) {
   return outlasted;
 }
 
-std::optional<Moment> Schedule::NextDue() const {
-  return m_due.empty() ? std::nullopt : std::optional(m_due.begin()->first);
+std::optional<Moment> Schedule::NextStart() const {
+  std::optional<Moment> start;
+  int company = 0;
+  for (const auto& [due, id] : m_due) {
+    if (company++ == Company || due > m_due.begin()->first + CompanyWithin) break;
+    start = due;
+  }
+  return start;
 }
 
 }  // namespace norvane::engine

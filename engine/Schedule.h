@@ -19,6 +19,12 @@ class Schedule {
  public:
   using Interval = std::chrono::milliseconds;
 
+  /// Checks that are due this close together start together, when the last of them is due: waking for each
+  /// would cost more than the check.
+  static constexpr Interval CompanyWithin{40};
+  /// So many are company enough; waiting for more would save nothing.
+  static constexpr int Company = 16;
+
   /// `id` must not stand in the schedule.
   void Add(MonitorId id, Moment first, Interval interval);
   void Remove(MonitorId id);
@@ -30,8 +36,8 @@ class Schedule {
   /// The check has ended. True if it outlasted its interval; the next is then due at once.
   bool End(MonitorId id, Moment now);
 
-  /// The earliest moment at which `TakeDue` will give something.
-  [[nodiscard]] std::optional<Moment> NextDue() const;
+  /// When those that are due next are to be taken.
+  [[nodiscard]] std::optional<Moment> NextStart() const;
 
  private:
   struct Entry {

@@ -64,7 +64,7 @@ TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
           schedule.SetInterval(Id, milliseconds(step.at));
       }
     }
-    EXPECT_EQ(schedule.NextDue(), nextDue < 0 ? std::nullopt : std::optional(At(nextDue)));
+    EXPECT_EQ(schedule.NextStart(), nextDue < 0 ? std::nullopt : std::optional(At(nextDue)));
   }
 }
 
@@ -80,7 +80,34 @@ TEST(Schedule, GivesTheLongestOverdueFirst) {
   schedule.Remove(1);  // while it runs
   schedule.Remove(1);
   EXPECT_FALSE(schedule.End(2, At(410)));
-  EXPECT_EQ(schedule.NextDue(), At(1100));
+  EXPECT_EQ(schedule.NextStart(), At(1100));
+}
+
+TEST(Schedule, WaitsForCompanyThatComesSoon) {
+  const std::vector<int> crowd(Schedule::Company, 100);
+  const auto crowdAnd = [&](int due) {
+    auto all = crowd;
+    all.push_back(due);
+    return all;
+  };
+  const struct {
+    const char* name;
+    std::vector<int> due;
+    int start;
+  } rows[] = {
+      {"alone", {100}, 100},
+      {"the other comes too late", {100, 141}, 100},
+      {"the last of them", {140, 100, 120}, 140},
+      {"counted from the first", {100, 130, 160}, 130},
+      {"company enough", crowdAnd(130), 100},
+  };
+  for (const auto& [name, due, start] : rows) {
+    SCOPED_TRACE(name);
+    Schedule schedule;
+    for (MonitorId id = 0; id < due.size(); ++id)
+      schedule.Add(id, At(due[id]), milliseconds(1000));
+    EXPECT_EQ(schedule.NextStart(), At(start));
+  }
 }
 
 }  // namespace
