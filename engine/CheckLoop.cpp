@@ -184,7 +184,7 @@ void CheckLoop::Enqueue(std::unique_ptr<Check> check) {
 }
 
 void CheckLoop::BeginWaiting() {
-  while (MayBegin()) {
+  for (int begun = 0; MayBegin() && begun < MostBegunAtOnce; ++begun) {
     m_inFlight.splice(m_inFlight.end(), m_waiting, m_waiting.begin());
     auto& check = *m_inFlight.back();
     check.isInFlight = true;
