@@ -10,7 +10,7 @@ struct CheckResult {
   bool good = false;
   /// "Ok", or what failed and why, in words for the user; never holds a password or a control character.
   std::string reason;
-  /// Wall clock at the start of the check, for logs.
+  /// Wall clock for logs: at the start of a check, at the end of a notification.
   std::chrono::system_clock::time_point at;
   std::chrono::milliseconds duration{0};
 };

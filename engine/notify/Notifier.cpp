@@ -64,7 +64,6 @@ void Notifier::Notify(NotifyRequest request, std::uint64_t ticket) {
   report.id = request.id;
   report.ticket = ticket;
   report.kind = CheckReport::Kind::Notification;
-  report.result.at = std::chrono::system_clock::now();
   auto mode = NotifyMode::Parse(request.mode);
   if (mode.form == NotifyMode::Form::None) return Tell(std::move(report), "no notification is set");
   const auto line = m_lines.find(mode.form);
@@ -88,6 +87,9 @@ void Notifier::BeginWaiting() {
 }
 
 void Notifier::Tell(CheckReport report, const std::string& failure) {
+  // Not when it was asked for, which may be long ago: a log must not say that a mail went out while its
+  // server was down.
+  report.result.at = std::chrono::system_clock::now();
   report.result.good = failure.empty();
   report.result.reason = failure.empty() ? std::string(console::engine::ResultOk) : PlainText(failure);
   m_report(std::move(report));

@@ -119,9 +119,12 @@ TEST_F(NotifierTest, ADeadPeerEndsInTimeAndHoldsOnlyItsOwnQueue) {
   EXPECT_EQ(Outcome("TEL://"), "no modem configured");
   m_reports.clear();
   m_ahead += milliseconds(20000);
+  const auto ended = std::chrono::system_clock::now();
   RunUntil([&] { return m_reports.size() == 16; });
-  for (const auto& report : m_reports)
+  for (const auto& report : m_reports) {
     EXPECT_TRUE(report.result.reason.starts_with("no answer within 20 s (")) << report.result.reason;
+    EXPECT_GE(report.result.at, ended) << "a log would tell it before the outage went on";
+  }
   m_loop.RunOnce(milliseconds(0));
   m_ahead += milliseconds(20000);
   RunUntil([&] { return m_reports.size() == 17; });
