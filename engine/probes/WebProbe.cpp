@@ -11,6 +11,7 @@
 #include "engine/probes/HeldPage.h"
 #include "engine/probes/WebReason.h"
 #include "engine/probes/WebTransfers.h"
+#include "platform/Blanks.h"
 
 namespace norvane::engine {
 
@@ -36,7 +37,7 @@ class WebProbe final : public Probe, private WebTransfers::Client {
         m_page(context.roomForPages) {}
   ~WebProbe() override;
 
-  void Begin() override { Visit(m_attributes.Get(keys::Parameter).c_str()); }
+  void Begin() override { Visit(std::string(platform::Trimmed(m_attributes.Get(keys::Parameter))).c_str()); }
   [[nodiscard]] std::string_view Step() const override;
 
  private:

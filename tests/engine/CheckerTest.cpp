@@ -92,6 +92,7 @@ TEST(Checker, TellsWhyAPageIsBad) {
   };
   std::vector<Row> rows = {
       {"by name", server.Url("/page", "localhost"), "Ok"},
+      {"blanks around the URL", " " + server.Url("/page") + " ", "Ok"},
       {"not found", server.Url("/none"), "HTTP status 404"},
       {"refused", at(refusing.Port()), "connection refused"},
       {"no connection", at(stalled.Port()), late + "(connecting)"},

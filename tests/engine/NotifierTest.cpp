@@ -82,7 +82,7 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
 TEST_F(NotifierTest, MailsThroughTheServerOfTheMode) {
   tests::SmtpServer server;
   const auto mode = "sMtP://LOCALHOST:" + std::to_string(server.Port()) + ";norvane@console.test";
-  EXPECT_EQ(Outcome(mode, "you@office.test"), "Ok");
+  EXPECT_EQ(Outcome(mode + " ", " you@office.test "), "Ok");
   ASSERT_EQ(server.Mails().size(), 1u);
   const auto mail = server.Mails()[0];
   EXPECT_EQ(mail.from, "<norvane@console.test>");
