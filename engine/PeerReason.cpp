@@ -40,6 +40,10 @@ std::string CertificateFailure(long result, const std::string& host) {
   }
 }
 
+std::string TlsFailure(const std::string& host, std::string_view why) {
+  return "TLS with " + host + " failed: " + std::string(why);
+}
+
 std::string AuthoritiesUnreadable() {
   return "the file of trusted certificate authorities cannot be read";
 }

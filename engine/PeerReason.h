@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace norvane::engine {
 
@@ -10,6 +11,9 @@ namespace norvane::engine {
 
 /// Why the certificate of `host` was not taken, from OpenSSL's result of its verification. For the user.
 [[nodiscard]] std::string CertificateFailure(long result, const std::string& host);
+
+/// TLS with `host` did not come about: `why`. For the user.
+[[nodiscard]] std::string TlsFailure(const std::string& host, std::string_view why);
 
 [[nodiscard]] std::string AuthoritiesUnreadable();
 

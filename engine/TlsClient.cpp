@@ -58,10 +58,9 @@ std::string TlsClient::HandshakeFailure(const SSL* ssl, const std::string& host)
   const auto verified = SSL_get_verify_result(ssl);
   if (SSL_get_verify_mode(ssl) != SSL_VERIFY_NONE && verified != X509_V_OK)
     return CertificateFailure(verified, host);
-  const auto what = "TLS with " + host + " failed";
   if (const char* words = ERR_reason_error_string(ERR_peek_error()); words != nullptr)
-    return what + ": " + words;
-  return what + ": " + ConnectionFailure(systemError, "connection closed by the server");
+    return TlsFailure(host, words);
+  return TlsFailure(host, ConnectionFailure(systemError, "connection closed by the server"));
 }
 
 }  // namespace norvane::engine

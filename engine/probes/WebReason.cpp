@@ -2,6 +2,8 @@
 
 #include <openssl/x509_vfy.h>
 
+#include <string_view>
+
 #include "engine/PeerReason.h"
 
 namespace norvane::engine {
@@ -23,8 +25,22 @@ std::string VerificationFailure(CURL* curl, const std::string& host) {
   return CertificateFailure(isName ? X509_V_ERR_HOSTNAME_MISMATCH : result, host);
 }
 
+std::string_view Words(CURLcode code, const char* words) {
+  return *words != '\0' ? words : curl_easy_strerror(code);
+}
+
 std::string WithWords(const std::string& what, CURLcode code, const char* words) {
-  return what + ": " + (*words != '\0' ? words : curl_easy_strerror(code));
+  return what + ": " + std::string(Words(code, words));
+}
+
+/// libcurl hands on OpenSSL's line, "OpenSSL/3.0.22: error:0A00010B:SSL routines::wrong version number". Of a
+/// connection that broke it says "OpenSSL SSL_connect: SSL_ERROR_SYSCALL in connection to HOST:PORT", or
+/// "Recv failure: Connection reset by peer", as the moment has it.
+std::string_view TlsWords(std::string_view words) {
+  for (const std::string_view broken : {"OpenSSL SSL_connect: ", "Recv failure: ", "Send failure: "})
+    if (words.starts_with(broken)) return "connection closed by the server";
+  const auto routine = words.rfind("::");
+  return routine == std::string_view::npos ? words : words.substr(routine + 2);
 }
 
 }  // namespace
@@ -36,7 +52,7 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* words, const 
     case CURLE_PEER_FAILED_VERIFICATION:
       return VerificationFailure(curl, host);
     case CURLE_SSL_CONNECT_ERROR:
-      return WithWords("TLS with " + host + " failed", code, words);
+      return TlsFailure(host, TlsWords(Words(code, words)));
     case CURLE_SSL_CACERT_BADFILE:
       return AuthoritiesUnreadable();
     case CURLE_GOT_NOTHING:
