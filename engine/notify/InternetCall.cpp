@@ -11,18 +11,21 @@ namespace {
 
 class InternetCall final : public Probe {
  public:
-  InternetCall(ProbeType& type, std::string url, std::chrono::milliseconds timeout, ProbeClient& client) {
+  InternetCall(ProbeType& type, std::string url, std::chrono::milliseconds timeout, ProbeClient& client)
+      : m_client(client) {
+    if (url.size() > Attributes::MaxValueSize) return;  // percent-encoding makes three bytes of one
     Attributes attributes;
     attributes.Set(console::engine::keys::Parameter, std::move(url));
     m_target.attributes = std::make_shared<const Attributes>(std::move(attributes));
     m_fetch = type.Make(m_target, timeout, client);
   }
-  void Begin() override { m_fetch->Begin(); }
+  void Begin() override { m_fetch ? m_fetch->Begin() : m_client.Ended("the message is too long"); }
   [[nodiscard]] std::string_view Step() const override { return m_fetch->Step(); }
 
  private:
+  ProbeClient& m_client;
   CheckTarget m_target;
-  std::unique_ptr<Probe> m_fetch;
+  std::unique_ptr<Probe> m_fetch;  // none if the address is too long
 };
 
 class InternetCallChannel final : public Channel {

@@ -18,11 +18,7 @@ using tests::Rows;
 class NotifierTest : public testing::Test {
  protected:
   void Notify(const std::string& mode, const std::string& to = "+49 555") {
-    m_notifier.Notify({3, mode, to,
-                       "Gr\xc3\xbc\xc3\x9f"
-                       "e & %s",
-                       "The body"},
-                      ++m_lastTicket);
+    m_notifier.Notify({3, mode, to, m_message, "The body"}, ++m_lastTicket);
   }
   void RunUntil(const std::function<bool()>& condition) {
     for (int i = 0; i < 2000 && !condition(); ++i)
@@ -50,6 +46,9 @@ class NotifierTest : public testing::Test {
   const platform::LegacyCharset m_charset;
   TlsClient m_tls{m_caFile};
   ProbeContext m_context{m_loop, m_resolver, m_tls, m_caFile, m_charset, 0};
+  std::string m_message =
+      "Gr\xc3\xbc\xc3\x9f"
+      "e & %s";
   std::vector<CheckReport> m_reports;
   std::uint64_t m_lastTicket = 0;
   Notifier m_notifier{m_context, m_folder.Path(),
@@ -110,6 +109,11 @@ TEST_F(NotifierTest, TellsWhatItCannotSend) {
   };
   for (const auto& [mode, outcome] : rows)
     EXPECT_EQ(Outcome(mode), outcome) << mode;
+}
+
+TEST_F(NotifierTest, RefusesACallThatIsTooLong) {
+  m_message.assign(Attributes::MaxValueSize, ' ');
+  EXPECT_EQ(Outcome("http://127.0.0.1/%s%s"), "the message is too long");
 }
 
 TEST_F(NotifierTest, ADeadPeerEndsInTimeAndHoldsOnlyItsOwnQueue) {
