@@ -124,6 +124,8 @@ void Service::LoadAtStart() {
     m_servedFile = m_dataFile;
   } catch (const StoreError& error) {
     if (error.Code() == StoreErrorCode::NoFile) return;
+    // By the next save it may be well again, and an engine without monitors would replace it.
+    if (error.Code() == StoreErrorCode::Failed) throw;
     Notice(std::string("the data file cannot be read, so the engine starts without monitors: ") +
            error.what());
   }

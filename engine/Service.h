@@ -48,8 +48,8 @@ class Service {
   };
 
   /// Reads the engine's own state and the data file of the folder and starts its enabled monitors. If the
-  /// data file cannot be read the engine starts empty; the next save keeps that file under another name (see
-  /// `Notices`). Throws StoreError or std::system_error if the folder cannot be worked in.
+  /// data file is damaged the engine starts empty; the next save keeps that file under another name (see
+  /// `Notices`). Throws StoreError or std::system_error if the folder or a file in it cannot be worked with.
   explicit Service(Options options);
   ~Service();
   Service(const Service&) = delete;

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "engine/Database.h"
+#include "engine/StoreError.h"
 #include "tests/engine/TestEngine.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
@@ -174,6 +176,24 @@ TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
     kept += entry.path().filename().string().find(".unreadable-") != std::string::npos;
   EXPECT_EQ(kept, 2);
   EXPECT_EQ(engine.Load(own), std::nullopt);
+}
+
+TEST(Service, RefusesToStartOnADataFileThatCannotBeReadJustNow) {
+  const TempFolder folder;
+  const std::string own = folder / "NorvaneEngine.dat";
+  {
+    Engine engine(folder.Path());
+    engine.Add("WebMonitor Of a");
+    EXPECT_EQ(engine.Shutdown(), std::nullopt);
+  }
+  {
+    Database other(own, Database::Mode::Write);
+    other.Run("BEGIN EXCLUSIVE");
+    // One that starts empty would put nothing in the file's place as soon as it can.
+    EXPECT_THROW(Engine(folder.Path()), StoreError);
+  }
+  Engine engine(folder.Path());
+  EXPECT_EQ(engine.service.Table().Count(), 1u);
 }
 
 TEST(Service, ValuesOfTheServiceAreKeptAndThePassIsItsOwn) {
