@@ -173,24 +173,27 @@ std::string Service::ConfigValue(std::string_view key) const {
 }
 
 void Service::CommitConfig(std::map<std::string, std::string> values, Completion done) {
-  auto merged = m_config;
-  for (auto& [key, value] : values) {
+  for (const auto& [key, value] : values) {
     if (key == ce::service::ControlPass || key.empty() || key.size() > Attributes::MaxKeySize ||
         value.size() > Attributes::MaxValueSize) {
       done(std::make_exception_ptr(
           EngineError(EngineErrorCode::Invalid, "the service value cannot be set: " + key)));
       return;
     }
-    merged[key] = std::move(value);
   }
-  if (merged.size() > MaxConfigValues) {
+  const StateFile::Values changed(values.begin(), values.end());
+  auto all = changed;
+  all.insert(m_config.begin(), m_config.end());
+  if (all.size() > MaxConfigValues) {
     done(std::make_exception_ptr(EngineError(EngineErrorCode::Invalid, "too many service values")));
     return;
   }
-  m_writer->Run([this, merged] { m_state->SetConfig(merged); },
-                [this, merged, done = std::move(done)](std::exception_ptr error) {
-                  if (!error) m_config = merged;
-                  done(error ? ForConsole(error) : nullptr);
+  m_writer->Run([this, changed] { m_state->SetConfig(changed); },
+                [this, changed, done = std::move(done)](std::exception_ptr error) {
+                  if (error) return done(ForConsole(error));
+                  for (const auto& [key, value] : changed)
+                    m_config[key] = value;
+                  done(nullptr);
                 });
 }
 

@@ -22,6 +22,7 @@ class StateFile {
   explicit StateFile(const std::string& folder);
 
   [[nodiscard]] Values Config();
+  /// Values that are not among them stay.
   void SetConfig(const Values& values);
 
   /// Open outages by the monitor's full name.

@@ -204,7 +204,10 @@ TEST(Service, ValuesOfTheServiceAreKeptAndThePassIsItsOwn) {
     pass = engine.service.ConfigValue("ControlPass");
     instance = engine.service.Instance();
     EXPECT_EQ(pass.size(), 32u);
-    EXPECT_EQ(engine.Commit("LogFile", "log/x%d.log"), std::nullopt);
+    // Two consoles at once: neither must take back what the other has just set.
+    engine.service.CommitConfig({{"LogFile", "log/x%d.log"}}, [](std::exception_ptr) {});
+    EXPECT_EQ(engine.Commit("other", "y"), std::nullopt);
+    EXPECT_EQ(engine.service.ConfigValue("LogFile"), "log/x%d.log");
     EXPECT_EQ(engine.Commit("ControlPass", "mine"), EngineErrorCode::Invalid);
     EXPECT_EQ(engine.Commit("", "x"), EngineErrorCode::Invalid);
     for (const auto& wrong : {std::string(), pass + "0", pass.substr(1), std::string(32, '0')})
