@@ -25,9 +25,9 @@ OutageRules OutageRules::Of(const Attributes& attributes, std::string& remark) {
 Outage::Actions Outage::Fail(const OutageRules& rules, std::chrono::system_clock::time_point at, Moment now) {
   Actions actions;
   if (m_record.failures++ == 0) m_record.since = at;
-  actions.begin = !m_isOpen && m_record.failures >= rules.failTimes;
-  m_isOpen = m_isOpen || actions.begin;
-  actions.launch = m_isOpen && rules.hasCommand && m_record.launched + 1 <= rules.maxFailTimes;
+  actions.begin = !m_record.isOpen && m_record.failures >= rules.failTimes;
+  m_record.isOpen = m_record.isOpen || actions.begin;
+  actions.launch = m_record.isOpen && rules.hasCommand && m_record.launched + 1 <= rules.maxFailTimes;
   if (actions.launch) ++m_record.launched;
   actions.notify = rules.hasNotification && m_record.failures > rules.maxFailTimes && MayNotify(now);
   if (actions.notify) {

@@ -33,6 +33,7 @@ class Outage {
   struct Record {
     int failures = 0;
     std::chrono::system_clock::time_point since;  ///< the first failure in the row
+    bool isOpen = false;                          ///< they have made an outage
     int launched = 0;
     bool notified = false;
     bool operator==(const Record&) const = default;
@@ -45,13 +46,11 @@ class Outage {
 
   Outage() = default;
   /// As an earlier engine left it.
-  Outage(const Record& record, const OutageRules& rules)
-      : m_record(record), m_isOpen(record.failures >= rules.failTimes) {}
+  explicit Outage(const Record& record) : m_record(record) {}
 
   [[nodiscard]] const Record& What() const { return m_record; }
-  [[nodiscard]] bool IsOpen() const { return m_isOpen; }
   /// Or a restart would begin it anew, or send a second notification.
-  [[nodiscard]] bool MustOutliveEngine() const { return m_isOpen || m_record.notified; }
+  [[nodiscard]] bool MustOutliveEngine() const { return m_record.isOpen || m_record.notified; }
 
   /// One more failed check, which was started at `at`. The actions count as taken; a notification is under
   /// way until `NotifyEnded`.
@@ -63,7 +62,6 @@ class Outage {
   [[nodiscard]] bool MayNotify(Moment now) const;
 
   Record m_record;
-  bool m_isOpen = false;
   bool m_isNotifying = false;
   std::optional<Moment> m_lastTry;
 };

@@ -27,15 +27,10 @@ std::string Variable(const char* name, std::string_view value) {
 void Outages::Restore(const StateFile::Outages& open, const MonitorTable& table) {
   for (const auto& [name, record] : open) {
     const Monitor* monitor = table.Find(name);
-    if (monitor == nullptr || !monitor->Running()) {
+    if (monitor != nullptr && monitor->Running())
+      m_failing.try_emplace(monitor->id, Entry{name, Outage(record)});
+    else
       m_changes[name] = std::nullopt;
-      continue;
-    }
-    std::string remark;  // told by the checker
-    const Outage outage(record, OutageRules::Of(*monitor->attributes, remark));
-    if (!outage.MustOutliveEngine())
-      m_changes[name] = std::nullopt;  // by numbers that have been raised since
-    m_failing.try_emplace(monitor->id, Entry{name, outage});
   }
 }
 
@@ -70,7 +65,7 @@ void Outages::Recover(const Monitor& monitor, const CheckResult& result) {
   if (ended.empty()) return;
   const auto& outage = ended.mapped().outage;
   if (outage.MustOutliveEngine()) m_changes[monitor.name] = std::nullopt;
-  if (!outage.IsOpen()) return;
+  if (!outage.What().isOpen) return;
   const auto failures = outage.What().failures;
   m_doors.log(monitor, result.at, "outage ends after " + Times(failures, "failed check"));
   if (!monitor.attributes->Get(keys::CommandSucc).empty())

@@ -10,8 +10,9 @@ StateFile::StateFile(const std::string& folder) : m_database(PathIn(folder), Dat
   m_database.Run(
       "PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL;"
       "CREATE TABLE IF NOT EXISTS config(key TEXT PRIMARY KEY,value TEXT NOT NULL) STRICT,WITHOUT ROWID;"
-      "CREATE TABLE IF NOT EXISTS outage(monitor TEXT PRIMARY KEY,since INTEGER NOT NULL,"
-      "failures INTEGER NOT NULL,launched INTEGER NOT NULL,notified INTEGER NOT NULL) STRICT,WITHOUT ROWID");
+      "CREATE TABLE IF NOT EXISTS failing(monitor TEXT PRIMARY KEY,failures INTEGER NOT NULL,"
+      "since INTEGER NOT NULL,is_open INTEGER NOT NULL,launched INTEGER NOT NULL,notified INTEGER NOT NULL)"
+      "STRICT,WITHOUT ROWID");
 }
 
 StateFile::Values StateFile::Config() {
@@ -34,13 +35,13 @@ void StateFile::SetConfig(const Values& values) {
 
 StateFile::Outages StateFile::OpenOutages() {
   Outages outages;
-  Statement rows(m_database, "SELECT monitor,since,failures,launched,notified FROM outage");
+  Statement rows(m_database, "SELECT monitor,failures,since,is_open,launched,notified FROM failing");
   while (rows.Step()) {
-    const std::chrono::milliseconds since(rows.NumberAt(1));
+    const std::chrono::milliseconds since(rows.NumberAt(2));
     outages.try_emplace(
         std::string(rows.TextAt(0)),
-        Outage::Record{static_cast<int>(rows.NumberAt(2)), std::chrono::system_clock::time_point(since),
-                       static_cast<int>(rows.NumberAt(3)), rows.NumberAt(4) != 0});
+        Outage::Record{static_cast<int>(rows.NumberAt(1)), std::chrono::system_clock::time_point(since),
+                       rows.NumberAt(3) != 0, static_cast<int>(rows.NumberAt(4)), rows.NumberAt(5) != 0});
   }
   return outages;
 }
@@ -48,16 +49,17 @@ StateFile::Outages StateFile::OpenOutages() {
 void StateFile::SetOutages(const OutageChanges& changes) {
   Transaction transaction(m_database);
   {
-    Statement insert(m_database, "INSERT OR REPLACE INTO outage VALUES(?,?,?,?,?)");
-    Statement remove(m_database, "DELETE FROM outage WHERE monitor=?");
+    Statement insert(m_database, "INSERT OR REPLACE INTO failing VALUES(?,?,?,?,?,?)");
+    Statement remove(m_database, "DELETE FROM failing WHERE monitor=?");
     for (const auto& [monitor, record] : changes) {
       if (!record) {
         remove.Bind(1, monitor).Step();
         continue;
       }
       const auto since = std::chrono::floor<std::chrono::milliseconds>(record->since.time_since_epoch());
-      insert.Bind(1, monitor).Bind(2, std::int64_t{since.count()}).Bind(3, std::int64_t{record->failures});
-      insert.Bind(4, std::int64_t{record->launched}).Bind(5, std::int64_t{record->notified}).Step();
+      insert.Bind(1, monitor).Bind(2, std::int64_t{record->failures}).Bind(3, std::int64_t{since.count()});
+      insert.Bind(4, std::int64_t{record->isOpen}).Bind(5, std::int64_t{record->launched});
+      insert.Bind(6, std::int64_t{record->notified}).Step();
     }
   }
   transaction.Commit();

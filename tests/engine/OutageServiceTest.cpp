@@ -110,6 +110,24 @@ TEST_F(OutageStory, AKilledEngineForgetsNoNotification) {
   EXPECT_EQ(Check("Ok"), Calls{}) << "the outage had ended before the second start";
 }
 
+TEST_F(OutageStory, NumbersThatChangeInItDoNotEndIt) {
+  for (const bool restarts : {false, true}) {
+    SCOPED_TRACE(restarts);
+    StartWithMonitor();
+    for (int i = 0; i < 3; ++i)
+      Check("down");
+    Set(keys::FailTimes, "9");
+    if (restarts) {
+      Shutdown();
+      Start();
+    }
+    EXPECT_EQ(Check("down"), Calls{});
+    EXPECT_EQ(Check("Ok"), Calls{"Launch up.sh"});
+    m_engine->service.Remove(Id());
+    Shutdown();
+  }
+}
+
 TEST_F(OutageStory, ANotificationThatNobodyTookIsTriedAgainAndTheStateTellsSo) {
   StartWithMonitor();
   m_engine->checks->notifyOutcome = "no modem configured";

@@ -95,17 +95,16 @@ TEST(Outage, GoesOnFromARecord) {
   std::string remark;
   const auto rules = Rules("2", "2", remark);
   const std::chrono::system_clock::time_point since{std::chrono::hours(1000)};
-  Outage notified({3, since, 2, true}, rules);
-  EXPECT_TRUE(notified.IsOpen());
+  Outage notified({3, since, true, 2, true});
   const auto actions = notified.Fail(rules, since + seconds(60), {});
   EXPECT_FALSE(actions.begin || actions.launch || actions.notify);
-  EXPECT_EQ(notified.What(), (Outage::Record{4, since, 2, true}));
+  EXPECT_EQ(notified.What(), (Outage::Record{4, since, true, 2, true}));
 
-  Outage young({2, since, 1, false}, rules);
+  Outage young({2, since, true, 1, false});
   const auto later = young.Fail(rules, since + seconds(60), {});
   EXPECT_TRUE(!later.begin && later.launch && later.notify);
 
-  Outage onlyNotified({1, since, 0, true}, rules);
+  Outage onlyNotified({1, since, false, 0, true});
   const auto last = onlyNotified.Fail(rules, since + seconds(60), {});
   EXPECT_TRUE(last.begin && last.launch && !last.notify);
 }
