@@ -424,19 +424,24 @@ void Service::TakeNotification(const Monitor* monitor, const CheckReport& report
   m_outages->NotifyEnded(report.id, report.ticket, report.result.good);
 }
 
-/// One write at a time: what changes meanwhile goes together into the next one.
+/// One write at a time: what changes meanwhile goes together into the next one, and so does what a full disk
+/// did not take.
 void Service::KeepOutages() {
   if (m_outageWrites == 0) WriteOutages(false);
 }
 
 void Service::WriteOutages(bool everything) {
   auto changes = m_outages->TakeChanges(everything);
-  if (changes.empty()) return;
+  if (changes.empty() && !everything) return;
+  changes.merge(std::exchange(m_unwrittenOutages, {}));
   ++m_outageWrites;
-  m_writer->Run([this, changes = std::move(changes)] { m_state->SetOutages(changes); },
-                [this](std::exception_ptr error) {
+  m_writer->Run([this, changes] { m_state->SetOutages(changes); },
+                [this, changes](std::exception_ptr error) {
                   --m_outageWrites;
-                  if (error) Notice("an outage may be notified again after a restart: " + TextOf(error));
+                  if (error) {
+                    m_unwrittenOutages = changes;
+                    Notice("an outage may be notified again after a restart: " + TextOf(error));
+                  }
                   KeepOutages();
                 });
 }

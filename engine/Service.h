@@ -134,7 +134,8 @@ class Service {
   std::unique_ptr<CheckRunner> m_runner;
   std::unique_ptr<MonitorTable> m_table;
   std::unique_ptr<Outages> m_outages;
-  int m_outageWrites = 0;  // handed to the writer and not yet done
+  int m_outageWrites = 0;                       // handed to the writer and not yet done
+  StateFile::OutageChanges m_unwrittenOutages;  // of a write that failed
   std::map<std::string, std::string, std::less<>> m_config;
   std::vector<TableObserver*> m_observers;
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket

@@ -1,3 +1,6 @@
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <regex>
@@ -214,6 +217,26 @@ TEST_F(OutageStory, ALastingOutageWritesNothing) {
     Check("down");
   m_engine.reset();  // finishes what was handed to the writer
   EXPECT_EQ(std::filesystem::last_write_time(m_folder / "NorvaneEngine.state"), before);
+}
+
+TEST_F(OutageStory, AnEndThatCouldNotBeWrittenIsWrittenLater) {
+  StartWithMonitor();
+  for (int i = 0; i < 2; ++i)
+    Check("down");
+  EXPECT_EQ(m_engine->Commit("x", "1"), std::nullopt);
+  // A full disk, as far as this process goes.
+  const auto before = ::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit{};
+  ::getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit none{0, limit.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &none);
+  Check("Ok");
+  EXPECT_EQ(m_engine->Commit("x", "2"), console::engine::EngineErrorCode::Failed);
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  ::signal(SIGXFSZ, before);
+  Shutdown();
+  Start();
+  EXPECT_EQ(Check("Ok"), Calls{}) << "the outage had ended before";
 }
 
 TEST_F(OutageStory, ANotificationOnDemandTellsHowThingsStand) {
