@@ -22,6 +22,8 @@ namespace {
 constexpr int ApplicationId = 0x4e6f7276;  // "Norv"
 constexpr int SchemaVersion = 1;
 constexpr int FirstKeyColumn = 2;  // behind number and name
+/// Leaves numbers for the monitors to come, which count on from the last one.
+constexpr std::int64_t LastNumber = 0x7fffffff;
 
 [[noreturn]] void Unreadable(const std::string& path, const std::string& why) {
   throw StoreError(StoreErrorCode::Unreadable, path + ": " + why);
@@ -216,8 +218,9 @@ void ReadRows(Database& database, const std::string& path, MonitorTable& table) 
   Statement others(database, "SELECT number,key,value FROM monitor_other ORDER BY number");
   bool moreOthers = others.Step();
   while (rows.Step()) {
+    if (rows.NumberAt(0) < 1 || rows.NumberAt(0) > LastNumber)
+      Unreadable(path, "a monitor has an impossible number");
     const auto number = static_cast<std::uint32_t>(rows.NumberAt(0));
-    if (number == 0 || number != rows.NumberAt(0)) Unreadable(path, "a monitor has an impossible number");
     Attributes attributes;
     for (std::size_t i = 0; i < KnownKeys.size(); ++i)
       attributes.SetAt(i, std::string(rows.TextAt(static_cast<int>(i) + FirstKeyColumn)));

@@ -160,6 +160,10 @@ TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
     Database(changed, Database::Mode::Write).Run(change);
     files.push_back(ReadFile(changed));
   }
+  auto last = Sample(1);
+  last.rows[0].number = 0xffffffff;  // the next monitor would get none
+  SaveOk(folder / "last", last);
+  files.push_back(ReadFile(folder / "last"));
   for (std::size_t i = 0; i < files.size(); ++i) {
     SCOPED_TRACE(i);
     const auto path = WriteFile(folder / std::to_string(i), files[i]);
