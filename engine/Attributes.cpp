@@ -17,6 +17,14 @@ constexpr std::size_t NotKnown = KnownKeys.size();
 std::size_t IndexOf(std::string_view key) {
   return static_cast<std::size_t>(std::find(KnownKeys.begin(), KnownKeys.end(), key) - KnownKeys.begin());
 }
+
+[[noreturn]] void Refuse(const char* why) {
+  throw EngineError(EngineErrorCode::Invalid, why);
+}
+
+void CheckSize(const std::string& value) {
+  if (value.size() > Attributes::MaxValueSize) Refuse("the value is longer than 1 MiB");
+}
 }  // namespace
 
 const std::string& Attributes::Get(std::string_view key) const {
@@ -26,20 +34,21 @@ const std::string& Attributes::Get(std::string_view key) const {
   return other == m_others.end() ? never : other->second;
 }
 
+void Attributes::SetAt(std::size_t index, std::string value) {
+  CheckSize(value);
+  m_known[index] = std::move(value);
+}
+
 void Attributes::Set(std::string_view key, std::string value) {
-  const auto refuse = [](const char* why) { throw EngineError(EngineErrorCode::Invalid, why); };
-  if (value.size() > MaxValueSize) refuse("the value is longer than 1 MiB");
-  if (const auto index = IndexOf(key); index != NotKnown) {
-    m_known[index] = std::move(value);
-    return;
-  }
-  if (key.empty() || key.size() > MaxKeySize) refuse("the attribute's name is empty or too long");
+  if (const auto index = IndexOf(key); index != NotKnown) return SetAt(index, std::move(value));
+  CheckSize(value);
+  if (key.empty() || key.size() > MaxKeySize) Refuse("the attribute's name is empty or too long");
   const auto other = m_others.find(key);
   if (other != m_others.end()) {
     other->second = std::move(value);
     return;
   }
-  if (m_others.size() >= MaxOthers) refuse("the monitor has too many attributes");
+  if (m_others.size() >= MaxOthers) Refuse("the monitor has too many attributes");
   m_others.emplace(key, std::move(value));
 }
 

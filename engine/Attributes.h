@@ -16,7 +16,7 @@ class Attributes {
  public:
   using Others = std::map<std::string, std::string, std::less<>>;
 
-  /// Limits on what comes from outside; `Set` throws EngineError (Invalid) beyond them.
+  /// Limits on what comes from outside; setting throws EngineError (Invalid) beyond them.
   static constexpr std::size_t MaxKeySize = 256;
   static constexpr std::size_t MaxValueSize = 1 << 20;
   static constexpr std::size_t MaxOthers = 64;
@@ -24,8 +24,8 @@ class Attributes {
   /// Empty text for a key that was never set.
   [[nodiscard]] const std::string& Get(std::string_view key) const;
   void Set(std::string_view key, std::string value);
-  /// By position in `KnownKeys`, for readers of files that have checked the size.
-  void SetAt(std::size_t index, std::string value) { m_known[index] = std::move(value); }
+  /// By position in `KnownKeys`.
+  void SetAt(std::size_t index, std::string value);
 
   /// By position in `KnownKeys`.
   [[nodiscard]] const std::string& At(std::size_t index) const { return m_known[index]; }

@@ -56,6 +56,14 @@ TEST(MonitorTable, ASharedSnapshotDoesNotSeeLaterWrites) {
   EXPECT_TRUE(table.Find(id)->Running());
 }
 
+TEST(Attributes, ValuesAreLimited) {
+  Attributes attributes;
+  const std::string tooLong(Attributes::MaxValueSize + 1, 'x');
+  EXPECT_EQ(CodeOf([&] { attributes.Set(keys::Parameter, tooLong); }), EngineErrorCode::Invalid);
+  EXPECT_EQ(CodeOf([&] { attributes.SetAt(0, tooLong); }), EngineErrorCode::Invalid);
+  attributes.SetAt(0, tooLong.substr(1));
+}
+
 TEST(Attributes, UnknownKeysAreLimited) {
   Attributes attributes;
   for (std::size_t i = 0; i < Attributes::MaxOthers; ++i)
