@@ -89,11 +89,19 @@ ExitCode Get(const Call& call) {
   return Done;
 }
 
+/// All of it, but for the line end that an editor or `echo` has put behind a value.
+std::string StandardInput() {
+  std::string text(std::istreambuf_iterator<char>(std::cin), {});
+  if (text.ends_with('\n')) {
+    text.pop_back();
+    if (text.ends_with('\r')) text.pop_back();
+  }
+  return text;
+}
+
 ExitCode Set(const Call& call) {
   // A secret on the command line would stand in the process list, so a value may come by standard input.
-  const std::string value = call.operands.size() == 3
-                                ? call.operands[2]
-                                : std::string(std::istreambuf_iterator<char>(std::cin), {});
+  const auto value = call.operands.size() == 3 ? call.operands[2] : StandardInput();
   ce::OpenGate(call.engine);
   Find(call, call.operands[0])->SetAttr(call.operands[1], value);
   return Done;

@@ -126,6 +126,8 @@ TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
       {{"check", shop}, 0, "good in "},
       {{"set", shop, "MonitorExt_SuccessFlag"}, 0, "", "STR:missing"},
       {{"check", shop}, 1, "string not found"},
+      {{"set", shop, "note"}, 0, "", "from a file\r\n"},
+      {{"--json", "get", shop, "note"}, 0, "{\"note\":\"from a file\"}"},
       {{"--json", "check", shop}, 1, "\"Result\":\"string not found"},
       {{"list"}, 0, "string not found"},
       {{"--json", "list"},
