@@ -164,6 +164,8 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
 
 int Main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGCHLD,
+              SIG_DFL);  // ignored, as whoever starts us may leave it, it would take our children's ends
   ::umask(0077);
   try {
     const auto arguments = Parse(argc, argv);

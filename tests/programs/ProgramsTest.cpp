@@ -71,6 +71,24 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
   }
 }
 
+TEST(EngineProgram, HearsOfTheEndOfItsCommandsWhoeverStartsIt) {
+  const TempFolder folder;
+  const auto command = WriteFile(folder / "down.sh", "#!/bin/sh\nexit 7\n");
+  fs::permissions(command, fs::perms::owner_all);
+  const auto before = std::signal(SIGCHLD, SIG_IGN);
+  const Engine engine(folder);  // which inherits that
+  std::signal(SIGCHLD, before);
+  const std::string shop = "WebMonitor Of shop", log = WriteFile(folder / "shop.log", "");
+  engine.Ctl({"add", shop});
+  engine.Ctl({"set", shop, "Monitor_Command", "down.sh"});
+  engine.Ctl({"set", shop, "Monitor_FailTimes", "1"});
+  engine.Ctl({"set", shop, "Monitor_LogFile", log});
+  EXPECT_EQ(engine.Ctl({"start", shop}).code, 0);
+  while (ReadFile(log).find(" ended ") == std::string::npos)
+    std::this_thread::yield();
+  EXPECT_NE(ReadFile(log).find("down.sh ended with exit code 7"), std::string::npos) << ReadFile(log);
+}
+
 TEST(EngineProgram, GoesOnAfterAnOrderlyEndAndAfterAKill) {
   const TempFolder folder;
   HttpServer server;
