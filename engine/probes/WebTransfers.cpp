@@ -114,7 +114,9 @@ int WebTransfers::SocketChanged(CURL*, curl_socket_t fd, int what, void* self, v
   }
   const auto events =
       ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0u) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0u);
-  return transfers.m_loop.Watch(fd, events, transfers) ? 0 : -1;
+  // Without room in the kernel this transfer ends by its time-out; an error would end all others too.
+  static_cast<void>(transfers.m_loop.Watch(fd, events, transfers));
+  return 0;
 }
 
 int WebTransfers::TimerChanged(CURLM*, long milliseconds, void* self) noexcept {
