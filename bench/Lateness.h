@@ -12,8 +12,8 @@ namespace norvane::bench {
 ///
 /// The engine spreads the first starts of n monitors evenly over the interval, so the planned starts lie on a
 /// straight line over the monitors' numbers; it is taken as the highest one with the slope that fits best
-/// under which no start lies. So the wait for the engine's tick, the connection and the server's own delay
-/// count as lateness, and also every bend that the engine's start put into the line.
+/// under which no start lies. So the wait for company, the connection and the server's own delay count as
+/// lateness, and also every bend that the engine's start put into the line.
 struct Lateness {
   std::vector<double> milliseconds;  ///< of all starts in the rounds that were looked at
   int lost = 0;                      ///< starts missing in them

@@ -8,7 +8,7 @@
 namespace norvane::engine {
 
 /// How often a monitor is checked and how long a check may take, from its attributes. What does not read as a
-/// number or is out of range acts as the default.
+/// number above 0 acts as the default, a number beyond the limits as the nearer one.
 struct CheckTimes {
   std::chrono::milliseconds interval;
   std::chrono::milliseconds timeout;

@@ -26,7 +26,6 @@ constexpr seconds FailureKept{5};
 constexpr std::size_t MaxAddresses = 16;
 constexpr const char* ResolvConf = "/etc/resolv.conf";
 
-/// The bare address if `host` is one.
 /// Always this machine, whatever files or name servers say (RFC 6761, section 6.3).
 bool IsLocalhost(const std::string& host) {
   return ::strcasecmp(host.c_str(), "localhost") == 0;
@@ -160,7 +159,7 @@ class Resolver::Channel : public Watcher {
     timeval left{};
     if (ares_timeout(m_channel, nullptr, &left) == nullptr) return m_timer.Clear();
     const auto wait = seconds{left.tv_sec} + std::chrono::microseconds{left.tv_usec};
-    // A tick more, or c-ares finds that nothing is due yet.
+    // A millisecond more, or c-ares finds that nothing is due yet.
     m_timer.Set(m_owner.m_loop.Now() + wait + milliseconds{1});
   }
 

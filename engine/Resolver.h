@@ -39,9 +39,8 @@ class Resolver {
   Resolver(const Resolver&) = delete;
   Resolver& operator=(const Resolver&) = delete;
 
-  /// The answer if it is at hand: `host` is numeric ("127.0.0.1", "::1", "[::1]"), is
-  /// "localhost", or was looked up lately.
-  /// Stands until the loop goes on.
+  /// The answer if it is at hand: `host` is numeric ("127.0.0.1", "::1", "[::1]"), is "localhost", or was
+  /// looked up lately. Stands until the next call, or until the loop goes on.
   [[nodiscard]] const Answer* Known(const std::string& host);
   /// Calls `done` once from the loop, never before it returns. `done` may destroy the query.
   [[nodiscard]] std::unique_ptr<Query> LookUp(const std::string& host, Done done);
