@@ -10,6 +10,7 @@
 #include "engine/MailSession.h"
 #include "engine/MailText.h"
 #include "engine/RandomText.h"
+#include "platform/Blanks.h"
 #include "platform/Utf8.h"
 
 namespace norvane::engine {
@@ -23,7 +24,10 @@ class MailTransfer final : public MailSession {
  public:
   MailTransfer(const DialogueContext& context, Mail mail, std::chrono::milliseconds timeout,
                ProbeClient& client)
-      : MailSession(context, "SMTP", Schemes, mail.server, timeout, client), m_mail(std::move(mail)) {}
+      : MailSession(context, "SMTP", Schemes, mail.server, timeout, client), m_mail(std::move(mail)) {
+    for (auto* address : {&m_mail.from, &m_mail.to})
+      *address = std::string(platform::Trimmed(*address));
+  }
 
  private:
   enum At : std::size_t { Greeting, Ehlo, Helo, StartTls, MailFrom, RcptTo, Data, Text, Done, Refusal };

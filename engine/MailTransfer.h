@@ -13,7 +13,7 @@ namespace norvane::engine {
 struct Mail {
   /// Host, host:port, IPv4, [IPv6], or an address of scheme smtp or smtps; letter case has no meaning.
   std::string server;
-  std::string from;     ///< address alone, without a name or angle brackets
+  std::string from;     ///< address alone, without a name or angle brackets; blanks around it do no harm
   std::string to;       ///< likewise, one
   std::string subject;  ///< one line; what could break out of it is shown as "?"
   std::string body;     ///< lines end in "\n"

@@ -1,7 +1,6 @@
 #include "engine/notify/MailNotification.h"
 
 #include "engine/MailTransfer.h"
-#include "platform/Blanks.h"
 
 namespace norvane::engine {
 
@@ -12,11 +11,9 @@ class MailChannel final : public Channel {
   explicit MailChannel(const ChannelContext& context) : m_probes(context.probes) {}
   std::unique_ptr<Probe> Make(const NotifyMode& mode, const NotifyRequest& request,
                               std::chrono::milliseconds timeout, ProbeClient& client) override {
-    const auto trimmed = [](std::string_view text) { return std::string(platform::Trimmed(text)); };
-    return MakeMailTransfer(
-        {m_probes.loop, m_probes.resolver, m_probes.tls},
-        {mode.server, trimmed(mode.sender), trimmed(request.to), request.message, request.body}, timeout,
-        client);
+    return MakeMailTransfer({m_probes.loop, m_probes.resolver, m_probes.tls},
+                            {mode.server, mode.sender, request.to, request.message, request.body}, timeout,
+                            client);
   }
 
  private:

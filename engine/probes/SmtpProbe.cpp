@@ -2,7 +2,6 @@
 
 #include "console/engine/MonitorKeys.h"
 #include "engine/MailTransfer.h"
-#include "platform/Blanks.h"
 
 namespace norvane::engine {
 
@@ -11,14 +10,11 @@ namespace keys = console::engine::keys;
 namespace {
 
 Mail CheckMail(const CheckTarget& target) {
-  const auto value = [&](std::string_view key) {
-    return std::string(platform::Trimmed(target.attributes->Get(key)));
-  };
-  auto server = value(keys::Parameter);
-  auto body = "This mail shows that the mail server " + server + " takes mail. The monitor \"" + target.name +
-              "\" of Norvane sent it; nobody needs to answer or keep it.\n";
-  return {std::move(server), value(keys::From), value(keys::To), "Norvane check: " + target.name,
-          std::move(body)};
+  const auto& attributes = *target.attributes;
+  const auto& server = attributes.Get(keys::Parameter);
+  return {server, attributes.Get(keys::From), attributes.Get(keys::To), "Norvane check: " + target.name,
+          "This mail shows that the mail server " + server + " takes mail. The monitor \"" + target.name +
+              "\" of Norvane sent it; nobody needs to answer or keep it.\n"};
 }
 
 class SmtpType final : public ProbeType {
