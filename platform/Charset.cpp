@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <unordered_map>
 
+#include "platform/Ascii.h"
 #include "platform/Utf8.h"
 
 namespace norvane::platform {
@@ -13,10 +14,12 @@ namespace {
 
 constexpr std::size_t MaxNameSize = 64;
 
-// An empty name would mean the locale's character set, and a "/" begins a suffix.
+// An empty name would mean the locale's character set, and a "/" begins a suffix. What stands in no name
+// iconv passes over, so that one set would have names without end.
 bool IsPlainName(const std::string& name) {
-  return !name.empty() && name.size() <= MaxNameSize &&
-         std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < 0x7f && c != '/'; });
+  return !name.empty() && name.size() <= MaxNameSize && std::all_of(name.begin(), name.end(), [](char c) {
+    return IsAsciiAlnum(c) || c == '-' || c == '_' || c == '.' || c == ':';
+  });
 }
 
 // A byte that a multi-byte or a stateful set treats apart gives no character of its own.

@@ -11,6 +11,10 @@ namespace {
 
 constexpr std::string_view HttpBlanks = " \t";
 
+/// A page with more isn't in the set that it names, and its rest is taken for UTF-8: iconv would spend
+/// seconds over a large page of nothing but faults.
+constexpr int MaxFaults = 4096;
+
 std::string Upper(std::string_view text) {
   std::string upper(text);
   for (char& c : upper)
@@ -61,8 +65,10 @@ std::string DecodeSingleByte(std::string_view body, const ByteMeanings& meanings
 
 std::string Convert(std::string_view body, CharsetConverter& converter) {
   std::string text;
-  while (converter.Convert(body, text) != CharsetConverter::Stop::End) {
+  for (int faults = 0; converter.Convert(body, text) != CharsetConverter::Stop::End; ++faults) {
+    if (faults == MaxFaults) return ValidUtf8(text.append(body));
     text += ReplacementUtf8;
+    if (body.empty()) break;  // some sets find fault with the end itself
     body.remove_prefix(1);
   }
   converter.Finish(text);

@@ -40,6 +40,8 @@ TEST(PageText, DecodesByTheContentType) {
       {"text/html; charset=", "caf\xc3\xa9", "caf\xc3\xa9"},
       {"text/html; charset=no-such-set", "caf\xc3\xa9", "caf\xc3\xa9"},
       {"text/html; charset=ascii//TRANSLIT", "caf\xc3\xa9", "caf\xc3\xa9"},
+      {"text/html; charset=cp1252!", "caf\xc3\xa9", "caf\xc3\xa9"},  // iconv would take it
+      {"text/html; charset=!", "caf\xc3\xa9", "caf\xc3\xa9"},
       {"text/html; charset=us-ascii", "a\xff", "a" + Replacements(1)},
       {"text/html; charset=shift_jis", "\x93\xfa\x96{", "\xe6\x97\xa5\xe6\x9c\xac"},
       {"text/html; charset=shift_jis",
@@ -50,6 +52,9 @@ TEST(PageText, DecodesByTheContentType) {
       {"text/html; charset=iso-2022-jp", "a\x1b$BF|K\\\x1b(Bb",
        "a\xe6\x97\xa5\xe6\x9c\xac"
        "b"},
+      {"text/html; charset=iso-2022-cn-ext", "a\x0e", "a" + Replacements(1)},  // a fault behind the last byte
+      {"text/html; charset=shift_jis", std::string(5000, '\xff') + "caf\xc3\xa9",
+       Replacements(5000) + "caf\xc3\xa9"},             // too many faults for that set
       {"text/html; charset=windows-1258", "xa", "xa"},  // a letter is held back for its accent
       {"text/html; charset=ucs-4le", std::string("\0\0\x11\0", 4), Replacements(4)},
   };
