@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "engine/PeerReason.h"
+#include "platform/TlsMessages.h"
 
 namespace norvane::engine {
 
@@ -38,6 +39,7 @@ TlsClient::TlsClient(std::string caFile)
   // Our protocols tell their own ends, so a connection cut without TLS's farewell is merely closed.
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION | SSL_OP_IGNORE_UNEXPECTED_EOF);
   SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
+  platform::LimitTlsMessages(context);
 }
 
 SslConnection TlsClient::Connect(int fd, const std::string& host, bool verifies) {

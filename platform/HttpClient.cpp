@@ -10,6 +10,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/TlsMessages.h"
+
 namespace norvane::platform {
 
 namespace {
@@ -56,6 +58,7 @@ class HttpClient::Transfer {
   [[nodiscard]] HttpResult Perform();
   [[nodiscard]] HttpReply Reply();
   [[nodiscard]] HttpFailure Failure(CURLcode code) const;
+  static CURLcode PrepareTls(CURL*, void* context, void*) noexcept;
   static std::size_t TakeBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
 
   std::array<char, CURL_ERROR_SIZE> m_error{};
@@ -93,6 +96,7 @@ void HttpClient::Transfer::SetOptions(const std::string& url, std::chrono::milli
   curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);  // leaves a name lookup behind, or cancelling would wait
   curl_easy_setopt(curl, CURLOPT_USERAGENT, "Norvane");
   curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &Transfer::PrepareTls);
   curl_easy_setopt(curl, CURLOPT_PROXY, "");  // the engine goes by none either
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(curl, CURLOPT_MAXREDIRS, MaxRedirects);
@@ -100,6 +104,11 @@ void HttpClient::Transfer::SetOptions(const std::string& url, std::chrono::milli
   curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(MaxBodySize));
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &Transfer::TakeBody);
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
+}
+
+CURLcode HttpClient::Transfer::PrepareTls(CURL*, void* context, void*) noexcept {
+  LimitTlsMessages(static_cast<SSL_CTX*>(context));
+  return CURLE_OK;
 }
 
 std::size_t HttpClient::Transfer::TakeBody(char* bytes, std::size_t /*one*/, std::size_t size,

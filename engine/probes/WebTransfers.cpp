@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/probes/WebReason.h"
+#include "platform/TlsMessages.h"
 
 namespace norvane::engine {
 
@@ -49,6 +50,7 @@ WebTransfers::Handle::Handle(const WebTransfers& owner, unsigned number)
   // with a time to live they would be walked after each transfer.
   curl_easy_setopt(curl, CURLOPT_CONNECT_TO, m_connectTo.get());
   curl_easy_setopt(curl, CURLOPT_DNS_CACHE_TIMEOUT, -1L);
+  curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &WebTransfers::PrepareTls);
   // A resumed session would hide that the certificate has expired meanwhile.
   curl_easy_setopt(curl, CURLOPT_SSL_SESSIONID_CACHE, 0L);
   // One file, which libcurl keeps parsed; with a folder beside it every handshake would read anew.
@@ -104,6 +106,11 @@ void WebTransfers::Add(Handle& handle, Client& client) {
 
 void WebTransfers::Remove(Handle& handle) noexcept {
   curl_multi_remove_handle(m_multi.get(), handle.Get());
+}
+
+CURLcode WebTransfers::PrepareTls(CURL*, void* context, void*) noexcept {
+  platform::LimitTlsMessages(static_cast<SSL_CTX*>(context));
+  return CURLE_OK;
 }
 
 int WebTransfers::SocketChanged(CURL*, curl_socket_t fd, int what, void* self, void*) noexcept {

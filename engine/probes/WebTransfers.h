@@ -63,6 +63,7 @@ class WebTransfers : private Watcher {
     void operator()(CURLM* multi) const noexcept { curl_multi_cleanup(multi); }
   };
 
+  static CURLcode PrepareTls(CURL*, void* context, void*) noexcept;
   static int SocketChanged(CURL*, curl_socket_t fd, int what, void* self, void*) noexcept;
   static int TimerChanged(CURLM*, long milliseconds, void* self) noexcept;
   void Ready(int fd, std::uint32_t events) override { Act(fd, events); }

@@ -261,6 +261,8 @@ TEST_P(MailProbe, VerifiesCertificatesWhereTheyArePromised) {
   const auto server = m_kind.make({});
   const auto promised = Target(m_kind.scheme + server->Address());
   EXPECT_EQ(checker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: wrong version number");
+  server->Set("", {"", End::Stay, HelloRequests()});
+  EXPECT_EQ(checker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: excessive message size");
   options.caFile = folder / "none.pem";
   EXPECT_EQ(CheckerFixture(options).Check(promised).result.reason,
             "the file of trusted certificate authorities cannot be read");

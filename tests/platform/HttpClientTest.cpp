@@ -69,8 +69,10 @@ TEST(HttpClient, GivesWhatTheServerSends) {
 
 TEST(HttpClient, FailsWhereNothingCanBeFetched) {
   const RefusingPort refusing;
+  const HttpServer endlessTls({.onConnect = Script{"", HelloRequests()}});
   const std::pair<const char*, std::string> urls[] = {
       {"refused", "http://127.0.0.1:" + std::to_string(refusing.Port())},
+      {"endless TLS", "https" + endlessTls.Url("/").substr(4)},
       {"no host", "http://"},
       {"blank", " http://127.0.0.1/"},
       {"bad port", "http://127.0.0.1:port/"},

@@ -31,6 +31,11 @@ struct Saying {
   std::chrono::milliseconds pace{0};   ///< unless 0: one byte, or one `forEver`, each time this has passed
 };
 
+/// Messages of TLS 1.2 in one record: each asks for a handshake, and so means nothing while one is under way.
+[[nodiscard]] inline std::string HelloRequests() {
+  return std::string("\x16\x03\x03\x0f\xa0", 5) + std::string(4000, '\0');
+}
+
 /// A server on a loopback port of its own, in a thread of its own: connections, TLS, and the pace of what is
 /// said.
 class LoopbackServer {
