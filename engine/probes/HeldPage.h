@@ -24,7 +24,7 @@ class HeldPage {
   }
   void Clear() noexcept {
     m_room += m_bytes.size();
-    m_bytes.clear();
+    std::string().swap(m_bytes);  // room that it kept would count for nobody
   }
   [[nodiscard]] const std::string& Bytes() const noexcept { return m_bytes; }
 
