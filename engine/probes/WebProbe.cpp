@@ -70,6 +70,7 @@ class WebProbe final : public Probe, private WebTransfers::Client {
   HeldPage m_page;
   std::size_t m_pageSize = 0;
   std::size_t m_headerSize = 0;
+  bool m_headerEnded = false;
   bool m_holdsPage = false;
   bool m_lacksRoom = false;
 };
@@ -137,6 +138,7 @@ void WebProbe::Fetch(const Resolver::Answer& answer) {
   m_page.Clear();
   m_pageSize = 0;
   m_headerSize = 0;
+  m_headerEnded = false;
   m_holdsPage = JudgesContent(m_attributes.Get(keys::SuccessFlag));
   SetOptions(answer);
   m_transfers.Add(*m_handle, *this);
@@ -169,8 +171,12 @@ std::size_t WebProbe::TakeBody(char* bytes, std::size_t, std::size_t size, void*
   return probe.m_lacksRoom ? 0 : size;
 }
 
-std::size_t WebProbe::TakeHeader(char*, std::size_t, std::size_t size, void* self) noexcept {
+/// Line by line; those of trailers come here too.
+std::size_t WebProbe::TakeHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
   auto& probe = *static_cast<WebProbe*>(self);
+  const std::string_view line(bytes, size);
+  if (line.starts_with("HTTP/")) probe.m_headerEnded = false;
+  if (line == "\r\n" || line == "\n") probe.m_headerEnded = true;
   probe.m_headerSize += size;
   return probe.m_headerSize > MaxHeaderSize ? 0 : size;
 }
@@ -184,6 +190,7 @@ void WebProbe::TransferEnded(CURLcode code) {
   if (m_pageSize > MaxPageSize) return End(PageTooLarge());
   if (m_lacksRoom) return End("no room for the page beside the others that arrive at this time");
   if (m_headerSize > MaxHeaderSize) return End("reply header too long");
+  if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl takes for a reply
   if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
   char* redirect = nullptr;
   curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);

@@ -10,6 +10,8 @@ namespace norvane::engine {
 
 namespace {
 
+constexpr const char* HeaderTooLong = "reply header too long";
+
 /// As the system told it, if it did.
 std::string SystemFailure(CURL* curl, const std::string& otherwise) {
   long error = 0;
@@ -43,6 +45,18 @@ std::string_view TlsWords(std::string_view words) {
   return routine == std::string_view::npos ? words : words.substr(routine + 2);
 }
 
+std::string BrokenConnection(CURL* curl, CURLcode code, const char* words) {
+  const auto told = Words(code, words);
+  if (told.starts_with("Out of memory in chunked")) return HeaderTooLong;  // the header behind the chunks
+  if (told.find("::") != told.npos) {
+    const auto reason = TlsWords(told);
+    return "TLS broken: " + std::string(reason.substr(0, reason.find(", errno")));
+  }
+  const auto broken = WithWords("connection broken", code, words);
+  // Only then is the system's error this transfer's own; libcurl keeps it from one to the next.
+  return told.find(" failure: ") != told.npos ? SystemFailure(curl, broken) : broken;
+}
+
 }  // namespace
 
 std::string TransferFailure(CURL* curl, CURLcode code, const char* words, const std::string& host) {
@@ -61,12 +75,12 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* words, const 
       return "page broken off before its end";
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
-      return SystemFailure(curl, WithWords("connection broken", code, words));
+      return BrokenConnection(curl, code, words);
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_UNSUPPORTED_PROTOCOL:
       return "the reply is not HTTP";
     case CURLE_OUT_OF_MEMORY:  // what libcurl says to a header line beyond its own limit
-      return "reply header too long";
+      return HeaderTooLong;
     case CURLE_FILESIZE_EXCEEDED:
       return PageTooLarge();
     default:

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "console/engine/MonitorKeys.h"
+#include "engine/probes/HeldPage.h"
 #include "tests/engine/CheckerFixture.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/TempFolder.h"
@@ -39,6 +40,7 @@ TEST(Checker, TellsWhyAPageIsBad) {
   const auto noUrl = "not a valid URL", scheme = "not a URL of http or https";
   const auto toScheme = "redirect to a scheme other than http or https";
   const auto tooLarge = "page larger than 16 MiB", longHeader = "reply header too long";
+  const auto falseChunks = "connection broken: Illegal or missing hexadecimal sequence in chunked-encoding";
   HttpServer server;
   server.Set("/page", HttpServer::Reply("The page", "text/html; charset=utf-8"));
   for (int i = 1; i <= 6; ++i)
@@ -67,12 +69,17 @@ TEST(Checker, TellsWhyAPageIsBad) {
       {"stuck", {ok + "Content-Length: 9\r\n\r\nabc", "", {}, End::Silence}, late + "(receiving the page)"},
       {"drop by drop", {ok + "\r\n", "a", milliseconds(50)}, late + "(receiving the page)"},
       {"cut off", {ok + "Content-Length: 9\r\n\r\nabc"}, "page broken off before its end"},
+      {"cut off in its header", {ok + "X-Header: "}, "page broken off before its end"},
       {"closed", {""}, "connection closed without a reply"},
       {"reset", {"", "", {}, End::Reset}, "connection reset by the server"},
       {"endless page", {ok + "\r\n", std::string(65536, 'x')}, tooLarge},
       {"announced too large", {ok + "Content-Length: 99999999999\r\n\r\n"}, tooLarge},
       {"endless headers", {ok, "X-Header: again\r\n"}, longHeader},
       {"endless header line", {ok + "X-Header: ", std::string(4096, 'x')}, longHeader},
+      {"endless trailer",
+       {ok + "Transfer-Encoding: chunked\r\n\r\n0\r\nX-T: ", std::string(4096, 'x')},
+       longHeader},
+      {"false chunks", {ok + "Transfer-Encoding: chunked\r\n\r\nzz\r\n"}, falseChunks},
       {"rubbish", {"\x1b[2Jrubbish\r\n\r\n"}, "the reply is not HTTP"},
       {"redirected", HttpServer::Redirect("/page"), "Ok", "SIZE:8"},
       {"five redirects", HttpServer::Redirect("/hop4"), "Ok"},
@@ -86,6 +93,7 @@ TEST(Checker, TellsWhyAPageIsBad) {
   };
   HttpServer silentAtOnce({.onConnect = Script{"", "", {}, End::Silence}});
   HttpServer resetAtOnce({.onConnect = Script{"", "", {}, End::Reset}});
+  HttpServer endlessTls({.onConnect = Script{"", tests::HelloRequests()}});
   HttpServer rubbishAtOnce({.onConnect = Script{"\x01\xff\x7f rubbish \r\n\r\n"}});
   struct Row {
     std::string name, url, reason, flag{};
@@ -98,6 +106,8 @@ TEST(Checker, TellsWhyAPageIsBad) {
       {"no connection", at(stalled.Port()), late + "(connecting)"},
       {"silent at once", silentAtOnce.Url("/"), late + "(waiting for the reply)"},
       {"no TLS", "https" + silentAtOnce.Url("/").substr(4), late + "(securing the connection)"},
+      {"endless TLS", "https" + endlessTls.Url("/").substr(4),
+       "TLS with 127.0.0.1 failed: excessive message size"},
       {"reset at once", resetAtOnce.Url("/"), "connection reset by the server"},
       {"rubbish at once", rubbishAtOnce.Url("/"), "the reply is not HTTP"},
       {"another scheme", "ftp://127.0.0.1/", scheme},
@@ -129,6 +139,10 @@ TEST(Checker, TellsWhyAPageIsBad) {
   // Handles that were used before tell the step of the present transfer.
   EXPECT_EQ(checker.Check(Target(1, silentAtOnce.Url("/"), "", "0.3")).result.reason,
             late + "(waiting for the reply)");
+  // Nor do they tell why an earlier one failed.
+  server.Set("/chunks", {ok + "Transfer-Encoding: chunked\r\n\r\nzz\r\n"});
+  EXPECT_EQ(checker.Check(Target(1, at(refusing.Port()))).result.reason, "connection refused");
+  EXPECT_EQ(checker.Check(Target(1, server.Url("/chunks"))).result.reason, falseChunks);
   EXPECT_EQ(checker.Check(Target(1, at(stalled.Port()), "", "0.3")).result.reason, late + "(connecting)");
   // The servers notice a little later that they were left; a check's time is enough, some more do no harm.
   for (int tries = 0; tries < 100 && OpenDescriptors() > descriptors; ++tries)
@@ -266,6 +280,15 @@ TEST(Checker, HoldsPagesInASharedRoomOnly) {
   EXPECT_EQ(reason("/large", "SIZE:4000"), noRoom);
   EXPECT_EQ(reason("/large", ""), "Ok") << "a page that nobody looks into needs none";
   EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok") << "the page that did not fit must have given back its part";
+}
+
+TEST(HeldPage, GivesItsMemoryBackWithItsRoom) {
+  std::size_t room = 2000;
+  HeldPage page(room);
+  ASSERT_TRUE(page.Append(std::string(2000, 'x')));
+  page.Clear();
+  EXPECT_EQ(room, 2000u);
+  EXPECT_LT(page.Bytes().capacity(), 100u);
 }
 
 TEST(Checker, RemarksOnceOnANumberItCannotUse) {
