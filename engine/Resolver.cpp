@@ -58,8 +58,9 @@ std::string FailureText(int status) {
     case ARES_EBADNAME:
       return "not a valid host name";
     case ARES_ETIMEOUT:
-    case ARES_ECONNREFUSED:
       return "no answer from the name server";
+    case ARES_ECONNREFUSED:  // or it answered that it cannot, or will not
+      return "no usable answer from the name server";
     default:
       return PlainText(std::string("name lookup failed: ") + ares_strerror(status));
   }

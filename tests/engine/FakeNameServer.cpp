@@ -61,11 +61,15 @@ std::string FakeNameServer::Answer(const std::string& question) {
   if (wantsAddress) m_asked.push_back(name);
   const auto entry = m_entries.find(name);
   const bool exists = entry != m_entries.end();
-  // Header: the question's id, an authoritative answer, no error or "no such name", counts.
+  // Header: the question's id, an authoritative answer, no error, "no such name" or "refused", counts.
   auto answer = question.substr(0, 2) +
-                Bytes({0x85, exists ? 0x80 : 0x83, 0, 1, 0, exists && wantsAddress, 0, 0, 0, 0}) +
+                Bytes({0x85,
+                       m_refuses ? 0x85
+                       : exists  ? 0x80
+                                 : 0x83,
+                       0, 1, 0, exists && wantsAddress && !m_refuses, 0, 0, 0, 0}) +
                 question.substr(HeaderSize, at + 5 - HeaderSize);
-  if (!exists || !wantsAddress) return answer;
+  if (!exists || !wantsAddress || m_refuses) return answer;
   const auto ttl = entry->second.timeToLive;
   answer += Bytes({0xc0, HeaderSize, 0, TypeA, 0, 1, 0, 0, ttl >> 8, ttl & 0xff, 0, 4});
   in_addr address{};

@@ -25,6 +25,7 @@ class FakeNameServer : private engine::Watcher {
   /// The names that were asked for an IPv4 address, in order.
   [[nodiscard]] const std::vector<std::string>& Asked() const { return m_asked; }
   void FallSilent() { m_isSilent = true; }
+  void Refuse() { m_refuses = true; }
 
  private:
   void Ready(int fd, std::uint32_t events) override;
@@ -36,6 +37,7 @@ class FakeNameServer : private engine::Watcher {
   int m_port = 0;
   std::vector<std::string> m_asked;
   bool m_isSilent = false;
+  bool m_refuses = false;
 };
 
 }  // namespace norvane::tests

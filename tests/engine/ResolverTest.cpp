@@ -106,6 +106,13 @@ TEST_F(ResolverTest, ASilentNameServerIsToldFromAnUnknownName) {
   EXPECT_EQ(Ask(resolver, "shop.test").failure, "no answer from the name server");
 }
 
+TEST_F(ResolverTest, ARefusingNameServerIsNoSilentOne) {
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+  server.Refuse();
+  Resolver resolver(m_loop, {server.Address(), milliseconds(20), 2});
+  EXPECT_EQ(Ask(resolver, "shop.test").failure, "no usable answer from the name server");
+}
+
 TEST_F(ResolverTest, AWithdrawnQueryStillFillsTheCache) {
   FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
   Resolver resolver(m_loop, {server.Address()});
