@@ -141,6 +141,13 @@ bool Exists(const std::string& path) {
   return ::lstat(path.c_str(), &info) == 0;
 }
 
+/// A folder or a device isn't ours to put aside.
+void RequireFile(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+    throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
+}
+
 /// Opens an existing file and makes sure that it is a data file of a version that we understand.
 Database OpenOurs(const std::string& path) {
   struct stat info {};
@@ -263,6 +270,7 @@ std::string StateOf(const std::string& path) {
 
 std::optional<std::string> Save(const std::string& path, const Changes& changes, std::string& keptAs) {
   keptAs.clear();
+  RequireFile(path);
   if (Exists(path)) {
     try {
       Database database = OpenOurs(path);

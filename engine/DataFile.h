@@ -45,7 +45,8 @@ struct Contents {
 /// Gives the new state once it is on disk. Whatever happens meanwhile, the file holds the old or the new
 /// state. Gives nothing if only changes were to be written and the file isn't in the known state (somebody
 /// replaced it): then all must be written. A file at `path` that cannot be read as a data file is kept: it
-/// gets another name, which is reported in `keptAs`.
+/// gets another name, which is reported in `keptAs`; what is no file at all is left alone, and the save
+/// fails.
 [[nodiscard]] std::optional<std::string> Save(const std::string& path, const Changes& changes,
                                               std::string& keptAs);
 

@@ -177,6 +177,9 @@ TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
   }
   EXPECT_EQ(Read(folder / "missing"), "no file");
   EXPECT_EQ(Read(folder.Path()), "unreadable");
+  std::string keptAs;
+  EXPECT_THROW((void)datafile::Save(folder.Path(), Sample(3), keptAs), StoreError);
+  EXPECT_EQ(ReadFile(good), bytes) << "the folder stays where it is";
 }
 
 TEST(DataFile, ASingleFlippedBitIsNeverTakenForData) {
