@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -25,8 +26,12 @@ StoreErrorCode CodeOf(int sqliteCode) {
 }
 
 void MakePrivateFile(const std::string& path) {
-  const platform::FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  const platform::FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600));
   if (!file) throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(errno));
+  struct stat info {};
+  // SQLite would read from a pipe until somebody writes.
+  if (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))
+    throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
 }
 }  // namespace
 

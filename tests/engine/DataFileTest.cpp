@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -180,6 +181,13 @@ TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
   std::string keptAs;
   EXPECT_THROW((void)datafile::Save(folder.Path(), Sample(3), keptAs), StoreError);
   EXPECT_EQ(ReadFile(good), bytes) << "the folder stays where it is";
+}
+
+TEST(Database, APipeIsRefusedAndNotWaitedFor) {
+  const TempFolder folder;
+  const auto pipe = folder / "pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_THROW(Database(pipe, Database::Mode::Create), StoreError);
 }
 
 TEST(DataFile, ASingleFlippedBitIsNeverTakenForData) {
