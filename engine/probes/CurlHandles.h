@@ -18,8 +18,9 @@ using CurlList = std::unique_ptr<curl_slist, CurlFree>;
 /// A part of a URL, empty if it has none.
 [[nodiscard]] inline std::string UrlPart(CURLU* url, CURLUPart part, unsigned flags = 0) {
   char* text = nullptr;
-  if (curl_url_get(url, part, &text, flags) != CURLUE_OK) return {};
-  return std::unique_ptr<char, CurlFree>(text).get();
+  const auto code = curl_url_get(url, part, &text, flags);
+  const std::unique_ptr<char, CurlFree> owned(text);  // libcurl may leave some behind with an error too
+  return code == CURLUE_OK ? owned.get() : std::string();
 }
 
 }  // namespace norvane::engine

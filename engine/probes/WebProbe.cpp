@@ -126,6 +126,7 @@ void WebProbe::Visit(const char* url) {
     return End(m_redirects == 0 ? "not a URL of http or https"
                                 : "redirect to a scheme other than http or https");
   m_host = UrlPart(m_url.get(), CURLUPART_HOST, CURLU_PUNYCODE);
+  if (m_host.empty()) return End("not a valid host name");
   m_hasSecret = m_hasSecret || !UrlPart(m_url.get(), CURLUPART_USER).empty();
   if (const auto* answer = m_context.resolver.Known(m_host)) return Fetch(*answer);
   m_query = m_context.resolver.LookUp(m_host, [this](const Resolver::Answer& answer) { Fetch(answer); });

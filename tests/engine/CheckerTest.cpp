@@ -89,6 +89,7 @@ TEST(Checker, TellsWhyAPageIsBad) {
       {"redirect to a dead server", HttpServer::Redirect(at(refusing.Port())), "connection refused"},
       {"redirect to no URL", HttpServer::Redirect("http://[broken"),
        "redirect to something that is not a valid URL"},
+      {"redirect to no name", HttpServer::Redirect("http://\xff.test/"), "not a valid host name"},
       {"redirect without a place", {"HTTP/1.1 304 Not Modified\r\n\r\n"}, "Ok"},
   };
   HttpServer silentAtOnce({.onConnect = Script{"", "", {}, End::Silence}});
