@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -164,6 +165,7 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
 
 int Main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // in which libcurl reads the names of hosts
   std::signal(SIGCHLD,
               SIG_DFL);  // ignored, as whoever starts us may leave it, it would take our children's ends
   ::umask(0077);

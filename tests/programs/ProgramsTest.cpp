@@ -121,6 +121,18 @@ TEST(EngineProgram, GoesOnAfterAnOrderlyEndAndAfterAKill) {
   EXPECT_FALSE(fs::exists(folder / "NorvaneEngine.sock"));
 }
 
+TEST(EngineProgram, FindsHostsWhoseNamesAreNoAscii) {
+  const TempFolder folder;
+  HttpServer server;
+  server.Set("/", HttpServer::Reply("hello"));
+  const Engine engine(folder);
+  const std::string shop = "WebMonitor Of shop", wideL = "\xef\xbd\x8c";  // which counts as the usual one
+  engine.Ctl({"add", shop});
+  engine.Ctl({"set", shop, "Monitor_Parameter", server.Url("/", wideL + "ocalhost")});
+  const auto check = engine.Ctl({"check", shop});
+  EXPECT_EQ(check.code, 0) << check.out;
+}
+
 TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
   const TempFolder folder;
   HttpServer server;
