@@ -23,6 +23,7 @@ using ce::EngineErrorCode;
 namespace {
 constexpr std::size_t MaxNotices = 50;
 constexpr std::size_t MaxConfigValues = 64;
+constexpr std::chrono::milliseconds LongestSpread = std::chrono::minutes(10);
 constexpr const char* CommandsLog = "log/commands.log";
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
 constexpr const char* DefaultLog = "log/NorvaneLog%d%m%y.log";
@@ -252,12 +253,13 @@ void Service::StartAll() {
   for (const auto& [id, monitor] : m_table->All()) {
     if (monitor.Running()) running.push_back(&monitor);
   }
-  // Spread over each one's interval, so that a start doesn't send all checks out in the same moment.
+  // Spread over each one's interval, so that a start doesn't send all checks out in the same moment; but a
+  // machine that is seldom on for long shall come to a daily check too.
   for (std::size_t i = 0; i < running.size(); ++i) {
-    const auto interval = CheckTimes::Of(*running[i]->attributes).interval;
+    const auto spread = std::min(CheckTimes::Of(*running[i]->attributes).interval, LongestSpread);
     m_runner->Start(TargetOf(*running[i]),
                     std::chrono::duration_cast<std::chrono::milliseconds>(
-                        interval * static_cast<double>(i) / static_cast<double>(running.size())));
+                        spread * static_cast<double>(i) / static_cast<double>(running.size())));
   }
 }
 

@@ -88,11 +88,13 @@ TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
       engine.Add(std::string("WebMonitor Of ") + name, "Enable");
     engine.Add("WebMonitor Of stopped");
     engine.service.Set(engine.service.Table().Find("WebMonitor Of c")->id, keys::Interval, "8");
+    // A day's wait might outlast the machine's day, every day.
+    engine.service.Set(engine.service.Table().Find("WebMonitor Of d")->id, keys::Interval, "86400");
     EXPECT_EQ(engine.Shutdown(), std::nullopt);
   }
   Engine engine(folder.Path());
   EXPECT_EQ(engine.checks->calls, (Calls{"Start WebMonitor Of a 0", "Start WebMonitor Of b 15000",
-                                         "Start WebMonitor Of c 4000", "Start WebMonitor Of d 45000"}));
+                                         "Start WebMonitor Of c 4000", "Start WebMonitor Of d 450000"}));
   EXPECT_EQ(engine.service.Table().Count(), 5u);
 }
 
