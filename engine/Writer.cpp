@@ -1,17 +1,13 @@
 #include "engine/Writer.h"
 
+#include <string>
 #include <utility>
 
 namespace norvane::engine {
 
 Writer::Writer(std::string folder, platform::EventFd& wake)
     : m_wake(wake),
-      m_logFiles(std::move(folder),
-                 [this](const std::string& report) {
-                   const std::lock_guard lock(m_mutex);
-                   m_reports.push_back(report);
-                   m_wake.Signal();
-                 }),
+      m_logFiles(std::move(folder), [this](const std::string& report) { Report(report); }),
       m_thread([this] { Loop(); }) {}
 
 Writer::~Writer() {
@@ -36,7 +32,10 @@ void Writer::Log(LogLine line) {
   {
     const std::lock_guard lock(m_mutex);
     first = m_lines.empty();
-    m_lines.push_back(std::move(line));
+    if (m_lines.size() < MaxLines)
+      m_lines.push_back(std::move(line));
+    else
+      ++m_linesLost;
   }
   if (first) m_more.notify_one();
 }
@@ -60,8 +59,10 @@ void Writer::Loop() {
     m_more.wait(lock, [this] { return m_stop || !m_jobs.empty() || !m_lines.empty(); });
     if (!m_lines.empty()) {
       const auto lines = std::exchange(m_lines, {});
+      const auto lost = std::exchange(m_linesLost, 0);
       lock.unlock();
       m_logFiles.Write(lines);
+      if (lost != 0) Report(std::to_string(lost) + " log lines were lost: the disk is too slow for them");
       lock.lock();
     }
     if (!m_jobs.empty()) {
@@ -74,6 +75,12 @@ void Writer::Loop() {
       return;
     }
   }
+}
+
+void Writer::Report(const std::string& report) {
+  const std::lock_guard lock(m_mutex);
+  m_reports.push_back(report);
+  m_wake.Signal();
 }
 
 void Writer::RunJob(Job job) {

@@ -18,6 +18,9 @@ namespace norvane::engine {
 /// gathered and written before the next job. Called from the service thread.
 class Writer {
  public:
+  /// So many lines wait for the disk at most; further ones are lost, which is reported.
+  static constexpr std::size_t MaxLines = 200000;
+
   /// `wake` is signalled when a finished job or a report of the log files waits for the service thread.
   Writer(std::string folder, platform::EventFd& wake);
   /// Finishes all jobs and lines that were handed in.
@@ -40,6 +43,7 @@ class Writer {
   };
   void Loop();
   void RunJob(Job job);
+  void Report(const std::string& report);
 
   platform::EventFd& m_wake;
   LogFiles m_logFiles;  // the writer thread's alone
@@ -48,6 +52,7 @@ class Writer {
   std::condition_variable m_more;
   std::deque<Job> m_jobs;
   std::vector<LogLine> m_lines;
+  std::size_t m_linesLost = 0;
   std::vector<Job> m_finished;
   std::vector<std::string> m_reports;
   bool m_stop = false;

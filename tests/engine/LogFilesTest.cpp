@@ -6,7 +6,9 @@
 #include <time.h>
 
 #include <filesystem>
+#include <future>
 
+#include "engine/Writer.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
 #include "tests/support/TempFolder.h"
@@ -156,6 +158,31 @@ TEST_F(LogFilesTest, AFileWithALimitMakesRoomOnce) {
   EXPECT_EQ(file("limited.log"), Stamp + std::string("d\n"));
   EXPECT_EQ(file("limited.log.1").size(), 100u);
   EXPECT_EQ(ModeOf(m_folder / "limited.log"), 0600u);
+}
+
+TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
+  const tests::TempFolder folder;
+  platform::EventFd wake;
+  std::vector<std::string> reports;
+  {
+    std::promise<void> begun, disk, written;
+    Writer writer(folder.Path(), wake);
+    writer.Run(
+        [&] {
+          begun.set_value();
+          disk.get_future().wait();
+        },
+        [](std::exception_ptr) {});
+    begun.get_future().wait();
+    for (std::size_t i = 0; i < Writer::MaxLines + 3; ++i)
+      writer.Log({"log", {}, "x"});
+    disk.set_value();
+    writer.Run([&] { written.set_value(); }, [](std::exception_ptr) {});
+    written.get_future().wait();
+    reports = writer.Deliver();
+  }
+  EXPECT_EQ(reports, std::vector<std::string>{"3 log lines were lost: the disk is too slow for them"});
+  EXPECT_EQ(ReadFile(folder / "log").size(), Writer::MaxLines * (Stamp.size() + 2));
 }
 
 }  // namespace
