@@ -23,7 +23,7 @@ constexpr int SlowPerSecond = 200;
 constexpr int SlowSeconds = 2;
 constexpr double MostToBare = 1.3;
 constexpr double MostMicrosecondsSecure = 1000;
-/// At few checks a second the machine wakes for each.
+/// At few checks a second fewer of them share each waking of the machine.
 constexpr double SlowFactor = 2;
 
 engine::Attributes WebMonitor(const std::string& url, const std::string& wanted) {

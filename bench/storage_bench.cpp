@@ -4,12 +4,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <vector>
 
+#include "bench/Measure.h"
 #include "bench/SampleMonitors.h"
 #include "engine/DataFile.h"
 #include "platform/FileDescriptor.h"
@@ -18,20 +18,12 @@ namespace {
 
 using namespace norvane::engine;
 using norvane::bench::RowOf;
-using Clock = std::chrono::steady_clock;
-
-double Milliseconds(const std::function<void()>& action) {
-  const auto start = Clock::now();
-  action();
-  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
 
 double Median(int runs, const std::function<void()>& action) {
   std::vector<double> times;
   for (int i = 0; i < runs; ++i)
-    times.push_back(Milliseconds(action));
-  std::sort(times.begin(), times.end());
-  return times[times.size() / 2];
+    times.push_back(norvane::bench::Milliseconds(action));
+  return norvane::bench::Quantile(times, 0.5);
 }
 
 void PlainWrite(const std::string& path, const std::string& bytes) {

@@ -199,7 +199,7 @@ std::string HelpText() {
     text += std::string("  ") + command.usage + "\n";
   return text +
          "\nExit codes: 0 done (check, notify: good), 1 the check or notification failed,\n"
-         "2 wrong use, 3 no engine answers, 4 the engine refused.\n";
+         "2 wrong use, 3 no engine answers, 4 the engine refused.";
 }
 
 ExitCode Run(const Arguments& arguments) {

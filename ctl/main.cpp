@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
     }
     return Run(arguments);
   } catch (const WrongUse& error) {
-    std::fprintf(stderr, "norvanectl: %s\n\n%s", error.what(), HelpText().c_str());
+    std::fprintf(stderr, "norvanectl: %s\n\n%s\n", error.what(), HelpText().c_str());
     return BadUse;
   } catch (const EngineError& error) {
     std::fprintf(stderr, "norvanectl: %s\n", Escaped(error.what()).c_str());
