@@ -16,8 +16,14 @@ std::size_t FindPlace(std::string_view text, std::size_t from) {
   return std::string_view::npos;
 }
 
+NotifyMode Of(NotifyMode::Form form) {
+  NotifyMode mode;
+  mode.form = form;
+  return mode;
+}
+
 NotifyMode ParseMail(std::string_view rest) {
-  NotifyMode mode{NotifyMode::Form::Mail, {}, {}, {}, {}, {}};
+  auto mode = Of(NotifyMode::Form::Mail);
   if (const auto semicolon = rest.find(';'); semicolon != std::string_view::npos) {
     mode.server = rest.substr(0, semicolon);
     mode.sender = rest.substr(semicolon + 1);
@@ -28,13 +34,12 @@ NotifyMode ParseMail(std::string_view rest) {
 NotifyMode ParseInternetCall(std::string_view text) {
   const auto message = FindPlace(text, 0);
   const auto number = message == std::string_view::npos ? message : FindPlace(text, message + 2);
-  if (number == std::string_view::npos) return {NotifyMode::Form::Unknown, {}, {}, {}, {}, {}};
-  return {NotifyMode::Form::InternetCall,
-          {},
-          {},
-          std::string(text.substr(0, message)),
-          std::string(text.substr(message + 2, number - message - 2)),
-          std::string(text.substr(number + 2))};
+  if (number == std::string_view::npos) return Of(NotifyMode::Form::Unknown);
+  auto mode = Of(NotifyMode::Form::InternetCall);
+  mode.beforeMessage = text.substr(0, message);
+  mode.beforeNumber = text.substr(message + 2, number - message - 2);
+  mode.afterNumber = text.substr(number + 2);
+  return mode;
 }
 
 std::string PercentEncoded(std::string_view text) {
@@ -56,10 +61,10 @@ std::string PercentEncoded(std::string_view text) {
 NotifyMode NotifyMode::Parse(std::string_view text) {
   if (text.empty()) return {};
   if (platform::StartsWithAnyCase(text, MailPrefix)) return ParseMail(text.substr(MailPrefix.size()));
-  if (platform::StartsWithAnyCase(text, PhonePrefix)) return {Form::Phone, {}, {}, {}, {}, {}};
+  if (platform::StartsWithAnyCase(text, PhonePrefix)) return Of(Form::Phone);
   if (platform::StartsWithAnyCase(text, "HTTP://") || platform::StartsWithAnyCase(text, "HTTPS://"))
     return ParseInternetCall(text);
-  return {Form::Unknown, {}, {}, {}, {}, {}};
+  return Of(Form::Unknown);
 }
 
 std::string InternetCallUrl(const NotifyMode& mode, std::string_view message, std::string_view number) {
