@@ -2,8 +2,6 @@
 
 #include <getopt.h>
 
-#include <filesystem>
-
 #include "platform/Paths.h"
 
 namespace norvane::ctl {
@@ -32,8 +30,7 @@ Arguments Parse(int argc, char** argv) {
     }
   }
   arguments.words.assign(argv + optind, argv + argc);
-  if (arguments.folder.empty()) arguments.folder = platform::ApplicationFolder();
-  arguments.folder = std::filesystem::absolute(arguments.folder).lexically_normal().string();
+  arguments.folder = platform::FolderOrOwn(arguments.folder);
   return arguments;
 }
 

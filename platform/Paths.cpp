@@ -54,6 +54,13 @@ const std::string& ApplicationFolder() {
   return folder;
 }
 
+std::string FolderOrOwn(const std::string& named) {
+  if (named.empty()) return ApplicationFolder();
+  auto folder = fs::absolute(named).lexically_normal().string();
+  if (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+  return folder;
+}
+
 std::string FolderOfProgram(const std::string& calledAs, std::string_view searchPath) {
   const bool isPath = calledAs.find('/') != std::string::npos;
   const auto program = isPath || calledAs.empty() ? calledAs : FindInSearchPath(calledAs, searchPath);

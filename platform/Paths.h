@@ -12,6 +12,10 @@ namespace norvane::platform {
 /// thread.
 [[nodiscard]] const std::string& ApplicationFolder();
 
+/// The application folder that a command line names, absolute and without a slash at its end; the program's
+/// own if it names none.
+[[nodiscard]] std::string FolderOrOwn(const std::string& named);
+
 /// The folder in which the program called as `calledAs` (argv[0]) lies; a name without "/" is looked for in
 /// `searchPath`, a list of folders joined by ":". Empty if no such file exists.
 [[nodiscard]] std::string FolderOfProgram(const std::string& calledAs, std::string_view searchPath);

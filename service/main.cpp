@@ -12,7 +12,6 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -86,9 +85,7 @@ std::optional<Arguments> Parse(int argc, char** argv) {
     }
   }
   if (optind < argc) throw WrongUse;
-  if (arguments.folder.empty()) arguments.folder = platform::ApplicationFolder();
-  arguments.folder = std::filesystem::absolute(arguments.folder).lexically_normal().string();
-  if (arguments.folder.size() > 1 && arguments.folder.back() == '/') arguments.folder.pop_back();
+  arguments.folder = platform::FolderOrOwn(arguments.folder);
   return arguments;
 }
 

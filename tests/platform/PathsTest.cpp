@@ -49,6 +49,16 @@ TEST(Paths, TheFolderOfAProgramIsTheOneItWasCalledIn) {
     EXPECT_EQ(FolderOfProgram(calledAs, searchPath), folder) << calledAs + " in " + searchPath;
 }
 
+TEST(Paths, AFolderMayBeNamedInAnyWay) {
+  const auto here = fs::current_path().string();
+  for (const auto& [named, folder] : Rows<std::string, std::string>{{"", ApplicationFolder()},
+                                                                    {"/", "/"},
+                                                                    {"/a/b/", "/a/b"},
+                                                                    {"/a/./../b//", "/b"},
+                                                                    {"x/", here + "/x"}})
+    EXPECT_EQ(FolderOrOwn(named), folder) << named;
+}
+
 TEST(Paths, OnlyARegularFileExists) {
   const TempFolder root;
   const auto file = WriteFile(root / "file", "");
