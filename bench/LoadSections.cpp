@@ -1,7 +1,6 @@
 #include "bench/LoadSections.h"
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <algorithm>
-
 #include "bench/Measure.h"
 
 namespace norvane::bench {

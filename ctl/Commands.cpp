@@ -6,7 +6,6 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
-#include <stdexcept>
 
 #include "console/engine/EngineError.h"
 #include "ctl/Output.h"

@@ -3,7 +3,6 @@
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <cassert>
 #include <utility>
 
 #include "console/engine/MonitorKeys.h"

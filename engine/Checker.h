@@ -1,10 +1,9 @@
 #pragma once
 
-#include <memory>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <unordered_map>
-#include <variant>
 #include <vector>
 
 #include "engine/CheckLoop.h"

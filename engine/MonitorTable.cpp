@@ -1,7 +1,6 @@
 #include "engine/MonitorTable.h"
 
 #include <algorithm>
-#include <array>
 
 #include "console/engine/EngineError.h"
 #include "engine/MonitorTypes.h"
