@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include "engine/PeerReason.h"
@@ -42,12 +43,22 @@ TlsClient::TlsClient(std::string caFile)
   platform::LimitTlsMessages(context);
 }
 
+/// A file that cannot be read any more leaves those that were read before.
+bool TlsClient::TakeAuthorities() {
+  std::error_code error;
+  const auto time = std::filesystem::last_write_time(m_caFile, error);
+  if (error || m_authoritiesOf == time) return m_authoritiesOf.has_value();
+  std::unique_ptr<X509_STORE, SslFree> store(X509_STORE_new());
+  if (store == nullptr) throw std::bad_alloc();
+  if (X509_STORE_load_file(store.get(), m_caFile.c_str()) != 1) return m_authoritiesOf.has_value();
+  SSL_CTX_set_cert_store(m_context.get(), store.release());
+  m_authoritiesOf = time;
+  return true;
+}
+
 SslConnection TlsClient::Connect(int fd, const std::string& host, bool verifies) {
+  if (verifies && !TakeAuthorities()) return nullptr;
   ERR_clear_error();
-  if (verifies && !m_hasAuthorities) {
-    m_hasAuthorities = SSL_CTX_load_verify_file(m_context.get(), m_caFile.c_str()) == 1;
-    if (!m_hasAuthorities) return nullptr;
-  }
   SslConnection ssl(SSL_new(m_context.get()));
   if (ssl == nullptr || SSL_set_fd(ssl.get(), fd) != 1 || !SetPeer(ssl.get(), host)) throw std::bad_alloc();
   SSL_set_verify(ssl.get(), verifies ? SSL_VERIFY_PEER : SSL_VERIFY_NONE, nullptr);

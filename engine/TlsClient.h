@@ -2,7 +2,9 @@
 
 #include <openssl/ssl.h>
 
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace norvane::engine {
@@ -10,6 +12,7 @@ namespace norvane::engine {
 struct SslFree {
   void operator()(SSL_CTX* context) const noexcept { SSL_CTX_free(context); }
   void operator()(SSL* ssl) const noexcept { SSL_free(ssl); }
+  void operator()(X509_STORE* store) const noexcept { X509_STORE_free(store); }
 };
 using SslConnection = std::unique_ptr<SSL, SslFree>;
 
@@ -17,8 +20,8 @@ using SslConnection = std::unique_ptr<SSL, SslFree>;
 /// authorities takes longer than a handshake. One thread, which has SIGPIPE blocked or ignored.
 class TlsClient {
  public:
-  /// `caFile` is a PEM file of the authorities that are trusted; it is read when the first certificate is to
-  /// be verified.
+  /// `caFile` is a PEM file of the authorities that are trusted; it is read when a certificate is to be
+  /// verified for the first time, and anew when it has changed.
   explicit TlsClient(std::string caFile);
 
   /// A connection over the socket `fd`, ready for its handshake. With `verifies` the handshake fails unless
@@ -30,9 +33,11 @@ class TlsClient {
   [[nodiscard]] static std::string HandshakeFailure(const SSL* ssl, const std::string& host);
 
  private:
+  bool TakeAuthorities();
+
   std::string m_caFile;
   std::unique_ptr<SSL_CTX, SslFree> m_context;
-  bool m_hasAuthorities = false;
+  std::optional<std::filesystem::file_time_type> m_authoritiesOf;  // the file's time when they were read
 };
 
 }  // namespace norvane::engine

@@ -1,3 +1,5 @@
+#include <chrono>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -266,6 +268,15 @@ TEST_P(MailProbe, VerifiesCertificatesWhereTheyArePromised) {
   options.caFile = folder / "none.pem";
   EXPECT_EQ(CheckerFixture(options).Check(promised).result.reason,
             "the file of trusted certificate authorities cannot be read");
+
+  // An update of the machine's authorities, and the moment in which the file is away.
+  const CertificateAuthority newcomer;
+  const auto later = std::filesystem::last_write_time(folder / "ca.pem") + std::chrono::seconds(1);
+  std::filesystem::last_write_time(newcomer.WriteTo(folder / "ca.pem"), later);
+  const auto renewed = m_kind.make({.tls = newcomer.Issue("127.0.0.1"), .isTlsFromStart = true});
+  EXPECT_EQ(checker.Check(Target(m_kind.scheme + renewed->Address())).result.reason, "Ok");
+  std::filesystem::remove(folder / "ca.pem");
+  EXPECT_EQ(checker.Check(Target(m_kind.scheme + renewed->Address())).result.reason, "Ok");
 }
 
 TEST_P(MailProbe, KeepsItsSecretsOutOfTheClearWhenTheUpgradeFails) {
