@@ -27,18 +27,17 @@ constexpr int Backlog = 64;
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// Nobody can connect in between: the mode holds from the moment that the name appears.
+/// Nobody can connect in between: the name gets the mode that its socket has. The process's mask is no way to
+/// it, for other threads are making files and folders.
 platform::FileDescriptor Listen(const std::string& folder) {
   const auto address = SocketAddress(folder);
   platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!socket) ThrowSystemError("socket");
   if (::unlink(address.sun_path) != 0 && errno != ENOENT) ThrowSystemError(address.sun_path);
-  const auto mask = ::umask(0177);
-  const int bound = ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  const int bindError = errno;
-  ::umask(mask);
-  errno = bindError;
-  if (bound != 0 || ::listen(socket.Get(), Backlog) != 0) ThrowSystemError(address.sun_path);
+  if (::fchmod(socket.Get(), 0600) != 0 ||
+      ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(socket.Get(), Backlog) != 0)
+    ThrowSystemError(address.sun_path);
   return socket;
 }
 

@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "console/engine/MonitorKeys.h"
@@ -47,8 +49,26 @@ TEST_F(EngineServerTest, TheSocketIsItsOwnersAloneAndGoesWithTheServer) {
   Start();
   EXPECT_EQ(ModeOf(socket), 0600u);
   m_engine.reset();
-  EXPECT_EQ(::umask(mask), 0u) << "the mask is put back";
+  ::umask(mask);
   EXPECT_NE(::access(socket.c_str(), F_OK), 0);
+}
+
+TEST_F(EngineServerTest, WhatOtherThreadsMakeWhileItOpensTheSocketKeepsItsMode) {
+  const std::string logs = m_folder / "log";
+  std::atomic<bool> ended = false;
+  std::thread writer([&] {
+    while (!ended) {
+      EXPECT_EQ(::mkdir(logs.c_str(), 0700), 0);
+      EXPECT_EQ(ModeOf(logs), 0700u);
+      ::rmdir(logs.c_str());
+    }
+  });
+  for (int i = 0; i < 20; ++i) {
+    Start();
+    m_engine.reset();
+  }
+  ended = true;
+  writer.join();
 }
 
 TEST_F(EngineServerTest, TakesThePlaceOfADeadEnginesSocket) {
