@@ -127,7 +127,8 @@ void LinkLoop::Connect(const std::shared_ptr<CallState>& call) {
 }
 
 kj::Promise<void> LinkLoop::ReachAndGreet(CallState& call) {
-  return kj::evalNow([&] { return Reach(call); }).then([this, &call](FileDescriptor socket) {
+  // Later, since the caller is held until it can wait in its own way, and starting an engine takes a while.
+  return kj::evalLater([this, &call] { return Reach(call); }).then([this, &call](FileDescriptor socket) {
     return Greet(std::move(socket), call);
   });
 }

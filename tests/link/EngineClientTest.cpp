@@ -191,5 +191,19 @@ TEST_F(EngineClientTest, TheConsoleSpendsTheTimeOfACallAsItLikes) {
   EXPECT_EQ(waiter.calls, 3) << "reading is none";
 }
 
+TEST_F(EngineClientTest, TheConsoleIsNotHeldWhileItsEngineStarts) {
+  std::promise<void> stepped;
+  SteppingWaiter waiter([&] {
+    if (waiter.steps == 1) stepped.set_value();
+  });
+  m_options.waiter = &waiter;
+  m_options.startEngine = [&] {
+    EXPECT_EQ(stepped.get_future().wait_for(seconds(10)), std::future_status::ready);
+    Start();
+  };
+  EngineClient client(m_options);
+  EXPECT_EQ(client.Snapshot().size(), 0u);
+}
+
 }  // namespace
 }  // namespace norvane::tests
