@@ -48,8 +48,9 @@ Daemon::Daemon() {
 void Daemon::Ready(const std::string& folder) {
   const std::string path = folder + "/log/engine.log";
   if (::mkdir((folder + "/log").c_str(), 0700) != 0 && errno != EEXIST) Fail(folder + "/log");
+  // Non-blocking, so that a pipe of that name cannot hold the engine and whoever starts it.
   const platform::FileDescriptor log(
-      ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600));
+      ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
   if (!log) Fail(path);
   if (::write(m_ready.Get(), "r", 1) != 1) Fail("the process that started this one");
   m_ready.Reset();

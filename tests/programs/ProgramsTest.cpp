@@ -1,6 +1,7 @@
 // The built programs, as an administrator meets them.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -45,6 +46,8 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
   WriteFile(folder / "file", "x");
   const std::string longPath = folder / std::string(120, 'x');
   fs::create_directory(longPath);
+  fs::create_directories(folder / "pipe/log");
+  ASSERT_EQ(::mkfifo((folder / "pipe/log/engine.log").c_str(), 0600), 0);
   struct Row {
     const char* name;
     Words arguments;
@@ -56,6 +59,7 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
       {"taken, in the background", {"--folder", folder.Path(), "--detach"}, 3, "another engine serves"},
       {"missing", {"--folder", folder / "missing"}, 4, "No such file"},
       {"no folder", {"--folder", folder / "file"}, 4, "Not a directory"},
+      {"a pipe for its log", {"--folder", folder / "pipe", "--detach"}, 4, "engine.log: No such device"},
       {"too long", {"--folder", longPath}, 5, "too long"},
       {"option", {"--frob"}, 2, "Usage"},
       {"operand", {"x"}, 2, "Usage"},
