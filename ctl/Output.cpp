@@ -8,6 +8,7 @@
 #include <ctime>
 #include <stdexcept>
 
+#include "link/Wire.h"
 #include "platform/Utf8.h"
 
 namespace norvane::ctl {
@@ -19,12 +20,12 @@ namespace {
 void Fill(capnp::JsonValue::Builder json, const Fields& fields) {
   auto object = json.initObject(static_cast<unsigned>(fields.size()));
   for (unsigned i = 0; i < fields.size(); ++i) {
-    object[i].setName(fields[i].name);
+    object[i].setName(link::ToText(platform::ValidUtf8(fields[i].name)));
     auto value = object[i].initValue();
     if (fields[i].isNumber) {
       value.setNumber(static_cast<double>(std::stoll(fields[i].text)));
     } else {
-      value.setString(platform::ValidUtf8(fields[i].text));
+      value.setString(link::ToText(platform::ValidUtf8(fields[i].text)));
     }
   }
 }
@@ -65,15 +66,20 @@ std::string Json(const std::vector<Fields>& objects) {
 
 std::string Escaped(std::string_view text) {
   std::string escaped;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7f) {
-      escaped += c;
+  while (!text.empty()) {
+    const auto [code, size] = platform::FirstCharacter(text);
+    const auto bytes = text.substr(0, std::max<std::size_t>(size, 1));
+    text.remove_prefix(bytes.size());
+    // A terminal obeys those above U+007F too, and some obey them as lone bytes.
+    if (size != 0 && code >= 0x20 && (code < 0x7f || code >= 0xa0)) {
+      escaped += bytes;
       continue;
     }
-    char code[5];
-    std::snprintf(code, sizeof code, "\\x%02x", byte);
-    escaped += code;
+    for (const char byte : bytes) {
+      char shown[5];
+      std::snprintf(shown, sizeof shown, "\\x%02x", static_cast<unsigned char>(byte));
+      escaped += shown;
+    }
   }
   return escaped;
 }
@@ -126,16 +132,20 @@ Fields StatusOf(const link::EngineInfo& info, const link::MonitorSnapshot& monit
 }
 
 void PrintLine(const std::string& text) {
-  if (std::fputs(text.c_str(), stdout) < 0 || std::fputc('\n', stdout) < 0 || std::fflush(stdout) != 0)
+  // A value may hold any byte, NUL too.
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fputc('\n', stdout) < 0 ||
+      std::fflush(stdout) != 0)
     throw std::runtime_error("standard output cannot be written");
 }
 
 void PrintFields(const Fields& fields) {
   std::size_t width = 0;
   for (const auto& field : fields)
-    width = std::max(width, field.name.size());
-  for (const auto& field : fields)
-    PrintLine(field.name + std::string(width - field.name.size() + 2, ' ') + Escaped(field.text));
+    width = std::max(width, WidthOf(Escaped(field.name)));
+  for (const auto& field : fields) {
+    const auto name = Escaped(field.name);
+    PrintLine(name + std::string(width - WidthOf(name) + 2, ' ') + Escaped(field.text));
+  }
 }
 
 void PrintTable(const std::vector<Fields>& rows) {

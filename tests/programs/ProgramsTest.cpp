@@ -142,7 +142,7 @@ TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
   HttpServer server;
   server.Set("/good", HttpServer::Reply("hello"));
   const Engine engine(folder);
-  const std::string shop = "WebMonitor Of shop";
+  const std::string shop = "WebMonitor Of shop", odd = "no\xff", zero("a\0b", 3);
   struct Row {
     Words words;
     int code;
@@ -162,6 +162,11 @@ TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
       {{"check", shop}, 1, "string not found"},
       {{"set", shop, "note"}, 0, "", "from a file\r\n"},
       {{"--json", "get", shop, "note"}, 0, "{\"note\":\"from a file\"}"},
+      {{"set", shop, odd}, 0, "", zero + "\t\xc2\x9b\xc3\xa9"},
+      {{"get", shop, odd}, 0, zero + "\t\xc2\x9b\xc3\xa9\n"},
+      {{"get", shop}, 0, " a\\x00b\\x09\\xc2\\x9b\xc3\xa9\n"},
+      {{"get", shop}, 0, "\nno\\xff "},
+      {{"--json", "get", shop, odd}, 0, "{\"no\xef\xbf\xbd\":\"a\\u0000b\\t\xc2\x9b\xc3\xa9\"}"},
       {{"--json", "check", shop}, 1, "\"Result\":\"string not found"},
       {{"list"}, 0, "string not found"},
       {{"--json", "list"},
