@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QDialog>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -138,6 +139,20 @@ TEST_F(UrlCheckTest, ThePageIsShownAndItsSizeTaken) {
     Close(viewer);
     EXPECT_EQ(form->State(), "Check URL, open, hidden");
   }
+}
+
+TEST_F(UrlCheckTest, APageWithoutABlankIsShownAsSoon) {
+  constexpr int MiB = 1 << 20;
+  server.Set("/page", HttpServer::Reply(std::string(MiB, 'a')));
+  Open();
+  QElapsedTimer time;
+  time.start();
+  Check(server.Url("/page"));
+  auto* viewer = Viewer();
+  ASSERT_NE(viewer, nullptr);
+  EXPECT_FALSE(viewer->grab().isNull());
+  EXPECT_FALSE(time.hasExpired(30'000)) << "looking for a place to break it took minutes";
+  Close(viewer);
 }
 
 TEST_F(UrlCheckTest, WhatCannotBeCheckedIsTold) {
