@@ -17,6 +17,11 @@ using namespace std::chrono_literals;
 
 constexpr auto Unnoticed = 20ms;  ///< most calls are answered by then, and need no event loop
 
+void AwaitEnd(engine::PendingCall& call) {
+  while (!call.WaitFor(1s))
+    continue;
+}
+
 bool IsTick(const QObject* watched, QEvent::Type type) {
   const auto* timer = type == QEvent::Timer ? qobject_cast<const QTimer*>(watched) : nullptr;
   return timer != nullptr && !timer->isSingleShot();
@@ -36,6 +41,7 @@ QtCallWaiter::~QtCallWaiter() = default;
 void QtCallWaiter::Wait(engine::PendingCall& call) noexcept {
   m_since.start();
   if (call.WaitFor(Unnoticed)) return;
+  if (m_loop != nullptr) return AwaitEnd(call);  // made by a screen reader's press, which is no event
   QEventLoop loop;
   m_loop = &loop;
   qApp->installEventFilter(this);
@@ -51,8 +57,7 @@ void QtCallWaiter::Wait(engine::PendingCall& call) noexcept {
   qApp->removeEventFilter(this);
   m_loop = nullptr;
   m_box.reset();
-  while (!call.WaitFor(1s))
-    continue;  // when the application ends, loops end early
+  AwaitEnd(call);  // when the application ends, loops end early
 }
 
 bool QtCallWaiter::eventFilter(QObject* watched, QEvent* event) {

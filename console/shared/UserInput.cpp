@@ -24,6 +24,7 @@ bool IsInput(QEvent::Type type) {
   switch (type) {
     case QEvent::MouseButtonRelease:
     case QEvent::KeyRelease:
+    case QEvent::InputMethod:
     case QEvent::ShortcutOverride:
     case QEvent::Shortcut:
     case QEvent::ContextMenu:

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
@@ -78,6 +79,7 @@ class QtCallWaiterTest : public ::testing::Test {
 
 TEST_F(QtCallWaiterTest, PaintsAndShutsOutInputAndTicks) {
   QtCallWaiter waiter(dialogs, 1h);
+  QLineEdit field;
   QTimer ticker;
   int ticks = 0;
   QObject::connect(&ticker, &QTimer::timeout, &ticker, [&ticks] { ++ticks; });
@@ -87,6 +89,9 @@ TEST_F(QtCallWaiterTest, PaintsAndShutsOutInputAndTicks) {
     QTest::mouseClick(&button, Qt::LeftButton);
     QTest::keyClick(&button, Qt::Key_Space);
     button.close();
+    QInputMethodEvent composed;
+    composed.setCommitString(QStringLiteral("\u4e2d"));
+    QApplication::sendEvent(&field, &composed);
     button.repaint();
     painted = true;
     EXPECT_TRUE(Boxes().empty()) << "the user has not waited long yet";
@@ -95,6 +100,7 @@ TEST_F(QtCallWaiterTest, PaintsAndShutsOutInputAndTicks) {
   waiter.Wait(call);
   EXPECT_TRUE(painted);
   EXPECT_EQ(clicks, 0);
+  EXPECT_EQ(field.text(), QString());
   EXPECT_EQ(ticks, 0);
   EXPECT_TRUE(button.isVisible());
   EXPECT_TRUE(QTest::qWaitFor([&] { return ticks > 0; })) << "ticks come again after the call";
@@ -129,6 +135,23 @@ TEST_F(QtCallWaiterTest, BoxGoesWithTheAnswer) {
   });
   waiter.Wait(call);
   EXPECT_TRUE(Boxes().empty());
+}
+
+TEST_F(QtCallWaiterTest, ACallWithinACallHoldsUpNeither) {
+  QtCallWaiter waiter(dialogs, 1h);
+  ScriptedCall inner;
+  QTimer::singleShot(50, [&] {
+    std::thread other([&inner] {
+      EXPECT_FALSE(inner.WaitFor(50ms));
+      inner.Finish();
+    });
+    waiter.Wait(inner);
+    other.join();
+    QTest::mouseClick(&button, Qt::LeftButton);
+    call.Finish();
+  });
+  waiter.Wait(call);
+  EXPECT_EQ(clicks, 0) << "the outer call still shut out input";
 }
 
 TEST_F(QtCallWaiterTest, AnsweredCallNeedsNoLoop) {
