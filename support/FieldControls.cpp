@@ -4,6 +4,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QRadioButton>
+#include <QRegularExpression>
 #include <climits>
 #include <utility>
 
@@ -44,6 +45,15 @@ constexpr std::pair<CheckField, const char*> CheckNames[] = {
 
 constexpr int ToolkitMaxLength = 32767;
 
+/// What is copied from a list or a terminal ends with a line break, which a text box keeps and doesn't show.
+void DropLineBreaks(QLineEdit& box) {
+  static const QRegularExpression breaks(QStringLiteral("[\\r\\n\\x{2028}\\x{2029}]"));
+  if (!box.text().contains(breaks)) return;
+  const auto before = box.text().left(box.cursorPosition()).remove(breaks);
+  box.setText(box.text().remove(breaks));
+  box.setCursorPosition(static_cast<int>(before.size()));
+}
+
 template <class Control, class Field, std::size_t Count>
 std::map<Field, Control*> Find(const QWidget& form, const std::pair<Field, const char*> (&names)[Count]) {
   std::map<Field, Control*> found;
@@ -57,8 +67,11 @@ FieldControls::FieldControls(const QWidget& form)
     : m_texts(Find<QLineEdit>(form, TextNames)),
       m_checks(Find<QCheckBox>(form, CheckNames)),
       m_cmbPagerType(form.findChild<QComboBox*>(QStringLiteral("cmbPagerType"))) {
-  for (const auto& [field, control] : m_texts)
-    if (control->maxLength() == ToolkitMaxLength) control->setMaxLength(INT_MAX);
+  for (const auto& entry : m_texts) {
+    auto* box = entry.second;
+    if (box->maxLength() == ToolkitMaxLength) box->setMaxLength(INT_MAX);
+    QObject::connect(box, &QLineEdit::textEdited, box, [box] { DropLineBreaks(*box); });
+  }
   const auto option = QStringLiteral("optFlag_%1");
   while (auto* button = form.findChild<QRadioButton*>(option.arg(m_optFlag.size())))
     m_optFlag.push_back(button);

@@ -20,7 +20,7 @@ namespace norvane::support {
 class FieldControls : public settings::Fields {
  public:
   /// The controls must stand already, and outlive this. Text boxes without a limit of their own lose
-  /// the toolkit's.
+  /// the toolkit's; none takes a line break from the user.
   explicit FieldControls(const QWidget& form);
 
   [[nodiscard]] std::string Text(settings::TextField field) const override;

@@ -1,5 +1,6 @@
 #include <QAbstractButton>
 #include <QApplication>
+#include <QClipboard>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QTabBar>
@@ -48,6 +49,33 @@ TEST_F(PageInputTest, EnterAndEscapePressNothing) {
     EXPECT_TRUE(page->isVisible());
     EXPECT_TRUE(engine.TakeCalls().empty());
     EXPECT_TRUE(dialogs.fileRequests.empty());
+  }
+}
+
+TEST_F(PageInputTest, APastedLineLosesItsEnd) {
+  const struct {
+    const char* name;
+    const char16_t* pasted;
+    const char* between;
+  } rows[] = {
+      {"one line", u"b", "abc"},     {"cell of a table", u"b\n", "abc"}, {"lines", u"\r\nb\r\nB\r\n", "abBc"},
+      {"blanks", u" b\t", "a b\tc"}, {"separators", u"b\u2029", "abc"},
+  };
+  for (const auto type : AllTypes) {
+    NewPage(type);
+    Load({{"Monitor_LogFile", "as\nstored"}});
+    EXPECT_EQ(Text("txtLogFile"), "as\nstored");
+    for (auto* field : page->findChildren<QLineEdit*>()) {
+      for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.name) + " in " + field->objectName().toStdString());
+        field->setText(QStringLiteral("ac"));
+        field->setCursorPosition(1);
+        QApplication::clipboard()->setText(QString::fromUtf16(row.pasted));
+        field->paste();
+        EXPECT_EQ(field->text().toStdString(), row.between);
+        EXPECT_EQ(field->cursorPosition(), field->text().size() - 1);
+      }
+    }
   }
 }
 
