@@ -10,6 +10,7 @@
 #include "console/WindowLayout.h"
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/MainBas.h"
+#include "console/shared/WindowTitle.h"
 #include "console/shared/Wire.h"
 #include "pages/FrmPop3Monitor.h"
 #include "pages/FrmSmtpMonitor.h"
@@ -299,7 +300,8 @@ void FrmStart::ShowPage(Page& form) {
   m_bas.HidePages(form);
   form.show();
   form.RefreshData();
-  setWindowTitle(QStringLiteral("Norvane ---- ") + QString::fromStdString(m_bas.CurrentMonitor->Name()));
+  setWindowTitle(shared::WindowTitle(QStringLiteral("Norvane ---- ") +
+                                     QString::fromStdString(m_bas.CurrentMonitor->Name())));
 }
 
 void FrmStart::EnableButtons(bool canDelete, bool canStart, bool canStop) {

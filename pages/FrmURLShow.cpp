@@ -2,6 +2,7 @@
 
 #include <QFontDatabase>
 
+#include "console/shared/WindowTitle.h"
 #include "ui_FrmURLShow.h"
 
 namespace norvane::pages {
@@ -10,7 +11,7 @@ FrmURLShow::FrmURLShow(QWidget* parent, const QString& url, const QString& text)
     : QDialog(parent), m_ui(std::make_unique<Ui::FrmURLShow>()) {
   m_ui->setupUi(this);
   setAttribute(Qt::WA_DeleteOnClose);
-  setWindowTitle(QStringLiteral("URL=") + url);
+  setWindowTitle(console::shared::WindowTitle(QStringLiteral("URL=") + url));
   m_ui->txtData->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
   m_ui->txtData->setPlainText(text);
   connect(m_ui->cmdClose, &QPushButton::clicked, this, &FrmURLShow::cmdClose_Click);

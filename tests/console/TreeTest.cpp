@@ -1,6 +1,7 @@
 #include <QMenu>
 #include <QTest>
 #include <QTreeView>
+#include <QWindow>
 
 #include "console/shared/MonitorTree.h"
 #include "pages/FrmPop3Monitor.h"
@@ -74,6 +75,16 @@ TEST_F(TreeTest, ClickOnAMonitorShowsItsPage) {
   EXPECT_EQ(Caption(), "Norvane");
   EXPECT_EQ(EnabledCommands(), "property");
   EXPECT_EQ(Column(3).size(), 4u);
+}
+
+TEST_F(TreeTest, ANameStandsInTheTitleToTheLetter) {
+  for (const std::string name : {"WebMonitor Of a[*]", "WebMonitor Of [*][*]&&"}) {
+    StartWith({{name, "Enable"}});
+    ClickNode(name);
+    EXPECT_EQ(form->windowHandle()->title().toStdString(), "Norvane ---- " + name);
+    form.reset();
+    form = std::make_unique<console::FrmStart>(bas);
+  }
 }
 
 TEST_F(TreeTest, MonitorWithoutPage) {
