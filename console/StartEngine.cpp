@@ -15,9 +15,12 @@ constexpr int TakenExitCode = 3;  // another engine serves the folder
 
 int WaitForEnd(pid_t child) {
   int status = 0;
-  while (::waitpid(child, &status, 0) < 0)
+  while (::waitpid(child, &status, 0) < 0) {
+    // It has ended, but how is kept from those who ignore SIGCHLD, as whoever started us may leave it.
+    if (errno == ECHILD) return 0;
     if (errno != EINTR)
       throw std::system_error(errno, std::generic_category(), "can not wait for the engine");
+  }
   return status;
 }
 }  // namespace

@@ -146,6 +146,13 @@ TEST_F(StoryTest, OutageIsSeenAndToldUntilItEnds) {
   EXPECT_EQ(post.Mails().size(), 1u);
 }
 
+TEST_F(StoryTest, EngineStartsThoughTheEndsOfChildrenAreIgnored) {
+  const auto before = std::signal(SIGCHLD, SIG_IGN);  // as whoever starts a console may leave it
+  EXPECT_NO_THROW(console::StartEngine(folder.Path()));
+  std::signal(SIGCHLD, before);
+  EXPECT_EQ(Ctl({"status"}).code, 0);
+}
+
 TEST_F(StoryTest, DeletedMonitorsAreGoneForGood) {
   console::StartEngine(folder.Path());
   for (const char* name : {"a", "b", "c"})
