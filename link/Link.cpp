@@ -1,5 +1,7 @@
 #include "link/Link.h"
 
+#include <stdexcept>
+
 #include "console/engine/EngineError.h"
 
 namespace norvane::link {
@@ -19,9 +21,10 @@ void Link::ThreadMain(std::promise<void> ready) {
     m_loop = &loop;
     ready.set_value();
     loop.RunUntilEnd();
-  } catch (...) {
+  } catch (const std::exception& error) {
     if (m_loop != nullptr) throw;
-    ready.set_exception(std::current_exception());
+    // One of kj must end on the thread that threw it, or the process ends.
+    ready.set_exception(std::make_exception_ptr(std::runtime_error(error.what())));
   }
 }
 
@@ -36,11 +39,11 @@ void Link::Await(Begin begin) {
 void Link::StartThread() {
   std::promise<void> ready;
   auto isReady = ready.get_future();
-  m_thread = std::thread(&Link::ThreadMain, this, std::move(ready));
   try {
+    m_thread = std::thread(&Link::ThreadMain, this, std::move(ready));
     isReady.get();
   } catch (const std::exception& error) {
-    m_thread.join();
+    if (m_thread.joinable()) m_thread.join();
     throw EngineError(EngineErrorCode::Failed, std::string("the link cannot be set up: ") + error.what());
   }
 }

@@ -1,8 +1,11 @@
 #include "link/EngineClient.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <future>
 #include <optional>
 #include <thread>
@@ -83,6 +86,30 @@ TEST_F(EngineClientTest, StartsTheEngineIfTheOneThatListensEndsBeforeItGreets) {
   EngineClient client(m_options);
   EXPECT_EQ(client.Snapshot().size(), 0u);
   ending.join();
+}
+
+TEST_F(EngineClientTest, AThreadThatCannotBeSetUpIsToldAndTriedAgain) {
+  Start();
+  EngineClient client(m_options);
+  int lastTwo[2];  // too few for its loop, but a sanitizer looks around through a pipe
+  ASSERT_EQ(::pipe(lastTwo), 0);
+  for (const int fd : lastTwo)
+    ::close(fd);
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit reached{static_cast<rlim_t>(std::max(lastTwo[0], lastTwo[1])) + 1, limit.rlim_max};
+  ::setrlimit(RLIMIT_NOFILE, &reached);
+  EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::Failed) << "no descriptor for its loop";
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+
+  pthread_attr_t usual{}, huge{};
+  ::pthread_getattr_default_np(&usual);
+  ::pthread_getattr_default_np(&huge);
+  ::pthread_attr_setstacksize(&huge, std::size_t{1} << 60);
+  ::pthread_setattr_default_np(&huge);
+  EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::Failed) << "no memory for its stack";
+  ::pthread_setattr_default_np(&usual);
+  EXPECT_EQ(client.Snapshot().size(), 0u);
 }
 
 TEST_F(EngineClientTest, TellsOfTheEngineAndItsMonitors) {
