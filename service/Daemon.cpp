@@ -30,6 +30,7 @@ namespace {
 }  // namespace
 
 Daemon::Daemon() {
+  ::close_range(STDERR_FILENO + 1, ~0U, 0);  // whoever started us may wait for the end of a pipe or a lock
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) Fail("pipe");
   const platform::FileDescriptor readEnd(ends[0]);

@@ -1,7 +1,9 @@
 // The built programs, as an administrator meets them.
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -91,6 +93,18 @@ TEST(EngineProgram, HearsOfTheEndOfItsCommandsWhoeverStartsIt) {
   while (ReadFile(log).find(" ended ") == std::string::npos)
     std::this_thread::yield();
   EXPECT_NE(ReadFile(log).find("down.sh ended with exit code 7"), std::string::npos) << ReadFile(log);
+}
+
+TEST(EngineProgram, KeepsNothingOpenInTheBackgroundThatWhoeverStartsItHasOpen) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  const platform::FileDescriptor readEnd(ends[0]);
+  platform::FileDescriptor writeEnd(ends[1]);
+  const TempFolder folder;
+  const Engine engine(folder);
+  writeEnd.Reset();
+  pollfd end{readEnd.Get(), POLLIN, 0};
+  EXPECT_EQ(::poll(&end, 1, 10000), 1) << "the engine holds the other end";
 }
 
 TEST(EngineProgram, GoesOnAfterAnOrderlyEndAndAfterAKill) {
