@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "tests/support/Loopback.h"
+#include "loopback/Sockets.h"
 
 namespace norvane::bench {
 
@@ -40,15 +40,16 @@ int BareMailLoop::Run(int checks, int perSecond) {
 void BareMailLoop::Begin() {
   auto& talk = *m_idle.back();
   m_idle.pop_back();
-  talk = {tests::NewSocket(), 0};
-  const auto address = tests::Loopback(m_dialogue.port);
+  talk = {loopback::NewSocket(), 0};
+  const auto address = loopback::Address(m_dialogue.port);
   if (::connect(talk.socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 &&
       errno != EINPROGRESS)
-    tests::Fail("connect");
+    loopback::ThrowErrno("connect");
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.ptr = &talk;
-  if (::epoll_ctl(m_epoll.Get(), EPOLL_CTL_ADD, talk.socket.Get(), &event) != 0) tests::Fail("epoll_ctl");
+  if (::epoll_ctl(m_epoll.Get(), EPOLL_CTL_ADD, talk.socket.Get(), &event) != 0)
+    loopback::ThrowErrno("epoll_ctl");
 }
 
 bool BareMailLoop::Answer(Talk& talk) {

@@ -13,7 +13,7 @@
 #include "bench/SampleMonitors.h"
 #include "console/engine/Engine.h"
 #include "console/engine/MonitorKeys.h"
-#include "tests/support/TempFolder.h"
+#include "loopback/TempFolder.h"
 
 namespace norvane::bench {
 
@@ -76,16 +76,16 @@ class World {
   }
 
  private:
-  static std::unique_ptr<tests::TempFolder> Prepared(std::vector<engine::datafile::Row> rows,
-                                                     Arrivals& arrivals) {
-    auto folder = std::make_unique<tests::TempFolder>();
+  static std::unique_ptr<loopback::TempFolder> Prepared(std::vector<engine::datafile::Row> rows,
+                                                        Arrivals& arrivals) {
+    auto folder = std::make_unique<loopback::TempFolder>();
     WriteDataFile(folder->Path(), std::move(rows));
     arrivals.Clear();
     return folder;
   }
 
   int m_count;
-  std::unique_ptr<tests::TempFolder> m_folder;
+  std::unique_ptr<loopback::TempFolder> m_folder;
   EngineProcess m_engine;
   link::EngineClient m_console;
 };

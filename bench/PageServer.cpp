@@ -12,7 +12,7 @@
 #include <chrono>
 #include <string_view>
 
-#include "tests/support/Loopback.h"
+#include "loopback/Sockets.h"
 
 namespace norvane::bench {
 
@@ -27,7 +27,7 @@ constexpr std::string_view RequestHead = "GET /";
 Arrivals::Arrivals()
     : m_shared(static_cast<Shared*>(::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
                                            MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))) {
-  if (m_shared == MAP_FAILED) tests::Fail("mmap");
+  if (m_shared == MAP_FAILED) loopback::ThrowErrno("mmap");
 }
 
 Arrivals::~Arrivals() {
@@ -57,12 +57,12 @@ PageServer::PageServer(const std::string& page, Arrivals& arrivals)
     : m_reply("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " + std::to_string(page.size()) +
               "\r\nConnection: close\r\n\r\n" + page),
       m_arrivals(arrivals),
-      m_listener(tests::BoundSocket(m_port)),
+      m_listener(loopback::BoundSocket(m_port)),
       m_epoll(::epoll_create1(EPOLL_CLOEXEC)) {
   // A connection is handed over when its request is there, so that most need no epoll at all.
   const int seconds = 1;
   ::setsockopt(m_listener.Get(), IPPROTO_TCP, TCP_DEFER_ACCEPT, &seconds, sizeof seconds);
-  if (::listen(m_listener.Get(), Backlog) != 0) tests::Fail("listen");
+  if (::listen(m_listener.Get(), Backlog) != 0) loopback::ThrowErrno("listen");
   Watch(m_listener.Get());
   m_thread = std::thread(&PageServer::Run, this);
 }
@@ -76,7 +76,8 @@ void PageServer::Watch(int fd) {
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.fd = fd;
-  if (::epoll_ctl(m_epoll.Get(), EPOLL_CTL_ADD, fd, &event) != 0 && errno != EEXIST) tests::Fail("epoll_ctl");
+  if (::epoll_ctl(m_epoll.Get(), EPOLL_CTL_ADD, fd, &event) != 0 && errno != EEXIST)
+    loopback::ThrowErrno("epoll_ctl");
 }
 
 void PageServer::Run() {

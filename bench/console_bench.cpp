@@ -28,8 +28,8 @@
 #include "console/shared/MainBas.h"
 #include "console/shared/MonitorNames.h"
 #include "link/EngineClient.h"
+#include "loopback/TempFolder.h"
 #include "platform/Paths.h"
-#include "tests/support/TempFolder.h"
 
 namespace {
 using namespace norvane;
@@ -138,7 +138,7 @@ void Fill(link::EngineClient& engine, const std::string& folder, int count) {
 }
 
 void MeasureInChild(int count) {
-  const tests::TempFolder folder;
+  const loopback::TempFolder folder;
   const bench::EngineProcess process(folder.Path());
   link::EngineClient engine(bench::ConsoleOptions(folder.Path()));
   Fill(engine, folder.Path(), count);

@@ -17,9 +17,9 @@
 #include "bench/CostSections.h"
 #include "bench/LoadSections.h"
 #include "bench/ServerProcess.h"
-#include "tests/support/HttpServer.h"
-#include "tests/support/MailServers.h"
-#include "tests/support/TempFolder.h"
+#include "loopback/HttpServer.h"
+#include "loopback/MailServers.h"
+#include "loopback/TempFolder.h"
 
 namespace norvane::bench {
 namespace {
@@ -28,35 +28,35 @@ constexpr std::chrono::milliseconds LateQuit{200};
 const std::string Wanted = "Welcome to our shop";
 const std::string Page = std::string(4096 - Wanted.size(), 'x') + Wanted;
 
-std::shared_ptr<void> StartSecure(const tests::CertificateAuthority& authority, int& port) {
-  tests::HttpServer::Options options;
+std::shared_ptr<void> StartSecure(const loopback::CertificateAuthority& authority, int& port) {
+  loopback::HttpServer::Options options;
   options.tls = authority.Issue("127.0.0.1");
-  auto server = std::make_shared<tests::HttpServer>(options);
+  auto server = std::make_shared<loopback::HttpServer>(options);
   server->ForgetRequests();
-  server->Set("/", tests::HttpServer::Reply(Page));
+  server->Set("/", loopback::HttpServer::Reply(Page));
   port = server->Port();
   return server;
 }
 
 std::shared_ptr<void> StartPop3(int& port, std::chrono::milliseconds quit = {}) {
-  auto server = std::make_shared<tests::Pop3Server>();
+  auto server = std::make_shared<loopback::Pop3Server>();
   server->SetAccount(Account, {Password, 1});
-  if (quit.count() > 0) server->Set("QUIT", {"+OK bye\r\n", tests::MailAnswer::End::Close, {}, quit});
+  if (quit.count() > 0) server->Set("QUIT", {"+OK bye\r\n", loopback::MailAnswer::End::Close, {}, quit});
   port = server->Port();
   return server;
 }
 
 std::shared_ptr<void> StartSmtp(int& port, std::chrono::milliseconds quit = {}) {
-  auto server = std::make_shared<tests::SmtpServer>();
-  if (quit.count() > 0) server->Set("QUIT", {"221 bye\r\n", tests::MailAnswer::End::Close, {}, quit});
+  auto server = std::make_shared<loopback::SmtpServer>();
+  if (quit.count() > 0) server->Set("QUIT", {"221 bye\r\n", loopback::MailAnswer::End::Close, {}, quit});
   port = server->Port();
   return server;
 }
 
 /// All servers; made before this process has a thread.
 struct Servers {
-  tests::TempFolder folder;
-  tests::CertificateAuthority authority;
+  loopback::TempFolder folder;
+  loopback::CertificateAuthority authority;
   std::string caFile = authority.WriteTo(folder / "ca.pem");
   Arrivals arrivals;
   ServerProcess page{[this](int& port) {

@@ -11,7 +11,7 @@
 #include "bench/Measure.h"
 #include "bench/SampleMonitors.h"
 #include "link/EngineClient.h"
-#include "tests/support/TempFolder.h"
+#include "loopback/TempFolder.h"
 
 namespace {
 
@@ -76,7 +76,7 @@ std::vector<double> Meanwhile(const std::function<void()>& work,
 }
 
 void Measure(std::uint32_t count) {
-  const tests::TempFolder folder;
+  const loopback::TempFolder folder;
   bench::WriteDataFile(folder.Path(), StoppedMonitors(count));
   const bench::EngineProcess engine(folder.Path());
   const auto options = bench::ConsoleOptions(folder.Path());

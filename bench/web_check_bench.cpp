@@ -16,7 +16,7 @@
 #include "bench/Measure.h"
 #include "bench/ServerProcess.h"
 #include "console/engine/MonitorKeys.h"
-#include "tests/support/HttpServer.h"
+#include "loopback/HttpServer.h"
 
 namespace {
 
@@ -26,9 +26,9 @@ namespace keys = console::engine::keys;
 const std::string Wanted = "Welcome to our shop";
 
 std::shared_ptr<void> StartServer(int& port) {
-  auto server = std::make_shared<tests::HttpServer>();
+  auto server = std::make_shared<loopback::HttpServer>();
   server->ForgetRequests();
-  server->Set("/", tests::HttpServer::Reply(std::string(4000, 'x') + Wanted));
+  server->Set("/", loopback::HttpServer::Reply(std::string(4000, 'x') + Wanted));
   port = server->Port();
   return server;
 }

@@ -1,7 +1,9 @@
 #include "demo/DemoFolder.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 #include "console/engine/EngineError.h"
@@ -31,6 +33,11 @@ DemoFolder::~DemoFolder() {
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "norvane_demo: the engine in %s does not end: %s\n", m_path.c_str(), failure.what());
   }
+}
+
+void DemoFolder::Write(const std::string& name, const std::string& content) const {
+  std::ofstream file(*this / name);
+  if (!(file << content).flush()) throw std::system_error(errno, std::generic_category(), *this / name);
 }
 
 void DemoFolder::EndEngine() const {

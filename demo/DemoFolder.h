@@ -17,6 +17,8 @@ class DemoFolder {
 
   [[nodiscard]] const std::string& Path() const { return m_path; }
   [[nodiscard]] std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+  /// Writes a file of the folder.
+  void Write(const std::string& name, const std::string& content) const;
   /// Ends the engine of this folder, if there is one.
   void EndEngine() const;
 

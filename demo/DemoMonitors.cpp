@@ -9,7 +9,6 @@
 #include "demo/DemoServers.h"
 #include "link/EngineClient.h"
 #include "platform/Paths.h"
-#include "tests/support/Files.h"
 
 namespace norvane::demo {
 
@@ -56,17 +55,17 @@ std::vector<Monitor> Monitors(const DemoServers& servers) {
   };
 }
 
-void WriteCommand(const std::string& path, const std::string& says) {
-  tests::WriteFile(path, "#!/bin/sh\necho \"" + says + "\"\n");
-  std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+void WriteCommand(const DemoFolder& folder, const std::string& name, const std::string& says) {
+  folder.Write(name, "#!/bin/sh\necho \"" + says + "\"\n");
+  std::filesystem::permissions(folder / name, std::filesystem::perms::owner_all);
 }
 }  // namespace
 
 void WriteFiles(const DemoFolder& folder, const DemoServers& servers) {
-  tests::WriteFile(folder / "config.ini", "[gateway]\nurl=" + servers.gateway.Url() + "\nsender=" + Sender +
-                                              "\n[help]\nfeedback=" + servers.web.Url(NewsPage) + "\n");
-  WriteCommand(folder / "restart-shop.sh", "the shop would be restarted now, since: $NORVANE_RESULT");
-  WriteCommand(folder / "shop-is-back.sh", "the shop is back after $NORVANE_FAILURES failures");
+  folder.Write("config.ini", "[gateway]\nurl=" + servers.gateway.Url() + "\nsender=" + Sender +
+                                 "\n[help]\nfeedback=" + servers.web.Url(NewsPage) + "\n");
+  WriteCommand(folder, "restart-shop.sh", "the shop would be restarted now, since: $NORVANE_RESULT");
+  WriteCommand(folder, "shop-is-back.sh", "the shop is back after $NORVANE_FAILURES failures");
 }
 
 void AddMonitors(link::EngineClient& engine, const DemoFolder& folder, const DemoServers& servers) {

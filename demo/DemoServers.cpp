@@ -3,8 +3,8 @@
 namespace norvane::demo {
 
 namespace {
-using tests::HttpServer;
-using tests::MailServer;
+using loopback::HttpServer;
+using loopback::MailServer;
 
 constexpr char Prices[] =
     "<html><head><title>Prices</title></head>\n<body>\n<p>Tea 2.40</p>\n<p>Coffee 3.10</p>\n</body></html>\n";
@@ -12,11 +12,12 @@ constexpr char News[] =
     "<html>\n<head><title>News</title></head>\n<body>\n<h1>What is new</h1>\n<p>The spring catalogue is "
     "out.</p>\n</body>\n</html>\n";
 
-void SetOpen(tests::SmtpServer& server, bool open) {
+void SetOpen(loopback::SmtpServer& server, bool open) {
   if (open)
     server.Set(MailServer::Greeting, {"220 mail.example.com ready\r\n"});
   else
-    server.Set(MailServer::Greeting, {"421 mail.example.com is closed\r\n", tests::MailAnswer::End::Close});
+    server.Set(MailServer::Greeting,
+               {"421 mail.example.com is closed\r\n", loopback::MailAnswer::End::Close});
 }
 }  // namespace
 

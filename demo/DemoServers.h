@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "tests/support/HttpServer.h"
-#include "tests/support/MailServers.h"
-#include "tests/support/PagerGateway.h"
+#include "loopback/HttpServer.h"
+#include "loopback/MailServers.h"
+#include "loopback/PagerGateway.h"
 
 namespace norvane::demo {
 
@@ -19,11 +19,11 @@ struct DemoServers {
   /// Whether notifications by mail are taken.
   void SetPost(bool good);
 
-  tests::HttpServer web;
-  tests::Pop3Server mailbox;
-  tests::SmtpServer relay;
-  tests::SmtpServer post;
-  tests::PagerGateway gateway;
+  loopback::HttpServer web;
+  loopback::Pop3Server mailbox;
+  loopback::SmtpServer relay;
+  loopback::SmtpServer post;
+  loopback::PagerGateway gateway;
 };
 
 /// Pages of the web server. The shop's has a basket while it is good; that which hangs never ends.

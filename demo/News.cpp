@@ -1,10 +1,11 @@
 #include "demo/News.h"
 
+#include <fstream>
+
 #include "console/engine/MonitorKeys.h"
 #include "demo/DemoFolder.h"
 #include "demo/DemoServers.h"
 #include "link/EngineClient.h"
-#include "tests/support/Files.h"
 
 namespace norvane::demo {
 
@@ -19,16 +20,16 @@ std::string Header(const std::string& mail, const std::string& name) {
 News::News(link::EngineClient& engine, const DemoServers& servers, const DemoFolder& folder)
     : m_engine(engine), m_servers(servers), m_commandsLog(folder / "log/commands.log") {}
 
-std::vector<std::string> News::Take() {
+std::vector<std::string> News::Next() {
   std::vector<std::string> news;
-  TakeResults(news);
-  TakeCommands(news);
-  TakeMails(news);
-  TakeCalls(news);
+  AddResults(news);
+  AddCommands(news);
+  AddMails(news);
+  AddCalls(news);
   return news;
 }
 
-void News::TakeResults(std::vector<std::string>& news) {
+void News::AddResults(std::vector<std::string>& news) {
   for (const auto& monitor : m_engine.Snapshot()) {
     const std::string result(monitor->Get(console::engine::keys::Result));
     auto& known = m_results[monitor->name];
@@ -38,17 +39,15 @@ void News::TakeResults(std::vector<std::string>& news) {
   }
 }
 
-void News::TakeCommands(std::vector<std::string>& news) {
-  const auto log = tests::ReadFile(m_commandsLog);
-  for (auto end = log.find('\n', m_commandBytes); end != std::string::npos;
-       end = log.find('\n', m_commandBytes)) {
-    const auto line = log.substr(m_commandBytes, end - m_commandBytes);
+void News::AddCommands(std::vector<std::string>& news) {
+  std::ifstream log(m_commandsLog);
+  log.seekg(m_commandBytes);
+  // A line without its end is still being written.
+  for (std::string line; std::getline(log, line) && !log.eof(); m_commandBytes = log.tellg())
     news.push_back("A command ran. " + line.substr(line.find(' ') + 1));
-    m_commandBytes = end + 1;
-  }
 }
 
-void News::TakeMails(std::vector<std::string>& news) {
+void News::AddMails(std::vector<std::string>& news) {
   const auto mails = m_servers.post.Mails();
   for (; m_mails < mails.size(); ++m_mails) {
     const auto& text = mails[m_mails].text;
@@ -59,7 +58,7 @@ void News::TakeMails(std::vector<std::string>& news) {
   }
 }
 
-void News::TakeCalls(std::vector<std::string>& news) {
+void News::AddCalls(std::vector<std::string>& news) {
   const auto calls = m_servers.gateway.Calls();
   for (; m_calls < calls.size(); ++m_calls)
     news.push_back("The pager gateway was called: " + calls[m_calls]);

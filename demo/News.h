@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <ios>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,19 +23,19 @@ class News {
 
   /// What has happened since the last call: results of monitors that changed, output of commands, mails,
   /// calls of the pager gateway.
-  [[nodiscard]] std::vector<std::string> Take();
+  [[nodiscard]] std::vector<std::string> Next();
 
  private:
-  void TakeResults(std::vector<std::string>& news);
-  void TakeCommands(std::vector<std::string>& news);
-  void TakeMails(std::vector<std::string>& news);
-  void TakeCalls(std::vector<std::string>& news);
+  void AddResults(std::vector<std::string>& news);
+  void AddCommands(std::vector<std::string>& news);
+  void AddMails(std::vector<std::string>& news);
+  void AddCalls(std::vector<std::string>& news);
 
   link::EngineClient& m_engine;
   const DemoServers& m_servers;
   const std::string m_commandsLog;
   std::map<std::string, std::string> m_results;  // by the monitor's name
-  std::size_t m_commandBytes = 0;
+  std::streamoff m_commandBytes = 0;
   std::size_t m_mails = 0;
   std::size_t m_calls = 0;
 };

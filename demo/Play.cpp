@@ -81,7 +81,7 @@ void Play::Schedule() {
 
 void Play::TellNews() {
   try {
-    for (const auto& text : m_news.Take())
+    for (const auto& text : m_news.Next())
       Tell("  " + text);
   } catch (const std::exception& failure) {
     End(failure.what());

@@ -24,13 +24,13 @@
 namespace norvane::demo {
 
 using console::StatusModel;
-using tests::Answer;
-using tests::Await;
-using tests::Click;
-using tests::Enter;
-using tests::InBox;
-using tests::InForm;
-using tests::Part;
+using driver::Answer;
+using driver::Await;
+using driver::Click;
+using driver::Enter;
+using driver::InBox;
+using driver::InForm;
+using driver::Part;
 
 namespace {
 constexpr char NewsMonitor[] = "WebMonitor Of news";
@@ -53,7 +53,7 @@ void Story::Tell() {
 }
 
 void Story::FirstRun() {
-  tests::ConsoleRun console(m_folder.Path());
+  driver::ConsoleRun console(m_folder.Path());
   m_console = &console;
   Say("The console starts.");
   console.Start([this](QWidget& splash) { m_pictures.Take(splash, "splash"); });
@@ -70,7 +70,7 @@ void Story::FirstRun() {
 }
 
 void Story::SecondRun() {
-  tests::ConsoleRun console(m_folder.Path());
+  driver::ConsoleRun console(m_folder.Path());
   m_console = &console;
   Say("The console starts again; the engine has gone on meanwhile.");
   console.Start();
@@ -294,7 +294,7 @@ void Story::AwaitNews(const std::vector<std::string>& texts) {
   auto missing = texts;
   while (!missing.empty()) {
     std::vector<std::string> news;
-    Await('"' + missing.front() + '"', [&] { return !(news = m_news.Take()).empty(); });
+    Await('"' + missing.front() + '"', [&] { return !(news = m_news.Next()).empty(); });
     for (const auto& text : news) {
       Say("  " + text);
       std::erase_if(missing, [&text](const auto& part) { return text.find(part) != std::string::npos; });

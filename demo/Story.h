@@ -4,7 +4,7 @@
 
 #include "demo/News.h"
 #include "demo/Pictures.h"
-#include "tests/support/ConsoleRun.h"
+#include "driver/ConsoleRun.h"
 
 namespace norvane::demo {
 
@@ -51,7 +51,7 @@ class Story {
   const DemoFolder& m_folder;
   Pictures& m_pictures;
   News m_news;
-  tests::ConsoleRun* m_console = nullptr;  // the run under way
+  driver::ConsoleRun* m_console = nullptr;  // the run under way
 };
 
 }  // namespace norvane::demo

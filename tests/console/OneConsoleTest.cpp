@@ -9,7 +9,7 @@
 #include <future>
 #include <stdexcept>
 
-#include "tests/support/TempFolder.h"
+#include "loopback/TempFolder.h"
 
 namespace norvane::tests {
 namespace {
@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 using console::OneConsole;
 
 TEST(OneConsoleTest, TheSecondCallsTheFirst) {
-  const TempFolder folder;
+  const loopback::TempFolder folder;
   const auto first = OneConsole::Claim(folder.Path(), "");
   ASSERT_TRUE(first);
   for (const char* name : {"/NorvaneConsole.sock", "/NorvaneConsole.lock"}) {
@@ -37,13 +37,13 @@ TEST(OneConsoleTest, TheSecondCallsTheFirst) {
 }
 
 TEST(OneConsoleTest, AFirstThatHangsIsNotWaitedForForLong) {
-  const TempFolder folder;
+  const loopback::TempFolder folder;
   const auto first = OneConsole::Claim(folder.Path(), "");
   EXPECT_THROW((void)OneConsole::Claim(folder.Path(), "", 100ms), std::runtime_error);
 }
 
 TEST(OneConsoleTest, TheFolderIsFreeAfterwards) {
-  const TempFolder folder, other;
+  const loopback::TempFolder folder, other;
   auto first = OneConsole::Claim(folder.Path(), "");
   EXPECT_TRUE(OneConsole::Claim(other.Path(), ""));
   first.reset();

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "engine/Checker.h"
+#include "loopback/Certificates.h"
 #include "platform/EventFd.h"
-#include "tests/support/Certificates.h"
 
 namespace norvane::tests {
 
@@ -62,12 +62,12 @@ inline std::size_t OpenDescriptors() {
 /// A server's certificate, the name that it is called by, and what a check says to it.
 struct CertificateCase {
   const char* name;
-  Identity identity;
+  loopback::Identity identity;
   const char* host;
   std::string reason;
 };
 
-inline std::vector<CertificateCase> CertificateCases(const CertificateAuthority& trusted) {
+inline std::vector<CertificateCase> CertificateCases(const loopback::CertificateAuthority& trusted) {
   const char* address = "127.0.0.1";
   const std::string of = "certificate of 127.0.0.1 ";
   return {
@@ -77,7 +77,7 @@ inline std::vector<CertificateCase> CertificateCases(const CertificateAuthority&
       {"not yet valid", trusted.Issue(address, 1, 10), address, of + "is not yet valid"},
       {"other name", trusted.Issue("elsewhere.test"), address, of + "is for another name"},
       {"name's certificate at the address", trusted.Issue("localhost"), address, of + "is for another name"},
-      {"unknown authority", CertificateAuthority().Issue(address), address,
+      {"unknown authority", loopback::CertificateAuthority().Issue(address), address,
        of + "not trusted: unable to get local issuer certificate"},
   };
 }

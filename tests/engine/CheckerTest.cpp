@@ -7,16 +7,16 @@
 
 #include "console/engine/MonitorKeys.h"
 #include "engine/probes/HeldPage.h"
+#include "loopback/HttpServer.h"
+#include "loopback/TempFolder.h"
 #include "tests/engine/CheckerFixture.h"
-#include "tests/support/HttpServer.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
 
+using loopback::HttpServer;
 using std::chrono::milliseconds;
 using tests::CheckerFixture;
-using tests::HttpServer;
 using tests::OpenDescriptors;
 namespace keys = console::engine::keys;
 
@@ -33,8 +33,8 @@ CheckTarget Target(MonitorId id, const std::string& parameter, const std::string
 TEST(Checker, TellsWhyAPageIsBad) {
   using Script = HttpServer::Script;
   using End = HttpServer::End;
-  const tests::RefusingPort refusing;
-  const tests::StalledPort stalled;
+  const loopback::RefusingPort refusing;
+  const loopback::StalledPort stalled;
   const auto at = [](int port) { return "http://127.0.0.1:" + std::to_string(port) + "/"; };
   const std::string ok = "HTTP/1.1 200 OK\r\n", late = "no answer within 0.3 s ";
   const auto noUrl = "not a valid URL", scheme = "not a URL of http or https";
@@ -94,7 +94,7 @@ TEST(Checker, TellsWhyAPageIsBad) {
   };
   HttpServer silentAtOnce({.onConnect = Script{"", "", {}, End::Silence}});
   HttpServer resetAtOnce({.onConnect = Script{"", "", {}, End::Reset}});
-  HttpServer endlessTls({.onConnect = Script{"", tests::HelloRequests()}});
+  HttpServer endlessTls({.onConnect = Script{"", loopback::HelloRequests()}});
   HttpServer rubbishAtOnce({.onConnect = Script{"\x01\xff\x7f rubbish \r\n\r\n"}});
   struct Row {
     std::string name, url, reason, flag{};
@@ -152,8 +152,8 @@ TEST(Checker, TellsWhyAPageIsBad) {
 }
 
 TEST(Checker, VerifiesCertificates) {
-  const tests::TempFolder folder;
-  const tests::CertificateAuthority authority;
+  const loopback::TempFolder folder;
+  const loopback::CertificateAuthority authority;
   CheckerOptions options;
   options.caFile = authority.WriteTo(folder / "ca.pem");
   CheckerFixture checker(options);

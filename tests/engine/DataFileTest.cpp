@@ -14,16 +14,16 @@
 
 #include "engine/Database.h"
 #include "engine/StoreError.h"
+#include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
 
 namespace fs = std::filesystem;
 namespace keys = console::engine::keys;
+using loopback::TempFolder;
 using tests::ReadFile;
-using tests::TempFolder;
 using tests::WriteFile;
 
 datafile::Row RowOf(std::uint32_t number, const std::string& name, const std::string& value) {

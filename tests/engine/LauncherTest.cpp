@@ -11,9 +11,9 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
@@ -61,7 +61,7 @@ class LauncherTest : public testing::Test {
   }
   static void Open(const platform::FileDescriptor& gate) { ASSERT_EQ(::write(gate.Get(), "\n", 1), 1); }
 
-  const tests::TempFolder m_folder;
+  const loopback::TempFolder m_folder;
   Moment m_now{std::chrono::hours(1)};
   EventLoop m_loop{[this] { return m_now; }};
   Texts m_told;

@@ -9,9 +9,9 @@
 #include <future>
 
 #include "engine/Writer.h"
+#include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
@@ -39,7 +39,7 @@ class LogFilesTest : public ::testing::Test {
     return {std::move(pattern), m_moment, std::move(text)};
   }
 
-  tests::TempFolder m_folder;
+  loopback::TempFolder m_folder;
   std::chrono::system_clock::time_point m_moment;
   std::vector<std::string> m_reports;
   LogFiles m_logs{m_folder.Path(), [this](const std::string& text) { m_reports.push_back(text); }};
@@ -161,7 +161,7 @@ TEST_F(LogFilesTest, AFileWithALimitMakesRoomOnce) {
 }
 
 TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
-  const tests::TempFolder folder;
+  const loopback::TempFolder folder;
   platform::EventFd wake;
   std::vector<std::string> reports;
   {

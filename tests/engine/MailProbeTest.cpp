@@ -7,14 +7,15 @@
 #include <vector>
 
 #include "console/engine/MonitorKeys.h"
+#include "loopback/HttpServer.h"
+#include "loopback/MailServers.h"
+#include "loopback/TempFolder.h"
 #include "tests/engine/CheckerFixture.h"
-#include "tests/support/HttpServer.h"
-#include "tests/support/MailServers.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
 
+using namespace loopback;
 using namespace tests;
 namespace keys = console::engine::keys;
 using End = MailAnswer::End;

@@ -10,10 +10,10 @@
 #include <optional>
 #include <stdexcept>
 
+#include "loopback/TempFolder.h"
 #include "platform/FileDescriptor.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
@@ -174,7 +174,7 @@ TEST(ModemCall, AModemThatIsPulledOutIsAFailure) {
 }
 
 TEST(ModemCall, TellsWhyItCannotBegin) {
-  const tests::TempFolder folder;
+  const loopback::TempFolder folder;
   const auto file = tests::WriteFile(folder / "file", "x");
   Modem modem;
   const Rows<std::string, std::string, int, std::string> rows = {
@@ -192,7 +192,7 @@ TEST(ModemCall, TellsWhyItCannotBegin) {
 }
 
 TEST(ModemSettings, ComeFromTheConfiguration) {
-  const tests::TempFolder folder;
+  const loopback::TempFolder folder;
   const Rows<const char*, const char*, int, const char*, const char*, int> rows = {
       {"", "", 9600, "ATZ", "ATDT", 30},
       {"[modem]\ndevice=/dev/ttyS1\nspeed=2400\ninit=ATZ0\ndial=ATDP\nwait=45\n", "/dev/ttyS1", 2400, "ATZ0",

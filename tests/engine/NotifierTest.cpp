@@ -2,16 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/HttpServer.h"
-#include "tests/support/MailServers.h"
+#include "loopback/HttpServer.h"
+#include "loopback/MailServers.h"
+#include "loopback/TempFolder.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
 
+using loopback::HttpServer;
 using std::chrono::milliseconds;
-using tests::HttpServer;
 using tests::Rows;
 
 /// A notifier in a loop whose time the test can push forward.
@@ -38,7 +38,7 @@ class NotifierTest : public testing::Test {
     return report.result.reason;
   }
 
-  const tests::TempFolder m_folder;
+  const loopback::TempFolder m_folder;
   milliseconds m_ahead{0};
   EventLoop m_loop{[this] { return std::chrono::steady_clock::now() + m_ahead; }};
   Resolver m_resolver{m_loop, {}};
@@ -57,7 +57,7 @@ class NotifierTest : public testing::Test {
 
 TEST_F(NotifierTest, CallsThroughTheInternet) {
   HttpServer server;
-  const tests::RefusingPort refusing;
+  const loopback::RefusingPort refusing;
   const std::string fields = "[Call]cmd=11&mode=2&msg=";
   const std::string filled = "/scripts/sms.dll?" + fields + "Gr%C3%BC%C3%9Fe%20%26%20%25s&num=%2B49%20555";
   server.Set("/scripts/sms.dll", HttpServer::Reply("sent"));
@@ -79,7 +79,7 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
 }
 
 TEST_F(NotifierTest, MailsThroughTheServerOfTheMode) {
-  tests::SmtpServer server;
+  loopback::SmtpServer server;
   const auto mode = "sMtP://LOCALHOST:" + std::to_string(server.Port()) + ";norvane@console.test";
   EXPECT_EQ(Outcome(mode + " ", " you@office.test "), "Ok");
   ASSERT_EQ(server.Mails().size(), 1u);

@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <regex>
 
+#include "loopback/TempFolder.h"
 #include "tests/engine/TestEngine.h"
 #include "tests/support/Files.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
@@ -66,7 +66,7 @@ class OutageStory : public testing::Test {
     return lines;
   }
 
-  const tests::TempFolder m_folder;
+  const loopback::TempFolder m_folder;
   Moment m_now{std::chrono::hours(1)};
   std::optional<tests::TestEngine> m_engine;
 };

@@ -4,10 +4,10 @@
 
 #include "engine/Database.h"
 #include "engine/StoreError.h"
+#include "loopback/TempFolder.h"
 #include "tests/engine/TestEngine.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::engine {
 namespace {
@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 namespace keys = console::engine::keys;
 using console::engine::EngineError;
 using console::engine::EngineErrorCode;
-using tests::TempFolder;
+using loopback::TempFolder;
 using Calls = std::vector<std::string>;
 
 class Engine : public tests::TestEngine {

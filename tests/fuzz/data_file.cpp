@@ -3,9 +3,9 @@
 
 #include "engine/DataFile.h"
 #include "engine/StoreError.h"
+#include "loopback/TempFolder.h"
 #include "tests/fuzz/Fuzzer.h"
 #include "tests/support/Files.h"
-#include "tests/support/TempFolder.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ void RequireSame(const Contents& one, const Contents& other) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const tests::TempFolder folder;
+  const loopback::TempFolder folder;
   const auto path = tests::WriteFile(folder / "in.dat", {reinterpret_cast<const char*>(data), size});
   try {
     const auto contents = engine::datafile::Load(path, Generation);

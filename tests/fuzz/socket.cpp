@@ -6,9 +6,9 @@
 
 #include "link/EngineServer.h"
 #include "link/Wire.h"
+#include "loopback/TempFolder.h"
 #include "tests/fuzz/Fuzzer.h"
 #include "tests/support/ScriptedChecks.h"
-#include "tests/support/TempFolder.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ class Engine {
     return options;
   }
 
-  tests::TempFolder m_folder;
+  loopback::TempFolder m_folder;
   kj::AsyncIoContext m_io = kj::setupAsyncIo();
   engine::Service m_service{{m_folder.Path(), [](platform::EventFd& wake) {
                                return std::make_unique<tests::ScriptedChecks>(wake);

@@ -2,9 +2,9 @@
 
 #include <optional>
 
+#include "loopback/TempFolder.h"
 #include "tests/link/RunningEngine.h"
 #include "tests/support/FakeEngine.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 
@@ -62,7 +62,7 @@ class LinkWorld : public EngineWorld {
   std::string DataFile() const override { return m_folder.Path() + DataFileName; }
 
  private:
-  TempFolder m_folder;
+  loopback::TempFolder m_folder;
   std::optional<RunningEngine> m_engine;
 };
 }  // namespace

@@ -13,8 +13,8 @@
 #include "console/engine/EngineError.h"
 #include "link/EngineClient.h"
 #include "link/EngineServer.h"
+#include "loopback/TempFolder.h"
 #include "tests/support/ScriptedChecks.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 
@@ -55,7 +55,7 @@ class LinkTest : public testing::Test {
     m_engine.emplace(m_folder.Path(), std::move(tune));
   }
 
-  const TempFolder m_folder;
+  const loopback::TempFolder m_folder;
   std::optional<RunningEngine> m_engine;
   link::LinkOptions m_options = ClientOptions(m_folder.Path());
 };

@@ -4,9 +4,9 @@
 
 #include <filesystem>
 
+#include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
 #include "tests/support/Process.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 namespace {
@@ -29,7 +29,7 @@ bool IsOnlyTheOwners(const std::string& folder) {
 }
 
 TEST(Launcher, GivesTheEngineAFolderOfTheUser) {
-  const TempFolder home;
+  const loopback::TempFolder home;
   const Words variables = {"HOME=" + home.Path()};
   const std::string folder = home / ".local/share/norvane";
   const auto started = Launch(variables, "norvane-engine", {"--detach"});
@@ -43,7 +43,7 @@ TEST(Launcher, GivesTheEngineAFolderOfTheUser) {
 }
 
 TEST(Launcher, FindsTheFolderOrSaysWhyNot) {
-  const TempFolder home;
+  const loopback::TempFolder home;
   const std::string file = WriteFile(home / "file", "x");
   struct Row {
     const char* name;
@@ -73,7 +73,7 @@ TEST(Launcher, FindsTheFolderOrSaysWhyNot) {
 }
 
 TEST(Launcher, RenewsLinksAndLeavesFilesOfTheUser) {
-  const TempFolder data;
+  const loopback::TempFolder data;
   const std::string folder = data / "norvane";
   fs::create_directory(folder);
   fs::create_symlink("/usr/lib/norvane-before/norvanectl", folder + "/norvanectl");

@@ -10,16 +10,18 @@
 #include <vector>
 
 #include "console/shared/MainBas.h"
+#include "driver/Windows.h"
+#include "loopback/TempFolder.h"
 #include "pages/MonitorPage.h"
 #include "settings/ByType.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
-#include "tests/support/TempFolder.h"
-#include "tests/support/Windows.h"
 
 class QTabWidget;
 
 namespace norvane::tests {
+
+using namespace driver;
 
 inline constexpr settings::Type AllTypes[] = {settings::Type::Web, settings::Type::Pop3,
                                               settings::Type::Smtp};
@@ -62,7 +64,7 @@ class PageTest : public ::testing::Test {
     return {.title = "Error", .text = text, .icon = icon};
   }
 
-  TempFolder folder;
+  loopback::TempFolder folder;
   FakeEngine engine;
   FakeDialogs dialogs;
   console::shared::MainBas bas{engine, dialogs, folder.Path(), [] {}};

@@ -11,15 +11,17 @@
 
 #include "console/shared/MainBas.h"
 #include "console/shared/Wire.h"
+#include "loopback/PagerGateway.h"
+#include "loopback/TempFolder.h"
 #include "support/DropDownList.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 #include "tests/support/Files.h"
-#include "tests/support/PagerGateway.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 namespace {
+
+using namespace loopback;
 
 using namespace std::chrono_literals;
 using console::shared::Box;

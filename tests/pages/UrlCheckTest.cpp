@@ -14,15 +14,17 @@
 #include <set>
 
 #include "console/shared/MainBas.h"
+#include "loopback/HttpServer.h"
+#include "loopback/TempFolder.h"
 #include "pages/FrmURLShow.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 #include "tests/support/Files.h"
-#include "tests/support/HttpServer.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 namespace {
+
+using namespace loopback;
 
 using namespace std::chrono_literals;
 using console::shared::Box;

@@ -4,10 +4,12 @@
 
 #include <thread>
 
-#include "tests/support/HttpServer.h"
+#include "loopback/HttpServer.h"
 
 namespace norvane::tests {
 namespace {
+
+using namespace loopback;
 
 using namespace std::chrono_literals;
 using platform::HttpClient;

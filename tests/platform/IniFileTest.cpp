@@ -3,15 +3,15 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
+using loopback::TempFolder;
 using tests::Rows;
-using tests::TempFolder;
 using tests::WriteFile;
 
 TEST(IniFile, ReadsByTheRulesOfTheCall) {

@@ -4,16 +4,16 @@
 
 #include <stdexcept>
 
+#include "loopback/TempFolder.h"
 #include "platform/LegacyCharset.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
+using loopback::TempFolder;
 using tests::Rows;
-using tests::TempFolder;
 using tests::WriteFile;
 
 std::string Replacements(int count) {

@@ -6,17 +6,17 @@
 
 #include <filesystem>
 
+#include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::platform {
 namespace {
 
 namespace fs = std::filesystem;
+using loopback::TempFolder;
 using tests::ModeOf;
 using tests::Rows;
-using tests::TempFolder;
 using tests::WriteFile;
 
 TEST(Paths, TheFolderOfAProgramIsTheOneItWasCalledIn) {

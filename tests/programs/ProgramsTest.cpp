@@ -10,14 +10,16 @@
 #include <filesystem>
 #include <thread>
 
+#include "loopback/HttpServer.h"
+#include "loopback/TempFolder.h"
 #include "platform/FileLock.h"
 #include "tests/support/Files.h"
-#include "tests/support/HttpServer.h"
 #include "tests/support/Process.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 namespace {
+
+using namespace loopback;
 
 namespace fs = std::filesystem;
 using Words = std::vector<std::string>;

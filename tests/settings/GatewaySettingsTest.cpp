@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::settings {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 using tests::Rows;
 
 TEST(SettingsGateway, IsReadFromTheConfigurationFile) {
-  const tests::TempFolder folder;
+  const loopback::TempFolder folder;
   const auto file = tests::WriteFile(folder / "config.ini",
                                      "[gateway]\nurl=https://gw.example.org/scripts/sms.dll?[Call]\n"
                                      "sender=ops@example.org\n");
@@ -23,7 +23,7 @@ TEST(SettingsGateway, IsReadFromTheConfigurationFile) {
 }
 
 TEST(SettingsGateway, HasDefaultsThatCanBeUsed) {
-  const tests::TempFolder folder;
+  const loopback::TempFolder folder;
   const auto settings = ReadGatewaySettings(folder / "missing.ini");
   EXPECT_TRUE(settings.PagerGatewayUrl.ends_with("/scripts/sms.dll?[Call]")) << settings.PagerGatewayUrl;
   EXPECT_NE(settings.NotifyCopyAddress, "");

@@ -4,10 +4,10 @@
 
 #include <filesystem>
 
+#include "loopback/TempFolder.h"
 #include "tests/settings/FakeForm.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::settings {
 namespace {
@@ -63,7 +63,7 @@ class SettingsPageRules : public ::testing::Test {
     EXPECT_EQ(Validate(type, form, folder.Path()), std::nullopt);
   }
 
-  tests::TempFolder folder;
+  loopback::TempFolder folder;
 };
 
 TEST_F(SettingsPageRules, RunInTheOrderOfEachPage) {

@@ -10,16 +10,19 @@
 
 #include "console/StartEngine.h"
 #include "console/StatusModel.h"
-#include "tests/support/ConsoleRun.h"
+#include "driver/ConsoleRun.h"
+#include "loopback/HttpServer.h"
+#include "loopback/MailServers.h"
+#include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
-#include "tests/support/HttpServer.h"
-#include "tests/support/MailServers.h"
 #include "tests/support/Process.h"
-#include "tests/support/TempFolder.h"
 #include "wizards/FrmWizWeb.h"
 
 namespace norvane::tests {
 namespace {
+
+using namespace driver;
+using namespace loopback;
 
 using console::StatusModel;
 using Texts = std::vector<std::string>;

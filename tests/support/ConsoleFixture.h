@@ -11,12 +11,14 @@
 
 #include "console/FrmStart.h"
 #include "console/shared/MainBas.h"
-#include "tests/support/ConsoleUser.h"
+#include "driver/ConsoleUser.h"
+#include "loopback/TempFolder.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
+
+using namespace driver;
 
 /// The whole console on a fake engine and fake doors, in a folder of its own.
 class ConsoleFixture : public ::testing::Test, protected ConsoleUser {
@@ -39,7 +41,7 @@ class ConsoleFixture : public ::testing::Test, protected ConsoleUser {
 
   [[nodiscard]] QWidget& Window() const override { return *form; }
 
-  TempFolder folder;
+  loopback::TempFolder folder;
   FakeEngine engine;
   FakeDialogs dialogs;
   int ended = 0;  ///< how often the process was to end

@@ -5,10 +5,10 @@
 #include <map>
 #include <stdexcept>
 
+#include "loopback/TempFolder.h"
 #include "platform/Registry.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/Files.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 namespace {
@@ -107,7 +107,7 @@ class SysInfoTest : public ::testing::Test {
         (std::vector<Box>{{.title = "Norvane", .text = "System Information Is Unavailable At This Time"}}));
   }
 
-  TempFolder folder;
+  loopback::TempFolder folder;
   ScriptedRegistry registry;
   FakeDialogs dialogs;
   std::vector<std::string> started;

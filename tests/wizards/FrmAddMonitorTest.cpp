@@ -27,7 +27,7 @@ class AddMonitorTest : public ConsoleFixture {
   }
   template <class T>
   [[nodiscard]] T& Part(const char* name) {
-    return tests::Part<T>(*dialog, name);
+    return driver::Part<T>(*dialog, name);
   }
   [[nodiscard]] std::string Name() { return Part<QLineEdit>("txtMonitorName").text().toStdString(); }
   void PressOk() { dialog->cmdOK_Click(); }

@@ -12,8 +12,8 @@
 #include <filesystem>
 
 #include "console/engine/EngineError.h"
+#include "loopback/HttpServer.h"
 #include "tests/support/ConsoleFixture.h"
-#include "tests/support/HttpServer.h"
 #include "wizards/FrmWizPop.h"
 #include "wizards/FrmWizSmtp.h"
 #include "wizards/FrmWizWeb.h"
@@ -57,7 +57,7 @@ class WizardTest : public ConsoleFixture {
   }
   template <class T>
   [[nodiscard]] T& Part(const char* name) {
-    return tests::Part<T>(*wizard, name);
+    return driver::Part<T>(*wizard, name);
   }
   void Enter(const Entries& entries) {
     for (const auto& [name, text] : entries)
@@ -345,8 +345,8 @@ TEST_F(WizardTest, TabGoesFromTopToBottom) {
 }
 
 TEST_F(WizardTest, TheCheckOfTheUrlEndsOnTheSize) {
-  HttpServer server;
-  server.Set("/page", HttpServer::Reply("abc"));
+  loopback::HttpServer server;
+  server.Set("/page", loopback::HttpServer::Reply("abc"));
   Start();
   Open(Type::Web);
   Part<QRadioButton>("optFlag_1").setChecked(true);

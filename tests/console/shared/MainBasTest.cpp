@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "loopback/TempFolder.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 #include "tests/support/Files.h"
-#include "tests/support/TempFolder.h"
 
 namespace norvane::tests {
 namespace {
@@ -16,7 +16,7 @@ using console::shared::MainBas;
 
 class MainBasTest : public ::testing::Test {
  protected:
-  TempFolder folder;
+  loopback::TempFolder folder;
   FakeEngine engine;
   FakeDialogs dialogs;
   MainBas bas{engine, dialogs, folder.Path(), [] {}};

@@ -10,7 +10,7 @@
 #include <QTimer>
 #include <functional>
 
-#include "tests/support/TempFolder.h"
+#include "loopback/TempFolder.h"
 
 namespace norvane::tests {
 namespace {
@@ -65,7 +65,7 @@ TEST(QtDialogs, AnswersOfABox) {
 }
 
 TEST(QtDialogs, FileDialogTakesStartFolderAndFilter) {
-  const TempFolder folder;
+  const loopback::TempFolder folder;
   QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
   Meet<QFileDialog>([&](QFileDialog& dialog) {
     EXPECT_EQ(dialog.directory().path().toStdString(), folder.Path());
@@ -79,7 +79,7 @@ TEST(QtDialogs, FileDialogTakesStartFolderAndFilter) {
 }
 
 TEST(QtDialogs, OnlyAMissingFileIsNotFound) {
-  const TempFolder folder;
+  const loopback::TempFolder folder;
   EXPECT_FALSE(QtDialogs().Open(folder / "help.htm"));
   EXPECT_FALSE(QtDialogs().Open(""));
   EXPECT_FALSE(QtDialogs().Open("c:\\help.htm"));

@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/Windows.h"
+#include "driver/Windows.h"
 
 namespace norvane::console {
 class FrmStart;
 }
 
-namespace norvane::tests {
+namespace norvane::driver {
 
 /// `Form_Load` with a user who sends the splash away by a key, after `atSplash`.
 void LoadForm(console::FrmStart& form, const std::function<void(QWidget&)>& atSplash = {});
@@ -47,4 +47,4 @@ class ConsoleUser {
   [[nodiscard]] virtual QWidget& Window() const = 0;
 };
 
-}  // namespace norvane::tests
+}  // namespace norvane::driver

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 struct FreeSsl {
   void operator()(EVP_PKEY* key) const noexcept { EVP_PKEY_free(key); }
@@ -43,4 +43,4 @@ class CertificateAuthority {
 /// A server's TLS context; null without an identity.
 [[nodiscard]] TlsContext ServerContext(const Identity* identity);
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

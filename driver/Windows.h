@@ -10,7 +10,7 @@ class QMessageBox;
 
 /// What a user does at windows. All of it belongs to the window system's thread; a window that does not come,
 /// or go, within a minute is told by std::runtime_error.
-namespace norvane::tests {
+namespace norvane::driver {
 
 /// A part of a window by its name.
 template <class T>
@@ -49,4 +49,4 @@ void InForm(const std::function<void()>& act, const std::function<void(Form&)>& 
 void InBox(const std::string& title, const std::function<void()>& act,
            const std::function<void(QMessageBox&)>& answer);
 
-}  // namespace norvane::tests
+}  // namespace norvane::driver

@@ -1,19 +1,19 @@
-#include "tests/support/Loopback.h"
+#include "loopback/Sockets.h"
 
 #include <sys/socket.h>
 
 #include <cerrno>
 #include <system_error>
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 using platform::FileDescriptor;
 
-void Fail(const char* what) {
+void ThrowErrno(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-sockaddr_in Loopback(int port) {
+sockaddr_in Address(int port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<std::uint16_t>(port));
@@ -23,18 +23,18 @@ sockaddr_in Loopback(int port) {
 
 FileDescriptor NewSocket() {
   FileDescriptor fd(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!fd) Fail("socket");
+  if (!fd) ThrowErrno("socket");
   return fd;
 }
 
 FileDescriptor BoundSocket(int& port) {
   auto fd = NewSocket();
-  auto address = Loopback(0);
+  auto address = Address(0);
   socklen_t size = sizeof address;
-  if (::bind(fd.Get(), reinterpret_cast<sockaddr*>(&address), size) != 0) Fail("bind");
-  if (::getsockname(fd.Get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) Fail("getsockname");
+  if (::bind(fd.Get(), reinterpret_cast<sockaddr*>(&address), size) != 0) ThrowErrno("bind");
+  if (::getsockname(fd.Get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) ThrowErrno("getsockname");
   port = ntohs(address.sin_port);
   return fd;
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

@@ -1,12 +1,12 @@
-#include "tests/support/HttpServer.h"
+#include "loopback/HttpServer.h"
 
 #include <sys/socket.h>
 
 #include <utility>
 
-#include "tests/support/Loopback.h"
+#include "loopback/Sockets.h"
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 HttpServer::HttpServer(const Options& options)
     : m_options(options),
@@ -57,8 +57,8 @@ HttpServer::Script HttpServer::Redirect(const std::string& location) {
 RefusingPort::RefusingPort() : m_socket(BoundSocket(m_port)) {}
 
 StalledPort::StalledPort() : m_socket(BoundSocket(m_port)) {
-  if (::listen(m_socket.Get(), 0) != 0) Fail("listen");
-  const auto address = Loopback(m_port);
+  if (::listen(m_socket.Get(), 0) != 0) ThrowErrno("listen");
+  const auto address = Address(m_port);
   for (int i = 0; i < 4; ++i) {
     m_queued.push_back(NewSocket());
     // In progress or refused a place: the queue fills either way.
@@ -67,4 +67,4 @@ StalledPort::StalledPort() : m_socket(BoundSocket(m_port)) {
   }
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

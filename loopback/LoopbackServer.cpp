@@ -1,4 +1,4 @@
-#include "tests/support/LoopbackServer.h"
+#include "loopback/LoopbackServer.h"
 
 #include <netinet/tcp.h>
 #include <signal.h>
@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/Loopback.h"
+#include "loopback/Sockets.h"
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 using platform::FileDescriptor;
 using std::chrono::milliseconds;
@@ -135,7 +135,7 @@ LoopbackServer::LoopbackServer(const Options& options, std::function<Dialogue()>
       m_pace(options.pace),
       m_listener(BoundSocket(m_port)),
       m_epoll(::epoll_create1(EPOLL_CLOEXEC)) {
-  if (::listen(m_listener.Get(), SOMAXCONN) != 0) Fail("listen");
+  if (::listen(m_listener.Get(), SOMAXCONN) != 0) ThrowErrno("listen");
   Watch(m_listener.Get(), EPOLLIN);
   Watch(m_stop.Fd(), EPOLLIN);
   m_thread = std::thread([this] { Run(); });
@@ -150,7 +150,7 @@ void LoopbackServer::Watch(int fd, std::uint32_t events) const {
   epoll_event event{};
   event.events = events;
   event.data.fd = fd;
-  if (::epoll_ctl(m_epoll.Get(), EPOLL_CTL_ADD, fd, &event) != 0) Fail("epoll_ctl");
+  if (::epoll_ctl(m_epoll.Get(), EPOLL_CTL_ADD, fd, &event) != 0) ThrowErrno("epoll_ctl");
 }
 
 void LoopbackServer::Accept() {
@@ -201,4 +201,4 @@ void LoopbackServer::Run() {
   }
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

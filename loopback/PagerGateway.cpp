@@ -1,8 +1,8 @@
-#include "tests/support/PagerGateway.h"
+#include "loopback/PagerGateway.h"
 
 #include <utility>
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 namespace {
 constexpr char Path[] = "/scripts/sms.dll";
@@ -31,4 +31,4 @@ std::vector<std::string> PagerGateway::Asked(const std::string& command) const {
   return asked;
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

@@ -4,12 +4,12 @@
 
 #include "platform/FileDescriptor.h"
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 /// Throws what errno tells.
-[[noreturn]] void Fail(const char* what);
+[[noreturn]] void ThrowErrno(const char* what);
 
-[[nodiscard]] sockaddr_in Loopback(int port);
+[[nodiscard]] sockaddr_in Address(int port);
 
 /// A TCP socket that never blocks.
 [[nodiscard]] platform::FileDescriptor NewSocket();
@@ -17,4 +17,4 @@ namespace norvane::tests {
 /// Such a socket on a loopback port of its own, which `port` gets.
 [[nodiscard]] platform::FileDescriptor BoundSocket(int& port);
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

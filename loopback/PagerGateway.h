@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/HttpServer.h"
+#include "loopback/HttpServer.h"
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 /// An internet pager gateway on a loopback port: it lists its pager types, and records the calls that it is
 /// to make.
@@ -30,4 +30,4 @@ class PagerGateway {
   HttpServer m_server;
 };
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

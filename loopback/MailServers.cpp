@@ -1,4 +1,4 @@
-#include "tests/support/MailServers.h"
+#include "loopback/MailServers.h"
 
 #include <openssl/evp.h>
 
@@ -6,7 +6,7 @@
 #include <chrono>
 #include <utility>
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 using End = MailAnswer::End;
 
@@ -193,4 +193,4 @@ MailAnswer SmtpServer::Answer(Session& session, const std::string& line) {
   return {verb == "MAIL" || verb == "RCPT" ? "250 fine\r\n" : "500 unknown command\r\n"};
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

@@ -1,4 +1,4 @@
-#include "tests/support/ConsoleUser.h"
+#include "driver/ConsoleUser.h"
 
 #include <QAction>
 #include <QTest>
@@ -8,7 +8,7 @@
 #include "console/FrmStart.h"
 #include "support/FrmSplash.h"
 
-namespace norvane::tests {
+namespace norvane::driver {
 
 void LoadForm(console::FrmStart& form, const std::function<void(QWidget&)>& atSplash) {
   InForm<support::FrmSplash>([&form] { form.Form_Load(); },
@@ -63,4 +63,4 @@ std::vector<std::string> ConsoleUser::Column(int column) const {
   return texts;
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::driver

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 /// A fresh folder, gone with everything in it at the end of the test.
 class TempFolder {
@@ -29,4 +29,4 @@ class TempFolder {
   std::string m_path;
 };
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

@@ -1,4 +1,4 @@
-#include "tests/support/ConsoleRun.h"
+#include "driver/ConsoleRun.h"
 
 #include <QAction>
 #include <QTabBar>
@@ -8,7 +8,7 @@
 
 #include "console/StatusModel.h"
 
-namespace norvane::tests {
+namespace norvane::driver {
 
 using console::StatusModel;
 
@@ -39,4 +39,4 @@ void ConsoleRun::OpenTab(int index) {
   QTest::mouseClick(&strip, Qt::LeftButton, {}, strip.tabRect(index).center());
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::driver

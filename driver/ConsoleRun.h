@@ -3,9 +3,9 @@
 #include <string>
 
 #include "console/Console.h"
-#include "tests/support/ConsoleUser.h"
+#include "driver/ConsoleUser.h"
 
-namespace norvane::tests {
+namespace norvane::driver {
 
 /// One run of the real console, boxes included, with its user. The engine is that of `folder`.
 class ConsoleRun : public ConsoleUser {
@@ -35,4 +35,4 @@ class ConsoleRun : public ConsoleUser {
   console::Console console;
 };
 
-}  // namespace norvane::tests
+}  // namespace norvane::driver

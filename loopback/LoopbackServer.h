@@ -9,11 +9,11 @@
 #include <thread>
 #include <unordered_map>
 
+#include "loopback/Certificates.h"
 #include "platform/EventFd.h"
 #include "platform/FileDescriptor.h"
-#include "tests/support/Certificates.h"
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 /// What a server says at one point of its dialogue, and how.
 struct Saying {
@@ -78,4 +78,4 @@ class LoopbackServer {
   std::thread m_thread;
 };
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

@@ -1,4 +1,4 @@
-#include "tests/support/Windows.h"
+#include "driver/Windows.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -10,7 +10,7 @@
 #include <QTimer>
 #include <exception>
 
-namespace norvane::tests {
+namespace norvane::driver {
 
 namespace {
 constexpr int PatienceMilliseconds = 60000;
@@ -101,4 +101,4 @@ void InBox(const std::string& title, const std::function<void()>& act,
   });
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::driver

@@ -1,4 +1,4 @@
-#include "tests/support/Certificates.h"
+#include "loopback/Certificates.h"
 
 #include <arpa/inet.h>
 #include <openssl/pem.h>
@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 namespace {
 
@@ -87,4 +87,4 @@ TlsContext ServerContext(const Identity* identity) {
   return context;
 }
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

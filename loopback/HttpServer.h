@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/LoopbackServer.h"
+#include "loopback/LoopbackServer.h"
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 /// A web server that plays a script for each path. It takes one request a connection.
 class HttpServer {
@@ -81,4 +81,4 @@ class StalledPort {
   std::vector<platform::FileDescriptor> m_queued;
 };
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback

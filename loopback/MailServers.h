@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/support/LoopbackServer.h"
+#include "loopback/LoopbackServer.h"
 
-namespace norvane::tests {
+namespace norvane::loopback {
 
 using MailAnswer = Saying;
 
@@ -130,4 +130,4 @@ class SmtpServer : public MailServer {
   std::vector<ReceivedMail> m_mails;
 };
 
-}  // namespace norvane::tests
+}  // namespace norvane::loopback
