@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/Checker.h"
+#include "engine/checks/Checker.h"
 #include "platform/EventFd.h"
 
 namespace norvane::bench {

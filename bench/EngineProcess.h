@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/DataFile.h"
+#include "engine/store/DataFile.h"
 #include "link/EngineClient.h"
 
 namespace norvane::bench {

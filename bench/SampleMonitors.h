@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/DataFile.h"
+#include "engine/store/DataFile.h"
 
 namespace norvane::bench {
 

@@ -11,7 +11,7 @@
 
 #include "bench/Measure.h"
 #include "bench/SampleMonitors.h"
-#include "engine/DataFile.h"
+#include "engine/store/DataFile.h"
 #include "platform/FileDescriptor.h"
 
 namespace {

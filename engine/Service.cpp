@@ -6,13 +6,13 @@
 #include <utility>
 
 #include "console/engine/EngineError.h"
-#include "engine/CheckTimes.h"
-#include "engine/DataFile.h"
-#include "engine/KeepAside.h"
-#include "engine/Outages.h"
-#include "engine/RandomText.h"
-#include "engine/StoreError.h"
-#include "engine/Writer.h"
+#include "engine/model/CheckTimes.h"
+#include "engine/outages/Outages.h"
+#include "engine/store/DataFile.h"
+#include "engine/store/KeepAside.h"
+#include "engine/store/StoreError.h"
+#include "engine/store/Writer.h"
+#include "platform/RandomText.h"
 
 namespace norvane::engine {
 
@@ -74,7 +74,7 @@ CheckTarget TargetOf(const Monitor& monitor) {
 Service::Service(Options options)
     : m_folder(std::move(options.folder)),
       m_dataFile(Canonical(m_folder, "NorvaneEngine.dat")),
-      m_instance(RandomText(8)) {
+      m_instance(platform::RandomText(8)) {
   const auto outages = OpenState();
   LoadAtStart();
   m_writer = std::make_unique<Writer>(m_folder, m_wake);
@@ -93,8 +93,8 @@ Service::~Service() {
   m_writer.reset();
 }
 
-StateFile::Outages Service::OpenState() {
-  StateFile::Outages outages;
+OutageRecords Service::OpenState() {
+  OutageRecords outages;
   const auto open = [&] {
     m_state = std::make_unique<StateFile>(m_folder);
     m_config = m_state->Config();
@@ -110,7 +110,7 @@ StateFile::Outages Service::OpenState() {
     open();
   }
   if (ConfigValue(ce::service::ControlPass).empty()) {
-    m_config[std::string(ce::service::ControlPass)] = RandomText(16);
+    m_config[std::string(ce::service::ControlPass)] = platform::RandomText(16);
     m_state->SetConfig(m_config);
   }
   return outages;

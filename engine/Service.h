@@ -11,10 +11,10 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/CheckRunner.h"
-#include "engine/EventLoop.h"
-#include "engine/MonitorTable.h"
-#include "engine/StateFile.h"
+#include "engine/model/CheckRunner.h"
+#include "engine/model/MonitorTable.h"
+#include "engine/net/EventLoop.h"
+#include "engine/store/StateFile.h"
 #include "platform/EventFd.h"
 
 namespace norvane::engine {
@@ -104,7 +104,7 @@ class Service {
   using StorageStep = std::function<void(std::function<void()>)>;
 
   /// Gives the outages that lasted when the last engine ended.
-  StateFile::Outages OpenState();
+  OutageRecords OpenState();
   void LoadAtStart();
   void EnqueueStorage(StorageStep step);
   void NextStorageStep();
@@ -134,8 +134,8 @@ class Service {
   std::unique_ptr<CheckRunner> m_runner;
   std::unique_ptr<MonitorTable> m_table;
   std::unique_ptr<Outages> m_outages;
-  int m_outageWrites = 0;                       // handed to the writer and not yet done
-  StateFile::OutageChanges m_unwrittenOutages;  // of a write that failed
+  int m_outageWrites = 0;            // handed to the writer and not yet done
+  OutageChanges m_unwrittenOutages;  // of a write that failed
   std::map<std::string, std::string, std::less<>> m_config;
   std::vector<TableObserver*> m_observers;
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "engine/MonitorTable.h"
+#include "engine/model/MonitorTable.h"
 #include "link/engine.capnp.h"
 
 namespace norvane::link {

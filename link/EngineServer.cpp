@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "console/engine/MonitorKeys.h"
-#include "engine/MonitorTypes.h"
+#include "engine/model/MonitorTypes.h"
 #include "link/PacedStream.h"
 #include "link/Session.h"
 #include "link/Wire.h"

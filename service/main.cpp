@@ -20,9 +20,9 @@
 #include <thread>
 
 #include "console/engine/EngineError.h"
-#include "engine/Checker.h"
 #include "engine/Service.h"
-#include "engine/StoreError.h"
+#include "engine/checks/Checker.h"
+#include "engine/store/StoreError.h"
 #include "link/EngineServer.h"
 #include "link/Wire.h"
 #include "platform/FileDescriptor.h"

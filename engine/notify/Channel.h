@@ -5,9 +5,9 @@
 #include <span>
 #include <string>
 
-#include "engine/CheckRunner.h"
-#include "engine/NotifyMode.h"
-#include "engine/probes/Probe.h"
+#include "engine/model/CheckRunner.h"
+#include "engine/net/Probe.h"
+#include "engine/notify/NotifyMode.h"
 
 namespace norvane::engine {
 

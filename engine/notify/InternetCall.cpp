@@ -2,43 +2,44 @@
 
 #include <utility>
 
-#include "console/engine/MonitorKeys.h"
-#include "engine/probes/WebProbe.h"
+#include "engine/web/WebFetch.h"
 
 namespace norvane::engine {
 
 namespace {
 
+/// Percent-encoding makes three bytes of one.
+constexpr std::size_t MaxUrlSize = 1 << 20;
+
 class InternetCall final : public Probe {
  public:
-  InternetCall(ProbeType& type, std::string url, std::chrono::milliseconds timeout, ProbeClient& client)
+  InternetCall(WebTransfers& transfers, ProbeContext& context, std::string url,
+               std::chrono::milliseconds timeout, ProbeClient& client)
       : m_client(client) {
-    if (url.size() > Attributes::MaxValueSize) return;  // percent-encoding makes three bytes of one
-    Attributes attributes;
-    attributes.Set(console::engine::keys::Parameter, std::move(url));
-    m_target.attributes = std::make_shared<const Attributes>(std::move(attributes));
-    m_fetch = type.Make(m_target, timeout, client);
+    if (url.size() <= MaxUrlSize)
+      m_fetch = MakeWebFetch(transfers, context, {std::move(url), true}, timeout, client);
   }
   void Begin() override { m_fetch ? m_fetch->Begin() : m_client.Ended("the message is too long"); }
   [[nodiscard]] std::string_view Step() const override { return m_fetch->Step(); }
 
  private:
   ProbeClient& m_client;
-  CheckTarget m_target;
   std::unique_ptr<Probe> m_fetch;  // none if the address is too long
 };
 
 class InternetCallChannel final : public Channel {
  public:
-  explicit InternetCallChannel(const ChannelContext& context) : m_type(MakeWebCallType(context.probes)) {}
+  explicit InternetCallChannel(const ChannelContext& context)
+      : m_context(context.probes), m_transfers(m_context.loop, m_context.caFile) {}
   std::unique_ptr<Probe> Make(const NotifyMode& mode, const NotifyRequest& request,
                               std::chrono::milliseconds timeout, ProbeClient& client) override {
-    return std::make_unique<InternetCall>(*m_type, InternetCallUrl(mode, request.message, request.to),
-                                          timeout, client);
+    return std::make_unique<InternetCall>(
+        m_transfers, m_context, InternetCallUrl(mode, request.message, request.to), timeout, client);
   }
 
  private:
-  std::unique_ptr<ProbeType> m_type;
+  ProbeContext& m_context;
+  WebTransfers m_transfers;
 };
 
 }  // namespace

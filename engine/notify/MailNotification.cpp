@@ -1,6 +1,6 @@
 #include "engine/notify/MailNotification.h"
 
-#include "engine/MailTransfer.h"
+#include "engine/mail/MailTransfer.h"
 
 namespace norvane::engine {
 

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "engine/Reason.h"
+#include "engine/net/Reason.h"
 #include "engine/notify/SerialLine.h"
 #include "platform/IniFile.h"
 #include "platform/Number.h"

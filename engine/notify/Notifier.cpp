@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "console/engine/MonitorKeys.h"
-#include "engine/Reason.h"
+#include "engine/net/Reason.h"
 
 namespace norvane::engine {
 

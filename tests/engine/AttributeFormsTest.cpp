@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/CheckTimes.h"
-#include "engine/NotifyMode.h"
-#include "engine/ServerAddress.h"
-#include "engine/SuccessFlag.h"
+#include "engine/checks/SuccessFlag.h"
+#include "engine/model/CheckTimes.h"
+#include "engine/net/ServerAddress.h"
+#include "engine/notify/NotifyMode.h"
 #include "tests/support/Rows.h"
 
 namespace norvane::engine {

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "engine/Database.h"
-#include "engine/StoreError.h"
+#include "engine/store/Database.h"
+#include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
 #include "tests/engine/TestEngine.h"
 #include "tests/support/Files.h"

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <string>
 
-#include "engine/NotifyMode.h"
-#include "engine/ServerAddress.h"
-#include "engine/SuccessFlag.h"
+#include "engine/checks/SuccessFlag.h"
+#include "engine/net/ServerAddress.h"
+#include "engine/notify/NotifyMode.h"
 #include "tests/fuzz/Fuzzer.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // Any bytes as a data file: it is loaded, or refused by StoreError. What was loaded can be saved, and is the
 // same when it is loaded again.
 
-#include "engine/DataFile.h"
-#include "engine/StoreError.h"
+#include "engine/store/DataFile.h"
+#include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
 #include "tests/fuzz/Fuzzer.h"
 #include "tests/support/Files.h"

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/CheckRunner.h"
+#include "engine/model/CheckRunner.h"
 #include "platform/EventFd.h"
 
 namespace norvane::tests {

@@ -1,0 +1,70 @@
+#include "engine/checks/Schedule.h"
+
+#include <algorithm>
+#include <cassert>
+
+namespace norvane::engine {
+
+void Schedule::Add(MonitorId id, Moment first, Interval interval) {
+  [[maybe_unused]] const bool isNew = m_entries.try_emplace(id, Entry{interval, first}).second;
+  assert(isNew);
+  m_due.emplace(first, id);
+}
+
+void Schedule::Remove(MonitorId id) {
+  const auto at = m_entries.find(id);
+  if (at == m_entries.end()) return;
+  m_due.erase({at->second.due, id});
+  m_entries.erase(at);
+}
+
+void Schedule::SetInterval(MonitorId id, Interval interval) {
+  auto& entry = m_entries.at(id);
+  if (entry.interval == interval) return;
+  entry.interval = interval;
+  if (entry.started) Plan(id, entry, entry.planned + interval);
+}
+
+void Schedule::Plan(MonitorId id, Entry& entry, Moment due) {
+  if (!entry.running) {
+    m_due.erase({entry.due, id});
+    m_due.emplace(due, id);
+  }
+  entry.due = due;
+}
+
+std::optional<MonitorId> Schedule::TakeDue(Moment now) {
+  if (m_due.empty() || m_due.begin()->first > now) return std::nullopt;
+  const auto id = m_due.begin()->second;
+  m_due.erase(m_due.begin());
+  auto& entry = m_entries.at(id);
+  const auto missed = (now - entry.due) / entry.interval;
+  entry.planned = entry.due + missed * entry.interval;
+  entry.due = entry.planned + entry.interval;
+  entry.started = now;
+  entry.running = true;
+  return id;
+}
+
+bool Schedule::End(MonitorId id, Moment now) {
+  auto& entry = m_entries.at(id);
+  assert(entry.running && entry.started);
+  entry.running = false;
+  // A start that came late may end past the next planned one without having outlasted anything.
+  const bool outlasted = now - *entry.started >= entry.interval;
+  if (outlasted) entry.due = std::max(entry.due, now);
+  m_due.emplace(entry.due, id);
+  return outlasted;
+}
+
+std::optional<Moment> Schedule::NextStart() const {
+  std::optional<Moment> start;
+  int company = 0;
+  for (const auto& [due, id] : m_due) {
+    if (company++ == Company || due > m_due.begin()->first + CompanyWithin) break;
+    start = due;
+  }
+  return start;
+}
+
+}  // namespace norvane::engine

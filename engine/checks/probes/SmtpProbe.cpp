@@ -1,0 +1,39 @@
+#include "engine/checks/probes/SmtpProbe.h"
+
+#include "console/engine/MonitorKeys.h"
+#include "engine/mail/MailTransfer.h"
+
+namespace norvane::engine {
+
+namespace keys = console::engine::keys;
+
+namespace {
+
+Mail CheckMail(const CheckTarget& target) {
+  const auto& attributes = *target.attributes;
+  const auto& server = attributes.Get(keys::Parameter);
+  return {server, attributes.Get(keys::From), attributes.Get(keys::To), "Norvane check: " + target.name,
+          "This mail shows that the mail server " + server + " takes mail. The monitor \"" + target.name +
+              "\" of Norvane sent it; nobody needs to answer or keep it.\n"};
+}
+
+class SmtpType final : public ProbeType {
+ public:
+  explicit SmtpType(ProbeContext& context) : m_context(context) {}
+  std::unique_ptr<Probe> Make(const CheckTarget& target, std::chrono::milliseconds timeout,
+                              ProbeClient& client) override {
+    return MakeMailTransfer({m_context.loop, m_context.resolver, m_context.tls}, CheckMail(target), timeout,
+                            client);
+  }
+
+ private:
+  ProbeContext& m_context;
+};
+
+}  // namespace
+
+std::unique_ptr<ProbeType> MakeSmtpType(ProbeContext& context) {
+  return std::make_unique<SmtpType>(context);
+}
+
+}  // namespace norvane::engine

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "engine/net/LineDialogue.h"
+#include "engine/net/Probe.h"
+
+namespace norvane::engine {
+
+/// A mail that a program sends. Text is UTF-8.
+struct Mail {
+  /// Host, host:port, IPv4, [IPv6], or an address of scheme smtp or smtps; letter case has no meaning.
+  std::string server;
+  std::string from;     ///< address alone, without a name or angle brackets; blanks around it do no harm
+  std::string to;       ///< likewise, one
+  std::string subject;  ///< one line; what could break out of it is shown as "?"
+  std::string body;     ///< lines end in "\n"
+};
+
+/// Sends `mail` by SMTP (RFC 5321), marked as automatic (RFC 3834): good when the server has taken it.
+///
+/// TLS: with the scheme smtps the certificate is promised and verified. Otherwise STARTTLS is used when it is
+/// offered, without asking who the server is, since whoever could pretend to be it could as well hide the
+/// offer (RFC 7435); when the server then refuses it, the mail goes in the clear, as it holds no secret.
+///
+/// A failure is told as in "SMTP: RCPT TO refused: 550 no such user". Destroying the transfer gives it up;
+/// the time-out is the caller's business, `timeout` only shares it among the server's addresses.
+[[nodiscard]] std::unique_ptr<Probe> MakeMailTransfer(const DialogueContext& context, Mail mail,
+                                                      std::chrono::milliseconds timeout, ProbeClient& client);
+
+}  // namespace norvane::engine

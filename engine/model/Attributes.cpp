@@ -1,0 +1,65 @@
+#include "engine/model/Attributes.h"
+
+#include <algorithm>
+
+#include "console/engine/EngineError.h"
+
+namespace norvane::engine {
+
+using console::engine::EngineError;
+using console::engine::EngineErrorCode;
+using console::engine::KnownKeys;
+namespace keys = console::engine::keys;
+
+namespace {
+constexpr std::size_t NotKnown = KnownKeys.size();
+
+std::size_t IndexOf(std::string_view key) {
+  return static_cast<std::size_t>(std::find(KnownKeys.begin(), KnownKeys.end(), key) - KnownKeys.begin());
+}
+
+[[noreturn]] void Refuse(const char* why) {
+  throw EngineError(EngineErrorCode::Invalid, why);
+}
+
+void CheckSize(const std::string& value) {
+  if (value.size() > Attributes::MaxValueSize) Refuse("the value is longer than 1 MiB");
+}
+}  // namespace
+
+const std::string& Attributes::Get(std::string_view key) const {
+  static const std::string never;
+  if (const auto index = IndexOf(key); index != NotKnown) return m_known[index];
+  const auto other = m_others.find(key);
+  return other == m_others.end() ? never : other->second;
+}
+
+void Attributes::SetAt(std::size_t index, std::string value) {
+  CheckSize(value);
+  m_known[index] = std::move(value);
+}
+
+void Attributes::Set(std::string_view key, std::string value) {
+  if (const auto index = IndexOf(key); index != NotKnown) return SetAt(index, std::move(value));
+  CheckSize(value);
+  if (key.empty() || key.size() > MaxKeySize) Refuse("the attribute's name is empty or too long");
+  const auto other = m_others.find(key);
+  if (other != m_others.end()) {
+    other->second = std::move(value);
+    return;
+  }
+  if (m_others.size() >= MaxOthers) Refuse("the monitor has too many attributes");
+  m_others.emplace(key, std::move(value));
+}
+
+Attributes NewMonitorAttributes() {
+  Attributes attributes;
+  attributes.Set(keys::Status, std::string(console::engine::StatusDisable));
+  attributes.Set(keys::Interval, "60");
+  attributes.Set(keys::Timeout, "30");
+  attributes.Set(keys::MaxFailTimes, "2");
+  attributes.Set(keys::FailTimes, "2");
+  return attributes;
+}
+
+}  // namespace norvane::engine

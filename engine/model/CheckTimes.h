@@ -1,0 +1,21 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "engine/model/Attributes.h"
+
+namespace norvane::engine {
+
+/// How often a monitor is checked and how long a check may take, from its attributes. What does not read as a
+/// number above 0 acts as the default, a number beyond the limits as the nearer one.
+struct CheckTimes {
+  std::chrono::milliseconds interval;
+  std::chrono::milliseconds timeout;
+  /// What was wrong with the attributes, for the log; empty if nothing was.
+  std::string remark;
+
+  [[nodiscard]] static CheckTimes Of(const Attributes& attributes);
+};
+
+}  // namespace norvane::engine

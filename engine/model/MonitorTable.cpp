@@ -1,0 +1,123 @@
+#include "engine/model/MonitorTable.h"
+
+#include <algorithm>
+
+#include "console/engine/EngineError.h"
+#include "engine/model/MonitorTypes.h"
+
+namespace norvane::engine {
+
+namespace ce = console::engine;
+using ce::EngineError;
+using ce::EngineErrorCode;
+
+namespace {
+constexpr std::uint64_t FirstOf(std::uint32_t generation) {
+  return std::uint64_t{generation} << 32;
+}
+
+bool HasControlCharacter(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
+}
+
+void CheckName(std::string_view name) {
+  const auto refuse = [&](const char* why) {
+    throw EngineError(EngineErrorCode::Invalid, std::string(why) + ": " + std::string(name.substr(0, 80)));
+  };
+  if (name.size() > MonitorTable::MaxNameSize) refuse("the monitor's name is too long");
+  if (HasControlCharacter(name)) refuse("the monitor's name holds a control character");
+  const auto separator = name.find(ce::NameSeparator);
+  if (separator == std::string_view::npos || separator + ce::NameSeparator.size() == name.size())
+    refuse("a monitor's name has the form TYPE Of NAME");
+  if (!IsMonitorType(name.substr(0, separator))) refuse("no such type of monitor");
+}
+}  // namespace
+
+std::string_view Monitor::TypeName() const {
+  return std::string_view(name).substr(0, name.find(ce::NameSeparator));
+}
+
+bool Monitor::Running() const {
+  return attributes->Get(ce::keys::Status) == ce::StatusEnable;
+}
+
+MonitorTable::MonitorTable(std::uint32_t generation)
+    : m_generation(generation), m_lastChange(FirstOf(generation)) {}
+
+const Monitor* MonitorTable::Find(MonitorId id) const {
+  const auto found = m_monitors.find(id);
+  return found == m_monitors.end() ? nullptr : &found->second;
+}
+
+const Monitor* MonitorTable::Find(std::string_view fullName) const {
+  const auto found = m_byName.find(fullName);
+  return found == m_byName.end() ? nullptr : found->second;
+}
+
+Monitor& MonitorTable::Get(MonitorId id) {
+  const auto found = m_monitors.find(id);
+  if (found == m_monitors.end()) throw EngineError(EngineErrorCode::NotFound, "the monitor does not exist");
+  return found->second;
+}
+
+void MonitorTable::Touch(Monitor& monitor) {
+  m_byChange.erase(monitor.change);
+  monitor.change = ++m_lastChange;
+  m_byChange.emplace_hint(m_byChange.end(), monitor.change, &monitor);
+}
+
+const Monitor& MonitorTable::Add(std::string_view fullName, Attributes attributes, std::uint32_t number) {
+  CheckName(fullName);
+  if (Find(fullName) != nullptr)
+    throw EngineError(EngineErrorCode::Exists, "a monitor of this name exists: " + std::string(fullName));
+  if (Count() >= MaxMonitors)
+    throw EngineError(EngineErrorCode::Full,
+                      "the engine is full: it holds at most " + std::to_string(MaxMonitors) + " monitors");
+  m_lastNumber = number != 0 ? std::max(number, m_lastNumber) : m_lastNumber + 1;
+  const MonitorId id = FirstOf(m_generation) | (number != 0 ? number : m_lastNumber);
+  const auto [place, isNew] = m_monitors.try_emplace(id);
+  if (!isNew) throw EngineError(EngineErrorCode::Exists, "two monitors have the same number");
+  Monitor& monitor = place->second;
+  monitor.id = id;
+  monitor.name = fullName;
+  monitor.attributes = std::make_shared<const Attributes>(std::move(attributes));
+  m_byName.emplace(monitor.name, &monitor);
+  Touch(monitor);
+  return monitor;
+}
+
+void MonitorTable::Remove(MonitorId id) {
+  Monitor& monitor = Get(id);
+  m_byName.erase(monitor.name);
+  m_byChange.erase(monitor.change);
+  m_monitors.erase(id);
+  m_removed.emplace_hint(m_removed.end(), ++m_lastChange, id);
+}
+
+void MonitorTable::Set(MonitorId id, std::string_view key, std::string value) {
+  Monitor& monitor = Get(id);
+  if (monitor.attributes->Get(key) == value) return;
+  auto changed = std::make_shared<Attributes>(*monitor.attributes);
+  changed->Set(key, std::move(value));
+  monitor.attributes = std::move(changed);
+  Touch(monitor);
+}
+
+void MonitorTable::NoteCheck(MonitorId id, const LastCheck& lastCheck) {
+  const auto found = m_monitors.find(id);
+  if (found != m_monitors.end()) found->second.lastCheck = lastCheck;
+}
+
+const Monitor* MonitorTable::NextChanged(std::uint64_t change) const {
+  const auto next = m_byChange.upper_bound(change);
+  return next == m_byChange.end() ? nullptr : next->second;
+}
+
+std::vector<MonitorId> MonitorTable::RemovedSince(std::uint64_t change) const {
+  std::vector<MonitorId> ids;
+  for (auto next = m_removed.upper_bound(change); next != m_removed.end(); ++next)
+    ids.push_back(next->second);
+  return ids;
+}
+
+}  // namespace norvane::engine

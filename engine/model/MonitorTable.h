@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "engine/model/CheckRunner.h"
+
+namespace norvane::engine {
+
+/// What the engine knows of a monitor's last check, for display.
+struct LastCheck {
+  bool any = false;
+  std::chrono::system_clock::time_point at;
+  std::chrono::milliseconds duration{0};
+  int failuresInARow = 0;
+};
+
+struct Monitor {
+  MonitorId id = 0;
+  std::string name;
+  std::shared_ptr<const Attributes> attributes;
+  LastCheck lastCheck;
+  std::uint64_t change = 0;  ///< number of the last change to name or attributes
+
+  [[nodiscard]] std::string_view TypeName() const;
+  [[nodiscard]] bool Running() const;
+};
+
+/// All monitors, in the order in which they were added, with a record of what changed when: whoever remembers
+/// the number of the last change that he saw can ask for all later ones. Change numbers and ids of a younger
+/// generation are greater than all of an older one. Not for several threads at once.
+class MonitorTable {
+ public:
+  /// The console counts monitors in 16 bits.
+  static constexpr std::size_t MaxMonitors = 32767;
+  static constexpr std::size_t MaxNameSize = 1024;
+
+  explicit MonitorTable(std::uint32_t generation);
+  MonitorTable(MonitorTable&&) noexcept = default;
+  MonitorTable& operator=(MonitorTable&&) noexcept = default;
+
+  [[nodiscard]] std::uint32_t Generation() const { return m_generation; }
+  [[nodiscard]] std::size_t Count() const { return m_monitors.size(); }
+  [[nodiscard]] const std::map<MonitorId, Monitor>& All() const { return m_monitors; }
+  /// Null if there is none. The pointer holds until the monitor is removed.
+  [[nodiscard]] const Monitor* Find(MonitorId id) const;
+  [[nodiscard]] const Monitor* Find(std::string_view fullName) const;
+
+  /// Throws EngineError: Invalid (not of the form TYPE Of NAME, unknown type, control characters), Exists,
+  /// Full. `number` is the lower half of the id; 0 takes the next free one.
+  const Monitor& Add(std::string_view fullName, Attributes attributes, std::uint32_t number = 0);
+  /// Throws EngineError (NotFound).
+  void Remove(MonitorId id);
+  /// Throws EngineError (NotFound, Invalid). Setting the value that stands already changes nothing.
+  void Set(MonitorId id, std::string_view key, std::string value);
+  /// Not a change: nobody is told. Unknown ids are passed over.
+  void NoteCheck(MonitorId id, const LastCheck& lastCheck);
+
+  [[nodiscard]] std::uint64_t LastChange() const { return m_lastChange; }
+  /// The monitor that changed first after `change`, by change number; null if none did.
+  [[nodiscard]] const Monitor* NextChanged(std::uint64_t change) const;
+  /// Ids removed after `change`, oldest first.
+  [[nodiscard]] std::vector<MonitorId> RemovedSince(std::uint64_t change) const;
+
+ private:
+  Monitor& Get(MonitorId id);
+  void Touch(Monitor& monitor);
+
+  std::uint32_t m_generation;
+  std::uint32_t m_lastNumber = 0;
+  std::uint64_t m_lastChange;
+  std::map<MonitorId, Monitor> m_monitors;
+  std::unordered_map<std::string_view, Monitor*> m_byName;  // views of the names in m_monitors
+  std::map<std::uint64_t, Monitor*> m_byChange;
+  std::map<std::uint64_t, MonitorId> m_removed;
+};
+
+}  // namespace norvane::engine

@@ -1,0 +1,26 @@
+#include "engine/model/NumberAttribute.h"
+
+#include <algorithm>
+
+#include "platform/Number.h"
+
+namespace norvane::engine {
+
+double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::string& remark) {
+  const std::string& text = attributes.Get(rule.key);
+  const auto number = platform::ParseNumber(text);
+  const bool counts = number && (*number > 0 || *number == rule.least);
+  const double acting = counts ? std::clamp(*number, rule.least, rule.most) : rule.standard;
+  if (acting != number && !(rule.zeroIsStandard && number == 0.0)) {
+    AppendRemark(remark, std::string(rule.key) + " is \"" + text.substr(0, 40) + "\", " +
+                             platform::FormatNumber(acting) + " is used instead");
+  }
+  return acting;
+}
+
+void AppendRemark(std::string& remarks, std::string_view remark) {
+  if (!remarks.empty() && !remark.empty()) remarks += "; ";
+  remarks += remark;
+}
+
+}  // namespace norvane::engine

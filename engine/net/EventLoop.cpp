@@ -1,0 +1,106 @@
+#include "engine/net/EventLoop.h"
+
+#include <sys/epoll.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace norvane::engine {
+
+using std::chrono::milliseconds;
+
+namespace {
+[[noreturn]] void Fail(const char* what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+}  // namespace
+
+EventLoop::EventLoop(Clock clock) : m_clock(std::move(clock)), m_epoll(::epoll_create1(EPOLL_CLOEXEC)) {
+  if (!m_epoll) Fail("epoll_create1");
+}
+
+bool EventLoop::Watch(int fd, std::uint32_t events, Watcher& watcher) noexcept {
+  const auto index = static_cast<std::size_t>(fd);
+  if (index >= m_watched.size()) m_watched.resize(index + 1);
+  auto& watched = m_watched[index];
+  const auto control = [&](int operation) {
+    epoll_event event{};
+    event.events = events;
+    event.data.u64 = std::uint64_t{watched.turn} << 32 | index;
+    return ::epoll_ctl(m_epoll.Get(), operation, fd, &event) == 0;
+  };
+  const bool known = std::exchange(watched.watcher, &watcher) != nullptr;
+  if (known && control(EPOLL_CTL_MOD)) return true;
+  // Not known, or closed behind our back, which took it out of the epoll.
+  watched.turn = ++m_lastTurn;
+  if (control(EPOLL_CTL_ADD)) return true;
+  watched.watcher = nullptr;
+  return false;
+}
+
+void EventLoop::Forget(int fd) noexcept {
+  const auto index = static_cast<std::size_t>(fd);
+  if (index >= m_watched.size() || m_watched[index].watcher == nullptr) return;
+  m_watched[index].watcher = nullptr;
+  // Fails only when the descriptor is closed already, which has taken it out of the epoll.
+  ::epoll_ctl(m_epoll.Get(), EPOLL_CTL_DEL, fd, nullptr);
+}
+
+void EventLoop::Close(platform::FileDescriptor& fd) noexcept {
+  const auto index = static_cast<std::size_t>(fd.Get());
+  if (fd && index < m_watched.size()) m_watched[index].watcher = nullptr;
+  fd.Reset();  // which takes it out of the epoll
+}
+
+int EventLoop::WaitFor(milliseconds longest) const {
+  if (m_timers.empty()) return static_cast<int>(longest.count());
+  const auto left = std::chrono::ceil<milliseconds>(std::get<Moment>(*m_timers.begin()) - Now());
+  return static_cast<int>(std::clamp(left, milliseconds{0}, longest).count());
+}
+
+void EventLoop::RunOnce(milliseconds longest) {
+  std::array<epoll_event, 256> events;
+  const int count = ::epoll_wait(m_epoll.Get(), events.data(), events.size(), WaitFor(longest));
+  if (count < 0 && errno != EINTR) Fail("epoll_wait");
+  for (int i = 0; i < count; ++i) {
+    const auto& event = events[static_cast<std::size_t>(i)];
+    const auto fd = static_cast<std::uint32_t>(event.data.u64);
+    const auto watched = m_watched[fd];
+    if (watched.watcher != nullptr && watched.turn == event.data.u64 >> 32)
+      watched.watcher->Ready(static_cast<int>(fd), event.events);
+  }
+  RunTimers();
+}
+
+void EventLoop::RunTimers() {
+  if (m_timers.empty()) return;
+  // What a timer's call sets for now waits for the next round, so that descriptors are not starved.
+  const auto last = m_lastArmed;
+  const auto now = Now();
+  while (!m_timers.empty()) {
+    const auto [when, armed, timer] = *m_timers.begin();
+    if (when > now || armed > last) return;
+    timer->Clear();
+    const auto call = timer->m_call;  // lives on when the call destroys its timer
+    call();
+  }
+}
+
+void EventLoop::Timer::Set(Moment when) {
+  if (m_armed != 0 && m_when == when) return;
+  Clear();
+  m_when = when;
+  m_armed = ++m_loop.m_lastArmed;
+  m_loop.m_timers.emplace(m_when, m_armed, this);
+}
+
+void EventLoop::Timer::Clear() noexcept {
+  if (m_armed == 0) return;
+  m_loop.m_timers.erase({m_when, m_armed, this});
+  m_armed = 0;
+}
+
+}  // namespace norvane::engine

@@ -1,0 +1,299 @@
+#include "engine/net/LineDialogue.h"
+
+#include <arpa/inet.h>
+#include <netinet/tcp.h>
+#include <openssl/err.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "engine/net/PeerReason.h"
+
+namespace norvane::engine {
+
+namespace {
+
+constexpr const char* ClosedByServer = "connection closed by the server";
+
+/// A numeric address and a port as the system wants them.
+struct SocketAddress {
+  SocketAddress(const std::string& address, int port) {
+    const auto networkPort = htons(static_cast<std::uint16_t>(port));
+    auto& v4 = reinterpret_cast<sockaddr_in&>(storage);
+    auto& v6 = reinterpret_cast<sockaddr_in6&>(storage);
+    if (::inet_pton(AF_INET, address.c_str(), &v4.sin_addr) == 1) {
+      v4.sin_family = AF_INET;
+      v4.sin_port = networkPort;
+      size = sizeof v4;
+    } else if (::inet_pton(AF_INET6, address.c_str(), &v6.sin6_addr) == 1) {
+      v6.sin6_family = AF_INET6;
+      v6.sin6_port = networkPort;
+      size = sizeof v6;
+    }
+  }
+  sockaddr_storage storage{};
+  socklen_t size = 0;
+};
+
+}  // namespace
+
+LineDialogue::LineDialogue(const DialogueContext& context, Client& client)
+    : m_context(context), m_client(client), m_attemptEnds(context.loop, [this] { EndAttempt(); }) {}
+
+LineDialogue::~LineDialogue() {
+  if (m_ssl && m_state == State::Open) {
+    ERR_clear_error();
+    SSL_shutdown(m_ssl.get());  // says farewell if there is room for it, and waits for none
+  }
+  Close();
+}
+
+void LineDialogue::Close() noexcept {
+  m_attemptEnds.Clear();
+  m_ssl.reset();
+  m_context.loop.Close(m_socket);
+  m_watchedFor = 0;
+}
+
+void LineDialogue::Fail(std::string why) {
+  m_failure = std::move(why);
+  Close();
+}
+
+void LineDialogue::TellClient() {
+  if (m_state == State::Open || !m_failure.empty()) m_client.GoOn();
+}
+
+std::string_view LineDialogue::Step() const {
+  switch (m_state) {
+    case State::LookingUp:
+      return "looking up the name";
+    case State::Connecting:
+      if (IsConnected()) break;
+      return "connecting";
+    case State::Securing:
+      return "securing the connection";
+    case State::Open:
+      break;
+  }
+  return {};
+}
+
+void LineDialogue::Open(const ServerAddress& server, std::chrono::milliseconds timeout) {
+  m_server = server;
+  m_deadline = m_context.loop.Now() + timeout;
+  if (const auto* answer = m_context.resolver.Known(server.host)) return TakeAnswer(*answer);
+  m_query =
+      m_context.resolver.LookUp(server.host, [this](const Resolver::Answer& answer) { TakeAnswer(answer); });
+}
+
+void LineDialogue::TakeAnswer(const Resolver::Answer& answer) {
+  m_query.reset();
+  if (answer.addresses.empty()) {
+    Fail(answer.failure);
+  } else {
+    m_state = State::Connecting;
+    m_addresses.assign(answer.addresses.rbegin(), answer.addresses.rend());
+    TryNextAddress({});
+  }
+  TellClient();
+}
+
+void LineDialogue::TryNextAddress(std::string whyNot) {
+  Close();
+  while (!m_addresses.empty()) {
+    const auto address = std::move(m_addresses.back());
+    m_addresses.pop_back();
+    const int error = BeginConnecting(address);
+    if (error == 0) return ShareTime();
+    whyNot = ConnectionFailure(error, "cannot connect");
+  }
+  Fail(std::move(whyNot));
+}
+
+/// The error, or 0 when the connection is on its way.
+int LineDialogue::BeginConnecting(const std::string& address) {
+  const SocketAddress peer(address, m_server.port);
+  m_socket.Reset(::socket(peer.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!m_socket) return errno;
+  const auto* generic = reinterpret_cast<const sockaddr*>(&peer.storage);
+  if (::connect(m_socket.Get(), generic, peer.size) != 0 && errno != EINPROGRESS) return errno;
+  // TLS is ours to begin. Otherwise the greeting tells, and to be told of the connection would only cost.
+  WatchFor(m_server.isSecure ? EPOLLOUT : EPOLLIN);
+  return 0;
+}
+
+/// The last address has all the time that is left, which the client looks after.
+void LineDialogue::ShareTime() {
+  if (m_addresses.empty() || !m_failure.empty()) return;
+  const auto now = m_context.loop.Now();
+  m_attemptEnds.Set(now + (m_deadline - now) / (m_addresses.size() + 1));
+}
+
+void LineDialogue::EndAttempt() {
+  if (IsConnected())
+    FinishConnecting();
+  else
+    TryNextAddress("no answer");
+  TellClient();
+}
+
+bool LineDialogue::IsConnected() const {
+  sockaddr_storage peer{};
+  socklen_t size = sizeof peer;
+  return ::getpeername(m_socket.Get(), reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+}
+
+void LineDialogue::FinishConnecting() {
+  int error = 0;
+  socklen_t size = sizeof error;
+  ::getsockopt(m_socket.Get(), SOL_SOCKET, SO_ERROR, &error, &size);
+  if (error == ECONNRESET) {  // it was taken before, and already the dialogue is cut
+    m_state = State::Open;
+    return Fail(ConnectionFailure(error, {}));
+  }
+  if (error != 0) return TryNextAddress(ConnectionFailure(error, "cannot connect"));
+  m_attemptEnds.Clear();
+  if (m_server.isSecure) return BeginTls();
+  BecomeOpen();
+}
+
+void LineDialogue::BecomeOpen() {
+  m_state = State::Open;
+  Flush();
+}
+
+void LineDialogue::Secure() {
+  m_state = State::Securing;
+  if (m_taken < m_in.size()) return Fail("the server said more before TLS than it was asked");
+  BeginTls();
+}
+
+void LineDialogue::BeginTls() {
+  m_state = State::Securing;
+  const int yes = 1;  // the end of the handshake and the line behind it would wait for each other
+  ::setsockopt(m_socket.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+  m_ssl = m_context.tls.Connect(m_socket.Get(), m_server.host, m_server.isSecure);
+  if (!m_ssl) return Fail(AuthoritiesUnreadable());
+  Handshake();
+}
+
+void LineDialogue::Handshake() {
+  ERR_clear_error();
+  errno = 0;
+  const int result = SSL_do_handshake(m_ssl.get());
+  if (result == 1) return BecomeOpen();
+  if (!WouldBlock(result)) return Fail(TlsClient::HandshakeFailure(m_ssl.get(), m_server.host));
+  WatchFor(SSL_want_write(m_ssl.get()) ? EPOLLOUT : EPOLLIN);
+}
+
+void LineDialogue::Ready(int, std::uint32_t events) {
+  if (m_state == State::Connecting) {
+    FinishConnecting();
+  } else if (m_state == State::Securing) {
+    Handshake();
+  } else if ((events & EPOLLOUT) != 0) {
+    Flush();
+  }
+  m_isDry = false;
+  TellClient();
+}
+
+std::optional<std::string_view> LineDialogue::NextLine() {
+  while (m_state == State::Open && m_failure.empty()) {
+    if (auto line = TakeLine()) return line;
+    if (m_isDry || !Receive()) break;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string_view> LineDialogue::TakeLine() {
+  const auto end = m_in.find('\n', m_taken);
+  if ((end == std::string::npos ? m_in.size() : end) - m_taken > MaxLine) {
+    Fail("line longer than " + std::to_string(MaxLine) + " characters");
+    return std::nullopt;
+  }
+  if (end == std::string::npos) {
+    m_in.erase(0, std::exchange(m_taken, 0));
+    return std::nullopt;
+  }
+  auto line = std::string_view(m_in).substr(m_taken, end - m_taken);
+  m_taken = end + 1;
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+/// False when nothing has come, or the dialogue has failed.
+bool LineDialogue::Receive() {
+  if (!m_failure.empty()) return false;
+  std::array<char, MaxLine> buffer;
+  if (m_ssl) ERR_clear_error();
+  const auto got = m_ssl ? SSL_read(m_ssl.get(), buffer.data(), buffer.size())
+                         : static_cast<int>(::recv(m_socket.Get(), buffer.data(), buffer.size(), 0));
+  if (got <= 0) {
+    m_isDry = WouldBlock(got);
+    if (!m_isDry) Fail(ReceiveFailure(got));
+    return false;
+  }
+  const auto size = static_cast<std::size_t>(got);
+  m_isDry = !m_ssl && size < buffer.size();  // saves asking once more
+  m_in.append(buffer.data(), size);
+  m_received += size;
+  if (m_received > MaxReceived) Fail("more than " + std::to_string(MaxReceived >> 10) + " KiB received");
+  return m_failure.empty();
+}
+
+bool LineDialogue::WouldBlock(int result) const {
+  if (!m_ssl) return result < 0 && (errno == EAGAIN || errno == EINTR);
+  const int error = SSL_get_error(m_ssl.get(), result);
+  return error == SSL_ERROR_WANT_READ || error == SSL_ERROR_WANT_WRITE;
+}
+
+std::string LineDialogue::ReceiveFailure(int result) const {
+  const int systemError = errno;
+  if (!m_ssl) return result == 0 ? ClosedByServer : ConnectionFailure(systemError, "connection broken");
+  const int error = SSL_get_error(m_ssl.get(), result);
+  if (error == SSL_ERROR_SYSCALL) return ConnectionFailure(systemError, ClosedByServer);
+  if (error == SSL_ERROR_ZERO_RETURN) return ClosedByServer;
+  const char* words = ERR_reason_error_string(ERR_peek_error());
+  return std::string("TLS broken: ") + (words != nullptr ? words : "unknown error");
+}
+
+void LineDialogue::Send(std::string_view text) {
+  m_out += text;
+  if (m_state == State::Open && m_failure.empty()) Flush();
+}
+
+void LineDialogue::Flush() {
+  while (!m_out.empty()) {
+    if (m_ssl) ERR_clear_error();
+    const auto sent =
+        m_ssl ? SSL_write(m_ssl.get(), m_out.data(), static_cast<int>(m_out.size()))
+              : static_cast<int>(::send(m_socket.Get(), m_out.data(), m_out.size(), MSG_NOSIGNAL));
+    if (sent <= 0 && WouldBlock(sent)) break;
+    // What is wrong with the connection shows in reading, after the server's last words.
+    m_out.erase(0, sent > 0 ? static_cast<std::size_t>(sent) : std::string::npos);
+  }
+  WatchFor(m_out.empty() ? EPOLLIN : EPOLLIN | EPOLLOUT);
+}
+
+void LineDialogue::WatchFor(std::uint32_t events) {
+  if (std::exchange(m_watchedFor, events) == events) return;
+  if (!m_context.loop.Watch(m_socket.Get(), events, *this)) Fail("the system watches no more connections");
+}
+
+std::string LineDialogue::LocalAddress() const {
+  sockaddr_storage own{};
+  socklen_t size = sizeof own;
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  if (::getsockname(m_socket.Get(), reinterpret_cast<sockaddr*>(&own), &size) != 0) return {};
+  const void* bytes = own.ss_family == AF_INET6
+                          ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6&>(own).sin6_addr)
+                          : static_cast<const void*>(&reinterpret_cast<const sockaddr_in&>(own).sin_addr);
+  return ::inet_ntop(own.ss_family, bytes, text.data(), text.size()) != nullptr ? text.data() : "";
+}
+
+}  // namespace norvane::engine

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "engine/net/EventLoop.h"
+#include "engine/net/Resolver.h"
+#include "engine/net/TlsClient.h"
+#include "platform/LegacyCharset.h"
+
+namespace norvane::engine {
+
+/// What the probes of every type share. Outlives them.
+struct ProbeContext {
+  EventLoop& loop;
+  Resolver& resolver;
+  TlsClient& tls;
+  const std::string& caFile;               ///< PEM file of the authorities that are trusted
+  const platform::LegacyCharset& charset;  ///< in which the size of a page is counted
+  /// Bytes that are left for the pages held at once.
+  std::size_t roomForPages;
+};
+
+/// Hears how a probe ends.
+class ProbeClient {
+ public:
+  virtual ~ProbeClient() = default;
+  /// Comes at most once. An empty `failure` is a success; the text may hold bytes from outside. Destroys the
+  /// probe, which therefore touches nothing of its own afterwards.
+  virtual void Ended(std::string failure) = 0;
+};
+
+/// One check in flight, in the checker's loop; never blocks it. Destroying it gives up the check and leaves
+/// nothing open. The time-out is the checker's business.
+class Probe {
+ public:
+  virtual ~Probe() = default;
+  /// Called once; may end the probe at once.
+  virtual void Begin() = 0;
+  /// What the probe is waiting for ("connecting"), for the reason of a check that ran out of time.
+  [[nodiscard]] virtual std::string_view Step() const = 0;
+};
+
+}  // namespace norvane::engine

@@ -1,0 +1,257 @@
+#include "engine/net/Resolver.h"
+
+#include <ares.h>
+#include <arpa/inet.h>
+#include <strings.h>
+#include <sys/epoll.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <utility>
+
+#include "engine/net/Reason.h"
+
+namespace norvane::engine {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+namespace {
+
+constexpr seconds ShortestKept{5};
+constexpr seconds LongestKept{300};
+constexpr seconds FailureKept{5};
+constexpr std::size_t MaxAddresses = 16;
+constexpr const char* ResolvConf = "/etc/resolv.conf";
+
+/// Always this machine, whatever files or name servers say (RFC 6761, section 6.3).
+bool IsLocalhost(const std::string& host) {
+  return ::strcasecmp(host.c_str(), "localhost") == 0;
+}
+
+/// The bare address if `host` is one.
+std::string NumericAddress(std::string_view host) {
+  const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
+  const std::string bare(bracketed ? host.substr(1, host.size() - 2) : host);
+  std::array<unsigned char, sizeof(in6_addr)> bytes;
+  const bool isNumeric = ::inet_pton(AF_INET6, bare.c_str(), bytes.data()) == 1 ||
+                         (!bracketed && ::inet_pton(AF_INET, bare.c_str(), bytes.data()) == 1);
+  return isNumeric ? bare : std::string();
+}
+
+std::string AddressText(const ares_addrinfo_node& node) {
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  const void* bytes =
+      node.ai_family == AF_INET6
+          ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6*>(node.ai_addr)->sin6_addr)
+          : static_cast<const void*>(&reinterpret_cast<const sockaddr_in*>(node.ai_addr)->sin_addr);
+  return ::inet_ntop(node.ai_family, bytes, text.data(), text.size()) != nullptr ? text.data() : "";
+}
+
+std::string FailureText(int status) {
+  switch (status) {
+    case ARES_ENOTFOUND:
+    case ARES_ENODATA:
+      return "name not found";
+    case ARES_EBADNAME:
+      return "not a valid host name";
+    case ARES_ETIMEOUT:
+      return "no answer from the name server";
+    case ARES_ECONNREFUSED:  // or it answered that it cannot, or will not
+      return "no usable answer from the name server";
+    default:
+      return PlainText(std::string("name lookup failed: ") + ares_strerror(status));
+  }
+}
+
+/// Tells a changed file from the one seen before.
+std::pair<timespec, ino_t> StampOf(const char* path) {
+  struct stat status {};
+  ::stat(path, &status);  // a missing file has the stamp of zeros
+  return {status.st_mtim, status.st_ino};
+}
+
+bool Same(const std::pair<timespec, ino_t>& a, const std::pair<timespec, ino_t>& b) {
+  return a.second == b.second && a.first.tv_sec == b.first.tv_sec && a.first.tv_nsec == b.first.tv_nsec;
+}
+
+}  // namespace
+
+/// The one place that touches c-ares: a channel with its sockets in the loop.
+class Resolver::Channel : public Watcher {
+ public:
+  Channel(Resolver& owner, const Options& options)
+      : m_owner(owner),
+        m_stamp(StampOf(ResolvConf)),
+        m_timer(owner.m_loop, [this] { Process(ARES_SOCKET_BAD, 0); }) {
+    static const int library = ares_library_init(ARES_LIB_INIT_ALL);
+    char lookups[] = "fb";  // the hosts file, then the servers
+    ares_options wanted{};
+    wanted.timeout = static_cast<int>(options.tryTimeout.count());
+    wanted.tries = options.tries;
+    wanted.lookups = lookups;
+    wanted.sock_state_cb = &Channel::SocketState;
+    wanted.sock_state_cb_data = this;
+    const int mask = ARES_OPT_TIMEOUTMS | ARES_OPT_TRIES | ARES_OPT_LOOKUPS | ARES_OPT_SOCK_STATE_CB;
+    int status = library == ARES_SUCCESS ? ares_init_options(&m_channel, &wanted, mask) : library;
+    if (status == ARES_SUCCESS && !options.nameServers.empty())
+      status = ares_set_servers_ports_csv(m_channel, options.nameServers.c_str());
+    if (status == ARES_SUCCESS) return;
+    if (m_channel != nullptr) ares_destroy(m_channel);
+    throw std::runtime_error(std::string("name lookup cannot be set up: ") + ares_strerror(status));
+  }
+  ~Channel() override { ares_destroy(m_channel); }
+
+  void Begin(const std::string& host) {
+    ares_addrinfo_hints hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    ares_getaddrinfo(m_channel, host.c_str(), nullptr, &hints, &Channel::Answered, new Asked{*this, host});
+    SetTimer();
+  }
+  [[nodiscard]] bool IsStale() const { return !Same(m_stamp, StampOf(ResolvConf)); }
+
+  void Ready(int fd, std::uint32_t events) override { Process(fd, events); }
+
+ private:
+  struct Asked {
+    Channel& channel;
+    std::string host;
+  };
+
+  static void SocketState(void* self, ares_socket_t fd, int readable, int writable) {
+    auto& channel = *static_cast<Channel*>(self);
+    if (readable == 0 && writable == 0) return channel.m_owner.m_loop.Forget(fd);
+    const auto events = (readable != 0 ? EPOLLIN : 0u) | (writable != 0 ? EPOLLOUT : 0u);
+    // Without room in the kernel the lookup ends by its own time-out.
+    static_cast<void>(channel.m_owner.m_loop.Watch(fd, events, channel));
+  }
+
+  static void Answered(void* argument, int status, int, ares_addrinfo* info) {
+    const std::unique_ptr<Asked> asked(static_cast<Asked*>(argument));
+    const std::unique_ptr<ares_addrinfo, decltype(&ares_freeaddrinfo)> owned(info, &ares_freeaddrinfo);
+    if (status == ARES_EDESTRUCTION || status == ARES_ECANCELLED) return;  // the channel is being replaced
+    Answer answer;
+    seconds keep = LongestKept;
+    for (auto* node = info != nullptr ? info->nodes : nullptr; node != nullptr; node = node->ai_next) {
+      keep = std::min(keep, seconds{node->ai_ttl});
+      if (answer.addresses.size() < MaxAddresses) answer.addresses.push_back(AddressText(*node));
+    }
+    if (status == ARES_SUCCESS && answer.addresses.empty()) status = ARES_ENODATA;
+    if (status != ARES_SUCCESS) {
+      answer = {{}, FailureText(status)};
+      keep = FailureKept;
+    }
+    asked->channel.m_owner.Finish(asked->host, std::move(answer),
+                                  std::clamp(keep, ShortestKept, LongestKept));
+  }
+
+  void Process(int fd, std::uint32_t events) {
+    const bool canWrite = (events & EPOLLOUT) != 0;
+    const bool canRead =
+        (events & ~static_cast<std::uint32_t>(EPOLLOUT)) != 0;  // errors are found by reading
+    ares_process_fd(m_channel, canRead ? fd : ARES_SOCKET_BAD, canWrite ? fd : ARES_SOCKET_BAD);
+    SetTimer();
+  }
+
+  void SetTimer() {
+    timeval left{};
+    if (ares_timeout(m_channel, nullptr, &left) == nullptr) return m_timer.Clear();
+    const auto wait = seconds{left.tv_sec} + std::chrono::microseconds{left.tv_usec};
+    // A millisecond more, or c-ares finds that nothing is due yet.
+    m_timer.Set(m_owner.m_loop.Now() + wait + milliseconds{1});
+  }
+
+  Resolver& m_owner;
+  ares_channel m_channel = nullptr;
+  std::pair<timespec, ino_t> m_stamp;
+  EventLoop::Timer m_timer;
+};
+
+Resolver::Resolver(EventLoop& loop, Options options)
+    : m_loop(loop),
+      m_options(std::move(options)),
+      m_deliver(loop, [this] { RunAnswered(); }),
+      m_channel(std::make_unique<Channel>(*this, m_options)) {}
+
+Resolver::~Resolver() = default;
+
+const Resolver::Answer* Resolver::Known(const std::string& host) {
+  if (auto address = NumericAddress(host); !address.empty()) {
+    m_atHand.addresses.assign(1, std::move(address));
+    return &m_atHand;
+  }
+  if (IsLocalhost(host)) {
+    m_atHand.addresses = {"127.0.0.1", "::1"};
+    return &m_atHand;
+  }
+  const auto cached = m_cache.find(host);
+  if (cached == m_cache.end()) return nullptr;
+  if (cached->second.until > m_loop.Now()) return &cached->second.answer;
+  m_cache.erase(cached);
+  return nullptr;
+}
+
+std::unique_ptr<Resolver::Query> Resolver::LookUp(const std::string& host, Done done) {
+  RenewChannel();
+  std::unique_ptr<Query> query(new Query(*this, host, std::move(done)));
+  const auto [lookup, isNew] = m_lookups.try_emplace(host);
+  lookup->second.push_back(query.get());
+  if (isNew) m_channel->Begin(host);
+  return query;
+}
+
+/// A machine that changes networks, or was not yet in one when the engine started, gets other name servers.
+void Resolver::RenewChannel() {
+  if (!m_options.nameServers.empty() || !m_channel->IsStale()) return;
+  m_channel = std::make_unique<Channel>(*this, m_options);
+  for (const auto& [host, queries] : m_lookups)
+    m_channel->Begin(host);
+}
+
+void Resolver::Finish(const std::string& host, Answer answer, seconds keep) {
+  Keep(host, answer, keep);
+  m_answered.emplace_back(host, std::move(answer));
+  m_deliver.Set(m_loop.Now());
+}
+
+void Resolver::Keep(const std::string& host, const Answer& answer, seconds keep) {
+  const auto now = m_loop.Now();
+  if (m_cache.size() >= MaxCached)
+    std::erase_if(m_cache, [&](const auto& entry) { return entry.second.until <= now; });
+  if (m_cache.size() >= MaxCached) m_cache.erase(m_cache.begin());
+  m_cache.insert_or_assign(host, Cached{answer, now + keep});
+}
+
+Resolver::Query* Resolver::NextQuery(const std::string& host) {
+  const auto lookup = m_lookups.find(host);
+  if (lookup == m_lookups.end() || lookup->second.empty()) return nullptr;
+  auto* query = lookup->second.front();
+  lookup->second.pop_front();
+  return query;
+}
+
+/// Out of c-ares' own calls, so that whoever hears may look up the next name or end.
+void Resolver::RunAnswered() {
+  for (const auto& [host, answer] : std::exchange(m_answered, {})) {
+    // Searched anew each time, since whoever hears may add lookups and withdraw queries.
+    for (auto* query = NextQuery(host); query != nullptr; query = NextQuery(host)) {
+      const auto done = std::exchange(query->m_done, {});
+      done(answer);
+    }
+    m_lookups.erase(host);
+  }
+}
+
+Resolver::Query::Query(Resolver& resolver, std::string host, Done done)
+    : m_resolver(resolver), m_host(std::move(host)), m_done(std::move(done)) {}
+
+Resolver::Query::~Query() {
+  if (!m_done) return;  // was answered
+  const auto lookup = m_resolver.m_lookups.find(m_host);
+  if (lookup != m_resolver.m_lookups.end()) lookup->second.remove(this);
+}
+
+}  // namespace norvane::engine

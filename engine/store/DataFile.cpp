@@ -1,0 +1,290 @@
+#include "engine/store/DataFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "console/engine/EngineError.h"
+#include "engine/store/Database.h"
+#include "engine/store/KeepAside.h"
+#include "engine/store/StoreError.h"
+#include "platform/FileDescriptor.h"
+#include "platform/RandomText.h"
+
+namespace norvane::engine::datafile {
+
+using console::engine::KnownKeys;
+
+namespace {
+constexpr int ApplicationId = 0x4e6f7276;  // "Norv"
+constexpr int SchemaVersion = 1;
+constexpr int FirstKeyColumn = 2;  // behind number and name
+/// Leaves numbers for the monitors to come, which count on from the last one.
+constexpr std::int64_t LastNumber = 0x7fffffff;
+
+[[noreturn]] void Unreadable(const std::string& path, const std::string& why) {
+  throw StoreError(StoreErrorCode::Unreadable, path + ": " + why);
+}
+
+[[noreturn]] void FailedWith(const std::string& path, int error) {
+  throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(error));
+}
+
+/// The known keys as quoted column names, each behind a comma, followed by `after`.
+std::string KeyColumns(const std::string& after) {
+  std::string columns;
+  for (const auto key : KnownKeys)
+    columns += ",\"" + std::string(key) + "\"" + after;
+  return columns;
+}
+
+std::string Schema() {
+  return "CREATE TABLE monitor(number INTEGER PRIMARY KEY,name TEXT NOT NULL" + KeyColumns(" TEXT NOT NULL") +
+         ",checksum INTEGER NOT NULL) STRICT;"
+         "CREATE TABLE monitor_other(number INTEGER NOT NULL,key TEXT NOT NULL,value TEXT NOT NULL,"
+         "PRIMARY KEY(number,key)) STRICT,WITHOUT ROWID;"
+         "CREATE TABLE file_state(state TEXT NOT NULL,monitors INTEGER NOT NULL) STRICT;"
+         "INSERT INTO file_state VALUES('',0);"
+         "PRAGMA application_id=" +
+         std::to_string(ApplicationId) + ";PRAGMA user_version=" + std::to_string(SchemaVersion);
+}
+
+/// FNV-1a over all that a row holds, lengths included.
+class Checksum {
+ public:
+  void Add(std::uint64_t number) {
+    for (int i = 0; i < 8; ++i)
+      AddByte(static_cast<unsigned char>(number >> (8 * i)));
+  }
+  void Add(std::string_view text) {
+    Add(text.size());
+    for (const char c : text)
+      AddByte(static_cast<unsigned char>(c));
+  }
+  [[nodiscard]] std::int64_t Value() const { return static_cast<std::int64_t>(m_value); }
+
+ private:
+  void AddByte(unsigned char byte) { m_value = (m_value ^ byte) * 0x100000001b3u; }
+  std::uint64_t m_value = 0xcbf29ce484222325u;
+};
+
+std::int64_t ChecksumOf(std::uint32_t number, std::string_view name, const Attributes& attributes) {
+  Checksum sum;
+  sum.Add(number);
+  sum.Add(name);
+  for (std::size_t i = 0; i < KnownKeys.size(); ++i)
+    sum.Add(attributes.At(i));
+  for (const auto& [key, value] : attributes.Unknown()) {
+    sum.Add(key);
+    sum.Add(value);
+  }
+  return sum.Value();
+}
+
+/// Writes rows of monitors; one statement each, prepared once.
+class RowWriter {
+ public:
+  explicit RowWriter(Database& database)
+      : m_insert(database, "INSERT OR REPLACE INTO monitor VALUES(?,?" + Marks() + ",?)"),
+        m_insertOther(database, "INSERT INTO monitor_other VALUES(?,?,?)"),
+        m_remove(database, "DELETE FROM monitor WHERE number=?"),
+        m_removeOther(database, "DELETE FROM monitor_other WHERE number=?") {}
+
+  void Write(const Row& row) {
+    const Attributes& attributes = *row.attributes;
+    m_insert.Bind(1, std::int64_t{row.number}).Bind(2, row.name);
+    for (std::size_t i = 0; i < KnownKeys.size(); ++i)
+      m_insert.Bind(static_cast<int>(i) + FirstKeyColumn + 1, attributes.At(i));
+    m_insert.Bind(static_cast<int>(KnownKeys.size()) + FirstKeyColumn + 1,
+                  ChecksumOf(row.number, row.name, attributes));
+    m_insert.Step();
+    m_removeOther.Bind(1, std::int64_t{row.number}).Step();
+    for (const auto& [key, value] : attributes.Unknown())
+      m_insertOther.Bind(1, std::int64_t{row.number}).Bind(2, key).Bind(3, value).Step();
+  }
+
+  void Remove(std::uint32_t number) {
+    m_remove.Bind(1, std::int64_t{number}).Step();
+    m_removeOther.Bind(1, std::int64_t{number}).Step();
+  }
+
+ private:
+  static std::string Marks() {
+    std::string marks;
+    for (std::size_t i = 0; i < KnownKeys.size(); ++i)
+      marks += ",?";
+    return marks;
+  }
+  Statement m_insert, m_insertOther, m_remove, m_removeOther;
+};
+
+/// Writes the changes and the new state's name; gives that name.
+std::string WriteChanges(Database& database, const Changes& changes) {
+  const std::string state = platform::RandomText(16);
+  {
+    RowWriter writer(database);
+    for (const auto number : changes.removed)
+      writer.Remove(number);
+    for (const auto& row : changes.rows)
+      writer.Write(row);
+  }
+  Statement update(database, "UPDATE file_state SET state=?,monitors=?");
+  update.Bind(1, state).Bind(2, static_cast<std::int64_t>(changes.total)).Step();
+  return state;
+}
+
+bool Exists(const std::string& path) {
+  struct stat info {};
+  return ::lstat(path.c_str(), &info) == 0;
+}
+
+/// A folder or a device isn't ours to put aside.
+void RequireFile(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+    throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
+}
+
+/// Opens an existing file and makes sure that it is a data file of a version that we understand.
+Database OpenOurs(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) {
+    if (errno == ENOENT) throw StoreError(StoreErrorCode::NoFile, path + ": there is no such file");
+    FailedWith(path, errno);
+  }
+  if (!S_ISREG(info.st_mode)) Unreadable(path, "not a regular file");
+  if (info.st_size == 0) Unreadable(path, "the file is empty");
+  Database database(path, Database::Mode::Write);
+  if (database.Number("PRAGMA application_id") != ApplicationId) Unreadable(path, "not a Norvane data file");
+  const auto version = database.Number("PRAGMA user_version");
+  if (version != SchemaVersion)
+    Unreadable(path, "made by another version of Norvane (" + std::to_string(version) + ")");
+  return database;
+}
+
+std::string StateIn(Database& database) {
+  return database.Text("SELECT state FROM file_state");
+}
+
+void SyncFolderOf(const std::string& path) {
+  const auto folder = std::filesystem::path(path).parent_path();
+  const platform::FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!fd || ::fsync(fd.Get()) != 0) FailedWith(folder.string(), errno);
+}
+
+/// Writes a whole new file beside the old one and puts it in its place, so that no moment shows half of it.
+std::string SaveAll(const std::string& path, const Changes& changes) {
+  const std::string temporary = path + ".new";
+  for (const char* ending : {"", "-journal"})
+    ::unlink((temporary + ending).c_str());
+  std::string state;
+  try {
+    {
+      Database database(temporary, Database::Mode::Create);
+      // Until the rename nobody reads this file: no journal is needed, and one fsync at the end is enough.
+      database.Run("PRAGMA page_size=8192; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF");
+      database.Run(Schema());
+      Transaction transaction(database);
+      state = WriteChanges(database, changes);
+      transaction.Commit();
+    }
+    const platform::FileDescriptor file(::open(temporary.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file || ::fsync(file.Get()) != 0) FailedWith(temporary, errno);
+    // A journal of the old file must not be taken for one of the new.
+    if (::unlink((path + "-journal").c_str()) != 0 && errno != ENOENT) FailedWith(path + "-journal", errno);
+    if (::rename(temporary.c_str(), path.c_str()) != 0) FailedWith(path, errno);
+  } catch (...) {
+    ::unlink(temporary.c_str());
+    throw;
+  }
+  SyncFolderOf(path);
+  return state;
+}
+
+std::string SaveChanged(Database& database, const Changes& changes) {
+  database.Run("PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL");
+  Transaction transaction(database);
+  std::string state = WriteChanges(database, changes);
+  transaction.Commit();
+  return state;
+}
+
+Attributes::Others OthersAt(Statement& others, std::uint32_t number, bool& more) {
+  Attributes::Others result;
+  for (; more && others.NumberAt(0) <= number; more = others.Step()) {
+    if (others.NumberAt(0) == number) result.emplace(others.TextAt(1), others.TextAt(2));
+  }
+  return result;
+}
+
+void ReadRows(Database& database, const std::string& path, MonitorTable& table) {
+  Statement rows(database, "SELECT number,name" + KeyColumns("") + ",checksum FROM monitor ORDER BY number");
+  Statement others(database, "SELECT number,key,value FROM monitor_other ORDER BY number");
+  bool moreOthers = others.Step();
+  while (rows.Step()) {
+    if (rows.NumberAt(0) < 1 || rows.NumberAt(0) > LastNumber)
+      Unreadable(path, "a monitor has an impossible number");
+    const auto number = static_cast<std::uint32_t>(rows.NumberAt(0));
+    Attributes attributes;
+    for (std::size_t i = 0; i < KnownKeys.size(); ++i)
+      attributes.SetAt(i, std::string(rows.TextAt(static_cast<int>(i) + FirstKeyColumn)));
+    for (auto& [key, value] : OthersAt(others, number, moreOthers))
+      attributes.Set(key, value);
+    const auto name = rows.TextAt(1);
+    if (ChecksumOf(number, name, attributes) !=
+        rows.NumberAt(static_cast<int>(KnownKeys.size()) + FirstKeyColumn))
+      Unreadable(path, "the file is damaged: the monitor " + std::to_string(number) +
+                           " does not match its checksum");
+    table.Add(name, std::move(attributes), number);
+  }
+}
+
+Contents ReadAll(Database& database, const std::string& path, std::uint32_t generation) {
+  if (const auto verdict = database.Text("PRAGMA quick_check(1)"); verdict != "ok")
+    Unreadable(path, "the file is damaged: " + verdict);
+  Contents contents{std::make_unique<MonitorTable>(generation), StateIn(database)};
+  try {
+    ReadRows(database, path, *contents.table);
+  } catch (const console::engine::EngineError& error) {
+    Unreadable(path, std::string("the file is damaged: ") + error.what());
+  }
+  if (database.Number("SELECT monitors FROM file_state") !=
+      static_cast<std::int64_t>(contents.table->Count()))
+    Unreadable(path, "the file is damaged: monitors are missing");
+  return contents;
+}
+}  // namespace
+
+Contents Load(const std::string& path, std::uint32_t generation) {
+  Database database = OpenOurs(path);
+  return ReadAll(database, path, generation);
+}
+
+std::string StateOf(const std::string& path) {
+  Database database = OpenOurs(path);
+  return StateIn(database);
+}
+
+std::optional<std::string> Save(const std::string& path, const Changes& changes, std::string& keptAs) {
+  keptAs.clear();
+  RequireFile(path);
+  if (Exists(path)) {
+    try {
+      Database database = OpenOurs(path);
+      const bool isKnown = changes.known && StateIn(database) == *changes.known;
+      if (!changes.all && isKnown) return SaveChanged(database, changes);
+      // Only a file that we could have loaded may be replaced.
+      if (changes.all && !isKnown) (void)ReadAll(database, path, 0);
+    } catch (const StoreError& error) {
+      if (error.Code() != StoreErrorCode::Unreadable) throw;
+      keptAs = KeepAside(path);
+    }
+  }
+  if (!changes.all) return std::nullopt;
+  return SaveAll(path, changes);
+}
+
+}  // namespace norvane::engine::datafile

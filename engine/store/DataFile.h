@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/model/MonitorTable.h"
+
+/// The data file: all monitors in one SQLite file, one row each, a column for every known key in the order of
+/// `KnownKeys`, other keys in a side table. Every row carries a checksum, since SQLite's own check doesn't
+/// see a flipped bit within a value. Throws StoreError. Called from one thread at a time.
+namespace norvane::engine::datafile {
+
+/// A monitor as the file keeps it. `number` is the lower half of its id and gives the order.
+struct Row {
+  std::uint32_t number = 0;
+  std::string name;
+  std::shared_ptr<const Attributes> attributes;
+};
+
+/// What to write: all monitors, or only what changed since the file was in the state `known`.
+struct Changes {
+  bool all = true;
+  std::vector<Row> rows;
+  std::vector<std::uint32_t> removed;
+  /// How many monitors the file then holds.
+  std::size_t total = 0;
+  /// The state in which the writer of the changes last saw this file, if he ever did.
+  std::optional<std::string> known;
+};
+
+struct Contents {
+  std::unique_ptr<MonitorTable> table;
+  std::string state;  ///< names this very content; a later save of changes starts from it
+};
+
+/// Checks the whole file before it gives anything: application id, version, structure, every row's checksum.
+[[nodiscard]] Contents Load(const std::string& path, std::uint32_t generation);
+
+/// Names the content that the file has now.
+[[nodiscard]] std::string StateOf(const std::string& path);
+
+/// Gives the new state once it is on disk. Whatever happens meanwhile, the file holds the old or the new
+/// state. Gives nothing if only changes were to be written and the file isn't in the known state (somebody
+/// replaced it): then all must be written. A file at `path` that cannot be read as a data file is kept: it
+/// gets another name, which is reported in `keptAs`; what is no file at all is left alone, and the save
+/// fails.
+[[nodiscard]] std::optional<std::string> Save(const std::string& path, const Changes& changes,
+                                              std::string& keptAs);
+
+}  // namespace norvane::engine::datafile

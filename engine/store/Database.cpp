@@ -1,0 +1,141 @@
+#include "engine/store/Database.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "engine/store/StoreError.h"
+#include "platform/FileDescriptor.h"
+
+namespace norvane::engine {
+
+namespace {
+StoreErrorCode CodeOf(int sqliteCode) {
+  switch (sqliteCode & 0xff) {
+    case SQLITE_NOTADB:
+    case SQLITE_CORRUPT:
+    case SQLITE_ERROR:  // a table or column that should be there is not
+    case SQLITE_SCHEMA:
+      return StoreErrorCode::Unreadable;
+    default:
+      return StoreErrorCode::Failed;
+  }
+}
+
+void MakePrivateFile(const std::string& path) {
+  const platform::FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600));
+  if (!file) throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(errno));
+  struct stat info {};
+  // SQLite would read from a pipe until somebody writes.
+  if (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))
+    throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
+}
+}  // namespace
+
+void Database::Close::operator()(sqlite3* db) const noexcept {
+  sqlite3_close_v2(db);
+}
+
+Database::Database(const std::string& path, Mode mode) : m_path(path) {
+  if (mode == Mode::Create) MakePrivateFile(path);
+  const auto open = [&](int flags) {
+    sqlite3* db = nullptr;
+    const int code = sqlite3_open_v2(path.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    m_db.reset(db);
+    return code;
+  };
+  int code = open(SQLITE_OPEN_READWRITE);
+  if (code != SQLITE_OK) code = open(SQLITE_OPEN_READONLY);
+  if (code != SQLITE_OK) Fail();
+  sqlite3_extended_result_codes(m_db.get(), 1);
+  sqlite3_db_config(m_db.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(m_db.get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  Run("PRAGMA locking_mode=EXCLUSIVE; PRAGMA temp_store=MEMORY; PRAGMA cache_size=-8192");
+}
+
+void Database::Fail() const {
+  const int code = m_db ? sqlite3_errcode(m_db.get()) : SQLITE_NOMEM;
+  const char* words = m_db ? sqlite3_errmsg(m_db.get()) : "out of memory";
+  throw StoreError(CodeOf(code), m_path + ": " + words);
+}
+
+void Database::Run(const std::string& sql) {
+  if (sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) Fail();
+}
+
+std::int64_t Database::Number(const std::string& sql) {
+  Statement statement(*this, sql);
+  return statement.Step() ? statement.NumberAt(0) : 0;
+}
+
+std::string Database::Text(const std::string& sql) {
+  Statement statement(*this, sql);
+  return statement.Step() ? std::string(statement.TextAt(0)) : std::string();
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
+  sqlite3_finalize(statement);
+}
+
+Statement::Statement(Database& database, const std::string& sql) : m_database(database) {
+  sqlite3_stmt* statement = nullptr;
+  const int code =
+      sqlite3_prepare_v2(database.m_db.get(), sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
+  m_statement.reset(statement);
+  if (code != SQLITE_OK) database.Fail();
+}
+
+Statement& Statement::Bind(int position, std::string_view text) {
+  // A null pointer would bind NULL instead of empty text.
+  const char* data = text.data() != nullptr ? text.data() : "";
+  if (sqlite3_bind_text64(m_statement.get(), position, data, text.size(), SQLITE_STATIC, SQLITE_UTF8) !=
+      SQLITE_OK)
+    m_database.Fail();
+  return *this;
+}
+
+Statement& Statement::Bind(int position, std::int64_t number) {
+  if (sqlite3_bind_int64(m_statement.get(), position, number) != SQLITE_OK) m_database.Fail();
+  return *this;
+}
+
+bool Statement::Step() {
+  const int code = sqlite3_step(m_statement.get());
+  if (code == SQLITE_ROW) return true;
+  if (code != SQLITE_DONE) m_database.Fail();
+  sqlite3_reset(m_statement.get());
+  return false;
+}
+
+std::string_view Statement::TextAt(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement.get(), column));
+  if (text == nullptr) return {};
+  return {text, static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column))};
+}
+
+std::int64_t Statement::NumberAt(int column) const {
+  return sqlite3_column_int64(m_statement.get(), column);
+}
+
+Transaction::Transaction(Database& database) : m_database(database) {
+  database.Run("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+  if (!m_open) return;
+  try {
+    m_database.Run("ROLLBACK");
+  } catch (const StoreError&) {
+    // Reached only while another error is on its way to the caller; closing the file rolls back as well.
+  }
+}
+
+void Transaction::Commit() {
+  m_database.Run("COMMIT");
+  m_open = false;
+}
+
+}  // namespace norvane::engine

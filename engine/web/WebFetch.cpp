@@ -1,0 +1,195 @@
+#include "engine/web/WebFetch.h"
+
+#include <strings.h>
+#include <sys/socket.h>
+
+#include <optional>
+#include <utility>
+
+#include "engine/web/HeldPage.h"
+#include "engine/web/WebReason.h"
+#include "engine/web/WebTransfers.h"
+#include "platform/Blanks.h"
+
+namespace norvane::engine {
+
+namespace {
+
+constexpr int MaxRedirects = 5;
+constexpr std::size_t MaxHeaderSize = 256 << 10;
+// People type URLs with blanks and letters of their own language; browsers take them, and so do we.
+constexpr unsigned UrlFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_NON_SUPPORT_SCHEME;
+
+class WebFetch final : public Probe, private WebTransfers::Client {
+ public:
+  WebFetch(WebTransfers& transfers, ProbeContext& context, WebRequest request,
+           std::chrono::milliseconds timeout, ProbeClient& client)
+      : m_transfers(transfers),
+        m_context(context),
+        m_request(std::move(request)),
+        m_timeout(timeout),
+        m_client(client),
+        m_page(context.roomForPages) {}
+  ~WebFetch() override;
+
+  void Begin() override { Visit(std::string(platform::Trimmed(m_request.url)).c_str()); }
+  [[nodiscard]] std::string_view Step() const override;
+
+ private:
+  void Visit(const char* url);
+  void Fetch(const Resolver::Answer& answer);
+  void SetOptions(const Resolver::Answer& answer);
+  void TransferEnded(CURLcode code) override;
+  [[nodiscard]] bool IsConnected() const;
+  [[nodiscard]] std::string Judge() const;
+  void End(std::string failure) { m_client.Ended(std::move(failure)); }
+
+  static int TakeSocket(void* self, curl_socket_t socket, curlsocktype) noexcept;
+  static std::size_t TakeBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+  static std::size_t TakeHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+
+  WebTransfers& m_transfers;
+  ProbeContext& m_context;
+  WebRequest m_request;
+  std::chrono::milliseconds m_timeout;
+  ProbeClient& m_client;
+
+  CurlUrl m_url;
+  std::string m_host;
+  bool m_hasSecret = false;
+  int m_redirects = 0;
+  std::unique_ptr<Resolver::Query> m_query;
+  std::unique_ptr<WebTransfers::Handle> m_handle;
+  curl_socket_t m_socket = CURL_SOCKET_BAD;  // the latest that libcurl opened
+  HeldPage m_page;
+  std::size_t m_pageSize = 0;
+  std::size_t m_headerSize = 0;
+  bool m_headerEnded = false;
+  bool m_lacksRoom = false;
+};
+
+WebFetch::~WebFetch() {
+  if (!m_handle) return;
+  m_transfers.Remove(*m_handle);
+  if (!m_hasSecret) m_transfers.GiveBack(std::move(m_handle));
+}
+
+std::string_view WebFetch::Step() const {
+  if (m_query) return "looking up the name";
+  if (!m_handle) return "starting";
+  const auto passed = [&](CURLINFO what) {
+    curl_off_t microseconds = 0;
+    curl_easy_getinfo(m_handle->Get(), what, &microseconds);
+    return microseconds > 0;
+  };
+  if (!passed(CURLINFO_PRETRANSFER_TIME_T)) return IsConnected() ? "securing the connection" : "connecting";
+  return passed(CURLINFO_STARTTRANSFER_TIME_T) ? "receiving the page" : "waiting for the reply";
+}
+
+/// Asks the socket, since libcurl counts TLS as a part of connecting.
+bool WebFetch::IsConnected() const {
+  sockaddr_storage peer{};
+  socklen_t size = sizeof peer;
+  return ::getpeername(m_socket, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+}
+
+/// Goes to `url`, the monitor's own or the one that a server redirects to.
+void WebFetch::Visit(const char* url) {
+  m_url.reset(curl_url());
+  if (!m_url || curl_url_set(m_url.get(), CURLUPART_URL, url, UrlFlags) != CURLUE_OK)
+    return End(m_redirects == 0 ? "not a valid URL" : "redirect to something that is not a valid URL");
+  const auto scheme = UrlPart(m_url.get(), CURLUPART_SCHEME);
+  if (::strcasecmp(scheme.c_str(), "http") != 0 && ::strcasecmp(scheme.c_str(), "https") != 0)
+    return End(m_redirects == 0 ? "not a URL of http or https"
+                                : "redirect to a scheme other than http or https");
+  m_host = UrlPart(m_url.get(), CURLUPART_HOST, CURLU_PUNYCODE);
+  if (m_host.empty()) return End("not a valid host name");
+  m_hasSecret = m_hasSecret || !UrlPart(m_url.get(), CURLUPART_USER).empty();
+  if (const auto* answer = m_context.resolver.Known(m_host)) return Fetch(*answer);
+  m_query = m_context.resolver.LookUp(m_host, [this](const Resolver::Answer& answer) { Fetch(answer); });
+}
+
+void WebFetch::Fetch(const Resolver::Answer& answer) {
+  m_query.reset();
+  if (answer.addresses.empty()) return End(answer.failure);
+  if (!m_handle) m_handle = m_transfers.Take();
+  m_page.Clear();
+  m_pageSize = 0;
+  m_headerSize = 0;
+  m_headerEnded = false;
+  SetOptions(answer);
+  m_transfers.Add(*m_handle, *this);
+}
+
+void WebFetch::SetOptions(const Resolver::Answer& answer) {
+  m_handle->SetAddresses(UrlPart(m_url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT), answer.addresses);
+  CURL* curl = m_handle->Get();
+  curl_easy_setopt(curl, CURLOPT_CURLU, m_url.get());
+  curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, &WebFetch::TakeSocket);
+  curl_easy_setopt(curl, CURLOPT_SOCKOPTDATA, this);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &WebFetch::TakeBody);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &WebFetch::TakeHeader);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
+  // The checker's time-out comes first. libcurl uses this one to share the time between several addresses.
+  curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_timeout.count()) + 1000L);
+}
+
+int WebFetch::TakeSocket(void* self, curl_socket_t socket, curlsocktype) noexcept {
+  static_cast<WebFetch*>(self)->m_socket = socket;
+  return CURL_SOCKOPT_OK;
+}
+
+std::size_t WebFetch::TakeBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+  auto& fetch = *static_cast<WebFetch*>(self);
+  fetch.m_pageSize += size;
+  if (fetch.m_pageSize > MaxPageSize) return 0;  // which ends the transfer
+  fetch.m_lacksRoom = fetch.m_request.judge && !fetch.m_page.Append({bytes, size});
+  return fetch.m_lacksRoom ? 0 : size;
+}
+
+/// Line by line; those of trailers come here too.
+std::size_t WebFetch::TakeHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+  auto& fetch = *static_cast<WebFetch*>(self);
+  const std::string_view line(bytes, size);
+  if (line.starts_with("HTTP/")) fetch.m_headerEnded = false;
+  if (line == "\r\n" || line == "\n") fetch.m_headerEnded = true;
+  fetch.m_headerSize += size;
+  return fetch.m_headerSize > MaxHeaderSize ? 0 : size;
+}
+
+void WebFetch::TransferEnded(CURLcode code) {
+  m_transfers.Remove(*m_handle);
+  CURL* curl = m_handle->Get();
+  long status = 0;
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+  if (status >= 400) return End("HTTP status " + std::to_string(status));
+  if (m_pageSize > MaxPageSize) return End(PageTooLarge());
+  if (m_lacksRoom) return End("no room for the page beside the others that arrive at this time");
+  if (m_headerSize > MaxHeaderSize) return End("reply header too long");
+  if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl takes for a reply
+  if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
+  char* redirect = nullptr;
+  curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);
+  if (redirect == nullptr && m_request.onlySuccess && status / 100 != 2)
+    return End("HTTP status " + std::to_string(status));
+  if (redirect == nullptr) return End(Judge());
+  if (++m_redirects > MaxRedirects) return End("more than " + std::to_string(MaxRedirects) + " redirects");
+  Visit(std::string(redirect).c_str());  // a copy, since the handle's next use frees it
+}
+
+std::string WebFetch::Judge() const {
+  if (!m_request.judge) return {};
+  const char* type = nullptr;
+  curl_easy_getinfo(m_handle->Get(), CURLINFO_CONTENT_TYPE, &type);
+  return m_request.judge(m_page.Bytes(), type != nullptr ? type : "");
+}
+
+}  // namespace
+
+std::unique_ptr<Probe> MakeWebFetch(WebTransfers& transfers, ProbeContext& context, WebRequest request,
+                                    std::chrono::milliseconds timeout, ProbeClient& client) {
+  return std::make_unique<WebFetch>(transfers, context, std::move(request), timeout, client);
+}
+
+}  // namespace norvane::engine

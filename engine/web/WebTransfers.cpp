@@ -1,0 +1,154 @@
+#include "engine/web/WebTransfers.h"
+
+#include <sys/epoll.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "engine/web/WebReason.h"
+#include "platform/TlsMessages.h"
+
+namespace norvane::engine {
+
+namespace {
+/// A few kilobytes each; making one costs a third of a check.
+constexpr std::size_t MaxIdle = 1024;
+
+/// libcurl looks for a connection that ends in the list of all that go to the same name and port, so that one
+/// name for all would make each check the dearer the more there are in flight.
+constexpr unsigned PeerNames = 256;
+
+CurlList List(const std::string& line) {
+  return CurlList(curl_slist_append(nullptr, line.c_str()));
+}
+
+CURLM* NewMulti() {
+  static const CURLcode global = curl_global_init(CURL_GLOBAL_DEFAULT);
+  return global == CURLE_OK ? curl_multi_init() : nullptr;
+}
+}  // namespace
+
+WebTransfers::Handle::Handle(const WebTransfers& owner, unsigned number)
+    : m_peer("peer" + std::to_string(number % PeerNames)),
+      m_connectTo(List("::" + m_peer + ":")),
+      m_curl(curl_easy_init()) {
+  CURL* curl = m_curl.get();
+  if (curl == nullptr) throw std::runtime_error("libcurl gives no handle");
+  curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, m_error.data());
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
+  curl_easy_setopt(curl, CURLOPT_USERAGENT, "Norvane");
+  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, owner.m_headers.get());
+  curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(curl, CURLOPT_PROXY, "");  // nor one that the environment names
+  curl_easy_setopt(curl, CURLOPT_FAILONERROR, 1L);
+  curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(MaxPageSize));
+  curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, 1L);
+  curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, 1L);
+  // The addresses are ours. Each transfer of a handle takes the entry of its last one out of libcurl's cache;
+  // with a time to live they would be walked after each transfer.
+  curl_easy_setopt(curl, CURLOPT_CONNECT_TO, m_connectTo.get());
+  curl_easy_setopt(curl, CURLOPT_DNS_CACHE_TIMEOUT, -1L);
+  curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &WebTransfers::PrepareTls);
+  // A resumed session would hide that the certificate has expired meanwhile.
+  curl_easy_setopt(curl, CURLOPT_SSL_SESSIONID_CACHE, 0L);
+  // One file, which libcurl keeps parsed; with a folder beside it every handshake would read anew.
+  curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr);
+  curl_easy_setopt(curl, CURLOPT_CAINFO, owner.m_caFile.c_str());
+}
+
+void WebTransfers::Handle::SetAddresses(const std::string& port, const std::vector<std::string>& addresses) {
+  const auto former = std::exchange(m_latest, m_peer + ":" + port);
+  m_addresses.reset(former.empty() ? nullptr : curl_slist_append(nullptr, ("-" + former).c_str()));
+  auto line = m_latest;
+  char separator = ':';
+  for (const auto& address : addresses) {
+    line += std::exchange(separator, ',');
+    line += address.find(':') == std::string::npos ? address : "[" + address + "]";
+  }
+  m_addresses.reset(curl_slist_append(m_addresses.release(), line.c_str()));
+  curl_easy_setopt(m_curl.get(), CURLOPT_RESOLVE, m_addresses.get());
+}
+
+WebTransfers::WebTransfers(EventLoop& loop, std::string caFile)
+    : m_loop(loop),
+      m_caFile(std::move(caFile)),
+      m_headers(List("Connection: close")),
+      m_timer(loop, [this] { Act(CURL_SOCKET_TIMEOUT, 0); }),
+      m_multi(NewMulti()) {
+  if (!m_multi) throw std::runtime_error("libcurl cannot be set up");
+  curl_multi_setopt(m_multi.get(), CURLMOPT_SOCKETFUNCTION, &WebTransfers::SocketChanged);
+  curl_multi_setopt(m_multi.get(), CURLMOPT_SOCKETDATA, this);
+  curl_multi_setopt(m_multi.get(), CURLMOPT_TIMERFUNCTION, &WebTransfers::TimerChanged);
+  curl_multi_setopt(m_multi.get(), CURLMOPT_TIMERDATA, this);
+}
+
+WebTransfers::~WebTransfers() = default;
+
+std::unique_ptr<WebTransfers::Handle> WebTransfers::Take() {
+  if (m_idle.empty()) return std::make_unique<Handle>(*this, m_made++);
+  auto handle = std::move(m_idle.back());
+  m_idle.pop_back();
+  return handle;
+}
+
+void WebTransfers::GiveBack(std::unique_ptr<Handle> handle) {
+  if (m_idle.size() < MaxIdle) m_idle.push_back(std::move(handle));
+}
+
+void WebTransfers::Add(Handle& handle, Client& client) {
+  handle.ClearError();
+  curl_easy_setopt(handle.Get(), CURLOPT_PRIVATE, &client);
+  if (const auto code = curl_multi_add_handle(m_multi.get(), handle.Get()); code != CURLM_OK)
+    throw std::runtime_error(std::string("libcurl takes no transfer: ") + curl_multi_strerror(code));
+}
+
+void WebTransfers::Remove(Handle& handle) noexcept {
+  curl_multi_remove_handle(m_multi.get(), handle.Get());
+}
+
+CURLcode WebTransfers::PrepareTls(CURL*, void* context, void*) noexcept {
+  platform::LimitTlsMessages(static_cast<SSL_CTX*>(context));
+  return CURLE_OK;
+}
+
+int WebTransfers::SocketChanged(CURL*, curl_socket_t fd, int what, void* self, void*) noexcept {
+  auto& transfers = *static_cast<WebTransfers*>(self);
+  if (what == CURL_POLL_REMOVE) {
+    transfers.m_loop.Forget(fd);
+    return 0;
+  }
+  const auto events =
+      ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0u) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0u);
+  // Without room in the kernel this transfer ends by its time-out; an error would end all others too.
+  static_cast<void>(transfers.m_loop.Watch(fd, events, transfers));
+  return 0;
+}
+
+int WebTransfers::TimerChanged(CURLM*, long milliseconds, void* self) noexcept {
+  auto& transfers = *static_cast<WebTransfers*>(self);
+  if (milliseconds < 0)
+    transfers.m_timer.Clear();
+  else
+    transfers.m_timer.Set(transfers.m_loop.Now() + std::chrono::milliseconds{milliseconds});
+  return 0;
+}
+
+void WebTransfers::Act(curl_socket_t fd, std::uint32_t events) {
+  const int ready = ((events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
+                    ((events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
+                    ((events & (EPOLLERR | EPOLLHUP)) != 0 ? CURL_CSELECT_ERR : 0);
+  int running = 0;
+  curl_multi_socket_action(m_multi.get(), fd, ready, &running);
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(m_multi.get(), &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    const auto code = message->data.result;
+    Client* client = nullptr;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &client);
+    client->TransferEnded(code);
+  }
+}
+
+}  // namespace norvane::engine

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/net/EventLoop.h"
+#include "engine/web/CurlHandles.h"
+
+namespace norvane::engine {
+
+/// libcurl's transfers in the loop, and the handles for them, which are used again.
+class WebTransfers : private Watcher {
+ public:
+  /// Hears, from the loop, that a transfer has ended. May remove, give back and add transfers.
+  class Client {
+   public:
+    virtual ~Client() = default;
+    virtual void TransferEnded(CURLcode code) = 0;
+  };
+
+  /// One request at a time. Everything that never changes between requests is set; the taker sets the rest.
+  class Handle {
+   public:
+    /// Handles with the same number share a name within libcurl.
+    Handle(const WebTransfers& owner, unsigned number);
+    [[nodiscard]] CURL* Get() const noexcept { return m_curl.get(); }
+    /// libcurl's own words about the last failure; may be empty.
+    [[nodiscard]] const char* Error() const noexcept { return m_error.data(); }
+    void ClearError() noexcept { m_error[0] = '\0'; }
+    /// Where the next transfer connects to, whatever the host of its URL, which stays the one that the server
+    /// and its certificate are asked for.
+    void SetAddresses(const std::string& port, const std::vector<std::string>& addresses);
+
+   private:
+    struct Free {
+      void operator()(CURL* curl) const noexcept { curl_easy_cleanup(curl); }
+    };
+    std::string m_peer;    // the name under which libcurl is told the addresses
+    std::string m_latest;  // that name and the port of the last transfer
+    CurlList m_connectTo;
+    CurlList m_addresses;
+    std::array<char, CURL_ERROR_SIZE> m_error{};  // before the handle, which writes into it to its end
+    std::unique_ptr<CURL, Free> m_curl;
+  };
+
+  /// `caFile` is a PEM file. Throws std::runtime_error when libcurl gives no handle.
+  WebTransfers(EventLoop& loop, std::string caFile);
+  ~WebTransfers() override;
+
+  [[nodiscard]] std::unique_ptr<Handle> Take();
+  /// `handle` is in no transfer and was told no secret.
+  void GiveBack(std::unique_ptr<Handle> handle);
+
+  void Add(Handle& handle, Client& client);
+  void Remove(Handle& handle) noexcept;
+
+ private:
+  struct FreeMulti {
+    void operator()(CURLM* multi) const noexcept { curl_multi_cleanup(multi); }
+  };
+
+  static CURLcode PrepareTls(CURL*, void* context, void*) noexcept;
+  static int SocketChanged(CURL*, curl_socket_t fd, int what, void* self, void*) noexcept;
+  static int TimerChanged(CURLM*, long milliseconds, void* self) noexcept;
+  void Ready(int fd, std::uint32_t events) override { Act(fd, events); }
+  void Act(curl_socket_t fd, std::uint32_t events);
+
+  EventLoop& m_loop;
+  std::string m_caFile;
+  CurlList m_headers;
+  EventLoop::Timer m_timer;
+  unsigned m_made = 0;  // handles so far
+  std::vector<std::unique_ptr<Handle>> m_idle;
+  std::unique_ptr<CURLM, FreeMulti> m_multi;
+};
+
+}  // namespace norvane::engine

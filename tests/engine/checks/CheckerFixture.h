@@ -1,0 +1,85 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "engine/checks/Checker.h"
+#include "loopback/Certificates.h"
+#include "platform/EventFd.h"
+
+namespace norvane::tests {
+
+/// A checker and the service's side of it.
+class CheckerFixture {
+ public:
+  explicit CheckerFixture(const engine::CheckerOptions& options = {}) : m_checker(options, m_event) {}
+  engine::Checker* operator->() { return &m_checker; }
+
+  /// Waits for the next reports; none within half a minute fails the test.
+  std::vector<engine::CheckReport> Next() {
+    pollfd fd{m_event.Fd(), POLLIN, 0};
+    m_gaveUp = ::poll(&fd, 1, 30000) != 1;
+    EXPECT_FALSE(m_gaveUp) << "no report";
+    m_event.Clear();
+    return m_checker.TakeReports();
+  }
+  engine::CheckReport Check(engine::CheckTarget target) { return CheckAll({std::move(target)})[0]; }
+  /// Checks all at once and gives their reports in the same order.
+  std::vector<engine::CheckReport> CheckAll(std::vector<engine::CheckTarget> targets) {
+    std::vector<engine::CheckReport> reports(targets.size());
+    for (std::size_t i = 0; i < targets.size(); ++i)
+      m_checker.CheckOnce(std::move(targets[i]), i + 1);
+    for (std::size_t left = reports.size(); left > 0;) {
+      for (auto& report : Next()) {
+        if (report.ticket == 0) continue;
+        auto& place = reports[report.ticket - 1];
+        place = std::move(report);
+        --left;
+      }
+      if (m_gaveUp) break;
+    }
+    return reports;
+  }
+  [[nodiscard]] bool GaveUp() const { return m_gaveUp; }
+
+ private:
+  platform::EventFd m_event;
+  engine::Checker m_checker;
+  bool m_gaveUp = false;
+};
+
+inline std::size_t OpenDescriptors() {
+  const std::filesystem::directory_iterator folder("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+}
+
+/// A server's certificate, the name that it is called by, and what a check says to it.
+struct CertificateCase {
+  const char* name;
+  loopback::Identity identity;
+  const char* host;
+  std::string reason;
+};
+
+inline std::vector<CertificateCase> CertificateCases(const loopback::CertificateAuthority& trusted) {
+  const char* address = "127.0.0.1";
+  const std::string of = "certificate of 127.0.0.1 ";
+  return {
+      {"good", trusted.Issue(address), address, "Ok"},
+      {"good by name", trusted.Issue("localhost"), "localhost", "Ok"},
+      {"expired", trusted.Issue(address, -10, -1), address, of + "expired"},
+      {"not yet valid", trusted.Issue(address, 1, 10), address, of + "is not yet valid"},
+      {"other name", trusted.Issue("elsewhere.test"), address, of + "is for another name"},
+      {"name's certificate at the address", trusted.Issue("localhost"), address, of + "is for another name"},
+      {"unknown authority", loopback::CertificateAuthority().Issue(address), address,
+       of + "not trusted: unable to get local issuer certificate"},
+  };
+}
+
+}  // namespace norvane::tests

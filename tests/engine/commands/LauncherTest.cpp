@@ -1,0 +1,209 @@
+#include "engine/commands/Launcher.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "loopback/TempFolder.h"
+#include "tests/support/Files.h"
+#include "tests/support/Rows.h"
+
+namespace norvane::engine {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using Texts = std::vector<std::string>;
+using Kind = CheckReport::Kind;
+using tests::Rows;
+
+/// A launcher in a fresh folder, whose time the test drives.
+class LauncherTest : public testing::Test {
+ protected:
+  std::string Script(const std::string& name, const std::string& text) {
+    const auto path = tests::WriteFile(m_folder / name, "#!/bin/sh\n" + text);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    return path;
+  }
+  void Make(std::size_t maxRunning = 16, std::size_t maxWaiting = 1000) {
+    m_launcher = std::make_unique<Launcher>(
+        m_loop, Launcher::Options{m_folder.Path(), maxRunning, maxWaiting},
+        [this](const CheckReport& report) {
+          EXPECT_EQ(report.id, 7u);
+          (report.kind == Kind::Output ? m_output : m_told).push_back(report.remark);
+        });
+  }
+  void Launch(const std::string& program) { m_launcher->Launch({7, "shop", program, {"NORVANE_X=a b"}}); }
+  void RunUntil(const std::function<bool()>& condition) {
+    for (int i = 0; i < 2000 && !condition(); ++i)
+      m_loop.RunOnce(milliseconds(10));
+    ASSERT_TRUE(condition()) << testing::PrintToString(m_told) << testing::PrintToString(m_output);
+  }
+  [[nodiscard]] auto Told(const std::string& text) {
+    return [this, text] { return Count(text) > 0; };
+  }
+  [[nodiscard]] std::ptrdiff_t Count(const std::string& text) const {
+    return std::count_if(m_told.begin(), m_told.end(),
+                         [&](const std::string& told) { return told.find(text) != std::string::npos; });
+  }
+  /// A pipe by name at which scripts wait; each line that is written lets one go on.
+  platform::FileDescriptor Gate() {
+    const auto path = m_folder / "gate";
+    EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    return platform::FileDescriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  }
+  static void Open(const platform::FileDescriptor& gate) { ASSERT_EQ(::write(gate.Get(), "\n", 1), 1); }
+
+  const loopback::TempFolder m_folder;
+  Moment m_now{std::chrono::hours(1)};
+  EventLoop m_loop{[this] { return m_now; }};
+  Texts m_told;
+  Texts m_output;
+  std::unique_ptr<Launcher> m_launcher;
+};
+
+TEST_F(LauncherTest, GivesAProgramAFixedWorld) {
+  ::setenv("NORVANE_TEST_SECRET", "x", 1);
+  Script("show", R"sh(pwd
+env | grep -v ^PWD= | cut -d= -f1 | sort | tr '\n' ' '; echo
+echo "$NORVANE_X"
+ls /proc/self/fd | tr '\n' ' '; echo
+grep -E 'SigBlk|SigIgn' /proc/$$/status | grep -o '....$' | tr '\n' ' '; echo
+[ "$(cut -d' ' -f5 /proc/$$/stat)" = $$ ] && echo own group
+cat; echo "$# arguments" >&2
+)sh");
+  Make();
+  // As the service runs: the threads block all signals, and SIGPIPE is ignored.
+  sigset_t all, before;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, &before);
+  const auto pipeBefore = ::signal(SIGPIPE, SIG_IGN);
+  Launch("show");
+  ::signal(SIGPIPE, pipeBefore);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  RunUntil([&] { return m_output.size() == 7 && m_told.size() == 2; });
+  ::unsetenv("NORVANE_TEST_SECRET");
+  EXPECT_EQ(m_output[0], "shop: " + m_folder.Path());
+  for (const char* name : {" PATH ", " LANG ", " NORVANE_X "})
+    EXPECT_NE(m_output[1].find(name), std::string::npos) << m_output[1];
+  EXPECT_EQ(m_output[1].find("SECRET"), std::string::npos) << m_output[1];
+  EXPECT_EQ(
+      Texts(m_output.begin() + 2, m_output.end()),
+      (Texts{"shop: a b", "shop: 0 1 2 3 ", "shop: 0000 0000 ", "shop: own group", "shop: 0 arguments"}));
+  EXPECT_EQ(m_told, (Texts{"command " + m_folder / "show" + " started",
+                           "command " + m_folder / "show" + " ended with exit code 0"}));
+}
+
+TEST_F(LauncherTest, TellsHowEachProgramEndedOrWhyItDidNotStart) {
+  std::filesystem::create_directory(m_folder / "sub");
+  Script("exit3", "exit 3");
+  Script("sub/exit0", "exit 0");
+  Script("killed", "kill -9 $$");
+  tests::WriteFile(m_folder / "data", "#!/bin/sh\nexit 0\n");
+  std::filesystem::permissions(tests::WriteFile(m_folder / "no program", "exit 0"),
+                               std::filesystem::perms::owner_all);
+  const Rows<std::string, std::string> rows = {
+      {"exit3", "exit3 ended with exit code 3"},
+      {"sub\\exit0", "sub/exit0 ended with exit code 0"},
+      {m_folder / "exit3", "exit3 ended with exit code 3"},
+      {"killed", "killed was ended by signal SIGKILL"},
+      {"true", "true was not started: No such file or directory"},
+      {"exit3 now", "exit3 now was not started: No such file or directory"},
+      {"exit3;exit3", "exit3;exit3 was not started: No such file or directory"},
+      {"data", "data was not started: Permission denied"},
+      {"sub", "sub was not started: Permission denied"},
+      {"no program", "no program was not started: Exec format error"},
+      {std::string("exit3\0", 6), "exit3? was not started: its path holds a zero character"},
+  };
+  for (const auto& [program, end] : rows) {
+    SCOPED_TRACE(end);
+    m_told.clear();
+    Make();
+    Launch(program);
+    RunUntil([&] { return !m_told.empty() && m_told.back().ends_with(end); });
+  }
+}
+
+TEST_F(LauncherTest, EndsTheWholeGroupOfAProgramThatRunsTooLong) {
+  Script("willing", "echo up; sleep 1000");
+  Script("obstinate", "trap '' TERM; sleep 1000 & echo $!; wait; wait; sleep 1000");
+  Make();
+  Launch("willing");
+  Launch("obstinate");
+  RunUntil([&] { return m_output.size() == 2; });
+  m_now += minutes(10) - milliseconds(1);
+  m_loop.RunOnce(milliseconds(0));
+  EXPECT_EQ(m_told.size(), 2u);
+  m_now += milliseconds(1);
+  RunUntil(Told("willing was ended by signal SIGTERM"));
+  EXPECT_EQ(Count("has run for 600 s and is told to end"), 2);
+  EXPECT_EQ(Count("obstinate was ended"), 0);
+  m_now += std::chrono::seconds(10);
+  RunUntil(Told("obstinate was ended by signal SIGKILL"));
+  const auto& line = m_output[0] == "shop: up" ? m_output[1] : m_output[0];
+  const auto status = "/proc/" + line.substr(std::string("shop: ").size()) + "/stat";
+  const auto isGone = [&] {  // or waits for a parent to take note
+    const auto text = tests::ReadFile(status);
+    return text.empty() || text.find(") Z ") != std::string::npos;
+  };
+  RunUntil(isGone);
+}
+
+TEST_F(LauncherTest, RunsAFewAtATimeAndRefusesWhatIsTooMuch) {
+  const auto gate = Gate();
+  Script("wait", "read x < gate");
+  Make(2, 2);
+  for (int i = 0; i < 5; ++i)
+    Launch("wait");
+  EXPECT_EQ(Count("started"), 3) << "two and the one that is refused";
+  EXPECT_EQ(Count("wait was not started: too many commands are waiting"), 1);
+  for (const std::ptrdiff_t ended : {1, 2, 3, 4}) {
+    Open(gate);
+    RunUntil([&] { return Count("exit code 0") == ended; });
+    EXPECT_EQ(Count(" started") - Count("not started"), std::min<std::ptrdiff_t>(2 + ended, 4));
+  }
+}
+
+TEST_F(LauncherTest, KeepsOutputWithinLimits) {
+  Script("talk", R"(head -c 2000 /dev/zero | tr '\0' x; echo; printf '\033[2J\377\n'
+i=0; while [ $i -lt 2000 ]; do echo $i; i=$((i+1)); done; printf end)");
+  Make();
+  Launch("talk");
+  RunUntil(Told("exit code 0"));
+  // What it wrote last may still be on its way.
+  RunUntil([&] { return m_output.size() == static_cast<std::size_t>(Launcher::MaxLines) + 1; });
+  EXPECT_EQ(m_output[3], "shop: " + std::string(Launcher::MaxLineSize, 'x'));
+  EXPECT_EQ(m_output[5], "shop: ?[2J?");
+  EXPECT_EQ(m_output.back(), "shop: (further output is dropped)");
+}
+
+TEST_F(LauncherTest, HearsWhatAProgramLeftRunning) {
+  const auto gate = Gate();
+  Script("leave", "(read x < gate; printf late) &");
+  Make();
+  Launch("leave");
+  RunUntil(Told("exit code 0"));
+  Open(gate);
+  RunUntil([&] { return m_output == Texts{"shop: late"}; });
+}
+
+TEST_F(LauncherTest, ItsEndEndsWhatRuns) {
+  Script("long", "echo $$; exec sleep 1000");
+  Make();
+  Launch("long");
+  RunUntil([&] { return m_output.size() == 1; });
+  m_launcher.reset();
+  int status = 0;
+  ASSERT_GT(::waitpid(std::stoi(m_output[0].substr(6)), &status, 0), 0);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+}
+
+}  // namespace
+}  // namespace norvane::engine

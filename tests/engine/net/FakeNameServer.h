@@ -1,0 +1,43 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "engine/net/EventLoop.h"
+#include "platform/FileDescriptor.h"
+
+namespace norvane::tests {
+
+/// A name server on a loopback port, in the loop of the test. Knows IPv4 addresses only (RFC 1035).
+class FakeNameServer : private engine::Watcher {
+ public:
+  struct Entry {
+    std::string address;
+    int timeToLive = 60;  ///< seconds
+  };
+  /// Names that are not in `entries` do not exist.
+  FakeNameServer(engine::EventLoop& loop, std::map<std::string, Entry> entries);
+  ~FakeNameServer() override;
+
+  /// As Resolver::Options takes it.
+  [[nodiscard]] std::string Address() const { return "127.0.0.1:" + std::to_string(m_port); }
+  /// The names that were asked for an IPv4 address, in order.
+  [[nodiscard]] const std::vector<std::string>& Asked() const { return m_asked; }
+  void FallSilent() { m_isSilent = true; }
+  void Refuse() { m_refuses = true; }
+
+ private:
+  void Ready(int fd, std::uint32_t events) override;
+  [[nodiscard]] std::string Answer(const std::string& question);
+
+  engine::EventLoop& m_loop;
+  std::map<std::string, Entry> m_entries;
+  platform::FileDescriptor m_socket;
+  int m_port = 0;
+  std::vector<std::string> m_asked;
+  bool m_isSilent = false;
+  bool m_refuses = false;
+};
+
+}  // namespace norvane::tests

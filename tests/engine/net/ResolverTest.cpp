@@ -1,0 +1,124 @@
+#include "engine/net/Resolver.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/engine/net/FakeNameServer.h"
+#include "tests/support/Rows.h"
+
+namespace norvane::engine {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Strings = std::vector<std::string>;
+using tests::FakeNameServer;
+using tests::Rows;
+
+/// A loop whose clock runs ahead by what a test adds.
+class ResolverTest : public ::testing::Test {
+ protected:
+  milliseconds m_ahead{0};
+  EventLoop m_loop{[this] { return std::chrono::steady_clock::now() + m_ahead; }};
+
+  void RunUntil(const std::function<bool()>& isDone) {
+    const auto end = std::chrono::steady_clock::now() + seconds(30);
+    while (!isDone() && std::chrono::steady_clock::now() < end)
+      m_loop.RunOnce(milliseconds(1000));
+    ASSERT_TRUE(isDone());
+  }
+  Resolver::Answer Ask(Resolver& resolver, const std::string& host) {
+    if (const auto* known = resolver.Known(host)) return *known;
+    std::optional<Resolver::Answer> answer;
+    const auto query = resolver.LookUp(host, [&](const Resolver::Answer& got) { answer = got; });
+    RunUntil([&] { return answer.has_value(); });
+    return answer.value_or(Resolver::Answer{});
+  }
+};
+
+TEST_F(ResolverTest, FindsAddressesAndTellsWhyNot) {
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+  Resolver resolver(m_loop, {server.Address()});
+  const Rows<const char*, Strings, const char*> rows = {
+      {"192.0.2.1", {"192.0.2.1"}, ""},       {"::1", {"::1"}, ""},
+      {"[2001:db8::1]", {"2001:db8::1"}, ""}, {"shop.test", {"192.0.2.7"}, ""},
+      {"none.test", {}, "name not found"},    {"[192.0.2.1]", {}, "name not found"},
+      {"[::1", {}, "name not found"},
+  };
+  for (const auto& [host, addresses, failure] : rows) {
+    SCOPED_TRACE(host);
+    const auto answer = Ask(resolver, host);
+    EXPECT_EQ(answer.addresses, addresses);
+    EXPECT_EQ(answer.failure, failure);
+  }
+}
+
+TEST_F(ResolverTest, LocalhostIsThisMachineOnASystemWithoutHostsFile) {
+  Resolver resolver(m_loop, {});
+  for (const std::string name : {"localhost", "LocalHost"}) {
+    SCOPED_TRACE(name);
+    const auto* answer = resolver.Known(name);
+    ASSERT_NE(answer, nullptr);
+    EXPECT_EQ(answer->addresses, (std::vector<std::string>{"127.0.0.1", "::1"}));
+  }
+}
+
+TEST_F(ResolverTest, LookupsOfOneNameAreOne) {
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+  Resolver resolver(m_loop, {server.Address()});
+  int answers = 0;
+  std::unique_ptr<Resolver::Query> second;
+  const auto first = resolver.LookUp("shop.test", [&](const auto&) {
+    ++answers;
+    second.reset();  // withdrawn while the answers are given out
+  });
+  second = resolver.LookUp("shop.test", [&](const auto&) { FAIL() << "was withdrawn"; });
+  const auto third = resolver.LookUp("shop.test", [&](const auto& answer) {
+    EXPECT_EQ(answer.addresses, Strings{"192.0.2.7"});
+    ++answers;
+  });
+  RunUntil([&] { return answers == 2; });
+  EXPECT_EQ(server.Asked(), Strings{"shop.test"});
+}
+
+TEST_F(ResolverTest, KeepsAnswersForTheirTimeWithinLimits) {
+  const Rows<const char*, seconds> rows = {{"short.test", seconds(5)},
+                                           {"usual.test", seconds(60)},
+                                           {"long.test", seconds(300)},
+                                           {"none.test", seconds(5)}};
+  FakeNameServer server(m_loop, {{"short.test", {"192.0.2.1", 0}},
+                                 {"usual.test", {"192.0.2.2", 60}},
+                                 {"long.test", {"192.0.2.3", 65535}}});
+  Resolver resolver(m_loop, {server.Address()});
+  for (const auto& [host, keptFor] : rows) {
+    SCOPED_TRACE(host);
+    static_cast<void>(Ask(resolver, host));
+    m_ahead += keptFor - seconds(2);
+    EXPECT_NE(resolver.Known(host), nullptr);
+    m_ahead += seconds(3);
+    EXPECT_EQ(resolver.Known(host), nullptr);
+  }
+}
+
+TEST_F(ResolverTest, ASilentNameServerIsToldFromAnUnknownName) {
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+  server.FallSilent();
+  Resolver resolver(m_loop, {server.Address(), milliseconds(20), 2});
+  EXPECT_EQ(Ask(resolver, "shop.test").failure, "no answer from the name server");
+}
+
+TEST_F(ResolverTest, ARefusingNameServerIsNoSilentOne) {
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+  server.Refuse();
+  Resolver resolver(m_loop, {server.Address(), milliseconds(20), 2});
+  EXPECT_EQ(Ask(resolver, "shop.test").failure, "no usable answer from the name server");
+}
+
+TEST_F(ResolverTest, AWithdrawnQueryStillFillsTheCache) {
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+  Resolver resolver(m_loop, {server.Address()});
+  resolver.LookUp("shop.test", [](const auto&) { FAIL() << "was withdrawn"; }).reset();
+  RunUntil([&] { return resolver.Known("shop.test") != nullptr; });
+}
+
+}  // namespace
+}  // namespace norvane::engine

@@ -1,0 +1,113 @@
+#include "engine/outages/Outage.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/Rows.h"
+
+namespace norvane::engine {
+namespace {
+
+using std::chrono::seconds;
+namespace keys = console::engine::keys;
+
+OutageRules Rules(const std::string& failTimes, const std::string& maxFailTimes, std::string& remark) {
+  Attributes attributes;
+  attributes.Set(keys::FailTimes, failTimes);
+  attributes.Set(keys::MaxFailTimes, maxFailTimes);
+  attributes.Set(keys::Command, "down.sh");
+  attributes.Set(keys::NotifyMode, "TEL://");
+  return OutageRules::Of(attributes, remark);
+}
+
+/// What each failure in a row leads to: "b" an outage begins, "c" a command, "n" a notification, "-" nothing.
+std::string Story(const OutageRules& rules, int failures, seconds between, bool taken) {
+  Outage outage;
+  Moment now{};
+  std::string story;
+  for (int i = 0; i < failures; ++i, now += between) {
+    const auto actions = outage.Fail(rules, {}, now);
+    if (!story.empty()) story += ' ';
+    const auto size = story.size();
+    if (actions.begin) story += 'b';
+    if (actions.launch) story += 'c';
+    if (actions.notify) story += 'n';
+    if (story.size() == size) story += '-';
+    if (actions.notify) outage.NotifyEnded(taken);
+  }
+  return story;
+}
+
+TEST(Outage, CountsCommandsAndNotifiesOnce) {
+  for (const auto& [failTimes, maxFailTimes, story, isBad] :
+       tests::Rows<const char*, const char*, const char*, bool>{
+           {"2", "2", "- bc cn - - -", false},
+           {"1", "0", "bn - - - - -", false},
+           {"0", "1", "bc n - - - -", false},  // at least 1
+           {"0.5", "1", "bc n - - - -", false},
+           {"3", "1", "- n bc - - -", false},  // neither waits for the other
+           {"2", "4", "- bc c c cn -", false},
+           {"6", "9", "- - - - - bc", false},
+           {"1.5", "2.5", "- bc cn - - -", false},  // the third failure is the first above 2.5
+           {" 2 ", "1e0", "- bcn - - - -", false},
+           {"7", "2", "- - n - - -", false},
+           {"", "2", "- bc cn - - -", true},
+           {"two", "2", "- bc cn - - -", true},
+           {"2", "-1", "- bc cn - - -", true},
+           {"2", "1e10", "- bc c c c c", true},
+           {"nan", "0x1", "- bc cn - - -", true},
+       }) {
+    SCOPED_TRACE(std::string(failTimes) + " / " + maxFailTimes);
+    std::string remark;
+    EXPECT_EQ(Story(Rules(failTimes, maxFailTimes, remark), 6, seconds(2), true), story);
+    EXPECT_EQ(!remark.empty(), isBad) << remark;
+  }
+}
+
+TEST(Outage, TriesAgainAtMostOnceAMinuteUntilAChannelTakesIt) {
+  std::string remark;
+  const auto rules = Rules("1", "0", remark);
+  EXPECT_EQ(Story(rules, 7, seconds(20), false), "bn - - n - - n");
+  EXPECT_EQ(Story(rules, 4, seconds(60), false), "bn n n n");
+  EXPECT_EQ(Story(rules, 4, seconds(60), true), "bn - - -");
+}
+
+TEST(Outage, SendsNoSecondNotificationWhileOneIsUnderWay) {
+  std::string remark;
+  const auto rules = Rules("1", "0", remark);
+  Outage outage;
+  Moment now{};
+  EXPECT_TRUE(outage.Fail(rules, {}, now).notify);
+  EXPECT_FALSE(outage.Fail(rules, {}, now += seconds(600)).notify);
+  outage.NotifyEnded(false);
+  EXPECT_TRUE(outage.Fail(rules, {}, now).notify);
+}
+
+TEST(Outage, WithoutCommandAndModeOnlyCounts) {
+  OutageRules rules{1, 0, false, false};
+  EXPECT_EQ(Story(rules, 3, seconds(60), true), "b - -");
+  rules = {1, 5, false, true};
+  EXPECT_EQ(Story(rules, 7, seconds(60), true), "b - - - - n -");
+}
+
+TEST(Outage, GoesOnFromARecord) {
+  std::string remark;
+  const auto rules = Rules("2", "2", remark);
+  const std::chrono::system_clock::time_point since{std::chrono::hours(1000)};
+  Outage notified({3, since, true, 2, true});
+  const auto actions = notified.Fail(rules, since + seconds(60), {});
+  EXPECT_FALSE(actions.begin || actions.launch || actions.notify);
+  EXPECT_EQ(notified.What(), (OutageRecord{4, since, true, 2, true}));
+
+  Outage young({2, since, true, 1, false});
+  const auto later = young.Fail(rules, since + seconds(60), {});
+  EXPECT_TRUE(!later.begin && later.launch && later.notify);
+
+  Outage onlyNotified({1, since, false, 0, true});
+  const auto last = onlyNotified.Fail(rules, since + seconds(60), {});
+  EXPECT_TRUE(last.begin && last.launch && !last.notify);
+}
+
+}  // namespace
+}  // namespace norvane::engine

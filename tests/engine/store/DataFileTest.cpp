@@ -1,0 +1,271 @@
+#include "engine/store/DataFile.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+#include <random>
+
+#include "engine/store/Database.h"
+#include "engine/store/StoreError.h"
+#include "loopback/TempFolder.h"
+#include "tests/support/Files.h"
+
+namespace norvane::engine {
+namespace {
+
+namespace fs = std::filesystem;
+namespace keys = console::engine::keys;
+using loopback::TempFolder;
+using tests::ReadFile;
+using tests::WriteFile;
+
+datafile::Row RowOf(std::uint32_t number, const std::string& name, const std::string& value) {
+  Attributes attributes = NewMonitorAttributes();
+  attributes.Set(keys::Parameter, value);
+  return {number, name, std::make_shared<const Attributes>(std::move(attributes))};
+}
+
+/// The monitors 1 to `count`, with `value` or an address each.
+datafile::Changes Sample(int count, const std::string& value = "") {
+  datafile::Changes changes;
+  for (int i = 1; i <= count; ++i)
+    changes.rows.push_back(RowOf(static_cast<std::uint32_t>(i), "WebMonitor Of " + std::to_string(i),
+                                 value.empty() ? "http://www.example.com/" + std::to_string(i) : value));
+  changes.total = changes.rows.size();
+  return changes;
+}
+
+/// The status of a process in which `action` runs.
+int StatusOf(const std::function<void()>& action) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    action();
+    ::_exit(0);
+  }
+  int status = -1;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return status;
+}
+
+std::string SaveOk(const std::string& path, const datafile::Changes& changes) {
+  std::string keptAs;
+  const auto state = datafile::Save(path, changes, keptAs);
+  EXPECT_TRUE(state.has_value());
+  EXPECT_EQ(keptAs, "");
+  return state.value_or("");
+}
+
+std::string Dump(const MonitorTable& table) {
+  std::string text;
+  for (const auto& [id, monitor] : table.All()) {
+    text += std::to_string(id & 0xffffffff) + " " + monitor.name;
+    for (const auto key : console::engine::KnownKeys)
+      text += "|" + monitor.attributes->Get(key);
+    for (const auto& [key, value] : monitor.attributes->Unknown())
+      text += "|" + key + "=" + value;
+    text += "\n";
+  }
+  return text;
+}
+
+/// What a load gives, as text: the monitors, or "unreadable" / "no file".
+std::string Read(const std::string& path) {
+  try {
+    return Dump(*datafile::Load(path, 1).table);
+  } catch (const StoreError& error) {
+    EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
+    return error.Code() == StoreErrorCode::NoFile ? "no file" : "unreadable";
+  }
+}
+
+TEST(DataFile, GivesBackEveryByteInOrder) {
+  const TempFolder folder;
+  const std::string path = folder / "data";
+  Attributes attributes;
+  std::string every;
+  for (int c = 0; c < 256; ++c)
+    every += static_cast<char>(c);
+  for (const auto key : console::engine::KnownKeys)
+    attributes.Set(key, " " + std::string(key) + every + " ");
+  attributes.Set("unknown today", every);
+  attributes.Set("and another", "");
+  datafile::Changes changes;
+  changes.rows.push_back({9, "SmtpMonitor Of \xc3\xa4", std::make_shared<const Attributes>(attributes)});
+  changes.rows.push_back(RowOf(3, "WebMonitor Of early", ""));
+  changes.total = 2;
+  SaveOk(path, changes);
+
+  const auto contents = datafile::Load(path, 5);
+  ASSERT_EQ(contents.table->Count(), 2u);
+  EXPECT_EQ(contents.table->All().begin()->second.name, "WebMonitor Of early");
+  const Monitor* monitor = contents.table->Find("SmtpMonitor Of \xc3\xa4");
+  ASSERT_NE(monitor, nullptr);
+  EXPECT_EQ(monitor->id, (std::uint64_t{5} << 32) + 9);
+  for (const auto key : console::engine::KnownKeys)
+    EXPECT_EQ(monitor->attributes->Get(key), attributes.Get(key));
+  EXPECT_EQ(monitor->attributes->Unknown(), attributes.Unknown());
+  EXPECT_EQ(tests::ModeOf(path), 0600u);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path()), {}), 1) << "one file and nothing beside it";
+}
+
+TEST(DataFile, SavesOnlyWhatChangedAndOnlyOnTheStateItKnows) {
+  const TempFolder folder;
+  const std::string path = folder / "data", whole = folder / "whole";
+  const auto first = SaveOk(path, Sample(5));
+
+  datafile::Changes changes;
+  changes.rows = {RowOf(2, "WebMonitor Of 2", "changed"), RowOf(7, "WebMonitor Of 7", "new")};
+  changes.removed = {4};
+  changes.all = false;
+  changes.total = 5;
+  changes.known = first;
+  const auto second = SaveOk(path, changes);
+  EXPECT_NE(second, first);
+
+  auto expected = Sample(5);
+  expected.rows[1] = changes.rows[0];
+  expected.rows.erase(expected.rows.begin() + 3);
+  expected.rows.push_back(changes.rows[1]);
+  SaveOk(whole, expected);
+  EXPECT_EQ(Read(path), Read(whole));
+  EXPECT_EQ(datafile::Load(path, 1).state, second);
+
+  // Somebody put another file in its place: nothing may be mixed into that.
+  const auto before = Read(path);
+  std::string keptAs;
+  EXPECT_EQ(datafile::Save(path, changes, keptAs), std::nullopt);
+  EXPECT_EQ(Read(path), before);
+}
+
+TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
+  const TempFolder folder;
+  const std::string good = folder / "good";
+  SaveOk(good, Sample(40));
+  const std::string bytes = ReadFile(good);
+  const auto foreign = folder / "foreign";
+  Database(foreign, Database::Mode::Create).Run("CREATE TABLE monitor(number INTEGER PRIMARY KEY)");
+  std::vector<std::string> files = {ReadFile(foreign),      "",
+                                    "[help]\nfeedback=x\n", bytes.substr(0, bytes.size() / 2),
+                                    bytes.substr(0, 100),   bytes.substr(1)};
+  for (const char* change :
+       {"PRAGMA user_version=99", "ALTER TABLE monitor DROP COLUMN \"Monitor_Command\"",
+        "DELETE FROM monitor WHERE number=7", "UPDATE monitor SET name='no type' WHERE number=7"}) {
+    const auto changed = WriteFile(folder / "changed", bytes);
+    Database(changed, Database::Mode::Write).Run(change);
+    files.push_back(ReadFile(changed));
+  }
+  auto last = Sample(1);
+  last.rows[0].number = 0xffffffff;  // the next monitor would get none
+  SaveOk(folder / "last", last);
+  files.push_back(ReadFile(folder / "last"));
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    SCOPED_TRACE(i);
+    const auto path = WriteFile(folder / std::to_string(i), files[i]);
+    EXPECT_EQ(Read(path), "unreadable");
+    EXPECT_EQ(ReadFile(path), files[i]);
+
+    std::string keptAs;
+    ASSERT_TRUE(datafile::Save(path, Sample(3), keptAs).has_value());
+    EXPECT_EQ(ReadFile(keptAs), files[i]);
+    EXPECT_EQ(datafile::Load(path, 1).table->Count(), 3u);
+  }
+  EXPECT_EQ(Read(folder / "missing"), "no file");
+  EXPECT_EQ(Read(folder.Path()), "unreadable");
+  std::string keptAs;
+  EXPECT_THROW((void)datafile::Save(folder.Path(), Sample(3), keptAs), StoreError);
+  EXPECT_EQ(ReadFile(good), bytes) << "the folder stays where it is";
+}
+
+TEST(Database, APipeIsRefusedAndNotWaitedFor) {
+  const TempFolder folder;
+  const auto pipe = folder / "pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_THROW(Database(pipe, Database::Mode::Create), StoreError);
+}
+
+TEST(DataFile, ASingleFlippedBitIsNeverTakenForData) {
+  const TempFolder folder;
+  const std::string path = folder / "data";
+  SaveOk(path, Sample(60));
+  const std::string bytes = ReadFile(path), good = Read(path);
+  std::mt19937 random(20260101);  // NOLINT: the same bits on every run
+  int refused = 0;
+  for (int i = 0; i < 400; ++i) {
+    const auto bit = random() % (bytes.size() * 8);
+    SCOPED_TRACE(bit);
+    std::string flipped = bytes;
+    flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
+    WriteFile(path, flipped);
+    const auto read = Read(path);
+    if (read == "unreadable") {
+      ++refused;
+    } else {
+      EXPECT_EQ(read, good);  // the bit lay in unused space
+    }
+  }
+  EXPECT_GT(refused, 40);
+}
+
+TEST(DataFile, AFailedSaveLeavesTheOldState) {
+  const TempFolder folder;
+  const std::string path = folder / "data";
+  SaveOk(path, Sample(3));
+  const auto before = Read(path);
+  std::string keptAs;
+  EXPECT_THROW((void)datafile::Save(folder / "no such folder/data", Sample(1), keptAs), StoreError);
+  // A full disk, as far as this process goes: no file may grow beyond a few pages.
+  const auto status = StatusOf([&] {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{16384, 16384};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    try {
+      (void)datafile::Save(path, Sample(500), keptAs);
+      ::_exit(1);
+    } catch (const StoreError&) {
+    }
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Read(path), before);
+  EXPECT_FALSE(fs::exists(path + ".new"));
+}
+
+/// A child saves changing states, sometimes few changes and sometimes all, until it is killed.
+TEST(DataFile, AKilledSaveLeavesTheOldOrTheNewState) {
+  const TempFolder folder;
+  const std::string path = folder / "data";
+  constexpr int Monitors = 300;
+  // Every state of the file gives the same value to all rows: a mixture would show.
+  SaveOk(path, Sample(Monitors, "0"));
+  for (int round = 0; round < 25; ++round) {
+    SCOPED_TRACE(round);
+    const auto status = StatusOf([&] {
+      // The alarm ends the process as hard as a SIGKILL would, anywhere within a save.
+      ::ualarm(static_cast<useconds_t>(20000 + round * 1137), 0);
+      std::optional<std::string> state;
+      std::string keptAs;
+      for (int generation = 1;; ++generation) {
+        auto changes = Sample(Monitors, std::to_string(generation));
+        changes.known = state;
+        changes.all = generation % 2 == 0;
+        state = datafile::Save(path, changes, keptAs);
+      }
+    });
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
+
+    const auto contents = datafile::Load(path, 1);
+    ASSERT_EQ(contents.table->Count(), static_cast<std::size_t>(Monitors));
+    const auto& value = contents.table->All().begin()->second.attributes->Get(keys::Parameter);
+    for (const auto& [id, monitor] : contents.table->All())
+      ASSERT_EQ(monitor.attributes->Get(keys::Parameter), value);
+  }
+}
+
+}  // namespace
+}  // namespace norvane::engine

@@ -1,0 +1,189 @@
+#include "engine/store/LogFiles.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <filesystem>
+#include <future>
+
+#include "engine/store/Writer.h"
+#include "loopback/TempFolder.h"
+#include "tests/support/Files.h"
+#include "tests/support/Rows.h"
+
+namespace norvane::engine {
+namespace {
+
+namespace fs = std::filesystem;
+using tests::ModeOf;
+using tests::ReadFile;
+using tests::Rows;
+using tests::WriteFile;
+
+class LogFilesTest : public ::testing::Test {
+ protected:
+  LogFilesTest() {
+    SetZone("TST-5:30");
+    // 2031-02-03T04:05:06.007 in that zone
+    m_moment = std::chrono::system_clock::from_time_t(1927838106) + std::chrono::milliseconds(7);
+  }
+  ~LogFilesTest() override { ::unsetenv("TZ"), ::tzset(); }
+
+  static void SetZone(const char* zone) {
+    ::setenv("TZ", zone, 1);
+    ::tzset();
+  }
+  [[nodiscard]] LogLine Line(std::string pattern, std::string text) const {
+    return {std::move(pattern), m_moment, std::move(text)};
+  }
+
+  loopback::TempFolder m_folder;
+  std::chrono::system_clock::time_point m_moment;
+  std::vector<std::string> m_reports;
+  LogFiles m_logs{m_folder.Path(), [this](const std::string& text) { m_reports.push_back(text); }};
+};
+
+const std::string Stamp = "2031-02-03T04:05:06.007+05:30 ";
+
+TEST_F(LogFilesTest, PatternsNameTheFileByTheLinesOwnDay) {
+  const Rows<std::string, std::string> rows = {
+      {"plain.log", "plain.log"},
+      {"log\\Log%d%m%y.log", "log/Log030231.log"},
+      {m_folder.Path() + "\\log\\abs%y.log", "log/abs31.log"},
+      {"%%d %D%Y%x%", "%03 %D%Y%x%"},
+      {"%y%m/%d/deep", "3102/03/deep"},
+  };
+  for (const auto& [pattern, file] : rows) {
+    SCOPED_TRACE(pattern);
+    m_logs.Write({Line(pattern, "text")});
+    EXPECT_EQ(ReadFile(m_folder / file), Stamp + "text\n");
+    EXPECT_EQ(ModeOf(m_folder / file), 0600u);
+  }
+  EXPECT_EQ(ModeOf(m_folder / "3102/03"), 0700u);
+
+  auto nextDay = Line("day%d", "later");
+  nextDay.at += std::chrono::hours(20);
+  m_logs.Write({Line("day%d", "first"), nextDay});
+  EXPECT_EQ(ReadFile(m_folder / "day03"), Stamp + "first\n");
+  EXPECT_EQ(ReadFile(m_folder / "day04"), "2031-02-04T00:05:06.007+05:30 later\n");
+  EXPECT_TRUE(m_reports.empty());
+}
+
+TEST_F(LogFilesTest, AZoneWestOfGreenwichIsNegative) {
+  SetZone("TST3:30");
+  m_logs.Write({Line("a", "x")});
+  EXPECT_EQ(ReadFile(m_folder / "a"), "2031-02-02T19:05:06.007-03:30 x\n");
+}
+
+TEST_F(LogFilesTest, LinesStayInOrderAndAreAppended) {
+  m_logs.Write({Line("a", "1"), Line("b", "2"), Line("a", "3")});
+  m_logs.Write({Line("a", "4")});
+  EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + "1\n" + Stamp + "3\n" + Stamp + "4\n");
+  EXPECT_EQ(ReadFile(m_folder / "b"), Stamp + "2\n");
+}
+
+TEST_F(LogFilesTest, AFileThatWasMovedAwayIsMadeAnew) {
+  m_logs.Write({Line("log/a", "1")});
+  fs::rename(m_folder / "log", m_folder / "old");
+  m_logs.Write({Line("log/a", "2")});
+  EXPECT_EQ(ReadFile(m_folder / "old/a"), Stamp + "1\n");
+  EXPECT_EQ(ReadFile(m_folder / "log/a"), Stamp + "2\n");
+}
+
+TEST_F(LogFilesTest, ControlCharactersAreEscaped) {
+  for (const auto& [text, written] : Rows<std::string, std::string>{
+           {"a\nb\r\tc", "a\\nb\\r\\tc"},
+           {std::string("\0\x1b[31m\x7f", 7), "\\x00\\x1b[31m\\x7f"},
+           {"\xc2\x9b[1m \xc2\xa0\xc2\xb5 \xe2\x82\xac", "\\x9b[1m \xc2\xa0\xc2\xb5 \xe2\x82\xac"},
+           {"C:\\new", "C:\\new"},
+           {"", ""},
+       }) {
+    fs::remove(m_folder / "a");
+    m_logs.Write({Line("a", text)});
+    EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + written + "\n");
+  }
+}
+
+TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
+  WriteFile(m_folder / "file", "");
+  fs::create_directory(m_folder / "folder");
+  ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+  const Rows<std::string, std::string> rows = {
+      {"folder", "Is a directory"},
+      {"file/below", "Not a directory"},
+      {"pipe", "No such device or address"},
+      {"/dev/null", "it is not a regular file"},
+      {std::string("zero\0", 5), "its name holds a zero character"},
+      {"", "Is a directory"},
+  };
+  for (const auto& [pattern, reason] : rows) {
+    m_reports.clear();
+    for (int i = 0; i < 3; ++i)
+      m_logs.Write({Line(pattern, "lost"), Line("good", "kept")});
+    const auto path = pattern.starts_with('/') ? pattern : m_folder / pattern;
+    EXPECT_EQ(m_reports, std::vector<std::string>{"log file " + path + " cannot be written: " + reason});
+  }
+  const std::string line = Stamp + "kept\n";
+  EXPECT_EQ(ReadFile(m_folder / "good").size(), line.size() * 3 * rows.size());
+}
+
+TEST_F(LogFilesTest, AFailureIsReportedAgainAfterTheFileWorked) {
+  fs::create_directory(m_folder / "a");
+  m_logs.Write({Line("a", "lost")});
+  fs::remove(m_folder / "a");
+  m_logs.Write({Line("a", "kept")});
+  EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + "kept\n");
+  fs::remove(m_folder / "a");
+  fs::create_directory(m_folder / "a");
+  m_logs.Write({Line("a", "lost")});
+  EXPECT_EQ(m_reports.size(), 2u);
+}
+
+TEST_F(LogFilesTest, AFileWithALimitMakesRoomOnce) {
+  const auto write = [&](const std::string& text) {
+    auto line = Line("limited.log", text);
+    line.maxFileSize = 100;
+    m_logs.Write({line});
+  };
+  const auto file = [&](const char* name) { return ReadFile(m_folder / name); };
+  write(std::string(200, 'a'));  // a line is never cut
+  EXPECT_FALSE(fs::exists(m_folder / "limited.log.1"));
+  write("b");
+  write(std::string(100 - 2 * Stamp.size() - 3, 'c'));  // just fits
+  EXPECT_EQ(file("limited.log").size(), 100u);
+  EXPECT_EQ(file("limited.log.1"), Stamp + std::string(200, 'a') + "\n");
+  write("d");
+  EXPECT_EQ(file("limited.log"), Stamp + std::string("d\n"));
+  EXPECT_EQ(file("limited.log.1").size(), 100u);
+  EXPECT_EQ(ModeOf(m_folder / "limited.log"), 0600u);
+}
+
+TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
+  const loopback::TempFolder folder;
+  platform::EventFd wake;
+  std::vector<std::string> reports;
+  {
+    std::promise<void> begun, disk, written;
+    Writer writer(folder.Path(), wake);
+    writer.Run(
+        [&] {
+          begun.set_value();
+          disk.get_future().wait();
+        },
+        [](std::exception_ptr) {});
+    begun.get_future().wait();
+    for (std::size_t i = 0; i < Writer::MaxLines + 3; ++i)
+      writer.Log({"log", {}, "x"});
+    disk.set_value();
+    writer.Run([&] { written.set_value(); }, [](std::exception_ptr) {});
+    written.get_future().wait();
+    reports = writer.Deliver();
+  }
+  EXPECT_EQ(reports, std::vector<std::string>{"3 log lines were lost: the disk is too slow for them"});
+  EXPECT_EQ(ReadFile(folder / "log").size(), Writer::MaxLines * (Stamp.size() + 2));
+}
+
+}  // namespace
+}  // namespace norvane::engine
