@@ -9,8 +9,6 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 option(NORVANE_WERROR "Warnings are errors" OFF)
 option(NORVANE_SANITIZE "Address and undefined-behaviour sanitizers" OFF)
 option(NORVANE_FUZZ "Build the fuzzers with libFuzzer; needs clang" OFF)
-option(NORVANE_BENCH "Build the benchmarks" OFF)
-option(NORVANE_DEMO "Build the guided demonstration" OFF)
 
 find_program(CCACHE ccache)
 if(CCACHE)

@@ -49,10 +49,12 @@ install_packages() {
   step "install $*" quietly "${apt[@]}" install --yes --no-install-recommends "$@"
 }
 
-# build PRESET: configures only when the presets changed; the build itself notices every other change.
+# build PRESET [TARGET...]: configures only when the presets changed; the build itself notices every other change.
 build() {
-  if [[ ! build/$1/build.ninja -nt CMakePresets.json ]]; then
-    step "configure $1" quietly cmake --preset "$1" --log-level=WARNING
+  local preset=$1
+  shift
+  if [[ ! build/$preset/build.ninja -nt CMakePresets.json ]]; then
+    step "configure $preset" quietly cmake --preset "$preset" --log-level=WARNING
   fi
-  step "build $1" cmake --build --preset "$1"
+  step "build $preset${*:+: $*}" cmake --build --preset "$preset" --target "${@:-all}"
 }
