@@ -16,6 +16,8 @@ namespace norvane::ctl {
 namespace ce = console::engine;
 namespace keys = ce::keys;
 
+using platform::CountCharacters;
+
 namespace {
 void Fill(capnp::JsonValue::Builder json, const Fields& fields) {
   auto object = json.initObject(static_cast<unsigned>(fields.size()));
@@ -35,12 +37,6 @@ std::string Encode(capnp::JsonValue::Reader json) {
   codec.setPrettyPrint(false);
   const kj::String text = codec.encodeRaw(json);
   return {text.begin(), text.end()};
-}
-
-/// In characters.
-std::size_t WidthOf(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
 }
 
 long long Seconds(std::chrono::system_clock::time_point at) {
@@ -70,8 +66,8 @@ std::string Escaped(std::string_view text) {
     const auto [code, size] = platform::FirstCharacter(text);
     const auto bytes = text.substr(0, std::max<std::size_t>(size, 1));
     text.remove_prefix(bytes.size());
-    // A terminal obeys those above U+007F too, and some obey them as lone bytes.
-    if (size != 0 && code >= 0x20 && (code < 0x7f || code >= 0xa0)) {
+    // Some terminals obey C1 as lone bytes too.
+    if (size != 0 && !platform::IsControl(code)) {
       escaped += bytes;
       continue;
     }
@@ -141,10 +137,10 @@ void PrintLine(const std::string& text) {
 void PrintFields(const Fields& fields) {
   std::size_t width = 0;
   for (const auto& field : fields)
-    width = std::max(width, WidthOf(Escaped(field.name)));
+    width = std::max(width, CountCharacters(Escaped(field.name)));
   for (const auto& field : fields) {
     const auto name = Escaped(field.name);
-    PrintLine(name + std::string(width - WidthOf(name) + 2, ' ') + Escaped(field.text));
+    PrintLine(name + std::string(width - CountCharacters(name) + 2, ' ') + Escaped(field.text));
   }
 }
 
@@ -161,13 +157,13 @@ void PrintTable(const std::vector<Fields>& rows) {
   std::vector<std::size_t> widths(cells.front().size());
   for (const auto& line : cells) {
     for (std::size_t i = 0; i < line.size(); ++i)
-      widths[i] = std::max(widths[i], WidthOf(line[i]));
+      widths[i] = std::max(widths[i], CountCharacters(line[i]));
   }
   for (const auto& line : cells) {
     std::string text;
     for (std::size_t i = 0; i < line.size(); ++i) {
       text += line[i];
-      if (i + 1 < line.size()) text += std::string(widths[i] - WidthOf(line[i]) + 2, ' ');
+      if (i + 1 < line.size()) text += std::string(widths[i] - CountCharacters(line[i]) + 2, ' ');
     }
     PrintLine(text);
   }

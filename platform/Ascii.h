@@ -1,26 +1,44 @@
 #pragma once
 
 #include <algorithm>
+#include <string>
 #include <string_view>
 
 namespace norvane::platform {
 
-// Letters of ASCII alone, whatever the locale.
+// Characters of ASCII, whatever the locale. Only its letters have a case.
 
-[[nodiscard]] constexpr char AsciiCapital(char c) {
+[[nodiscard]] constexpr char AsciiUpper(char c) {
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-[[nodiscard]] constexpr bool IsAsciiAlnum(char c) {
-  const char capital = AsciiCapital(c);
-  return (capital >= 'A' && capital <= 'Z') || (c >= '0' && c <= '9');
+[[nodiscard]] inline std::string AsciiUpper(std::string_view text) {
+  std::string upper(text);
+  for (char& c : upper)
+    c = AsciiUpper(c);
+  return upper;
 }
 
-/// Whether `text` begins with `capitals`, in any letter case.
-[[nodiscard]] constexpr bool StartsWithAnyCase(std::string_view text, std::string_view capitals) {
-  return text.size() >= capitals.size() &&
-         std::equal(capitals.begin(), capitals.end(), text.begin(),
-                    [](char capital, char c) { return capital == AsciiCapital(c); });
+[[nodiscard]] constexpr bool IsAsciiDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+[[nodiscard]] constexpr bool IsAsciiAlnum(char c) {
+  const char upper = AsciiUpper(c);
+  return (upper >= 'A' && upper <= 'Z') || IsAsciiDigit(c);
+}
+
+[[nodiscard]] constexpr bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return AsciiUpper(x) == AsciiUpper(y); });
+}
+
+[[nodiscard]] constexpr bool StartsWithIgnoringCase(std::string_view text, std::string_view prefix) {
+  return EqualsIgnoringCase(text.substr(0, prefix.size()), prefix);
+}
+/// Until its users say StartsWithIgnoringCase.
+[[nodiscard]] constexpr bool StartsWithAnyCase(std::string_view text, std::string_view prefix) {
+  return StartsWithIgnoringCase(text, prefix);
 }
 
 }  // namespace norvane::platform

@@ -7,8 +7,10 @@
 #include <cerrno>
 #include <optional>
 
+#include "platform/Ascii.h"
 #include "platform/Blanks.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Utf8.h"
 
 namespace norvane::platform {
 namespace {
@@ -38,15 +40,6 @@ std::string ReadFile(const std::string& path) {
   return text;
 }
 
-char Lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool SameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return Lower(x) == Lower(y); });
-}
-
 std::string_view Unquoted(std::string_view value) {
   const bool quoted =
       value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front();
@@ -56,8 +49,7 @@ std::string_view Unquoted(std::string_view value) {
 std::string Cut(std::string_view value) {
   std::size_t characters = 0;
   const auto end = std::find_if(value.begin(), value.end(), [&](char c) {
-    const bool begins = (static_cast<unsigned char>(c) & 0xc0) != 0x80;
-    return begins && ++characters > MaxValueCharacters;
+    return BeginsCharacter(c) && ++characters > MaxValueCharacters;
   });
   return {value.begin(), end};
 }
@@ -70,10 +62,10 @@ std::optional<std::string_view> Find(std::string_view text, std::string_view sec
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     if (line.starts_with('[')) {
       if (inSection) return std::nullopt;
-      inSection = SameName(Trimmed(line.substr(1, line.find(']') - 1), IniBlanks), section);
+      inSection = EqualsIgnoringCase(Trimmed(line.substr(1, line.find(']') - 1), IniBlanks), section);
     } else if (const auto equals = line.find('=');
                inSection && equals != std::string_view::npos && !line.starts_with(';')) {
-      if (SameName(Trimmed(line.substr(0, equals), IniBlanks), key))
+      if (EqualsIgnoringCase(Trimmed(line.substr(0, equals), IniBlanks), key))
         return Unquoted(Trimmed(line.substr(equals + 1), IniBlanks));
     }
   }

@@ -29,11 +29,6 @@ std::vector<bool> TwoByteCharacters(CharsetConverter converter) {
   return twoBytes;
 }
 
-std::uint32_t CountCharacters(std::string_view text) {
-  return static_cast<std::uint32_t>(std::count_if(
-      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
-}
-
 }  // namespace
 
 LegacyCharset::LegacyCharset(const std::string& name) {
@@ -52,7 +47,7 @@ LegacyCharset LegacyCharset::FromConfig(const std::string& configFile) {
 }
 
 std::uint32_t LegacyCharset::SizeOf(std::string_view text) const {
-  std::uint32_t size = CountCharacters(text);
+  auto size = static_cast<std::uint32_t>(CountCharacters(text));
   if (m_twoBytes.empty()) return size;
   while (!text.empty()) {
     const auto character = FirstCharacter(text);

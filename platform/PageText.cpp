@@ -2,6 +2,7 @@
 
 #include <numeric>
 
+#include "platform/Ascii.h"
 #include "platform/Blanks.h"
 #include "platform/Charset.h"
 #include "platform/Utf8.h"
@@ -15,37 +16,31 @@ constexpr std::string_view HttpBlanks = " \t";
 /// seconds over a large page of nothing but faults.
 constexpr int MaxFaults = 4096;
 
-std::string Upper(std::string_view text) {
-  std::string upper(text);
-  for (char& c : upper)
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  return upper;
-}
-
-// Takes the text up to `end` away from the start of `rest`, and `end` with it.
-std::string_view TakeUntil(char end, std::string_view& rest) {
+// Cuts the text up to `end` off the start of `rest`, and `end` with it.
+std::string_view CutUntil(char end, std::string_view& rest) {
   const auto position = rest.find(end);
-  const auto taken = rest.substr(0, position);
+  const auto cut = rest.substr(0, position);
   rest.remove_prefix(position == std::string_view::npos ? rest.size() : position + 1);
-  return taken;
+  return cut;
 }
 
 // RFC 9110, 5.6.6 and 8.3.1, in capitals; empty if there is none. A quoted value may hold the separators.
 std::string CharsetOf(std::string_view contentType) {
-  TakeUntil(';', contentType);
+  CutUntil(';', contentType);
   while (!contentType.empty()) {
-    auto name = TakeUntil('=', contentType);
+    auto name = CutUntil('=', contentType);
     name.remove_prefix(name.rfind(';') + 1);  // a parameter without value may stand in front
     contentType = Trimmed(contentType, HttpBlanks);
     std::string_view value;
     if (contentType.starts_with('"')) {
       contentType.remove_prefix(1);
-      value = TakeUntil('"', contentType);
-      TakeUntil(';', contentType);
+      value = CutUntil('"', contentType);
+      CutUntil(';', contentType);
     } else {
-      value = TakeUntil(';', contentType);
+      value = CutUntil(';', contentType);
     }
-    if (Upper(Trimmed(name, HttpBlanks)) == "CHARSET") return Upper(Trimmed(value, HttpBlanks));
+    if (EqualsIgnoringCase(Trimmed(name, HttpBlanks), "charset"))
+      return AsciiUpper(Trimmed(value, HttpBlanks));
   }
   return {};
 }

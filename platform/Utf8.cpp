@@ -1,16 +1,13 @@
 #include "platform/Utf8.h"
 
+#include <unistr.h>
+
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
 namespace norvane::platform {
 namespace {
-
-constexpr Utf8Character Invalid{0xfffd, 0};
-
-unsigned ByteAt(std::string_view text, std::size_t i) {
-  return static_cast<unsigned char>(text[i]);
-}
 
 std::size_t ValidPrefix(std::string_view bytes) {
   std::size_t valid = 0;
@@ -26,20 +23,20 @@ std::size_t ValidPrefix(std::string_view bytes) {
 }  // namespace
 
 Utf8Character FirstCharacter(std::string_view text) {
-  const unsigned lead = ByteAt(text, 0);
-  if (lead < 0x80) return {lead, 1};
-  const std::size_t size = lead < 0xc0 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : lead < 0xf8 ? 4 : 0;
-  if (size == 0 || text.size() < size) return Invalid;
+  ucs4_t code = 0;
+  const int size = u8_mbtoucr(&code, reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+  return size > 0 ? Utf8Character{code, static_cast<std::size_t>(size)} : Utf8Character{0xfffd, 0};
+}
 
-  char32_t code = lead & (0x7fu >> size);
-  for (std::size_t i = 1; i < size; ++i) {
-    const unsigned next = ByteAt(text, i);
-    if ((next & 0xc0) != 0x80) return Invalid;
-    code = code << 6 | (next & 0x3f);
-  }
-  constexpr char32_t Smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = code >= 0xd800 && code <= 0xdfff;
-  return code < Smallest[size] || surrogate || code > 0x10ffff ? Invalid : Utf8Character{code, size};
+std::size_t CountCharacters(std::string_view text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), &BeginsCharacter));
+}
+
+std::string_view WholeCharacters(std::string_view text, std::size_t maxSize) {
+  if (maxSize >= text.size()) return text;
+  while (maxSize > 0 && !BeginsCharacter(text[maxSize]))
+    --maxSize;
+  return text.substr(0, maxSize);
 }
 
 std::size_t AsciiPrefix(std::string_view text) {
@@ -48,7 +45,7 @@ std::size_t AsciiPrefix(std::string_view text) {
     std::memcpy(&eight, text.data() + i, sizeof eight);
     if (eight & 0x8080808080808080u) break;
   }
-  while (i < text.size() && ByteAt(text, i) < 0x80)
+  while (i < text.size() && static_cast<signed char>(text[i]) >= 0)
     ++i;
   return i;
 }

@@ -17,6 +17,21 @@ struct Utf8Character {
 /// and cut sequences are invalid (RFC 3629).
 [[nodiscard]] Utf8Character FirstCharacter(std::string_view text);
 
+/// Whether `byte` begins a character in valid text: it is none of the bytes that continue one.
+[[nodiscard]] constexpr bool BeginsCharacter(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xc0) != 0x80;
+}
+
+[[nodiscard]] std::size_t CountCharacters(std::string_view text);
+
+/// The start of valid `text`, at most `maxSize` bytes of it, that ends between two characters.
+[[nodiscard]] std::string_view WholeCharacters(std::string_view text, std::size_t maxSize);
+
+/// Whether `code` is one of the control characters C0, DEL and C1, all of which a terminal may obey.
+[[nodiscard]] constexpr bool IsControl(char32_t code) {
+  return code < 0x20 || (code >= 0x7f && code < 0xa0);
+}
+
 /// How many bytes at the start of `text` are ASCII.
 [[nodiscard]] std::size_t AsciiPrefix(std::string_view text);
 

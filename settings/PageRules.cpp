@@ -5,6 +5,7 @@
 #include "platform/Blanks.h"
 #include "platform/Number.h"
 #include "platform/Paths.h"
+#include "platform/Utf8.h"
 #include "settings/Text.h"
 
 namespace norvane::settings {
@@ -12,6 +13,7 @@ namespace {
 
 using enum TextField;
 using enum CheckField;
+using platform::CountCharacters;
 
 bool FailsUrlShape(const Subject& subject) {
   const auto text = subject.Text();
@@ -27,8 +29,9 @@ bool FailsNumber(const Subject& subject) {
 bool FailsLogFile(const Subject& subject) {
   const auto text = subject.Text();
   const auto colon = text.find(':', 1);
-  const bool drive = colon != std::string::npos && Length(std::string_view(text).substr(0, colon)) == 1;
-  return Length(platform::Trimmed(text)) < 3 && !drive;
+  const bool drive =
+      colon != std::string::npos && CountCharacters(std::string_view(text).substr(0, colon)) == 1;
+  return CountCharacters(platform::Trimmed(text)) < 3 && !drive;
 }
 
 bool FailsEmailAddress(const Subject& subject) {

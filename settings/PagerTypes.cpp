@@ -1,14 +1,12 @@
 #include "settings/PagerTypes.h"
 
+#include "platform/Utf8.h"
+
 namespace norvane::settings {
 namespace {
 
 std::string_view WithoutLastCharacter(std::string_view text) {
-  const auto continues = [](char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; };
-  while (text.size() > 1 && continues(text.back()))
-    text.remove_suffix(1);
-  text.remove_suffix(1);
-  return text;
+  return platform::WholeCharacters(text, text.size() - 1);
 }
 
 }  // namespace
