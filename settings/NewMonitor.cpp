@@ -1,7 +1,7 @@
 #include "settings/NewMonitor.h"
 
+#include "formats/SuccessFlag.h"
 #include "platform/Blanks.h"
-#include "settings/SuccessFlag.h"
 #include "settings/Text.h"
 
 namespace norvane::settings {
@@ -27,8 +27,9 @@ bool LacksCallType(const Subject& subject) {
 }
 
 bool LacksFlag(const Subject& subject) {
-  const int option = subject.form.Selected(optFlag);
-  return subject.Text().empty() || (option != SuccessFlag::BySize && option != SuccessFlag::ByString);
+  using Kind = formats::SuccessFlag::Kind;
+  const auto kind = static_cast<Kind>(subject.form.Selected(optFlag));
+  return subject.Text().empty() || (kind != Kind::Size && kind != Kind::String);
 }
 
 constexpr std::string_view PagerMessage = "Invalid phone or pager number";

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "console/engine/MonitorKeys.h"
+#include "formats/NotifyMode.h"
 #include "platform/Number.h"
 #include "settings/Text.h"
 
@@ -16,24 +17,18 @@ using enum TextField;
 using enum CheckField;
 using enum ChoiceField;
 
-constexpr std::string_view DirectCall = "TEL://";
-constexpr std::string_view Email = "SMTP://";
-constexpr std::string_view EmailSeparator = ";";
 constexpr std::string_view EntryHead = "cmd=11&mode=";
 constexpr std::string_view EntryTail = "&msg=%s&num=%s";
 
 std::optional<std::string> PagerMode(const Fields& form, const GatewaySettings& gateway) {
-  if (!form.Checked(chkInetCall)) return std::string(DirectCall);
+  if (!form.Checked(chkInetCall)) return std::string(formats::PhoneMode);
   const int entry = form.Selected(cmbPagerType);
   if (entry < 0) return std::nullopt;
   return gateway.PagerGatewayUrl + std::string(EntryHead) + std::to_string(entry) + std::string(EntryTail);
 }
 
 void WriteEmailNotification(const Fields& form, const GatewaySettings& gateway, const AttributeSink& write) {
-  write(keys::NotifyMode, std::string(Email)
-                              .append(form.Text(txtSmtpServer))
-                              .append(EmailSeparator)
-                              .append(gateway.NotifyCopyAddress));
+  write(keys::NotifyMode, formats::MailMode(form.Text(txtSmtpServer), gateway.NotifyCopyAddress));
   write(keys::NotifyPager, form.Text(txtEmailAddr));
   write(keys::NotifyMsg, form.Text(txtSubject));
 }
@@ -54,11 +49,9 @@ void ReadInternetCall(PageFields& form, const std::string& mode) {
   form.Select(cmbPagerType, EntryIn(mode, form.EntryCount(cmbPagerType)));
 }
 
-void ReadEmail(PageFields& form, console::engine::MonitorItem& monitor, const std::string& mode) {
+void ReadEmail(PageFields& form, console::engine::MonitorItem& monitor, const std::string& server) {
   form.SetChecked(chkByEmail, true);
-  const auto end = mode.find(EmailSeparator);
-  form.SetText(txtSmtpServer,
-               end == std::string::npos ? std::string() : mode.substr(Email.size(), end - Email.size()));
+  form.SetText(txtSmtpServer, server);
   form.SetText(txtEmailAddr, monitor.GetAttr(keys::NotifyPager));
   form.SetText(txtSubject, monitor.GetAttr(keys::NotifyMsg));
 }
@@ -82,12 +75,13 @@ void WritePagerNotification(const Fields& form, const GatewaySettings& gateway, 
 
 void ReadNotification(PageFields& form, console::engine::MonitorItem& monitor,
                       const GatewaySettings& gateway) {
-  const auto mode = Upper(monitor.GetAttr(keys::NotifyMode));
-  if (mode.starts_with(Upper(gateway.PagerGatewayUrl))) {
-    ReadInternetCall(form, mode);
-  } else if (mode.starts_with(Email)) {
-    ReadEmail(form, monitor, mode);
-  } else if (mode.starts_with(DirectCall)) {
+  using Form = formats::NotifyMode::Form;
+  const auto text = Upper(monitor.GetAttr(keys::NotifyMode));
+  if (text.starts_with(Upper(gateway.PagerGatewayUrl))) return ReadInternetCall(form, text);
+  const auto mode = formats::NotifyMode::Parse(text);
+  if (mode.form == Form::Mail) {
+    ReadEmail(form, monitor, mode.server);
+  } else if (mode.form == Form::Phone) {
     form.SetChecked(chkInetCall, false);
     form.SetChecked(chkByPager, true);
   } else {

@@ -1,8 +1,8 @@
 #include "settings/Transfer.h"
 
+#include "formats/SuccessFlag.h"
 #include "settings/Attributes.h"
 #include "settings/NumberFields.h"
-#include "settings/SuccessFlag.h"
 #include "settings/Text.h"
 
 namespace norvane::settings {
@@ -35,7 +35,9 @@ void Clamp(const Writing& to) {
 }
 
 void PutFlag(const Writing& to) {
-  to.write(keys::SuccessFlag, FormatSuccessFlag({to.form.Selected(optFlag), to.form.Text(txtBySize)}));
+  const auto parameter = to.form.Text(txtBySize);
+  const auto kind = static_cast<formats::SuccessFlag::Kind>(to.form.Selected(optFlag));
+  to.write(keys::SuccessFlag, formats::FormatSuccessFlag({kind, parameter}));
 }
 
 void PutNotify(const Writing& to) {
@@ -93,8 +95,9 @@ void Get(const Reading& from) {
 }
 
 void GetFlag(const Reading& from) {
-  const auto flag = ParseSuccessFlag(from.monitor.GetAttr(keys::SuccessFlag));
-  from.form.Select(optFlag, flag.option);
+  const auto text = from.monitor.GetAttr(keys::SuccessFlag);
+  const auto flag = formats::ParseSuccessFlag(text);
+  from.form.Select(optFlag, static_cast<int>(flag.kind));
   from.form.SetText(txtBySize, flag.parameter);
 }
 
