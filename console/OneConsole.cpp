@@ -11,6 +11,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/FileNames.h"
+
 namespace norvane::console {
 
 namespace {
@@ -64,10 +66,10 @@ void ActivateOnX11(WId window, const QByteArray& token) {
 
 std::unique_ptr<OneConsole> OneConsole::Claim(const std::string& folder, const QByteArray& token,
                                               std::chrono::milliseconds patience) {
-  const auto socket = QString::fromStdString(folder + "/NorvaneConsole.sock");
+  const auto socket = QString::fromStdString(platform::PathIn(folder, platform::files::ConsoleSocket));
   const QDeadlineTimer deadline(patience);
   do {
-    if (auto lock = platform::FileLock::TryTake(folder + "/NorvaneConsole.lock"))
+    if (auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::ConsoleLock)))
       return std::unique_ptr<OneConsole>(new OneConsole(std::move(*lock), socket));
     if (Call(socket, token, deadline)) return nullptr;
     QThread::msleep(PauseMilliseconds);  // it may be about to listen, or to end

@@ -9,6 +9,7 @@
 
 #include "console/engine/EngineError.h"
 #include "ctl/Output.h"
+#include "platform/FileNames.h"
 
 namespace norvane::ctl {
 
@@ -46,7 +47,7 @@ std::shared_ptr<ce::ServiceStore> Store(const Call& call) {
 }
 
 std::string FileOf(const Call& call) {
-  return call.operands.empty() ? call.arguments.folder + "/NorvaneEngine.dat"
+  return call.operands.empty() ? platform::PathIn(call.arguments.folder, platform::files::EngineData)
                                : std::filesystem::absolute(call.operands[0]).string();
 }
 

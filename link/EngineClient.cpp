@@ -7,6 +7,7 @@
 #include "link/ClientObjects.h"
 #include "link/Link.h"
 #include "platform/FileLock.h"
+#include "platform/FileNames.h"
 
 namespace norvane::link {
 
@@ -18,7 +19,7 @@ using namespace std::chrono_literals;
 /// The connection ends a moment before the process.
 void AwaitFreeFolder(const std::string& folder) {
   const auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (!platform::FileLock::TryTake(platform::EngineLockIn(folder))) {
+  while (!platform::FileLock::TryLock(platform::PathIn(folder, platform::files::EngineLock))) {
     if (std::chrono::steady_clock::now() > deadline)
       throw ce::EngineError(ce::EngineErrorCode::TimedOut,
                             "the engine has saved and closed its socket but does not end");

@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "platform/FileNames.h"
+
 namespace norvane::link {
 
 using console::engine::EngineError;
@@ -35,7 +37,7 @@ capnp::ReaderOptions ReaderLimit(std::uint64_t bytes) {
 }
 
 sockaddr_un SocketAddress(const std::string& folder) {
-  const std::string path = folder + '/' + std::string(SocketName);
+  const std::string path = platform::PathIn(folder, platform::files::EngineSocket);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   if (path.size() >= sizeof address.sun_path)

@@ -16,9 +16,6 @@
 /// What both ends of the link share beside the schema.
 namespace norvane::link {
 
-/// The engine's socket, in the application folder.
-inline constexpr std::string_view SocketName = "NorvaneEngine.sock";
-
 /// The largest message that the engine takes; its largest need is one value of 1 MiB.
 inline constexpr std::uint64_t MaxMessageToEngine = 32 << 20;
 /// The largest message that a console takes: one monitor with all values at their limits fits.

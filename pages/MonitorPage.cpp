@@ -168,7 +168,7 @@ bool MonitorPage::eventFilter(QObject* watched, QEvent* event) {
 // Loading, saving, testing.
 
 bool MonitorPage::Validate() {
-  const auto failure = settings::Validate(m_type, *this, m_bas.PathInFolder(""));
+  const auto failure = settings::Validate(m_type, *this, m_bas.Folder());
   if (failure) m_bas.Doors.Show(ErrorBox(failure->message));
   return !failure;
 }

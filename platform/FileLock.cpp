@@ -8,16 +8,12 @@
 
 namespace norvane::platform {
 
-std::optional<FileLock> FileLock::TryTake(const std::string& path) {
+std::optional<FileLock> FileLock::TryLock(const std::string& path) {
   FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!file) throw std::system_error(errno, std::generic_category(), path);
   if (::flock(file.Get(), LOCK_EX | LOCK_NB) == 0) return FileLock(std::move(file));
   if (errno == EWOULDBLOCK) return std::nullopt;
   throw std::system_error(errno, std::generic_category(), path);
-}
-
-std::string EngineLockIn(const std::string& folder) {
-  return folder + "/NorvaneEngine.lock";
 }
 
 }  // namespace norvane::platform

@@ -12,14 +12,11 @@ class FileLock {
  public:
   /// Makes the file, mode 0600, if there is none. Nothing if another process holds the lock. Throws
   /// std::system_error with the path.
-  [[nodiscard]] static std::optional<FileLock> TryTake(const std::string& path);
+  [[nodiscard]] static std::optional<FileLock> TryLock(const std::string& path);
 
  private:
   explicit FileLock(FileDescriptor file) : m_file(std::move(file)) {}
   FileDescriptor m_file;
 };
-
-/// The lock that an engine holds on its application folder.
-[[nodiscard]] std::string EngineLockIn(const std::string& folder);
 
 }  // namespace norvane::platform

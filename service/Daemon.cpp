@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "platform/FileNames.h"
+
 namespace norvane::service {
 
 namespace {
@@ -47,8 +49,9 @@ Daemon::Daemon() {
 }
 
 void Daemon::Ready(const std::string& folder) {
-  const std::string path = folder + "/log/engine.log";
-  if (::mkdir((folder + "/log").c_str(), 0700) != 0 && errno != EEXIST) Fail(folder + "/log");
+  const auto logFolder = platform::PathIn(folder, platform::files::LogFolder);
+  const auto path = platform::PathIn(folder, platform::files::EngineLog);
+  if (::mkdir(logFolder.c_str(), 0700) != 0 && errno != EEXIST) Fail(logFolder);
   // Non-blocking, so that a pipe of that name cannot hold the engine and whoever starts it.
   const platform::FileDescriptor log(
       ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));

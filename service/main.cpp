@@ -27,6 +27,7 @@
 #include "link/Wire.h"
 #include "platform/FileDescriptor.h"
 #include "platform/FileLock.h"
+#include "platform/FileNames.h"
 #include "platform/IniFile.h"
 #include "platform/LegacyCharset.h"
 #include "platform/Paths.h"
@@ -94,7 +95,7 @@ void Say(const std::string& text) {
 }
 
 std::unique_ptr<engine::CheckRunner> MakeChecker(const std::string& folder, platform::EventFd& wake) {
-  const std::string config = folder + "/config.ini";
+  const auto config = platform::PathIn(folder, platform::files::Config);
   engine::CheckerOptions options;
   options.folder = folder;
   options.caFile = platform::IniValue("tls", "cafile", options.caFile, config);
@@ -119,7 +120,7 @@ bool EngineAnswers(const std::string& folder) {
 std::optional<platform::FileLock> TakeFolder(const std::string& folder) {
   const auto deadline = std::chrono::steady_clock::now() + 5s;
   for (;;) {
-    auto lock = platform::FileLock::TryTake(platform::EngineLockIn(folder));
+    auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::EngineLock));
     if (lock || EngineAnswers(folder) || std::chrono::steady_clock::now() > deadline) return lock;
     std::this_thread::sleep_for(10ms);
   }

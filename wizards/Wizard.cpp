@@ -9,6 +9,7 @@
 #include "console/shared/MainBas.h"
 #include "console/shared/MonitorTree.h"
 #include "console/shared/Wire.h"
+#include "platform/FileNames.h"
 #include "platform/Paths.h"
 #include "settings/NewMonitor.h"
 #include "settings/PagerTypes.h"
@@ -23,8 +24,6 @@ namespace {
 namespace keys = console::engine::keys;
 using console::engine::EngineError;
 using console::shared::BoxIcon;
-
-constexpr char LogFolder[] = "\\log";
 
 BoxIcon ToBoxIcon(settings::Icon icon) {
   switch (icon) {
@@ -149,7 +148,8 @@ std::vector<std::string> Wizard::SetUp(const console::shared::TreeNode& node) {
     attempt(key, [&] { monitor->SetAttr(key, value); });
   };
   settings::WriteNewMonitor(m_type, *m_fields, m_bas.Gateway, write);
-  static_cast<void>(platform::MakeFolder(m_bas.PathInFolder(LogFolder)));  // may be mended until it is used
+  static_cast<void>(platform::MakeFolder(
+      m_bas.PathInFolder(platform::files::LogFolder)));  // may be mended until it is used
   write(keys::LogFile, m_bas.LogPattern());
   attempt("Init", [&monitor] { monitor->Runner()->Init(monitor); });
   m_bas.CurrentMonitor = monitor;

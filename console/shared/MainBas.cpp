@@ -6,15 +6,16 @@
 
 #include "console/shared/MonitorNames.h"
 #include "console/shared/MonitorTree.h"
+#include "platform/FileNames.h"
 #include "platform/IniFile.h"
 #include "platform/Paths.h"
 
 namespace norvane::console::shared {
 
+namespace files = platform::files;
+
 namespace {
 constexpr std::size_t UsedSlots = 5;  // of PageForms; the last is nobody's
-
-constexpr char ConfigFile[] = "/config.ini";
 
 settings::GatewaySettings SoundGateway(const std::string& configFile) {
   auto gateway = settings::ReadGatewaySettings(configFile);
@@ -40,20 +41,20 @@ MainBas::MainBas(engine::EngineFactory& engine, Dialogs& dialogs, std::string fo
       Engine(engine),
       Doors(dialogs),
       EndProcess(std::move(endProcess)),
-      Gateway(SoundGateway(folder + ConfigFile)),
-      Charset(platform::LegacyCharset::FromConfig(folder + ConfigFile)),
+      Gateway(SoundGateway(platform::PathIn(folder, files::Config))),
+      Charset(platform::LegacyCharset::FromConfig(platform::PathIn(folder, files::Config))),
       m_folder(std::move(folder)) {}
 
-std::string MainBas::PathInFolder(std::string_view path) const {
-  return m_folder + platform::NativePath(std::string(path));
+std::string MainBas::PathInFolder(std::string_view name) const {
+  return platform::PathIn(m_folder, name);
 }
 
 std::string MainBas::DataFile() const {
-  return PathInFolder("\\NorvaneEngine.dat");
+  return PathInFolder(files::EngineData);
 }
 
 std::string MainBas::LogPattern() const {
-  return PathInFolder("\\log\\NorvaneLog%d%m%y.log");
+  return PathInFolder(files::MonitorLog);
 }
 
 void MainBas::FetchRoot(const std::string& machine) {
@@ -91,7 +92,7 @@ void MainBas::ReleaseAll() {
 
 std::string MainBas::GetIniValue(const std::string& section, const std::string& key,
                                  const std::string& defaultValue, const std::string& file) const {
-  return platform::IniValue(section, key, defaultValue, file.empty() ? m_folder + ConfigFile : file);
+  return platform::IniValue(section, key, defaultValue, file.empty() ? PathInFolder(files::Config) : file);
 }
 
 void MainBas::OpenDocument(const std::string& path, bool mustExist) {
@@ -105,7 +106,7 @@ void MainBas::OpenDocument(const std::string& path, bool mustExist) {
 }
 
 void MainBas::OpenHelp() {
-  OpenDocument(PathInFolder("\\help.htm"), true);
+  OpenDocument(PathInFolder(files::Help), true);
 }
 
 void MainBas::RunHandler(const std::function<void()>& handler) {

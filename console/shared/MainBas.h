@@ -64,8 +64,9 @@ class MainBas {
   /// In which the size of a page is counted.
   const platform::LegacyCharset Charset;
 
-  /// A path below the application folder, told with backslashes, a leading one included: "\help.htm".
-  [[nodiscard]] std::string PathInFolder(std::string_view path) const;
+  /// The application folder.
+  [[nodiscard]] const std::string& Folder() const { return m_folder; }
+  [[nodiscard]] std::string PathInFolder(std::string_view name) const;
   [[nodiscard]] std::string DataFile() const;
   /// Where logs go; the engine puts the date for "%d%m%y".
   [[nodiscard]] std::string LogPattern() const;

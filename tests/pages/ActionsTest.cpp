@@ -182,11 +182,11 @@ TEST_F(PageActionsTest, ArrowsStepTheirField) {
 }
 
 TEST_F(PageActionsTest, HelpIsOpened) {
-  std::ofstream(bas.PathInFolder("\\help.htm")) << "help";
+  std::ofstream(bas.PathInFolder("help.htm")) << "help";
   for (const auto type : AllTypes) {
     NewPage(type);
     Click("cmdHelp");
-    EXPECT_EQ(std::exchange(dialogs.opened, {}), Calls{bas.PathInFolder("\\help.htm")});
+    EXPECT_EQ(std::exchange(dialogs.opened, {}), Calls{bas.PathInFolder("help.htm")});
   }
 }
 

@@ -253,7 +253,7 @@ TEST(ConsoleProgram, RunsOncePerFolderEvenAfterAKill) {
   for (const char* trace : {"new", "after a kill"}) {
     SCOPED_TRACE(trace);
     Process first({norvane});
-    while (platform::FileLock::TryTake(folder / "NorvaneConsole.lock"))
+    while (platform::FileLock::TryLock(folder / "NorvaneConsole.lock"))
       std::this_thread::yield();
     EXPECT_EQ(RunProgram({norvane}).code, 0);
     first.Signal(SIGKILL);
