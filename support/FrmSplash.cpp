@@ -19,15 +19,16 @@ namespace {
 constexpr int ShownMilliseconds = 2000;
 }
 
-FrmSplash::FrmSplash() : m_ui(std::make_unique<Ui::FrmSplash>()) {
+FrmSplash::FrmSplash() : m_ui(std::make_unique<Ui::FrmSplash>()), Timer1(this) {
   InitSplashPicture();
   m_ui->setupUi(this);
   setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
   const QSize size = m_ui->picIcon->size();
   m_ui->picIcon->setPixmap(QIcon(QStringLiteral(":/norvane/splash.svg")).pixmap(size, devicePixelRatioF()));
   m_ui->picIcon->installEventFilter(this);
-  m_timer1.setSingleShot(true);
-  connect(&m_timer1, &QTimer::timeout, this, &FrmSplash::Timer1_Timer);
+  Timer1.setObjectName(QStringLiteral("Timer1"));
+  Timer1.setSingleShot(true);
+  connect(&Timer1, &QTimer::timeout, this, &FrmSplash::Timer1_Timer);
   Form_Load();
 }
 
@@ -37,11 +38,11 @@ void FrmSplash::Form_Load() {
   console::shared::MainBas::CenterForm(*this, *QGuiApplication::primaryScreen());
   m_ui->picIcon->move(0, 0);
   setFixedSize(m_ui->picIcon->size());
-  m_timer1.start(ShownMilliseconds);
+  Timer1.start(ShownMilliseconds);
 }
 
 void FrmSplash::Timer1_Timer() {
-  m_timer1.stop();
+  Timer1.stop();
   accept();
 }
 

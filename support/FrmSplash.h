@@ -33,7 +33,7 @@ class FrmSplash : public QDialog {
   void Form_Load();
 
   std::unique_ptr<Ui::FrmSplash> m_ui;
-  QTimer m_timer1;
+  QTimer Timer1;
 };
 
 }  // namespace norvane::support

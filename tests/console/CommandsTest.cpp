@@ -31,32 +31,6 @@ class CommandsTest : public ConsoleFixture {
   }
 };
 
-TEST_F(CommandsTest, MenusAndButtonsAreAsDesigned) {
-  const std::pair<const char*, const char*> menus[] = {
-      {"mnuFile", "mnuNew mnuDelete mnuExit"},
-      {"mnuNew", "mnuNewWebMonitor mnuNewPop3Monitor mnuSmtpMonitor"},
-      {"mnuControl", "mnuStop mnuStart"},
-      {"mnuhelp", "mnuAbout mnuhelphelp mnuFeedback"},
-  };
-  for (const auto& [menu, entries] : menus) {
-    SCOPED_TRACE(menu);
-    std::string found;
-    for (const auto* entry : Control<QMenu>(menu).actions())
-      found += (entry->menu() ? entry->menu()->objectName() : entry->objectName()).toStdString() + " ";
-    EXPECT_EQ(found, std::string(entries) + " ");
-  }
-  EXPECT_FALSE(Control<QMenu>("mnuNew").isEnabled());
-  EXPECT_FALSE(Control<QMenu>("mnuControl").isEnabled());
-  EXPECT_FALSE(Control<QAction>("mnuDelete").isEnabled());
-
-  std::string buttons;
-  for (const auto* button : Control<QToolBar>("ToolBar").actions())
-    buttons += (button->text() + QLatin1Char('|') + button->toolTip() + QLatin1Char('|')).toStdString();
-  EXPECT_EQ(buttons,
-            "property|Object property|new|New Monitor|delete|delete selected object|start|start monitor|"
-            "stop|Stop monitor|");
-}
-
 TEST_F(CommandsTest, StartAndStopWriteTheStatusAndRefresh) {
   StartWith({{"WebMonitor Of a", "Disable"}});
   ClickNode("WebMonitor Of a");

@@ -7,8 +7,9 @@
 namespace norvane::console::shared {
 
 void PrintTo(const Box& box, std::ostream* out) {
-  *out << "[" << box.title << "] " << box.text << " (icon " << static_cast<int>(box.icon) << ", buttons "
-       << static_cast<int>(box.buttons) << ")";
+  constexpr const char* Icons[] = {"no icon", "information", "exclamation", "question", "critical"};
+  *out << "box [" << box.title << "] \"" << box.text << "\" " << Icons[static_cast<int>(box.icon)]
+       << (box.buttons == BoxButtons::Ok ? " OK" : " Yes/No");
 }
 
 }  // namespace norvane::console::shared
@@ -26,7 +27,9 @@ FakeDialogs::~FakeDialogs() {
 
 BoxChoice FakeDialogs::Show(const Box& box) {
   m_boxes.push_back(box);
+  Tell(::testing::PrintToString(box));
   if (duringBox) duringBox();
+  if (onEvent && box.buttons == BoxButtons::Ok) return BoxChoice::Ok;
   if (m_answers.empty()) {
     ADD_FAILURE() << "nobody announced this box: " << ::testing::PrintToString(box);
     return box.buttons == BoxButtons::Ok ? BoxChoice::Ok : BoxChoice::No;
@@ -34,11 +37,13 @@ BoxChoice FakeDialogs::Show(const Box& box) {
   const auto answer = m_answers.front();
   m_answers.pop_front();
   EXPECT_EQ(box.buttons == BoxButtons::Ok, answer == BoxChoice::Ok) << "no such button: " << box.text;
+  Tell(answer == BoxChoice::Yes ? "answered Yes" : "answered No");
   return answer;
 }
 
 std::optional<std::string> FakeDialogs::OpenFile(const std::string& startFolder, const std::string& filter) {
   fileRequests.push_back({startFolder, filter});
+  Tell("file dialog in " + startFolder + " with " + filter);
   if (m_files.empty()) {
     ADD_FAILURE() << "nobody announced a file dialog";
     return std::nullopt;
@@ -50,12 +55,23 @@ std::optional<std::string> FakeDialogs::OpenFile(const std::string& startFolder,
 
 bool FakeDialogs::Open(const std::string& pathOrAddress) {
   opened.push_back(pathOrAddress);
+  Tell("opens the document \"" + pathOrAddress + '"');
   return openFindsFile;
 }
 
 void FakeDialogs::SetPendingCallText(const std::string& text, const std::string& title) {
   pendingText = text;
   pendingTitle = title;
+  Tell("text while a call is pending: [" + title + "] " + text);
+}
+
+void FakeDialogs::ShowHourglass(bool shown) {
+  if (hourglass != shown) Tell(shown ? "hourglass" : "normal pointer");
+  hourglass = shown;
+}
+
+void FakeDialogs::Tell(const std::string& event) const {
+  if (onEvent) onEvent(event);
 }
 
 }  // namespace norvane::tests

@@ -40,6 +40,8 @@ class FakeDialogs : public console::shared::Dialogs {
   std::vector<std::string> opened;
   bool openFindsFile = true;
   bool hourglass = false;
+  /// Hears of everything as it happens. A box with OK alone need not be announced then.
+  std::function<void(const std::string& event)> onEvent;
   /// Runs while a box is open.
   std::function<void()> duringBox;
   std::string pendingText;
@@ -48,10 +50,12 @@ class FakeDialogs : public console::shared::Dialogs {
   console::shared::BoxChoice Show(const console::shared::Box& box) override;
   std::optional<std::string> OpenFile(const std::string& startFolder, const std::string& filter) override;
   bool Open(const std::string& pathOrAddress) override;
-  void ShowHourglass(bool shown) override { hourglass = shown; }
+  void ShowHourglass(bool shown) override;
   void SetPendingCallText(const std::string& text, const std::string& title) override;
 
  private:
+  void Tell(const std::string& event) const;
+
   std::deque<console::shared::BoxChoice> m_answers;
   std::deque<std::optional<std::string>> m_files;
   std::vector<console::shared::Box> m_boxes;

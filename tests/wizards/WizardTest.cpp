@@ -324,26 +324,6 @@ TEST_F(WizardTest, EnterPressesNothingAndEscCancels) {
   }
 }
 
-TEST_F(WizardTest, TabGoesFromTopToBottom) {
-  Start();
-  const settings::ByType<const char*> orders{
-      "txtMonitorName txtMonitorPoint Command1 txtBySize optFlag_0 txtPagerNumber chkInetCall cmdOK "
-      "cmdCancel",
-      "txtMonitorName txtMonitorPoint txtPop3Account txtPop3Password txtPagerNumber chkInetCall cmdOK "
-      "cmdCancel",
-      "txtMonitorName txtMonitorPoint txtSmtpFrom txtSmtpTo txtPagerNumber chkInetCall cmdOK cmdCancel"};
-  for (const auto type : Types) {
-    Open(type);
-    Part<QLineEdit>("txtMonitorName").setFocus();
-    std::string order;
-    do {
-      order += QApplication::focusWidget()->objectName().toStdString() + " ";
-      QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-    } while (QApplication::focusWidget() != &Part<QLineEdit>("txtMonitorName"));
-    EXPECT_EQ(order, std::string(orders.For(type)) + " ");
-  }
-}
-
 TEST_F(WizardTest, TheCheckOfTheUrlEndsOnTheSize) {
   loopback::HttpServer server;
   server.Set("/page", loopback::HttpServer::Reply("abc"));
