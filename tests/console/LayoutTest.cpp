@@ -1,8 +1,6 @@
-#include <QGuiApplication>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenuBar>
-#include <QScreen>
 #include <QTest>
 #include <QToolBar>
 #include <QTreeView>
@@ -92,14 +90,6 @@ TEST_F(LayoutTest, EverythingFitsIntoTheWindow) {
 
 TEST_F(LargeFontTest, EverythingFitsIntoTheWindow) {
   ExpectThatEverythingFits();
-}
-
-TEST_F(LayoutTest, WindowStandsInTheMiddleOfTheScreen) {
-  StartWith({});
-  const auto middle = form->frameGeometry().center();
-  const auto screen = QGuiApplication::primaryScreen()->geometry().center();
-  EXPECT_NEAR(middle.x(), screen.x(), 1);
-  EXPECT_NEAR(middle.y(), screen.y(), 1);
 }
 
 TEST(CenterForm, PutsAWindowInTheMiddleOfAnother) {

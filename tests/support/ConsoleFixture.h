@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QAction>
 #include <functional>
 #include <memory>
 #include <string>
@@ -31,13 +30,6 @@ class ConsoleFixture : public ::testing::Test, protected ConsoleUser {
   void Start(const std::function<void(console::FrmStart&)>& before = {});
   /// Start, with these monitors (full name, status) in the engine, and none of the calls of it on record.
   void StartWith(const std::vector<std::pair<std::string, std::string>>& monitors);
-
-  /// The calls so far, but for a page's reading of the monitor that it shows; the record starts anew.
-  [[nodiscard]] std::vector<std::string> TakeConsoleCalls();
-
-  /// Those of "mnuControl delete start stop property mnuDelete mnuStart mnuStop" that are enabled, set apart
-  /// by blanks; buttons by their keys.
-  [[nodiscard]] std::string EnabledCommands() const;
 
   [[nodiscard]] QWidget& Window() const override { return *form; }
 

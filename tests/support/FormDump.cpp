@@ -65,6 +65,7 @@ void AddRows(State& state, const QTreeView& view, const std::string& name, const
   for (int row = 0; row < model.rowCount(parent); ++row) {
     const auto index = model.index(row, 0, parent);
     auto text = RowText(model, row, parent);
+    if (view.isExpanded(index)) text += " expanded";
     if (view.selectionModel()->isSelected(index)) text += " selected";
     const auto here = name + "/" + std::to_string(row + 1);
     state.emplace_back(here, text);
@@ -107,10 +108,11 @@ bool IsTabOfOther(const QWidget& widget) {
 }
 
 std::string Describe(const QWidget& widget) {
-  auto text = Content(widget);
+  std::string text;
   if (widget.isWindow() ? !widget.isEnabled() : !widget.isEnabledTo(widget.parentWidget())) text += " off";
   if (!widget.isWindow() && widget.isHidden() && !IsTabOfOther(widget)) text += " hidden";
-  return text;
+  const auto content = Content(widget);
+  return content.empty() && !text.empty() ? text.substr(1) : content + text;
 }
 
 std::string Describe(const QAction& action) {

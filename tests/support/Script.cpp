@@ -21,13 +21,13 @@
 
 #include "console/FrmStart.h"
 #include "console/shared/MainBas.h"
-#include "tests/support/ConsoleUser.h"
+#include "driver/ConsoleUser.h"
+#include "loopback/HttpServer.h"
+#include "loopback/TempFolder.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 #include "tests/support/Files.h"
 #include "tests/support/FormDump.h"
-#include "tests/support/HttpServer.h"
-#include "tests/support/TempFolder.h"
 #include "wizards/FrmAddMonitor.h"
 
 namespace norvane::tests {
@@ -36,9 +36,13 @@ namespace {
 using console::engine::EngineError;
 using console::engine::EngineErrorCode;
 using console::shared::BoxChoice;
+using driver::Part;
+using loopback::HttpServer;
 using Arguments = std::vector<std::string>;
 using Attributes = std::map<std::string, std::string, std::less<>>;
 
+/// In front of a step of which nothing is told.
+constexpr std::string_view Quietly = "> quietly ";
 constexpr std::size_t LineLength = 110;
 
 void ReplaceAll(std::string& text, const std::string& what, const std::string& by) {
@@ -79,7 +83,7 @@ struct World {
     form = std::make_unique<console::FrmStart>(*bas);
   }
 
-  TempFolder folder;
+  loopback::TempFolder folder;
   HttpServer server;
   FakeEngine engine;
   FakeDialogs dialogs;
@@ -89,7 +93,7 @@ struct World {
   std::map<std::string, int> countdown;  ///< to the call that fails
 };
 
-class Script : public QObject, private ConsoleUser {
+class Script : public QObject, private driver::ConsoleUser {
  public:
   explicit Script(const std::string& text);
   ~Script() override { qApp->removeEventFilter(this); }
@@ -115,9 +119,12 @@ class Script : public QObject, private ConsoleUser {
   void Emit(const std::string& line);
   void EmitCalls();
   void EmitChanges();
+  /// Tells of each page's end.
+  void WatchPages();
   void Remember(const QWidget& form, bool tell);
   [[nodiscard]] std::string PlaceOf(const QWidget& window) const;
   [[nodiscard]] std::vector<QWidget*> ShownForms() const;
+  [[nodiscard]] std::string Real(std::string text) const;
   [[nodiscard]] std::string Anonymous(std::string text) const;
 
   /// Plays on while a window stands in the way of the step that opened it.
@@ -152,6 +159,7 @@ class Script : public QObject, private ConsoleUser {
   void Press(const Arguments& a);
   void Menu(const Arguments& a);
   void Close(const Arguments& a);
+  void CloseMenu(const Arguments& a);
   void Push(const Arguments& a);
   void Arrow(const Arguments& a);
   void Type(const Arguments& a);
@@ -220,8 +228,11 @@ void Script::Step() {
   if (line.starts_with("==")) BeginWorld();
   if (!line.starts_with("> ")) return;
   m_modal = QApplication::activeModalWidget();
+  const bool quietly = line.starts_with(Quietly);
+  const auto before = m_text;
   try {
-    Act(line.substr(2));
+    Act(line.substr(quietly ? Quietly.size() : 2));
+    if (quietly) m_text = before;
   } catch (const std::exception& failure) {
     Emit(std::string("!! ") + failure.what());
   }
@@ -243,6 +254,13 @@ void Script::Act(const std::string& command) {
 
 // What comes of it.
 
+std::string Script::Real(std::string text) const {
+  ReplaceAll(text, "SERVER", m_world->server.Url(""));
+  ReplaceAll(text, "FOLDER", m_world->folder.Path());
+  return text;
+}
+
+/// Undoes what differs from run to run.
 std::string Script::Anonymous(std::string text) const {
   ReplaceAll(text, m_world->folder.Path(), "FOLDER");
   ReplaceAll(text, m_world->server.Url(""), "SERVER");
@@ -271,8 +289,7 @@ void Script::EmitCalls() {
 
 std::vector<QWidget*> Script::ShownForms() const {
   std::vector<QWidget*> forms;
-  if (!m_world->form) return forms;
-  if (m_world->form->isVisible()) forms.push_back(m_world->form.get());
+  forms.push_back(m_world->form.get());
   for (const auto& page : m_world->bas->PageForms)
     if (page && page->isVisible()) forms.push_back(page);
   for (auto* window : QApplication::topLevelWidgets())
@@ -287,7 +304,7 @@ void Script::Remember(const QWidget& form, bool tell) {
   for (const auto& [name, text] : StateOf(form)) {
     const auto part = name.empty() ? head : head + "." + name;
     auto& seen = m_seen[part];
-    if (tell && seen != text) Emit(part + ": " + text);
+    if (tell && seen != text) Emit(part + ": " + (text.empty() ? "on" : text));
     seen = text;
     parts.insert(part);
   }
@@ -298,9 +315,21 @@ void Script::Remember(const QWidget& form, bool tell) {
   });
 }
 
+void Script::WatchPages() {
+  if (!m_world->bas) return;
+  for (const auto& page : m_world->bas->PageForms)
+    if (page && m_pages.insert(page).second)
+      connect(page, &QObject::destroyed, this, [this, page = page.data(), name = page->objectName()] {
+        m_pages.erase(page);
+        Emit("unloads " + name.toStdString());
+      });
+}
+
 void Script::EmitChanges() {
+  if (!m_world->form) return;
+  WatchPages();
   for (const auto* form : ShownForms()) {
-    if (form->isWindow() && m_placed.insert(form).second)
+    if (form->isWindow() && form->isVisible() && !form->isMinimized() && m_placed.insert(form).second)
       Emit(form->objectName().toStdString() + " is " + PlaceOf(*form));
     Remember(*form, true);
   }
@@ -312,7 +341,7 @@ std::string Script::PlaceOf(const QWidget& window) const {
     return (window.frameGeometry().center() - area.center()).manhattanLength() <= Rounding;
   };
   if (isIn(window.screen()->geometry())) return "in the middle of the screen";
-  return isIn(Window().frameGeometry()) ? "in the middle of FrmStart" : "somewhere";
+  return &window != &Window() && isIn(Window().frameGeometry()) ? "in the middle of FrmStart" : "elsewhere";
 }
 
 bool Script::eventFilter(QObject* watched, QEvent* event) {
@@ -323,23 +352,17 @@ bool Script::eventFilter(QObject* watched, QEvent* event) {
   auto* widget = qobject_cast<QWidget*>(watched);
   if (widget == nullptr || widget->objectName().isEmpty() || event->spontaneous()) return false;
   const bool shows = event->type() == QEvent::Show;
-  if (qobject_cast<console::shared::Page*>(widget) != nullptr) {
-    Emit((shows ? "shows " : "hides ") + widget->objectName().toStdString());
-    if (m_pages.insert(widget).second)
-      connect(widget, &QObject::destroyed, this, [this, widget, name = widget->objectName().toStdString()] {
-        m_pages.erase(widget);
-        Emit("unloads " + name);
-      });
-  } else if (widget->isWindow() && widget->windowType() != Qt::ToolTip) {
-    Emit((shows ? "opens " : "closes ") + widget->objectName().toStdString() +
-         (shows && widget->isModal() ? " modally" : ""));
-  } else {
+  const auto name = widget->objectName().toStdString();
+  if (qobject_cast<console::shared::Page*>(widget) != nullptr)
+    Emit((shows ? "shows " : "hides ") + name);
+  else if (widget->isWindow() && widget->windowType() != Qt::ToolTip)
+    Emit((shows ? "opens " : "closes ") + name + (shows && widget->isModal() ? " modally" : ""));
+  else
     return false;
-  }
-  if (shows && m_seen.count(widget->objectName().toStdString()) == 0) Remember(*widget, false);
-  if (shows && m_dumpWhenShown == widget->objectName().toStdString()) m_text += Anonymous(DumpOf(*widget));
+  if (shows && m_seen.count(name) == 0) Remember(*widget, false);
+  if (shows && m_dumpWhenShown == name) m_text += Anonymous(DumpOf(*widget));
   if (!shows) m_placed.erase(widget);
-  if (!shows && widget->isWindow()) m_seen.erase(widget->objectName().toStdString());
+  if (!shows && widget->isWindow() && widget != m_world->form.get()) m_seen.erase(name);
   return false;
 }
 
@@ -384,10 +407,11 @@ void Script::Started(const Arguments& /*a*/) {
   m_world->Make([this] { Emit("the process ends"); });
   m_awaits = true;
   const auto before = m_text;
-  LoadForm(*m_world->form);
+  driver::LoadForm(*m_world->form);
   m_text = before;
   m_awaits = false;
   (void)m_world->engine.TakeCalls();
+  WatchPages();
   m_world->form->move(m_world->form->pos() / 2);  // now its middle is not that of the screen
   m_placed.insert(m_world->form.get());
   Remember(*m_world->form, false);
@@ -404,7 +428,7 @@ void Script::DropMonitor(const Arguments& a) {
 
 void Script::File(const Arguments& a) {
   if (a.size() > 1)
-    WriteFile(m_world->folder / a[0], a[1]);
+    WriteFile(m_world->folder / a[0], Real(a[1]));
   else
     std::filesystem::remove(m_world->folder / a[0]);
 }
@@ -535,6 +559,10 @@ void Script::Close(const Arguments& /*a*/) {
   ShownForms().back()->close();
 }
 
+void Script::CloseMenu(const Arguments& /*a*/) {
+  QApplication::activePopupWidget()->close();
+}
+
 void Script::Push(const Arguments& a) {
   auto& control = Find(a[0]);
   ShowTabOf(control);
@@ -550,10 +578,7 @@ void Script::Arrow(const Arguments& a) {
 }
 
 void Script::Type(const Arguments& a) {
-  auto text = a.size() > 1 ? a[1] : "";
-  ReplaceAll(text, "SERVER", m_world->server.Url(""));
-  ReplaceAll(text, "FOLDER", m_world->folder.Path());
-  Find<QLineEdit>(a[0]).setText(QString::fromStdString(text));
+  Find<QLineEdit>(a[0]).setText(QString::fromStdString(a.size() > 1 ? Real(a[1]) : ""));
 }
 
 void Script::Pick(const Arguments& a) {
@@ -647,14 +672,17 @@ void Script::Stored(const Arguments& a) {
 
 /// What the shared objects stand for.
 void Script::Shared(const Arguments& /*a*/) {
-  const auto nameOf = [](const auto& item) { return item ? item->Name() : "none"; };
+  const auto nameOf = [](const auto& itemOf) -> std::string {
+    try {
+      const auto item = itemOf();
+      return item ? item->Name() : "none";
+    } catch (const EngineError&) {
+      return "none any more";
+    }
+  };
   auto& bas = *m_world->bas;
-  auto line = "CurrentMonitor: " + nameOf(bas.CurrentMonitor) + ", CurrentRef: ";
-  try {
-    line += nameOf(bas.CurrentRef->GetMonitor());
-  } catch (const EngineError&) {
-    line += "none";
-  }
+  const auto line = "CurrentMonitor: " + nameOf([&bas] { return bas.CurrentMonitor; }) +
+                    ", CurrentRef: " + nameOf([&bas] { return bas.CurrentRef->GetMonitor(); });
   (void)m_world->engine.TakeCalls();
   Emit(line);
 }
@@ -691,6 +719,7 @@ const std::vector<Script::Verb>& Script::Verbs() {
       {"odd click", &Script::OddClick},
       {"press", &Script::Press},
       {"menu", &Script::Menu},
+      {"close menu", &Script::CloseMenu},
       {"close", &Script::Close},
       {"push", &Script::Push},
       {"arrow", &Script::Arrow},
