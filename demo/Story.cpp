@@ -10,11 +10,11 @@
 #include <cstdio>
 
 #include "console/StatusModel.h"
+#include "console/shared/FrmURLShow.h"
 #include "demo/DemoFolder.h"
 #include "demo/DemoMonitors.h"
 #include "demo/DemoServers.h"
 #include "link/EngineClient.h"
-#include "pages/FrmURLShow.h"
 #include "support/frmAbout.h"
 #include "wizards/FrmAddMonitor.h"
 #include "wizards/FrmWizPop.h"
@@ -132,9 +132,9 @@ void Story::AddMonitors() {
 void Story::CheckUrl(QWidget& wizard) {
   auto& check = Part<QPushButton>(wizard, "Command1");
   Click(check);
-  pages::FrmURLShow* viewer = nullptr;
+  console::shared::FrmURLShow* viewer = nullptr;
   Await("the page's text", [&] {
-    viewer = wizard.findChild<pages::FrmURLShow*>();
+    viewer = wizard.findChild<console::shared::FrmURLShow*>();
     return viewer != nullptr && viewer->isVisible();
   });
   m_pictures.Take(*viewer, "url-check");

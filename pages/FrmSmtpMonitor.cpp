@@ -22,7 +22,7 @@ FrmSmtpMonitor::FrmSmtpMonitor(console::shared::MainBas& bas, QWidget* parent)
       m_general(std::make_unique<Ui::FrmSmtpMonitor>()) {
   m_general->setupUi(m_ui->General);
   Form_Load(TabOrder);
-  console::shared::Wire(bas, m_general->txtMonitorPoint, &support::LeaveEdit::LostFocus, this,
+  console::shared::Wire(bas, m_general->txtMonitorPoint, &console::shared::LeaveEdit::LostFocus, this,
                         &FrmSmtpMonitor::txtMonitorPoint_LostFocus);
 }
 

@@ -42,13 +42,15 @@ constexpr char BrowseFilter[] = "Execute file(*.exe;*.com;*.bat)|*.com;*.exe;*.b
 /// The pointer is an hourglass for as long as this stands.
 class Hourglass {
  public:
-  explicit Hourglass(console::shared::Dialogs& doors) : m_doors(doors) { m_doors.ShowHourglass(true); }
-  ~Hourglass() { m_doors.ShowHourglass(false); }
+  explicit Hourglass(console::shared::Dialogs& dialogs) : m_dialogs(dialogs) {
+    m_dialogs.ShowHourglass(true);
+  }
+  ~Hourglass() { m_dialogs.ShowHourglass(false); }
   Hourglass(const Hourglass&) = delete;
   Hourglass& operator=(const Hourglass&) = delete;
 
  private:
-  console::shared::Dialogs& m_doors;
+  console::shared::Dialogs& m_dialogs;
 };
 
 Box ErrorBox(std::string text, BoxIcon icon = BoxIcon::Critical) {
@@ -116,7 +118,7 @@ void MonitorPage::WireControls() {
   Wire(m_bas, m_ui->chkByPager, &QCheckBox::toggled, this, &MonitorPage::chkByPager_Click);
   Wire(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &MonitorPage::chkInetCall_Click);
   Wire(m_bas, m_ui->cmbPagerType, &QComboBox::currentIndexChanged, this, &MonitorPage::cmbPagerType_Change);
-  Wire(m_bas, m_ui->cmbPagerType, &support::DropDownList::DropDown, this,
+  Wire(m_bas, m_ui->cmbPagerType, &console::shared::DropDownList::DropDown, this,
        &MonitorPage::cmbPagerType_DropDown);
   Wire(m_bas, m_ui->cmdTestEmail, &QPushButton::clicked, this, &MonitorPage::cmdTestEmail_Click);
   Wire(m_bas, m_ui->cmdTestPager, &QPushButton::clicked, this, &MonitorPage::cmdTestPager_Click);

@@ -8,10 +8,10 @@
 #include <string_view>
 
 #include "console/engine/Engine.h"
+#include "console/shared/FieldControls.h"
 #include "console/shared/Page.h"
 #include "settings/ByType.h"
 #include "settings/Fields.h"
-#include "support/FieldControls.h"
 
 namespace norvane::console::shared {
 class MainBas;
@@ -94,7 +94,7 @@ class MonitorPage : public console::shared::Page, public settings::PageFields {
   void SendTestMessage();
 
   const settings::Type m_type;
-  std::optional<support::FieldControls> m_fields;  ///< from Form_Load on
+  std::optional<console::shared::FieldControls> m_fields;  ///< from Form_Load on
   std::string m_chosenFile;  ///< the last one that the file dialog gave; it keeps it when it is cancelled
 };
 

@@ -1,7 +1,7 @@
 #include "pages/frmWebMonitor.h"
 
+#include "console/shared/UrlCheck.h"
 #include "console/shared/Wire.h"
-#include "pages/UrlCheck.h"
 #include "ui_DefaultCommand.h"
 #include "ui_MonitorPage.h"
 #include "ui_frmWebMonitor.h"
@@ -26,11 +26,11 @@ frmWebMonitor::frmWebMonitor(console::shared::MainBas& bas, QWidget* parent)
   m_general->setupUi(m_ui->General);
   PlaceDefaultCommand();
   Form_Load(TabOrder);
-  m_check = std::make_unique<UrlCheck>(
+  m_check = std::make_unique<console::shared::UrlCheck>(
       bas,
-      UrlCheckControls{*this, *m_general->txtMonitorPoint, *m_general->Command1, *m_general->lbl,
-                       *m_general->optFlag_0, *m_general->txtBySize},
-      UrlCheck::Flag::AsSelected);
+      console::shared::UrlCheckControls{*this, *m_general->txtMonitorPoint, *m_general->Command1,
+                                        *m_general->lbl, *m_general->optFlag_0, *m_general->txtBySize},
+      console::shared::UrlCheck::Flag::AsSelected);
   using console::shared::Wire;
   Wire(bas, m_general->Command1, &QPushButton::clicked, this, &frmWebMonitor::Command1_Click);
   Wire(bas, m_default->chkDefaultCmd, &QCheckBox::toggled, this, &frmWebMonitor::chkDefaultCmd_Click);

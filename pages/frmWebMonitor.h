@@ -4,9 +4,12 @@
 
 #include "pages/MonitorPage.h"
 
+namespace norvane::console::shared {
+class UrlCheck;
+}
+
 namespace norvane::pages {
 
-class UrlCheck;
 namespace Ui {
 class DefaultCommand;
 class frmWebMonitor;
@@ -31,7 +34,7 @@ class frmWebMonitor : public MonitorPage {
 
   const std::unique_ptr<Ui::frmWebMonitor> m_general;
   const std::unique_ptr<Ui::DefaultCommand> m_default;
-  std::unique_ptr<UrlCheck> m_check;
+  std::unique_ptr<console::shared::UrlCheck> m_check;
 };
 
 }  // namespace norvane::pages

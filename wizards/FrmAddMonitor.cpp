@@ -1,12 +1,12 @@
 #include "wizards/FrmAddMonitor.h"
 
 #include "console/engine/MonitorKeys.h"
+#include "console/shared/FieldControls.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/MonitorNames.h"
 #include "console/shared/MonitorTree.h"
 #include "console/shared/Wire.h"
 #include "settings/NewMonitor.h"
-#include "support/FieldControls.h"
 #include "ui_FrmAddMonitor.h"
 #include "wizards/FrmWizWeb.h"
 
@@ -53,7 +53,7 @@ void FrmAddMonitor::cmbMonitorType_Click() {
 
 void FrmAddMonitor::cmdOK_Click() {
   const auto typeName = m_ui->cmbMonitorType->currentText().toStdString();
-  support::FieldControls fields(*this);
+  console::shared::FieldControls fields(*this);
   const auto failure = settings::CheckName(
       typeName, fields, [this](const std::string& fullName) { return m_bas.MonitorExists(fullName); });
   if (failure) {

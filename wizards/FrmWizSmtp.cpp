@@ -12,7 +12,7 @@ FrmWizSmtp::FrmWizSmtp(console::shared::MainBas& bas, QWidget* owner)
   setObjectName(QStringLiteral("FrmWizSmtp"));
   m_own->setupUi(m_ui->Own);
   Form_Load();
-  console::shared::Wire(m_bas, m_own->txtMonitorPoint, &support::LeaveEdit::LostFocus, this,
+  console::shared::Wire(m_bas, m_own->txtMonitorPoint, &console::shared::LeaveEdit::LostFocus, this,
                         &FrmWizSmtp::txtMonitorPoint_LostFocus);
 }
 

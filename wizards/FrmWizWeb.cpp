@@ -1,7 +1,7 @@
 #include "wizards/FrmWizWeb.h"
 
+#include "console/shared/UrlCheck.h"
 #include "console/shared/Wire.h"
-#include "pages/UrlCheck.h"
 #include "ui_FrmWizWeb.h"
 #include "ui_Wizard.h"
 
@@ -12,11 +12,11 @@ FrmWizWeb::FrmWizWeb(console::shared::MainBas& bas, QWidget* owner)
   setObjectName(QStringLiteral("FrmWizWeb"));
   m_own->setupUi(m_ui->Own);
   Form_Load();
-  m_check = std::make_unique<pages::UrlCheck>(
+  m_check = std::make_unique<console::shared::UrlCheck>(
       bas,
-      pages::UrlCheckControls{*this, *m_own->txtMonitorPoint, *m_own->Command1, *m_own->lbl,
-                              *m_own->optFlag_0, *m_own->txtBySize},
-      pages::UrlCheck::Flag::SelectBySize);
+      console::shared::UrlCheckControls{*this, *m_own->txtMonitorPoint, *m_own->Command1, *m_own->lbl,
+                                        *m_own->optFlag_0, *m_own->txtBySize},
+      console::shared::UrlCheck::Flag::SelectBySize);
   console::shared::Wire(m_bas, m_own->Command1, &QPushButton::clicked, this, &FrmWizWeb::Command1_Click);
 }
 

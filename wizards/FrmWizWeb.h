@@ -4,7 +4,7 @@
 
 #include "wizards/Wizard.h"
 
-namespace norvane::pages {
+namespace norvane::console::shared {
 class UrlCheck;
 }
 
@@ -26,7 +26,7 @@ class FrmWizWeb : public Wizard {
 
  private:
   const std::unique_ptr<Ui::FrmWizWeb> m_own;
-  std::unique_ptr<pages::UrlCheck> m_check;
+  std::unique_ptr<console::shared::UrlCheck> m_check;
 };
 
 }  // namespace norvane::wizards

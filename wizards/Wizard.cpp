@@ -48,7 +48,7 @@ Wizard::~Wizard() = default;
 void Wizard::Form_Load() {
   ShowTexts();
   OrderTabs();
-  m_fields = std::make_unique<support::FieldControls>(*this);
+  m_fields = std::make_unique<console::shared::FieldControls>(*this);
   chkInetCall_Click();
   support::FillPagerTypes(m_bas, *m_ui->cmbPagerType);
   WireControls();
@@ -58,9 +58,9 @@ void Wizard::Form_Load() {
 void Wizard::ShowTexts() {
   for (const auto& row : ToolTips)
     findChild<QWidget*>(QLatin1String(row.control))->setToolTip(QLatin1String(row.text.For(m_type)));
-  setWindowTitle(support::ToQt(Captions.For(m_type)));
-  m_ui->txtMonitorName->setText(support::ToQt(SampleNames.For(m_type)));
-  m_ui->Frame2->setTitle(support::ToQt(Frame2Captions.For(m_type)));
+  setWindowTitle(console::shared::ToQt(Captions.For(m_type)));
+  m_ui->txtMonitorName->setText(console::shared::ToQt(SampleNames.For(m_type)));
+  m_ui->Frame2->setTitle(console::shared::ToQt(Frame2Captions.For(m_type)));
   if (m_type == settings::Type::Smtp) delete std::exchange(m_ui->Label5_1, nullptr);
 }
 
@@ -76,7 +76,8 @@ void Wizard::OrderTabs() {
 void Wizard::WireControls() {
   using console::shared::Wire;
   Wire(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &Wizard::chkInetCall_Click);
-  Wire(m_bas, m_ui->cmbPagerType, &support::DropDownList::DropDown, this, &Wizard::cmbPagerType_DropDown);
+  Wire(m_bas, m_ui->cmbPagerType, &console::shared::DropDownList::DropDown, this,
+       &Wizard::cmbPagerType_DropDown);
   Wire(m_bas, m_ui->cmbPagerType, &QComboBox::currentIndexChanged, this, &Wizard::cmbPagerType_Change);
   Wire(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &Wizard::cmdOK_Click);
   Wire(m_bas, m_ui->cmdCancel, &QPushButton::clicked, this, &Wizard::cmdCancel_Click);

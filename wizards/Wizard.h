@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "console/shared/FieldControls.h"
 #include "settings/ByType.h"
-#include "support/FieldControls.h"
 
 namespace norvane::console::shared {
 class MainBas;
@@ -42,7 +42,7 @@ class Wizard : public QDialog {
   /// A button that is reached by its access key gets the focus first, so that the field before it knows.
   bool eventFilter(QObject* watched, QEvent* event) override;
 
-  [[nodiscard]] support::FieldControls& Fields() { return *m_fields; }
+  [[nodiscard]] console::shared::FieldControls& Fields() { return *m_fields; }
 
   console::shared::MainBas& m_bas;
   const std::unique_ptr<Ui::Wizard> m_ui;
@@ -59,7 +59,7 @@ class Wizard : public QDialog {
   void TellFailures(const std::string& fullName, const std::vector<std::string>& failures);
 
   const settings::Type m_type;
-  std::unique_ptr<support::FieldControls> m_fields;
+  std::unique_ptr<console::shared::FieldControls> m_fields;
 };
 
 }  // namespace norvane::wizards

@@ -14,7 +14,7 @@
 #include <map>
 #include <set>
 
-#include "pages/FrmURLShow.h"
+#include "console/shared/FrmURLShow.h"
 #include "platform/Registry.h"
 #include "support/FrmSplash.h"
 #include "support/frmAbout.h"
@@ -155,7 +155,8 @@ TEST_F(AccessibilityTest, EveryDialog) {
        [this] { return std::make_unique<support::frmAbout>(bas, form.get(), platform::SystemRegistry()); }},
       {"viewer",
        [this] {
-         return std::make_unique<pages::FrmURLShow>(form.get(), QStringLiteral("http://a/"), QString());
+         return std::make_unique<console::shared::FrmURLShow>(form.get(), QStringLiteral("http://a/"),
+                                                              QString());
        }},
       {"add", [this] { return std::make_unique<wizards::FrmAddMonitor>(bas, form.get()); }},
       {"web", [this] { return std::make_unique<wizards::FrmWizWeb>(bas, form.get()); }},

@@ -9,11 +9,11 @@
 #include <optional>
 #include <stdexcept>
 
+#include "console/shared/DropDownList.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/Wire.h"
 #include "loopback/PagerGateway.h"
 #include "loopback/TempFolder.h"
-#include "support/DropDownList.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 #include "tests/support/Files.h"
@@ -64,13 +64,13 @@ class PagerTypesTest : public ::testing::Test {
   FakeEngine engine;
   FakeDialogs dialogs;
   std::optional<console::shared::MainBas> bas;
-  support::DropDownList list;
+  console::shared::DropDownList list;
 };
 
 const Names FromGateway = {"Numeric pager", "Text pager", "Call by modem"};
 
 TEST_F(PagerTypesTest, AListAsksTheGatewayWhenTheUserFirstOpensIt) {
-  const std::pair<const char*, void (*)(support::DropDownList&)> ways[] = {
+  const std::pair<const char*, void (*)(console::shared::DropDownList&)> ways[] = {
       {"mouse", [](auto& box) { QTest::mousePress(&box, Qt::LeftButton); }},
       {"Alt+Down", [](auto& box) { QTest::keyClick(&box, Qt::Key_Down, Qt::AltModifier); }},
       {"F4", [](auto& box) { QTest::keyClick(&box, Qt::Key_F4); }},
@@ -81,7 +81,8 @@ TEST_F(PagerTypesTest, AListAsksTheGatewayWhenTheUserFirstOpensIt) {
     bas->PagerTypes.clear();
     list.clear();
     list.show();
-    const auto wired = QObject::connect(&list, &support::DropDownList::DropDown, &list, [this] { Open(); });
+    const auto wired =
+        QObject::connect(&list, &console::shared::DropDownList::DropDown, &list, [this] { Open(); });
     open(list);
     EXPECT_TRUE(list.view()->isVisible());
     list.hidePopup();
@@ -144,7 +145,7 @@ TEST_F(PagerTypesTest, WhileTheGatewayIsSilentTheUserWaits) {
   list.show();
   bool hourglass = false;
   bool opened = false;
-  QObject::connect(&list, &support::DropDownList::DropDown, [&opened] { opened = true; });
+  QObject::connect(&list, &console::shared::DropDownList::DropDown, [&opened] { opened = true; });
   QTimer::singleShot(50, &list, [&] {
     hourglass = dialogs.hourglass;
     QTest::mouseClick(&list, Qt::LeftButton);

@@ -1,4 +1,4 @@
-#include "pages/UrlCheck.h"
+#include "console/shared/UrlCheck.h"
 
 #include <gtest/gtest.h>
 
@@ -13,10 +13,10 @@
 #include <optional>
 #include <set>
 
+#include "console/shared/FrmURLShow.h"
 #include "console/shared/MainBas.h"
 #include "loopback/HttpServer.h"
 #include "loopback/TempFolder.h"
-#include "pages/FrmURLShow.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 #include "tests/support/Files.h"
@@ -29,7 +29,7 @@ using namespace loopback;
 using namespace std::chrono_literals;
 using console::shared::Box;
 using console::shared::BoxIcon;
-using pages::UrlCheck;
+using console::shared::UrlCheck;
 
 Box ErrorBox(const char* text) {
   return {.title = "Error", .text = text, .icon = BoxIcon::Information};
@@ -75,14 +75,15 @@ class UrlCheckTest : public ::testing::Test {
     QTest::mouseClick(&form->Command1, Qt::LeftButton);
   }
   /// Waits until the viewer opens.
-  [[nodiscard]] pages::FrmURLShow* Viewer() {
-    pages::FrmURLShow* viewer = nullptr;
-    EXPECT_TRUE(QTest::qWaitFor([&] { return (viewer = form->findChild<pages::FrmURLShow*>()) != nullptr; }));
+  [[nodiscard]] console::shared::FrmURLShow* Viewer() {
+    console::shared::FrmURLShow* viewer = nullptr;
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return (viewer = form->findChild<console::shared::FrmURLShow*>()) != nullptr; }));
     return viewer;
   }
-  void Close(pages::FrmURLShow* viewer) {
+  void Close(console::shared::FrmURLShow* viewer) {
     QTest::mouseClick(viewer->findChild<QPushButton*>(QStringLiteral("cmdClose")), Qt::LeftButton);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return form->findChild<pages::FrmURLShow*>() == nullptr; }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return form->findChild<console::shared::FrmURLShow*>() == nullptr; }));
   }
   [[nodiscard]] bool WaitForState(const std::string& state) {
     return QTest::qWaitFor([&] { return form->State() == state; });

@@ -3,7 +3,7 @@
 #include <QDialog>
 #include <memory>
 
-namespace norvane::pages {
+namespace norvane::console::shared {
 
 namespace Ui {
 class FrmURLShow;
@@ -23,4 +23,4 @@ class FrmURLShow : public QDialog {
   std::unique_ptr<Ui::FrmURLShow> m_ui;
 };
 
-}  // namespace norvane::pages
+}  // namespace norvane::console::shared

@@ -1,18 +1,18 @@
-#include "pages/UrlCheck.h"
+#include "console/shared/UrlCheck.h"
 
 #include <QAbstractButton>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRadioButton>
 
+#include "console/shared/FrmURLShow.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/UserInput.h"
 #include "console/shared/Wire.h"
-#include "pages/FrmURLShow.h"
 #include "platform/Blanks.h"
 #include "platform/PageText.h"
 
-namespace norvane::pages {
+namespace norvane::console::shared {
 
 namespace {
 constexpr int LookMilliseconds = 50;
@@ -22,11 +22,10 @@ constexpr QLatin1String CancelCaption("Cancel Check");
 constexpr QLatin1String WaitingText("Waiting for response...");
 }  // namespace
 
-UrlCheck::UrlCheck(console::shared::MainBas& bas, const UrlCheckControls& controls, Flag flag,
-                   std::chrono::milliseconds limit)
+UrlCheck::UrlCheck(MainBas& bas, const UrlCheckControls& controls, Flag flag, std::chrono::milliseconds limit)
     : m_bas(bas), m_controls(controls), m_flag(flag), m_limit(limit) {
   m_look.setInterval(LookMilliseconds);
-  console::shared::Wire(m_bas, &m_look, &QTimer::timeout, this, &UrlCheck::Look);
+  Wire(m_bas, &m_look, &QTimer::timeout, this, &UrlCheck::Look);
 }
 
 UrlCheck::~UrlCheck() {
@@ -48,7 +47,7 @@ void UrlCheck::Begin() {
   m_controls.lbl.show();
   m_inet1.Fetch(m_controls.txtMonitorPoint.text().toStdString(), m_limit);
   m_bas.Doors.ShowHourglass(true);
-  m_shut = std::make_unique<console::shared::InputShut>(&m_controls.Command1);
+  m_shut = std::make_unique<InputShut>(&m_controls.Command1);
   m_looks = 0;
   m_look.start();
 }
@@ -107,7 +106,7 @@ void UrlCheck::ShowPage(const platform::HttpReply& reply) {
 }
 
 void UrlCheck::Tell(const std::string& text) {
-  m_bas.Doors.Show({.title = "Error", .text = text, .icon = console::shared::BoxIcon::Information});
+  m_bas.Doors.Show({.title = "Error", .text = text, .icon = BoxIcon::Information});
 }
 
-}  // namespace norvane::pages
+}  // namespace norvane::console::shared

@@ -1,8 +1,8 @@
-#include "support/DropDownList.h"
+#include "console/shared/DropDownList.h"
 
 #include <QWheelEvent>
 
-namespace norvane::support {
+namespace norvane::console::shared {
 
 void DropDownList::showPopup() {
   emit DropDown();
@@ -16,4 +16,4 @@ void DropDownList::wheelEvent(QWheelEvent* event) {
     event->ignore();
 }
 
-}  // namespace norvane::support
+}  // namespace norvane::console::shared

@@ -15,11 +15,9 @@ class QRadioButton;
 class QWidget;
 
 namespace norvane::console::shared {
+
 class InputShut;
 class MainBas;
-}  // namespace norvane::console::shared
-
-namespace norvane::pages {
 
 /// The controls that the check of a URL works on.
 struct UrlCheckControls {
@@ -45,7 +43,7 @@ class UrlCheck : public QObject {
   enum class Flag { AsSelected, SelectBySize };
 
   /// All of `controls` must outlive this. `limit` is the time from the request to the end of the reply.
-  UrlCheck(console::shared::MainBas& bas, const UrlCheckControls& controls, Flag flag,
+  UrlCheck(MainBas& bas, const UrlCheckControls& controls, Flag flag,
            std::chrono::milliseconds limit = TimeLimit);
   ~UrlCheck() override;
 
@@ -62,14 +60,14 @@ class UrlCheck : public QObject {
   void ShowPage(const platform::HttpReply& reply);
   void Tell(const std::string& text);
 
-  console::shared::MainBas& m_bas;
+  MainBas& m_bas;
   const UrlCheckControls m_controls;
   const Flag m_flag;
   const std::chrono::milliseconds m_limit;
   platform::HttpClient m_inet1;
   QTimer m_look;
   int m_looks = 0;  ///< since the check began
-  std::unique_ptr<console::shared::InputShut> m_shut;
+  std::unique_ptr<InputShut> m_shut;
 };
 
-}  // namespace norvane::pages
+}  // namespace norvane::console::shared

@@ -1,8 +1,8 @@
-#include "support/LeaveEdit.h"
+#include "console/shared/LeaveEdit.h"
 
 #include <QFocusEvent>
 
-namespace norvane::support {
+namespace norvane::console::shared {
 
 void LeaveEdit::focusOutEvent(QFocusEvent* event) {
   QLineEdit::focusOutEvent(event);
@@ -12,4 +12,4 @@ void LeaveEdit::focusOutEvent(QFocusEvent* event) {
     emit LostFocus();
 }
 
-}  // namespace norvane::support
+}  // namespace norvane::console::shared

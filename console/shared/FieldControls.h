@@ -13,7 +13,7 @@ class QLineEdit;
 class QRadioButton;
 class QWidget;
 
-namespace norvane::support {
+namespace norvane::console::shared {
 
 /// The controls of a form as fields, found by their names. Asking for one that the form does not have throws
 /// std::logic_error.
@@ -42,4 +42,4 @@ class FieldControls : public settings::Fields {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-}  // namespace norvane::support
+}  // namespace norvane::console::shared

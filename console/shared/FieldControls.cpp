@@ -1,4 +1,4 @@
-#include "support/FieldControls.h"
+#include "console/shared/FieldControls.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -8,7 +8,7 @@
 #include <climits>
 #include <utility>
 
-namespace norvane::support {
+namespace norvane::console::shared {
 
 namespace {
 using settings::CheckField;
@@ -114,4 +114,4 @@ int FieldControls::EntryCount(ChoiceField field) const {
   return field == ChoiceField::cmbPagerType ? m_cmbPagerType->count() : static_cast<int>(m_optFlag.size());
 }
 
-}  // namespace norvane::support
+}  // namespace norvane::console::shared

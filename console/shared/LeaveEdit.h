@@ -2,7 +2,7 @@
 
 #include <QLineEdit>
 
-namespace norvane::support {
+namespace norvane::console::shared {
 
 /// A text box that tells when the user moves on to another control. A window or menu that comes up takes the
 /// focus away only for a while, and does not count.
@@ -19,4 +19,4 @@ class LeaveEdit : public QLineEdit {
   void focusOutEvent(QFocusEvent* event) override;
 };
 
-}  // namespace norvane::support
+}  // namespace norvane::console::shared

@@ -1,17 +1,17 @@
-#include "pages/FrmURLShow.h"
+#include "console/shared/FrmURLShow.h"
 
 #include <QFontDatabase>
 
 #include "console/shared/WindowTitle.h"
 #include "ui_FrmURLShow.h"
 
-namespace norvane::pages {
+namespace norvane::console::shared {
 
 FrmURLShow::FrmURLShow(QWidget* parent, const QString& url, const QString& text)
     : QDialog(parent), m_ui(std::make_unique<Ui::FrmURLShow>()) {
   m_ui->setupUi(this);
   setAttribute(Qt::WA_DeleteOnClose);
-  setWindowTitle(console::shared::WindowTitle(QStringLiteral("URL=") + url));
+  setWindowTitle(WindowTitle(QStringLiteral("URL=") + url));
   m_ui->txtData->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
   m_ui->txtData->setPlainText(text);
   connect(m_ui->cmdClose, &QPushButton::clicked, this, &FrmURLShow::cmdClose_Click);
@@ -23,4 +23,4 @@ void FrmURLShow::cmdClose_Click() {
   close();
 }
 
-}  // namespace norvane::pages
+}  // namespace norvane::console::shared

@@ -2,7 +2,7 @@
 
 #include <QComboBox>
 
-namespace norvane::support {
+namespace norvane::console::shared {
 
 /// A list that drops down and tells so before it does. Without the focus it leaves the wheel to the form.
 class DropDownList : public QComboBox {
@@ -21,4 +21,4 @@ class DropDownList : public QComboBox {
   void wheelEvent(QWheelEvent* event) override;
 };
 
-}  // namespace norvane::support
+}  // namespace norvane::console::shared
