@@ -112,7 +112,7 @@ void FrmStart::WireControls() {
 // Start and end.
 
 void FrmStart::Form_Load() {
-  m_bas.Doors.SetPendingCallText("Your request is processing, please wait ... ...", "Wait Please");
+  m_bas.Dialogs.SetPendingCallText("Your request is processing, please wait ... ...", "Wait Please");
   LaidOut = false;
   m_bas.MachineName = platform::ComputerName();
   LoadDataFile();
@@ -172,10 +172,10 @@ void FrmStart::FillTree() {
 }
 
 void FrmStart::Form_QueryUnload(bool& cancel) {
-  cancel = m_bas.Doors.Show({.title = "Information",
-                             .text = "Are you sure you want to quit Norvane?",
-                             .icon = BoxIcon::Exclamation,
-                             .buttons = BoxButtons::YesNo}) != BoxChoice::Yes;
+  cancel = m_bas.Dialogs.Show({.title = "Information",
+                               .text = "Are you sure you want to quit Norvane?",
+                               .icon = BoxIcon::Exclamation,
+                               .buttons = BoxButtons::YesNo}) != BoxChoice::Yes;
   if (cancel) return;
   try {
     if (m_bas.Store) m_bas.Store->Save(m_bas.DataFile());
@@ -330,9 +330,9 @@ void FrmStart::Timer1_Timer() {
   if (selected == nullptr || selected != m_tree.Root()) return;
   const QScopedValueRollback polling(InPoll, true);
   if (!PollRows(m_bas, m_list)) {
-    m_bas.Doors.Show({.title = "Restart",
-                      .text = "You have restarted the service, so this program must be restarted too",
-                      .icon = BoxIcon::Exclamation});
+    m_bas.Dialogs.Show({.title = "Restart",
+                        .text = "You have restarted the service, so this program must be restarted too",
+                        .icon = BoxIcon::Exclamation});
     m_bas.EndProcess();
     return;
   }
@@ -359,10 +359,11 @@ bool FrmStart::Resolve(const Node& node) {
     m_bas.Monitors->Resolve(*m_bas.CurrentRef);
     return true;
   } catch (const engine::EngineError&) {
-    m_bas.Doors.Show({.title = "Restart",
-                      .text = "Can not access this monitor, maybe you have restarted your service, thus you "
-                              "must restart this program",
-                      .icon = BoxIcon::Information});
+    m_bas.Dialogs.Show({.title = "Restart",
+                        .text =
+                            "Can not access this monitor, maybe you have restarted your service, thus you "
+                            "must restart this program",
+                        .icon = BoxIcon::Information});
     return false;
   }
 }
@@ -395,10 +396,10 @@ void FrmStart::mnuStop_Click() {
 
 void FrmStart::mnuDelete_Click() {
   const Node& node = *SelectedNode();
-  if (m_bas.Doors.Show({.title = shared::ApplicationTitle,
-                        .text = "Are you sure you want to delete  [" + node.text + "]  monitor service",
-                        .icon = BoxIcon::Question,
-                        .buttons = BoxButtons::YesNo}) != BoxChoice::Yes)
+  if (m_bas.Dialogs.Show({.title = shared::ApplicationTitle,
+                          .text = "Are you sure you want to delete  [" + node.text + "]  monitor service",
+                          .icon = BoxIcon::Question,
+                          .buttons = BoxButtons::YesNo}) != BoxChoice::Yes)
     return;
   m_bas.CurrentRef->SetMonitorName(node.text);
   try {
@@ -452,11 +453,11 @@ void FrmStart::mnuFeedback_Click() {
     m_bas.OpenDocument(target, false);
     return;
   }
-  m_bas.Doors.Show({.title = shared::ApplicationTitle, .text = "can not get ini config of feed back"});
+  m_bas.Dialogs.Show({.title = shared::ApplicationTitle, .text = "can not get ini config of feed back"});
 }
 
 void FrmStart::ShowFailure(const std::string& what, const std::exception& failure) {
-  m_bas.Doors.Show({.title = "Error", .text = what + ": " + failure.what(), .icon = BoxIcon::Critical});
+  m_bas.Dialogs.Show({.title = "Error", .text = what + ": " + failure.what(), .icon = BoxIcon::Critical});
 }
 
 }  // namespace norvane::console

@@ -171,7 +171,7 @@ bool MonitorPage::eventFilter(QObject* watched, QEvent* event) {
 
 bool MonitorPage::Validate() {
   const auto failure = settings::Validate(m_type, *this, m_bas.Folder());
-  if (failure) m_bas.Doors.Show(ErrorBox(failure->message));
+  if (failure) m_bas.Dialogs.Show(ErrorBox(failure->message));
   return !failure;
 }
 
@@ -214,17 +214,17 @@ void MonitorPage::cmdTest_Click() {
   // On the web page a test goes on with what is stored if the fields are not taken.
   if (m_type != settings::Type::Web && !Validate()) return;
   cmdApply_Click();
-  const Hourglass pointer(m_bas.Doors);
+  const Hourglass pointer(m_bas.Dialogs);
   try {
     if (Act(&MonitorRunner::Monitor) >= 0)
-      m_bas.Doors.Show({.title = console::shared::ApplicationTitle,
-                        .text = "Test Successfully",
-                        .icon = BoxIcon::Information});
+      m_bas.Dialogs.Show({.title = console::shared::ApplicationTitle,
+                          .text = "Test Successfully",
+                          .icon = BoxIcon::Information});
     else
-      m_bas.Doors.Show(ErrorBox("Test Monitor Failure"));
+      m_bas.Dialogs.Show(ErrorBox("Test Monitor Failure"));
   } catch (const EngineError&) {
-    m_bas.Doors.ShowHourglass(false);
-    m_bas.Doors.Show(ErrorBox("Test this monitor failure", BoxIcon::Exclamation));
+    m_bas.Dialogs.ShowHourglass(false);
+    m_bas.Dialogs.Show(ErrorBox("Test this monitor failure", BoxIcon::Exclamation));
   }
 }
 
@@ -238,8 +238,8 @@ bool MonitorPage::Notified() {
 }
 
 void MonitorPage::SendTestMessage() {
-  const Hourglass pointer(m_bas.Doors);
-  if (!Notified()) m_bas.Doors.Show(ErrorBox("Send Message Failure"));
+  const Hourglass pointer(m_bas.Dialogs);
+  if (!Notified()) m_bas.Dialogs.Show(ErrorBox("Send Message Failure"));
 }
 
 void MonitorPage::cmdTestEmail_Click() {
@@ -255,7 +255,7 @@ void MonitorPage::cmdHelp_Click() {
 }
 
 void MonitorPage::cmdBrowse_Click(int index) {
-  if (auto chosen = m_bas.Doors.OpenFile(BrowseFolder, BrowseFilter)) m_chosenFile = std::move(*chosen);
+  if (auto chosen = m_bas.Dialogs.OpenFile(BrowseFolder, BrowseFilter)) m_chosenFile = std::move(*chosen);
   SetText(BrowsedFields[index], m_chosenFile);
 }
 

@@ -45,14 +45,14 @@ std::string Text(const platform::HttpResult& result) {
 bool LoadPagerTypes(console::shared::MainBas& bas, QComboBox* list, std::chrono::milliseconds patience) {
   platform::HttpClient inet1;
   inet1.Fetch(bas.Gateway.PagerGatewayUrl + ListCommand, patience);
-  bas.Doors.ShowHourglass(true);
+  bas.Dialogs.ShowHourglass(true);
   const auto reply = Text(WaitFor(inet1));
-  bas.Doors.ShowHourglass(false);
+  bas.Dialogs.ShowHourglass(false);
   if (reply.empty()) {
-    bas.Doors.Show({.title = "Attention",
-                    .text = "Because You can not connect to our internet pager server, you can not use "
-                            "internet pager service",
-                    .icon = BoxIcon::Exclamation});
+    bas.Dialogs.Show({.title = "Attention",
+                      .text = "Because You can not connect to our internet pager server, you can not use "
+                              "internet pager service",
+                      .icon = BoxIcon::Exclamation});
     return false;
   }
   bas.PagerTypes = settings::PagerTypeRows(reply);

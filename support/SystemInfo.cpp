@@ -56,14 +56,14 @@ bool GetKeyValue(const Registry& registry, std::uint32_t KeyRoot, const std::str
   return true;
 }
 
-void StartSysInfo(const Registry& registry, const StartProgram& start, console::shared::Dialogs& doors) {
+void StartSysInfo(const Registry& registry, const StartProgram& start, console::shared::Dialogs& dialogs) {
   try {
     const auto tool = FindTool(registry);
     if (tool.empty()) throw std::runtime_error("no tool is installed");
     start(tool);
   } catch (const std::exception&) {  // whatever the reason, the user reads the same
-    doors.Show({.title = console::shared::ApplicationTitle,
-                .text = "System Information Is Unavailable At This Time"});
+    dialogs.Show({.title = console::shared::ApplicationTitle,
+                  .text = "System Information Is Unavailable At This Time"});
   }
 }
 

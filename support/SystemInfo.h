@@ -24,7 +24,7 @@ using StartProgram = std::function<void(const std::string& path)>;
 
 /// Starts the tool. The user is told if there is none, or if it can't be started.
 void StartSysInfo(const platform::Registry& registry, const StartProgram& start,
-                  console::shared::Dialogs& doors);
+                  console::shared::Dialogs& dialogs);
 
 /// In a window of its own. Throws std::runtime_error.
 void StartDetached(const std::string& path);

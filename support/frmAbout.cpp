@@ -73,7 +73,7 @@ void frmAbout::cmdOK_Click() {
 }
 
 void frmAbout::cmdSysInfo_Click() {
-  StartSysInfo(m_registry, m_start, m_bas.Doors);
+  StartSysInfo(m_registry, m_start, m_bas.Dialogs);
 }
 
 void frmAbout::lblProduct_Click(int index) {

@@ -58,7 +58,7 @@ void FrmAddMonitor::cmdOK_Click() {
       typeName, fields, [this](const std::string& fullName) { return m_bas.MonitorExists(fullName); });
   if (failure) {
     if (!failure->message.empty())
-      m_bas.Doors.Show(
+      m_bas.Dialogs.Show(
           {.title = "Error", .text = failure->message, .icon = console::shared::BoxIcon::Information});
     return;
   }

@@ -114,7 +114,7 @@ void Wizard::cmdOK_Click() {
       m_type, *m_fields, [this](const std::string& fullName) { return m_bas.MonitorExists(fullName); });
   if (!failure) return CreateMonitor();
   if (!failure->message.empty())
-    m_bas.Doors.Show({.title = "Error", .text = failure->message, .icon = ToBoxIcon(failure->icon)});
+    m_bas.Dialogs.Show({.title = "Error", .text = failure->message, .icon = ToBoxIcon(failure->icon)});
 }
 
 void Wizard::CreateMonitor() {
@@ -163,7 +163,7 @@ void Wizard::TellFailures(const std::string& fullName, const std::vector<std::st
   std::string text = "Can not set of " + fullName + ":\n";
   for (const auto& failure : failures)
     text += "\n" + failure;
-  m_bas.Doors.Show({.title = "Error", .text = text, .icon = BoxIcon::Critical});
+  m_bas.Dialogs.Show({.title = "Error", .text = text, .icon = BoxIcon::Critical});
 }
 
 }  // namespace norvane::wizards

@@ -34,12 +34,12 @@ Box ErrorBox(std::string text) {
 }
 }  // namespace
 
-MainBas::MainBas(engine::EngineFactory& engine, Dialogs& dialogs, std::string folder,
+MainBas::MainBas(engine::EngineFactory& engine, shared::Dialogs& dialogs, std::string folder,
                  std::function<void()> endProcess)
     : CurrentRef([&engine] { return engine.NewServiceRef(); }),
       Monitors([&engine] { return engine.NewMonitorList(); }),
       Engine(engine),
-      Doors(dialogs),
+      Dialogs(dialogs),
       EndProcess(std::move(endProcess)),
       Gateway(SoundGateway(platform::PathIn(folder, files::Config))),
       Charset(platform::LegacyCharset::FromConfig(platform::PathIn(folder, files::Config))),
@@ -97,11 +97,11 @@ std::string MainBas::GetIniValue(const std::string& section, const std::string& 
 
 void MainBas::OpenDocument(const std::string& path, bool mustExist) {
   if (mustExist && !platform::FileExists(path)) {
-    Doors.Show(ErrorBox("Help File Doesn't Exist In Installed Folder"));
+    Dialogs.Show(ErrorBox("Help File Doesn't Exist In Installed Folder"));
     return;
   }
-  if (!Doors.Open(path))
-    Doors.Show(ErrorBox(
+  if (!Dialogs.Open(path))
+    Dialogs.Show(ErrorBox(
         "Your computer is not installed htm or html browser, or does not make htm associate to the browser"));
 }
 
@@ -113,7 +113,7 @@ void MainBas::RunHandler(const std::function<void()>& handler) {
   try {
     handler();
   } catch (const std::exception& failure) {
-    Doors.Show(ErrorBox(failure.what()));
+    Dialogs.Show(ErrorBox(failure.what()));
   }
 }
 

@@ -32,7 +32,7 @@ class MainBas {
   /// `folder` is the application folder. `endProcess` ends the process at once; should it return, as in
   /// tests, the handler that called it does nothing more. Throws std::invalid_argument, whose text is for the
   /// user, if the folder's configuration file has something that the console cannot work with.
-  MainBas(engine::EngineFactory& engine, Dialogs& dialogs, std::string folder,
+  MainBas(engine::EngineFactory& engine, shared::Dialogs& dialogs, std::string folder,
           std::function<void()> endProcess);
   MainBas(const MainBas&) = delete;
   MainBas& operator=(const MainBas&) = delete;
@@ -56,7 +56,7 @@ class MainBas {
   MonitorTree* Tree = nullptr;
 
   engine::EngineFactory& Engine;
-  Dialogs& Doors;
+  shared::Dialogs& Dialogs;
   const std::function<void()> EndProcess;
 
   // From the configuration file, as it was at the start.

@@ -8,7 +8,7 @@ class QMessageBox;
 
 namespace norvane::console::shared {
 
-/// The doors of the running program.
+/// The dialogs of the running program.
 class QtDialogs : public Dialogs {
  public:
   BoxChoice Show(const Box& box) override;

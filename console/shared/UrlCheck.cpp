@@ -29,7 +29,7 @@ UrlCheck::UrlCheck(MainBas& bas, const UrlCheckControls& controls, Flag flag, st
 }
 
 UrlCheck::~UrlCheck() {
-  if (m_look.isActive()) m_bas.Doors.ShowHourglass(false);
+  if (m_look.isActive()) m_bas.Dialogs.ShowHourglass(false);
 }
 
 void UrlCheck::Command1_Click() {
@@ -46,7 +46,7 @@ void UrlCheck::Command1_Click() {
 void UrlCheck::Begin() {
   m_controls.lbl.show();
   m_inet1.Fetch(m_controls.txtMonitorPoint.text().toStdString(), m_limit);
-  m_bas.Doors.ShowHourglass(true);
+  m_bas.Dialogs.ShowHourglass(true);
   m_shut = std::make_unique<InputShut>(&m_controls.Command1);
   m_looks = 0;
   m_look.start();
@@ -59,7 +59,7 @@ void UrlCheck::Look() {
 }
 
 void UrlCheck::WaitForEnd() {
-  m_bas.Doors.ShowHourglass(false);
+  m_bas.Dialogs.ShowHourglass(false);
   m_controls.Command1.setText(CancelCaption);
 }
 
@@ -71,7 +71,7 @@ void UrlCheck::Blink() {
 void UrlCheck::Finish() {
   m_look.stop();
   m_shut.reset();
-  m_bas.Doors.ShowHourglass(false);
+  m_bas.Dialogs.ShowHourglass(false);
   m_controls.Command1.setText(CheckCaption);
   const auto result = m_inet1.TakeResult();
   if (const auto* failure = std::get_if<platform::HttpFailure>(&result)) {
@@ -106,7 +106,7 @@ void UrlCheck::ShowPage(const platform::HttpReply& reply) {
 }
 
 void UrlCheck::Tell(const std::string& text) {
-  m_bas.Doors.Show({.title = "Error", .text = text, .icon = BoxIcon::Information});
+  m_bas.Dialogs.Show({.title = "Error", .text = text, .icon = BoxIcon::Information});
 }
 
 }  // namespace norvane::console::shared

@@ -19,7 +19,7 @@ namespace norvane::tests {
 
 using namespace driver;
 
-/// The whole console on a fake engine and fake doors, in a folder of its own.
+/// The whole console on a fake engine and fake dialogs, in a folder of its own.
 class ConsoleFixture : public ::testing::Test, protected ConsoleUser {
  protected:
   using BoxChoice = console::shared::BoxChoice;

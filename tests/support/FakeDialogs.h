@@ -16,7 +16,7 @@ void PrintTo(const Box& box, std::ostream* out);
 
 namespace norvane::tests {
 
-/// Doors that lead nowhere: boxes are recorded and answered from a script. A box that nobody announced fails
+/// Opens no window: boxes are recorded and answered from a script. A box that nobody announced fails
 /// the test, and so does an answer that nobody asked for.
 class FakeDialogs : public console::shared::Dialogs {
  public:
