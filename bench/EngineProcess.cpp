@@ -11,6 +11,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "engine/checks/ProbeType.h"
+
 namespace norvane::bench {
 
 namespace fs = std::filesystem;
@@ -20,7 +22,7 @@ void WriteDataFile(const std::string& folder, std::vector<engine::datafile::Row>
   all.rows = std::move(rows);
   all.total = all.rows.size();
   std::string keptAs;
-  if (!engine::datafile::Save(folder + "/NorvaneEngine.dat", all, keptAs))
+  if (!engine::datafile::Save(folder + "/NorvaneEngine.dat", all, engine::ProbeTable(), keptAs))
     throw std::runtime_error("no data file");
 }
 

@@ -11,6 +11,7 @@
 
 #include "bench/Measure.h"
 #include "bench/SampleMonitors.h"
+#include "engine/checks/ProbeType.h"
 #include "engine/store/DataFile.h"
 #include "platform/FileDescriptor.h"
 
@@ -42,7 +43,7 @@ void Measure(const std::string& folder, std::uint32_t count) {
   all.total = count;
   std::string keptAs;
   const int runs = count > 5000 ? 7 : 15;
-  const double saveAll = Median(runs, [&] { all.known = datafile::Save(path, all, keptAs); });
+  const double saveAll = Median(runs, [&] { all.known = datafile::Save(path, all, ProbeTable(), keptAs); });
   datafile::Changes one;
   one.all = false;
   one.total = count;
@@ -50,10 +51,10 @@ void Measure(const std::string& folder, std::uint32_t count) {
   int change = 0;
   const double saveOne = Median(15, [&] {
     one.rows = {RowOf(count / 2 + 1, std::to_string(++change))};
-    one.known = datafile::Save(path, one, keptAs);
+    one.known = datafile::Save(path, one, ProbeTable(), keptAs);
   });
   const double load = Median(runs, [&] {
-    if (datafile::Load(path, 1).table->Count() != count) std::abort();
+    if (datafile::Load(path, 1, ProbeTable()).table->Count() != count) std::abort();
   });
   const std::string bytes(std::filesystem::file_size(path), 'x');
   const double plainAll = Median(runs, [&] { PlainWrite(plain, bytes); });

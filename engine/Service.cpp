@@ -72,7 +72,8 @@ CheckTarget TargetOf(const Monitor& monitor) {
 }  // namespace
 
 Service::Service(Options options)
-    : m_folder(std::move(options.folder)),
+    : m_types(options.types),
+      m_folder(std::move(options.folder)),
       m_dataFile(Canonical(m_folder, "NorvaneEngine.dat")),
       m_instance(platform::RandomText(8)) {
   const auto outages = OpenState();
@@ -117,9 +118,9 @@ OutageRecords Service::OpenState() {
 }
 
 void Service::LoadAtStart() {
-  m_table = std::make_unique<MonitorTable>(m_lastGeneration);
+  m_table = std::make_unique<MonitorTable>(m_lastGeneration, m_types);
   try {
-    auto contents = datafile::Load(m_dataFile, m_lastGeneration);
+    auto contents = datafile::Load(m_dataFile, m_lastGeneration, m_types);
     m_table = std::move(contents.table);
     m_saved = SavedMark{std::move(contents.state), m_table->LastChange()};
     m_servedFile = m_dataFile;
@@ -299,8 +300,9 @@ void Service::StartLoad(const std::string& path, Completion done) {
   const auto served = path == m_servedFile && m_saved ? m_saved->state : std::string();
   auto contents = std::make_shared<datafile::Contents>();
   m_writer->Run(
-      [contents, path, served, generation = ++m_lastGeneration] {
-        if (served.empty() || datafile::StateOf(path) != served) *contents = datafile::Load(path, generation);
+      [contents, path, served, types = m_types, generation = ++m_lastGeneration] {
+        if (served.empty() || datafile::StateOf(path) != served)
+          *contents = datafile::Load(path, generation, types);
       },
       [this, contents, path, done = std::move(done)](std::exception_ptr error) {
         if (error) return done(ForConsole(error));
@@ -360,18 +362,21 @@ void Service::StartSave(const std::string& path, bool everything, Completion don
       changes.rows.push_back(RowOf(each));
   }
   const auto change = m_table->LastChange();
-  m_writer->Run([saving, path] { saving->state = datafile::Save(path, saving->changes, saving->keptAs); },
-                [this, saving, path, change, done = std::move(done)](std::exception_ptr error) {
-                  if (!saving->keptAs.empty())
-                    Notice(path + " was not a readable data file; it was kept as " + saving->keptAs);
-                  if (error) return done(ForConsole(error));
-                  if (!saving->state) return StartSave(path, true, done);
-                  if (path == m_dataFile) {
-                    m_saved = SavedMark{*saving->state, change};
-                    m_servedFile = path;
-                  }
-                  done(nullptr);
-                });
+  m_writer->Run(
+      [saving, path, types = m_types] {
+        saving->state = datafile::Save(path, saving->changes, types, saving->keptAs);
+      },
+      [this, saving, path, change, done = std::move(done)](std::exception_ptr error) {
+        if (!saving->keptAs.empty())
+          Notice(path + " was not a readable data file; it was kept as " + saving->keptAs);
+        if (error) return done(ForConsole(error));
+        if (!saving->state) return StartSave(path, true, done);
+        if (path == m_dataFile) {
+          m_saved = SavedMark{*saving->state, change};
+          m_servedFile = path;
+        }
+        done(nullptr);
+      });
 }
 
 void Service::Shutdown(Completion done) {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/checks/ProbeType.h"
 #include "engine/model/CheckRunner.h"
 #include "engine/model/MonitorTable.h"
 #include "engine/net/EventLoop.h"
@@ -45,6 +46,7 @@ class Service {
     /// Makes the runner; it signals the given event whenever reports wait.
     std::function<std::unique_ptr<CheckRunner>(platform::EventFd&)> makeRunner;
     EventLoop::Clock clock = &std::chrono::steady_clock::now;
+    MonitorTypes types = ProbeTable();
   };
 
   /// Reads the engine's own state and the data file of the folder and starts its enabled monitors. If the
@@ -61,6 +63,8 @@ class Service {
   [[nodiscard]] const std::string& Folder() const { return m_folder; }
   /// Random, different for every process: tells one engine instance from another.
   [[nodiscard]] const std::string& Instance() const { return m_instance; }
+
+  [[nodiscard]] MonitorTypes Types() const { return m_types; }
 
   [[nodiscard]] int WakeFd() const;
   void OnWake();
@@ -124,6 +128,7 @@ class Service {
   void TellObservers();
   [[nodiscard]] const Monitor& Get(MonitorId id) const;
 
+  MonitorTypes m_types;
   std::string m_folder;
   std::string m_dataFile;
   std::string m_instance;

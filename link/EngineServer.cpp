@@ -8,7 +8,6 @@
 #include <system_error>
 
 #include "console/engine/MonitorKeys.h"
-#include "engine/model/MonitorTypes.h"
 #include "link/PacedStream.h"
 #include "link/Session.h"
 #include "link/Wire.h"
@@ -110,7 +109,10 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
     engine.setFolder(ToText(m_server.m_options.folder));
     engine.setStartedAt(ToMilliseconds(m_server.m_startedAt));
     WriteTexts(console::engine::KnownKeys, engine.initKnownKeys(console::engine::KnownKeys.size()));
-    WriteTexts(engine::MonitorTypes, engine.initMonitorTypes(engine::MonitorTypes.size()));
+    const auto types = m_server.m_service.Types();
+    auto names = engine.initMonitorTypes(static_cast<unsigned>(types.size()));
+    for (unsigned i = 0; i < types.size(); ++i)
+      names.set(i, ToText(std::string(types[i].name)));
   }
 
   EngineServer& m_server;

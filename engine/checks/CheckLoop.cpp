@@ -104,14 +104,14 @@ CheckLoop::CheckLoop(const CheckerOptions& options, Deliver deliver)
       }) {
   const auto room = RoomForChecks();
   m_options.maxInFlight = m_options.maxInFlight == 0 ? room : std::min(m_options.maxInFlight, room);
-  for (const auto& row : ProbeTable())
-    m_types.emplace(row.type, row.make(m_context));
+  for (const auto& type : options.types)
+    m_types.emplace(type.name, type.makeProbes(m_context));
 }
 
 CheckLoop::~CheckLoop() = default;
 
 ProbeType* CheckLoop::TypeOf(std::string_view fullName) const {
-  const auto type = m_types.find(fullName.substr(0, fullName.find(console::engine::NameSeparator)));
+  const auto type = m_types.find(TypeNameOf(fullName));
   return type == m_types.end() ? nullptr : type->second.get();
 }
 

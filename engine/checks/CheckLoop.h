@@ -33,6 +33,7 @@ struct CheckerOptions {
   std::size_t maxInFlight = 0;
   /// Bytes of pages held at once at most; a check whose page finds no room fails.
   std::size_t maxPageBytes = std::size_t{256} << 20;
+  MonitorTypes types = ProbeTable();
   Resolver::Options resolver{};
   EventLoop::Clock clock = &std::chrono::steady_clock::now;
 };

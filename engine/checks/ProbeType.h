@@ -2,15 +2,14 @@
 
 #include <chrono>
 #include <memory>
-#include <span>
-#include <string_view>
 
 #include "engine/model/CheckRunner.h"
+#include "engine/model/MonitorType.h"
 #include "engine/net/Probe.h"
 
 namespace norvane::engine {
 
-/// A type of check, with what its probes share (a pool of handles, for instance). Outlives them.
+/// The checks of one type of monitor, with what they share (a pool of handles, for instance). Outlives them.
 class ProbeType {
  public:
   virtual ~ProbeType() = default;
@@ -20,11 +19,7 @@ class ProbeType {
                                                     ProbeClient& client) = 0;
 };
 
-/// A row of the table of types; a new type of check is its own file and one row.
-struct ProbeRow {
-  std::string_view type;  ///< as it stands at the head of a monitor's full name
-  std::unique_ptr<ProbeType> (*make)(ProbeContext&);
-};
-[[nodiscard]] std::span<const ProbeRow> ProbeTable();
+/// The types that this engine checks.
+[[nodiscard]] MonitorTypes ProbeTable();
 
 }  // namespace norvane::engine

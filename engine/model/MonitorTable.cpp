@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "console/engine/EngineError.h"
-#include "engine/model/MonitorTypes.h"
 
 namespace norvane::engine {
 
@@ -20,7 +19,7 @@ bool HasControlCharacter(std::string_view text) {
   return std::any_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
 }
 
-void CheckName(std::string_view name) {
+void CheckName(std::string_view name, MonitorTypes types) {
   const auto refuse = [&](const char* why) {
     throw EngineError(EngineErrorCode::Invalid, std::string(why) + ": " + std::string(name.substr(0, 80)));
   };
@@ -29,20 +28,20 @@ void CheckName(std::string_view name) {
   const auto separator = name.find(ce::NameSeparator);
   if (separator == std::string_view::npos || separator + ce::NameSeparator.size() == name.size())
     refuse("a monitor's name has the form TYPE Of NAME");
-  if (!IsMonitorType(name.substr(0, separator))) refuse("no such type of monitor");
+  if (FindType(types, TypeNameOf(name)) == nullptr) refuse("no such type of monitor");
 }
 }  // namespace
 
-std::string_view Monitor::TypeName() const {
-  return std::string_view(name).substr(0, name.find(ce::NameSeparator));
+std::string_view TypeNameOf(std::string_view fullName) {
+  return fullName.substr(0, fullName.find(ce::NameSeparator));
 }
 
 bool Monitor::Running() const {
   return attributes->Get(ce::keys::Status) == ce::StatusEnable;
 }
 
-MonitorTable::MonitorTable(std::uint32_t generation)
-    : m_generation(generation), m_lastChange(FirstOf(generation)) {}
+MonitorTable::MonitorTable(std::uint32_t generation, MonitorTypes types)
+    : m_types(types), m_generation(generation), m_lastChange(FirstOf(generation)) {}
 
 const Monitor* MonitorTable::Find(MonitorId id) const {
   const auto found = m_monitors.find(id);
@@ -67,7 +66,7 @@ void MonitorTable::Touch(Monitor& monitor) {
 }
 
 const Monitor& MonitorTable::Add(std::string_view fullName, Attributes attributes, std::uint32_t number) {
-  CheckName(fullName);
+  CheckName(fullName, m_types);
   if (Find(fullName) != nullptr)
     throw EngineError(EngineErrorCode::Exists, "a monitor of this name exists: " + std::string(fullName));
   if (Count() >= MaxMonitors)

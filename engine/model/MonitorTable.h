@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "engine/model/CheckRunner.h"
+#include "engine/model/MonitorType.h"
 
 namespace norvane::engine {
 
@@ -27,7 +28,6 @@ struct Monitor {
   LastCheck lastCheck;
   std::uint64_t change = 0;  ///< number of the last change to name or attributes
 
-  [[nodiscard]] std::string_view TypeName() const;
   [[nodiscard]] bool Running() const;
 };
 
@@ -40,7 +40,8 @@ class MonitorTable {
   static constexpr std::size_t MaxMonitors = 32767;
   static constexpr std::size_t MaxNameSize = 1024;
 
-  explicit MonitorTable(std::uint32_t generation);
+  /// Takes monitors of these types only.
+  MonitorTable(std::uint32_t generation, MonitorTypes types);
   MonitorTable(MonitorTable&&) noexcept = default;
   MonitorTable& operator=(MonitorTable&&) noexcept = default;
 
@@ -71,6 +72,7 @@ class MonitorTable {
   Monitor& Get(MonitorId id);
   void Touch(Monitor& monitor);
 
+  MonitorTypes m_types;
   std::uint32_t m_generation;
   std::uint32_t m_lastNumber = 0;
   std::uint64_t m_lastChange;

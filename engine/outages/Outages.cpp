@@ -77,7 +77,7 @@ void Outages::Launch(const Monitor& monitor, std::string_view key, const std::st
       {monitor.id,
        monitor.name,
        monitor.attributes->Get(key),
-       {Variable("NORVANE_MONITOR", monitor.name), Variable("NORVANE_TYPE", monitor.TypeName()),
+       {Variable("NORVANE_MONITOR", monitor.name), Variable("NORVANE_TYPE", TypeNameOf(monitor.name)),
         Variable("NORVANE_TARGET", WithoutPassword(monitor.attributes->Get(keys::Parameter))),
         Variable("NORVANE_RESULT", result), Variable("NORVANE_FAILURES", std::to_string(failures))}});
 }

@@ -242,10 +242,10 @@ void ReadRows(Database& database, const std::string& path, MonitorTable& table) 
   }
 }
 
-Contents ReadAll(Database& database, const std::string& path, std::uint32_t generation) {
+Contents ReadAll(Database& database, const std::string& path, std::uint32_t generation, MonitorTypes types) {
   if (const auto verdict = database.Text("PRAGMA quick_check(1)"); verdict != "ok")
     Unreadable(path, "the file is damaged: " + verdict);
-  Contents contents{std::make_unique<MonitorTable>(generation), StateIn(database)};
+  Contents contents{std::make_unique<MonitorTable>(generation, types), StateIn(database)};
   try {
     ReadRows(database, path, *contents.table);
   } catch (const console::engine::EngineError& error) {
@@ -258,9 +258,9 @@ Contents ReadAll(Database& database, const std::string& path, std::uint32_t gene
 }
 }  // namespace
 
-Contents Load(const std::string& path, std::uint32_t generation) {
+Contents Load(const std::string& path, std::uint32_t generation, MonitorTypes types) {
   Database database = OpenOurs(path);
-  return ReadAll(database, path, generation);
+  return ReadAll(database, path, generation, types);
 }
 
 std::string StateOf(const std::string& path) {
@@ -268,7 +268,8 @@ std::string StateOf(const std::string& path) {
   return StateIn(database);
 }
 
-std::optional<std::string> Save(const std::string& path, const Changes& changes, std::string& keptAs) {
+std::optional<std::string> Save(const std::string& path, const Changes& changes, MonitorTypes types,
+                                std::string& keptAs) {
   keptAs.clear();
   RequireFile(path);
   if (Exists(path)) {
@@ -277,7 +278,7 @@ std::optional<std::string> Save(const std::string& path, const Changes& changes,
       const bool isKnown = changes.known && StateIn(database) == *changes.known;
       if (!changes.all && isKnown) return SaveChanged(database, changes);
       // Only a file that we could have loaded may be replaced.
-      if (changes.all && !isKnown) (void)ReadAll(database, path, 0);
+      if (changes.all && !isKnown) (void)ReadAll(database, path, 0, types);
     } catch (const StoreError& error) {
       if (error.Code() != StoreErrorCode::Unreadable) throw;
       keptAs = KeepAside(path);

@@ -37,7 +37,7 @@ struct Contents {
 };
 
 /// Checks the whole file before it gives anything: application id, version, structure, every row's checksum.
-[[nodiscard]] Contents Load(const std::string& path, std::uint32_t generation);
+[[nodiscard]] Contents Load(const std::string& path, std::uint32_t generation, MonitorTypes types);
 
 /// Names the content that the file has now.
 [[nodiscard]] std::string StateOf(const std::string& path);
@@ -48,6 +48,6 @@ struct Contents {
 /// gets another name, which is reported in `keptAs`; what is no file at all is left alone, and the save
 /// fails.
 [[nodiscard]] std::optional<std::string> Save(const std::string& path, const Changes& changes,
-                                              std::string& keptAs);
+                                              MonitorTypes types, std::string& keptAs);
 
 }  // namespace norvane::engine::datafile

@@ -1,6 +1,7 @@
 // Any bytes as a data file: it is loaded, or refused by StoreError. What was loaded can be saved, and is the
 // same when it is loaded again.
 
+#include "engine/checks/ProbeType.h"
 #include "engine/store/DataFile.h"
 #include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
@@ -20,7 +21,7 @@ void SaveAll(const Contents& contents, const std::string& path) {
     changes.rows.push_back({static_cast<std::uint32_t>(id), monitor.name, monitor.attributes});
   changes.total = changes.rows.size();
   std::string keptAs;
-  tests::Require(engine::datafile::Save(path, changes, keptAs).has_value());
+  tests::Require(engine::datafile::Save(path, changes, engine::ProbeTable(), keptAs).has_value());
 }
 
 void RequireSame(const engine::Attributes& one, const engine::Attributes& other) {
@@ -45,9 +46,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const loopback::TempFolder folder;
   const auto path = tests::WriteFile(folder / "in.dat", {reinterpret_cast<const char*>(data), size});
   try {
-    const auto contents = engine::datafile::Load(path, Generation);
+    const auto contents = engine::datafile::Load(path, Generation, engine::ProbeTable());
     SaveAll(contents, folder / "out.dat");
-    RequireSame(contents, engine::datafile::Load(folder / "out.dat", Generation));
+    RequireSame(contents, engine::datafile::Load(folder / "out.dat", Generation, engine::ProbeTable()));
   } catch (const engine::StoreError& error) {
     tests::Require(*error.what() != '\0');
   }

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "console/engine/EngineError.h"
+#include "engine/checks/ProbeType.h"
 #include "engine/model/MonitorTable.h"
 #include "link/ChangeFeed.h"
 #include "link/Wire.h"
@@ -67,7 +68,7 @@ TEST(Mirror, ComesToTheTableFromAnyRunOfChanges) {
   const auto below = [&](std::size_t end) {
     return std::uniform_int_distribution<std::size_t>(0, end - 1)(random);
   };
-  MonitorTable table(1);
+  MonitorTable table(1, engine::ProbeTable());
   Path path;
   std::size_t batches = 0;
   for (int round = 0; round < 60; ++round) {
@@ -83,7 +84,7 @@ TEST(Mirror, ComesToTheTableFromAnyRunOfChanges) {
                   std::string(below(3) == 0 ? 400000 : below(30), 'v'));
     }
     if (below(10) == 0) {  // as a load does
-      MonitorTable loaded(table.Generation() + 1);
+      MonitorTable loaded(table.Generation() + 1, engine::ProbeTable());
       for (const auto& [id, monitor] : table.All())
         if (below(2) == 0) loaded.Add(monitor.name, *monitor.attributes);
       table = std::move(loaded);
@@ -103,12 +104,12 @@ TEST(Mirror, ComesToTheTableFromAnyRunOfChanges) {
 }
 
 TEST(Mirror, ReadersSeeTheOldTableUntilTheNewOneIsComplete) {
-  MonitorTable table(1);
+  MonitorTable table(1, engine::ProbeTable());
   for (int i = 0; i < 10; ++i)
     table.Add(NameOf(i), {});
   Path path;
   path.Run(table);
-  MonitorTable loaded(2);
+  MonitorTable loaded(2, engine::ProbeTable());
   for (int i = 100; i < 100 + 1500; ++i)
     loaded.Add(NameOf(i), {});
   EXPECT_FALSE(path.Step(loaded).upToDate);

@@ -1,5 +1,3 @@
-#include "engine/checks/probes/Pop3Probe.h"
-
 #include <openssl/evp.h>
 #include <strings.h>
 
@@ -8,6 +6,7 @@
 #include <utility>
 
 #include "console/engine/MonitorKeys.h"
+#include "engine/checks/ProbeType.h"
 #include "engine/mail/MailSession.h"
 
 namespace norvane::engine {
@@ -18,6 +17,15 @@ namespace {
 
 constexpr ServerSchemes Schemes{"pop3", 110, "pop3s", 995};
 
+/// The check of a POP3 monitor (RFC 1939): logs on to the server at "Monitor_Parameter" with
+/// "MonitorExt_PopAccount" and "MonitorExt_PopPass", and is good when the mailbox holds at least one mail,
+/// none of which it touches. Logs on by APOP where the server offers it, and by USER and PASS when that is
+/// refused, since servers offer APOP to accounts that cannot use it.
+///
+/// TLS: with the scheme pop3s the certificate is promised and verified. Otherwise STLS is used when it is
+/// offered, without asking who the server is, since whoever could pretend to be it could as well hide the
+/// offer (RFC 7435). A server that offers it never gets the password in the clear: if TLS then fails, so does
+/// the check.
 class Pop3Probe final : public MailSession {
  public:
   Pop3Probe(const ProbeContext& context, const Attributes& attributes, std::chrono::milliseconds timeout,

@@ -1,6 +1,5 @@
-#include "engine/checks/probes/SmtpProbe.h"
-
 #include "console/engine/MonitorKeys.h"
+#include "engine/checks/ProbeType.h"
 #include "engine/mail/MailTransfer.h"
 
 namespace norvane::engine {
@@ -17,6 +16,8 @@ Mail CheckMail(const CheckTarget& target) {
               "\" of Norvane sent it; nobody needs to answer or keep it.\n"};
 }
 
+/// The check of an SMTP monitor: sends one small mail, whose subject names the monitor, through the server at
+/// "Monitor_Parameter" from "MonitorExt_From" to "MonitorExt_To", as told at `MakeMailTransfer`.
 class SmtpType final : public ProbeType {
  public:
   explicit SmtpType(ProbeContext& context) : m_context(context) {}

@@ -1,6 +1,7 @@
-#include "engine/checks/probes/WebProbe.h"
+#include <utility>
 
 #include "console/engine/MonitorKeys.h"
+#include "engine/checks/ProbeType.h"
 #include "engine/checks/SuccessFlag.h"
 #include "engine/web/WebFetch.h"
 
@@ -10,6 +11,8 @@ namespace keys = console::engine::keys;
 
 namespace {
 
+/// The check of a web monitor: fetches the page at "Monitor_Parameter", as told at `MakeWebFetch`, and judges
+/// it by "MonitorExt_SuccessFlag".
 class WebType final : public ProbeType {
  public:
   explicit WebType(ProbeContext& context) : m_context(context), m_transfers(context.loop, context.caFile) {}

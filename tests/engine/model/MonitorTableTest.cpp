@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "engine/checks/ProbeType.h"
+
 #include "tests/support/Errors.h"
 
 namespace norvane::engine {
@@ -12,7 +14,7 @@ using tests::CodeOf;
 namespace keys = console::engine::keys;
 
 TEST(MonitorTable, RefusesTheOneThatTheConsoleCouldNotCount) {
-  MonitorTable table(1);
+  MonitorTable table(1, ProbeTable());
   for (std::size_t i = 0; i < MonitorTable::MaxMonitors; ++i)
     table.Add("WebMonitor Of " + std::to_string(i), {});
   EXPECT_EQ(CodeOf([&] { table.Add("WebMonitor Of one more", {}); }), EngineErrorCode::Full);
@@ -21,7 +23,7 @@ TEST(MonitorTable, RefusesTheOneThatTheConsoleCouldNotCount) {
 }
 
 TEST(MonitorTable, TellsWhatChangedSinceAnyMoment) {
-  MonitorTable table(1);
+  MonitorTable table(1, ProbeTable());
   const auto a = table.Add("WebMonitor Of a", {}).id;
   const auto b = table.Add("WebMonitor Of b", {}).id;
   const auto before = table.LastChange();
@@ -48,7 +50,7 @@ TEST(MonitorTable, TellsWhatChangedSinceAnyMoment) {
 }
 
 TEST(MonitorTable, ASharedSnapshotDoesNotSeeLaterWrites) {
-  MonitorTable table(1);
+  MonitorTable table(1, ProbeTable());
   const auto id = table.Add("WebMonitor Of a", NewMonitorAttributes()).id;
   const auto snapshot = table.Find(id)->attributes;
   table.Set(id, keys::Status, "Enable");

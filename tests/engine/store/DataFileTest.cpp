@@ -12,6 +12,7 @@
 #include <functional>
 #include <random>
 
+#include "engine/checks/ProbeType.h"
 #include "engine/store/Database.h"
 #include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
@@ -56,7 +57,7 @@ int StatusOf(const std::function<void()>& action) {
 
 std::string SaveOk(const std::string& path, const datafile::Changes& changes) {
   std::string keptAs;
-  const auto state = datafile::Save(path, changes, keptAs);
+  const auto state = datafile::Save(path, changes, ProbeTable(), keptAs);
   EXPECT_TRUE(state.has_value());
   EXPECT_EQ(keptAs, "");
   return state.value_or("");
@@ -78,7 +79,7 @@ std::string Dump(const MonitorTable& table) {
 /// What a load gives, as text: the monitors, or "unreadable" / "no file".
 std::string Read(const std::string& path) {
   try {
-    return Dump(*datafile::Load(path, 1).table);
+    return Dump(*datafile::Load(path, 1, ProbeTable()).table);
   } catch (const StoreError& error) {
     EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
     return error.Code() == StoreErrorCode::NoFile ? "no file" : "unreadable";
@@ -102,7 +103,7 @@ TEST(DataFile, GivesBackEveryByteInOrder) {
   changes.total = 2;
   SaveOk(path, changes);
 
-  const auto contents = datafile::Load(path, 5);
+  const auto contents = datafile::Load(path, 5, ProbeTable());
   ASSERT_EQ(contents.table->Count(), 2u);
   EXPECT_EQ(contents.table->All().begin()->second.name, "WebMonitor Of early");
   const Monitor* monitor = contents.table->Find("SmtpMonitor Of \xc3\xa4");
@@ -135,12 +136,12 @@ TEST(DataFile, SavesOnlyWhatChangedAndOnlyOnTheStateItKnows) {
   expected.rows.push_back(changes.rows[1]);
   SaveOk(whole, expected);
   EXPECT_EQ(Read(path), Read(whole));
-  EXPECT_EQ(datafile::Load(path, 1).state, second);
+  EXPECT_EQ(datafile::Load(path, 1, ProbeTable()).state, second);
 
   // Somebody put another file in its place: nothing may be mixed into that.
   const auto before = Read(path);
   std::string keptAs;
-  EXPECT_EQ(datafile::Save(path, changes, keptAs), std::nullopt);
+  EXPECT_EQ(datafile::Save(path, changes, ProbeTable(), keptAs), std::nullopt);
   EXPECT_EQ(Read(path), before);
 }
 
@@ -172,14 +173,14 @@ TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
     EXPECT_EQ(ReadFile(path), files[i]);
 
     std::string keptAs;
-    ASSERT_TRUE(datafile::Save(path, Sample(3), keptAs).has_value());
+    ASSERT_TRUE(datafile::Save(path, Sample(3), ProbeTable(), keptAs).has_value());
     EXPECT_EQ(ReadFile(keptAs), files[i]);
-    EXPECT_EQ(datafile::Load(path, 1).table->Count(), 3u);
+    EXPECT_EQ(datafile::Load(path, 1, ProbeTable()).table->Count(), 3u);
   }
   EXPECT_EQ(Read(folder / "missing"), "no file");
   EXPECT_EQ(Read(folder.Path()), "unreadable");
   std::string keptAs;
-  EXPECT_THROW((void)datafile::Save(folder.Path(), Sample(3), keptAs), StoreError);
+  EXPECT_THROW((void)datafile::Save(folder.Path(), Sample(3), ProbeTable(), keptAs), StoreError);
   EXPECT_EQ(ReadFile(good), bytes) << "the folder stays where it is";
 }
 
@@ -219,14 +220,15 @@ TEST(DataFile, AFailedSaveLeavesTheOldState) {
   SaveOk(path, Sample(3));
   const auto before = Read(path);
   std::string keptAs;
-  EXPECT_THROW((void)datafile::Save(folder / "no such folder/data", Sample(1), keptAs), StoreError);
+  EXPECT_THROW((void)datafile::Save(folder / "no such folder/data", Sample(1), ProbeTable(), keptAs),
+               StoreError);
   // A full disk, as far as this process goes: no file may grow beyond a few pages.
   const auto status = StatusOf([&] {
     ::signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{16384, 16384};
     ::setrlimit(RLIMIT_FSIZE, &limit);
     try {
-      (void)datafile::Save(path, Sample(500), keptAs);
+      (void)datafile::Save(path, Sample(500), ProbeTable(), keptAs);
       ::_exit(1);
     } catch (const StoreError&) {
     }
@@ -254,12 +256,12 @@ TEST(DataFile, AKilledSaveLeavesTheOldOrTheNewState) {
         auto changes = Sample(Monitors, std::to_string(generation));
         changes.known = state;
         changes.all = generation % 2 == 0;
-        state = datafile::Save(path, changes, keptAs);
+        state = datafile::Save(path, changes, ProbeTable(), keptAs);
       }
     });
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
 
-    const auto contents = datafile::Load(path, 1);
+    const auto contents = datafile::Load(path, 1, ProbeTable());
     ASSERT_EQ(contents.table->Count(), static_cast<std::size_t>(Monitors));
     const auto& value = contents.table->All().begin()->second.attributes->Get(keys::Parameter);
     for (const auto& [id, monitor] : contents.table->All())
