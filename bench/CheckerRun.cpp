@@ -20,7 +20,7 @@ std::shared_ptr<const engine::Attributes> EverySecond(engine::Attributes attribu
 }  // namespace
 
 CheckerRun::CheckerRun(std::string name, const engine::Attributes& attributes,
-                       const engine::CheckerOptions& options)
+                       const engine::WorkerOptions& options)
     : m_name(std::move(name)), m_attributes(EverySecond(attributes)), m_checker(options, m_event) {}
 
 engine::CheckTarget CheckerRun::Target(engine::MonitorId id) const {
@@ -57,11 +57,14 @@ int CheckerRun::Scheduled(int perSecond, int seconds) {
   return good;
 }
 
-std::vector<engine::CheckReport> AwaitReports(engine::Checker& checker, platform::EventFd& event) {
+std::vector<engine::CheckEnded> AwaitReports(engine::WorkerThread& checker, platform::EventFd& event) {
   pollfd fd{event.Fd(), POLLIN, 0};
   ::poll(&fd, 1, -1);
   event.Clear();
-  return checker.TakeReports();
+  std::vector<engine::CheckEnded> ended;
+  for (auto& report : checker.DequeueReports())
+    ended.push_back(std::get<engine::CheckEnded>(std::move(report)));
+  return ended;
 }
 
 }  // namespace norvane::bench

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/checks/Checker.h"
+#include "engine/WorkerThread.h"
 #include "platform/EventFd.h"
 
 namespace norvane::bench {
@@ -14,7 +14,7 @@ class CheckerRun {
  public:
   /// All checks are of this target; its name tells the type.
   CheckerRun(std::string name, const engine::Attributes& attributes,
-             const engine::CheckerOptions& options = {});
+             const engine::WorkerOptions& options = {});
 
   /// So many at a time that the batches of reports don't hold them up. Gives how many were good.
   int OnDemand(int checks);
@@ -27,11 +27,11 @@ class CheckerRun {
   std::string m_name;
   std::shared_ptr<const engine::Attributes> m_attributes;
   platform::EventFd m_event;
-  engine::Checker m_checker;
+  engine::WorkerThread m_checker;
 };
 
 /// The next reports of a checker, once there are some.
-[[nodiscard]] std::vector<engine::CheckReport> AwaitReports(engine::Checker& checker,
-                                                            platform::EventFd& event);
+[[nodiscard]] std::vector<engine::CheckEnded> AwaitReports(engine::WorkerThread& checker,
+                                                           platform::EventFd& event);
 
 }  // namespace norvane::bench

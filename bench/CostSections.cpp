@@ -99,13 +99,13 @@ void CostOfChecks(FigureTable& table, const CheckedServers& servers) {
   BareWebLoop secureWeb(servers.secureUrl, servers.wanted, servers.caFile);
   BareMailLoop pop3(Pop3Dialogue(servers.pop3));
   BareMailLoop smtp(SmtpDialogue(servers.smtp));
-  engine::CheckerOptions secure;
+  engine::WorkerOptions secure;
   secure.caFile = servers.caFile;
   const auto run = [](auto& loop) {
     return [&loop](int checks, int perSecond) { return loop.Run(checks, perSecond); };
   };
   const auto runOf = [](const char* name, const engine::Attributes& attributes,
-                        const engine::CheckerOptions& options = {}) {
+                        const engine::WorkerOptions& options = {}) {
     return std::make_unique<CheckerRun>(name, attributes, options);
   };
   Report(table, {"web, 4 KB page", 20000, run(web),
@@ -122,7 +122,7 @@ void LateQuits(FigureTable& table, const CheckedServers& servers) {
   constexpr double QuitMilliseconds = 200;
   table.Section("64 mail checks at once, QUIT answered after 200 ms");
   platform::EventFd event;
-  engine::Checker checker({}, event);
+  engine::WorkerThread checker({}, event);
   const auto pop3 = std::make_shared<const engine::Attributes>(Pop3Monitor(servers.slowPop3));
   const auto smtp = std::make_shared<const engine::Attributes>(SmtpMonitor(servers.slowSmtp));
   std::vector<double> times;

@@ -6,25 +6,24 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "engine/checks/ProbeType.h"
-#include "engine/model/CheckRunner.h"
 #include "engine/model/MonitorTable.h"
+#include "engine/model/Worker.h"
 #include "engine/net/EventLoop.h"
-#include "engine/store/StateFile.h"
+#include "engine/store/Storage.h"
 #include "platform/EventFd.h"
+#include "platform/ThreadCheck.h"
 
 namespace norvane::engine {
 
+class EngineState;
 class Outages;
 class Writer;
 
-/// Called on the service thread, once. The exception is null after a success.
-using Completion = std::function<void(std::exception_ptr)>;
 using CheckCompletion = std::function<void(std::exception_ptr, const CheckResult&)>;
 
 /// Hears of changes to the table, on the service thread; asks the table what they are.
@@ -34,17 +33,18 @@ class TableObserver {
   virtual void TableChanged() = 0;
 };
 
-/// The engine itself, on the service thread: the monitors, the service-wide values, what starts and stops
-/// checks and what is done with their results. Knows nothing of sockets; the link serves it to consoles.
+/// The engine itself, on the service thread: the monitors, what starts and stops checks and what is done with
+/// their results. Knows nothing of sockets; the link serves it to consoles.
 ///
-/// Whoever runs the service thread calls `OnWake` whenever `WakeFd` is readable. Synchronous operations throw
-/// EngineError; the others report through their completion and never throw.
-class Service {
+/// Whoever runs the service thread calls `OnWake` whenever `WakeFd` is readable. The operations throw
+/// EngineError for what they refuse at once; those with a completion report there, once, how what they began
+/// has ended.
+class Service final : private Storage::Client {
  public:
   struct Options {
     std::string folder;  ///< the application folder; must exist and be writable
-    /// Makes the runner; it signals the given event whenever reports wait.
-    std::function<std::unique_ptr<CheckRunner>(platform::EventFd&)> makeRunner;
+    /// Makes the worker, which signals the given event whenever reports wait.
+    std::function<std::unique_ptr<Worker>(platform::EventFd&)> makeWorker;
     EventLoop::Clock clock = &std::chrono::steady_clock::now;
     MonitorTypes types = ProbeTable();
   };
@@ -53,7 +53,7 @@ class Service {
   /// data file is damaged the engine starts empty; the next save keeps that file under another name (see
   /// `Notices`). Throws StoreError or std::system_error if the folder or a file in it cannot be worked with.
   explicit Service(Options options);
-  ~Service();
+  ~Service() override;
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
@@ -63,20 +63,19 @@ class Service {
   [[nodiscard]] const std::string& Folder() const { return m_folder; }
   /// Random, different for every process: tells one engine instance from another.
   [[nodiscard]] const std::string& Instance() const { return m_instance; }
-
   [[nodiscard]] MonitorTypes Types() const { return m_types; }
 
   [[nodiscard]] int WakeFd() const;
   void OnWake();
 
-  [[nodiscard]] const MonitorTable& Table() const { return *m_table; }
+  [[nodiscard]] const MonitorTable& Table() const override { return *m_table; }
   void AddObserver(TableObserver& observer);
   void RemoveObserver(TableObserver& observer);
 
   /// Empty text for a key that was never set.
   [[nodiscard]] std::string ConfigValue(std::string_view key) const;
   /// Done when the values are on disk. "ControlPass" cannot be set.
-  void CommitConfig(std::map<std::string, std::string> values, Completion done);
+  void CommitConfig(const std::map<std::string, std::string>& values, Completion done);
   /// Compares in constant time.
   [[nodiscard]] bool IsControlPass(std::string_view text) const;
 
@@ -86,8 +85,8 @@ class Service {
   /// Prepares a new monitor: fills empty attributes with the defaults.
   void Init(MonitorId id);
 
-  void Load(std::string path, Completion done);
-  void Save(std::string path, Completion done);
+  void Load(const std::string& path, Completion done);
+  void Save(const std::string& path, Completion done);
 
   /// Runs one check now. Its result is stored and logged like that of a scheduled one, and while the monitor
   /// runs it counts like one for outages; a stopped monitor has none.
@@ -99,56 +98,37 @@ class Service {
   void Shutdown(Completion done);
 
  private:
-  /// The content that the data file is known to have, so that only later changes need to be written.
-  struct SavedMark {
-    std::string state;
-    std::uint64_t change = 0;
-  };
-  /// A step of `Load` or `Save`; calls its argument at its end. One runs at a time, in order.
-  using StorageStep = std::function<void(std::function<void()>)>;
-
-  /// Gives the outages that lasted when the last engine ended.
-  OutageRecords OpenState();
-  void LoadAtStart();
-  void EnqueueStorage(StorageStep step);
-  void NextStorageStep();
-  void StartLoad(const std::string& path, Completion done);
-  void StartSave(const std::string& path, bool everything, Completion done);
-  void ReplaceTable(std::unique_ptr<MonitorTable> table);
+  void ReplaceTable(std::unique_ptr<MonitorTable> table) override;
+  void Notice(const std::string& text) override;
 
   void StartAll();
   void StopAll();
-  void Take(const CheckReport& report);
-  void TakeCheck(const Monitor& monitor, const CheckResult& result);
-  void TakeNotification(const Monitor* monitor, const CheckReport& report);
+  void Handle(const Report& report);
+  void Handle(const CheckEnded& ended);
+  void Handle(const NotificationEnded& ended);
+  void Handle(const CommandEvent& event);
+  void Handle(const CommandOutput& output);
+  void Answer(std::uint64_t ticket, const CheckResult& result);
   void KeepOutages();
-  void WriteOutages(bool everything);
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
-  void Notice(const std::string& text);
-  void TellObservers();
+  void NotifyObservers();
   [[nodiscard]] const Monitor& Get(MonitorId id) const;
 
+  platform::ThreadCheck m_thread;
   MonitorTypes m_types;
   std::string m_folder;
-  std::string m_dataFile;
   std::string m_instance;
   std::deque<std::string> m_notices;
   platform::EventFd m_wake;
-  std::unique_ptr<StateFile> m_state;  // the writer thread's alone once it runs
   std::unique_ptr<Writer> m_writer;
-  std::unique_ptr<CheckRunner> m_runner;
+  std::unique_ptr<EngineState> m_state;
+  Storage m_storage;
   std::unique_ptr<MonitorTable> m_table;
+  std::unique_ptr<Worker> m_worker;
   std::unique_ptr<Outages> m_outages;
-  int m_outageWrites = 0;            // handed to the writer and not yet done
-  OutageChanges m_unwrittenOutages;  // of a write that failed
-  std::map<std::string, std::string, std::less<>> m_config;
   std::vector<TableObserver*> m_observers;
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket
   std::uint64_t m_lastTicket = 0;
-  std::uint32_t m_lastGeneration = 1;
-  std::string m_servedFile;  // the file whose monitors these are; empty if they are of no file
-  std::optional<SavedMark> m_saved;
-  std::deque<StorageStep> m_storage;
 };
 
 }  // namespace norvane::engine

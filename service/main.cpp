@@ -21,7 +21,7 @@
 
 #include "console/engine/EngineError.h"
 #include "engine/Service.h"
-#include "engine/checks/Checker.h"
+#include "engine/WorkerThread.h"
 #include "engine/store/StoreError.h"
 #include "link/EngineServer.h"
 #include "link/Wire.h"
@@ -94,9 +94,9 @@ void Say(const std::string& text) {
   std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
 }
 
-std::unique_ptr<engine::CheckRunner> MakeChecker(const std::string& folder, platform::EventFd& wake) {
+std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::EventFd& wake) {
   const auto config = platform::PathIn(folder, platform::files::Config);
-  engine::CheckerOptions options;
+  engine::WorkerOptions options;
   options.folder = folder;
   options.caFile = platform::IniValue("tls", "cafile", options.caFile, config);
   try {
@@ -105,7 +105,8 @@ std::unique_ptr<engine::CheckRunner> MakeChecker(const std::string& folder, plat
     Say(config + ": " + unknown.what() + "; " + std::string(platform::LegacyCharset::DefaultName) +
         " is used instead");
   }
-  return std::make_unique<engine::Checker>(options, wake);
+  options.log = Say;
+  return std::make_unique<engine::WorkerThread>(options, wake);
 }
 
 bool EngineAnswers(const std::string& folder) {
@@ -133,7 +134,7 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
     kj::UnixEventPort::captureSignal(signal);
   kj::AsyncIoContext io = kj::setupAsyncIo();
   engine::Service service(
-      {arguments.folder, [&](platform::EventFd& wake) { return MakeChecker(arguments.folder, wake); }});
+      {arguments.folder, [&](platform::EventFd& wake) { return MakeWorker(arguments.folder, wake); }});
 
   auto toldToEnd = kj::newPromiseAndFulfiller<void>();
   link::EngineServer::Options options;

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <memory>
 
-#include "engine/model/CheckRunner.h"
 #include "engine/model/MonitorType.h"
+#include "engine/model/Requests.h"
 #include "engine/net/Probe.h"
 
 namespace norvane::engine {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <utility>
 
 namespace norvane::engine {
 
@@ -26,42 +27,41 @@ void Schedule::SetInterval(MonitorId id, Interval interval) {
 }
 
 void Schedule::Plan(MonitorId id, Entry& entry, Moment due) {
-  if (!entry.running) {
+  if (entry.running.empty()) {
     m_due.erase({entry.due, id});
     m_due.emplace(due, id);
   }
   entry.due = due;
 }
 
-std::optional<MonitorId> Schedule::TakeDue(Moment now) {
+std::optional<MonitorId> Schedule::StartNext(Moment now) {
   if (m_due.empty() || m_due.begin()->first > now) return std::nullopt;
   const auto id = m_due.begin()->second;
-  m_due.erase(m_due.begin());
   auto& entry = m_entries.at(id);
+  entry.running = m_due.extract(m_due.begin());
   const auto missed = (now - entry.due) / entry.interval;
   entry.planned = entry.due + missed * entry.interval;
   entry.due = entry.planned + entry.interval;
   entry.started = now;
-  entry.running = true;
   return id;
 }
 
 bool Schedule::End(MonitorId id, Moment now) {
   auto& entry = m_entries.at(id);
-  assert(entry.running && entry.started);
-  entry.running = false;
+  assert(!entry.running.empty() && entry.started);
   // A start that came late may end past the next planned one without having outlasted anything.
   const bool outlasted = now - *entry.started >= entry.interval;
   if (outlasted) entry.due = std::max(entry.due, now);
-  m_due.emplace(entry.due, id);
+  entry.running.value().first = entry.due;
+  m_due.insert(std::move(entry.running));
   return outlasted;
 }
 
 std::optional<Moment> Schedule::NextStart() const {
   std::optional<Moment> start;
-  int company = 0;
+  int batch = 0;
   for (const auto& [due, id] : m_due) {
-    if (company++ == Company || due > m_due.begin()->first + CompanyWithin) break;
+    if (batch++ == MaxBatch || due > m_due.begin()->first + BatchWindow) break;
     start = due;
   }
   return start;

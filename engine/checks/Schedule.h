@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "engine/model/CheckRunner.h"
+#include "engine/model/Requests.h"
 #include "engine/net/EventLoop.h"
 
 namespace norvane::engine {
@@ -19,39 +19,40 @@ class Schedule {
  public:
   using Interval = std::chrono::milliseconds;
 
-  /// Checks that are due this close together start together, when the last of them is due: waking for each
-  /// would cost more than the check.
-  static constexpr Interval CompanyWithin{40};
-  /// So many are company enough; waiting for more would save nothing.
-  static constexpr int Company = 16;
+  /// Checks that fall due this close together start as one batch, when the last of them is due: waking for
+  /// each would cost more than the check.
+  static constexpr Interval BatchWindow{40};
+  /// Waiting for more of them would save nothing.
+  static constexpr int MaxBatch = 16;
 
-  /// `id` must not stand in the schedule.
+  /// `id` must not be in the schedule.
   void Add(MonitorId id, Moment first, Interval interval);
   void Remove(MonitorId id);
   /// Counts from the last planned start; a monitor that was not yet started keeps its first moment.
   void SetInterval(MonitorId id, Interval interval);
 
   /// A monitor whose check is to start, the longest overdue first; it counts as running from here on.
-  [[nodiscard]] std::optional<MonitorId> TakeDue(Moment now);
+  [[nodiscard]] std::optional<MonitorId> StartNext(Moment now);
   /// The check has ended. True if it outlasted its interval; the next is then due at once.
   bool End(MonitorId id, Moment now);
 
-  /// When those that are due next are to be taken.
+  /// When the next batch is to start.
   [[nodiscard]] std::optional<Moment> NextStart() const;
 
  private:
+  using Due = std::set<std::pair<Moment, MonitorId>>;
   struct Entry {
     Interval interval;
     Moment due;                       // the next planned start
     Moment planned{};                 // the last planned start
     std::optional<Moment> started{};  // when the last one really started
-    bool running = false;
+    Due::node_type running{};         // the entry of `m_due` while the check runs
   };
 
   void Plan(MonitorId id, Entry& entry, Moment due);
 
   std::unordered_map<MonitorId, Entry> m_entries;
-  std::set<std::pair<Moment, MonitorId>> m_due;  // those that are not running
+  Due m_due;  // those that are not running
 };
 
 }  // namespace norvane::engine

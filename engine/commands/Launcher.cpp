@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -21,7 +22,6 @@
 namespace norvane::engine {
 
 using std::chrono::milliseconds;
-using Kind = CheckReport::Kind;
 
 namespace {
 
@@ -54,13 +54,18 @@ std::string EndText(const siginfo_t& info) {
 
 }  // namespace
 
+template <class Event>
+void Launcher::ReportAs(MonitorId id, const std::string& text) {
+  m_deliver(Event{id, std::chrono::system_clock::now(), PlainText(text, MaxTextSize)});
+}
+
 /// Reads what a program writes, by lines.
-class Launcher::Output final : private Watcher {
+class Launcher::Output final : private Watcher, private EventOwner {
  public:
   Output(Launcher& owner, std::uint64_t number, const LaunchRequest& request, platform::FileDescriptor pipe)
       : m_owner(owner), m_number(number), m_id(request.id), m_name(request.name), m_pipe(std::move(pipe)) {
     if (!m_owner.m_loop.Watch(m_pipe.Get(), EPOLLIN, *this))
-      m_owner.Tell(m_id, Kind::Command, "the output of a command cannot be read");
+      m_owner.ReportAs<CommandEvent>(m_id, "the output of a command cannot be read");
   }
   ~Output() override { m_owner.m_loop.Forget(m_pipe.Get()); }
 
@@ -69,11 +74,17 @@ class Launcher::Output final : private Watcher {
     std::array<char, 4096> bytes;
     const auto size = ::read(m_pipe.Get(), bytes.data(), bytes.size());
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-    if (size > 0) return Take({bytes.data(), static_cast<std::size_t>(size)});
+    if (size > 0) return Receive({bytes.data(), static_cast<std::size_t>(size)});
     if (!m_line.empty()) EndLine();
-    m_owner.m_outputs.erase(m_owner.m_outputs.find(m_number));  // this object
+    End();
   }
-  void Take(std::string_view text) {
+  EventOwner& Owner() override { return *this; }
+  void Broke(const std::string& why) override {
+    m_owner.m_loop.Log("output of a command of " + m_name + ": " + why);
+    End();
+  }
+  void End() { m_owner.m_outputs.erase(m_owner.m_outputs.find(m_number)); }  // this object
+  void Receive(std::string_view text) {
     for (const char c : text) {
       if (c != '\n') m_line += c;
       if (c == '\n' || m_line.size() == MaxLineSize) EndLine();
@@ -81,9 +92,9 @@ class Launcher::Output final : private Watcher {
   }
   void EndLine() {
     if (++m_lines <= MaxLines)
-      m_owner.Tell(m_id, Kind::Output, m_name + ": " + m_line);
+      m_owner.ReportAs<CommandOutput>(m_id, m_name + ": " + m_line);
     else if (m_lines == MaxLines + 1)
-      m_owner.Tell(m_id, Kind::Output, m_name + ": (further output is dropped)");
+      m_owner.ReportAs<CommandOutput>(m_id, m_name + ": (further output is dropped)");
     m_line.clear();
   }
 
@@ -97,7 +108,7 @@ class Launcher::Output final : private Watcher {
 };
 
 /// One program that runs.
-class Launcher::Program final : private Watcher {
+class Launcher::Program final : private Watcher, private EventOwner {
  public:
   Program(Launcher& owner, std::uint64_t number, MonitorId id, std::string path, pid_t pid,
           platform::FileDescriptor pidfd)
@@ -107,7 +118,7 @@ class Launcher::Program final : private Watcher {
         m_path(std::move(path)),
         m_pid(pid),
         m_pidfd(std::move(pidfd)),
-        m_timer(owner.m_loop, [this] { RunOut(); }) {
+        m_timer(owner.m_loop, *this, [this] { TimeOut(); }) {
     m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.limit);
     if (m_owner.m_loop.Watch(m_pidfd.Get(), EPOLLIN, *this)) return;
     Signal(SIGKILL);
@@ -123,11 +134,11 @@ class Launcher::Program final : private Watcher {
   /// To the whole group. The number is ours as long as the program's end was not taken.
   void Signal(int signal) const { ::kill(-m_pid, signal); }
 
-  void RunOut() {
+  void TimeOut() {
     if (!std::exchange(m_isOverdue, true)) {
       const auto limit = platform::FormatNumber(static_cast<double>(m_owner.m_options.limit.count()) / 1000);
-      m_owner.Tell(m_id, Kind::Command,
-                   "command " + m_path + " has run for " + limit + " s and is told to end");
+      m_owner.ReportAs<CommandEvent>(m_id,
+                                     "command " + m_path + " has run for " + limit + " s and is told to end");
       m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.grace);
       return Signal(SIGTERM);
     }
@@ -139,7 +150,12 @@ class Launcher::Program final : private Watcher {
     siginfo_t info{};
     if (::waitid(P_PIDFD, static_cast<id_t>(m_pidfd.Get()), &info, WEXITED) != 0 && errno == EINTR) return;
     m_hasEnded = true;
-    m_owner.Tell(m_id, Kind::Command, "command " + m_path + " " + EndText(info));
+    m_owner.ReportAs<CommandEvent>(m_id, "command " + m_path + " " + EndText(info));
+    m_owner.Ended(m_number);  // destroys this object
+  }
+  EventOwner& Owner() override { return *this; }
+  void Broke(const std::string& why) override {
+    m_owner.m_loop.Log("command " + m_path + ": " + why);
     m_owner.Ended(m_number);  // destroys this object
   }
 
@@ -154,15 +170,16 @@ class Launcher::Program final : private Watcher {
   bool m_hasEnded = false;
 };
 
-Launcher::Launcher(EventLoop& loop, Options options, Report report)
-    : m_loop(loop), m_options(std::move(options)), m_report(std::move(report)) {}
+Launcher::Launcher(EventLoop& loop, Options options, Deliver deliver)
+    : m_loop(loop), m_options(std::move(options)), m_deliver(std::move(deliver)) {}
 
 Launcher::~Launcher() = default;
 
 void Launcher::Launch(LaunchRequest request) {
+  assert(m_loop.IsInside());
   if (m_waiting.size() >= m_options.maxWaiting) {
-    Tell(request.id, Kind::Command,
-         "command " + request.program + " was not started: too many commands are waiting");
+    ReportAs<CommandEvent>(request.id,
+                           "command " + request.program + " was not started: too many commands are waiting");
     return;
   }
   m_waiting.push_back(std::move(request));
@@ -184,10 +201,10 @@ void Launcher::Start(LaunchRequest request) {
     auto spawned = Spawn(path, m_options.folder, Environment(std::move(request.environment)));
     m_running[number] =
         std::make_unique<Program>(*this, number, request.id, path, spawned.pid, std::move(spawned.pidfd));
-    Tell(request.id, Kind::Command, "command " + path + " started");
+    ReportAs<CommandEvent>(request.id, "command " + path + " started");
     m_outputs[number] = std::make_unique<Output>(*this, number, request, std::move(spawned.output));
   } catch (const std::exception& error) {
-    Tell(request.id, Kind::Command, "command " + request.program + " was not started: " + error.what());
+    ReportAs<CommandEvent>(request.id, "command " + request.program + " was not started: " + error.what());
   }
 }
 
@@ -202,15 +219,6 @@ void Launcher::DropOldOutputs() {
   auto old = static_cast<std::size_t>(std::count_if(m_outputs.begin(), m_outputs.end(), isOld));
   for (; old > MaxOldOutputs; --old)
     m_outputs.erase(std::find_if(m_outputs.begin(), m_outputs.end(), isOld));
-}
-
-void Launcher::Tell(MonitorId id, Kind kind, std::string text) {
-  CheckReport report;
-  report.id = id;
-  report.kind = kind;
-  report.result.at = std::chrono::system_clock::now();
-  report.remark = PlainText(text, MaxTextSize);
-  m_report(std::move(report));
 }
 
 }  // namespace norvane::engine

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "engine/model/CheckRunner.h"
+#include "engine/model/Reports.h"
 #include "engine/net/EventLoop.h"
 
 namespace norvane::engine {
@@ -30,14 +30,14 @@ class Launcher {
     std::chrono::milliseconds limit = std::chrono::minutes(10);
     std::chrono::milliseconds grace = std::chrono::seconds(10);
   };
-  using Report = std::function<void(CheckReport)>;
+  using Deliver = std::function<void(Report)>;
 
   /// What a program writes counts up to here; the rest is read and dropped.
   static constexpr int MaxLines = 1000;
   static constexpr std::size_t MaxLineSize = 500;
 
-  /// `report` gets reports of kind Command and Output, from the loop or from `Launch`.
-  Launcher(EventLoop& loop, Options options, Report report);
+  /// `deliver` gets each `CommandEvent` and `CommandOutput`, from the loop or from `Launch`.
+  Launcher(EventLoop& loop, Options options, Deliver deliver);
   /// Tells the programs that run to end, and waits for none.
   ~Launcher();
   Launcher(const Launcher&) = delete;
@@ -53,11 +53,12 @@ class Launcher {
   void Start(LaunchRequest request);
   void Ended(std::uint64_t number);
   void DropOldOutputs();
-  void Tell(MonitorId id, CheckReport::Kind kind, std::string text);
+  template <class Event>
+  void ReportAs(MonitorId id, const std::string& text);
 
   EventLoop& m_loop;
   Options m_options;
-  Report m_report;
+  Deliver m_deliver;
   std::deque<LaunchRequest> m_waiting;
   std::uint64_t m_lastNumber = 0;
   std::map<std::uint64_t, std::unique_ptr<Program>> m_running;

@@ -27,9 +27,8 @@ std::string Masked(std::string_view text, const std::string& secret) {
 
 }  // namespace
 
-MailSession::MailSession(const DialogueContext& context, std::string_view protocol,
-                         const ServerSchemes& schemes, std::string server, std::chrono::milliseconds timeout,
-                         ProbeClient& client)
+MailSession::MailSession(ProbeContext& context, std::string_view protocol, const ServerSchemes& schemes,
+                         std::string server, std::chrono::milliseconds timeout, ProbeClient& client)
     : m_protocol(protocol),
       m_schemes(schemes),
       m_context(context),
@@ -45,7 +44,7 @@ void MailSession::Begin() {
 void MailSession::Open() {
   const auto address = ServerAddress::Parse(m_server, m_schemes);
   if (!address) return m_client.Ended("not a valid " + std::string(m_protocol) + " server address");
-  m_dialogue.emplace(m_context, static_cast<LineDialogue::Client&>(*this));
+  m_dialogue.emplace(m_context, m_client, static_cast<LineDialogue::Client&>(*this));
   m_dialogue->Open(*address, m_timeout);
 }
 
@@ -56,7 +55,7 @@ std::string_view MailSession::Step() const {
 
 void MailSession::GoOn() {
   while (const auto line = m_dialogue->NextLine()) {
-    if (auto outcome = Take(*line)) {
+    if (auto outcome = Receive(*line)) {
       m_dialogue->Send("QUIT\r\n");
       return m_client.Ended(std::move(*outcome));
     }

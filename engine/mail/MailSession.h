@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "engine/net/LineDialogue.h"
-#include "engine/net/Probe.h"
 
 namespace norvane::engine {
 
@@ -22,7 +21,7 @@ class MailSession : public Probe, private LineDialogue::Client {
   using Outcome = std::optional<std::string>;
 
   /// `protocol` heads the reasons ("POP3"). `timeout` is shared among the server's addresses.
-  MailSession(const DialogueContext& context, std::string_view protocol, const ServerSchemes& schemes,
+  MailSession(ProbeContext& context, std::string_view protocol, const ServerSchemes& schemes,
               std::string server, std::chrono::milliseconds timeout, ProbeClient& client);
 
   /// What is never shown, even if a server says it; empty if there is none.
@@ -32,7 +31,7 @@ class MailSession : public Probe, private LineDialogue::Client {
   [[nodiscard]] virtual std::string InputFailure() const = 0;
   /// Of the step that waits for an answer.
   [[nodiscard]] virtual std::string_view StepName() const = 0;
-  [[nodiscard]] virtual Outcome Take(std::string_view line) = 0;
+  [[nodiscard]] virtual Outcome Receive(std::string_view line) = 0;
   /// The connection broke. True if the session begins anew, on another one, and is prepared for it.
   [[nodiscard]] virtual bool BeginsAnew() { return false; }
 
@@ -49,7 +48,7 @@ class MailSession : public Probe, private LineDialogue::Client {
 
   std::string_view m_protocol;
   ServerSchemes m_schemes;
-  DialogueContext m_context;
+  ProbeContext& m_context;
   std::string m_server;
   std::chrono::milliseconds m_timeout;
   ProbeClient& m_client;

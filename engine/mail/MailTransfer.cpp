@@ -22,8 +22,7 @@ constexpr std::size_t CodeSize = 3;
 
 class MailTransfer final : public MailSession {
  public:
-  MailTransfer(const DialogueContext& context, Mail mail, std::chrono::milliseconds timeout,
-               ProbeClient& client)
+  MailTransfer(ProbeContext& context, Mail mail, std::chrono::milliseconds timeout, ProbeClient& client)
       : MailSession(context, "SMTP", Schemes, mail.server, timeout, client), m_mail(std::move(mail)) {
     for (auto* address : {&m_mail.from, &m_mail.to})
       *address = std::string(platform::Trimmed(*address));
@@ -42,8 +41,8 @@ class MailTransfer final : public MailSession {
 
   [[nodiscard]] std::string InputFailure() const override;
   [[nodiscard]] std::string_view StepName() const override { return Rows[m_at].name; }
-  [[nodiscard]] Outcome Take(std::string_view line) override;
-  void TakeExtension(std::string_view name);
+  [[nodiscard]] Outcome Receive(std::string_view line) override;
+  void ParseExtension(std::string_view name);
   [[nodiscard]] Outcome Answered();
   [[nodiscard]] Outcome Enter(At at);
   [[nodiscard]] const std::string& Self();
@@ -121,18 +120,18 @@ std::string MailTransfer::SayText() {
   return DotStuffed(MessageText(m_mail, Self(), platform::RandomText(16), std::chrono::system_clock::now()));
 }
 
-MailTransfer::Outcome MailTransfer::Take(std::string_view line) {
+MailTransfer::Outcome MailTransfer::Receive(std::string_view line) {
   const bool hasCode = line.size() >= CodeSize && std::all_of(line.begin(), line.begin() + CodeSize, IsDigit);
   const char mark = line.size() > CodeSize ? line[CodeSize] : ' ';
   if (!hasCode || (mark != ' ' && mark != '-')) return WrongProtocol();
   const auto words = line.substr(std::min(line.size(), CodeSize + 1));
-  if (m_at == Ehlo) TakeExtension(words.substr(0, words.find(' ')));
+  if (m_at == Ehlo) ParseExtension(words.substr(0, words.find(' ')));
   if (m_answer.empty()) m_answer = line.substr(0, CodeSize);
   m_answer.append(" ").append(words);
   return mark == '-' ? std::nullopt : Answered();
 }
 
-void MailTransfer::TakeExtension(std::string_view name) {
+void MailTransfer::ParseExtension(std::string_view name) {
   const auto is = [&](std::string_view other) {
     return name.size() == other.size() && ::strncasecmp(name.data(), other.data(), name.size()) == 0;
   };
@@ -162,8 +161,8 @@ MailTransfer::Outcome MailTransfer::Enter(At at) {
 
 }  // namespace
 
-std::unique_ptr<Probe> MakeMailTransfer(const DialogueContext& context, Mail mail,
-                                        std::chrono::milliseconds timeout, ProbeClient& client) {
+std::unique_ptr<Probe> MakeMailTransfer(ProbeContext& context, Mail mail, std::chrono::milliseconds timeout,
+                                        ProbeClient& client) {
   return std::make_unique<MailTransfer>(context, std::move(mail), timeout, client);
 }
 

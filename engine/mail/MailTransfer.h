@@ -4,7 +4,6 @@
 #include <memory>
 #include <string>
 
-#include "engine/net/LineDialogue.h"
 #include "engine/net/Probe.h"
 
 namespace norvane::engine {
@@ -27,7 +26,7 @@ struct Mail {
 ///
 /// A failure is told as in "SMTP: RCPT TO refused: 550 no such user". Destroying the transfer gives it up;
 /// the time-out is the caller's business, `timeout` only shares it among the server's addresses.
-[[nodiscard]] std::unique_ptr<Probe> MakeMailTransfer(const DialogueContext& context, Mail mail,
+[[nodiscard]] std::unique_ptr<Probe> MakeMailTransfer(ProbeContext& context, Mail mail,
                                                       std::chrono::milliseconds timeout, ProbeClient& client);
 
 }  // namespace norvane::engine

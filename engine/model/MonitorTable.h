@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -8,8 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "engine/model/CheckRunner.h"
 #include "engine/model/MonitorType.h"
+#include "engine/model/Requests.h"
 
 namespace norvane::engine {
 

@@ -4,9 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cerrno>
+#include <cstdio>
+#include <new>
 #include <system_error>
 #include <utility>
+
+#include "platform/ErrorText.h"
 
 namespace norvane::engine {
 
@@ -18,13 +23,31 @@ namespace {
 }
 }  // namespace
 
-EventLoop::EventLoop(Clock clock) : m_clock(std::move(clock)), m_epoll(::epoll_create1(EPOLL_CLOEXEC)) {
+void LogToStandardError(const std::string& text) {
+  std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
+}
+
+EventLoop::EventLoop(Clock clock, ErrorLog log)
+    : m_clock(std::move(clock)), m_log(std::move(log)), m_epoll(::epoll_create1(EPOLL_CLOEXEC)) {
   if (!m_epoll) Fail("epoll_create1");
 }
 
+void EventLoop::Handle(EventOwner& owner, const std::exception_ptr& error) noexcept {
+  try {
+    owner.Broke("internal error: " + platform::ErrorText(error));
+  } catch (...) {
+    std::fputs("norvane-engine: an internal error could not be handled\n", stderr);
+  }
+}
+
 bool EventLoop::Watch(int fd, std::uint32_t events, Watcher& watcher) noexcept {
+  assert(IsInside());
   const auto index = static_cast<std::size_t>(fd);
-  if (index >= m_watched.size()) m_watched.resize(index + 1);
+  try {
+    if (index >= m_watched.size()) m_watched.resize(index + 1);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   auto& watched = m_watched[index];
   const auto control = [&](int operation) {
     epoll_event event{};
@@ -62,6 +85,7 @@ int EventLoop::WaitFor(milliseconds longest) const {
 }
 
 void EventLoop::RunOnce(milliseconds longest) {
+  assert(IsInside());
   std::array<epoll_event, 256> events;
   const int count = ::epoll_wait(m_epoll.Get(), events.data(), events.size(), WaitFor(longest));
   if (count < 0 && errno != EINTR) Fail("epoll_wait");
@@ -70,7 +94,7 @@ void EventLoop::RunOnce(milliseconds longest) {
     const auto fd = static_cast<std::uint32_t>(event.data.u64);
     const auto watched = m_watched[fd];
     if (watched.watcher != nullptr && watched.turn == event.data.u64 >> 32)
-      watched.watcher->Ready(static_cast<int>(fd), event.events);
+      Serve(watched.watcher->Owner(), [&] { watched.watcher->Ready(static_cast<int>(fd), event.events); });
   }
   RunTimers();
 }
@@ -85,22 +109,28 @@ void EventLoop::RunTimers() {
     if (when > now || armed > last) return;
     timer->Clear();
     const auto call = timer->m_call;  // lives on when the call destroys its timer
-    call();
+    Serve(timer->m_owner, call);
   }
 }
 
 void EventLoop::Timer::Set(Moment when) {
-  if (m_armed != 0 && m_when == when) return;
+  assert(m_loop.IsInside());
+  if (m_isSet && std::get<Moment>(*m_at) == when) return;
   Clear();
-  m_when = when;
-  m_armed = ++m_loop.m_lastArmed;
-  m_loop.m_timers.emplace(m_when, m_armed, this);
+  const auto armed = ++m_loop.m_lastArmed;
+  if (m_unset.empty()) {
+    m_at = m_loop.m_timers.emplace(when, armed, this).first;
+  } else {
+    m_unset.value() = {when, armed, this};
+    m_at = m_loop.m_timers.insert(std::move(m_unset)).position;
+  }
+  m_isSet = true;
 }
 
 void EventLoop::Timer::Clear() noexcept {
-  if (m_armed == 0) return;
-  m_loop.m_timers.erase({m_when, m_armed, this});
-  m_armed = 0;
+  if (!m_isSet) return;
+  m_unset = m_loop.m_timers.extract(m_at);
+  m_isSet = false;
 }
 
 }  // namespace norvane::engine

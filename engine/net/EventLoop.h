@@ -2,41 +2,64 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <set>
+#include <string>
 #include <tuple>
 #include <vector>
 
 #include "platform/FileDescriptor.h"
+#include "platform/ThreadCheck.h"
 
 namespace norvane::engine {
 
 /// The steady time of checks; never the wall clock, which people and daemons set.
 using Moment = std::chrono::steady_clock::time_point;
 
+/// What an event belongs to: a check, for instance. Hears when serving the event threw.
+class EventOwner {
+ public:
+  virtual ~EventOwner() = default;
+  /// `why` is "internal error: " and what the exception said. Ends what the event belonged to, which may
+  /// destroy the owner.
+  virtual void Broke(const std::string& why) = 0;
+};
+
 /// Hears of one descriptor. May watch and forget any descriptor, and destroy any watcher, while it hears.
 class Watcher {
  public:
   virtual ~Watcher() = default;
-  /// `events` are those of epoll; errors and hang-ups come unasked.
+  /// `events` are those of epoll; errors and hang-ups come unasked. What it throws goes to the owner, which
+  /// must still exist then.
   virtual void Ready(int fd, std::uint32_t events) = 0;
+  [[nodiscard]] virtual EventOwner& Owner() = 0;
 };
 
-/// One thread's loop over descriptors and timers: level-triggered epoll. Everything is called on that thread.
-class EventLoop {
+void LogToStandardError(const std::string& text);
+
+/// One thread's loop over descriptors and timers: level-triggered epoll. Everything is called on that thread,
+/// which is the one that made the loop until another adopts it. No exception of an event leaves the loop: it
+/// goes to the event's owner, and events of no owner but the loop are logged.
+class EventLoop : public EventOwner {
  public:
   using Clock = std::function<Moment()>;
+  using ErrorLog = std::function<void(const std::string&)>;
   class Timer;
 
   /// Throws std::system_error when the kernel has no descriptor left.
-  explicit EventLoop(Clock clock = &std::chrono::steady_clock::now);
+  explicit EventLoop(Clock clock = &std::chrono::steady_clock::now, ErrorLog log = &LogToStandardError);
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
+
+  void Adopt() { m_thread.Adopt(); }
+  [[nodiscard]] bool IsInside() const { return m_thread.IsInside(); }
 
   [[nodiscard]] Moment Now() const { return m_clock(); }
 
   /// Begins to watch `fd` for `events`, or changes what is watched. A descriptor that was closed meanwhile
-  /// and given out anew by the kernel is taken as the new one. False when the kernel has no room to watch it.
+  /// and given out anew by the kernel is taken as the new one. False when the kernel or the memory is
+  /// exhausted.
   [[nodiscard]] bool Watch(int fd, std::uint32_t events, Watcher& watcher) noexcept;
   /// Harmless for a descriptor that is not watched or closed already.
   void Forget(int fd) noexcept;
@@ -46,42 +69,62 @@ class EventLoop {
   /// Waits until something is ready or the next timer is due, at most `longest`, and serves it.
   void RunOnce(std::chrono::milliseconds longest);
 
+  /// Calls `event`; what it throws goes to `owner`.
+  template <class Event>
+  void Serve(EventOwner& owner, Event&& event) noexcept {
+    try {
+      event();
+    } catch (...) {
+      Handle(owner, std::current_exception());
+    }
+  }
+  void Broke(const std::string& why) override { m_log(why); }
+  void Log(const std::string& text) { m_log(text); }
+
  private:
   struct Watched {
     Watcher* watcher = nullptr;
     std::uint32_t turn = 0;  // tells an event of an earlier use of the descriptor's number
   };
-  using Due = std::tuple<Moment, std::uint64_t, Timer*>;
+  using Timers = std::set<std::tuple<Moment, std::uint64_t, Timer*>>;
 
+  void Handle(EventOwner& owner, const std::exception_ptr& error) noexcept;
   [[nodiscard]] int WaitFor(std::chrono::milliseconds longest) const;
   void RunTimers();
 
+  platform::ThreadCheck m_thread;
   Clock m_clock;
+  ErrorLog m_log;
   platform::FileDescriptor m_epoll;
   std::vector<Watched> m_watched;  // by descriptor
   std::uint32_t m_lastTurn = 0;
-  std::set<Due> m_timers;
+  Timers m_timers;
   std::uint64_t m_lastArmed = 0;
 };
 
-/// Calls back once at a moment. Must not outlive its loop; may be destroyed in its own call.
+/// Calls back once at a moment. Must not outlive its loop; may be destroyed in its own call. What the call
+/// throws goes to the owner, which must still exist then.
 class EventLoop::Timer {
  public:
-  Timer(EventLoop& loop, std::function<void()> call) : m_loop(loop), m_call(std::move(call)) {}
+  Timer(EventLoop& loop, EventOwner& owner, std::function<void()> call)
+      : m_loop(loop), m_owner(owner), m_call(std::move(call)) {}
   ~Timer() { Clear(); }
   Timer(const Timer&) = delete;
   Timer& operator=(const Timer&) = delete;
 
-  /// Replaces an earlier setting. A moment that has passed is served in the loop's next round.
+  /// Replaces an earlier setting. A moment that has passed is served in the loop's next round. Throws
+  /// std::bad_alloc, though never when the timer was set before.
   void Set(Moment when);
   void Clear() noexcept;
 
  private:
   friend class EventLoop;
   EventLoop& m_loop;
+  EventOwner& m_owner;
   std::function<void()> m_call;
-  Moment m_when;
-  std::uint64_t m_armed = 0;  // 0: not set
+  Timers::iterator m_at;
+  Timers::node_type m_unset;  // keeps the memory of the entry while the timer is not set
+  bool m_isSet = false;
 };
 
 }  // namespace norvane::engine

@@ -40,13 +40,16 @@ struct SocketAddress {
 
 }  // namespace
 
-LineDialogue::LineDialogue(const DialogueContext& context, Client& client)
-    : m_context(context), m_client(client), m_attemptEnds(context.loop, [this] { EndAttempt(); }) {}
+LineDialogue::LineDialogue(ProbeContext& context, EventOwner& owner, Client& client)
+    : m_context(context),
+      m_owner(owner),
+      m_client(client),
+      m_attemptEnds(context.loop, owner, [this] { EndAttempt(); }) {}
 
 LineDialogue::~LineDialogue() {
   if (m_ssl && m_state == State::Open) {
     ERR_clear_error();
-    SSL_shutdown(m_ssl.get());  // says farewell if there is room for it, and waits for none
+    SSL_shutdown(m_ssl.get());  // sends close_notify if it can be sent now, and waits for none
   }
   Close();
 }
@@ -63,7 +66,7 @@ void LineDialogue::Fail(std::string why) {
   Close();
 }
 
-void LineDialogue::TellClient() {
+void LineDialogue::CallClient() {
   if (m_state == State::Open || !m_failure.empty()) m_client.GoOn();
 }
 
@@ -85,12 +88,12 @@ std::string_view LineDialogue::Step() const {
 void LineDialogue::Open(const ServerAddress& server, std::chrono::milliseconds timeout) {
   m_server = server;
   m_deadline = m_context.loop.Now() + timeout;
-  if (const auto* answer = m_context.resolver.Known(server.host)) return TakeAnswer(*answer);
-  m_query =
-      m_context.resolver.LookUp(server.host, [this](const Resolver::Answer& answer) { TakeAnswer(answer); });
+  if (const auto* answer = m_context.resolver.Known(server.host)) return Resolved(*answer);
+  m_query = m_context.resolver.LookUp(server.host, m_owner,
+                                      [this](const Resolver::Answer& answer) { Resolved(answer); });
 }
 
-void LineDialogue::TakeAnswer(const Resolver::Answer& answer) {
+void LineDialogue::Resolved(const Resolver::Answer& answer) {
   m_query.reset();
   if (answer.addresses.empty()) {
     Fail(answer.failure);
@@ -99,7 +102,7 @@ void LineDialogue::TakeAnswer(const Resolver::Answer& answer) {
     m_addresses.assign(answer.addresses.rbegin(), answer.addresses.rend());
     TryNextAddress({});
   }
-  TellClient();
+  CallClient();
 }
 
 void LineDialogue::TryNextAddress(std::string whyNot) {
@@ -138,7 +141,7 @@ void LineDialogue::EndAttempt() {
     FinishConnecting();
   else
     TryNextAddress("no answer");
-  TellClient();
+  CallClient();
 }
 
 bool LineDialogue::IsConnected() const {
@@ -168,7 +171,7 @@ void LineDialogue::BecomeOpen() {
 
 void LineDialogue::Secure() {
   m_state = State::Securing;
-  if (m_taken < m_in.size()) return Fail("the server said more before TLS than it was asked");
+  if (m_consumed < m_in.size()) return Fail("the server said more before TLS than it was asked");
   BeginTls();
 }
 
@@ -199,29 +202,29 @@ void LineDialogue::Ready(int, std::uint32_t events) {
     Flush();
   }
   m_isDry = false;
-  TellClient();
+  CallClient();
 }
 
 std::optional<std::string_view> LineDialogue::NextLine() {
   while (m_state == State::Open && m_failure.empty()) {
-    if (auto line = TakeLine()) return line;
+    if (auto line = ExtractLine()) return line;
     if (m_isDry || !Receive()) break;
   }
   return std::nullopt;
 }
 
-std::optional<std::string_view> LineDialogue::TakeLine() {
-  const auto end = m_in.find('\n', m_taken);
-  if ((end == std::string::npos ? m_in.size() : end) - m_taken > MaxLine) {
+std::optional<std::string_view> LineDialogue::ExtractLine() {
+  const auto end = m_in.find('\n', m_consumed);
+  if ((end == std::string::npos ? m_in.size() : end) - m_consumed > MaxLine) {
     Fail("line longer than " + std::to_string(MaxLine) + " characters");
     return std::nullopt;
   }
   if (end == std::string::npos) {
-    m_in.erase(0, std::exchange(m_taken, 0));
+    m_in.erase(0, std::exchange(m_consumed, 0));
     return std::nullopt;
   }
-  auto line = std::string_view(m_in).substr(m_taken, end - m_taken);
-  m_taken = end + 1;
+  auto line = std::string_view(m_in).substr(m_consumed, end - m_consumed);
+  m_consumed = end + 1;
   if (line.ends_with('\r')) line.remove_suffix(1);
   return line;
 }

@@ -7,20 +7,11 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/net/EventLoop.h"
-#include "engine/net/Resolver.h"
+#include "engine/net/Probe.h"
 #include "engine/net/ServerAddress.h"
-#include "engine/net/TlsClient.h"
 #include "platform/FileDescriptor.h"
 
 namespace norvane::engine {
-
-/// What all dialogues of one loop share. Outlives them.
-struct DialogueContext {
-  EventLoop& loop;
-  Resolver& resolver;
-  TlsClient& tls;
-};
 
 /// A conversation in lines with a server that greets first, as POP3 and SMTP hold it: looks up the name,
 /// connects, secures the connection, reads and writes lines within limits, and never blocks the loop.
@@ -39,8 +30,8 @@ class LineDialogue : private Watcher {
   static constexpr std::size_t MaxLine = 4096;
   static constexpr std::size_t MaxReceived = 64 << 10;
 
-  /// `client` outlives the dialogue.
-  LineDialogue(const DialogueContext& context, Client& client);
+  /// `client`, and `owner` of the dialogue's events, outlive the dialogue.
+  LineDialogue(ProbeContext& context, EventOwner& owner, Client& client);
   ~LineDialogue() override;
   LineDialogue(const LineDialogue&) = delete;
   LineDialogue& operator=(const LineDialogue&) = delete;
@@ -71,7 +62,8 @@ class LineDialogue : private Watcher {
   enum class State { LookingUp, Connecting, Securing, Open };
 
   void Ready(int fd, std::uint32_t events) override;
-  void TakeAnswer(const Resolver::Answer& answer);
+  EventOwner& Owner() override { return m_owner; }
+  void Resolved(const Resolver::Answer& answer);
   void TryNextAddress(std::string whyNot);
   [[nodiscard]] int BeginConnecting(const std::string& address);
   void ShareTime();
@@ -81,10 +73,10 @@ class LineDialogue : private Watcher {
   void BeginTls();
   void Handshake();
   void BecomeOpen();
-  void TellClient();
+  void CallClient();
   void Fail(std::string why);
 
-  [[nodiscard]] std::optional<std::string_view> TakeLine();
+  [[nodiscard]] std::optional<std::string_view> ExtractLine();
   [[nodiscard]] bool Receive();
   [[nodiscard]] std::string ReceiveFailure(int result) const;
   [[nodiscard]] bool WouldBlock(int result) const;
@@ -92,7 +84,8 @@ class LineDialogue : private Watcher {
   void WatchFor(std::uint32_t events);
   void Close() noexcept;
 
-  DialogueContext m_context;
+  ProbeContext& m_context;
+  EventOwner& m_owner;
   Client& m_client;
   ServerAddress m_server;
   Moment m_deadline;
@@ -105,7 +98,7 @@ class LineDialogue : private Watcher {
   std::uint32_t m_watchedFor = 0;
   SslConnection m_ssl;
   std::string m_in;
-  std::size_t m_taken = 0;     // how much of m_in the client has had
+  std::size_t m_consumed = 0;  // how much of m_in the client has had
   std::size_t m_received = 0;  // in all
   bool m_isDry = false;        // there is nothing to receive until the loop says so
   std::string m_out;

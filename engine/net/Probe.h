@@ -19,16 +19,15 @@ struct ProbeContext {
   const std::string& caFile;               ///< PEM file of the authorities that are trusted
   const platform::LegacyCharset& charset;  ///< in which the size of a page is counted
   /// Bytes that are left for the pages held at once.
-  std::size_t roomForPages;
+  std::size_t pageQuota;
 };
 
-/// Hears how a probe ends.
-class ProbeClient {
+/// Hears how a probe ends, and owns the events of the probe: what one of them throws ends it too.
+class ProbeClient : public EventOwner {
  public:
-  virtual ~ProbeClient() = default;
   /// Comes at most once. An empty `failure` is a success; the text may hold bytes from outside. Destroys the
   /// probe, which therefore touches nothing of its own afterwards.
-  virtual void Ended(std::string failure) = 0;
+  virtual void Ended(std::string failure) noexcept = 0;
 };
 
 /// One check in flight, in the checker's loop; never blocks it. Destroying it gives up the check and leaves
@@ -36,7 +35,7 @@ class ProbeClient {
 class Probe {
  public:
   virtual ~Probe() = default;
-  /// Called once; may end the probe at once.
+  /// Called once; may end the probe at once. What it throws ends the probe too.
   virtual void Begin() = 0;
   /// What the probe is waiting for ("connecting"), for the reason of a check that ran out of time.
   [[nodiscard]] virtual std::string_view Step() const = 0;

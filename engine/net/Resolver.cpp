@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -85,7 +86,7 @@ class Resolver::Channel : public Watcher {
   Channel(Resolver& owner, const Options& options)
       : m_owner(owner),
         m_stamp(StampOf(ResolvConf)),
-        m_timer(owner.m_loop, [this] { Process(ARES_SOCKET_BAD, 0); }) {
+        m_timer(owner.m_loop, owner.m_loop, [this] { Process(ARES_SOCKET_BAD, 0); }) {
     static const int library = ares_library_init(ARES_LIB_INIT_ALL);
     char lookups[] = "fb";  // the hosts file, then the servers
     ares_options wanted{};
@@ -108,20 +109,17 @@ class Resolver::Channel : public Watcher {
     ares_addrinfo_hints hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
-    ares_getaddrinfo(m_channel, host.c_str(), nullptr, &hints, &Channel::Answered, new Asked{*this, host});
+    ares_getaddrinfo(m_channel, host.c_str(), nullptr, &hints, &Channel::Answered,
+                     new Pending(1, Asked{m_owner, host}));
     SetTimer();
   }
   [[nodiscard]] bool IsStale() const { return !Same(m_stamp, StampOf(ResolvConf)); }
 
   void Ready(int fd, std::uint32_t events) override { Process(fd, events); }
+  EventOwner& Owner() override { return m_owner.m_loop; }
 
  private:
-  struct Asked {
-    Channel& channel;
-    std::string host;
-  };
-
-  static void SocketState(void* self, ares_socket_t fd, int readable, int writable) {
+  static void SocketState(void* self, ares_socket_t fd, int readable, int writable) noexcept {
     auto& channel = *static_cast<Channel*>(self);
     if (readable == 0 && writable == 0) return channel.m_owner.m_loop.Forget(fd);
     const auto events = (readable != 0 ? EPOLLIN : 0u) | (writable != 0 ? EPOLLOUT : 0u);
@@ -129,23 +127,33 @@ class Resolver::Channel : public Watcher {
     static_cast<void>(channel.m_owner.m_loop.Watch(fd, events, channel));
   }
 
-  static void Answered(void* argument, int status, int, ares_addrinfo* info) {
-    const std::unique_ptr<Asked> asked(static_cast<Asked*>(argument));
+  static void Answered(void* argument, int status, int, ares_addrinfo* info) noexcept {
+    std::unique_ptr<Pending> pending(static_cast<Pending*>(argument));
     const std::unique_ptr<ares_addrinfo, decltype(&ares_freeaddrinfo)> owned(info, &ares_freeaddrinfo);
     if (status == ARES_EDESTRUCTION || status == ARES_ECANCELLED) return;  // the channel is being replaced
-    Answer answer;
-    seconds keep = LongestKept;
+    auto& asked = pending->front();
+    auto& resolver = asked.resolver;
+    try {
+      Read(status, info, asked);
+    } catch (const std::bad_alloc&) {
+      asked.answer = {{}, "out of memory"};
+    }
+    resolver.m_answered.splice(resolver.m_answered.end(), *pending);
+    resolver.m_deliver.Set(resolver.m_loop.Now());
+  }
+
+  static void Read(int status, const ares_addrinfo* info, Asked& asked) {
+    asked.keep = LongestKept;
     for (auto* node = info != nullptr ? info->nodes : nullptr; node != nullptr; node = node->ai_next) {
-      keep = std::min(keep, seconds{node->ai_ttl});
-      if (answer.addresses.size() < MaxAddresses) answer.addresses.push_back(AddressText(*node));
+      asked.keep = std::min(asked.keep, seconds{node->ai_ttl});
+      if (asked.answer.addresses.size() < MaxAddresses) asked.answer.addresses.push_back(AddressText(*node));
     }
-    if (status == ARES_SUCCESS && answer.addresses.empty()) status = ARES_ENODATA;
+    if (status == ARES_SUCCESS && asked.answer.addresses.empty()) status = ARES_ENODATA;
     if (status != ARES_SUCCESS) {
-      answer = {{}, FailureText(status)};
-      keep = FailureKept;
+      asked.answer = {{}, FailureText(status)};
+      asked.keep = FailureKept;
     }
-    asked->channel.m_owner.Finish(asked->host, std::move(answer),
-                                  std::clamp(keep, ShortestKept, LongestKept));
+    asked.keep = std::max(asked.keep, ShortestKept);
   }
 
   void Process(int fd, std::uint32_t events) {
@@ -173,8 +181,11 @@ class Resolver::Channel : public Watcher {
 Resolver::Resolver(EventLoop& loop, Options options)
     : m_loop(loop),
       m_options(std::move(options)),
-      m_deliver(loop, [this] { RunAnswered(); }),
-      m_channel(std::make_unique<Channel>(*this, m_options)) {}
+      m_deliver(loop, loop, [this] { DeliverAnswers(); }),
+      m_channel(std::make_unique<Channel>(*this, m_options)) {
+  m_deliver.Set(
+      m_loop.Now());  // from now on `Set` allocates nothing, and the callback of c-ares cannot throw
+}
 
 Resolver::~Resolver() = default;
 
@@ -194,9 +205,9 @@ const Resolver::Answer* Resolver::Known(const std::string& host) {
   return nullptr;
 }
 
-std::unique_ptr<Resolver::Query> Resolver::LookUp(const std::string& host, Done done) {
+std::unique_ptr<Resolver::Query> Resolver::LookUp(const std::string& host, EventOwner& owner, Done done) {
   RenewChannel();
-  std::unique_ptr<Query> query(new Query(*this, host, std::move(done)));
+  std::unique_ptr<Query> query(new Query(*this, host, owner, std::move(done)));
   const auto [lookup, isNew] = m_lookups.try_emplace(host);
   lookup->second.push_back(query.get());
   if (isNew) m_channel->Begin(host);
@@ -209,12 +220,6 @@ void Resolver::RenewChannel() {
   m_channel = std::make_unique<Channel>(*this, m_options);
   for (const auto& [host, queries] : m_lookups)
     m_channel->Begin(host);
-}
-
-void Resolver::Finish(const std::string& host, Answer answer, seconds keep) {
-  Keep(host, answer, keep);
-  m_answered.emplace_back(host, std::move(answer));
-  m_deliver.Set(m_loop.Now());
 }
 
 void Resolver::Keep(const std::string& host, const Answer& answer, seconds keep) {
@@ -234,19 +239,24 @@ Resolver::Query* Resolver::NextQuery(const std::string& host) {
 }
 
 /// Out of c-ares' own calls, so that whoever hears may look up the next name or end.
-void Resolver::RunAnswered() {
-  for (const auto& [host, answer] : std::exchange(m_answered, {})) {
-    // Searched anew each time, since whoever hears may add lookups and withdraw queries.
-    for (auto* query = NextQuery(host); query != nullptr; query = NextQuery(host)) {
-      const auto done = std::exchange(query->m_done, {});
-      done(answer);
-    }
-    m_lookups.erase(host);
+void Resolver::DeliverAnswers() {
+  for (auto& asked : std::exchange(m_answered, {})) {
+    m_loop.Serve(m_loop, [&] { Keep(asked.host, asked.answer, asked.keep); });
+    Deliver(asked.host, asked.answer);
   }
 }
 
-Resolver::Query::Query(Resolver& resolver, std::string host, Done done)
-    : m_resolver(resolver), m_host(std::move(host)), m_done(std::move(done)) {}
+void Resolver::Deliver(const std::string& host, const Answer& answer) {
+  // Searched anew each time, since whoever hears may add lookups and withdraw queries.
+  for (auto* query = NextQuery(host); query != nullptr; query = NextQuery(host)) {
+    const auto done = std::exchange(query->m_done, {});
+    m_loop.Serve(query->m_owner, [&] { done(answer); });
+  }
+  m_lookups.erase(host);
+}
+
+Resolver::Query::Query(Resolver& resolver, std::string host, EventOwner& owner, Done done)
+    : m_resolver(resolver), m_host(std::move(host)), m_owner(owner), m_done(std::move(done)) {}
 
 Resolver::Query::~Query() {
   if (!m_done) return;  // was answered

@@ -42,28 +42,37 @@ class Resolver {
   /// The answer if it is at hand: `host` is numeric ("127.0.0.1", "::1", "[::1]"), is "localhost", or was
   /// looked up lately. Stands until the next call, or until the loop goes on.
   [[nodiscard]] const Answer* Known(const std::string& host);
-  /// Calls `done` once from the loop, never before it returns. `done` may destroy the query.
-  [[nodiscard]] std::unique_ptr<Query> LookUp(const std::string& host, Done done);
+  /// Calls `done` once from the loop, never before it returns. `done` may destroy the query; what it throws
+  /// goes to `owner`.
+  [[nodiscard]] std::unique_ptr<Query> LookUp(const std::string& host, EventOwner& owner, Done done);
 
  private:
   class Channel;
+  /// A name that c-ares was asked for, and later the answer. In a list of its own, so that c-ares' callback,
+  /// which must not throw, needs no memory to add it to `m_answered`.
+  struct Asked {
+    Resolver& resolver;
+    std::string host;
+    Answer answer{};
+    std::chrono::seconds keep{};
+  };
+  using Pending = std::list<Asked>;
   struct Cached {
     Answer answer;
     Moment until;
   };
 
   void RenewChannel();
-  void Begin(const std::string& host);
-  void Finish(const std::string& host, Answer answer, std::chrono::seconds keep);
   void Keep(const std::string& host, const Answer& answer, std::chrono::seconds keep);
   [[nodiscard]] Query* NextQuery(const std::string& host);
-  void RunAnswered();
+  void DeliverAnswers();
+  void Deliver(const std::string& host, const Answer& answer);
 
   EventLoop& m_loop;
   Options m_options;
   std::unordered_map<std::string, std::list<Query*>> m_lookups;  // under way, with who waits for each
   std::unordered_map<std::string, Cached> m_cache;
-  std::vector<std::pair<std::string, Answer>> m_answered;
+  Pending m_answered;
   EventLoop::Timer m_deliver;
   Answer m_atHand;
   std::unique_ptr<Channel> m_channel;  // last, since its end calls back
@@ -77,10 +86,11 @@ class Resolver::Query {
 
  private:
   friend class Resolver;
-  Query(Resolver& resolver, std::string host, Done done);
+  Query(Resolver& resolver, std::string host, EventOwner& owner, Done done);
 
   Resolver& m_resolver;
   std::string m_host;
+  EventOwner& m_owner;
   Done m_done;
 };
 

@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "engine/model/CheckRunner.h"
+#include "engine/model/Requests.h"
 #include "engine/net/Probe.h"
 #include "engine/notify/NotifyMode.h"
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "engine/model/Reports.h"
 #include "engine/notify/Channel.h"
 
 namespace norvane::engine {
@@ -15,12 +16,12 @@ namespace norvane::engine {
 /// for their turn, so that a dead peer of one channel holds up nothing but its own queue.
 class Notifier {
  public:
-  using Report = std::function<void(CheckReport)>;
+  using Deliver = std::function<void(NotificationEnded)>;
   /// In one channel's queue; beyond, sending fails.
   static constexpr std::size_t MaxWaiting = 1000;
 
-  /// `folder` holds "config.ini". `report` gets one report of kind Notification for each, from the loop.
-  Notifier(ProbeContext& probes, const std::string& folder, Report report);
+  /// `folder` holds "config.ini". `deliver` gets the end of each, from the loop.
+  Notifier(ProbeContext& probes, const std::string& folder, Deliver deliver);
   ~Notifier();
   Notifier(const Notifier&) = delete;
   Notifier& operator=(const Notifier&) = delete;
@@ -30,7 +31,7 @@ class Notifier {
  private:
   class Sending;
   using Sendings = std::list<std::unique_ptr<Sending>>;
-  struct Line {
+  struct Queue {
     const ChannelRow& row;
     std::unique_ptr<Channel> channel;
     Sendings waiting;
@@ -38,13 +39,13 @@ class Notifier {
   };
 
   void BeginWaiting();
-  void Tell(CheckReport report, const std::string& failure);
+  void End(NotificationEnded report, const std::string& failure);
 
   EventLoop& m_loop;
   std::string m_configFile;
-  Report m_report;
+  Deliver m_deliver;
   EventLoop::Timer m_begin;  // begins those that wait, from the loop: a sending may end as it begins
-  std::map<NotifyMode::Form, Line> m_lines;
+  std::map<NotifyMode::Form, Queue> m_queues;
 };
 
 }  // namespace norvane::engine

@@ -21,9 +21,9 @@ bool Outage::MayNotify(Moment now) const {
   return !m_record.notified && !m_isNotifying && (!m_lastTry || now - *m_lastTry >= NotifyAgainAfter);
 }
 
-void Outage::NotifyEnded(bool taken) {
+void Outage::NotifyEnded(bool accepted) {
   m_isNotifying = false;
-  m_record.notified = m_record.notified || taken;
+  m_record.notified = m_record.notified || accepted;
 }
 
 }  // namespace norvane::engine

@@ -10,10 +10,10 @@
 namespace norvane::engine {
 
 /// The failures in a row of one monitor and what they have led to. A notification doesn't wait for the
-/// outage, nor does it begin one. Pure policy: tells what is to be done and does nothing.
+/// outage, nor does it begin one. Pure policy: says what is to be done and does nothing.
 class Outage {
  public:
-  /// A notification that no channel took is tried again no sooner.
+  /// A notification that its channel did not accept is tried again no sooner.
   static constexpr std::chrono::seconds NotifyAgainAfter{60};
 
   struct Actions {
@@ -33,8 +33,8 @@ class Outage {
   /// One more failed check, which was started at `at`. The actions count as taken; a notification is under
   /// way until `NotifyEnded`.
   Actions Fail(const OutageRules& rules, std::chrono::system_clock::time_point at, Moment now);
-  /// `taken`: the channel has accepted the notification.
-  void NotifyEnded(bool taken);
+  /// `accepted` by the channel.
+  void NotifyEnded(bool accepted);
 
  private:
   [[nodiscard]] bool MayNotify(Moment now) const;

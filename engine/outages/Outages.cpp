@@ -34,7 +34,7 @@ void Outages::Restore(const OutageRecords& open, const MonitorTable& table) {
   }
 }
 
-int Outages::Take(const Monitor& monitor, const CheckResult& result) {
+int Outages::Receive(const Monitor& monitor, const CheckResult& result) {
   if (result.good) {
     Recover(monitor, result);
     return 0;
@@ -46,16 +46,16 @@ int Outages::Take(const Monitor& monitor, const CheckResult& result) {
 }
 
 void Outages::Fail(const Monitor& monitor, const CheckResult& result, Entry& entry) {
-  std::string remark;  // told by the checker already
+  std::string remark;  // logged with the checks already
   const auto rules = OutageRules::Of(*monitor.attributes, remark);
-  const auto actions = entry.outage.Fail(rules, result.at, m_doors.clock());
+  const auto actions = entry.outage.Fail(rules, result.at, m_hooks.clock());
   const auto failures = entry.outage.What().failures;
   if (actions.begin)
-    m_doors.log(monitor, result.at, "outage begins after " + Times(failures, "failed check") + " in a row");
+    m_hooks.log(monitor, result.at, "outage begins after " + Times(failures, "failed check") + " in a row");
   if (actions.launch) Launch(monitor, keys::Command, result.reason, failures);
   if (actions.notify) {
-    entry.ticket = m_doors.newTicket();
-    m_doors.runner.NotifyOnce(NotificationOf(monitor), entry.ticket);
+    entry.ticket = m_hooks.newTicket();
+    m_hooks.runner.NotifyOnce(NotificationOf(monitor), entry.ticket);
   }
   if (actions.begin || actions.launch) NoteChange(entry);
 }
@@ -67,13 +67,13 @@ void Outages::Recover(const Monitor& monitor, const CheckResult& result) {
   if (outage.MustOutliveEngine()) m_changes[monitor.name] = std::nullopt;
   if (!outage.What().isOpen) return;
   const auto failures = outage.What().failures;
-  m_doors.log(monitor, result.at, "outage ends after " + Times(failures, "failed check"));
+  m_hooks.log(monitor, result.at, "outage ends after " + Times(failures, "failed check"));
   if (!monitor.attributes->Get(keys::CommandSucc).empty())
     Launch(monitor, keys::CommandSucc, result.reason, failures);
 }
 
 void Outages::Launch(const Monitor& monitor, std::string_view key, const std::string& result, int failures) {
-  m_doors.runner.Launch(
+  m_hooks.runner.Launch(
       {monitor.id,
        monitor.name,
        monitor.attributes->Get(key),
@@ -82,12 +82,12 @@ void Outages::Launch(const Monitor& monitor, std::string_view key, const std::st
         Variable("NORVANE_RESULT", result), Variable("NORVANE_FAILURES", std::to_string(failures))}});
 }
 
-void Outages::NotifyEnded(MonitorId id, std::uint64_t ticket, bool taken) {
+void Outages::NotifyEnded(MonitorId id, std::uint64_t ticket, bool accepted) {
   const auto failing = m_failing.find(id);
   // Another ticket is one sent by hand, or that of an outage that has ended meanwhile.
   if (failing == m_failing.end() || failing->second.ticket != ticket) return;
-  failing->second.outage.NotifyEnded(taken);
-  if (taken) NoteChange(failing->second);
+  failing->second.outage.NotifyEnded(accepted);
+  if (accepted) NoteChange(failing->second);
 }
 
 void Outages::Forget(MonitorId id) {
@@ -118,7 +118,7 @@ NotifyRequest Outages::NotificationOf(const Monitor& monitor) const {
           attributes.Get(keys::NotifyMsg), std::move(body)};
 }
 
-OutageChanges Outages::TakeChanges(bool everything) {
+OutageChanges Outages::DequeueChanges(bool everything) {
   for (const auto& [id, entry] : m_failing) {
     if (everything && entry.outage.MustOutliveEngine()) NoteChange(entry);
   }

@@ -5,34 +5,35 @@
 #include <string>
 #include <unordered_map>
 
-#include "engine/model/CheckRunner.h"
 #include "engine/model/MonitorTable.h"
+#include "engine/model/Worker.h"
 #include "engine/net/EventLoop.h"
 #include "engine/outages/Outage.h"
 
 namespace norvane::engine {
 
-/// The failures of all monitors: takes the results of checks, has commands started and notifications sent,
-/// and tells what must be kept over a restart. On the service thread.
+/// The failures of all monitors: has commands started and notifications sent, and gathers what must outlive
+/// the engine. On the service thread.
 class Outages {
  public:
-  struct Doors {
-    CheckRunner& runner;
+  /// What they use of the service.
+  struct Hooks {
+    ActionRunner& runner;
     std::function<std::uint64_t()> newTicket;
     /// Into the monitor's log.
     std::function<void(const Monitor&, std::chrono::system_clock::time_point, const std::string&)> log;
     EventLoop::Clock clock;
   };
 
-  explicit Outages(Doors doors) : m_doors(std::move(doors)) {}
+  explicit Outages(Hooks hooks) : m_hooks(std::move(hooks)) {}
 
   /// Goes on with those outages of an earlier engine whose monitors are in `table` and run; the others end.
   void Restore(const OutageRecords& open, const MonitorTable& table);
 
   /// A check of a running monitor has ended. Gives its failures in a row.
-  int Take(const Monitor& monitor, const CheckResult& result);
+  int Receive(const Monitor& monitor, const CheckResult& result);
   /// The notification of `ticket` has ended; one that is no outage's is passed over.
-  void NotifyEnded(MonitorId id, std::uint64_t ticket, bool taken);
+  void NotifyEnded(MonitorId id, std::uint64_t ticket, bool accepted);
   /// The monitor was stopped or removed: its outage ends silently.
   void Forget(MonitorId id);
   void ForgetAll();
@@ -42,7 +43,7 @@ class Outages {
 
   /// Changes since the last call that must outlive the engine. Counts that grow with every failure are not
   /// among them, so that a lasting outage writes nothing; `everything` gives those too, for an orderly end.
-  [[nodiscard]] OutageChanges TakeChanges(bool everything);
+  [[nodiscard]] OutageChanges DequeueChanges(bool everything);
 
  private:
   struct Entry {
@@ -56,7 +57,7 @@ class Outages {
   void Launch(const Monitor& monitor, std::string_view key, const std::string& result, int failures);
   void NoteChange(const Entry& entry) { m_changes[entry.name] = entry.outage.What(); }
 
-  Doors m_doors;
+  Hooks m_hooks;
   std::unordered_map<MonitorId, Entry> m_failing;
   OutageChanges m_changes;
 };

@@ -100,6 +100,15 @@ Failure Append(const std::string& path, std::string_view text, std::uintmax_t ma
   return WriteAll(file.Get(), text);
 }
 
+/// One file's trouble, of whatever kind, is no other's.
+Failure TryAppend(const std::string& path, std::string_view text, std::uintmax_t maxSize) {
+  try {
+    return Append(path, text, maxSize);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
 }  // namespace
 
 LogFiles::LogFiles(std::string folder, std::function<void(const std::string&)> report)
@@ -122,7 +131,7 @@ void LogFiles::Write(const std::vector<LogLine>& lines) {
     file.text += "\n";
   }
   for (const auto& [path, file] : files) {
-    const auto failure = Append(path, file.text, file.maxSize);
+    const auto failure = TryAppend(path, file.text, file.maxSize);
     if (!failure)
       m_failing.erase(file.pattern);
     else if (m_failing.insert(file.pattern).second)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -20,5 +21,8 @@ class StoreError : public std::runtime_error {
  private:
   StoreErrorCode m_code;
 };
+
+/// A StoreError as the EngineError that a console gets; any other as it is.
+[[nodiscard]] std::exception_ptr ForConsole(const std::exception_ptr& error);
 
 }  // namespace norvane::engine

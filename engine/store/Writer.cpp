@@ -1,13 +1,19 @@
 #include "engine/store/Writer.h"
 
+#include <cassert>
+#include <cstdio>
+#include <new>
 #include <string>
 #include <utility>
 
+#include "platform/ErrorText.h"
+
 namespace norvane::engine {
 
-Writer::Writer(std::string folder, platform::EventFd& wake)
+Writer::Writer(std::string folder, platform::EventFd& wake, WriteLines write)
     : m_wake(wake),
       m_logFiles(std::move(folder), [this](const std::string& report) { Report(report); }),
+      m_write(write ? std::move(write) : [this](const auto& lines) { m_logFiles.Write(lines); }),
       m_thread([this] { Loop(); }) {}
 
 Writer::~Writer() {
@@ -20,6 +26,7 @@ Writer::~Writer() {
 }
 
 void Writer::Run(std::function<void()> work, std::function<void(std::exception_ptr)> done) {
+  assert(m_service.IsInside());
   {
     const std::lock_guard lock(m_mutex);
     m_jobs.push_back({std::move(work), std::move(done), nullptr});
@@ -28,6 +35,7 @@ void Writer::Run(std::function<void()> work, std::function<void(std::exception_p
 }
 
 void Writer::Log(LogLine line) {
+  assert(m_service.IsInside());
   bool first = false;
   {
     const std::lock_guard lock(m_mutex);
@@ -41,15 +49,21 @@ void Writer::Log(LogLine line) {
 }
 
 std::vector<std::string> Writer::Deliver() {
-  std::vector<Job> finished;
+  assert(m_service.IsInside());
+  Jobs finished;
   std::vector<std::string> reports;
   {
     const std::lock_guard lock(m_mutex);
     finished.swap(m_finished);
     reports.swap(m_reports);
   }
-  for (auto& job : finished)
-    job.done(job.error);
+  for (const auto& job : finished) {
+    try {
+      job.done(job.error);
+    } catch (...) {
+      reports.push_back("internal error: " + platform::ErrorText(std::current_exception()));
+    }
+  }
   return reports;
 }
 
@@ -61,16 +75,17 @@ void Writer::Loop() {
       const auto lines = std::exchange(m_lines, {});
       const auto lost = std::exchange(m_linesLost, 0);
       lock.unlock();
-      m_logFiles.Write(lines);
-      if (lost != 0) Report(std::to_string(lost) + " log lines were lost: the disk is too slow for them");
+      Write(lines, lost);
       lock.lock();
     }
     if (!m_jobs.empty()) {
-      Job job = std::move(m_jobs.front());
-      m_jobs.pop_front();
+      Jobs running;
+      running.splice(running.end(), m_jobs, m_jobs.begin());
       lock.unlock();
-      RunJob(std::move(job));
+      RunJob(running.front());
       lock.lock();
+      m_finished.splice(m_finished.end(), running);
+      m_wake.Signal();
     } else if (m_stop && m_lines.empty()) {
       return;
     }
@@ -83,18 +98,27 @@ void Writer::Report(const std::string& report) {
   m_wake.Signal();
 }
 
-void Writer::RunJob(Job job) {
+void Writer::Write(const std::vector<LogLine>& lines, std::size_t lost) noexcept {
+  try {
+    m_write(lines);
+    if (lost != 0) Report(std::to_string(lost) + " log lines were lost: the disk is too slow for them");
+  } catch (...) {
+    try {
+      Report(std::to_string(lines.size() + lost) +
+             " log lines were lost: " + platform::ErrorText(std::current_exception()));
+    } catch (const std::bad_alloc&) {
+      std::fputs("norvane-engine: log lines were lost: out of memory\n", stderr);
+    }
+  }
+}
+
+void Writer::RunJob(Job& job) noexcept {
   try {
     job.work();
   } catch (...) {
     job.error = std::current_exception();
   }
   job.work = nullptr;  // what it holds may be large: let it go here, not on the service thread
-  {
-    const std::lock_guard lock(m_mutex);
-    m_finished.push_back(std::move(job));
-  }
-  m_wake.Signal();
 }
 
 }  // namespace norvane::engine

@@ -29,7 +29,7 @@ class WebFetch final : public Probe, private WebTransfers::Client {
         m_request(std::move(request)),
         m_timeout(timeout),
         m_client(client),
-        m_page(context.roomForPages) {}
+        m_page(context.pageQuota) {}
   ~WebFetch() override;
 
   void Begin() override { Visit(std::string(platform::Trimmed(m_request.url)).c_str()); }
@@ -40,13 +40,14 @@ class WebFetch final : public Probe, private WebTransfers::Client {
   void Fetch(const Resolver::Answer& answer);
   void SetOptions(const Resolver::Answer& answer);
   void TransferEnded(CURLcode code) override;
+  EventOwner& Owner() override { return m_client; }
   [[nodiscard]] bool IsConnected() const;
   [[nodiscard]] std::string Judge() const;
   void End(std::string failure) { m_client.Ended(std::move(failure)); }
 
-  static int TakeSocket(void* self, curl_socket_t socket, curlsocktype) noexcept;
-  static std::size_t TakeBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
-  static std::size_t TakeHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+  static int OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept;
+  static std::size_t OnBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+  static std::size_t OnHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
 
   WebTransfers& m_transfers;
   ProbeContext& m_context;
@@ -65,13 +66,13 @@ class WebFetch final : public Probe, private WebTransfers::Client {
   std::size_t m_pageSize = 0;
   std::size_t m_headerSize = 0;
   bool m_headerEnded = false;
-  bool m_lacksRoom = false;
+  bool m_exceedsQuota = false;
 };
 
 WebFetch::~WebFetch() {
   if (!m_handle) return;
   m_transfers.Remove(*m_handle);
-  if (!m_hasSecret) m_transfers.GiveBack(std::move(m_handle));
+  if (!m_hasSecret) m_transfers.Release(std::move(m_handle));
 }
 
 std::string_view WebFetch::Step() const {
@@ -106,13 +107,14 @@ void WebFetch::Visit(const char* url) {
   if (m_host.empty()) return End("not a valid host name");
   m_hasSecret = m_hasSecret || !UrlPart(m_url.get(), CURLUPART_USER).empty();
   if (const auto* answer = m_context.resolver.Known(m_host)) return Fetch(*answer);
-  m_query = m_context.resolver.LookUp(m_host, [this](const Resolver::Answer& answer) { Fetch(answer); });
+  m_query =
+      m_context.resolver.LookUp(m_host, m_client, [this](const Resolver::Answer& answer) { Fetch(answer); });
 }
 
 void WebFetch::Fetch(const Resolver::Answer& answer) {
   m_query.reset();
   if (answer.addresses.empty()) return End(answer.failure);
-  if (!m_handle) m_handle = m_transfers.Take();
+  if (!m_handle) m_handle = m_transfers.Acquire();
   m_page.Clear();
   m_pageSize = 0;
   m_headerSize = 0;
@@ -125,31 +127,31 @@ void WebFetch::SetOptions(const Resolver::Answer& answer) {
   m_handle->SetAddresses(UrlPart(m_url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT), answer.addresses);
   CURL* curl = m_handle->Get();
   curl_easy_setopt(curl, CURLOPT_CURLU, m_url.get());
-  curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, &WebFetch::TakeSocket);
+  curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, &WebFetch::OnSocket);
   curl_easy_setopt(curl, CURLOPT_SOCKOPTDATA, this);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &WebFetch::TakeBody);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &WebFetch::OnBody);
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
-  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &WebFetch::TakeHeader);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &WebFetch::OnHeader);
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
   // The checker's time-out comes first. libcurl uses this one to share the time between several addresses.
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_timeout.count()) + 1000L);
 }
 
-int WebFetch::TakeSocket(void* self, curl_socket_t socket, curlsocktype) noexcept {
+int WebFetch::OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept {
   static_cast<WebFetch*>(self)->m_socket = socket;
   return CURL_SOCKOPT_OK;
 }
 
-std::size_t WebFetch::TakeBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+std::size_t WebFetch::OnBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
   auto& fetch = *static_cast<WebFetch*>(self);
   fetch.m_pageSize += size;
   if (fetch.m_pageSize > MaxPageSize) return 0;  // which ends the transfer
-  fetch.m_lacksRoom = fetch.m_request.judge && !fetch.m_page.Append({bytes, size});
-  return fetch.m_lacksRoom ? 0 : size;
+  fetch.m_exceedsQuota = fetch.m_request.judge && !fetch.m_page.Append({bytes, size});
+  return fetch.m_exceedsQuota ? 0 : size;
 }
 
 /// Line by line; those of trailers come here too.
-std::size_t WebFetch::TakeHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+std::size_t WebFetch::OnHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
   auto& fetch = *static_cast<WebFetch*>(self);
   const std::string_view line(bytes, size);
   if (line.starts_with("HTTP/")) fetch.m_headerEnded = false;
@@ -165,7 +167,7 @@ void WebFetch::TransferEnded(CURLcode code) {
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   if (status >= 400) return End("HTTP status " + std::to_string(status));
   if (m_pageSize > MaxPageSize) return End(PageTooLarge());
-  if (m_lacksRoom) return End("no room for the page beside the others that arrive at this time");
+  if (m_exceedsQuota) return End("no room for the page beside the others that arrive at this time");
   if (m_headerSize > MaxHeaderSize) return End("reply header too long");
   if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl takes for a reply
   if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));

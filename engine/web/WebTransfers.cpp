@@ -75,9 +75,10 @@ WebTransfers::WebTransfers(EventLoop& loop, std::string caFile)
     : m_loop(loop),
       m_caFile(std::move(caFile)),
       m_headers(List("Connection: close")),
-      m_timer(loop, [this] { Act(CURL_SOCKET_TIMEOUT, 0); }),
+      m_timer(loop, loop, [this] { Act(CURL_SOCKET_TIMEOUT, 0); }),
       m_multi(NewMulti()) {
   if (!m_multi) throw std::runtime_error("libcurl cannot be set up");
+  m_timer.Set(m_loop.Now());  // from now on `Set` allocates nothing, and libcurl's callback cannot throw
   curl_multi_setopt(m_multi.get(), CURLMOPT_SOCKETFUNCTION, &WebTransfers::SocketChanged);
   curl_multi_setopt(m_multi.get(), CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(m_multi.get(), CURLMOPT_TIMERFUNCTION, &WebTransfers::TimerChanged);
@@ -86,14 +87,14 @@ WebTransfers::WebTransfers(EventLoop& loop, std::string caFile)
 
 WebTransfers::~WebTransfers() = default;
 
-std::unique_ptr<WebTransfers::Handle> WebTransfers::Take() {
+std::unique_ptr<WebTransfers::Handle> WebTransfers::Acquire() {
   if (m_idle.empty()) return std::make_unique<Handle>(*this, m_made++);
   auto handle = std::move(m_idle.back());
   m_idle.pop_back();
   return handle;
 }
 
-void WebTransfers::GiveBack(std::unique_ptr<Handle> handle) {
+void WebTransfers::Release(std::unique_ptr<Handle> handle) {
   if (m_idle.size() < MaxIdle) m_idle.push_back(std::move(handle));
 }
 
@@ -147,7 +148,7 @@ void WebTransfers::Act(curl_socket_t fd, std::uint32_t events) {
     const auto code = message->data.result;
     Client* client = nullptr;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &client);
-    client->TransferEnded(code);
+    m_loop.Serve(client->Owner(), [&] { client->TransferEnded(code); });
   }
 }
 

@@ -20,9 +20,12 @@ class WebTransfers : private Watcher {
    public:
     virtual ~Client() = default;
     virtual void TransferEnded(CURLcode code) = 0;
+    /// What `TransferEnded` throws goes there.
+    [[nodiscard]] virtual EventOwner& Owner() = 0;
   };
 
-  /// One request at a time. Everything that never changes between requests is set; the taker sets the rest.
+  /// One request at a time. Everything that never changes between requests is set; whoever acquires it sets
+  /// the rest.
   class Handle {
    public:
     /// Handles with the same number share a name within libcurl.
@@ -51,9 +54,9 @@ class WebTransfers : private Watcher {
   WebTransfers(EventLoop& loop, std::string caFile);
   ~WebTransfers() override;
 
-  [[nodiscard]] std::unique_ptr<Handle> Take();
+  [[nodiscard]] std::unique_ptr<Handle> Acquire();
   /// `handle` is in no transfer and was told no secret.
-  void GiveBack(std::unique_ptr<Handle> handle);
+  void Release(std::unique_ptr<Handle> handle);
 
   void Add(Handle& handle, Client& client);
   void Remove(Handle& handle) noexcept;
@@ -67,6 +70,7 @@ class WebTransfers : private Watcher {
   static int SocketChanged(CURL*, curl_socket_t fd, int what, void* self, void*) noexcept;
   static int TimerChanged(CURLM*, long milliseconds, void* self) noexcept;
   void Ready(int fd, std::uint32_t events) override { Act(fd, events); }
+  EventOwner& Owner() override { return m_loop; }
   void Act(curl_socket_t fd, std::uint32_t events);
 
   EventLoop& m_loop;

@@ -80,6 +80,21 @@ TEST(Service, ACheckOnDemandAnswersEvenWhenItsMonitorHasGone) {
   EXPECT_THROW(engine.service.Check(id, [](std::exception_ptr, const CheckResult&) {}), EngineError);
 }
 
+TEST(Service, AReportThatCannotBeHandledLosesNoOther) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  engine.checks->holdChecks = true;
+  const auto id = engine.Add("WebMonitor Of a");
+  engine.service.Check(id, [](std::exception_ptr, const CheckResult&) { throw std::runtime_error("gone"); });
+  std::string answer;
+  engine.service.Check(id, [&](std::exception_ptr, const CheckResult& result) { answer = result.reason; });
+  for (const auto& [target, ticket] : engine.checks->held)
+    engine.checks->Report(target, ticket, "down");
+  engine.service.OnWake();
+  EXPECT_EQ(answer, "down");
+  EXPECT_EQ(engine.service.Notices(), std::deque<std::string>{"WebMonitor Of a: internal error: gone"});
+}
+
 TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
   const TempFolder folder;
   {
@@ -232,9 +247,8 @@ TEST(Service, LogsEveryCheckWhereItsMonitorOrTheServiceSays) {
     engine.service.Set(own, keys::LogFile, folder / "own.log");
     const auto plain = engine.Add("WebMonitor Of plain");
     engine.checks->Report(own, 0, "HTTP status 404");
-    engine.checks->Report({plain, 0, {}, "only a remark", CheckReport::Kind::Check});
+    engine.checks->Report(CheckEnded{plain, 0, tests::ScriptedChecks::ResultOf("Ok"), "a remark"});
     engine.service.OnWake();
-    EXPECT_EQ(engine.Attr("WebMonitor Of plain", keys::Result), "") << "a remark is no result";
     EXPECT_EQ(engine.Commit("LogFile", "service.log"), std::nullopt);
     engine.checks->Report(plain, 0, "Ok");
     engine.service.Set(own, keys::LogFile, folder / "no\nfolder");
@@ -246,7 +260,7 @@ TEST(Service, LogsEveryCheckWhereItsMonitorOrTheServiceSays) {
   std::string standard;
   for (const auto& entry : fs::directory_iterator(folder / "log"))
     standard += read("log/" + entry.path().filename().string());
-  EXPECT_NE(standard.find(" WebMonitor Of plain: only a remark\n"), std::string::npos);
+  EXPECT_NE(standard.find(" WebMonitor Of plain: a remark\n"), std::string::npos);
 }
 
 TEST(Service, InitFillsOnlyWhatIsEmpty) {

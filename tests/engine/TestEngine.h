@@ -23,10 +23,10 @@ class TestEngine {
   /// Runs the loop until the operation has called its completion; gives the error's code, if there was one.
   std::optional<console::engine::EngineErrorCode> Await(
       const std::function<void(engine::Completion)>& operation) {
-    std::optional<std::exception_ptr> result;
-    operation([&](std::exception_ptr error) { result = std::move(error); });
-    RunUntil([&] { return result.has_value(); });
     return CodeOf([&] {
+      std::optional<std::exception_ptr> result;
+      operation([&](std::exception_ptr error) { result = std::move(error); });
+      RunUntil([&] { return result.has_value(); });
       if (result && *result) std::rethrow_exception(*result);
     });
   }

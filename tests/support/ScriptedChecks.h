@@ -6,13 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "engine/model/CheckRunner.h"
+#include "engine/model/Worker.h"
 #include "platform/EventFd.h"
 
 namespace norvane::tests {
 
-/// A check runner that runs nothing: records what it is told and reports what the test says.
-class ScriptedChecks : public engine::CheckRunner {
+/// A worker that runs nothing: records what it is told and reports what the test says.
+class ScriptedChecks : public engine::Worker {
  public:
   explicit ScriptedChecks(platform::EventFd& wake) : m_wake(wake) {}
   /// As a service takes it; `made` gets what was made.
@@ -43,28 +43,29 @@ class ScriptedChecks : public engine::CheckRunner {
     if (holdNotifications) {
       held.emplace_back(request.id, ticket);
     } else {
-      Report(request.id, ticket, notifyOutcome, engine::CheckReport::Kind::Notification);
+      ReportNotification(request.id, ticket, notifyOutcome);
     }
   }
   void Launch(engine::LaunchRequest request) override {
     calls.push_back("Launch " + request.program);
     launches.push_back(std::move(request));
   }
-  std::vector<engine::CheckReport> TakeReports() override { return std::exchange(m_reports, {}); }
+  std::vector<engine::Report> DequeueReports() override { return std::exchange(m_reports, {}); }
 
   /// `reason` "" or "Ok" is a good end.
-  void Report(engine::MonitorId id, std::uint64_t ticket, const std::string& reason,
-              engine::CheckReport::Kind kind = engine::CheckReport::Kind::Check) {
-    engine::CheckReport report{id, ticket, {}, {}, kind};
-    report.result.good = reason.empty() || reason == "Ok";
-    report.result.reason = report.result.good ? "Ok" : reason;
-    report.result.at = std::chrono::system_clock::now();
-    report.result.duration = std::chrono::milliseconds(7);
-    Report(std::move(report));
+  void Report(engine::MonitorId id, std::uint64_t ticket, const std::string& reason) {
+    Report(engine::CheckEnded{id, ticket, ResultOf(reason)});
   }
-  void Report(engine::CheckReport report) {
+  void ReportNotification(engine::MonitorId id, std::uint64_t ticket, const std::string& reason) {
+    Report(engine::NotificationEnded{id, ticket, ResultOf(reason)});
+  }
+  void Report(engine::Report report) {
     m_reports.push_back(std::move(report));
     m_wake.Signal();
+  }
+  static engine::CheckResult ResultOf(const std::string& reason) {
+    const bool isGood = reason.empty() || reason == "Ok";
+    return {isGood, isGood ? "Ok" : reason, std::chrono::system_clock::now(), std::chrono::milliseconds(7)};
   }
 
   std::vector<std::string> calls;
@@ -78,7 +79,7 @@ class ScriptedChecks : public engine::CheckRunner {
 
  private:
   platform::EventFd& m_wake;
-  std::vector<engine::CheckReport> m_reports;
+  std::vector<engine::Report> m_reports;
 };
 
 }  // namespace norvane::tests

@@ -28,10 +28,9 @@ constexpr ServerSchemes Schemes{"pop3", 110, "pop3s", 995};
 /// the check.
 class Pop3Probe final : public MailSession {
  public:
-  Pop3Probe(const ProbeContext& context, const Attributes& attributes, std::chrono::milliseconds timeout,
+  Pop3Probe(ProbeContext& context, const Attributes& attributes, std::chrono::milliseconds timeout,
             ProbeClient& client)
-      : MailSession({context.loop, context.resolver, context.tls}, "POP3", Schemes,
-                    attributes.Get(keys::Parameter), timeout, client),
+      : MailSession(context, "POP3", Schemes, attributes.Get(keys::Parameter), timeout, client),
         m_account(attributes.Get(keys::PopAccount)) {
     m_secret = attributes.Get(keys::PopPass);
   }
@@ -48,10 +47,10 @@ class Pop3Probe final : public MailSession {
 
   [[nodiscard]] std::string InputFailure() const override;
   [[nodiscard]] std::string_view StepName() const override { return Rows[m_at].name; }
-  [[nodiscard]] Outcome Take(std::string_view line) override;
+  [[nodiscard]] Outcome Receive(std::string_view line) override;
   [[nodiscard]] bool BeginsAnew() override;
-  [[nodiscard]] Outcome TakeStatus(std::string_view line);
-  void TakeCapability(std::string_view line);
+  [[nodiscard]] Outcome ReceiveStatus(std::string_view line);
+  void ParseCapability(std::string_view line);
   [[nodiscard]] Outcome Enter(At at);
   [[nodiscard]] bool Skips(At at);
   [[nodiscard]] Outcome Judge(std::string_view words) const;
@@ -117,20 +116,20 @@ std::string Pop3Probe::SayApop() const {
   return "APOP " + m_account + " " + Md5(m_timestamp + m_secret);
 }
 
-Pop3Probe::Outcome Pop3Probe::Take(std::string_view line) {
-  if (!std::exchange(m_isListing, false)) return TakeStatus(line);
+Pop3Probe::Outcome Pop3Probe::Receive(std::string_view line) {
+  if (!std::exchange(m_isListing, false)) return ReceiveStatus(line);
   if (line == ".") return Enter(Rows[Capa].accepted);
-  TakeCapability(line);
+  ParseCapability(line);
   m_isListing = true;
   return std::nullopt;
 }
 
-void Pop3Probe::TakeCapability(std::string_view line) {
+void Pop3Probe::ParseCapability(std::string_view line) {
   const auto name = line.substr(0, line.find(' '));
   m_offersTls = m_offersTls || (name.size() == 4 && ::strncasecmp(name.data(), "STLS", 4) == 0);
 }
 
-Pop3Probe::Outcome Pop3Probe::TakeStatus(std::string_view line) {
+Pop3Probe::Outcome Pop3Probe::ReceiveStatus(std::string_view line) {
   const auto& row = Rows[m_at];
   const auto indicator = line.substr(0, line.find(' '));
   const auto words = line.substr(std::min(line.size(), indicator.size() + 1));

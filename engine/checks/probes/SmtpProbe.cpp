@@ -23,8 +23,7 @@ class SmtpType final : public ProbeType {
   explicit SmtpType(ProbeContext& context) : m_context(context) {}
   std::unique_ptr<Probe> Make(const CheckTarget& target, std::chrono::milliseconds timeout,
                               ProbeClient& client) override {
-    return MakeMailTransfer({m_context.loop, m_context.resolver, m_context.tls}, CheckMail(target), timeout,
-                            client);
+    return MakeMailTransfer(m_context, CheckMail(target), timeout, client);
   }
 
  private:

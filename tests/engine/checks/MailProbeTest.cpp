@@ -10,7 +10,7 @@
 #include "loopback/HttpServer.h"
 #include "loopback/MailServers.h"
 #include "loopback/TempFolder.h"
-#include "tests/engine/checks/CheckerFixture.h"
+#include "tests/engine/WorkerFixture.h"
 
 namespace norvane::engine {
 namespace {
@@ -144,7 +144,7 @@ class MailProbe : public testing::TestWithParam<const Kind*> {
     return {1, std::string(GetParam()->type) + " Of mail", std::make_shared<const Attributes>(attributes)};
   }
   std::string Reason(const std::string& server, const std::string& timeout = "20") {
-    return m_checker.Check(Target(server, timeout)).result.reason;
+    return m_worker.Check(Target(server, timeout)).result.reason;
   }
   /// Sets each fault on a server of its own and checks them all at once. Everything that was open for them is
   /// closed afterwards.
@@ -158,7 +158,7 @@ class MailProbe : public testing::TestWithParam<const Kind*> {
       targets.push_back(
           Target(servers.back()->Address(), fault.reason.starts_with("no answer") ? "0.4" : "20"));
     }
-    const auto reports = m_checker.CheckAll(std::move(targets));
+    const auto reports = m_worker.CheckAll(std::move(targets));
     for (std::size_t i = 0; i < faults.size(); ++i) {
       SCOPED_TRACE(faults[i].name);
       EXPECT_EQ(reports[i].result.reason, faults[i].reason);
@@ -172,7 +172,7 @@ class MailProbe : public testing::TestWithParam<const Kind*> {
   const Kind& m_kind = *GetParam();
   const bool m_isPop3 = &m_kind == &Pop3;
   const CertificateAuthority m_authority;
-  CheckerFixture m_checker;
+  WorkerFixture m_worker;
 };
 
 INSTANTIATE_TEST_SUITE_P(Types, MailProbe, testing::Values(&Pop3, &Smtp),
@@ -251,23 +251,23 @@ TEST_P(MailProbe, SpeaksAsTheServerOffers) {
 
 TEST_P(MailProbe, VerifiesCertificatesWhereTheyArePromised) {
   const TempFolder folder;
-  CheckerOptions options;
+  WorkerOptions options;
   options.caFile = m_authority.WriteTo(folder / "ca.pem");
-  CheckerFixture checker(options);
+  WorkerFixture worker(options);
   for (const auto& row : CertificateCases(m_authority)) {
     SCOPED_TRACE(row.name);
     const auto server = m_kind.make({.tls = row.identity, .isTlsFromStart = true});
     const auto target = Target(m_kind.scheme + server->Address(row.host));
-    EXPECT_EQ(checker.Check(target).result.reason, row.reason);
+    EXPECT_EQ(worker.Check(target).result.reason, row.reason);
     EXPECT_EQ(server->Commands().empty(), row.reason != "Ok");
   }
   const auto server = m_kind.make({});
   const auto promised = Target(m_kind.scheme + server->Address());
-  EXPECT_EQ(checker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: wrong version number");
+  EXPECT_EQ(worker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: wrong version number");
   server->Set("", {"", End::Stay, HelloRequests()});
-  EXPECT_EQ(checker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: excessive message size");
+  EXPECT_EQ(worker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: excessive message size");
   options.caFile = folder / "none.pem";
-  EXPECT_EQ(CheckerFixture(options).Check(promised).result.reason,
+  EXPECT_EQ(WorkerFixture(options).Check(promised).result.reason,
             "the file of trusted certificate authorities cannot be read");
 
   // An update of the machine's authorities, and the moment in which the file is away.
@@ -275,9 +275,9 @@ TEST_P(MailProbe, VerifiesCertificatesWhereTheyArePromised) {
   const auto later = std::filesystem::last_write_time(folder / "ca.pem") + std::chrono::seconds(1);
   std::filesystem::last_write_time(newcomer.WriteTo(folder / "ca.pem"), later);
   const auto renewed = m_kind.make({.tls = newcomer.Issue("127.0.0.1"), .isTlsFromStart = true});
-  EXPECT_EQ(checker.Check(Target(m_kind.scheme + renewed->Address())).result.reason, "Ok");
+  EXPECT_EQ(worker.Check(Target(m_kind.scheme + renewed->Address())).result.reason, "Ok");
   std::filesystem::remove(folder / "ca.pem");
-  EXPECT_EQ(checker.Check(Target(m_kind.scheme + renewed->Address())).result.reason, "Ok");
+  EXPECT_EQ(worker.Check(Target(m_kind.scheme + renewed->Address())).result.reason, "Ok");
 }
 
 TEST_P(MailProbe, KeepsItsSecretsOutOfTheClearWhenTheUpgradeFails) {
@@ -347,7 +347,7 @@ TEST_P(MailProbe, RefusesWhatItCannotSay) {
   rows.insert(rows.end(), m_isPop3 ? std::begin(pop3Rows) : std::begin(smtpRows),
               m_isPop3 ? std::end(pop3Rows) : std::end(smtpRows));
   for (const auto& row : rows)
-    EXPECT_EQ(m_checker.Check(Target(server->Address(), "20", row.key, row.value)).result.reason, row.reason)
+    EXPECT_EQ(m_worker.Check(Target(server->Address(), "20", row.key, row.value)).result.reason, row.reason)
         << row.name;
   EXPECT_EQ(Reason(at(stalled.Port()), "0.3"), "no answer within 0.3 s (connecting)");
   for (const auto& command : server->Commands())
@@ -357,7 +357,7 @@ TEST_P(MailProbe, RefusesWhatItCannotSay) {
 TEST_P(MailProbe, ManyAtOnceWaitForNobodysFarewell) {
   const auto server = m_kind.make({});
   server->Set("QUIT", {m_isPop3 ? "+OK bye\r\n" : "221 bye\r\n", End::Close, "", milliseconds(200)});
-  for (const auto& report : m_checker.CheckAll({64, Target(server->Address(), "10")}))
+  for (const auto& report : m_worker.CheckAll({64, Target(server->Address(), "10")}))
     EXPECT_EQ(report.result.reason, "Ok");
 }
 
@@ -380,12 +380,12 @@ INSTANTIATE_TEST_SUITE_P(Type, SmtpProbe, testing::Values(&Smtp));
 TEST_P(SmtpProbe, WritesToAddressesBeyondAsciiWhereTheServerTakesThem) {
   const std::string to = "gr\xc3\xbc\xc3\x9f@norvane.test";
   SmtpServer server;
-  EXPECT_EQ(m_checker.Check(Target(server.Address(), "20", keys::To, to)).result.reason, "Ok");
+  EXPECT_EQ(m_worker.Check(Target(server.Address(), "20", keys::To, to)).result.reason, "Ok");
   ASSERT_EQ(server.Mails().size(), 1u);
   EXPECT_EQ(server.Mails()[0].to, "<" + to + ">");
   EXPECT_EQ(server.Mails()[0].from, "<watcher@norvane.test> SMTPUTF8");
   SmtpServer ascii({.offersUtf8 = false});
-  EXPECT_EQ(m_checker.Check(Target(ascii.Address(), "20", keys::To, to)).result.reason,
+  EXPECT_EQ(m_worker.Check(Target(ascii.Address(), "20", keys::To, to)).result.reason,
             "SMTP: the server takes no mail addresses beyond ASCII");
 }
 

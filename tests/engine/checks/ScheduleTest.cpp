@@ -21,7 +21,7 @@ constexpr MonitorId Id = 1;
 
 struct Step {
   enum What { Start, End, Interval } what;
-  int at;                // Start: when `TakeDue` is asked; Interval: the new one
+  int at;                // Start: when `StartNext` is asked; Interval: the new one
   bool expected = true;  // Start: something is due; End: the check has outlasted its interval
 };
 
@@ -55,7 +55,7 @@ TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
     for (const auto& step : steps) {
       switch (step.what) {
         case S::Start:
-          EXPECT_EQ(schedule.TakeDue(At(step.at)).has_value(), step.expected);
+          EXPECT_EQ(schedule.StartNext(At(step.at)).has_value(), step.expected);
           break;
         case S::End:
           EXPECT_EQ(schedule.End(Id, At(step.at)), step.expected);
@@ -74,9 +74,9 @@ TEST(Schedule, GivesTheLongestOverdueFirst) {
   schedule.Add(2, At(100), milliseconds(1000));
   schedule.Add(3, At(200), milliseconds(1000));
   schedule.Remove(3);
-  EXPECT_EQ(schedule.TakeDue(At(400)), 2u);
-  EXPECT_EQ(schedule.TakeDue(At(400)), 1u);
-  EXPECT_EQ(schedule.TakeDue(At(400)), std::nullopt);
+  EXPECT_EQ(schedule.StartNext(At(400)), 2u);
+  EXPECT_EQ(schedule.StartNext(At(400)), 1u);
+  EXPECT_EQ(schedule.StartNext(At(400)), std::nullopt);
   schedule.Remove(1);  // while it runs
   schedule.Remove(1);
   EXPECT_FALSE(schedule.End(2, At(410)));
@@ -84,7 +84,7 @@ TEST(Schedule, GivesTheLongestOverdueFirst) {
 }
 
 TEST(Schedule, WaitsForCompanyThatComesSoon) {
-  const std::vector<int> crowd(Schedule::Company, 100);
+  const std::vector<int> crowd(Schedule::MaxBatch, 100);
   const auto crowdAnd = [&](int due) {
     auto all = crowd;
     all.push_back(due);

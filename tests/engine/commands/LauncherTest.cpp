@@ -21,7 +21,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::minutes;
 using Texts = std::vector<std::string>;
-using Kind = CheckReport::Kind;
 using tests::Rows;
 
 /// A launcher in a fresh folder, whose time the test drives.
@@ -34,10 +33,10 @@ class LauncherTest : public testing::Test {
   }
   void Make(std::size_t maxRunning = 16, std::size_t maxWaiting = 1000) {
     m_launcher = std::make_unique<Launcher>(
-        m_loop, Launcher::Options{m_folder.Path(), maxRunning, maxWaiting},
-        [this](const CheckReport& report) {
-          EXPECT_EQ(report.id, 7u);
-          (report.kind == Kind::Output ? m_output : m_told).push_back(report.remark);
+        m_loop, Launcher::Options{m_folder.Path(), maxRunning, maxWaiting}, [this](const Report& report) {
+          const auto* output = std::get_if<CommandOutput>(&report);
+          (output != nullptr ? m_output : m_told)
+              .push_back(output != nullptr ? output->text : std::get<CommandEvent>(report).text);
         });
   }
   void Launch(const std::string& program) { m_launcher->Launch({7, "shop", program, {"NORVANE_X=a b"}}); }

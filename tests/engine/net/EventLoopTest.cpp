@@ -14,9 +14,12 @@ namespace {
 using std::chrono::milliseconds;
 
 /// Does what a test wants when its descriptor is ready.
-struct Hearer : Watcher {
+struct Hearer : Watcher, EventOwner {
   std::function<void(int)> hear;
+  std::string broke;
   void Ready(int fd, std::uint32_t) override { hear(fd); }
+  EventOwner& Owner() override { return *this; }
+  void Broke(const std::string& why) override { broke = why; }
 };
 
 TEST(EventLoop, TimersComeInOrderAndMayEndEachOther) {
@@ -24,18 +27,18 @@ TEST(EventLoop, TimersComeInOrderAndMayEndEachOther) {
   EventLoop loop([&] { return now; });
   std::string calls;
   std::unique_ptr<EventLoop::Timer> victim;
-  EventLoop::Timer late(loop, [&] { calls += 'l'; });
-  EventLoop::Timer again(loop, [&] {
+  EventLoop::Timer late(loop, loop, [&] { calls += 'l'; });
+  EventLoop::Timer again(loop, loop, [&] {
     calls += 'a';
     again.Set(now);  // not in this round
   });
   std::unique_ptr<EventLoop::Timer> killer;
-  killer = std::make_unique<EventLoop::Timer>(loop, [&] {
+  killer = std::make_unique<EventLoop::Timer>(loop, loop, [&] {
     calls += 'k';
     victim.reset();
     killer.reset();  // itself
   });
-  victim = std::make_unique<EventLoop::Timer>(loop, [&] { calls += 'v'; });
+  victim = std::make_unique<EventLoop::Timer>(loop, loop, [&] { calls += 'v'; });
   late.Set(now + milliseconds(30));
   victim->Set(now + milliseconds(20));
   killer->Set(now + milliseconds(10));

@@ -29,6 +29,7 @@ class FakeNameServer : private engine::Watcher {
 
  private:
   void Ready(int fd, std::uint32_t events) override;
+  engine::EventOwner& Owner() override { return m_loop; }
   [[nodiscard]] std::string Answer(const std::string& question);
 
   engine::EventLoop& m_loop;

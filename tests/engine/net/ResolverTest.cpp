@@ -29,7 +29,7 @@ class ResolverTest : public ::testing::Test {
   Resolver::Answer Ask(Resolver& resolver, const std::string& host) {
     if (const auto* known = resolver.Known(host)) return *known;
     std::optional<Resolver::Answer> answer;
-    const auto query = resolver.LookUp(host, [&](const Resolver::Answer& got) { answer = got; });
+    const auto query = resolver.LookUp(host, m_loop, [&](const Resolver::Answer& got) { answer = got; });
     RunUntil([&] { return answer.has_value(); });
     return answer.value_or(Resolver::Answer{});
   }
@@ -67,12 +67,12 @@ TEST_F(ResolverTest, LookupsOfOneNameAreOne) {
   Resolver resolver(m_loop, {server.Address()});
   int answers = 0;
   std::unique_ptr<Resolver::Query> second;
-  const auto first = resolver.LookUp("shop.test", [&](const auto&) {
+  const auto first = resolver.LookUp("shop.test", m_loop, [&](const auto&) {
     ++answers;
     second.reset();  // withdrawn while the answers are given out
   });
-  second = resolver.LookUp("shop.test", [&](const auto&) { FAIL() << "was withdrawn"; });
-  const auto third = resolver.LookUp("shop.test", [&](const auto& answer) {
+  second = resolver.LookUp("shop.test", m_loop, [&](const auto&) { FAIL() << "was withdrawn"; });
+  const auto third = resolver.LookUp("shop.test", m_loop, [&](const auto& answer) {
     EXPECT_EQ(answer.addresses, Strings{"192.0.2.7"});
     ++answers;
   });
@@ -116,7 +116,7 @@ TEST_F(ResolverTest, ARefusingNameServerIsNoSilentOne) {
 TEST_F(ResolverTest, AWithdrawnQueryStillFillsTheCache) {
   FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
   Resolver resolver(m_loop, {server.Address()});
-  resolver.LookUp("shop.test", [](const auto&) { FAIL() << "was withdrawn"; }).reset();
+  resolver.LookUp("shop.test", m_loop, [](const auto&) { FAIL() << "was withdrawn"; }).reset();
   RunUntil([&] { return resolver.Known("shop.test") != nullptr; });
 }
 

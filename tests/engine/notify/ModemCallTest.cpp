@@ -1,4 +1,4 @@
-#include "engine/notify/ModemCall.h"
+#include "engine/notify/channels/ModemCall.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -78,10 +78,11 @@ class Call : public ProbeClient {
       : m_probe(MakeModemCall(m_loop, {device, speed, "ATZ", "ATDT", seconds(2)}, number, *this)) {
     m_probe->Begin();
   }
-  void Ended(std::string failure) override {
+  void Ended(std::string failure) noexcept override {
     outcome = std::move(failure);
     m_probe.reset();
   }
+  void Broke(const std::string& why) override { ADD_FAILURE() << why; }
   void RunUntil(Modem& modem, const std::function<bool()>& condition) {
     int idle = 0;
     for (int i = 0; i < 5000 && !condition(); ++i) {

@@ -31,7 +31,6 @@ class NotifierTest : public testing::Test {
     RunUntil([&] { return !m_reports.empty(); });
     if (m_reports.empty()) return "no report";
     const auto& report = m_reports.front();
-    EXPECT_EQ(report.kind, CheckReport::Kind::Notification);
     EXPECT_EQ(report.id, 3u);
     EXPECT_EQ(report.ticket, m_lastTicket);
     EXPECT_EQ(report.result.good, report.result.reason == "Ok");
@@ -49,10 +48,10 @@ class NotifierTest : public testing::Test {
   std::string m_message =
       "Gr\xc3\xbc\xc3\x9f"
       "e & %s";
-  std::vector<CheckReport> m_reports;
+  std::vector<NotificationEnded> m_reports;
   std::uint64_t m_lastTicket = 0;
   Notifier m_notifier{m_context, m_folder.Path(),
-                      [this](CheckReport report) { m_reports.push_back(std::move(report)); }};
+                      [this](NotificationEnded report) { m_reports.push_back(std::move(report)); }};
 };
 
 TEST_F(NotifierTest, CallsThroughTheInternet) {
@@ -104,8 +103,8 @@ TEST_F(NotifierTest, TellsWhatItCannotSend) {
   const Rows<const char*, const char*> rows = {
       {"", "no notification is set"},
       {"TEL://", "no modem configured"},
-      {"FAX://", "the notification mode is none that this engine knows"},
-      {"http://127.0.0.1/?msg=%s", "the notification mode is none that this engine knows"},
+      {"FAX://", "unknown notification mode"},
+      {"http://127.0.0.1/?msg=%s", "unknown notification mode"},
   };
   for (const auto& [mode, outcome] : rows)
     EXPECT_EQ(Outcome(mode), outcome) << mode;

@@ -156,8 +156,8 @@ TEST_F(OutageStory, AnOldNotificationDoesNotCountForTheNextOutage) {
   Check("Ok");
   Check("down");
   Check("down");
-  m_engine->checks->Report(m_engine->checks->held[0].first, m_engine->checks->held[0].second, "Ok",
-                           CheckReport::Kind::Notification);
+  m_engine->checks->ReportNotification(m_engine->checks->held[0].first, m_engine->checks->held[0].second,
+                                       "Ok");
   EXPECT_EQ(Check("down"), (Calls{"Launch down.sh", "NotifyOnce TEL:// 555"}));
 }
 
@@ -265,8 +265,8 @@ TEST_F(OutageStory, ANotificationOnDemandTellsHowThingsStand) {
 
 TEST_F(OutageStory, OutputOfProgramsGoesToItsOwnLog) {
   StartWithMonitor();
-  m_engine->checks->Report({Id(), 0, {}, "shop: hello", CheckReport::Kind::Output});
-  m_engine->checks->Report({Id(), 0, {}, "command ended", CheckReport::Kind::Command});
+  m_engine->checks->Report(CommandOutput{Id(), {}, "shop: hello"});
+  m_engine->checks->Report(CommandEvent{Id(), {}, "command ended"});
   m_engine->service.OnWake();
   EXPECT_EQ(Log(), Calls{"command ended"});
   EXPECT_TRUE(tests::ReadFile(m_folder / "log/commands.log").ends_with(" shop: hello\n"));

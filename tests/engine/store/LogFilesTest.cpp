@@ -1,15 +1,20 @@
 #include "engine/store/LogFiles.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <time.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <future>
+#include <iterator>
+#include <stdexcept>
 
 #include "engine/store/Writer.h"
 #include "loopback/TempFolder.h"
+#include "platform/ErrorText.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
 
@@ -183,6 +188,36 @@ TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
   }
   EXPECT_EQ(reports, std::vector<std::string>{"3 log lines were lost: the disk is too slow for them"});
   EXPECT_EQ(ReadFile(folder / "log").size(), Writer::MaxLines * (Stamp.size() + 2));
+}
+
+TEST(Writer, GoesOnAfterWhateverThrows) {
+  using Texts = std::vector<std::string>;
+  const loopback::TempFolder folder;
+  platform::EventFd wake;
+  Texts reports, ends, logged;
+  const auto end = [&](const std::exception_ptr& error) {
+    ends.push_back(error ? platform::ErrorText(error) : "done");
+  };
+  {
+    Writer writer(folder.Path(), wake, [&](const std::vector<LogLine>& lines) {
+      if (lines[0].text == "bad") throw std::runtime_error("bad line");
+      logged.push_back(lines[0].text);
+    });
+    writer.Log({"log", {}, "bad"});
+    writer.Run([] { throw std::runtime_error("bad job"); }, end);
+    writer.Run([] {}, [](const std::exception_ptr&) { throw std::runtime_error("bad completion"); });
+    writer.Run([] {}, end);
+    while (ends.size() < 2) {
+      pollfd fd{wake.Fd(), POLLIN, 0};
+      ASSERT_EQ(::poll(&fd, 1, 30000), 1);
+      wake.Clear();
+      std::ranges::copy(writer.Deliver(), std::back_inserter(reports));
+    }
+    writer.Log({"log", {}, "good"});
+  }
+  EXPECT_EQ(ends, (Texts{"bad job", "done"}));
+  EXPECT_EQ(reports, (Texts{"1 log lines were lost: bad line", "internal error: bad completion"}));
+  EXPECT_EQ(logged, Texts{"good"});
 }
 
 }  // namespace

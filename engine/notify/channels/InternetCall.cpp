@@ -1,7 +1,6 @@
-#include "engine/notify/InternetCall.h"
-
 #include <utility>
 
+#include "engine/notify/Channel.h"
 #include "engine/web/WebFetch.h"
 
 namespace norvane::engine {
@@ -27,6 +26,7 @@ class InternetCall final : public Probe {
   std::unique_ptr<Probe> m_fetch;  // none if the address is too long
 };
 
+/// Fetches the address of the internet call form (see InternetCallUrl) by GET; a reply of 2xx is success.
 class InternetCallChannel final : public Channel {
  public:
   explicit InternetCallChannel(const ChannelContext& context)

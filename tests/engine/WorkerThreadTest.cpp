@@ -1,23 +1,25 @@
-#include "engine/checks/Checker.h"
+#include "engine/WorkerThread.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/epoll.h>
 
 #include <map>
+#include <stdexcept>
 
 #include "console/engine/MonitorKeys.h"
 #include "engine/web/HeldPage.h"
 #include "loopback/HttpServer.h"
 #include "loopback/TempFolder.h"
-#include "tests/engine/checks/CheckerFixture.h"
+#include "tests/engine/WorkerFixture.h"
 
 namespace norvane::engine {
 namespace {
 
 using loopback::HttpServer;
 using std::chrono::milliseconds;
-using tests::CheckerFixture;
 using tests::OpenDescriptors;
+using tests::WorkerFixture;
 namespace keys = console::engine::keys;
 
 CheckTarget Target(MonitorId id, const std::string& parameter, const std::string& flag = "",
@@ -30,7 +32,7 @@ CheckTarget Target(MonitorId id, const std::string& parameter, const std::string
   return {id, "WebMonitor Of " + std::to_string(id), std::make_shared<const Attributes>(attributes)};
 }
 
-TEST(Checker, TellsWhyAPageIsBad) {
+TEST(WorkerThread, TellsWhyAPageIsBad) {
   using Script = HttpServer::Script;
   using End = HttpServer::End;
   const loopback::RefusingPort refusing;
@@ -124,13 +126,13 @@ TEST(Checker, TellsWhyAPageIsBad) {
     rows.push_back({page.name, server.Url(path), page.reason, page.flag});
   }
 
-  CheckerFixture checker;
-  ASSERT_TRUE(checker.Check(Target(1, server.Url("/page", "localhost"))).result.good);
+  WorkerFixture worker;
+  ASSERT_TRUE(worker.Check(Target(1, server.Url("/page", "localhost"))).result.good);
   const auto descriptors = OpenDescriptors();
   std::vector<CheckTarget> targets;
   for (const auto& row : rows)
     targets.push_back(Target(1, row.url, row.flag, row.reason.starts_with(late) ? "0.3" : "20"));
-  const auto reports = checker.CheckAll(std::move(targets));
+  const auto reports = worker.CheckAll(std::move(targets));
   for (std::size_t i = 0; i < rows.size(); ++i) {
     SCOPED_TRACE(rows[i].name);
     EXPECT_EQ(reports[i].result.reason, rows[i].reason);
@@ -138,27 +140,27 @@ TEST(Checker, TellsWhyAPageIsBad) {
     EXPECT_LT(reports[i].result.duration, milliseconds(10000));
   }
   // Handles that were used before tell the step of the present transfer.
-  EXPECT_EQ(checker.Check(Target(1, silentAtOnce.Url("/"), "", "0.3")).result.reason,
+  EXPECT_EQ(worker.Check(Target(1, silentAtOnce.Url("/"), "", "0.3")).result.reason,
             late + "(waiting for the reply)");
   // Nor do they tell why an earlier one failed.
   server.Set("/chunks", {ok + "Transfer-Encoding: chunked\r\n\r\nzz\r\n"});
-  EXPECT_EQ(checker.Check(Target(1, at(refusing.Port()))).result.reason, "connection refused");
-  EXPECT_EQ(checker.Check(Target(1, server.Url("/chunks"))).result.reason, falseChunks);
-  EXPECT_EQ(checker.Check(Target(1, at(stalled.Port()), "", "0.3")).result.reason, late + "(connecting)");
+  EXPECT_EQ(worker.Check(Target(1, at(refusing.Port()))).result.reason, "connection refused");
+  EXPECT_EQ(worker.Check(Target(1, server.Url("/chunks"))).result.reason, falseChunks);
+  EXPECT_EQ(worker.Check(Target(1, at(stalled.Port()), "", "0.3")).result.reason, late + "(connecting)");
   // The servers notice a little later that they were left; a check's time is enough, some more do no harm.
   for (int tries = 0; tries < 100 && OpenDescriptors() > descriptors; ++tries)
-    EXPECT_TRUE(checker.Check(Target(1, server.Url("/page"))).result.good);
+    EXPECT_TRUE(worker.Check(Target(1, server.Url("/page"))).result.good);
   EXPECT_LE(OpenDescriptors(), descriptors);
 }
 
-TEST(Checker, VerifiesCertificates) {
+TEST(WorkerThread, VerifiesCertificates) {
   const loopback::TempFolder folder;
   const loopback::CertificateAuthority authority;
-  CheckerOptions options;
+  WorkerOptions options;
   options.caFile = authority.WriteTo(folder / "ca.pem");
-  CheckerFixture checker(options);
+  WorkerFixture worker(options);
   const auto reason = [&](const std::string& url) {
-    return checker.Check(Target(1, url, "", "10")).result.reason;
+    return worker.Check(Target(1, url, "", "10")).result.reason;
   };
   HttpServer good({.tls = authority.Issue("127.0.0.1")});
   good.Set("/", HttpServer::Reply("secure"));
@@ -179,20 +181,20 @@ TEST(Checker, VerifiesCertificates) {
   }
 
   options.caFile = folder / "none.pem";
-  EXPECT_EQ(CheckerFixture(options).Check(Target(1, good.Url("/"))).result.reason,
+  EXPECT_EQ(WorkerFixture(options).Check(Target(1, good.Url("/"))).result.reason,
             "the file of trusted certificate authorities cannot be read");
 }
 
-TEST(Checker, AsksAsAPlainClient) {
+TEST(WorkerThread, AsksAsAPlainClient) {
   HttpServer server;
   server.Set("/", HttpServer::Redirect("/second"));
   server.Set("/second", {"HTTP/1.1 200 OK\r\nSet-Cookie: a=b\r\nContent-Length: 0\r\n\r\n"});
   ::setenv("http_proxy", "http://127.0.0.1:1", 1);
-  CheckerFixture checker;
+  WorkerFixture worker;
   auto url = server.Url("/");
   url.insert(url.find("127"), "user:secret@");
-  EXPECT_TRUE(checker.Check(Target(1, url)).result.good);
-  EXPECT_TRUE(checker.Check(Target(1, server.Url("/second"))).result.good);
+  EXPECT_TRUE(worker.Check(Target(1, url)).result.good);
+  EXPECT_TRUE(worker.Check(Target(1, server.Url("/second"))).result.good);
   ::unsetenv("http_proxy");
   const auto requests = server.Requests();
   ASSERT_EQ(requests.size(), 3u);
@@ -208,72 +210,72 @@ TEST(Checker, AsksAsAPlainClient) {
   EXPECT_EQ(requests[2].find("Authorization"), std::string::npos);
 }
 
-TEST(Checker, KeepsCheckingUntilStopped) {
+TEST(WorkerThread, KeepsCheckingUntilStopped) {
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));
-  CheckerFixture checker;
-  checker->Start(Target(7, server.Url("/")), milliseconds(0));
-  for (int seen = 0; seen < 2 && !checker.GaveUp();)
-    for (const auto& report : checker.Next()) {
+  WorkerFixture worker;
+  worker->Start(Target(7, server.Url("/")), milliseconds(0));
+  for (int seen = 0; seen < 2 && !worker.GaveUp();)
+    for (const auto& report : worker.Next()) {
       EXPECT_EQ(report.id, 7u);
       EXPECT_EQ(report.ticket, 0u);
       EXPECT_TRUE(report.result.good);
       ++seen;
     }
-  checker->Update(Target(7, server.Url("/none")));
-  for (bool changed = false; !changed && !checker.GaveUp();)
-    for (const auto& report : checker.Next())
+  worker->Update(Target(7, server.Url("/none")));
+  for (bool changed = false; !changed && !worker.GaveUp();)
+    for (const auto& report : worker.Next())
       changed = report.result.reason == "HTTP status 404";
-  checker->Stop(7);
-  EXPECT_TRUE(checker->TakeReports().empty());
-  EXPECT_TRUE(checker.Check(Target(7, server.Url("/"))).result.good) << "this one is asked for";
+  worker->Stop(7);
+  EXPECT_TRUE(worker->DequeueReports().empty());
+  EXPECT_TRUE(worker.Check(Target(7, server.Url("/"))).result.good) << "this one is asked for";
 }
 
-TEST(Checker, AReportUnderwayIsNotTakenAfterStop) {
+TEST(WorkerThread, AReportUnderwayIsNotTakenAfterStop) {
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));
   platform::EventFd event;
-  Checker checker({}, event);
-  checker.Start(Target(7, server.Url("/")), milliseconds(0));
+  WorkerThread worker({}, event);
+  worker.Start(Target(7, server.Url("/")), milliseconds(0));
   pollfd fd{event.Fd(), POLLIN, 0};
   ASSERT_EQ(::poll(&fd, 1, 30000), 1);  // its report waits in the queue
-  checker.Stop(7);
-  EXPECT_TRUE(checker.TakeReports().empty());
-  checker.Start(Target(7, server.Url("/none")), milliseconds(0));
+  worker.Stop(7);
+  EXPECT_TRUE(worker.DequeueReports().empty());
+  worker.Start(Target(7, server.Url("/none")), milliseconds(0));
   event.Clear();
   ASSERT_EQ(::poll(&fd, 1, 30000), 1);
-  for (const auto& report : checker.TakeReports())
-    EXPECT_EQ(report.result.reason, "HTTP status 404");
+  for (const auto& report : worker.DequeueReports())
+    EXPECT_EQ(std::get<CheckEnded>(report).result.reason, "HTTP status 404");
 }
 
-TEST(Checker, WaitingForATurnUsesUpTheTime) {
+TEST(WorkerThread, WaitingForATurnUsesUpTheTime) {
   HttpServer server;
   server.Set("/silent", {"", "", {}, HttpServer::End::Silence});
   server.Set("/", HttpServer::Reply("x"));
-  CheckerOptions options;
+  WorkerOptions options;
   options.maxInFlight = 1;
-  CheckerFixture checker(options);
-  checker->CheckOnce(Target(1, server.Url("/silent"), "", "0.6"), 1);
-  checker->CheckOnce(Target(2, server.Url("/"), "", "0.3"), 2);
-  checker->CheckOnce(Target(3, server.Url("/")), 3);
+  WorkerFixture worker(options);
+  worker->CheckOnce(Target(1, server.Url("/silent"), "", "0.6"), 1);
+  worker->CheckOnce(Target(2, server.Url("/"), "", "0.3"), 2);
+  worker->CheckOnce(Target(3, server.Url("/")), 3);
   std::map<std::uint64_t, std::string> reasons;
-  while (reasons.size() < 3 && !checker.GaveUp())
-    for (const auto& report : checker.Next())
+  while (reasons.size() < 3 && !worker.GaveUp())
+    for (const auto& report : worker.Next())
       reasons[report.ticket] = report.result.reason;
   EXPECT_EQ(reasons[1], "no answer within 0.6 s (waiting for the reply)");
   EXPECT_EQ(reasons[2], "no answer within 0.3 s (waiting for this engine's turn, too many in flight)");
   EXPECT_EQ(reasons[3], "Ok");
 }
 
-TEST(Checker, HoldsPagesInASharedRoomOnly) {
+TEST(WorkerThread, HoldsPagesInASharedRoomOnly) {
   HttpServer server;
   server.Set("/fits", HttpServer::Reply(std::string(2000, 'x')));
   server.Set("/large", HttpServer::Reply(std::string(4000, 'x')));
-  CheckerOptions options;
+  WorkerOptions options;
   options.maxPageBytes = 3000;
-  CheckerFixture checker(options);
+  WorkerFixture worker(options);
   const auto reason = [&](const char* path, const char* flag) {
-    return checker.Check(Target(1, server.Url(path), flag)).result.reason;
+    return worker.Check(Target(1, server.Url(path), flag)).result.reason;
   };
   const std::string noRoom = "no room for the page beside the others that arrive at this time";
   EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok");
@@ -284,50 +286,121 @@ TEST(Checker, HoldsPagesInASharedRoomOnly) {
 }
 
 TEST(HeldPage, GivesItsMemoryBackWithItsRoom) {
-  std::size_t room = 2000;
-  HeldPage page(room);
+  std::size_t quota = 2000;
+  HeldPage page(quota);
   ASSERT_TRUE(page.Append(std::string(2000, 'x')));
   page.Clear();
-  EXPECT_EQ(room, 2000u);
+  EXPECT_EQ(quota, 2000u);
   EXPECT_LT(page.Bytes().capacity(), 100u);
 }
 
-TEST(Checker, RemarksOnceOnANumberItCannotUse) {
+TEST(WorkerThread, RemarksOnceOnANumberItCannotUse) {
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));
   const auto target = [&](const std::string& timeout) { return Target(7, server.Url("/"), "", timeout); };
-  CheckerFixture checker;
+  WorkerFixture worker;
   std::vector<std::string> remarks;
   const auto collect = [&](std::size_t count) {
-    for (remarks.clear(); remarks.size() < count && !checker.GaveUp();)
-      for (const auto& report : checker.Next())
+    for (remarks.clear(); remarks.size() < count && !worker.GaveUp();)
+      for (const auto& report : worker.Next())
         remarks.push_back(report.remark);
   };
-  checker->Start(target("so\x1bon"), milliseconds(0));
+  worker->Start(target("so\x1bon"), milliseconds(0));
   collect(2);
   EXPECT_EQ(remarks[0], "Monitor_Timeout (s) is \"so?on\", 30 is used instead");
   EXPECT_EQ(remarks[1], "");
-  checker->Update(target("late"));
+  worker->Update(target("late"));
   collect(2);
   EXPECT_NE((remarks[0] + remarks[1]).find("\"late\""), std::string::npos);
 }
 
-TEST(Checker, SaysWhatItCannotCheck) {
-  CheckerFixture checker;
-  auto target = Target(1, "127.0.0.1");
-  target.name = "UnheardOfMonitor Of mail";
-  EXPECT_EQ(checker.Check(target).result.reason, "this engine cannot check monitors of this type");
+/// A check that throws where its parameter says.
+class ThrowingProbe final : public Probe, private Watcher {
+ public:
+  ThrowingProbe(ProbeContext& context, std::string where, ProbeClient& client)
+      : m_context(context),
+        m_where(std::move(where)),
+        m_client(client),
+        m_timer(context.loop, client, &Throw) {
+    if (m_where == "making") Throw();
+  }
+  ~ThrowingProbe() override { m_context.loop.Forget(m_event.Fd()); }
+  void Begin() override {
+    if (m_where == "beginning") Throw();
+    if (m_where == "timer") m_timer.Set(m_context.loop.Now());
+    if (m_where == "lookup")
+      m_query = m_context.resolver.LookUp("a.test", m_client, [](const auto&) { Throw(); });
+    if (m_where != "descriptor") return;
+    m_event.Signal();
+    EXPECT_TRUE(m_context.loop.Watch(m_event.Fd(), EPOLLIN, *this));
+  }
+  [[nodiscard]] std::string_view Step() const override { return "throwing"; }
+
+ private:
+  [[noreturn]] static void Throw() { throw std::runtime_error("on purpose"); }
+  void Ready(int, std::uint32_t) override { Throw(); }
+  EventOwner& Owner() override { return m_client; }
+
+  ProbeContext& m_context;
+  std::string m_where;
+  ProbeClient& m_client;
+  EventLoop::Timer m_timer;
+  std::unique_ptr<Resolver::Query> m_query;
+  platform::EventFd m_event;
+};
+
+class ThrowingType final : public ProbeType {
+ public:
+  explicit ThrowingType(ProbeContext& context) : m_context(context) {}
+  std::unique_ptr<Probe> Make(const CheckTarget& target, milliseconds, ProbeClient& client) override {
+    return std::make_unique<ThrowingProbe>(m_context, target.attributes->Get(keys::Parameter), client);
+  }
+
+ private:
+  ProbeContext& m_context;
+};
+
+TEST(WorkerThread, WhatACheckThrowsFailsThatCheckAlone) {
+  const MonitorType types[] = {
+      ProbeTable()[0], {"ThrowingMonitor", false, [](ProbeContext& context) -> std::unique_ptr<ProbeType> {
+                          return std::make_unique<ThrowingType>(context);
+                        }}};
+  std::vector<std::string> logged;
+  WorkerOptions options;
+  options.types = types;
+  options.resolver.nameServers = "127.0.0.1:1";  // refuses
+  options.log = [&](const std::string& text) { logged.push_back(text); };
+  HttpServer server;
+  server.Set("/", HttpServer::Reply("x"));
+  WorkerFixture worker(options);
+  for (const char* where : {"making", "beginning", "timer", "lookup", "descriptor"}) {
+    SCOPED_TRACE(where);
+    auto throwing = Target(1, where);
+    throwing.name = "ThrowingMonitor Of x";
+    const auto reports = worker.CheckAll({throwing, Target(2, server.Url("/"))});
+    EXPECT_EQ(reports[0].result.reason, "internal error: on purpose");
+    EXPECT_TRUE(reports[1].result.good);
+    EXPECT_EQ(logged, std::vector<std::string>{"check of ThrowingMonitor Of x: internal error: on purpose"});
+    logged.clear();
+  }
 }
 
-TEST(Checker, EndsPromptlyWithChecksInFlight) {
+TEST(WorkerThread, SaysWhatItCannotCheck) {
+  WorkerFixture worker;
+  auto target = Target(1, "127.0.0.1");
+  target.name = "UnheardOfMonitor Of mail";
+  EXPECT_EQ(worker.Check(target).result.reason, "this engine cannot check monitors of this type");
+}
+
+TEST(WorkerThread, EndsPromptlyWithChecksInFlight) {
   HttpServer server;
   server.Set("/silent", {"", "", {}, HttpServer::End::Silence});
   const auto began = std::chrono::steady_clock::now();
   {
-    CheckerFixture checker;
+    WorkerFixture worker;
     for (MonitorId id = 1; id <= 100; ++id)
-      checker->Start(Target(id, server.Url("/silent")), milliseconds(0));
-    checker.Check(Target(1000, server.Url("/none")));  // the others are on their way
+      worker->Start(Target(id, server.Url("/silent")), milliseconds(0));
+    worker.Check(Target(1000, server.Url("/none")));  // the others are on their way
   }
   EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(5));
 }

@@ -9,32 +9,35 @@
 #include <utility>
 #include <vector>
 
-#include "engine/checks/Checker.h"
+#include "engine/WorkerThread.h"
 #include "loopback/Certificates.h"
 #include "platform/EventFd.h"
 
 namespace norvane::tests {
 
-/// A checker and the service's side of it.
-class CheckerFixture {
+/// A worker and the service's side of it.
+class WorkerFixture {
  public:
-  explicit CheckerFixture(const engine::CheckerOptions& options = {}) : m_checker(options, m_event) {}
-  engine::Checker* operator->() { return &m_checker; }
+  explicit WorkerFixture(const engine::WorkerOptions& options = {}) : m_worker(options, m_event) {}
+  engine::WorkerThread* operator->() { return &m_worker; }
 
   /// Waits for the next reports; none within half a minute fails the test.
-  std::vector<engine::CheckReport> Next() {
+  std::vector<engine::CheckEnded> Next() {
     pollfd fd{m_event.Fd(), POLLIN, 0};
     m_gaveUp = ::poll(&fd, 1, 30000) != 1;
     EXPECT_FALSE(m_gaveUp) << "no report";
     m_event.Clear();
-    return m_checker.TakeReports();
+    std::vector<engine::CheckEnded> ended;
+    for (auto& report : m_worker.DequeueReports())
+      ended.push_back(std::get<engine::CheckEnded>(std::move(report)));
+    return ended;
   }
-  engine::CheckReport Check(engine::CheckTarget target) { return CheckAll({std::move(target)})[0]; }
+  engine::CheckEnded Check(engine::CheckTarget target) { return CheckAll({std::move(target)})[0]; }
   /// Checks all at once and gives their reports in the same order.
-  std::vector<engine::CheckReport> CheckAll(std::vector<engine::CheckTarget> targets) {
-    std::vector<engine::CheckReport> reports(targets.size());
+  std::vector<engine::CheckEnded> CheckAll(std::vector<engine::CheckTarget> targets) {
+    std::vector<engine::CheckEnded> reports(targets.size());
     for (std::size_t i = 0; i < targets.size(); ++i)
-      m_checker.CheckOnce(std::move(targets[i]), i + 1);
+      m_worker.CheckOnce(std::move(targets[i]), i + 1);
     for (std::size_t left = reports.size(); left > 0;) {
       for (auto& report : Next()) {
         if (report.ticket == 0) continue;
@@ -50,7 +53,7 @@ class CheckerFixture {
 
  private:
   platform::EventFd m_event;
-  engine::Checker m_checker;
+  engine::WorkerThread m_worker;
   bool m_gaveUp = false;
 };
 

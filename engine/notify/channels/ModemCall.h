@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/notify/Channel.h"
+#include "engine/net/Probe.h"
 
 namespace norvane::engine {
 
@@ -31,7 +31,5 @@ struct ModemSettings {
 /// Hangs up in any case, also when it is destroyed on the way, and leaves the line's settings as they were.
 [[nodiscard]] std::unique_ptr<Probe> MakeModemCall(EventLoop& loop, ModemSettings settings,
                                                    std::string_view number, ProbeClient& client);
-
-[[nodiscard]] std::unique_ptr<Channel> MakeModemChannel(const ChannelContext& context);
 
 }  // namespace norvane::engine

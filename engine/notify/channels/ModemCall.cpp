@@ -1,4 +1,4 @@
-#include "engine/notify/ModemCall.h"
+#include "engine/notify/channels/ModemCall.h"
 
 #include <sys/epoll.h>
 #include <unistd.h>
@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "engine/net/Reason.h"
+#include "engine/notify/Channel.h"
 #include "engine/notify/SerialLine.h"
 #include "platform/IniFile.h"
 #include "platform/Number.h"
@@ -58,7 +59,7 @@ class ModemCall final : public Probe, private Watcher {
         m_settings(std::move(settings)),
         m_number(DialableNumber(number)),
         m_client(client),
-        m_timer(loop, [this] { RunOut(); }) {}
+        m_timer(loop, client, [this] { TimeOut(); }) {}
   ~ModemCall() override;
 
   void Begin() override;
@@ -71,8 +72,9 @@ class ModemCall final : public Probe, private Watcher {
   void Expect(std::string_view command, milliseconds time);
   void HangUpAfter(std::string failure, Stage next);
   void Ready(int fd, std::uint32_t events) override;
-  void Take(const Result& result);
-  void RunOut();
+  EventOwner& Owner() override { return m_client; }
+  void Receive(const Result& result);
+  void TimeOut();
   void Break(const char* why);
   void Close();
 
@@ -146,10 +148,10 @@ void ModemCall::Ready(int, std::uint32_t) {
     if (isEnd) result = ResultOf(std::exchange(m_received, {}));
     if (!isEnd && m_received.size() < MaxLineSize) m_received += c;
   }
-  if (result != nullptr) Take(*result);
+  if (result != nullptr) Receive(*result);
 }
 
-void ModemCall::Take(const Result& result) {
+void ModemCall::Receive(const Result& result) {
   switch (m_stage) {
     case Stage::Init:
       if (result.text == "OK") return Enter(Stage::Dial);
@@ -167,7 +169,7 @@ void ModemCall::Take(const Result& result) {
   }
 }
 
-void ModemCall::RunOut() {
+void ModemCall::TimeOut() {
   switch (m_stage) {
     case Stage::Init:
       return HangUpAfter("modem: " + NoAnswerWithin(InitTime, "initialisation"), Stage::HangUp);

@@ -1,0 +1,190 @@
+#include "engine/WorkerThread.h"
+
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cassert>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+namespace norvane::engine {
+
+using std::chrono::milliseconds;
+
+namespace {
+
+/// How long a report waits for those of the checks that are still in flight: they are delivered in batches.
+constexpr milliseconds MaxReportDelay{20};
+constexpr milliseconds MaxWait{60000};
+/// Each check in flight costs memory too, a few ten kilobytes.
+constexpr std::size_t MaxInFlight = 10000;
+/// Descriptors for everything that isn't a check: logs, consoles, the data file, started programs.
+constexpr std::size_t SpareDescriptors = 256;
+
+/// Raises the limit on descriptors as far as the machine lets us, and tells how many checks it allows.
+std::size_t ChecksByDescriptors() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 1;
+  const auto allowed = std::exchange(limit.rlim_cur, limit.rlim_max);
+  const auto got = ::setrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : allowed;
+  // A check may hold two, when it tries two addresses of a host side by side.
+  const auto checks = got > 2 * SpareDescriptors ? (got - SpareDescriptors) / 2 : got / 4;
+  return std::clamp<std::size_t>(checks, 1, MaxInFlight);
+}
+
+std::size_t MaxInFlightOf(const WorkerOptions& options) {
+  const auto most = ChecksByDescriptors();
+  return options.maxInFlight == 0 ? most : std::min(options.maxInFlight, most);
+}
+
+/// The thread begins with all signals blocked: those of the process are the service thread's, and a peer that
+/// is gone shall not raise SIGPIPE in a library.
+std::thread StartWithoutSignals(std::function<void()> run) {
+  sigset_t all;
+  sigset_t before;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, &before);
+  std::thread thread(std::move(run));
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return thread;
+}
+
+}  // namespace
+
+WorkerThread::WorkerThread(const WorkerOptions& options, platform::EventFd& reportsWait)
+    : m_reportsWait(reportsWait),
+      m_options(options),
+      m_loop(options.clock, options.log),
+      m_alarm(m_loop, m_loop, [] {}),
+      m_resolver(m_loop, options.resolver),
+      m_tls(options.caFile),
+      m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset, options.maxPageBytes},
+      m_checks(m_context, options.types, MaxInFlightOf(options),
+               [this](CheckEnded report) { Collect(std::move(report)); }),
+      m_notifier(m_context, options.folder, [this](NotificationEnded report) { Collect(std::move(report)); }),
+      m_launcher(m_loop, {options.folder}, [this](Report report) { Collect(std::move(report)); }) {
+  if (!m_loop.Watch(m_commandsWait.Fd(), EPOLLIN, *this))
+    throw std::runtime_error("the worker thread cannot watch its queue");
+  m_thread = StartWithoutSignals([this] { Run(); });
+}
+
+WorkerThread::~WorkerThread() {
+  m_isEnding = true;
+  m_commandsWait.Signal();
+  m_thread.join();
+  m_loop.Adopt();
+}
+
+// On the service thread
+
+void WorkerThread::Start(CheckTarget target, milliseconds firstAfter) {
+  const auto start = ++m_lastStart;
+  m_starts[target.id] = start;
+  Enqueue([target = std::move(target), firstAfter, start](WorkerThread& self) {
+    self.m_checks.Start(target, firstAfter, start);
+  });
+}
+
+void WorkerThread::Update(CheckTarget target) {
+  Enqueue([target = std::move(target)](WorkerThread& self) { self.m_checks.Update(target); });
+}
+
+void WorkerThread::Stop(MonitorId id) {
+  m_starts.erase(id);
+  Enqueue([id](WorkerThread& self) { self.m_checks.Stop(id); });
+}
+
+void WorkerThread::CheckOnce(CheckTarget target, std::uint64_t ticket) {
+  Enqueue(
+      [target = std::move(target), ticket](WorkerThread& self) { self.m_checks.CheckOnce(target, ticket); });
+}
+
+void WorkerThread::NotifyOnce(NotifyRequest request, std::uint64_t ticket) {
+  Enqueue([request = std::move(request), ticket](WorkerThread& self) {
+    self.m_notifier.Notify(request, ticket);
+  });
+}
+
+void WorkerThread::Launch(LaunchRequest request) {
+  Enqueue([request = std::move(request)](WorkerThread& self) { self.m_launcher.Launch(request); });
+}
+
+std::vector<Report> WorkerThread::DequeueReports() {
+  assert(m_service.IsInside());
+  std::vector<Report> reports;
+  {
+    const std::lock_guard lock(m_mutex);
+    reports.swap(m_reports);
+  }
+  std::erase_if(reports, [this](const Report& report) {
+    const auto* check = std::get_if<CheckEnded>(&report);
+    if (check == nullptr || check->ticket != 0) return false;
+    const auto current = m_starts.find(check->id);
+    return current == m_starts.end() || current->second != check->start;  // stopped meanwhile
+  });
+  return reports;
+}
+
+void WorkerThread::Enqueue(Command command) {
+  assert(m_service.IsInside());
+  {
+    const std::lock_guard lock(m_mutex);
+    m_commands.push_back(std::move(command));
+    if (m_commands.size() > 1) return;  // the signal of the first one is still pending
+  }
+  m_commandsWait.Signal();
+}
+
+// On the worker thread
+
+void WorkerThread::Run() {
+  m_loop.Adopt();
+  while (!m_isEnding)
+    m_loop.Serve(m_loop, [this] { RunOnce(); });
+}
+
+void WorkerThread::RunOnce() {
+  SetAlarm();
+  m_loop.RunOnce(MaxWait);
+  m_checks.Turn();
+  Deliver();
+}
+
+void WorkerThread::Ready(int, std::uint32_t) {
+  m_commandsWait.Clear();
+  std::vector<Command> commands;
+  {
+    const std::lock_guard lock(m_mutex);
+    commands.swap(m_commands);
+  }
+  for (const auto& command : commands)
+    m_loop.Serve(m_loop, [&] { command(*this); });
+}
+
+void WorkerThread::Collect(Report report) {
+  if (m_collected.empty()) m_firstCollected = m_loop.Now();
+  m_collected.push_back(std::move(report));
+}
+
+void WorkerThread::Deliver() {
+  if (m_collected.empty()) return;
+  if (m_checks.HasInFlight() && m_loop.Now() < m_firstCollected + MaxReportDelay) return;
+  {
+    const std::lock_guard lock(m_mutex);
+    m_reports.insert(m_reports.end(), std::make_move_iterator(m_collected.begin()),
+                     std::make_move_iterator(m_collected.end()));
+  }
+  m_collected.clear();
+  m_reportsWait.Signal();
+}
+
+void WorkerThread::SetAlarm() {
+  auto next = m_checks.NextTurn().value_or(Moment::max());
+  if (!m_collected.empty()) next = std::min(next, m_firstCollected + MaxReportDelay);
+  m_alarm.Set(next);
+}
+
+}  // namespace norvane::engine

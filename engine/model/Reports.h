@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <variant>
+
+#include "engine/model/CheckResult.h"
+#include "engine/model/Requests.h"
+
+namespace norvane::engine {
+
+struct CheckEnded {
+  MonitorId id = 0;
+  std::uint64_t ticket = 0;  ///< of `CheckOnce`; 0 for a scheduled check
+  CheckResult result;
+  std::string remark{};     ///< for the log, beside the result ("check outlasted its interval"); may be empty
+  std::uint64_t start = 0;  ///< of a scheduled check: tells this start of its monitor from earlier ones
+};
+
+/// A channel has accepted a notification or failed to deliver it.
+struct NotificationEnded {
+  MonitorId id = 0;
+  std::uint64_t ticket = 0;
+  CheckResult result;
+};
+
+/// A command was started, has ended or could not be started.
+struct CommandEvent {
+  MonitorId id = 0;
+  std::chrono::system_clock::time_point at;
+  std::string text;  ///< for the log of the monitor
+};
+
+/// A line that a command wrote.
+struct CommandOutput {
+  MonitorId id = 0;
+  std::chrono::system_clock::time_point at;
+  std::string text;  ///< headed by the monitor's name
+};
+
+using Report = std::variant<CheckEnded, NotificationEnded, CommandEvent, CommandOutput>;
+
+}  // namespace norvane::engine

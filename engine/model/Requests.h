@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/model/Attributes.h"
+
+namespace norvane::engine {
+
+/// Unique while the engine lives: the table's generation in the upper half, a running number in the lower.
+using MonitorId = std::uint64_t;
+
+/// What a check needs to know of its monitor.
+struct CheckTarget {
+  MonitorId id = 0;
+  std::string name;  ///< full name; its head is the type
+  std::shared_ptr<const Attributes> attributes;
+};
+
+/// A notification to be sent.
+struct NotifyRequest {
+  MonitorId id = 0;
+  std::string mode;     ///< as it stands in the attribute
+  std::string to;       ///< mail address or number
+  std::string message;  ///< the mail's subject, or the short message
+  std::string body;     ///< of a mail
+};
+
+/// A program to be started because of a monitor.
+struct LaunchRequest {
+  MonitorId id = 0;
+  std::string name;                      ///< of the monitor, in full
+  std::string program;                   ///< as it stands in the attribute
+  std::vector<std::string> environment;  ///< "NAME=value", beside what every program gets
+};
+
+}  // namespace norvane::engine

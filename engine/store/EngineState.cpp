@@ -1,0 +1,106 @@
+#include "engine/store/EngineState.h"
+
+#include <openssl/crypto.h>
+
+#include <utility>
+
+#include "console/engine/EngineError.h"
+#include "console/engine/MonitorKeys.h"
+#include "engine/store/KeepAside.h"
+#include "engine/store/StoreError.h"
+#include "engine/store/Writer.h"
+#include "platform/ErrorText.h"
+#include "platform/RandomText.h"
+
+namespace norvane::engine {
+
+using console::engine::EngineError;
+using console::engine::EngineErrorCode;
+using console::engine::service::ControlPass;
+
+namespace {
+constexpr std::size_t MaxValues = 64;
+}
+
+EngineState::EngineState(std::string folder, Writer& writer, Notice notice)
+    : m_folder(std::move(folder)), m_writer(writer), m_notice(std::move(notice)) {
+  try {
+    Open();
+  } catch (const StoreError& error) {
+    if (error.Code() != StoreErrorCode::Unreadable) throw;
+    m_file.reset();
+    m_notice(std::string(error.what()) + "; it was kept as " + KeepAside(StateFile::PathIn(m_folder)) +
+             ", and the service-wide values were lost");
+    Open();
+  }
+  if (!Value(ControlPass).empty()) return;
+  m_values[std::string(ControlPass)] = platform::RandomText(16);
+  m_file->SetConfig(m_values);
+}
+
+void EngineState::Open() {
+  m_file = std::make_unique<StateFile>(m_folder);
+  m_values = m_file->Config();
+  m_outagesAtStart = m_file->OpenOutages();
+}
+
+std::string EngineState::Value(std::string_view key) const {
+  const auto value = m_values.find(key);
+  return value == m_values.end() ? std::string() : value->second;
+}
+
+void EngineState::Commit(const std::map<std::string, std::string>& values, Completion done) {
+  for (const auto& [key, value] : values) {
+    if (key == ControlPass || key.empty() || key.size() > Attributes::MaxKeySize ||
+        value.size() > Attributes::MaxValueSize)
+      throw EngineError(EngineErrorCode::Invalid, "the service value cannot be set: " + key);
+  }
+  const StateFile::Values changed(values.begin(), values.end());
+  auto all = changed;
+  all.insert(m_values.begin(), m_values.end());
+  if (all.size() > MaxValues) throw EngineError(EngineErrorCode::Invalid, "too many service values");
+  m_writer.Run([this, changed] { m_file->SetConfig(changed); },
+               [this, changed, done = std::move(done)](std::exception_ptr error) {
+                 if (error) return done(ForConsole(error));
+                 for (const auto& [key, value] : changed)
+                   m_values[key] = value;
+                 done(nullptr);
+               });
+}
+
+bool EngineState::IsControlPass(std::string_view text) const {
+  const auto pass = Value(ControlPass);
+  return text.size() == pass.size() && CRYPTO_memcmp(text.data(), pass.data(), pass.size()) == 0;
+}
+
+void EngineState::Write(OutageChanges changes) {
+  Add(std::move(changes));
+  if (m_writes == 0 && !m_waiting.empty()) StartWrite();
+}
+
+void EngineState::WriteAtEnd(OutageChanges changes) {
+  Add(std::move(changes));
+  StartWrite();
+}
+
+void EngineState::Add(OutageChanges changes) {
+  changes.merge(m_waiting);  // the newer ones stay
+  m_waiting = std::move(changes);
+}
+
+void EngineState::StartWrite() {
+  auto changes = std::exchange(m_waiting, {});
+  changes.merge(std::exchange(m_failed, {}));  // the newer ones stay
+  ++m_writes;
+  m_writer.Run([this, changes] { m_file->SetOutages(changes); },
+               [this, changes](const std::exception_ptr& error) {
+                 --m_writes;
+                 if (error) {
+                   m_failed = changes;
+                   m_notice("an outage may be notified again after a restart: " + platform::ErrorText(error));
+                 }
+                 Write({});
+               });
+}
+
+}  // namespace norvane::engine

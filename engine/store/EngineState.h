@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/store/StateFile.h"
+#include "engine/store/Storage.h"
+
+namespace norvane::engine {
+
+/// What the engine itself remembers: the service-wide values and the outages that last. On the service
+/// thread; the state file is written on the writer thread.
+class EngineState {
+ public:
+  using Notice = std::function<void(const std::string&)>;
+
+  /// Reads the state file of the folder, or makes it; a damaged one is kept under another name. `notice` gets
+  /// what the administrator should know. Throws StoreError if the file cannot be worked with.
+  EngineState(std::string folder, Writer& writer, Notice notice);
+
+  /// Empty text for a key that was never set.
+  [[nodiscard]] std::string Value(std::string_view key) const;
+  /// Done when the values are on disk. Throws EngineError for a value that cannot be set, such as
+  /// "ControlPass".
+  void Commit(const std::map<std::string, std::string>& values, Completion done);
+  /// Compares in constant time.
+  [[nodiscard]] bool IsControlPass(std::string_view text) const;
+
+  /// Those that lasted when the last engine ended.
+  [[nodiscard]] const OutageRecords& OutagesAtStart() const { return m_outagesAtStart; }
+  /// One write at a time: what changes meanwhile goes together into the next one, and so does what a full
+  /// disk did not take.
+  void Write(OutageChanges changes);
+  /// Writes in any case, also what failed before.
+  void WriteAtEnd(OutageChanges changes);
+
+ private:
+  void Open();
+  void Add(OutageChanges changes);
+  void StartWrite();
+
+  std::string m_folder;
+  Writer& m_writer;
+  Notice m_notice;
+  std::unique_ptr<StateFile> m_file;  // the writer thread's alone once it has the first job
+  StateFile::Values m_values;
+  OutageRecords m_outagesAtStart;
+  OutageChanges m_waiting;
+  OutageChanges m_failed;  // of writes that failed
+  int m_writes = 0;        // handed to the writer and not yet done
+};
+
+}  // namespace norvane::engine

@@ -1,0 +1,155 @@
+#include "engine/store/Storage.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "engine/store/DataFile.h"
+#include "engine/store/StoreError.h"
+#include "engine/store/Writer.h"
+#include "platform/ErrorText.h"
+#include "platform/FileNames.h"
+
+namespace norvane::engine {
+
+namespace {
+
+/// The same file under whatever name; a name that cannot be followed stands for itself.
+std::string Canonical(const std::string& folder, const std::string& path) {
+  std::error_code error;
+  const auto full = std::filesystem::path(folder) / path;
+  const auto canonical = std::filesystem::weakly_canonical(full, error);
+  return error ? full.string() : canonical.string();
+}
+
+std::uint32_t NumberOf(MonitorId id) {
+  return static_cast<std::uint32_t>(id);
+}
+
+datafile::Row RowOf(const Monitor& monitor) {
+  return {NumberOf(monitor.id), monitor.name, monitor.attributes};
+}
+
+}  // namespace
+
+struct Storage::Saving {
+  datafile::Changes changes;
+  std::uint64_t change = 0;  // the last one among them
+  std::optional<std::string> state;
+  std::string keptAs;
+};
+
+Storage::Storage(Client& client, Writer& writer, std::string folder, MonitorTypes types)
+    : m_client(client),
+      m_writer(writer),
+      m_folder(std::move(folder)),
+      m_types(types),
+      m_dataFile(Canonical(m_folder, std::string(platform::files::EngineData))) {}
+
+std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
+  try {
+    auto contents = datafile::Load(m_dataFile, m_lastGeneration, m_types);
+    m_saved = SavedMark{std::move(contents.state), contents.table->LastChange()};
+    m_servedFile = m_dataFile;
+    return std::move(contents.table);
+  } catch (const StoreError& error) {
+    if (error.Code() == StoreErrorCode::Failed) throw;
+    if (error.Code() == StoreErrorCode::Unreadable)
+      m_client.Notice(std::string("the data file cannot be read, so the engine starts without monitors: ") +
+                      error.what());
+    return std::make_unique<MonitorTable>(m_lastGeneration, m_types);
+  }
+}
+
+void Storage::Enqueue(Step step, Completion done) {
+  m_steps.emplace_back([this, step = std::move(step), done = std::move(done)] {
+    step([this, done](const std::exception_ptr& error) {
+      try {
+        done(error);
+      } catch (...) {
+        m_client.Notice("internal error after loading or saving: " +
+                        platform::ErrorText(std::current_exception()));
+      }
+      m_steps.pop_front();
+      RunNext();
+    });
+  });
+  if (m_steps.size() == 1) RunNext();
+}
+
+void Storage::RunNext() {
+  if (!m_steps.empty()) m_steps.front()();
+}
+
+void Storage::Load(const std::string& path, Completion done) {
+  Enqueue([this, path = Canonical(m_folder, path)](Completion end) { StartLoad(path, std::move(end)); },
+          std::move(done));
+}
+
+void Storage::StartLoad(const std::string& path, Completion done) {
+  const auto served = path == m_servedFile && m_saved ? m_saved->state : std::string();
+  auto contents = std::make_shared<datafile::Contents>();
+  m_writer.Run(
+      [contents, path, served, types = m_types, generation = ++m_lastGeneration] {
+        if (served.empty() || datafile::StateOf(path) != served)
+          *contents = datafile::Load(path, generation, types);
+      },
+      [this, contents, path, done = std::move(done)](std::exception_ptr error) {
+        if (error) return done(ForConsole(error));
+        if (!contents->table) return done(nullptr);
+        m_client.ReplaceTable(std::move(contents->table));
+        m_servedFile = path;
+        m_saved.reset();
+        if (path == m_dataFile) m_saved = SavedMark{contents->state, m_client.Table().LastChange()};
+        done(nullptr);
+      });
+}
+
+void Storage::Save(const std::string& path, Completion done) {
+  Enqueue(
+      [this, path = Canonical(m_folder, path)](Completion end) { StartSave(path, false, std::move(end)); },
+      std::move(done));
+}
+
+/// What the file at `path` lacks, and `everything` if that is asked for or cheaper.
+void Storage::Gather(const std::string& path, bool everything, Saving& saving) const {
+  const auto& table = m_client.Table();
+  auto& changes = saving.changes;
+  saving.change = table.LastChange();
+  changes.total = table.Count();
+  if (m_saved && path == m_dataFile) changes.known = m_saved->state;
+  if (changes.known && !everything) {
+    const auto most = table.Count() / 2;  // beyond, writing a new file is cheaper than changing the old one
+    for (const auto id : table.RemovedSince(m_saved->change))
+      changes.removed.push_back(NumberOf(id));
+    const Monitor* monitor = table.NextChanged(m_saved->change);
+    for (; monitor != nullptr && changes.rows.size() < most; monitor = table.NextChanged(monitor->change))
+      changes.rows.push_back(RowOf(*monitor));
+    changes.all = monitor != nullptr || changes.removed.size() > most;
+  }
+  if (!changes.all) return;
+  changes.rows.clear();
+  for (const auto& [id, each] : table.All())
+    changes.rows.push_back(RowOf(each));
+}
+
+void Storage::StartSave(const std::string& path, bool everything, Completion done) {
+  auto saving = std::make_shared<Saving>();
+  Gather(path, everything, *saving);
+  m_writer.Run(
+      [saving, path, types = m_types] {
+        saving->state = datafile::Save(path, saving->changes, types, saving->keptAs);
+      },
+      [this, saving, path, done = std::move(done)](std::exception_ptr error) {
+        if (!saving->keptAs.empty())
+          m_client.Notice(path + " was not a readable data file; it was kept as " + saving->keptAs);
+        if (error) return done(ForConsole(error));
+        if (!saving->state) return StartSave(path, true, done);
+        if (path == m_dataFile) {
+          m_saved = SavedMark{*saving->state, saving->change};
+          m_servedFile = path;
+        }
+        done(nullptr);
+      });
+}
+
+}  // namespace norvane::engine

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "engine/model/MonitorTable.h"
+
+namespace norvane::engine {
+
+class Writer;
+
+/// Called on the service thread, once. The exception is null after a success, else an EngineError.
+using Completion = std::function<void(std::exception_ptr)>;
+
+/// Loads and saves the monitors, one request after the other, and knows which of them the data file has
+/// already. On the service thread; the files are read and written on the writer thread.
+class Storage {
+ public:
+  /// Whose monitors they are.
+  class Client {
+   public:
+    virtual ~Client() = default;
+    [[nodiscard]] virtual const MonitorTable& Table() const = 0;
+    virtual void ReplaceTable(std::unique_ptr<MonitorTable> table) = 0;
+    /// For the administrator.
+    virtual void Notice(const std::string& text) = 0;
+  };
+
+  Storage(Client& client, Writer& writer, std::string folder, MonitorTypes types);
+
+  /// The monitors of the folder's data file; none if there is no file, or a damaged one, which the next save
+  /// keeps under another name. Throws StoreError if it merely cannot be read just now: by the next save it
+  /// may be well again, and an engine without monitors would replace it.
+  [[nodiscard]] std::unique_ptr<MonitorTable> LoadAtStart();
+
+  /// Relative paths start at the folder.
+  void Load(const std::string& path, Completion done);
+  void Save(const std::string& path, Completion done);
+  void SaveDataFile(Completion done) { Save(m_dataFile, std::move(done)); }
+
+ private:
+  /// The content that the data file is known to have, so that only later changes need to be written.
+  struct SavedMark {
+    std::string state;
+    std::uint64_t change = 0;
+  };
+  /// Calls its argument at its end.
+  using Step = std::function<void(Completion)>;
+  struct Saving;
+
+  void Enqueue(Step step, Completion done);
+  void RunNext();
+  void StartLoad(const std::string& path, Completion done);
+  void StartSave(const std::string& path, bool everything, Completion done);
+  void Gather(const std::string& path, bool everything, Saving& saving) const;
+
+  Client& m_client;
+  Writer& m_writer;
+  std::string m_folder;
+  MonitorTypes m_types;
+  std::string m_dataFile;
+  std::string m_servedFile;  // the file whose monitors these are; empty if they are of no file
+  std::optional<SavedMark> m_saved;
+  std::uint32_t m_lastGeneration = 1;
+  std::deque<std::function<void()>> m_steps;  // the first one runs
+};
+
+}  // namespace norvane::engine
