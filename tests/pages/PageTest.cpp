@@ -1,6 +1,5 @@
 #include "tests/pages/PageTest.h"
 
-#include <QAbstractButton>
 #include <QLineEdit>
 #include <QTabWidget>
 #include <QTest>
@@ -47,9 +46,9 @@ void PageTest::Load(const Attributes& changes) {
   };
   for (const auto& [key, value] : changes)
     attributes[key] = value;
-  m_name = settings::FullName(settings::TypeName(m_type), std::to_string(++m_loaded));
-  engine.Place(m_name, attributes);
-  bas.CurrentRef->SetMonitorName(m_name);
+  const auto name = settings::FullName(settings::TypeName(m_type), std::to_string(++m_loaded));
+  engine.Place(name, attributes);
+  bas.CurrentRef->SetMonitorName(name);
   bas.Monitors->Resolve(*bas.CurrentRef);
   bas.CurrentMonitor = bas.CurrentRef->GetMonitor();
   page->RefreshData();
@@ -60,13 +59,6 @@ std::string PageTest::InternetCall(const std::string& entry) const {
   return bas.Gateway.PagerGatewayUrl + "cmd=11&mode=" + entry + "&msg=%s&num=%s";
 }
 
-std::vector<std::string> PageTest::TakeCallsOf(std::string_view operation) {
-  std::vector<std::string> calls;
-  for (auto& call : engine.TakeCalls())
-    if (call.starts_with(operation)) calls.push_back(std::move(call));
-  return calls;
-}
-
 std::string PageTest::Text(const char* name) const {
   return Control<QLineEdit>(name).text().toStdString();
 }
@@ -75,26 +67,10 @@ void PageTest::SetText(const char* name, const char* text) {
   Control<QLineEdit>(name).setText(QString::fromUtf8(text));
 }
 
-bool PageTest::IsChecked(const char* name) const {
-  return Control<QAbstractButton>(name).isChecked();
-}
-
-bool PageTest::IsOpen(const char* name) const {
-  const auto& control = Control(name);
-  return control.isEnabledTo(control.parentWidget());
-}
-
 void PageTest::ShowTabOf(const QWidget& control) {
   auto& tabs = Control<QTabWidget>("SSTab1");
   for (int index = 0; index < tabs.count(); ++index)
     if (tabs.widget(index)->isAncestorOf(&control)) tabs.setCurrentIndex(index);
-}
-
-void PageTest::Click(const char* name) {
-  auto& control = Control(name);
-  ShowTabOf(control);
-  constexpr int InsideTheMark = 8;  // of a check box, whose caption may end before its middle
-  QTest::mouseClick(&control, Qt::LeftButton, {}, QPoint(InsideTheMark, control.height() / 2));
 }
 
 }  // namespace norvane::tests

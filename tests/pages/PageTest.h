@@ -6,8 +6,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "console/shared/MainBas.h"
 #include "driver/Windows.h"
@@ -30,9 +28,6 @@ inline constexpr settings::Type AllTypes[] = {settings::Type::Web, settings::Typ
 class PageTest : public ::testing::Test {
  protected:
   using Attributes = std::map<std::string, std::string, std::less<>>;
-  using Calls = std::vector<std::string>;
-  using Box = console::shared::Box;
-  using BoxIcon = console::shared::BoxIcon;
 
   PageTest();
 
@@ -41,11 +36,7 @@ class PageTest : public ::testing::Test {
   /// Shows a monitor of the page's type that can be applied as it is, but for `changes`. None of the calls of
   /// it are on record. Each monitor has its own name.
   void Load(const Attributes& changes = {});
-  /// The attributes of the monitor that was loaded last.
-  [[nodiscard]] const Attributes& Stored() { return engine.At(m_name).attributes; }
   [[nodiscard]] std::string InternetCall(const std::string& entry) const;
-  /// Of the calls since the last look at them, those of this operation.
-  [[nodiscard]] std::vector<std::string> TakeCallsOf(std::string_view operation);
 
   template <class T = QWidget>
   [[nodiscard]] T& Control(const char* name) const {
@@ -53,16 +44,7 @@ class PageTest : public ::testing::Test {
   }
   [[nodiscard]] std::string Text(const char* name) const;
   void SetText(const char* name, const char* text);
-  [[nodiscard]] bool IsChecked(const char* name) const;
-  /// Whether nothing but the frames around it could shut it.
-  [[nodiscard]] bool IsOpen(const char* name) const;
-  /// Brings the control's tab up and clicks it.
-  void Click(const char* name);
   void ShowTabOf(const QWidget& control);
-  /// One that says why something failed.
-  [[nodiscard]] static Box ErrorBox(const std::string& text, BoxIcon icon = BoxIcon::Critical) {
-    return {.title = "Error", .text = text, .icon = icon};
-  }
 
   loopback::TempFolder folder;
   FakeEngine engine;
@@ -74,7 +56,6 @@ class PageTest : public ::testing::Test {
  private:
   settings::Type m_type = settings::Type::Web;
   int m_loaded = 0;
-  std::string m_name;
 };
 
 }  // namespace norvane::tests

@@ -31,12 +31,4 @@ class FakeForm : public settings::PageFields {
   void Run(settings::Handler handler) override;
 };
 
-template <class T>
-std::vector<T> Joined(const std::vector<std::vector<T>>& parts) {
-  std::vector<T> all;
-  for (const auto& part : parts)
-    all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
 }  // namespace norvane::tests

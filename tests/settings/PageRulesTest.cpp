@@ -14,7 +14,6 @@ namespace {
 
 using enum TextField;
 using enum CheckField;
-using tests::Joined;
 using tests::Rows;
 
 std::string MessageOf(const std::optional<RuleFailure>& failure) {
@@ -40,56 +39,10 @@ tests::FakeForm GoodForm() {
   return form;
 }
 
-struct Broken {
-  TextField field;
-  const char* text;
-  const char* message;
-};
-
 class SettingsPageRules : public ::testing::Test {
  protected:
-  /// With all of `broken` in one form, mending one after the other shows the messages in their order.
-  void ExpectOrder(Type type, const std::vector<Broken>& broken) {
-    auto form = GoodForm();
-    auto good = form.text;
-    for (auto it = broken.rbegin(); it != broken.rend(); ++it)
-      form.text[it->field] = it->text;
-    for (std::size_t i = 0; i < broken.size(); ++i) {
-      const auto failure = Validate(type, form, folder.Path());
-      EXPECT_EQ(failure, (RuleFailure{broken[i].message, Icon::Critical})) << "rule " << i;
-      const bool again = i + 1 < broken.size() && broken[i + 1].field == broken[i].field;
-      form.text[broken[i].field] = again ? broken[i + 1].text : good[broken[i].field];
-    }
-    EXPECT_EQ(Validate(type, form, folder.Path()), std::nullopt);
-  }
-
   loopback::TempFolder folder;
 };
-
-TEST_F(SettingsPageRules, RunInTheOrderOfEachPage) {
-  using Rules = std::vector<Broken>;
-  const Rules point = {{txtMonitorPoint, "", "Invalid monitor point"}};
-  const Rules times = {{txtInterval, "", "invalid monitor interval"},
-                       {txtWaitTime, "", "invalid Respond waiting time"}};
-  const Rules retryAndLog = {{txtRetryTimes, "", "invalid retry times"},
-                             {txtLogFile, "", "Invalid logfile name"}};
-  const Rules mail = {{txtEmailAddr, "", "Inavalid email address"},
-                      {txtSmtpServer, "", "Invalid SMTP server name"}};
-  const Rules rest = {{txtPagerNumber, "5", "invalid pager number"},
-                      {txtLaunchCmd, "missing", "invalid launch command file"},
-                      {txtLaunchUpCmd, "missing", "invalid server up launch command file"},
-                      {txtRetrytime, "", "Invalid command launch retry time"}};
-  const Rules smtp = {{txtMonitorPoint, " ", "Invalid smtp server name"},
-                      {txtSmtpFrom, " ", "Invalid smtp from account"},
-                      {txtSmtpFrom, "@example.com", "Invalid smtp from account"},
-                      {txtSmtpTo, " ", "Invalid smtp To title"},
-                      {txtSmtpTo, "@example.com", "Invalid smtp TO account"}};
-  ExpectOrder(Type::Web, Joined<Broken>({point, times, retryAndLog, mail, rest}));
-  ExpectOrder(Type::Pop3,
-              Joined<Broken>(
-                  {point, {{txtPop3Account, "  ", "Invalid Pop3 Account"}}, times, mail, retryAndLog, rest}));
-  ExpectOrder(Type::Smtp, Joined<Broken>({smtp, mail, times, retryAndLog, rest}));
-}
 
 TEST_F(SettingsPageRules, JudgeOneField) {
   const Rows<Type, TextField, std::vector<std::string>, std::vector<std::string>> rows = {
@@ -136,17 +89,6 @@ TEST_F(SettingsPageRules, MailFieldsCountOnlyForMail) {
     form.text[txtSmtpServer] = "";
     EXPECT_EQ(Validate(type, form, folder.Path()), std::nullopt);
     EXPECT_EQ(form.record, std::vector<std::string>());
-  }
-}
-
-TEST_F(SettingsPageRules, TheMailAddressStaysTrimmedThoughALaterRuleFails) {
-  for (const auto type : {Type::Web, Type::Pop3, Type::Smtp}) {
-    auto form = GoodForm();
-    form.text[txtEmailAddr] = "  test@example.com ";
-    form.text[txtSmtpServer] = "  ";
-    form.text[txtPagerNumber] = "5";
-    EXPECT_EQ(MessageOf(Validate(type, form, folder.Path())), "Invalid SMTP server name");
-    EXPECT_EQ(form.record, std::vector<std::string>{"txtEmailAddr = \"test@example.com\""});
   }
 }
 

@@ -28,7 +28,6 @@ FakeDialogs::~FakeDialogs() {
 BoxChoice FakeDialogs::Show(const Box& box) {
   m_boxes.push_back(box);
   Tell(::testing::PrintToString(box));
-  if (duringBox) duringBox();
   if (onEvent && box.buttons == BoxButtons::Ok) return BoxChoice::Ok;
   if (m_answers.empty()) {
     ADD_FAILURE() << "nobody announced this box: " << ::testing::PrintToString(box);
@@ -60,8 +59,6 @@ bool FakeDialogs::Open(const std::string& pathOrAddress) {
 }
 
 void FakeDialogs::SetPendingCallText(const std::string& text, const std::string& title) {
-  pendingText = text;
-  pendingTitle = title;
   Tell("text while a call is pending: [" + title + "] " + text);
 }
 

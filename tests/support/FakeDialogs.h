@@ -42,10 +42,6 @@ class FakeDialogs : public console::shared::Dialogs {
   bool hourglass = false;
   /// Hears of everything as it happens. A box with OK alone need not be announced then.
   std::function<void(const std::string& event)> onEvent;
-  /// Runs while a box is open.
-  std::function<void()> duringBox;
-  std::string pendingText;
-  std::string pendingTitle;
 
   console::shared::BoxChoice Show(const console::shared::Box& box) override;
   std::optional<std::string> OpenFile(const std::string& startFolder, const std::string& filter) override;

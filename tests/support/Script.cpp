@@ -111,7 +111,7 @@ class Script : public QObject, private driver::ConsoleUser {
 
   void BeginWorld();
   void Step();
-  void Act(const std::string& command);
+  void Act(std::string command);
   [[nodiscard]] bool More() const { return m_next < m_lines.size() && m_lines[m_next].substr(0, 2) != "=="; }
 
   // What comes of it.
@@ -132,6 +132,7 @@ class Script : public QObject, private driver::ConsoleUser {
   void PlayWhileOpen(QWidget& window);
 
   // What the world is like.
+  void Let(const Arguments& a);
   void Monitor(const Arguments& a);
   void DataFile(const Arguments& a);
   void Set(const Arguments& a);
@@ -177,6 +178,7 @@ class Script : public QObject, private driver::ConsoleUser {
   void Dump(const Arguments& a);
   void DumpWhenShown(const Arguments& a);
   void Stored(const Arguments& a);
+  void Files(const Arguments& a);
   void Shared(const Arguments& a);
   void Focused(const Arguments& a);
 
@@ -190,11 +192,13 @@ class Script : public QObject, private driver::ConsoleUser {
   std::size_t m_next = 0;
   std::string m_text;
   std::unique_ptr<World> m_world;
+  std::map<std::string, std::string> m_names;
   std::map<std::string, std::string> m_seen;  ///< of the parts of forms
   std::set<const QObject*> m_pages;
   std::set<const QWidget*> m_placed;  ///< windows whose place was told
   std::string m_dumpWhenShown;
   bool m_awaits = false;
+  bool m_boxShown = false;  ///< since the last step that is no waiting
   const QWidget* m_modal = nullptr;
 };
 
@@ -219,7 +223,10 @@ void Script::BeginWorld() {
   m_seen.clear();
   m_placed.clear();
   m_dumpWhenShown.clear();
-  m_world->dialogs.onEvent = [this](const std::string& event) { Emit(event); };
+  m_world->dialogs.onEvent = [this](const std::string& event) {
+    m_boxShown = m_boxShown || event.starts_with("box");
+    Emit(event);
+  };
 }
 
 void Script::Step() {
@@ -228,6 +235,7 @@ void Script::Step() {
   if (line.starts_with("==")) BeginWorld();
   if (!line.starts_with("> ")) return;
   m_modal = QApplication::activeModalWidget();
+  if (!line.starts_with("> await")) m_boxShown = false;
   const bool quietly = line.starts_with(Quietly);
   const auto before = m_text;
   try {
@@ -238,7 +246,9 @@ void Script::Step() {
   }
 }
 
-void Script::Act(const std::string& command) {
+void Script::Act(std::string command) {
+  for (const auto& [name, text] : m_names)
+    ReplaceAll(command, "$" + name, text);
   for (const auto& verb : Verbs()) {
     if (!(command + " ").starts_with(verb.name + std::string(" "))) continue;
     const auto rest = command.substr(std::min(command.size(), std::string(verb.name).size() + 1));
@@ -260,7 +270,7 @@ std::string Script::Real(std::string text) const {
   return text;
 }
 
-/// Undoes what differs from run to run.
+/// Without what differs from run to run.
 std::string Script::Anonymous(std::string text) const {
   ReplaceAll(text, m_world->folder.Path(), "FOLDER");
   ReplaceAll(text, m_world->server.Url(""), "SERVER");
@@ -271,7 +281,9 @@ std::string Script::Anonymous(std::string text) const {
 void Script::Emit(const std::string& line) {
   if (!m_world) return;  // it goes
   EmitCalls();
-  m_text += "  " + Anonymous(line) + "\n";
+  auto text = Anonymous(line);
+  ReplaceAll(text, "\n", "\\n");
+  m_text += "  " + text + "\n";
 }
 
 void Script::EmitCalls() {
@@ -385,6 +397,14 @@ void Script::PlayWhileOpen(QWidget& window) {
 }
 
 // What the world is like.
+
+/// "let shop be ...": "$shop" stands for the rest from here on.
+void Script::Let(const Arguments& a) {
+  const auto be = a[0].find(" be ");
+  auto& text = m_names[a[0].substr(0, be)] = a[0].substr(be + 4);
+  for (std::size_t i = 1; i < a.size(); ++i)
+    text += " | " + a[i];
+}
 
 void Script::Monitor(const Arguments& a) {
   auto attributes = ToAttributes(a, 1);
@@ -633,11 +653,12 @@ void Script::AddMonitor(const Arguments& /*a*/) {
   wizards::FrmAddMonitor(*m_world->bas, &Window()).exec();
 }
 
-/// Until a control has this text, or a window of this name is open.
+/// Until a control has this text, a window of this name is open, or a box was.
 void Script::AwaitText(const Arguments& a) {
   m_awaits = true;
   const bool came = QTest::qWaitFor(
       [this, &a] {
+        if (a[0] == "a box") return m_boxShown;
         if (a.size() == 1) {
           const auto* window = QApplication::activeModalWidget();
           return window != nullptr && window->objectName().toStdString() == a[0];
@@ -670,6 +691,15 @@ void Script::Stored(const Arguments& a) {
     Emit(key + " = \"" + value + '"');
 }
 
+/// What lies in the application folder.
+void Script::Files(const Arguments& /*a*/) {
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(m_world->folder.Path()))
+    names.insert(entry.path().filename().string() + (entry.is_directory() ? "/" : ""));
+  for (const auto& name : names)
+    Emit(name);
+}
+
 /// What the shared objects stand for.
 void Script::Shared(const Arguments& /*a*/) {
   const auto nameOf = [](const auto& itemOf) -> std::string {
@@ -694,6 +724,7 @@ void Script::Focused(const Arguments& /*a*/) {
 
 const std::vector<Script::Verb>& Script::Verbs() {
   static const std::vector<Verb> verbs = {
+      {"let", &Script::Let, true},
       {"monitor", &Script::Monitor, true},
       {"all in the data file", &Script::DataFile, true},
       {"started", &Script::Started, true},
@@ -736,6 +767,7 @@ const std::vector<Script::Verb>& Script::Verbs() {
       {"await", &Script::AwaitText},
       {"dump", &Script::Dump},
       {"stored", &Script::Stored},
+      {"files", &Script::Files},
       {"shared objects", &Script::Shared},
       {"focused", &Script::Focused},
   };
