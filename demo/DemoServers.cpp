@@ -8,7 +8,7 @@ using loopback::MailServer;
 
 constexpr char Prices[] =
     "<html><head><title>Prices</title></head>\n<body>\n<p>Tea 2.40</p>\n<p>Coffee 3.10</p>\n</body></html>\n";
-constexpr char News[] =
+constexpr char NewsHtml[] =
     "<html>\n<head><title>News</title></head>\n<body>\n<h1>What is new</h1>\n<p>The spring catalogue is "
     "out.</p>\n</body>\n</html>\n";
 
@@ -29,7 +29,7 @@ DemoServers::DemoServers() {
   SetShop(true);
   SetMailbox(true);
   web.Set(PricesPage, HttpServer::Reply(Prices));
-  web.Set(NewsPage, HttpServer::Reply(News));
+  web.Set(NewsPage, HttpServer::Reply(NewsHtml));
   auto endless = HttpServer::Reply("");
   endless.end = HttpServer::End::Silence;
   endless.bytes = "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n";
