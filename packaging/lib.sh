@@ -38,16 +38,23 @@ need_packages() {
   if ((${#missing[@]} > 0)); then install_packages "${missing[@]}"; fi
 }
 
-install_packages() {
-  command -v apt-get >/dev/null || die "this is no Debian system; install by hand: $*"
-  local apt=(env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 apt-get -qq -o Dpkg::Use-Pty=0)
-  if ((EUID != 0)); then
-    command -v sudo >/dev/null || die "neither root nor sudo here; as root: apt-get install $*"
-    apt=(sudo "${apt[@]}")
-  fi
-  step "fetch the lists of packages" quietly "${apt[@]}" update
-  step "install $*" quietly "${apt[@]}" install --yes --no-install-recommends "$@"
+as_root() {
+  if ((EUID == 0)); then "$@"; else sudo "$@"; fi
 }
+
+# Removes nothing, such as another mail server, and starts no service of what it installs.
+install_packages() (
+  command -v apt-get >/dev/null || die "not a Debian system; install by hand: $*"
+  ((EUID == 0)) || command -v sudo >/dev/null || die "neither root nor sudo; as root: apt-get install $*"
+  policy=/usr/sbin/policy-rc.d  # which Debian asks before it starts a service
+  if [[ ! -e $policy ]]; then
+    trap 'as_root rm -f "$policy"' EXIT
+    printf '#!/bin/sh\nexit 101\n' | as_root install -m 755 /dev/stdin "$policy"
+  fi
+  apt=(as_root env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 apt-get -qq -o Dpkg::Use-Pty=0)
+  step "fetch the lists of packages" quietly "${apt[@]}" update
+  step "install $*" quietly "${apt[@]}" install --yes --no-remove --no-install-recommends "$@"
+)
 
 # build PRESET [TARGET...]: configures only when the presets changed; the build itself notices every other change.
 build() {
