@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "link/Wire.h"
+#include "platform/Ascii.h"
 #include "platform/Utf8.h"
 
 namespace norvane::ctl {
@@ -71,11 +72,8 @@ std::string Escaped(std::string_view text) {
       escaped += bytes;
       continue;
     }
-    for (const char byte : bytes) {
-      char shown[5];
-      std::snprintf(shown, sizeof shown, "\\x%02x", static_cast<unsigned char>(byte));
-      escaped += shown;
-    }
+    for (const char byte : bytes)
+      escaped += "\\x" + platform::HexText(static_cast<unsigned char>(byte));
   }
   return escaped;
 }

@@ -36,9 +36,15 @@ namespace norvane::platform {
 [[nodiscard]] constexpr bool StartsWithIgnoringCase(std::string_view text, std::string_view prefix) {
   return EqualsIgnoringCase(text.substr(0, prefix.size()), prefix);
 }
-/// Until its users say StartsWithIgnoringCase.
-[[nodiscard]] constexpr bool StartsWithAnyCase(std::string_view text, std::string_view prefix) {
-  return StartsWithIgnoringCase(text, prefix);
+
+[[nodiscard]] constexpr bool IsAsciiControl(char c) {
+  return (c >= 0 && c < ' ') || c == '\x7f';
+}
+
+/// Two hexadecimal digits.
+[[nodiscard]] inline std::string HexText(unsigned char byte) {
+  constexpr char Digits[] = "0123456789abcdef";
+  return {Digits[byte >> 4], Digits[byte & 15]};
 }
 
 }  // namespace norvane::platform

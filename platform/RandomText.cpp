@@ -6,10 +6,11 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/Ascii.h"
+
 namespace norvane::platform {
 
 std::string RandomText(std::size_t bytes) {
-  static constexpr char Digits[] = "0123456789abcdef";
   std::vector<unsigned char> random(bytes);
   for (std::size_t got = 0; got < bytes;) {
     const auto more = ::getrandom(random.data() + got, bytes - got, 0);
@@ -17,10 +18,8 @@ std::string RandomText(std::size_t bytes) {
     if (more > 0) got += static_cast<std::size_t>(more);
   }
   std::string text;
-  for (const auto byte : random) {
-    text += Digits[byte >> 4];
-    text += Digits[byte & 15];
-  }
+  for (const auto byte : random)
+    text += HexText(byte);
   return text;
 }
 

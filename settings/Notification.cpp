@@ -6,7 +6,7 @@
 
 #include "console/engine/MonitorKeys.h"
 #include "formats/NotifyMode.h"
-#include "platform/Number.h"
+#include "formats/Number.h"
 #include "settings/Text.h"
 
 namespace norvane::settings {
@@ -39,7 +39,7 @@ int EntryIn(const std::string& mode, int count) {
   const auto name = mode.find(Name);
   if (name == std::string::npos) return -1;
   const auto value = mode.substr(std::min(name + Name.size() + 1, mode.size()));
-  const double entry = std::nearbyint(platform::Val(value));  // ends by itself at the "&" behind the number
+  const double entry = std::nearbyint(formats::Val(value));  // ends by itself at the "&" behind the number
   return entry >= 0 && entry < count ? static_cast<int>(entry) : -1;
 }
 

@@ -1,11 +1,11 @@
 #include "settings/NumberFields.h"
 
-#include "platform/Number.h"
+#include "formats/Number.h"
 
 namespace norvane::settings {
 
-using platform::FormatNumber;
-using platform::Val;
+using formats::FormatNumber;
+using formats::Val;
 
 void ClampTimes(Fields& form) {
   using enum TextField;

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
+#include "formats/Number.h"
+#include "platform/Ascii.h"
 #include "platform/Blanks.h"
-#include "platform/Number.h"
 #include "platform/Paths.h"
 #include "platform/Utf8.h"
 #include "settings/Text.h"
@@ -21,7 +22,7 @@ bool FailsUrlShape(const Subject& subject) {
 }
 
 bool FailsNumber(const Subject& subject) {
-  const auto number = platform::ParseNumber(subject.Text());
+  const auto number = formats::ParseNumber(subject.Text());
   return !number || *number < 0;
 }
 
@@ -49,9 +50,9 @@ bool FailsEmailServer(const Subject& subject) {
 /// shows its address here; it may be a number as people write it, but no address.
 bool FailsPagerNumber(const Subject& subject) {
   const auto text = subject.Text();
-  if (const auto number = platform::ParseNumber(platform::Trimmed(text))) return *number < 6;
+  if (const auto number = formats::ParseNumber(platform::Trimmed(text))) return *number < 6;
   if (!subject.form.Checked(chkByPager)) return false;
-  const bool digit = std::any_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  const bool digit = std::any_of(text.begin(), text.end(), &platform::IsAsciiDigit);
   return !digit || Position(text, "@") != 0;
 }
 

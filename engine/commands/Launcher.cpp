@@ -16,7 +16,7 @@
 
 #include "engine/commands/Spawn.h"
 #include "engine/net/Reason.h"
-#include "platform/Number.h"
+#include "formats/Number.h"
 #include "platform/Paths.h"
 
 namespace norvane::engine {
@@ -136,7 +136,7 @@ class Launcher::Program final : private Watcher, private EventOwner {
 
   void TimeOut() {
     if (!std::exchange(m_isOverdue, true)) {
-      const auto limit = platform::FormatNumber(static_cast<double>(m_owner.m_options.limit.count()) / 1000);
+      const auto limit = formats::FormatNumber(static_cast<double>(m_owner.m_options.limit.count()) / 1000);
       m_owner.ReportAs<CommandEvent>(m_id,
                                      "command " + m_path + " has run for " + limit + " s and is told to end");
       m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.grace);

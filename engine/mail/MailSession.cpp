@@ -1,10 +1,9 @@
 #include "engine/mail/MailSession.h"
 
-#include <strings.h>
-
 #include <utility>
 
 #include "engine/net/Reason.h"
+#include "platform/Ascii.h"
 
 namespace norvane::engine {
 
@@ -17,8 +16,7 @@ constexpr std::size_t MaxArgument = 480;
 std::string Masked(std::string_view text, const std::string& secret) {
   std::string masked;
   while (!text.empty()) {
-    const bool isSecret = !secret.empty() && text.size() >= secret.size() &&
-                          ::strncasecmp(text.data(), secret.data(), secret.size()) == 0;
+    const bool isSecret = !secret.empty() && platform::StartsWithIgnoringCase(text, secret);
     masked += isSecret ? "***" : text.substr(0, 1);
     text.remove_prefix(isSecret ? secret.size() : 1);
   }

@@ -28,19 +28,6 @@ std::string Base64(std::string_view bytes) {
   return text;
 }
 
-/// Takes as many whole characters off `text`, which is UTF-8, as fit into `size` bytes.
-std::string_view TakeCharacters(std::string_view& text, std::size_t size) {
-  std::size_t end = 0;
-  while (end < text.size()) {
-    const auto next = end + std::max<std::size_t>(1, platform::FirstCharacter(text.substr(end)).size);
-    if (next > size) break;
-    end = next;
-  }
-  const auto taken = text.substr(0, end);
-  text.remove_prefix(end);
-  return taken;
-}
-
 /// With line ends of any kind made CR LF.
 std::string WithNetworkLineEnds(std::string_view body) {
   std::string text;
@@ -104,8 +91,10 @@ std::string HeaderText(std::string_view name, std::string_view text) {
   std::string header;
   for (std::string_view rest = plain; !rest.empty(); column = 1) {
     if (!header.empty()) header += "\r\n ";
-    const auto room = (MaxHeaderLine - column - WordBegin.size() - WordEnd.size()) / 4 * 3;
-    header.append(WordBegin).append(Base64(TakeCharacters(rest, room))).append(WordEnd);
+    const auto maxSize = (MaxHeaderLine - column - WordBegin.size() - WordEnd.size()) / 4 * 3;
+    const auto part = platform::WholeCharacters(rest, maxSize);
+    header.append(WordBegin).append(Base64(part)).append(WordEnd);
+    rest.remove_prefix(part.size());
   }
   return header;
 }

@@ -1,6 +1,5 @@
 #include "engine/mail/MailTransfer.h"
 
-#include <strings.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 
 #include "engine/mail/MailSession.h"
 #include "engine/mail/MailText.h"
+#include "platform/Ascii.h"
 #include "platform/Blanks.h"
 #include "platform/RandomText.h"
 #include "platform/Utf8.h"
@@ -84,10 +84,6 @@ std::string AddressFailure(std::string_view what, std::string_view address) {
   return failure;
 }
 
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 /// This machine's name, if it is one that a stranger could look up.
 std::string FullHostName() {
   std::array<char, 256> buffer{};
@@ -121,7 +117,8 @@ std::string MailTransfer::SayText() {
 }
 
 MailTransfer::Outcome MailTransfer::Receive(std::string_view line) {
-  const bool hasCode = line.size() >= CodeSize && std::all_of(line.begin(), line.begin() + CodeSize, IsDigit);
+  const bool hasCode =
+      line.size() >= CodeSize && std::all_of(line.begin(), line.begin() + CodeSize, platform::IsAsciiDigit);
   const char mark = line.size() > CodeSize ? line[CodeSize] : ' ';
   if (!hasCode || (mark != ' ' && mark != '-')) return WrongProtocol();
   const auto words = line.substr(std::min(line.size(), CodeSize + 1));
@@ -132,11 +129,8 @@ MailTransfer::Outcome MailTransfer::Receive(std::string_view line) {
 }
 
 void MailTransfer::ParseExtension(std::string_view name) {
-  const auto is = [&](std::string_view other) {
-    return name.size() == other.size() && ::strncasecmp(name.data(), other.data(), name.size()) == 0;
-  };
-  m_offersTls = m_offersTls || is("STARTTLS");
-  m_offersUtf8 = m_offersUtf8 || is("SMTPUTF8");
+  m_offersTls = m_offersTls || platform::EqualsIgnoringCase(name, "STARTTLS");
+  m_offersUtf8 = m_offersUtf8 || platform::EqualsIgnoringCase(name, "SMTPUTF8");
 }
 
 MailTransfer::Outcome MailTransfer::Answered() {

@@ -2,18 +2,18 @@
 
 #include <algorithm>
 
-#include "platform/Number.h"
+#include "formats/Number.h"
 
 namespace norvane::engine {
 
 double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::string& remark) {
   const std::string& text = attributes.Get(rule.key);
-  const auto number = platform::ParseNumber(text);
+  const auto number = formats::ParseNumber(text);
   const bool counts = number && (*number > 0 || *number == rule.least);
   const double acting = counts ? std::clamp(*number, rule.least, rule.most) : rule.standard;
   if (acting != number && !(rule.zeroIsStandard && number == 0.0)) {
     AppendRemark(remark, std::string(rule.key) + " is \"" + text.substr(0, 40) + "\", " +
-                             platform::FormatNumber(acting) + " is used instead");
+                             formats::FormatNumber(acting) + " is used instead");
   }
   return acting;
 }

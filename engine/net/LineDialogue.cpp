@@ -1,6 +1,6 @@
 #include "engine/net/LineDialogue.h"
 
-#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <sys/epoll.h>
@@ -11,32 +11,13 @@
 #include <utility>
 
 #include "engine/net/PeerReason.h"
+#include "platform/NumericAddress.h"
 
 namespace norvane::engine {
 
 namespace {
 
 constexpr const char* ClosedByServer = "connection closed by the server";
-
-/// A numeric address and a port as the system wants them.
-struct SocketAddress {
-  SocketAddress(const std::string& address, int port) {
-    const auto networkPort = htons(static_cast<std::uint16_t>(port));
-    auto& v4 = reinterpret_cast<sockaddr_in&>(storage);
-    auto& v6 = reinterpret_cast<sockaddr_in6&>(storage);
-    if (::inet_pton(AF_INET, address.c_str(), &v4.sin_addr) == 1) {
-      v4.sin_family = AF_INET;
-      v4.sin_port = networkPort;
-      size = sizeof v4;
-    } else if (::inet_pton(AF_INET6, address.c_str(), &v6.sin6_addr) == 1) {
-      v6.sin6_family = AF_INET6;
-      v6.sin6_port = networkPort;
-      size = sizeof v6;
-    }
-  }
-  sockaddr_storage storage{};
-  socklen_t size = 0;
-};
 
 }  // namespace
 
@@ -119,11 +100,11 @@ void LineDialogue::TryNextAddress(std::string whyNot) {
 
 /// The error, or 0 when the connection is on its way.
 int LineDialogue::BeginConnecting(const std::string& address) {
-  const SocketAddress peer(address, m_server.port);
-  m_socket.Reset(::socket(peer.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  const auto peer = platform::ParseNumericAddress(address, static_cast<std::uint16_t>(m_server.port));
+  if (!peer) return EAFNOSUPPORT;
+  m_socket.Reset(::socket(peer->storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!m_socket) return errno;
-  const auto* generic = reinterpret_cast<const sockaddr*>(&peer.storage);
-  if (::connect(m_socket.Get(), generic, peer.size) != 0 && errno != EINPROGRESS) return errno;
+  if (::connect(m_socket.Get(), &peer->Get(), peer->size) != 0 && errno != EINPROGRESS) return errno;
   // TLS is ours to begin. Otherwise the greeting tells, and to be told of the connection would only cost.
   WatchFor(m_server.isSecure ? EPOLLOUT : EPOLLIN);
   return 0;
@@ -289,14 +270,10 @@ void LineDialogue::WatchFor(std::uint32_t events) {
 }
 
 std::string LineDialogue::LocalAddress() const {
-  sockaddr_storage own{};
-  socklen_t size = sizeof own;
-  std::array<char, INET6_ADDRSTRLEN> text{};
-  if (::getsockname(m_socket.Get(), reinterpret_cast<sockaddr*>(&own), &size) != 0) return {};
-  const void* bytes = own.ss_family == AF_INET6
-                          ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6&>(own).sin6_addr)
-                          : static_cast<const void*>(&reinterpret_cast<const sockaddr_in&>(own).sin_addr);
-  return ::inet_ntop(own.ss_family, bytes, text.data(), text.size()) != nullptr ? text.data() : "";
+  platform::SocketAddress own;
+  own.size = sizeof own.storage;
+  auto* generic = reinterpret_cast<sockaddr*>(&own.storage);
+  return ::getsockname(m_socket.Get(), generic, &own.size) == 0 ? platform::NumericAddressText(*generic) : "";
 }
 
 }  // namespace norvane::engine

@@ -1,34 +1,23 @@
 #include "engine/net/Reason.h"
 
-#include "platform/Number.h"
+#include <algorithm>
+
+#include "formats/Number.h"
 #include "platform/Utf8.h"
 
 namespace norvane::engine {
 
-namespace {
-
-bool IsControl(char32_t code) {
-  return code < 0x20 || (code >= 0x7f && code < 0xa0);
-}
-
-}  // namespace
-
 std::string PlainText(std::string_view text, std::size_t maxSize) {
-  constexpr std::string_view cutMark = "...";
   std::string plain;
-  std::size_t cutAt = 0;  // how much stays when the mark must follow
-  while (!text.empty()) {
+  while (!text.empty() && plain.size() <= maxSize) {
     const auto [code, size] = platform::FirstCharacter(text);
-    const auto shown = size == 0 || IsControl(code) ? "?" : text.substr(0, size);
-    if (plain.size() + shown.size() > maxSize) {
-      plain.resize(cutAt);
-      return plain.append(cutMark.substr(0, maxSize));
-    }
-    plain += shown;
-    if (plain.size() + cutMark.size() <= maxSize) cutAt = plain.size();
-    text.remove_prefix(size == 0 ? 1 : size);
+    plain += size == 0 || platform::IsControl(code) ? "?" : text.substr(0, size);
+    text.remove_prefix(std::max<std::size_t>(size, 1));
   }
-  return plain;
+  if (plain.size() <= maxSize) return plain;
+  const auto ellipsis = std::string_view("...").substr(0, maxSize);
+  plain.resize(platform::WholeCharacters(plain, maxSize - ellipsis.size()).size());
+  return plain.append(ellipsis);
 }
 
 std::string WithoutPassword(std::string_view target) {
@@ -41,7 +30,7 @@ std::string WithoutPassword(std::string_view target) {
 }
 
 std::string NoAnswerWithin(std::chrono::milliseconds timeout, std::string_view step) {
-  return "no answer within " + platform::FormatNumber(static_cast<double>(timeout.count()) / 1000) + " s (" +
+  return "no answer within " + formats::FormatNumber(static_cast<double>(timeout.count()) / 1000) + " s (" +
          std::string(step) + ")";
 }
 

@@ -1,18 +1,17 @@
 #include "engine/net/Resolver.h"
 
 #include <ares.h>
-#include <arpa/inet.h>
-#include <strings.h>
 #include <sys/epoll.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <new>
 #include <stdexcept>
 #include <utility>
 
 #include "engine/net/Reason.h"
+#include "platform/Ascii.h"
+#include "platform/NumericAddress.h"
 
 namespace norvane::engine {
 
@@ -29,26 +28,16 @@ constexpr const char* ResolvConf = "/etc/resolv.conf";
 
 /// Always this machine, whatever files or name servers say (RFC 6761, section 6.3).
 bool IsLocalhost(const std::string& host) {
-  return ::strcasecmp(host.c_str(), "localhost") == 0;
+  return platform::EqualsIgnoringCase(host, "localhost");
 }
 
 /// The bare address if `host` is one.
 std::string NumericAddress(std::string_view host) {
   const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
   const std::string bare(bracketed ? host.substr(1, host.size() - 2) : host);
-  std::array<unsigned char, sizeof(in6_addr)> bytes;
-  const bool isNumeric = ::inet_pton(AF_INET6, bare.c_str(), bytes.data()) == 1 ||
-                         (!bracketed && ::inet_pton(AF_INET, bare.c_str(), bytes.data()) == 1);
+  const bool isNumeric =
+      bracketed ? platform::IsNumericIPv6(bare) : platform::ParseNumericAddress(bare).has_value();
   return isNumeric ? bare : std::string();
-}
-
-std::string AddressText(const ares_addrinfo_node& node) {
-  std::array<char, INET6_ADDRSTRLEN> text{};
-  const void* bytes =
-      node.ai_family == AF_INET6
-          ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6*>(node.ai_addr)->sin6_addr)
-          : static_cast<const void*>(&reinterpret_cast<const sockaddr_in*>(node.ai_addr)->sin_addr);
-  return ::inet_ntop(node.ai_family, bytes, text.data(), text.size()) != nullptr ? text.data() : "";
 }
 
 std::string FailureText(int status) {
@@ -146,7 +135,8 @@ class Resolver::Channel : public Watcher {
     asked.keep = LongestKept;
     for (auto* node = info != nullptr ? info->nodes : nullptr; node != nullptr; node = node->ai_next) {
       asked.keep = std::min(asked.keep, seconds{node->ai_ttl});
-      if (asked.answer.addresses.size() < MaxAddresses) asked.answer.addresses.push_back(AddressText(*node));
+      if (asked.answer.addresses.size() < MaxAddresses)
+        asked.answer.addresses.push_back(platform::NumericAddressText(*node->ai_addr));
     }
     if (status == ARES_SUCCESS && asked.answer.addresses.empty()) status = ARES_ENODATA;
     if (status != ARES_SUCCESS) {

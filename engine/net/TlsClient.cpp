@@ -1,6 +1,5 @@
 #include "engine/net/TlsClient.h"
 
-#include <arpa/inet.h>
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 
@@ -10,20 +9,17 @@
 #include <utility>
 
 #include "engine/net/PeerReason.h"
+#include "platform/NumericAddress.h"
 #include "platform/TlsMessages.h"
 
 namespace norvane::engine {
 
 namespace {
 
-bool IsAddress(const std::string& host) {
-  in6_addr bytes{};
-  return ::inet_pton(AF_INET, host.c_str(), &bytes) == 1 || ::inet_pton(AF_INET6, host.c_str(), &bytes) == 1;
-}
-
 /// Whom the certificate must be for; a name is told to the server too, which may have several.
 bool SetPeer(SSL* ssl, const std::string& host) {
-  if (IsAddress(host)) return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
+  if (platform::ParseNumericAddress(host))
+    return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
   SSL_set_hostflags(ssl, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
   return SSL_set1_host(ssl, host.c_str()) == 1 && SSL_set_tlsext_host_name(ssl, host.c_str()) == 1;
 }

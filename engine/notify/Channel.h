@@ -7,9 +7,11 @@
 
 #include "engine/model/Requests.h"
 #include "engine/net/Probe.h"
-#include "engine/notify/NotifyMode.h"
+#include "formats/NotifyMode.h"
 
 namespace norvane::engine {
+
+using formats::NotifyMode;
 
 /// What the channels share. Outlives them.
 struct ChannelContext {

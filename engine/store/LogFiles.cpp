@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -12,9 +13,11 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/Ascii.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Paths.h"
 #include "platform/TimeText.h"
+#include "platform/Utf8.h"
 
 namespace norvane::engine {
 namespace {
@@ -32,7 +35,6 @@ std::string PathOf(const std::string& pattern, const std::tm& local, const std::
 }
 
 std::string EscapeOf(unsigned char control) {
-  constexpr char Hex[] = "0123456789abcdef";
   switch (control) {
     case '\n':
       return "\\n";
@@ -41,21 +43,19 @@ std::string EscapeOf(unsigned char control) {
     case '\t':
       return "\\t";
     default:
-      return {'\\', 'x', Hex[control >> 4], Hex[control & 0xf]};
+      return "\\x" + platform::HexText(control);
   }
 }
 
 void AppendEscaped(std::string_view text, std::string& line) {
-  bool afterC2 = false;  // U+0080 to U+009F, C2 80 to C2 9F in UTF-8, control a terminal too
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool high = afterC2 && byte >= 0x80 && byte < 0xa0;
-    if (high) line.pop_back();
-    if (high || byte < 0x20 || byte == 0x7f)
-      line += EscapeOf(byte);
+  while (!text.empty()) {
+    const auto [code, size] = platform::FirstCharacter(text);
+    const auto bytes = text.substr(0, std::max<std::size_t>(size, 1));
+    if (platform::IsControl(code))
+      line += EscapeOf(static_cast<unsigned char>(code));
     else
-      line += c;
-    afterC2 = byte == 0xc2;
+      line += bytes;
+    text.remove_prefix(bytes.size());
   }
 }
 

@@ -1,6 +1,5 @@
 #include "engine/web/WebFetch.h"
 
-#include <strings.h>
 #include <sys/socket.h>
 
 #include <optional>
@@ -9,6 +8,7 @@
 #include "engine/web/HeldPage.h"
 #include "engine/web/WebReason.h"
 #include "engine/web/WebTransfers.h"
+#include "platform/Ascii.h"
 #include "platform/Blanks.h"
 
 namespace norvane::engine {
@@ -100,7 +100,7 @@ void WebFetch::Visit(const char* url) {
   if (!m_url || curl_url_set(m_url.get(), CURLUPART_URL, url, UrlFlags) != CURLUE_OK)
     return End(m_redirects == 0 ? "not a valid URL" : "redirect to something that is not a valid URL");
   const auto scheme = UrlPart(m_url.get(), CURLUPART_SCHEME);
-  if (::strcasecmp(scheme.c_str(), "http") != 0 && ::strcasecmp(scheme.c_str(), "https") != 0)
+  if (!platform::EqualsIgnoringCase(scheme, "http") && !platform::EqualsIgnoringCase(scheme, "https"))
     return End(m_redirects == 0 ? "not a URL of http or https"
                                 : "redirect to a scheme other than http or https");
   m_host = UrlPart(m_url.get(), CURLUPART_HOST, CURLU_PUNYCODE);

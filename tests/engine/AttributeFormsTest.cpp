@@ -2,16 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/checks/SuccessFlag.h"
+#include "engine/checks/PageFailure.h"
 #include "engine/model/CheckTimes.h"
 #include "engine/net/ServerAddress.h"
-#include "engine/notify/NotifyMode.h"
+#include "engine/notify/InternetCallUrl.h"
 #include "tests/support/Rows.h"
 
 namespace norvane::engine {
 namespace {
 
 namespace keys = console::engine::keys;
+using formats::NotifyMode;
 using tests::Rows;
 
 TEST(CheckTimes, WhatIsNoNumberActsAsTheDefaultAndWhatIsTooFarAsTheLimit) {

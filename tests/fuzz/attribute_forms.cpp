@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <string>
 
-#include "engine/checks/SuccessFlag.h"
+#include "engine/checks/PageFailure.h"
 #include "engine/net/ServerAddress.h"
-#include "engine/notify/NotifyMode.h"
+#include "engine/notify/InternetCallUrl.h"
 #include "tests/fuzz/Fuzzer.h"
 
 namespace {
@@ -26,8 +26,8 @@ void ReadAddress(std::string_view text) {
 }
 
 void ReadMode(std::string_view text) {
-  using Form = engine::NotifyMode::Form;
-  const auto mode = engine::NotifyMode::Parse(text);
+  using Form = formats::NotifyMode::Form;
+  const auto mode = formats::NotifyMode::Parse(text);
   if (mode.form != Form::InternetCall) return;
   // Message and number, whatever they hold, end no part of the address.
   const auto url = engine::InternetCallUrl(mode, text, text);

@@ -1,5 +1,4 @@
 #include <openssl/evp.h>
-#include <strings.h>
 
 #include <array>
 #include <charconv>
@@ -8,6 +7,7 @@
 #include "console/engine/MonitorKeys.h"
 #include "engine/checks/ProbeType.h"
 #include "engine/mail/MailSession.h"
+#include "platform/Ascii.h"
 
 namespace norvane::engine {
 
@@ -98,12 +98,9 @@ std::string Md5(const std::string& text) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest;
   unsigned size = 0;
   if (EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_md5(), nullptr) != 1) return {};
-  constexpr std::string_view digits = "0123456789abcdef";
   std::string hex;
-  for (unsigned i = 0; i < size; ++i) {
-    hex += digits[digest[i] >> 4];
-    hex += digits[digest[i] & 15];
-  }
+  for (unsigned i = 0; i < size; ++i)
+    hex += platform::HexText(digest[i]);
   return hex;
 }
 
@@ -126,7 +123,7 @@ Pop3Probe::Outcome Pop3Probe::Receive(std::string_view line) {
 
 void Pop3Probe::ParseCapability(std::string_view line) {
   const auto name = line.substr(0, line.find(' '));
-  m_offersTls = m_offersTls || (name.size() == 4 && ::strncasecmp(name.data(), "STLS", 4) == 0);
+  m_offersTls = m_offersTls || platform::EqualsIgnoringCase(name, "STLS");
 }
 
 Pop3Probe::Outcome Pop3Probe::ReceiveStatus(std::string_view line) {

@@ -1,8 +1,8 @@
 #include <utility>
 
 #include "console/engine/MonitorKeys.h"
+#include "engine/checks/PageFailure.h"
 #include "engine/checks/ProbeType.h"
-#include "engine/checks/SuccessFlag.h"
 #include "engine/web/WebFetch.h"
 
 namespace norvane::engine {

@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "engine/notify/Channel.h"
+#include "engine/notify/InternetCallUrl.h"
 #include "engine/web/WebFetch.h"
 
 namespace norvane::engine {

@@ -13,8 +13,9 @@
 #include "engine/net/Reason.h"
 #include "engine/notify/Channel.h"
 #include "engine/notify/SerialLine.h"
+#include "formats/Number.h"
+#include "platform/Ascii.h"
 #include "platform/IniFile.h"
-#include "platform/Number.h"
 
 namespace norvane::engine {
 
@@ -220,7 +221,7 @@ ModemSettings ModemSettings::FromConfig(const std::string& path) {
     return platform::IniValue("modem", key, standard, path);
   };
   const auto number = [&](const char* key, int standard, double most) {
-    const auto value = platform::ParseNumber(text(key, ""));
+    const auto value = formats::ParseNumber(text(key, ""));
     return value && *value >= 1 && *value <= most ? static_cast<int>(*value) : standard;
   };
   ModemSettings settings;
@@ -235,7 +236,8 @@ ModemSettings ModemSettings::FromConfig(const std::string& path) {
 std::string DialableNumber(std::string_view number) {
   std::string dialable;
   for (const char c : number) {
-    if ((c >= '0' && c <= '9') || std::string_view("+*#,;").find(c) != std::string_view::npos) dialable += c;
+    if (platform::IsAsciiDigit(c) || std::string_view("+*#,;").find(c) != std::string_view::npos)
+      dialable += c;
   }
   return dialable;
 }

@@ -1,4 +1,4 @@
-#include "platform/Number.h"
+#include "formats/Number.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 #include "tests/support/Rows.h"
 
-namespace norvane::platform {
+namespace norvane::formats {
 namespace {
 
 using tests::Rows;
@@ -70,4 +70,4 @@ TEST(Number, WritesTheShortestText) {
 }
 
 }  // namespace
-}  // namespace norvane::platform
+}  // namespace norvane::formats

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace norvane::platform {
+namespace norvane::formats {
 
 // Numbers as text, the same in every locale: a sign, digits with at most one point, a decimal exponent
 // ("-1.5e3"). No thousands separators, no hexadecimal, no "nan" or "inf". Outer blanks (U+0020) do not count.
@@ -20,4 +20,4 @@ namespace norvane::platform {
 /// It has an exponent only from 1e15 up and below 1e-15. ParseNumber reads it back.
 [[nodiscard]] std::string FormatNumber(double value);
 
-}  // namespace norvane::platform
+}  // namespace norvane::formats

@@ -13,10 +13,9 @@ struct Page {
   std::string_view contentType;  ///< the header's value; empty without one
 };
 
-// The success flag of a web monitor is "SIZE:", "STR:" or "SUM:", in any case, and a parameter right behind
-// it. SIZE: the page has this size, counted in the legacy character set. STR: this string stands in the text,
-// capitals as they are. SUM: the bytes of the body add up to this number, modulo 2^32. Without a parameter,
-// or with any other text, a page that came at all is good.
+// By the success flag of a web monitor (formats/SuccessFlag.h) a page has this size, counted in the legacy
+// character set, or holds this string, or its bytes add up to this number, modulo 2^32. Without a parameter
+// any page that came at all is good.
 
 /// Whether `flag` looks into the page at all.
 [[nodiscard]] bool JudgesContent(std::string_view flag);

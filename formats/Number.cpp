@@ -1,4 +1,4 @@
-#include "platform/Number.h"
+#include "formats/Number.h"
 
 #include <charconv>
 #include <cmath>
@@ -6,7 +6,7 @@
 
 #include "platform/Blanks.h"
 
-namespace norvane::platform {
+namespace norvane::formats {
 namespace {
 
 constexpr int SignificantDigits = 15;  // as many as every double gives back unchanged
@@ -43,12 +43,12 @@ double Rounded(double value) {
 }  // namespace
 
 double Val(std::string_view text) {
-  const auto number = ReadNumber(Trimmed(text));
+  const auto number = ReadNumber(platform::Trimmed(text));
   return number ? number->value : 0;
 }
 
 std::optional<double> ParseNumber(std::string_view text) {
-  const auto number = ReadNumber(Trimmed(text));
+  const auto number = ReadNumber(platform::Trimmed(text));
   if (!number || !number->rest.empty()) return std::nullopt;
   return number->value;
 }
@@ -63,4 +63,4 @@ std::string FormatNumber(double value) {
   return {text, std::to_chars(std::begin(text), std::end(text), rounded, format).ptr};
 }
 
-}  // namespace norvane::platform
+}  // namespace norvane::formats
