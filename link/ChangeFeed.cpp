@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "console/engine/Limits.h"
 #include "link/Wire.h"
 
 namespace norvane::link {
@@ -11,10 +12,10 @@ using console::engine::KnownKeys;
 namespace {
 // One monitor fits a message, and the batch that it ends was not full before it.
 static_assert((KnownKeys.size() + engine::Attributes::MaxOthers) *
-                          (engine::Attributes::MaxValueSize + engine::Attributes::MaxKeySize) +
+                          (console::engine::MaxValueSize + console::engine::MaxKeySize) +
                       2 * ChangeFeed::MaxBytes <
                   MaxMessageToConsole &&
-              engine::Attributes::MaxValueSize < MaxMessageToEngine);
+              console::engine::MaxValueSize < MaxMessageToEngine);
 
 std::size_t TextSize(const engine::Monitor& monitor) {
   std::size_t size = monitor.name.size();

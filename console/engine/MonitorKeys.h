@@ -2,6 +2,7 @@
 
 #include <array>
 #include <string_view>
+#include <utility>
 
 /// Names that the console and the engine agree on. Keys are matched exactly, blanks and capitals included.
 namespace norvane::console::engine {
@@ -37,6 +38,16 @@ inline constexpr std::array<std::string_view, 18> KnownKeys = {
 inline constexpr std::string_view StatusEnable = "Enable";
 inline constexpr std::string_view StatusDisable = "Disable";
 inline constexpr std::string_view ResultOk = "Ok";
+
+/// What a new monitor has: stopped, checked every minute with half a minute to answer, two tries. The numbers
+/// also act wherever a text that is none was stored.
+inline constexpr std::array<std::pair<std::string_view, std::string_view>, 5> NewMonitorValues = {{
+    {keys::Status, StatusDisable},
+    {keys::Interval, "60"},
+    {keys::Timeout, "30"},
+    {keys::MaxFailTimes, "2"},
+    {keys::FailTimes, "2"},
+}};
 
 /// Types of monitor, as they stand at the head of a full name. The console passes over `TypeServer`.
 inline constexpr std::string_view TypeWeb = "WebMonitor";

@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "console/engine/EngineError.h"
+#include "console/engine/Limits.h"
 
 namespace norvane::engine {
 
 using console::engine::EngineError;
 using console::engine::EngineErrorCode;
 using console::engine::KnownKeys;
-namespace keys = console::engine::keys;
 
 namespace {
 constexpr std::size_t NotKnown = KnownKeys.size();
@@ -23,7 +23,7 @@ std::size_t IndexOf(std::string_view key) {
 }
 
 void CheckSize(const std::string& value) {
-  if (value.size() > Attributes::MaxValueSize) Refuse("the value is longer than 1 MiB");
+  if (value.size() > console::engine::MaxValueSize) Refuse("the value is longer than 1 MiB");
 }
 }  // namespace
 
@@ -42,7 +42,8 @@ void Attributes::SetAt(std::size_t index, std::string value) {
 void Attributes::Set(std::string_view key, std::string value) {
   if (const auto index = IndexOf(key); index != NotKnown) return SetAt(index, std::move(value));
   CheckSize(value);
-  if (key.empty() || key.size() > MaxKeySize) Refuse("the attribute's name is empty or too long");
+  if (key.empty() || key.size() > console::engine::MaxKeySize)
+    Refuse("the attribute's name is empty or too long");
   const auto other = m_others.find(key);
   if (other != m_others.end()) {
     other->second = std::move(value);
@@ -54,11 +55,8 @@ void Attributes::Set(std::string_view key, std::string value) {
 
 Attributes NewMonitorAttributes() {
   Attributes attributes;
-  attributes.Set(keys::Status, std::string(console::engine::StatusDisable));
-  attributes.Set(keys::Interval, "60");
-  attributes.Set(keys::Timeout, "30");
-  attributes.Set(keys::MaxFailTimes, "2");
-  attributes.Set(keys::FailTimes, "2");
+  for (const auto& [key, value] : console::engine::NewMonitorValues)
+    attributes.Set(key, std::string(value));
   return attributes;
 }
 

@@ -16,9 +16,7 @@ class Attributes {
  public:
   using Others = std::map<std::string, std::string, std::less<>>;
 
-  /// Limits on what comes from outside; setting throws EngineError (Invalid) beyond them.
-  static constexpr std::size_t MaxKeySize = 256;
-  static constexpr std::size_t MaxValueSize = 1 << 20;
+  /// Keys that are not known. Setting throws EngineError (Invalid) beyond this and the limits in Limits.h.
   static constexpr std::size_t MaxOthers = 64;
 
   /// Empty text for a key that was never set.
@@ -37,7 +35,7 @@ class Attributes {
   Others m_others;
 };
 
-/// What a monitor starts with: stopped, every minute, half a minute to answer, two tries.
+/// `NewMonitorValues`.
 [[nodiscard]] Attributes NewMonitorAttributes();
 
 }  // namespace norvane::engine

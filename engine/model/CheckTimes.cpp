@@ -8,8 +8,8 @@ namespace keys = console::engine::keys;
 
 namespace {
 // In seconds.
-constexpr NumberRule IntervalRule{keys::Interval, 0.5, 31 * 86400.0, 60};
-constexpr NumberRule TimeoutRule{keys::Timeout, 0.1, 3600, 30, true};
+constexpr NumberRule IntervalRule{keys::Interval, 0.5, 31 * 86400.0};
+constexpr NumberRule TimeoutRule{keys::Timeout, 0.1, 3600, true};
 
 std::chrono::milliseconds Read(const NumberRule& rule, const Attributes& attributes, std::string& remark) {
   const double seconds = ReadNumber(rule, attributes, remark);

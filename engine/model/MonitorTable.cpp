@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "console/engine/EngineError.h"
+#include "console/engine/Limits.h"
+#include "platform/Ascii.h"
 
 namespace norvane::engine {
 
@@ -15,16 +17,13 @@ constexpr std::uint64_t FirstOf(std::uint32_t generation) {
   return std::uint64_t{generation} << 32;
 }
 
-bool HasControlCharacter(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
-}
-
 void CheckName(std::string_view name, MonitorTypes types) {
   const auto refuse = [&](const char* why) {
     throw EngineError(EngineErrorCode::Invalid, std::string(why) + ": " + std::string(name.substr(0, 80)));
   };
-  if (name.size() > MonitorTable::MaxNameSize) refuse("the monitor's name is too long");
-  if (HasControlCharacter(name)) refuse("the monitor's name holds a control character");
+  if (name.size() > ce::MaxNameSize) refuse("the monitor's name is too long");
+  if (std::ranges::any_of(name, &platform::IsAsciiControl))
+    refuse("the monitor's name holds a control character");
   const auto separator = name.find(ce::NameSeparator);
   if (separator == std::string_view::npos || separator + ce::NameSeparator.size() == name.size())
     refuse("a monitor's name has the form TYPE Of NAME");
@@ -69,9 +68,9 @@ const Monitor& MonitorTable::Add(std::string_view fullName, Attributes attribute
   CheckName(fullName, m_types);
   if (Find(fullName) != nullptr)
     throw EngineError(EngineErrorCode::Exists, "a monitor of this name exists: " + std::string(fullName));
-  if (Count() >= MaxMonitors)
-    throw EngineError(EngineErrorCode::Full,
-                      "the engine is full: it holds at most " + std::to_string(MaxMonitors) + " monitors");
+  if (Count() >= ce::MaxMonitors)
+    throw EngineError(EngineErrorCode::Full, "the engine is full: it holds at most " +
+                                                 std::to_string(ce::MaxMonitors) + " monitors");
   m_lastNumber = number != 0 ? std::max(number, m_lastNumber) : m_lastNumber + 1;
   const MonitorId id = FirstOf(m_generation) | (number != 0 ? number : m_lastNumber);
   const auto [place, isNew] = m_monitors.try_emplace(id);

@@ -37,10 +37,6 @@ struct Monitor {
 /// generation are greater than all of an older one. Not for several threads at once.
 class MonitorTable {
  public:
-  /// The console counts monitors in 16 bits.
-  static constexpr std::size_t MaxMonitors = 32767;
-  static constexpr std::size_t MaxNameSize = 1024;
-
   /// Takes monitors of these types only.
   MonitorTable(std::uint32_t generation, MonitorTypes types);
   MonitorTable(MonitorTable&&) noexcept = default;

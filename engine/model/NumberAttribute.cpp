@@ -1,17 +1,27 @@
 #include "engine/model/NumberAttribute.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "formats/Number.h"
 
 namespace norvane::engine {
 
+namespace {
+double DefaultOf(std::string_view key) {
+  const auto& values = console::engine::NewMonitorValues;
+  const auto* value = std::ranges::find(values, key, [](const auto& row) { return row.first; });
+  assert(value != values.end());
+  return formats::Val(value->second);
+}
+}  // namespace
+
 double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::string& remark) {
   const std::string& text = attributes.Get(rule.key);
   const auto number = formats::ParseNumber(text);
   const bool counts = number && (*number > 0 || *number == rule.least);
-  const double acting = counts ? std::clamp(*number, rule.least, rule.most) : rule.standard;
-  if (acting != number && !(rule.zeroIsStandard && number == 0.0)) {
+  const double acting = counts ? std::clamp(*number, rule.least, rule.most) : DefaultOf(rule.key);
+  if (acting != number && !(rule.zeroIsDefault && number == 0.0)) {
     AppendRemark(remark, std::string(rule.key) + " is \"" + text.substr(0, 40) + "\", " +
                              formats::FormatNumber(acting) + " is used instead");
   }

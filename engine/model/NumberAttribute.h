@@ -11,12 +11,12 @@ namespace norvane::engine {
 struct NumberRule {
   std::string_view key;
   double least, most;  ///< the nearer one acts for a number beyond them
-  double standard;     ///< stands in for what is no number, below 0, or 0 where that is too little
-  /// Such a 0 is meant so, and no remark.
-  bool zeroIsStandard = false;
+  /// A 0 that is too little stands for the default, and makes no remark.
+  bool zeroIsDefault = false;
 };
 
-/// The number that acts. If the attribute has another, `remark` is told so, behind what it holds already.
+/// The number that acts: the default of a new monitor for what is no number, below 0, or 0 where that is too
+/// little. If the attribute has another, that is appended to `remark`.
 [[nodiscard]] double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::string& remark);
 
 /// Puts "; " between two remarks that are not empty.

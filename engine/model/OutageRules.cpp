@@ -9,8 +9,8 @@ namespace norvane::engine {
 namespace keys = console::engine::keys;
 
 namespace {
-constexpr NumberRule FailTimesRule{keys::FailTimes, 0, 1e9, 2};
-constexpr NumberRule MaxFailTimesRule{keys::MaxFailTimes, 0, 1e9, 2};
+constexpr NumberRule FailTimesRule{keys::FailTimes, 0, 1e9};
+constexpr NumberRule MaxFailTimesRule{keys::MaxFailTimes, 0, 1e9};
 }  // namespace
 
 OutageRules OutageRules::Of(const Attributes& attributes, std::string& remark) {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "console/engine/Limits.h"
 #include "console/engine/MonitorKeys.h"
 #include "engine/net/Reason.h"
 #include "platform/TimeText.h"
@@ -104,7 +105,7 @@ void Outages::ForgetAll() {
 NotifyRequest Outages::NotificationOf(const Monitor& monitor) const {
   const auto& attributes = *monitor.attributes;
   const auto failing = m_failing.find(monitor.id);
-  std::string body = "Monitor: " + PlainText(monitor.name, MonitorTable::MaxNameSize) + "\n" +
+  std::string body = "Monitor: " + PlainText(monitor.name, console::engine::MaxNameSize) + "\n" +
                      "Target: " + PlainText(WithoutPassword(attributes.Get(keys::Parameter)), 4096) + "\n" +
                      "Last result: " + PlainText(attributes.Get(keys::Result)) + "\n";
   if (failing != m_failing.end()) {

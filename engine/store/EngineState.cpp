@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "console/engine/EngineError.h"
+#include "console/engine/Limits.h"
 #include "console/engine/MonitorKeys.h"
 #include "engine/store/KeepAside.h"
 #include "engine/store/StoreError.h"
@@ -51,8 +52,8 @@ std::string EngineState::Value(std::string_view key) const {
 
 void EngineState::Commit(const std::map<std::string, std::string>& values, Completion done) {
   for (const auto& [key, value] : values) {
-    if (key == ControlPass || key.empty() || key.size() > Attributes::MaxKeySize ||
-        value.size() > Attributes::MaxValueSize)
+    if (key == ControlPass || key.empty() || key.size() > console::engine::MaxKeySize ||
+        value.size() > console::engine::MaxValueSize)
       throw EngineError(EngineErrorCode::Invalid, "the service value cannot be set: " + key);
   }
   const StateFile::Values changed(values.begin(), values.end());

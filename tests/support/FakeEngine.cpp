@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "console/engine/Limits.h"
 #include "console/engine/MonitorKeys.h"
+#include "platform/Ascii.h"
 
 namespace norvane::tests {
 
@@ -27,11 +29,6 @@ struct FakeEngine::World {
 };
 
 namespace {
-constexpr std::size_t MaxMonitors = 32767;
-constexpr std::size_t MaxNameSize = 1024;
-constexpr std::size_t MaxKeySize = 256;
-constexpr std::size_t MaxValueSize = 1 << 20;
-
 [[noreturn]] void Fail(EngineErrorCode code, const std::string& why) {
   throw EngineError(code, why);
 }
@@ -48,20 +45,14 @@ void CheckName(std::string_view name, const std::vector<std::string>& types) {
   const auto separator = name.find(ce::NameSeparator);
   const bool formed =
       separator != std::string_view::npos && separator + ce::NameSeparator.size() < name.size();
-  const bool printable =
-      std::none_of(name.begin(), name.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
-  if (!formed || !printable || name.size() > MaxNameSize ||
+  const bool printable = std::none_of(name.begin(), name.end(), &platform::IsAsciiControl);
+  if (!formed || !printable || name.size() > ce::MaxNameSize ||
       std::count(types.begin(), types.end(), TypeOf(name)) == 0)
     Fail(EngineErrorCode::Invalid, "not a monitor's name: " + std::string(name.substr(0, 80)));
 }
 
 std::map<std::string, std::string, std::less<>> NewMonitorAttributes() {
-  namespace keys = ce::keys;
-  return {{std::string(keys::Status), std::string(ce::StatusDisable)},
-          {std::string(keys::Interval), "60"},
-          {std::string(keys::Timeout), "30"},
-          {std::string(keys::MaxFailTimes), "2"},
-          {std::string(keys::FailTimes), "2"}};
+  return {ce::NewMonitorValues.begin(), ce::NewMonitorValues.end()};
 }
 
 std::string Lookup(const std::map<std::string, std::string, std::less<>>& values, std::string_view key) {
@@ -170,7 +161,7 @@ class FakeEngine::Item : public ce::MonitorItem {
   void SetAttr(std::string_view key, std::string_view value) override {
     m_engine.GatedCall("SetAttr", Quoted(key) + ", " + Quoted(value));
     CheckHeld();
-    if (key.empty() || key.size() > MaxKeySize || value.size() > MaxValueSize)
+    if (key.empty() || key.size() > ce::MaxKeySize || value.size() > ce::MaxValueSize)
       Fail(EngineErrorCode::Invalid, "the key or the value is too long, or the key is empty");
     m_monitor->attributes[std::string(key)] = value;
   }
@@ -315,7 +306,7 @@ class FakeEngine::List : public ce::MonitorList {
     CheckName(name, world.types);
     if (world.byName.count(name) != 0)
       Fail(EngineErrorCode::Exists, "a monitor of this name exists: " + name);
-    if (world.monitors.size() >= MaxMonitors) Fail(EngineErrorCode::Full, "the engine is full");
+    if (world.monitors.size() >= ce::MaxMonitors) Fail(EngineErrorCode::Full, "the engine is full");
     world.Put({.name = name, .attributes = NewMonitorAttributes()});
   }
   void Remove(ce::ServiceRef& ref) override {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "console/engine/Limits.h"
 #include "engine/checks/ProbeType.h"
-
 #include "tests/support/Errors.h"
 
 namespace norvane::engine {
@@ -15,7 +15,7 @@ namespace keys = console::engine::keys;
 
 TEST(MonitorTable, RefusesTheOneThatTheConsoleCouldNotCount) {
   MonitorTable table(1, ProbeTable());
-  for (std::size_t i = 0; i < MonitorTable::MaxMonitors; ++i)
+  for (std::size_t i = 0; i < console::engine::MaxMonitors; ++i)
     table.Add("WebMonitor Of " + std::to_string(i), {});
   EXPECT_EQ(CodeOf([&] { table.Add("WebMonitor Of one more", {}); }), EngineErrorCode::Full);
   table.Remove(table.All().begin()->first);
@@ -60,7 +60,7 @@ TEST(MonitorTable, ASharedSnapshotDoesNotSeeLaterWrites) {
 
 TEST(Attributes, ValuesAreLimited) {
   Attributes attributes;
-  const std::string tooLong(Attributes::MaxValueSize + 1, 'x');
+  const std::string tooLong(console::engine::MaxValueSize + 1, 'x');
   EXPECT_EQ(CodeOf([&] { attributes.Set(keys::Parameter, tooLong); }), EngineErrorCode::Invalid);
   EXPECT_EQ(CodeOf([&] { attributes.SetAt(0, tooLong); }), EngineErrorCode::Invalid);
   attributes.SetAt(0, tooLong.substr(1));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "console/engine/Limits.h"
 #include "loopback/HttpServer.h"
 #include "loopback/MailServers.h"
 #include "loopback/TempFolder.h"
@@ -111,7 +112,7 @@ TEST_F(NotifierTest, TellsWhatItCannotSend) {
 }
 
 TEST_F(NotifierTest, RefusesACallThatIsTooLong) {
-  m_message.assign(Attributes::MaxValueSize, ' ');
+  m_message.assign(console::engine::MaxValueSize, ' ');
   EXPECT_EQ(Outcome("http://127.0.0.1/%s%s"), "the message is too long");
 }
 
