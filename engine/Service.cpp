@@ -11,6 +11,7 @@
 #include "engine/store/EngineState.h"
 #include "engine/store/Writer.h"
 #include "platform/ErrorText.h"
+#include "platform/FileNames.h"
 #include "platform/RandomText.h"
 
 namespace norvane::engine {
@@ -18,13 +19,12 @@ namespace norvane::engine {
 namespace ce = console::engine;
 using ce::EngineError;
 using ce::EngineErrorCode;
+namespace files = platform::files;
 
 namespace {
 constexpr std::size_t MaxNotices = 50;
 constexpr std::chrono::milliseconds MaxSpread = std::chrono::minutes(10);
-constexpr const char* CommandsLog = "log/commands.log";
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
-constexpr const char* DefaultLog = "log/NorvaneLog%d%m%y.log";
 
 CheckTarget TargetOf(const Monitor& monitor) {
   return {monitor.id, monitor.name, monitor.attributes};
@@ -253,7 +253,7 @@ void Service::Handle(const CommandEvent& event) {
 }
 
 void Service::Handle(const CommandOutput& output) {
-  m_writer->Log({CommandsLog, output.at, output.text, MaxCommandsLogSize});
+  m_writer->Log({std::string(files::CommandsLog), output.at, output.text, MaxCommandsLogSize});
 }
 
 /// Whoever asked for the check or the notification of `ticket`.
@@ -269,7 +269,7 @@ void Service::KeepOutages() {
 void Service::Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text) {
   std::string pattern = monitor.attributes->Get(ce::keys::LogFile);
   if (pattern.empty()) pattern = ConfigValue(ce::service::LogFile);
-  if (pattern.empty()) pattern = DefaultLog;
+  if (pattern.empty()) pattern = files::MonitorLog;
   m_writer->Log({std::move(pattern), at, monitor.name + ": " + text});
 }
 

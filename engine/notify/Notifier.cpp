@@ -5,6 +5,7 @@
 
 #include "console/engine/MonitorKeys.h"
 #include "engine/net/Reason.h"
+#include "platform/FileNames.h"
 
 namespace norvane::engine {
 
@@ -58,7 +59,7 @@ class Notifier::Sending final : public ProbeClient {
 
 Notifier::Notifier(ProbeContext& probes, const std::string& folder, Deliver deliver)
     : m_loop(probes.loop),
-      m_configFile(folder + "/config.ini"),
+      m_configFile(platform::PathIn(folder, platform::files::Config)),
       m_deliver(std::move(deliver)),
       m_begin(m_loop, m_loop, [this] { BeginWaiting(); }) {
   for (const auto& row : ChannelTable())

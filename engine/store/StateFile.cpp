@@ -1,9 +1,11 @@
 #include "engine/store/StateFile.h"
 
+#include "platform/FileNames.h"
+
 namespace norvane::engine {
 
 std::string StateFile::PathIn(const std::string& folder) {
-  return folder + "/NorvaneEngine.state";
+  return platform::PathIn(folder, platform::files::EngineState);
 }
 
 StateFile::StateFile(const std::string& folder) : m_database(PathIn(folder), Database::Mode::Create) {
