@@ -23,7 +23,7 @@ struct NotifyMode {
   Form form = Form::None;
   std::string server;  ///< of a mail; empty without a semicolon
   std::string sender;  ///< of a mail; all behind the first semicolon
-  /// Of an internet call: what stands before, between and behind the two "%s".
+  /// Of an internet call: what is before, between and behind the two "%s".
   std::string beforeMessage, beforeNumber, afterNumber;
 
   /// Accepts any text, prefixes and "%s" in any letter case.

@@ -18,7 +18,7 @@ struct LeadingNumber {
   std::string_view rest;
 };
 
-// from_chars stays away from the locale, but it takes "nan" and "inf" and refuses "+".
+// from_chars ignores the locale, but accepts "nan" and "inf" and refuses "+".
 std::optional<LeadingNumber> ReadNumber(std::string_view text) {
   const bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);

@@ -10,7 +10,7 @@ namespace norvane::formats {
 // ("-1.5e3"). No thousands separators, no hexadecimal, no "nan" or "inf". Outer blanks (U+0020) do not count.
 // A number outside the range of a double reads as none, further digits than a double holds are rounded.
 
-/// The number that stands at the start of `text`, 0 if there is none. What follows it is ignored.
+/// The number at the start of `text`, 0 if there is none. What follows it is ignored.
 [[nodiscard]] double Val(std::string_view text);
 
 /// The number if the whole of `text` is one.

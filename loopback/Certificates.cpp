@@ -1,12 +1,13 @@
 #include "loopback/Certificates.h"
 
-#include <arpa/inet.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
 
 #include <atomic>
 #include <cstdio>
 #include <stdexcept>
+
+#include "platform/NumericAddress.h"
 
 namespace norvane::loopback {
 
@@ -62,9 +63,8 @@ CertificateAuthority::CertificateAuthority()
 Identity CertificateAuthority::Issue(const std::string& host, int fromDay, int untilDay) const {
   auto key = NewKey();
   auto certificate = NewCertificate(key.get(), host, fromDay, untilDay);
-  in_addr address{};
-  const bool isAddress = ::inet_pton(AF_INET, host.c_str(), &address) == 1;
-  AddExtension(certificate.get(), NID_subject_alt_name, (isAddress ? "IP:" : "DNS:") + host);
+  AddExtension(certificate.get(), NID_subject_alt_name,
+               (platform::ParseNumericAddress(host) ? "IP:" : "DNS:") + host);
   Need(X509_set_issuer_name(certificate.get(), X509_get_subject_name(m_certificate.get())) == 1);
   Need(X509_sign(certificate.get(), m_key.get(), EVP_sha256()) > 0);
   return {{certificate.release(), FreeSsl()}, {key.release(), FreeSsl()}};

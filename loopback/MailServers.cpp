@@ -6,6 +6,8 @@
 #include <chrono>
 #include <utility>
 
+#include "platform/Ascii.h"
+
 namespace norvane::loopback {
 
 using End = MailAnswer::End;
@@ -16,10 +18,7 @@ namespace {
 constexpr const char* EndOfText = ".";
 
 std::string Verb(const std::string& line) {
-  auto verb = line.substr(0, line.find(' '));
-  for (char& c : verb)
-    c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  return verb;
+  return platform::AsciiUpper(line.substr(0, line.find(' ')));
 }
 
 /// What stands behind the first `separator`.

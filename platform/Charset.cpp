@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::size_t MaxNameSize = 64;
 
-// An empty name would mean the locale's character set, and a "/" begins a suffix. What stands in no name
-// iconv passes over, so that one set would have names without end.
+// An empty name would mean the locale's character set, and a "/" begins a suffix. iconv skips
+// characters that no name has, so that one set would have names without end.
 bool IsPlainName(const std::string& name) {
   return !name.empty() && name.size() <= MaxNameSize && std::all_of(name.begin(), name.end(), [](char c) {
     return IsAsciiAlnum(c) || c == '-' || c == '_' || c == '.' || c == ':';

@@ -22,7 +22,7 @@ class LegacyCharset {
   [[nodiscard]] std::uint32_t SizeOf(std::string_view text) const;
 
  private:
-  std::vector<bool> m_twoBytes;  // by code; empty if no character takes two bytes
+  std::vector<bool> m_twoBytes;  // by code; empty if no character has two bytes
 };
 
 }  // namespace norvane::platform

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view HttpBlanks = " \t";
 
-/// A page with more isn't in the set that it names, and its rest is taken for UTF-8: iconv would spend
+/// A page with more isn't in the set that it names, and its rest is decoded as UTF-8: iconv would spend
 /// seconds over a large page of nothing but faults.
 constexpr int MaxFaults = 4096;
 
@@ -29,7 +29,7 @@ std::string CharsetOf(std::string_view contentType) {
   CutUntil(';', contentType);
   while (!contentType.empty()) {
     auto name = CutUntil('=', contentType);
-    name.remove_prefix(name.rfind(';') + 1);  // a parameter without value may stand in front
+    name.remove_prefix(name.rfind(';') + 1);  // a parameter without value may precede it
     contentType = Trimmed(contentType, HttpBlanks);
     std::string_view value;
     if (contentType.starts_with('"')) {

@@ -8,7 +8,7 @@ namespace norvane::platform {
 
 /// The folder that holds this program, absolute, without links and without a slash at its end (but "/"). A
 /// link to the program counts as lying where the link lies. It is looked up at the first call, which so
-/// belongs before any change of the working folder; throws std::system_error if it cannot be told. Any
+/// belongs before any change of the working folder; throws std::system_error if it cannot be found. Any
 /// thread.
 [[nodiscard]] const std::string& ApplicationFolder();
 

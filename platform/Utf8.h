@@ -10,7 +10,7 @@ constexpr std::string_view ReplacementUtf8 = "\xef\xbf\xbd";
 
 struct Utf8Character {
   char32_t code;     // U+FFFD for an invalid byte
-  std::size_t size;  // in bytes; 0 for an invalid byte, which stands alone
+  std::size_t size;  // in bytes; 0 for an invalid byte, to be skipped alone
 };
 
 /// The character at the start of `text`, which is not empty. Overlong forms, surrogates, codes above U+10FFFF

@@ -1,8 +1,8 @@
 #include "settings/NewMonitor.h"
 
 #include "formats/SuccessFlag.h"
+#include "platform/Ascii.h"
 #include "platform/Blanks.h"
-#include "settings/Text.h"
 
 namespace norvane::settings {
 namespace {
@@ -19,7 +19,7 @@ std::string TrimInPlace(Fields& form, TextField field) {
 }
 
 bool FailsUrlStart(const Subject& subject) {
-  return !Lower(TrimInPlace(subject.form, subject.field)).starts_with("http");
+  return !platform::StartsWithIgnoringCase(TrimInPlace(subject.form, subject.field), "http");
 }
 
 bool LacksCallType(const Subject& subject) {

@@ -1,9 +1,9 @@
 #include "settings/Transfer.h"
 
 #include "formats/SuccessFlag.h"
+#include "platform/Ascii.h"
 #include "settings/Attributes.h"
 #include "settings/NumberFields.h"
-#include "settings/Text.h"
 
 namespace norvane::settings {
 namespace {
@@ -110,7 +110,7 @@ void GetPager(const Reading& from) {
 }
 
 void GetDefaultCmd(const Reading& from) {
-  const bool isDefault = Upper(from.form.Text(txtLaunchCmd)) == Upper(DefaultCommand);
+  const bool isDefault = platform::EqualsIgnoringCase(from.form.Text(txtLaunchCmd), DefaultCommand);
   from.form.SetEnabled(Switch::fam, !isDefault);
   from.form.SetChecked(chkDefaultCmd, isDefault);
 }
