@@ -41,23 +41,23 @@ std::vector<engine::datafile::Row> Monitors(
 class World {
  public:
   World(std::vector<engine::datafile::Row> rows, Arrivals& arrivals)
-      : m_count(static_cast<int>(rows.size())),
+      : m_count(rows.size()),
         m_folder(Prepared(std::move(rows), arrivals)),
         m_engine(m_folder->Path()),
         m_console(ConsoleOptions(m_folder->Path())) {
-    if (m_console.NewMonitorList()->Count() != m_count) throw std::runtime_error("monitors are missing");
+    if (m_console.Count() != m_count) throw std::runtime_error("monitors are missing");
     ce::OpenGate(m_console);
   }
   [[nodiscard]] EngineProcess& Engine() { return m_engine; }
 
   /// Round trips of a write, one after each pause, until so much time is over.
   std::vector<double> WriteFor(std::chrono::duration<double> time) {
-    const auto item = m_console.NewMonitorList()->Item(1);
+    const auto id = m_console.IdAt(1);
     const auto end = Clock::now() + time;
     std::vector<double> times;
     while (Clock::now() < end) {
       const auto text = std::to_string(times.size());
-      times.push_back(Milliseconds([&] { item->SetAttr(ce::keys::NotifyMsg, text); }));
+      times.push_back(Milliseconds([&] { m_console.SetAttribute(id, ce::keys::NotifyMsg, text); }));
       std::this_thread::sleep_for(Pause);
     }
     return times;
@@ -84,7 +84,7 @@ class World {
     return folder;
   }
 
-  int m_count;
+  std::size_t m_count;
   std::unique_ptr<loopback::TempFolder> m_folder;
   EngineProcess m_engine;
   link::EngineClient m_console;

@@ -94,7 +94,8 @@ void Click(console::FrmStart& form, bool monitor) {
 
 void Measure(const std::string& folder) {
   NoDialogs dialogs;
-  link::EngineClient engine({.folder = folder, .startEngine = {}});
+  link::EngineClient port({.folder = folder, .startEngine = {}});
+  console::engine::EngineFactory engine(port);
   console::shared::MainBas bas(engine, dialogs, folder,
                                [] { throw std::runtime_error("the service is lost"); });
   console::FrmStart form(bas);
@@ -119,22 +120,17 @@ void Measure(const std::string& folder) {
 void Fill(link::EngineClient& engine, const std::string& folder, int count) {
   namespace ce = console::engine;
   ce::OpenGate(engine);
-  const auto list = engine.NewMonitorList();
-  const auto ref = engine.NewServiceRef();
-  std::shared_ptr<ce::MonitorItem> item;
+  ce::MonitorId last = 0;
   for (int i = 0; i < count; ++i) {
-    ref->SetMonitorName("WebMonitor Of site " + std::to_string(i * 7919LL % 100003));
-    list->Add(*ref);
-    list->Resolve(*ref);
-    item = ref->GetMonitor();
-    item->SetAttr(ce::keys::Interval, "3600");
-    item->SetAttr(ce::keys::Status, ce::StatusEnable);
+    const auto name = "WebMonitor Of site " + std::to_string(i * 7919LL % 100003);
+    engine.Add(name);
+    last = engine.Find(name);
+    engine.SetAttribute(last, ce::keys::Interval, "3600");
+    engine.SetAttribute(last, ce::keys::Status, ce::StatusEnable);
   }
-  while (item->GetAttr(ce::keys::Result).empty())
+  while (engine.Get(last)->Get(ce::keys::Result).empty())
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  ref->SetMachine(platform::ComputerName());
-  ref->SetClassId(ce::RootClassId);
-  ce::ComponentOf<ce::ServiceStore>(*ref->GetRoot(), *ref)->Save(folder + "/NorvaneEngine.dat");
+  engine.Save(folder + "/NorvaneEngine.dat");
 }
 
 void MeasureInChild(int count) {

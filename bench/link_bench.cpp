@@ -10,6 +10,7 @@
 #include "bench/EngineProcess.h"
 #include "bench/Measure.h"
 #include "bench/SampleMonitors.h"
+#include "console/engine/Engine.h"
 #include "link/EngineClient.h"
 #include "loopback/TempFolder.h"
 
@@ -32,7 +33,8 @@ std::vector<engine::datafile::Row> StoppedMonitors(std::uint32_t count) {
 
 /// What the status poll reads of every row.
 std::size_t ReadTwoOfEach(link::EngineClient& client) {
-  const auto list = client.NewMonitorList();
+  ce::EngineFactory engine(client);
+  const auto list = engine.NewMonitorList();
   const int count = list->Count();
   std::size_t bytes = 0;
   for (int i = 1; i <= count; ++i) {
@@ -44,20 +46,18 @@ std::size_t ReadTwoOfEach(link::EngineClient& client) {
 
 /// Round trips of a write.
 std::vector<double> WriteTimes(link::EngineClient& client) {
-  const auto item = client.NewMonitorList()->Item(1);
+  const auto id = client.IdAt(1);
   std::vector<double> times;
   for (int i = 0; i < Calls; ++i)
-    times.push_back(Milliseconds([&] { item->SetAttr(ce::keys::Parameter, std::to_string(i)); }));
+    times.push_back(Milliseconds([&] { client.SetAttribute(id, ce::keys::Parameter, std::to_string(i)); }));
   return times;
 }
 
 /// Round trips of a question that no mirror answers.
 std::vector<double> QuestionTimes(link::EngineClient& client) {
-  const auto config = client.NewServiceConfig();
-  config->SetService(ce::ServiceName);
   std::vector<double> times;
   for (int i = 0; i < Calls; ++i)
-    times.push_back(Milliseconds([&] { static_cast<void>(config->GetValue(ce::service::LogFile)); }));
+    times.push_back(Milliseconds([&] { static_cast<void>(client.ServiceValue(ce::service::LogFile)); }));
   return times;
 }
 
@@ -81,13 +81,12 @@ void Measure(std::uint32_t count) {
   const bench::EngineProcess engine(folder.Path());
   const auto options = bench::ConsoleOptions(folder.Path());
   link::EngineClient client(options);
-  if (client.NewMonitorList()->Count() != static_cast<int>(count))
-    throw std::runtime_error("monitors are missing");
+  if (client.Count() != count) throw std::runtime_error("monitors are missing");
 
   std::vector<double> connects;
   for (int i = 0; i < Runs; ++i) {
     link::EngineClient other(options);
-    connects.push_back(Milliseconds([&] { static_cast<void>(other.NewMonitorList()->Count()); }));
+    connects.push_back(Milliseconds([&] { static_cast<void>(other.Count()); }));
   }
   std::vector<double> reads;
   for (int i = 0; i < Runs; ++i)
@@ -98,22 +97,17 @@ void Measure(std::uint32_t count) {
 
   ce::OpenGate(client);
   const auto quiet = WriteTimes(client);
-  const auto busy =
-      Meanwhile([&] { static_cast<void>(link::EngineClient(options).NewMonitorList()->Count()); },
-                [&] { return WriteTimes(client); });
+  const auto busy = Meanwhile([&] { static_cast<void>(link::EngineClient(options).Count()); },
+                              [&] { return WriteTimes(client); });
   const double memory = engine.Memory();
   link::EngineClient keeper(options);
   ce::OpenGate(keeper);
-  const auto ref = keeper.NewServiceRef();
-  ref->SetMachine("localhost");
-  ref->SetClassId(ce::RootClassId);
-  const auto store = ce::ComponentOf<ce::ServiceStore>(*ref->GetRoot(), *ref);
   const std::string copy = folder / "copy.dat", own = folder / "NorvaneEngine.dat";
   const auto storing = Meanwhile(
       [&] {
-        store->Save(copy);
-        store->Load(copy);
-        store->Load(own);
+        keeper.Save(copy);
+        keeper.Load(copy);
+        keeper.Load(own);
       },
       [&] { return QuestionTimes(client); });
   std::printf("%8u %12.2f %12.2f %10.3f %8.3f %10.3f %8.3f %10.3f %8.3f %8.1f\n", count,

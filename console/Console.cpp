@@ -8,7 +8,7 @@ namespace norvane::console {
 
 Console::Console(const std::string& folder, std::function<void()> endProcess)
     : waiter(dialogs),
-      engine({.folder = folder, .startEngine = [folder] { StartEngine(folder); }, .waiter = &waiter}),
+      port({.folder = folder, .startEngine = [folder] { StartEngine(folder); }, .waiter = &waiter}),
       bas(engine, dialogs, folder, std::move(endProcess)),
       form(bas) {}
 

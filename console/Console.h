@@ -4,6 +4,7 @@
 #include <string>
 
 #include "console/FrmStart.h"
+#include "console/engine/Engine.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/QtCallWaiter.h"
 #include "console/shared/QtDialogs.h"
@@ -19,7 +20,8 @@ struct Console {
 
   shared::QtDialogs dialogs;
   shared::QtCallWaiter waiter;
-  link::EngineClient engine;
+  link::EngineClient port;
+  engine::EngineFactory engine{port};
   shared::MainBas bas;
   FrmStart form;
 };

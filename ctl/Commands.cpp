@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
-#include <memory>
 
 #include "console/engine/EngineError.h"
 #include "ctl/Output.h"
+#include "link/EngineClient.h"
 #include "platform/FileNames.h"
 
 namespace norvane::ctl {
@@ -20,38 +20,12 @@ namespace {
 
 // What the commands share
 
-std::shared_ptr<ce::ServiceRef> RefOf(const Call& call, const std::string& name) {
-  auto ref = call.engine.NewServiceRef();
-  ref->SetMonitorName(name);
-  return ref;
-}
-
-std::shared_ptr<ce::MonitorItem> Find(const Call& call, const std::string& name) {
-  const auto ref = RefOf(call, name);
-  call.engine.NewMonitorList()->Resolve(*ref);
-  return ref->GetMonitor();
-}
-
-std::shared_ptr<const link::MonitorRecord> RecordOf(const Call& call, const std::string& name) {
-  for (const auto& monitor : call.engine.Snapshot()) {
-    if (monitor->name == name) return monitor;
-  }
-  throw ce::EngineError(ce::EngineErrorCode::NotFound, "there is no monitor of the name " + Escaped(name));
-}
-
-std::shared_ptr<ce::ServiceStore> Store(const Call& call) {
-  const auto ref = call.engine.NewServiceRef();
-  ref->SetMachine("localhost");
-  ref->SetClassId(ce::RootClassId);
-  return ce::ComponentOf<ce::ServiceStore>(*ref->GetRoot(), *ref);
-}
-
 std::string FileOf(const Call& call) {
   return call.operands.empty() ? platform::PathIn(call.arguments.folder, platform::files::EngineData)
                                : std::filesystem::absolute(call.operands[0]).string();
 }
 
-ExitCode PrintOutcome(const Call& call, const link::EngineClient::Outcome& outcome) {
+ExitCode PrintOutcome(const Call& call, const ce::Outcome& outcome) {
   const long long duration = outcome.duration.count();
   if (call.arguments.json) {
     PrintLine(Json(Fields{{"Result", outcome.reason}, {"DurationMs", duration}}));
@@ -79,12 +53,13 @@ ExitCode List(const Call& call) {
 }
 
 ExitCode Get(const Call& call) {
-  auto fields = AttributesOf(*RecordOf(call, call.operands[0]));
+  const auto monitor = call.engine.Get(call.engine.Find(call.operands[0]));
   if (call.operands.size() == 1) {
+    const auto fields = AttributesOf(*monitor);
     call.arguments.json ? PrintLine(Json(fields)) : PrintFields(fields);
     return Done;
   }
-  const std::string value = Find(call, call.operands[0])->GetAttr(call.operands[1]);
+  const std::string value(monitor->Get(call.operands[1]));
   PrintLine(call.arguments.json ? Json(Fields{{call.operands[1], value}}) : value);
   return Done;
 }
@@ -103,28 +78,27 @@ ExitCode Set(const Call& call) {
   // A secret on the command line would stand in the process list, so a value may come by standard input.
   const auto value = call.operands.size() == 3 ? call.operands[2] : StandardInput();
   ce::OpenGate(call.engine);
-  Find(call, call.operands[0])->SetAttr(call.operands[1], value);
+  call.engine.SetAttribute(call.engine.Find(call.operands[0]), call.operands[1], value);
   return Done;
 }
 
 ExitCode Add(const Call& call) {
   ce::OpenGate(call.engine);
-  call.engine.NewMonitorList()->Add(*RefOf(call, call.operands[0]));
-  auto item = Find(call, call.operands[0]);
-  item->Runner()->Init(item);
+  call.engine.Add(call.operands[0]);
+  call.engine.Init(call.engine.Find(call.operands[0]));
   return Done;
 }
 
 ExitCode Remove(const Call& call) {
   ce::OpenGate(call.engine);
-  call.engine.NewMonitorList()->Remove(*RefOf(call, call.operands[0]));
+  call.engine.Remove(call.operands[0]);
   return Done;
 }
 
 ExitCode SetStatus(const Call& call, std::string_view status) {
   ce::OpenGate(call.engine);
   for (const auto& name : call.operands)
-    Find(call, name)->SetAttr(keys::Status, status);
+    call.engine.SetAttribute(call.engine.Find(name), keys::Status, status);
   return Done;
 }
 
@@ -137,23 +111,23 @@ ExitCode Stop(const Call& call) {
 
 ExitCode Check(const Call& call) {
   ce::OpenGate(call.engine);
-  return PrintOutcome(call, call.engine.Check(call.operands[0]));
+  return PrintOutcome(call, call.engine.Check(call.engine.Find(call.operands[0])));
 }
 
 ExitCode Notify(const Call& call) {
   ce::OpenGate(call.engine);
-  return PrintOutcome(call, call.engine.Notify(call.operands[0]));
+  return PrintOutcome(call, call.engine.Notify(call.engine.Find(call.operands[0])));
 }
 
 ExitCode Save(const Call& call) {
   ce::OpenGate(call.engine);
-  Store(call)->Save(FileOf(call));
+  call.engine.Save(FileOf(call));
   return Done;
 }
 
 ExitCode Load(const Call& call) {
   ce::OpenGate(call.engine);
-  Store(call)->Load(FileOf(call));
+  call.engine.Load(FileOf(call));
   return Done;
 }
 

@@ -1,16 +1,16 @@
 #pragma once
 
+#include "console/engine/Port.h"
 #include "ctl/Arguments.h"
-#include "link/EngineClient.h"
 
 namespace norvane::ctl {
 
 /// The program's exit codes.
 enum ExitCode { Done = 0, NotGood = 1, BadUse = 2, NoEngine = 3, Refused = 4 };
 
-/// What every command gets: the engine, and what was said behind the command's name.
+/// What every command gets: the engine, and the operands after the command's name.
 struct Call {
-  link::EngineClient& engine;
+  console::engine::Port& engine;
   const Arguments& arguments;
   std::vector<std::string> operands;
 };

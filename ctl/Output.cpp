@@ -88,7 +88,7 @@ std::string TimeText(std::chrono::system_clock::time_point at) {
   return std::string(text, size).insert(size - 2, ":");  // +0100 -> +01:00
 }
 
-Fields AttributesOf(const link::MonitorRecord& monitor) {
+Fields AttributesOf(const ce::MonitorRecord& monitor) {
   Fields fields;
   for (std::size_t i = 0; i < ce::KnownKeys.size(); ++i)
     fields.emplace_back(std::string(ce::KnownKeys[i]), std::string(monitor.known[i]));
@@ -97,7 +97,7 @@ Fields AttributesOf(const link::MonitorRecord& monitor) {
   return fields;
 }
 
-Fields SummaryOf(const link::MonitorRecord& monitor) {
+Fields SummaryOf(const ce::MonitorRecord& monitor) {
   return {{"Name", monitor.name},
           {std::string(keys::Status), std::string(monitor.Get(keys::Status))},
           {std::string(keys::Result), std::string(monitor.Get(keys::Result))},
@@ -106,7 +106,7 @@ Fields SummaryOf(const link::MonitorRecord& monitor) {
           {"Failures", static_cast<long long>(monitor.failuresInARow)}};
 }
 
-Fields StatusOf(const link::EngineInfo& info, const link::MonitorSnapshot& monitors) {
+Fields StatusOf(const ce::EngineInfo& info, const ce::MonitorSnapshot& monitors) {
   long long running = 0, failing = 0;
   for (const auto& monitor : monitors) {
     if (monitor->Get(keys::Status) != ce::StatusEnable) continue;

@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "link/LinkOptions.h"
-#include "link/MonitorRecord.h"
+#include "console/engine/Port.h"
 
 /// What norvanectl prints. Text forms escape control characters, since values may come from strangers; JSON
 /// forms are one value each, with the attribute keys as they are.
@@ -31,10 +30,11 @@ using Fields = std::vector<Field>;
 [[nodiscard]] std::string TimeText(std::chrono::system_clock::time_point at);
 
 /// All attributes, in the order of the known keys.
-[[nodiscard]] Fields AttributesOf(const link::MonitorRecord& monitor);
+[[nodiscard]] Fields AttributesOf(const console::engine::MonitorRecord& monitor);
 /// The columns of `list`.
-[[nodiscard]] Fields SummaryOf(const link::MonitorRecord& monitor);
-[[nodiscard]] Fields StatusOf(const link::EngineInfo& info, const link::MonitorSnapshot& monitors);
+[[nodiscard]] Fields SummaryOf(const console::engine::MonitorRecord& monitor);
+[[nodiscard]] Fields StatusOf(const console::engine::EngineInfo& info,
+                              const console::engine::MonitorSnapshot& monitors);
 
 /// A line a field, names in front.
 void PrintFields(const Fields& fields);

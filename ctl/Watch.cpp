@@ -6,10 +6,11 @@
 
 namespace norvane::ctl {
 
-namespace keys = console::engine::keys;
+namespace ce = console::engine;
+namespace keys = ce::keys;
 
 namespace {
-using Records = std::map<std::uint64_t, std::shared_ptr<const link::MonitorRecord>>;
+using Records = std::map<ce::MonitorId, ce::MonitorPtr>;
 
 /// "Added", "Removed", or the key of the attribute that changed, with its new value.
 void Print(const Call& call, const std::string& name, const std::string& key, const std::string& value) {
@@ -21,7 +22,7 @@ void Print(const Call& call, const std::string& name, const std::string& key, co
                       (shown.empty() ? "" : " = " + Escaped(shown)));
 }
 
-void PrintChanges(const Call& call, const link::MonitorRecord& before, const link::MonitorRecord& after) {
+void PrintChanges(const Call& call, const ce::MonitorRecord& before, const ce::MonitorRecord& after) {
   for (const auto& field : AttributesOf(after)) {
     if (before.Get(field.name) != field.text) Print(call, after.name, field.name, field.text);
   }

@@ -70,26 +70,20 @@ void WriteFiles(const DemoFolder& folder, const DemoServers& servers) {
 
 void AddMonitors(link::EngineClient& engine, const DemoFolder& folder, const DemoServers& servers) {
   ce::OpenGate(engine);
-  const auto list = engine.NewMonitorList();
-  const auto ref = engine.NewServiceRef();
   for (const auto& monitor : Monitors(servers)) {
-    ref->SetMonitorName(monitor.name);
-    list->Add(*ref);
-    list->Resolve(*ref);
-    const auto item = ref->GetMonitor();
+    engine.Add(monitor.name);
+    const auto id = engine.Find(monitor.name);
     // An outage begins with the first failed check, and a person hears of it with the second.
     for (const auto& [key, value] : {std::pair{keys::Interval, "2"},
                                      {keys::Timeout, "1"},
                                      {keys::FailTimes, "1"},
                                      {keys::MaxFailTimes, "1"},
                                      {keys::LogFile, "log/monitors%d%m%y.log"}})
-      item->SetAttr(key, value);
+      engine.SetAttribute(id, key, value);
     for (const auto& [key, value] : monitor.attributes)
-      item->SetAttr(key, value);
+      engine.SetAttribute(id, key, value);
   }
-  ref->SetMachine(platform::ComputerName());
-  ref->SetClassId(ce::RootClassId);
-  ce::ComponentOf<ce::ServiceStore>(*ref->GetRoot(), *ref)->Save(folder / "NorvaneEngine.dat");
+  engine.Save(folder / "NorvaneEngine.dat");
 }
 
 }  // namespace norvane::demo

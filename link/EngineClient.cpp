@@ -3,8 +3,6 @@
 #include <thread>
 
 #include "console/engine/EngineError.h"
-#include "link/ClientItem.h"
-#include "link/ClientObjects.h"
 #include "link/Link.h"
 #include "platform/FileLock.h"
 #include "platform/FileNames.h"
@@ -12,6 +10,7 @@
 namespace norvane::link {
 
 namespace ce = console::engine;
+using Session = wire::Session::Client;
 
 namespace {
 using namespace std::chrono_literals;
@@ -26,54 +25,132 @@ void AwaitFreeFolder(const std::string& folder) {
     std::this_thread::sleep_for(20ms);
   }
 }
+
+template <class Request>
+void CallWithPath(Link& link, Link::Method<Request> method, std::string_view path) {
+  link.Call(link.Options().storeTimeout, method,
+            [&](auto& request) { request.setPath(ToText(std::string(path))); });
+}
+
+template <class Request>
+void CallWithName(Link& link, Link::Method<Request> method, std::string_view fullName) {
+  link.Call(link.Options().callTimeout, method,
+            [&](auto& request) { request.setName(ToText(std::string(fullName))); });
+}
+
+template <class Request>
+ce::Outcome Run(Link& link, Link::Method<Request> method, ce::MonitorId id) {
+  ce::Outcome outcome;
+  outcome.monitor = id;
+  link.Call(
+      link.Options().runTimeout, method, [&](auto& request) { request.setId(id); },
+      [&](const auto& results) {
+        const auto from = results.getOutcome();
+        outcome.good = from.getGood();
+        outcome.reason = ToString(from.getReason());
+        outcome.duration = std::chrono::milliseconds(from.getDurationMs());
+      });
+  return outcome;
+}
 }  // namespace
 
-EngineClient::EngineClient(LinkOptions options) : m_link(std::make_shared<Link>(std::move(options))) {}
+EngineClient::EngineClient(LinkOptions options) : m_link(std::make_unique<Link>(std::move(options))) {}
 EngineClient::~EngineClient() = default;
 
-std::shared_ptr<ce::ServiceConfig> EngineClient::NewServiceConfig() {
-  return std::make_shared<ClientConfig>(m_link);
-}
-std::shared_ptr<ce::ControlGate> EngineClient::NewControlGate() {
-  return std::make_shared<ClientGate>(m_link);
-}
-std::shared_ptr<ce::ServiceRef> EngineClient::NewServiceRef() {
-  return std::make_shared<ClientRef>(m_link);
-}
-std::shared_ptr<ce::MonitorList> EngineClient::NewMonitorList() {
-  return std::make_shared<ClientList>(m_link);
-}
+// Reads
 
-EngineInfo EngineClient::Info() {
+const ce::EngineInfo& EngineClient::Info() {
   return m_link->ConnectedInfo();
 }
-MonitorSnapshot EngineClient::Snapshot() {
+std::size_t EngineClient::Count() {
+  return m_link->ConnectedMirror().Count();
+}
+ce::MonitorId EngineClient::IdAt(int position) {
+  return m_link->ConnectedMirror().IdAt(position);
+}
+ce::MonitorId EngineClient::Find(std::string_view fullName) {
+  return m_link->ConnectedMirror().Find(fullName);
+}
+ce::MonitorPtr EngineClient::Get(ce::MonitorId id) {
+  return m_link->ConnectedMirror().Get(id);
+}
+ce::MonitorSnapshot EngineClient::Snapshot() {
   return m_link->ConnectedMirror().All();
 }
-
 std::uint64_t EngineClient::WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) {
   return m_link->ConnectedMirror().WaitForUpdate(seen, time);
 }
 
-EngineClient::Outcome EngineClient::Check(std::string_view fullName) {
-  return CheckMonitor(*m_link, m_link->ConnectedMirror().IdOf(fullName));
+std::string EngineClient::ServiceValue(std::string_view key) {
+  std::string value;
+  m_link->Call(
+      m_link->Options().callTimeout, &Session::configValueRequest,
+      [&](auto& request) { request.setKey(ToText(std::string(key))); },
+      [&](const auto& results) { value = ToString(results.getValue()); });
+  return value;
 }
 
-EngineClient::Outcome EngineClient::Notify(std::string_view fullName) {
-  return NotifyOf(*m_link, m_link->ConnectedMirror().IdOf(fullName));
+// Writes
+
+void EngineClient::OpenGate(std::string_view controlPass) {
+  m_link->Call(m_link->Options().callTimeout, &Session::openGateRequest,
+               [&](auto& request) { request.setControlPass(ToData(controlPass)); });
+}
+
+void EngineClient::CommitServiceValues(const ce::ServiceValues& values) {
+  m_link->Call(m_link->Options().callTimeout, &Session::commitConfigRequest, [&](auto& request) {
+    auto pairs = request.initValues(static_cast<unsigned>(values.size()));
+    unsigned next = 0;
+    for (const auto& [key, value] : values) {
+      auto pair = pairs[next++];
+      pair.setKey(ToText(key));
+      pair.setValue(ToData(value));
+    }
+  });
+}
+
+void EngineClient::Load(std::string_view path) {
+  CallWithPath(*m_link, &Session::loadRequest, path);
+}
+void EngineClient::Save(std::string_view path) {
+  CallWithPath(*m_link, &Session::saveRequest, path);
+}
+void EngineClient::Add(std::string_view fullName) {
+  CallWithName(*m_link, &Session::addRequest, fullName);
+}
+void EngineClient::Remove(std::string_view fullName) {
+  CallWithName(*m_link, &Session::removeRequest, fullName);
+}
+
+void EngineClient::SetAttribute(ce::MonitorId id, std::string_view key, std::string_view value) {
+  m_link->Call(m_link->Options().callTimeout, &Session::setAttributeRequest, [&](auto& request) {
+    request.setId(id);
+    request.setKey(ToText(std::string(key)));
+    request.setValue(ToData(value));
+  });
+}
+
+ce::MonitorId EngineClient::Init(ce::MonitorId id) {
+  m_link->Call(m_link->Options().callTimeout, &Session::initRequest,
+               [&](auto& request) { request.setId(id); });
+  return id;
+}
+ce::Outcome EngineClient::Check(ce::MonitorId id) {
+  return Run(*m_link, &Session::checkRequest, id);
+}
+ce::Outcome EngineClient::Notify(ce::MonitorId id) {
+  return Run(*m_link, &Session::notifyRequest, id);
 }
 
 void EngineClient::Shutdown() {
-  m_link->CheckConnected();
-  const auto& options = m_link->Options();
+  static_cast<void>(Info());  // an engine that was not there is no engine that has ended
   try {
-    m_link->Call(options.callTimeout,
-                 [](wire::Session::Client& session) { return session.shutdownRequest(); });
-    m_link->WaitUntilGone(options.storeTimeout);
+    m_link->Call(m_link->Options().callTimeout, &Session::shutdownRequest, [](auto&) {});
+    m_link->WaitUntilGone(m_link->Options().storeTimeout);
   } catch (const ce::EngineError& error) {
     if (error.Code() != ce::EngineErrorCode::Gone) throw;  // it ended faster than its answer came
   }
-  AwaitFreeFolder(options.folder);
+  AwaitFreeFolder(m_link->Options().folder);
 }
 
 }  // namespace norvane::link

@@ -15,6 +15,8 @@
 
 namespace norvane::link {
 
+using console::engine::KnownKeys;
+
 namespace {
 /// Calls that wait for their answer may hold so many words of one console's messages; beyond it no more are
 /// read. A single message may be larger.
@@ -47,10 +49,16 @@ uid_t UserOf(kj::AsyncIoStream& stream) {
   return peer.uid;
 }
 
-template <class Texts>
-void WriteTexts(const Texts& texts, capnp::List<capnp::Text>::Builder to) {
-  for (unsigned i = 0; i < texts.size(); ++i)
-    to.set(i, ToText(std::string(texts[i])));
+void WriteKnownKeys(capnp::List<capnp::Text>::Builder to) {
+  for (unsigned i = 0; i < to.size(); ++i)
+    to.set(i, ToText(std::string(KnownKeys[i])));
+}
+
+void WriteTypes(engine::MonitorTypes types, capnp::List<wire::MonitorType>::Builder to) {
+  for (unsigned i = 0; i < to.size(); ++i) {
+    to[i].setName(ToText(std::string(types[i].name)));
+    to[i].setHasPage(types[i].hasPage);
+  }
 }
 }  // namespace
 
@@ -108,11 +116,9 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
     engine.setProcessId(static_cast<std::uint32_t>(::getpid()));
     engine.setFolder(ToText(m_server.m_options.folder));
     engine.setStartedAt(ToMilliseconds(m_server.m_startedAt));
-    WriteTexts(console::engine::KnownKeys, engine.initKnownKeys(console::engine::KnownKeys.size()));
+    WriteKnownKeys(engine.initKnownKeys(KnownKeys.size()));
     const auto types = m_server.m_service.Types();
-    auto names = engine.initMonitorTypes(static_cast<unsigned>(types.size()));
-    for (unsigned i = 0; i < types.size(); ++i)
-      names.set(i, ToText(std::string(types[i].name)));
+    WriteTypes(types, engine.initMonitorTypes(static_cast<unsigned>(types.size())));
   }
 
   EngineServer& m_server;

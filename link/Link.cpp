@@ -64,7 +64,7 @@ const Mirror& Link::ConnectedMirror() {
   return m_mirror;
 }
 
-const EngineInfo& Link::ConnectedInfo() {
+const console::engine::EngineInfo& Link::ConnectedInfo() {
   Connect();
   CheckFollowing();
   return m_info;

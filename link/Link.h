@@ -28,28 +28,33 @@ class Link {
   [[nodiscard]] const LinkOptions& Options() const { return m_options; }
   /// Both connect if that was not done yet.
   [[nodiscard]] const Mirror& ConnectedMirror();
-  [[nodiscard]] const EngineInfo& ConnectedInfo();
-  void CheckConnected() { static_cast<void>(ConnectedInfo()); }
+  [[nodiscard]] const console::engine::EngineInfo& ConnectedInfo();
 
-  /// One call of the session: `make(session)` gives its request, `take(results)` reads what comes beside the
-  /// answer; both run on the link's thread while the caller waits. When this returns, the mirror has come to
-  /// the table as it was when the engine answered.
-  template <class Make, class Take>
-  void Call(std::chrono::milliseconds timeout, Make make, Take take) {
+  /// A call of the session, such as `addRequest`.
+  template <class Request>
+  using Method = Request (wire::Session::Client::*)(kj::Maybe<capnp::MessageSize>);
+
+  /// One call of the session: `fill(request)` writes its parameters, `read(results)` reads what comes beside
+  /// the answer; both run on the link's thread while the caller waits. When this returns, the mirror has come
+  /// to the table as it was when the engine answered.
+  template <class Request, class Fill, class Read>
+  void Call(std::chrono::milliseconds timeout, Method<Request> method, Fill fill, Read read) {
     Run(timeout, [&](wire::Session::Client& session, CallState& state) {
-      return make(session).send().then([this, &state, &take](auto&& results) {
+      auto request = (session.*method)(nullptr);
+      fill(request);
+      return request.send().then([this, &state, &read](auto&& results) {
         const auto answer = results.getAnswer();
         if (answer.isError())
           state.Fail(std::make_exception_ptr(ReadError(answer.getError())));
         else
-          take(results);
+          read(results);
         return m_loop->WhenReached(answer.getChange());
       });
     });
   }
-  template <class Make>
-  void Call(std::chrono::milliseconds timeout, Make make) {
-    Call(timeout, std::move(make), [](const auto&) {});
+  template <class Request, class Fill>
+  void Call(std::chrono::milliseconds timeout, Method<Request> method, Fill fill) {
+    Call(timeout, method, std::move(fill), [](const auto&) {});
   }
   /// Returns when the engine has closed the connection.
   void WaitUntilGone(std::chrono::milliseconds timeout);
@@ -67,8 +72,8 @@ class Link {
   LinkOptions m_options;
   BlockingWaiter m_blockingWaiter;
   Mirror m_mirror;
-  EngineInfo m_info;           ///< written before the mirror follows, then left alone
-  LinkLoop* m_loop = nullptr;  ///< on the thread's stack
+  console::engine::EngineInfo m_info;  ///< written before the mirror follows, then left alone
+  LinkLoop* m_loop = nullptr;          ///< on the thread's stack
   std::thread m_thread;
 };
 

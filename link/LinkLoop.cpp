@@ -93,7 +93,7 @@ struct LinkLoop::Connection {
   kj::Promise<void> lost;
 };
 
-LinkLoop::LinkLoop(const LinkOptions& options, Mirror& mirror, EngineInfo& info)
+LinkLoop::LinkLoop(const LinkOptions& options, Mirror& mirror, console::engine::EngineInfo& info)
     : m_options(options),
       m_mirror(mirror),
       m_info(info),
@@ -166,7 +166,7 @@ kj::Promise<void> LinkLoop::Greet(FileDescriptor socket, CallState& call) {
   request.setVersion(wire::PROTOCOL_VERSION);
   return request.send().then(
       [this, &call](capnp::Response<wire::Greeter::HelloResults> results) {
-        return TakeGreeting(results.getGreeting(), call);
+        return ReadGreeting(results.getGreeting(), call);
       },
       [this, &call](kj::Exception&& exception) -> kj::Promise<void> {
         if (exception.getType() != kj::Exception::Type::DISCONNECTED) return kj::mv(exception);
@@ -180,21 +180,21 @@ kj::Promise<void> LinkLoop::Greet(FileDescriptor socket, CallState& call) {
       });
 }
 
-kj::Promise<void> LinkLoop::TakeGreeting(wire::Greeting::Reader greeting, CallState& call) {
+kj::Promise<void> LinkLoop::ReadGreeting(wire::Greeting::Reader greeting, CallState& call) {
   if (greeting.isRefusal() || greeting.getVersion() != wire::PROTOCOL_VERSION) {
     const auto why = greeting.isRefusal() ? ToString(greeting.getRefusal())
                                           : "the engine speaks another protocol than this program";
     call.Fail(Error(EngineErrorCode::Failed, why));
     return KJ_EXCEPTION(FAILED, "the greeting was refused");
   }
-  TakeInfo(greeting.getEngine());
+  ReadInfo(greeting.getEngine());
   m_connection->session = greeting.getEngine().getSession();
   auto request = greeting.getEngine().getSession().followRequest();
   request.setMirror(kj::heap<MirrorServer>(*this));
   return request.send().ignoreResult();
 }
 
-void LinkLoop::TakeInfo(wire::EngineInfo::Reader engine) {
+void LinkLoop::ReadInfo(wire::EngineInfo::Reader engine) {
   m_info.instance = ToString(engine.getInstance());
   m_info.version = ToString(engine.getVersion());
   m_info.processId = engine.getProcessId();
@@ -202,11 +202,11 @@ void LinkLoop::TakeInfo(wire::EngineInfo::Reader engine) {
   m_info.startedAt = ToTime(engine.getStartedAt());
   m_info.monitorTypes.clear();
   for (const auto type : engine.getMonitorTypes())
-    m_info.monitorTypes.push_back(ToString(type));
+    m_info.monitorTypes.push_back({ToString(type.getName()), type.getHasPage()});
   std::vector<std::string> keys;
   for (const auto key : engine.getKnownKeys())
     keys.push_back(ToString(key));
-  m_mirror.Begin(std::move(keys));
+  m_mirror.Begin(std::move(keys), m_info.monitorTypes);
 }
 
 // Calls

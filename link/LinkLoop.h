@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 
+#include "console/engine/Port.h"
 #include "link/CallState.h"
 #include "link/LinkOptions.h"
 #include "link/Mirror.h"
@@ -22,7 +23,7 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   /// promise does not keep the types of exceptions.
   using Body = std::function<kj::Promise<void>(wire::Session::Client&, CallState&)>;
 
-  LinkLoop(const LinkOptions& options, Mirror& mirror, EngineInfo& info);
+  LinkLoop(const LinkOptions& options, Mirror& mirror, console::engine::EngineInfo& info);
   ~LinkLoop() noexcept;
   LinkLoop(const LinkLoop&) = delete;
   LinkLoop& operator=(const LinkLoop&) = delete;
@@ -51,15 +52,15 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   [[nodiscard]] kj::Promise<platform::FileDescriptor> Reach(CallState& call);
   [[nodiscard]] kj::Promise<platform::FileDescriptor> ReachBefore(kj::TimePoint end, CallState& call);
   [[nodiscard]] kj::Promise<void> Greet(platform::FileDescriptor socket, CallState& call);
-  [[nodiscard]] kj::Promise<void> TakeGreeting(wire::Greeting::Reader greeting, CallState& call);
-  void TakeInfo(wire::EngineInfo::Reader engine);
+  [[nodiscard]] kj::Promise<void> ReadGreeting(wire::Greeting::Reader greeting, CallState& call);
+  void ReadInfo(wire::EngineInfo::Reader engine);
   void UpdateMirror(wire::Batch::Reader batch);
   void Lose();
   void taskFailed(kj::Exception&& exception) override;
 
   const LinkOptions& m_options;
   Mirror& m_mirror;
-  EngineInfo& m_info;
+  console::engine::EngineInfo& m_info;
   kj::AsyncIoContext m_io;
   kj::Timer& m_timer;
   const kj::Executor& m_executor;

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "console/engine/CallWaiter.h"
 
@@ -23,16 +21,6 @@ struct LinkOptions {
   std::chrono::milliseconds callTimeout{10000};
   std::chrono::milliseconds storeTimeout{120000};  ///< of Load, Save and the engine's end
   std::chrono::milliseconds runTimeout{900000};    ///< of Monitor and Notify
-};
-
-/// What the engine says of itself.
-struct EngineInfo {
-  std::string instance;  ///< random, another for every engine process
-  std::string version;
-  std::uint32_t processId = 0;
-  std::string folder;
-  std::chrono::system_clock::time_point startedAt;
-  std::vector<std::string> monitorTypes;
 };
 
 }  // namespace norvane::link

@@ -12,6 +12,10 @@ namespace norvane::link {
 using console::engine::EngineError;
 using console::engine::EngineErrorCode;
 using console::engine::KnownKeys;
+using console::engine::KnownPosition;
+using console::engine::KnownValues;
+using console::engine::MonitorId;
+using console::engine::MonitorRecord;
 
 namespace {
 template <class Pointer>
@@ -20,8 +24,9 @@ bool ById(const Pointer* a, const Pointer* b) {
 }
 }  // namespace
 
-void Mirror::Begin(std::vector<std::string> wireKeys) {
+void Mirror::Begin(std::vector<std::string> wireKeys, std::vector<console::engine::MonitorTypeInfo> types) {
   m_wireKeys = std::move(wireKeys);
+  m_types = std::move(types);
   m_sources.fill(static_cast<unsigned>(m_wireKeys.size()));
   m_unknown.clear();
   for (unsigned i = 0; i < m_wireKeys.size(); ++i) {
@@ -37,6 +42,9 @@ Mirror::Record Mirror::Read(wire::Monitor::Reader from) const {
   auto record = std::make_shared<MonitorRecord>();
   record->id = from.getId();
   record->name = ToString(from.getName());
+  record->hasPage = std::any_of(m_types.begin(), m_types.end(), [&](const auto& type) {
+    return type.hasPage && type.name == record->TypeName();
+  });
   const auto values = from.getValues();
   if (values.size() > m_wireKeys.size())
     throw EngineError(EngineErrorCode::Failed, "the engine sent more values than it has keys");
@@ -135,11 +143,12 @@ void Mirror::CheckFollowing() const {
     throw EngineError(EngineErrorCode::Gone, "the engine is gone or was restarted");
 }
 
-const MonitorRecord& Mirror::Find(std::uint64_t id) const {
+Mirror::Record Mirror::Get(MonitorId id) const {
+  const std::lock_guard lock(m_mutex);
   CheckFollowing();
   const auto found = m_table.byId.find(id);
   if (found == m_table.byId.end()) throw EngineError(EngineErrorCode::NotFound, "the monitor does not exist");
-  return *found->second;
+  return found->second;
 }
 
 std::size_t Mirror::Count() const {
@@ -148,7 +157,7 @@ std::size_t Mirror::Count() const {
   return m_table.inOrder.size();
 }
 
-std::uint64_t Mirror::IdAt(int position) const {
+MonitorId Mirror::IdAt(int position) const {
   const std::lock_guard lock(m_mutex);
   CheckFollowing();
   if (position < 1 || static_cast<std::size_t>(position) > m_table.inOrder.size())
@@ -156,7 +165,7 @@ std::uint64_t Mirror::IdAt(int position) const {
   return (*m_table.inOrder[static_cast<std::size_t>(position) - 1])->id;
 }
 
-std::uint64_t Mirror::IdOf(std::string_view fullName) const {
+MonitorId Mirror::Find(std::string_view fullName) const {
   const std::lock_guard lock(m_mutex);
   CheckFollowing();
   const auto found = m_table.byName.find(fullName);
@@ -165,10 +174,10 @@ std::uint64_t Mirror::IdOf(std::string_view fullName) const {
   return found->second;
 }
 
-MonitorSnapshot Mirror::All() const {
+console::engine::MonitorSnapshot Mirror::All() const {
   const std::lock_guard lock(m_mutex);
   CheckFollowing();
-  MonitorSnapshot all;
+  console::engine::MonitorSnapshot all;
   all.reserve(m_table.inOrder.size());
   for (const auto* record : m_table.inOrder)
     all.push_back(*record);

@@ -12,7 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "link/MonitorRecord.h"
+#include "console/engine/Port.h"
 #include "link/engine.capnp.h"
 
 namespace norvane::link {
@@ -23,8 +23,9 @@ class Mirror {
  public:
   // The link's thread.
 
-  /// The keys of the batches' values, in their order. Forgets what an earlier try to connect has left.
-  void Begin(std::vector<std::string> wireKeys);
+  /// The keys of the batches' values, in their order, and the engine's types. Forgets what an earlier try to
+  /// connect has left.
+  void Begin(std::vector<std::string> wireKeys, std::vector<console::engine::MonitorTypeInfo> types);
   void Apply(wire::Batch::Reader batch);
   void SetGone();
   /// The change that readers see all of; 0 until the first fill is complete.
@@ -36,35 +37,30 @@ class Mirror {
   [[nodiscard]] State CurrentState() const;
   [[nodiscard]] std::size_t Count() const;
   /// `position` counts from 1.
-  [[nodiscard]] std::uint64_t IdAt(int position) const;
-  [[nodiscard]] std::uint64_t IdOf(std::string_view fullName) const;
-  /// Calls `read` with the record, under the lock.
-  template <class Read>
-  auto Look(std::uint64_t id, Read read) const {
-    const std::lock_guard lock(m_mutex);
-    return read(Find(id));
-  }
-  [[nodiscard]] MonitorSnapshot All() const;
+  [[nodiscard]] console::engine::MonitorId IdAt(int position) const;
+  [[nodiscard]] console::engine::MonitorId Find(std::string_view fullName) const;
+  [[nodiscard]] console::engine::MonitorPtr Get(console::engine::MonitorId id) const;
+  [[nodiscard]] console::engine::MonitorSnapshot All() const;
   /// Waits until something changed after the number that an earlier call gave (0: nothing seen yet), or until
   /// the time is over. Gives the number of what there is now.
   [[nodiscard]] std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) const;
 
  private:
-  using Record = std::shared_ptr<const MonitorRecord>;
+  using Record = console::engine::MonitorPtr;
   struct Table {
     std::vector<Record*> inOrder;  ///< by id; the places are those of `byId`, which stay
-    std::unordered_map<std::uint64_t, Record> byId;
-    std::unordered_map<std::string_view, std::uint64_t> byName;  ///< views of the records' names
+    std::unordered_map<console::engine::MonitorId, Record> byId;
+    std::unordered_map<std::string_view, console::engine::MonitorId> byName;  ///< views of the records' names
 
     void Remove(capnp::List<std::uint64_t>::Reader ids);
     void Put(std::vector<Record> records);
   };
 
   void CheckFollowing() const;
-  [[nodiscard]] const MonitorRecord& Find(std::uint64_t id) const;
   [[nodiscard]] Record Read(wire::Monitor::Reader from) const;
 
   std::vector<std::string> m_wireKeys;
+  std::vector<console::engine::MonitorTypeInfo> m_types;
   std::array<unsigned, console::engine::KnownKeys.size()> m_sources{};  ///< where each stands in m_wireKeys
   std::vector<unsigned> m_unknown;  ///< where those of m_wireKeys stand that this program does not know
   std::optional<Table> m_next;      ///< another table on its way in; only the link's thread touches it

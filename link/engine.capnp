@@ -10,7 +10,7 @@
 using Cxx = import "/capnp/c++.capnp";
 $Cxx.namespace("norvane::link::wire");
 
-const protocolVersion :UInt16 = 1;
+const protocolVersion :UInt16 = 2;
 
 interface Greeter {
   hello @0 (version :UInt16) -> (greeting :Greeting);
@@ -37,7 +37,13 @@ struct EngineInfo {
   startedAt @5 :Int64;
   knownKeys @6 :List(Text);
   # The keys of Monitor.values, in their order.
-  monitorTypes @7 :List(Text);
+  monitorTypes @7 :List(MonitorType);
+}
+
+struct MonitorType {
+  name @0 :Text;
+  hasPage @1 :Bool;
+  # Whether the console is to show a property page for it.
 }
 
 interface Session {

@@ -2,160 +2,217 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 
 #include "console/engine/MonitorKeys.h"
+#include "console/engine/Port.h"
 
-/// The monitor engine as the console sees it. Text is UTF-8. Every operation may throw EngineError; calls
-/// block until the engine has answered. All objects belong to the thread that called the factory.
-///
-/// A read sees every write that this process has made before it.
+/// The monitor engine as the console's objects: thin classes over the port, which they must not outlive. As
+/// there, text is UTF-8, every operation may throw EngineError and blocks until the engine has answered, a
+/// read sees every write that this process has made before it, and all objects belong to one thread.
 namespace norvane::console::engine {
 
 class MonitorItem;
+class MonitorRunner;
+class MonitorType;
 class ServiceRoot;
 
 /// The class that a `ServiceRef` must name before `GetRoot`.
 inline constexpr std::string_view RootClassId = "{1B2D038B-C28B-11D3-9CCC-00A0246E266E}";
 
-/// Service-wide values. `SetService` comes first and takes ServiceName only.
-class ServiceConfig {
+/// Hears of each operation of the objects before it does anything. What it throws becomes the operation's
+/// failure.
+class CallObserver {
  public:
-  virtual ~ServiceConfig() = default;
-  virtual void SetService(std::string_view name) = 0;
+  virtual ~CallObserver() = default;
+  /// `call` reads as in the code: `SetAttr("Status", "Enable")`, `GetRoot`, `Item(1)`; `Resolve`, `Add` and
+  /// `Remove` show the name in their reference, `GetComponent` the id, a runner's calls the item's name. The
+  /// operations that two objects share are told apart by `MonitorTypeList.Count`, `MonitorTypeList.Item(1)`
+  /// and `MonitorType.Name`. `operation` is the part before the parenthesis.
+  virtual void OnCall(std::string_view operation, const std::string& call) = 0;
+};
+
+/// What the objects of one factory share.
+class EngineObject {
+ protected:
+  EngineObject(Port& port, CallObserver* observer) : m_port(port), m_observer(observer) {}
+
+  template <class... Arguments>
+  void Announce(std::string_view operation, const Arguments&... arguments) const {
+    if (m_observer == nullptr) return;
+    std::string list;
+    ((list.append(list.empty() ? "" : ", ").append(AsCode(arguments))), ...);
+    std::string call(operation);
+    if (!list.empty()) call.append("(").append(list).append(")");
+    m_observer->OnCall(operation, call);
+  }
+
+  Port& m_port;
+  CallObserver* m_observer;
+
+ private:
+  static std::string AsCode(int number) { return std::to_string(number); }
+  static std::string AsCode(std::string_view text) { return '"' + std::string(text) + '"'; }
+};
+
+/// Service-wide values. `SetService` comes first and takes ServiceName only.
+class ServiceConfig : public EngineObject {
+ public:
+  explicit ServiceConfig(const EngineObject& origin) : EngineObject(origin) {}
+  void SetService(std::string_view name);
   /// Held back until `Commit`.
-  virtual void SetValue(std::string_view key, std::string_view value) = 0;
+  void SetValue(std::string_view key, std::string_view value);
   /// Ends a run of `SetValue`: the values are kept across restarts of the engine once this returns.
-  virtual void Commit() = 0;
+  void Commit();
   /// The committed value; empty text for a key that was never set.
-  [[nodiscard]] virtual std::string GetValue(std::string_view key) = 0;
+  [[nodiscard]] std::string GetValue(std::string_view key);
+
+ private:
+  void CheckNamed() const;
+  bool m_named = false;
+  ServiceValues m_uncommitted;
 };
 
 /// Until a process has opened the gate with the engine's "ControlPass", its writes, saves and runners are
 /// refused.
-class ControlGate {
+class ControlGate : public EngineObject {
  public:
-  virtual ~ControlGate() = default;
-  virtual void Open(std::string_view controlPass) = 0;
+  explicit ControlGate(const EngineObject& origin) : EngineObject(origin) {}
+  void Open(std::string_view controlPass);
 };
 
 /// Names something in the engine: first the machine and class for `GetRoot`, then a monitor.
-class ServiceRef {
+class ServiceRef : public EngineObject {
  public:
-  virtual ~ServiceRef() = default;
-  virtual void SetMachine(std::string_view computerName) = 0;
-  virtual void SetClassId(std::string_view classId) = 0;
+  explicit ServiceRef(const EngineObject& origin) : EngineObject(origin) {}
+  void SetMachine(std::string_view computerName);
+  void SetClassId(std::string_view classId);
   /// Needs machine and class id.
-  [[nodiscard]] virtual std::shared_ptr<ServiceRoot> GetRoot() = 0;
-  virtual void SetMonitorName(std::string_view fullName) = 0;
+  [[nodiscard]] std::shared_ptr<ServiceRoot> GetRoot();
+  void SetMonitorName(std::string_view fullName);
   /// The monitor that the last `MonitorList::Resolve` with this reference found.
-  [[nodiscard]] virtual std::shared_ptr<MonitorItem> GetMonitor() = 0;
-};
+  [[nodiscard]] std::shared_ptr<MonitorItem> GetMonitor();
 
-/// What `ServiceRoot::GetComponent` gives; each kind names its `ComponentId`.
-class Component {
- public:
-  virtual ~Component() = default;
-};
-
-class ServiceRoot {
- public:
-  virtual ~ServiceRoot() = default;
-  /// Never empty. Use ComponentOf below for the typed object.
-  [[nodiscard]] virtual std::shared_ptr<Component> GetComponent(std::string_view id, ServiceRef& ref) = 0;
+ private:
+  friend class MonitorList;
+  std::string m_machine;
+  std::string m_classId;
+  std::string m_monitorName;
+  std::optional<MonitorId> m_resolved;
 };
 
 /// The data file. `Load` needs no open gate, since it comes first at the console's start.
-class ServiceStore : public Component {
+class ServiceStore : public EngineObject {
  public:
   static constexpr std::string_view ComponentId = "{24ADEE03-682A-11D3-9CA3-00A0246E266E}";
-  /// Loading the file that the engine already serves changes nothing, unless somebody put another in its
-  /// place; another file replaces all monitors. After a failure all monitors are as they were.
-  virtual void Load(std::string_view path) = 0;
+  explicit ServiceStore(const EngineObject& origin) : EngineObject(origin) {}
+  /// Loading the file that the engine already serves changes nothing, unless somebody has replaced it;
+  /// another file replaces all monitors. After a failure all monitors are as they were.
+  void Load(std::string_view path);
   /// The file holds either its old or the new state, whatever happens meanwhile.
-  virtual void Save(std::string_view path) = 0;
+  void Save(std::string_view path);
 };
 
-class MonitorList : public Component {
+class MonitorList : public EngineObject {
  public:
   static constexpr std::string_view ComponentId = "{722FC7DE-64E6-11D3-9CA3-00A0246E266E}";
+  explicit MonitorList(const EngineObject& origin) : EngineObject(origin) {}
   /// Finds the monitor that `ref` names. Throws `Gone` if the engine restarted since connecting, `NotFound`
   /// if it has no monitor of that name.
-  virtual void Resolve(ServiceRef& ref) = 0;
-  /// A stopped monitor of the name in `ref` ("WebMonitor Of shop") now stands at the end of the list.
-  virtual void Add(ServiceRef& ref) = 0;
-  virtual void Remove(ServiceRef& ref) = 0;
-  [[nodiscard]] virtual int Count() = 0;
+  void Resolve(ServiceRef& ref);
+  /// Adds a stopped monitor of the name in `ref` ("WebMonitor Of shop") at the end of the list.
+  void Add(ServiceRef& ref);
+  void Remove(ServiceRef& ref);
+  [[nodiscard]] int Count();
   /// `index` counts from 1, in the order in which the monitors were added.
-  [[nodiscard]] virtual std::shared_ptr<MonitorItem> Item(int index) = 0;
+  [[nodiscard]] std::shared_ptr<MonitorItem> Item(int index);
+};
+
+class MonitorTypeList : public EngineObject {
+ public:
+  static constexpr std::string_view ComponentId = "{1B2D03AA-C28B-11D3-9CCC-00A0246E266E}";
+  explicit MonitorTypeList(const EngineObject& origin) : EngineObject(origin) {}
+  [[nodiscard]] int Count();
+  /// `index` counts from 1.
+  [[nodiscard]] std::shared_ptr<MonitorType> Item(int index);
+};
+
+class MonitorType : public EngineObject {
+ public:
+  MonitorType(const EngineObject& origin, std::string name) : EngineObject(origin), m_name(std::move(name)) {}
+  [[nodiscard]] std::string Name();
+
+ private:
+  std::string m_name;
+};
+
+/// What `ServiceRoot::GetComponent` gives; each kind names its `ComponentId`. Never empty.
+using Component = std::variant<std::shared_ptr<ServiceStore>, std::shared_ptr<MonitorList>,
+                               std::shared_ptr<MonitorTypeList>>;
+
+class ServiceRoot : public EngineObject {
+ public:
+  explicit ServiceRoot(const EngineObject& origin) : EngineObject(origin) {}
+  /// Use ComponentOf below for the typed object.
+  [[nodiscard]] Component GetComponent(std::string_view id, ServiceRef& ref);
+};
+
+/// One monitor. Stays valid while it is held; calls throw `NotFound` once the monitor has been removed.
+class MonitorItem : public EngineObject {
+ public:
+  MonitorItem(const EngineObject& origin, MonitorId id) : EngineObject(origin), m_id(id) {}
+  /// The full name.
+  [[nodiscard]] std::string Name();
+  [[nodiscard]] std::string TypeName();
+  /// 1 means that the console has no page for it.
+  [[nodiscard]] int Kind();
+  /// Empty text for a key that was never set.
+  [[nodiscard]] std::string GetAttr(std::string_view key);
+  /// `Status` starts ("Enable") or stops the monitor; all else takes effect at its next check.
+  void SetAttr(std::string_view key, std::string_view value);
+  [[nodiscard]] std::shared_ptr<MonitorRunner> Runner();
+
+ private:
+  friend class MonitorRunner;
+  MonitorId m_id;
 };
 
 /// Acts once, on demand. Each call may replace `item`; what comes back in it is the current one. Negative
 /// results are failures of the check or notification; a call that could not be made throws.
-class MonitorRunner {
+class MonitorRunner : public EngineObject {
  public:
-  virtual ~MonitorRunner() = default;
+  explicit MonitorRunner(const EngineObject& origin) : EngineObject(origin) {}
   /// Prepares a new monitor.
-  virtual void Init(std::shared_ptr<MonitorItem>& item) = 0;
+  void Init(std::shared_ptr<MonitorItem>& item);
   /// Runs one check and waits for its end.
-  [[nodiscard]] virtual std::int32_t Monitor(std::shared_ptr<MonitorItem>& item) = 0;
+  [[nodiscard]] std::int32_t Monitor(std::shared_ptr<MonitorItem>& item);
   /// Sends one notification, as the item's stored attributes say.
-  [[nodiscard]] virtual std::int32_t Notify(std::shared_ptr<MonitorItem>& item) = 0;
-};
+  [[nodiscard]] std::int32_t Notify(std::shared_ptr<MonitorItem>& item);
 
-/// One monitor. Stays valid while it is held; calls throw `NotFound` once the monitor has been removed.
-class MonitorItem {
- public:
-  virtual ~MonitorItem() = default;
-  /// The full name.
-  [[nodiscard]] virtual std::string Name() = 0;
-  [[nodiscard]] virtual std::string TypeName() = 0;
-  /// 1 means that the console has no page for it.
-  [[nodiscard]] virtual int Kind() = 0;
-  /// Empty text for a key that was never set.
-  [[nodiscard]] virtual std::string GetAttr(std::string_view key) = 0;
-  /// `Status` starts ("Enable") or stops the monitor; all else takes effect at its next check.
-  virtual void SetAttr(std::string_view key, std::string_view value) = 0;
-  [[nodiscard]] virtual std::shared_ptr<MonitorRunner> Runner() = 0;
-};
-
-class MonitorType {
- public:
-  virtual ~MonitorType() = default;
-  [[nodiscard]] virtual std::string Name() = 0;
-};
-
-class MonitorTypeList : public Component {
- public:
-  static constexpr std::string_view ComponentId = "{1B2D03AA-C28B-11D3-9CCC-00A0246E266E}";
-  [[nodiscard]] virtual int Count() = 0;
-  /// `index` counts from 1.
-  [[nodiscard]] virtual std::shared_ptr<MonitorType> Item(int index) = 0;
+ private:
+  void AnnounceRun(std::string_view operation, const MonitorItem& item) const;
+  void Replace(std::shared_ptr<MonitorItem>& item, MonitorId by) const;
 };
 
 /// Makes the objects that the console creates directly. Making one calls nothing; the first call on it
 /// connects. A new `ServiceRef` with only a monitor name, given to a new `MonitorList`, finds that monitor.
-class EngineFactory {
+class EngineFactory : public EngineObject {
  public:
-  virtual ~EngineFactory() = default;
-  [[nodiscard]] virtual std::shared_ptr<ServiceConfig> NewServiceConfig() = 0;
-  [[nodiscard]] virtual std::shared_ptr<ControlGate> NewControlGate() = 0;
-  [[nodiscard]] virtual std::shared_ptr<ServiceRef> NewServiceRef() = 0;
-  [[nodiscard]] virtual std::shared_ptr<MonitorList> NewMonitorList() = 0;
+  /// `observer` may be null.
+  explicit EngineFactory(Port& port, CallObserver* observer = nullptr) : EngineObject(port, observer) {}
+  [[nodiscard]] std::shared_ptr<ServiceConfig> NewServiceConfig();
+  [[nodiscard]] std::shared_ptr<ControlGate> NewControlGate();
+  [[nodiscard]] std::shared_ptr<ServiceRef> NewServiceRef();
+  [[nodiscard]] std::shared_ptr<MonitorList> NewMonitorList();
 };
 
-/// Opens the gate for this process, with the pass as the engine gives it out.
-inline void OpenGate(EngineFactory& engine) {
-  const auto config = engine.NewServiceConfig();
-  config->SetService(ServiceName);
-  engine.NewControlGate()->Open(config->GetValue(service::ControlPass));
-}
-
-/// The component `T` of a root, by the id that `T` carries. Empty if the engine gave another kind of object.
+/// The component `T` of a root, by the id that `T` carries. Never empty.
 template <class T>
 [[nodiscard]] std::shared_ptr<T> ComponentOf(ServiceRoot& root, ServiceRef& ref) {
-  return std::dynamic_pointer_cast<T>(root.GetComponent(T::ComponentId, ref));
+  return std::get<std::shared_ptr<T>>(root.GetComponent(T::ComponentId, ref));
 }
 
 }  // namespace norvane::console::engine

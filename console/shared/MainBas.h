@@ -76,10 +76,7 @@ class MainBas {
   template <class T>
   [[nodiscard]] std::shared_ptr<T> FetchComponent(const std::string& machine) {
     FetchRoot(machine);
-    auto component = engine::ComponentOf<T>(*CurrentRoot, *CurrentRef);
-    if (!component)
-      throw engine::EngineError(engine::EngineErrorCode::Failed, "the engine gave another component");
-    return component;
+    return engine::ComponentOf<T>(*CurrentRoot, *CurrentRef);
   }
 
   /// Puts a window in the middle of a screen, or of another window.

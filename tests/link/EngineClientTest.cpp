@@ -37,8 +37,8 @@ TEST_F(EngineClientTest, StartsTheEngineOnceIfNobodyAnswers) {
   };
   EngineClient client(m_options);
   EXPECT_EQ(starts, 0) << "making a client calls nothing";
-  EXPECT_EQ(client.NewMonitorList()->Count(), 0);
-  EXPECT_EQ(EngineClient(m_options).NewMonitorList()->Count(), 0);
+  EXPECT_EQ(client.Count(), 0u);
+  EXPECT_EQ(EngineClient(m_options).Count(), 0u);
   EXPECT_EQ(starts, 1) << "the second found it running";
 }
 
@@ -129,15 +129,14 @@ TEST_F(EngineClientTest, TellsOfTheEngineAndItsMonitors) {
   EXPECT_EQ(info.folder, m_folder.Path());
   EXPECT_LT(std::chrono::system_clock::now() - info.startedAt, seconds(600));
 
-  client.NewControlGate()->Open(m_engine->ControlPass());
+  client.OpenGate(m_engine->ControlPass());
   const auto before = client.Snapshot();
-  const auto good = client.Check("WebMonitor Of a");
-  const auto bad = client.Check("WebMonitor Of b");
+  const auto good = client.Check(client.Find("WebMonitor Of a"));
+  const auto bad = client.Check(client.Find("WebMonitor Of b"));
   EXPECT_TRUE(good.good);
   EXPECT_FALSE(bad.good);
   EXPECT_EQ(bad.reason, "size 1204, expected 1180");
   EXPECT_EQ(bad.duration, milliseconds(7));
-  EXPECT_EQ(CodeOf([&] { return client.Check("WebMonitor Of c"); }), EngineErrorCode::NotFound);
 
   const auto after = client.Snapshot();
   ASSERT_EQ(after.size(), 2u);
@@ -147,6 +146,54 @@ TEST_F(EngineClientTest, TellsOfTheEngineAndItsMonitors) {
   EXPECT_EQ(after[1]->checkDuration, milliseconds(7));
   EXPECT_EQ(after[1]->failuresInARow, 1u);
   EXPECT_EQ(after[0]->failuresInARow, 0u);
+}
+
+/// Waits for what another console did; only its own writes does a console see at once.
+bool Eventually(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + seconds(30);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+TEST_F(EngineClientTest, TwoConsolesShareTheMonitorsAndNotTheGate) {
+  Start();
+  EngineClient client(m_options);
+  EngineClient other(m_options);
+  ce::OpenGate(client);
+  client.Add("WebMonitor Of a");
+  const auto id = client.Find("WebMonitor Of a");
+  EXPECT_TRUE(Eventually([&] { return other.Count() == 1; }));
+  EXPECT_EQ(CodeOf([&] { other.SetAttribute(id, keys::Interval, "7"); }), EngineErrorCode::Refused);
+  ce::OpenGate(other);
+  other.SetAttribute(id, keys::Interval, "7");
+  EXPECT_TRUE(Eventually([&] { return client.Get(id)->Get(keys::Interval) == "7"; }));
+}
+
+TEST_F(EngineClientTest, ACheckThatIsNotAnsweredTimesOutAndNothingElseSuffers) {
+  Start();
+  m_options.runTimeout = milliseconds(200);
+  EngineClient client(m_options);
+  ce::OpenGate(client);
+  client.Add("WebMonitor Of a");
+  const auto id = client.Find("WebMonitor Of a");
+  m_engine->Do([](engine::Service&, ScriptedChecks& checks) { checks.holdChecks = true; });
+  EXPECT_EQ(CodeOf([&] { return client.Check(id); }), EngineErrorCode::TimedOut);
+  client.SetAttribute(id, keys::Interval, "5");
+  EXPECT_EQ(client.Get(id)->Get(keys::Interval), "5");
+}
+
+TEST_F(EngineClientTest, AnotherInstanceIsNotTheEngineThatItWasConnectedTo) {
+  EngineClient client(m_options);
+  EXPECT_EQ(CodeOf([&] { return client.Count(); }), EngineErrorCode::Gone);
+  Start();
+  EXPECT_EQ(client.Count(), 0u) << "a first connection that fails may be tried again";
+  m_engine.reset();
+  Start();
+  EXPECT_TRUE(Eventually([&] { return CodeOf([&] { return client.Count(); }) == EngineErrorCode::Gone; }));
+  EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::Gone);
 }
 
 TEST_F(EngineClientTest, WaitsForWhatOthersChange) {
@@ -165,7 +212,7 @@ TEST_F(EngineClientTest, ShutdownReturnsWhenTheEngineHasGone) {
   Start();
   EngineClient client(m_options);
   EXPECT_EQ(CodeOf([&] { client.Shutdown(); }), EngineErrorCode::Refused) << "the gate is closed";
-  client.NewControlGate()->Open(m_engine->ControlPass());
+  client.OpenGate(m_engine->ControlPass());
   client.Shutdown();
   EXPECT_EQ(CodeOf([&] { return client.Snapshot(); }), EngineErrorCode::Gone);
 }
@@ -209,10 +256,10 @@ TEST_F(EngineClientTest, TheConsoleSpendsTheTimeOfACallAsItLikes) {
   });
   m_options.waiter = &waiter;
   EngineClient client(m_options);
-  client.NewControlGate()->Open(m_engine->ControlPass());
+  client.OpenGate(m_engine->ControlPass());
   EXPECT_EQ(waiter.calls, 2) << "connecting is a call too";
   waiter.steps = 0;
-  EXPECT_EQ(client.Check("WebMonitor Of a").reason, "answered after some steps");
+  EXPECT_EQ(client.Check(client.Find("WebMonitor Of a")).reason, "answered after some steps");
   EXPECT_GE(waiter.steps, 5);
   static_cast<void>(client.Snapshot());
   EXPECT_EQ(waiter.calls, 3) << "reading is none";

@@ -119,9 +119,9 @@ TEST_F(EngineServerTest, AStrangerThatNeverSaysHelloIsDropped) {
   m_engine->AwaitLog("did not say hello in time");
 
   EngineClient client(m_options);
-  EXPECT_EQ(client.NewMonitorList()->Count(), 0);
+  EXPECT_EQ(client.Count(), 0u);
   RawPeer(m_folder.Path()).AwaitClosed();  // by now the client's own handshake time is over too
-  EXPECT_EQ(client.NewMonitorList()->Count(), 0);
+  EXPECT_EQ(client.Count(), 0u);
 }
 
 TEST_F(EngineServerTest, AnotherProtocolVersionIsToldWhatIsWrong) {
@@ -158,7 +158,7 @@ TEST_F(EngineServerTest, APeerThatBreaksTheProtocolIsDroppedAndNobodyElse) {
     RawPeer peer(m_folder.Path());
     peer.Send(bytes);
     peer.AwaitClosed();
-    EXPECT_EQ(bystander.NewMonitorList()->Count(), 0);
+    EXPECT_EQ(bystander.Count(), 0u);
   }
   EXPECT_TRUE(Serves());
 }
@@ -222,11 +222,11 @@ TEST_F(EngineServerTest, AConsoleThatNeverAnswersGetsOneBatchAndHoldsUpNobody) {
     roundTrip();
 
   EngineClient other(m_options);
-  other.NewControlGate()->Open(m_engine->ControlPass());
-  const auto item = other.NewMonitorList()->Item(1);
+  other.OpenGate(m_engine->ControlPass());
+  const auto id = other.IdAt(1);
   for (int i = 0; i < 50; ++i)
-    item->SetAttr(keys::Parameter, std::to_string(i));
-  EXPECT_EQ(item->GetAttr(keys::Parameter), "49");
+    other.SetAttribute(id, keys::Parameter, std::to_string(i));
+  EXPECT_EQ(other.Get(id)->Get(keys::Parameter), "49");
   roundTrip();
   EXPECT_EQ(mirror.batches.size(), 1u) << "the first is not answered";
 
@@ -263,8 +263,6 @@ TEST_F(EngineServerTest, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
   constexpr int Batch = 1000;
   Start();
   EngineClient other(m_options);
-  const auto config = other.NewServiceConfig();
-  config->SetService(ce::ServiceName);
   RawPeer peer(m_folder.Path());
   std::uint32_t question = 0;
   std::string left;
@@ -274,7 +272,7 @@ TEST_F(EngineServerTest, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
     const auto sent = peer.SendSome(left);
     left.erase(0, sent);
     idle = sent == 0 ? idle + 1 : 0;
-    EXPECT_EQ(config->GetValue("never set"), "") << "others are served meanwhile";
+    EXPECT_EQ(other.ServiceValue("never set"), "") << "others are served meanwhile";
   }
 }
 
@@ -287,8 +285,8 @@ TEST_F(EngineServerTest, AConsoleMayLeaveWhileItsCheckRuns) {
   m_options.runTimeout = milliseconds(50);
   {
     EngineClient client(m_options);
-    client.NewControlGate()->Open(m_engine->ControlPass());
-    EXPECT_THROW(static_cast<void>(client.Check("WebMonitor Of a")), ce::EngineError);
+    client.OpenGate(m_engine->ControlPass());
+    EXPECT_THROW(static_cast<void>(client.Check(client.Find("WebMonitor Of a"))), ce::EngineError);
   }
   EXPECT_TRUE(Serves());
   m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {

@@ -27,7 +27,7 @@ class Path {
  public:
   Path() {
     std::vector<std::string> wireKeys(ce::KnownKeys.begin(), ce::KnownKeys.end());
-    mirror.Begin(std::move(wireKeys));
+    mirror.Begin(std::move(wireKeys), {});
   }
   /// One batch; what was in it.
   ChangeFeed::Batch Step(const MonitorTable& table) {
@@ -55,7 +55,7 @@ void ExpectSame(const MonitorTable& table, const Mirror& mirror) {
     const auto& record = *all[position++];
     ASSERT_EQ(record.id, id);
     EXPECT_EQ(record.name, monitor.name);
-    EXPECT_EQ(mirror.IdOf(monitor.name), id);
+    EXPECT_EQ(mirror.Find(monitor.name), id);
     EXPECT_EQ(mirror.IdAt(static_cast<int>(position)), id);
     for (const auto key : ce::KnownKeys)
       EXPECT_EQ(record.Get(key), monitor.attributes->Get(key)) << key;
@@ -119,9 +119,22 @@ TEST(Mirror, ReadersSeeTheOldTableUntilTheNewOneIsComplete) {
   ExpectSame(loaded, path.mirror);
 }
 
+TEST(Mirror, KnowsWhichMonitorsHaveAPage) {
+  MonitorTable table(1, engine::ProbeTable());
+  for (const auto* name : {"WebMonitor Of a", "Pop3Monitor Of b", "SmtpMonitor Of c"})
+    table.Add(name, {});
+  Path path;
+  path.mirror.Begin({ce::KnownKeys.begin(), ce::KnownKeys.end()}, {{"WebMonitor"}, {"Pop3Monitor", false}});
+  path.Run(table);
+  std::string pages;
+  for (const auto& record : path.mirror.All())
+    pages += record->hasPage ? "page;" : "none;";
+  EXPECT_EQ(pages, "page;none;none;") << "the last is of a type that the engine has not named";
+}
+
 TEST(Mirror, KeepsKeysThatOnlyTheEngineKnowsAndMovesThoseThatItKnowsElsewhere) {
   Mirror mirror;
-  mirror.Begin({"a key of a later engine", std::string(keys::Status)});
+  mirror.Begin({"a key of a later engine", std::string(keys::Status)}, {});
   capnp::MallocMessageBuilder message;
   auto batch = message.initRoot<wire::Batch>();
   batch.setReset(true);

@@ -195,7 +195,7 @@ TEST_F(StoryTest, KilledEngineEndsTheConsoleAndNothingSavedIsLost) {
     InBox(
         "Restart",
         [&console] {
-          ASSERT_EQ(::kill(static_cast<pid_t>(console.console.engine.Info().processId), SIGKILL), 0);
+          ASSERT_EQ(::kill(static_cast<pid_t>(console.console.port.Info().processId), SIGKILL), 0);
           Await("the console's end", [&console] {
             if (!console.hasEnded) console.console.form.Timer1_Timer();
             return console.hasEnded;

@@ -1,48 +1,29 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "console/engine/Engine.h"
-#include "console/engine/EngineError.h"
+#include "tests/support/CallRecorder.h"
 
 namespace norvane::tests {
 
-/// A monitor of the fake. Items hold it, so it outlives its removal.
+/// A monitor of the fake.
 struct FakeMonitor {
   std::string name;
   std::map<std::string, std::string, std::less<>> attributes;
   int kind = 0;
-  bool removed = false;
 };
 
-/// An engine in memory that behaves as the contract says, and records every call in order. It is also the
-/// console's connection to that engine: `AnotherConsole` gives a second connection to the same one, with its
-/// own gate, record and failures. It must outlive the objects that it made.
-///
-/// Calls read as in the code: `SetAttr("Status", "Enable")`, `GetRoot`, `Item(1)`; `Resolve`, `Add` and
-/// `Remove` show the name in their reference, `GetComponent` the id, a runner's calls the item's name. The
-/// operations that two objects share are told apart by `MonitorTypeList.Count`, `MonitorTypeList.Item(1)`
-/// and `MonitorType.Name`. `New...` is not recorded, as it calls nothing.
-class FakeEngine : public console::engine::EngineFactory {
+/// An engine in memory, and one console's connection to it.
+class FakePort : public console::engine::Port {
  public:
-  FakeEngine();
-  [[nodiscard]] std::unique_ptr<FakeEngine> AnotherConsole() const;
+  // What the engine holds; these check nothing.
 
-  std::shared_ptr<console::engine::ServiceConfig> NewServiceConfig() override;
-  std::shared_ptr<console::engine::ControlGate> NewControlGate() override;
-  std::shared_ptr<console::engine::ServiceRef> NewServiceRef() override;
-  std::shared_ptr<console::engine::MonitorList> NewMonitorList() override;
-
-  // What the engine holds; these neither record nor check.
-
-  /// Puts a monitor at the end of the list, of any name and kind.
+  /// Puts a monitor of any name and kind at the end of the list.
   FakeMonitor& Place(std::string_view fullName,
                      std::map<std::string, std::string, std::less<>> attributes = {}, int kind = 0);
   /// Takes it away behind the console's back. The name must exist; so for `At`.
@@ -50,38 +31,18 @@ class FakeEngine : public console::engine::EngineFactory {
   [[nodiscard]] FakeMonitor& At(std::string_view fullName);
   [[nodiscard]] std::vector<std::string> Names() const;
   /// Committed service-wide values; "ControlPass" opens the gate.
-  [[nodiscard]] std::map<std::string, std::string, std::less<>>& ConfigValues();
+  [[nodiscard]] console::engine::ServiceValues& ConfigValues() { return m_config; }
   /// The types that MonitorTypeList offers: the three that an engine knows.
-  [[nodiscard]] std::vector<std::string>& Types();
-  /// Data files by path: the monitors in them. `Save` writes one, `Load` takes one.
-  [[nodiscard]] std::map<std::string, std::vector<FakeMonitor>, std::less<>>& Files();
-  /// The file whose `Load` changes nothing; the last one loaded.
-  [[nodiscard]] std::string& ServedFile();
+  [[nodiscard]] std::vector<std::string>& Types() { return m_types; }
+  /// Data files by path: the monitors in them. `Save` writes one, `Load` reads one.
+  [[nodiscard]] std::map<std::string, std::vector<FakeMonitor>, std::less<>>& Files() { return m_files; }
   void OpenGate() { m_gateOpen = true; }
-
-  // What was called.
-
-  [[nodiscard]] const std::vector<std::string>& Calls() const { return m_calls; }
-  /// The calls so far; the record starts anew.
-  [[nodiscard]] std::vector<std::string> TakeCalls() { return std::exchange(m_calls, {}); }
-
-  // What shall go wrong. `operation` is the call's text up to the parenthesis: "SetAttr".
-
-  void FailOnce(std::string_view operation, console::engine::EngineError error);
-  void FailAlways(std::string_view operation, console::engine::EngineError error);
-  /// Undoes both.
-  void Mend(std::string_view operation);
-  /// Runs inside every such call, after it was recorded and before it takes effect or fails.
-  void During(std::string_view operation, std::function<void()> hook);
-  /// No engine answers any more.
-  void EndEngine();
-  /// Another instance with the same monitors stands in the engine's place: consoles that were connected find
-  /// theirs gone, new ones connect.
-  void RestartEngine();
+  /// From now on no engine answers.
+  void EndEngine() { m_gone = true; }
 
   /// What a runner's call gives.
   struct RunnerAnswer {
-    std::int32_t result = 0;
+    std::int32_t result = 0;  ///< negative: the check or notification fails
     /// Full name of the monitor that the caller's item is replaced by; empty leaves the item alone.
     std::string replaceBy;
   };
@@ -89,37 +50,45 @@ class FakeEngine : public console::engine::EngineFactory {
   RunnerAnswer monitorAnswer;
   RunnerAnswer notifyAnswer;
 
+  const console::engine::EngineInfo& Info() override;
+  std::size_t Count() override;
+  console::engine::MonitorId IdAt(int position) override;
+  console::engine::MonitorId Find(std::string_view fullName) override;
+  console::engine::MonitorPtr Get(console::engine::MonitorId id) override;
+  console::engine::MonitorSnapshot Snapshot() override;
+  std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
+  std::string ServiceValue(std::string_view key) override;
+  void OpenGate(std::string_view controlPass) override;
+  void CommitServiceValues(const console::engine::ServiceValues& values) override;
+  void Load(std::string_view path) override;
+  void Save(std::string_view path) override;
+  void Add(std::string_view fullName) override;
+  void Remove(std::string_view fullName) override;
+  void SetAttribute(console::engine::MonitorId id, std::string_view key, std::string_view value) override;
+  console::engine::MonitorId Init(console::engine::MonitorId id) override;
+  console::engine::Outcome Check(console::engine::MonitorId id) override;
+  console::engine::Outcome Notify(console::engine::MonitorId id) override;
+  void Shutdown() override { EndEngine(); }
+
  private:
-  struct World;
-  class Config;
-  class Gate;
-  class Ref;
-  class Root;
-  class Store;
-  class List;
-  class Item;
-  class Runner;
-  class TypeList;
-  class Type;
+  void CheckGate();
+  FakeMonitor& Held(console::engine::MonitorId id);
+  console::engine::Outcome Run(console::engine::MonitorId id, const RunnerAnswer& answer);
 
-  explicit FakeEngine(std::shared_ptr<World> world);
-  /// Every call starts here: it is recorded, the hook runs, and what shall fail fails.
-  void Begin(std::string_view operation, const std::string& arguments);
-  /// The same for a call that reaches the engine, and so needs it to be the one that was connected to.
-  void Call(std::string_view operation, const std::string& arguments = {});
-  /// The same for a call that also needs the open gate.
-  void GatedCall(std::string_view operation, const std::string& arguments = {});
-
-  struct Failure {
-    console::engine::EngineError error;
-    bool once;
-  };
-  std::shared_ptr<World> m_world;
-  int m_instance = 0;  ///< the one that answered first; 0 before
+  bool m_gone = false;
   bool m_gateOpen = false;
-  std::vector<std::string> m_calls;
-  std::map<std::string, Failure, std::less<>> m_failures;
-  std::map<std::string, std::function<void()>, std::less<>> m_hooks;
+  console::engine::EngineInfo m_info;
+  std::vector<std::string> m_types = {"WebMonitor", "Pop3Monitor", "SmtpMonitor"};
+  console::engine::ServiceValues m_config = {{"ControlPass", "fake control pass"}};
+  std::map<console::engine::MonitorId, FakeMonitor> m_monitors;
+  console::engine::MonitorId m_lastId = 0;
+  std::map<std::string, std::vector<FakeMonitor>, std::less<>> m_files;
+};
+
+/// The engine's objects over the fake, on record. Must outlive the objects that it made.
+class FakeEngine : public FakePort, public CallRecorder, public console::engine::EngineFactory {
+ public:
+  FakeEngine() : EngineFactory(static_cast<FakePort&>(*this), this) {}
 };
 
 }  // namespace norvane::tests

@@ -12,7 +12,7 @@
 
 #include "console/engine/MonitorKeys.h"
 
-namespace norvane::link {
+namespace norvane::console::engine {
 
 /// The position of a key in KnownKeys, if it is one of them.
 [[nodiscard]] std::optional<std::size_t> KnownPosition(std::string_view key);
@@ -20,7 +20,7 @@ namespace norvane::link {
 /// A text for each of KnownKeys, all in one piece: a monitor has many and most are short or empty.
 class KnownValues {
  public:
-  using Views = std::array<std::string_view, console::engine::KnownKeys.size()>;
+  using Views = std::array<std::string_view, KnownKeys.size()>;
 
   KnownValues() = default;
   explicit KnownValues(const Views& values);
@@ -28,13 +28,17 @@ class KnownValues {
 
  private:
   std::string m_text;
-  std::array<std::uint32_t, console::engine::KnownKeys.size()> m_ends{};
+  std::array<std::uint32_t, KnownKeys.size()> m_ends{};
 };
 
-/// One monitor as the engine last told it. Never changes: a change makes a new one.
+/// Unique among the monitors of one engine process, also the removed ones.
+using MonitorId = std::uint64_t;
+
+/// One monitor as the engine last sent it. Never changes: a change makes a new one.
 struct MonitorRecord {
-  std::uint64_t id = 0;
+  MonitorId id = 0;
   std::string name;
+  bool hasPage = false;  ///< whether the engine wants a property page shown for its type
   KnownValues known;
   std::map<std::string, std::string, std::less<>> others;
   /// The last check at the time of the last change; `at` is the epoch if there was none.
@@ -42,10 +46,12 @@ struct MonitorRecord {
   std::chrono::milliseconds checkDuration{0};
   unsigned failuresInARow = 0;
 
+  [[nodiscard]] std::string_view TypeName() const;
   /// Empty text for a key that was never set.
   [[nodiscard]] std::string_view Get(std::string_view key) const;
 };
 
-using MonitorSnapshot = std::vector<std::shared_ptr<const MonitorRecord>>;
+using MonitorPtr = std::shared_ptr<const MonitorRecord>;
+using MonitorSnapshot = std::vector<MonitorPtr>;
 
-}  // namespace norvane::link
+}  // namespace norvane::console::engine

@@ -1,10 +1,8 @@
-#include "link/MonitorRecord.h"
+#include "console/engine/MonitorRecord.h"
 
 #include <algorithm>
 
-namespace norvane::link {
-
-using console::engine::KnownKeys;
+namespace norvane::console::engine {
 
 std::optional<std::size_t> KnownPosition(std::string_view key) {
   const auto found = std::find(KnownKeys.begin(), KnownKeys.end(), key);
@@ -28,6 +26,10 @@ std::string_view KnownValues::operator[](std::size_t position) const {
   return std::string_view(m_text).substr(begin, m_ends[position] - begin);
 }
 
+std::string_view MonitorRecord::TypeName() const {
+  return std::string_view(name).substr(0, name.find(NameSeparator));
+}
+
 std::string_view MonitorRecord::Get(std::string_view key) const {
   const auto position = KnownPosition(key);
   if (position.has_value() && !known[*position].empty()) return known[*position];
@@ -35,4 +37,4 @@ std::string_view MonitorRecord::Get(std::string_view key) const {
   return other == others.end() ? std::string_view() : std::string_view(other->second);
 }
 
-}  // namespace norvane::link
+}  // namespace norvane::console::engine

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "console/engine/MonitorRecord.h"
+
+namespace norvane::console::engine {
+
+/// A type of monitor that the engine offers.
+struct MonitorTypeInfo {
+  std::string name;
+  bool hasPage = true;  ///< whether the console is to show a property page for it
+};
+
+/// What the engine says of itself.
+struct EngineInfo {
+  std::string instance;  ///< random, another for every engine process
+  std::string version;
+  std::uint32_t processId = 0;
+  std::string folder;
+  std::chrono::system_clock::time_point startedAt;
+  std::vector<MonitorTypeInfo> monitorTypes;
+};
+
+/// How a check or notification ended that could be carried out.
+struct Outcome {
+  bool good = false;
+  std::string reason;
+  std::chrono::milliseconds duration{0};
+  MonitorId monitor = 0;  ///< the one to go on with; another if the engine has replaced it meanwhile
+};
+
+using ServiceValues = std::map<std::string, std::string, std::less<>>;
+
+/// The engine in plain values; the one way by which this process reaches it. Text is UTF-8. Every function
+/// may throw EngineError and blocks until the engine has answered; a read sees every write that this process
+/// has made before it. For one thread.
+class Port {
+ public:
+  virtual ~Port() = default;
+
+  // Reads.
+
+  [[nodiscard]] virtual const EngineInfo& Info() = 0;
+  [[nodiscard]] virtual std::size_t Count() = 0;
+  /// `position` counts from 1, in the order in which the monitors were added.
+  [[nodiscard]] virtual MonitorId IdAt(int position) = 0;
+  [[nodiscard]] virtual MonitorId Find(std::string_view fullName) = 0;
+  [[nodiscard]] virtual MonitorPtr Get(MonitorId id) = 0;
+  /// All monitors, in order. Two snapshots share the records that did not change between them.
+  [[nodiscard]] virtual MonitorSnapshot Snapshot() = 0;
+  /// Waits until something changed after the number that an earlier call gave (0: nothing seen yet), or until
+  /// the time is over; gives the number of what there is now.
+  [[nodiscard]] virtual std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) = 0;
+  /// Empty text for a key that was never set.
+  [[nodiscard]] virtual std::string ServiceValue(std::string_view key) = 0;
+
+  // Writes. All but the first three need the open gate.
+
+  virtual void OpenGate(std::string_view controlPass) = 0;
+  /// On disk when this returns.
+  virtual void CommitServiceValues(const ServiceValues& values) = 0;
+  virtual void Load(std::string_view path) = 0;
+  virtual void Save(std::string_view path) = 0;
+  /// Adds a stopped monitor.
+  virtual void Add(std::string_view fullName) = 0;
+  virtual void Remove(std::string_view fullName) = 0;
+  virtual void SetAttribute(MonitorId id, std::string_view key, std::string_view value) = 0;
+  /// Gives the monitor to go on with, as `Outcome::monitor`.
+  virtual MonitorId Init(MonitorId id) = 0;
+  [[nodiscard]] virtual Outcome Check(MonitorId id) = 0;
+  [[nodiscard]] virtual Outcome Notify(MonitorId id) = 0;
+  /// Returns when the engine has ended and another can serve its folder.
+  virtual void Shutdown() = 0;
+};
+
+/// Opens the gate with the pass as the engine gives it out.
+inline void OpenGate(Port& engine) {
+  engine.OpenGate(engine.ServiceValue(service::ControlPass));
+}
+
+}  // namespace norvane::console::engine
