@@ -183,6 +183,10 @@ class Script : public QObject, private driver::ConsoleUser {
   void Focused(const Arguments& a);
 
   [[nodiscard]] QWidget& Window() const override { return *m_world->form; }
+  [[nodiscard]] QWidget& FormInFront() const {
+    auto* window = QApplication::activeModalWidget();
+    return window != nullptr ? *window : Window();
+  }
   /// The window in front, the page on show, the main window: the first that has it.
   template <class T = QWidget>
   [[nodiscard]] T& Find(const std::string& name) const;
@@ -304,9 +308,12 @@ std::vector<QWidget*> Script::ShownForms() const {
   forms.push_back(m_world->form.get());
   for (const auto& page : m_world->bas->PageForms)
     if (page && page->isVisible()) forms.push_back(page);
+  std::map<QString, QWidget*> dialogs;  // Qt gives them in any order
   for (auto* window : QApplication::topLevelWidgets())
-    if (window->isVisible() && window != m_world->form.get() && qobject_cast<QDialog*>(window) != nullptr)
-      forms.push_back(window);
+    if (window->isVisible() && qobject_cast<QDialog*>(window) != nullptr)
+      dialogs[window->objectName()] = window;
+  for (const auto& [name, window] : dialogs)
+    forms.push_back(window);
   return forms;
 }
 
@@ -499,10 +506,11 @@ void Script::Runner(const Arguments& a) {
   answer = {.result = std::stoi(a[1]), .replaceBy = a.size() > 2 ? a[2] : ""};
 }
 
-/// Something happens inside the next call of an operation.
+/// Something happens inside the next call of an operation, or the n-th from now on.
 void Script::During(const Arguments& a) {
-  m_world->engine.During(a[0], [this, command = a[1], done = std::make_shared<bool>(false)] {
-    if (std::exchange(*done, true)) return;
+  auto left = std::make_shared<int>(a.size() > 2 ? std::stoi(a[2]) : 1);
+  m_world->engine.During(a[0], [this, command = a[1], left] {
+    if (--*left != 0) return;
     Emit("meanwhile: " + command);
     Act(command);
   });
@@ -547,8 +555,7 @@ void Script::Load(const Arguments& a) {
 
 /// A timer of the form in front goes off.
 void Script::Tick(const Arguments& /*a*/) {
-  auto* window = QApplication::activeModalWidget();
-  auto& timer = Part<QTimer>(window != nullptr ? *window : Window(), "Timer1");
+  auto& timer = Part<QTimer>(FormInFront(), "Timer1");
   QMetaObject::invokeMethod(&timer, "timeout");
 }
 
@@ -576,7 +583,7 @@ void Script::Menu(const Arguments& a) {
 }
 
 void Script::Close(const Arguments& /*a*/) {
-  ShownForms().back()->close();
+  FormInFront().close();
 }
 
 void Script::CloseMenu(const Arguments& /*a*/) {
@@ -622,9 +629,8 @@ void Script::Focus(const Arguments& a) {
 /// "Alt+O", "Space": to the control with the focus.
 void Script::Key(const Arguments& a) {
   const auto sequence = QKeySequence(QString::fromStdString(a[0]))[0];
-  auto* window = QApplication::activeModalWidget();
-  if (window == nullptr) window = &Window();
-  auto* control = window->focusWidget() != nullptr ? window->focusWidget() : window;
+  auto& window = FormInFront();
+  auto* control = window.focusWidget() != nullptr ? window.focusWidget() : &window;
   QTest::keyClick(control, sequence.key(), sequence.keyboardModifiers());
 }
 
