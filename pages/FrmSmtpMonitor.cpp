@@ -29,7 +29,7 @@ FrmSmtpMonitor::FrmSmtpMonitor(console::shared::MainBas& bas, QWidget* parent)
 FrmSmtpMonitor::~FrmSmtpMonitor() = default;
 
 void FrmSmtpMonitor::txtMonitorPoint_LostFocus() {
-  settings::ProposeAddressee(*this);
+  settings::ProposeAddressee(Fields());
 }
 
 }  // namespace norvane::pages

@@ -9,7 +9,6 @@
 #include "console/shared/MainBas.h"
 #include "console/shared/Wire.h"
 #include "pages/Spinner.h"
-#include "pages/ToolTips.h"
 #include "settings/NumberFields.h"
 #include "settings/PageRules.h"
 #include "settings/PagerTypes.h"
@@ -24,8 +23,6 @@ using console::engine::EngineError;
 using console::engine::MonitorRunner;
 using console::shared::Box;
 using console::shared::BoxIcon;
-using settings::CheckField;
-using settings::ChoiceField;
 using settings::TextField;
 
 constexpr std::pair<const char*, TextField> Spinners[] = {
@@ -39,7 +36,7 @@ constexpr TextField BrowsedFields[] = {TextField::txtLaunchCmd, TextField::txtLa
 constexpr char BrowseFolder[] = "/";
 constexpr char BrowseFilter[] = "Execute file(*.exe;*.com;*.bat)|*.com;*.exe;*.bat; |All file(*.*)|*.*;";
 
-/// The pointer is an hourglass for as long as this stands.
+/// Shows the pointer as an hourglass during its lifetime.
 class Hourglass {
  public:
   explicit Hourglass(console::shared::Dialogs& dialogs) : m_dialogs(dialogs) {
@@ -59,7 +56,7 @@ Box ErrorBox(std::string text, BoxIcon icon = BoxIcon::Critical) {
 
 }  // namespace
 
-MonitorPage::MonitorPage(console::shared::MainBas& bas, settings::Type type, const QString& name,
+MonitorPage::MonitorPage(console::shared::MainBas& bas, const settings::Type& type, const QString& name,
                          QWidget* parent)
     : Page(parent), m_bas(bas), m_ui(std::make_unique<Ui::MonitorPage>()), m_type(type) {
   m_ui->setupUi(this);
@@ -68,25 +65,18 @@ MonitorPage::MonitorPage(console::shared::MainBas& bas, settings::Type type, con
   // Or Tab would come to the strip first, past all that stands before it.
   m_ui->SSTab1->setFocusProxy(nullptr);
   m_ui->SSTab1->setFocusPolicy(Qt::NoFocus);
-  m_ui->cmbPagerType->setEnabled(type != settings::Type::Web);
 }
 
 MonitorPage::~MonitorPage() = default;
 
 void MonitorPage::Form_Load(std::span<const char* const> tabOrder) {
   m_fields.emplace(*this);
-  ShowToolTips();
   OrderTabs(tabOrder);
   support::FillPagerTypes(m_bas, *m_ui->cmbPagerType);
   WireControls();
   WireSpinners();
   FilterInput();
-  MakeRoom();
-}
-
-void MonitorPage::ShowToolTips() {
-  for (const auto& row : ToolTips)
-    findChild<QWidget*>(QLatin1String(row.control))->setToolTip(QLatin1String(row.text.For(m_type)));
+  FitLargeFont();
 }
 
 void MonitorPage::OrderTabs(std::span<const char* const> names) {
@@ -100,7 +90,7 @@ void MonitorPage::OrderTabs(std::span<const char* const> names) {
 }
 
 /// A large font needs more than the page was drawn with.
-void MonitorPage::MakeRoom() {
+void MonitorPage::FitLargeFont() {
   QSize room = size().expandedTo(layout()->minimumSize());
   for (int tab = m_ui->SSTab1->count() - 1; tab >= 0; --tab) {
     m_ui->SSTab1->setCurrentIndex(tab);  // of the other tabs the lines of a wrapped text do not count
@@ -134,9 +124,9 @@ void MonitorPage::WireSpinners() {
   for (const auto& [name, field] : Spinners) {
     const auto* spinner = findChild<Spinner*>(QLatin1String(name));
     connect(spinner, &Spinner::UpClick, this,
-            [this, field = field] { SetText(field, settings::StepUp(Text(field))); });
+            [this, field = field] { m_fields->SetText(field, settings::StepUp(m_fields->Text(field))); });
     connect(spinner, &Spinner::DownClick, this,
-            [this, field = field] { SetText(field, settings::StepDown(Text(field))); });
+            [this, field = field] { m_fields->SetText(field, settings::StepDown(m_fields->Text(field))); });
   }
 }
 
@@ -170,22 +160,31 @@ bool MonitorPage::eventFilter(QObject* watched, QEvent* event) {
 // Loading, saving, testing.
 
 bool MonitorPage::Validate() {
-  const auto failure = settings::Validate(m_type, *this, m_bas.Folder());
+  const auto failure = settings::Validate(m_type, *m_fields, m_bas.Folder());
   if (failure) m_bas.Dialogs.Show(ErrorBox(failure->message));
   return !failure;
 }
 
 void MonitorPage::SaveData() {
-  settings::SaveData(m_type, *this, *m_bas.CurrentMonitor, m_bas.Gateway);
+  settings::SaveData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway);
 }
 
 void MonitorPage::RefreshData() {
   try {
-    settings::RefreshData(m_type, *this, *m_bas.CurrentMonitor, m_bas.Gateway);
+    settings::RefreshData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway);
   } catch (const EngineError&) {
     hide();
     throw;
   }
+  RunNotificationHandlers();
+  m_ui->cmdApply->setEnabled(false);  // comes last: all changes before it have enabled it
+}
+
+void MonitorPage::RunNotificationHandlers() {
+  chkByPager_Click();
+  chkByEmail_Click();
+  chkInetCall_Click();
+  cmbPagerType_Change();
 }
 
 void MonitorPage::cmdRestore_Click() {
@@ -202,7 +201,7 @@ void MonitorPage::cmdApply_Click() {
   m_ui->cmdApply->setEnabled(false);
 }
 
-std::int32_t MonitorPage::Act(RunnerCall call) {
+std::int32_t MonitorPage::Run(RunnerCall call) {
   auto item = m_bas.CurrentMonitor;
   const auto runner = item->Runner();
   const auto result = (*runner.*call)(item);
@@ -211,12 +210,11 @@ std::int32_t MonitorPage::Act(RunnerCall call) {
 }
 
 void MonitorPage::cmdTest_Click() {
-  // On the web page a test goes on with what is stored if the fields are not taken.
-  if (m_type != settings::Type::Web && !Validate()) return;
+  if (!ReadyToTest()) return;
   cmdApply_Click();
   const Hourglass pointer(m_bas.Dialogs);
   try {
-    if (Act(&MonitorRunner::Monitor) >= 0)
+    if (Run(&MonitorRunner::Monitor) >= 0)
       m_bas.Dialogs.Show({.title = console::shared::ApplicationTitle,
                           .text = "Test Successfully",
                           .icon = BoxIcon::Information});
@@ -231,7 +229,7 @@ void MonitorPage::cmdTest_Click() {
 /// A notification that could not even be started has failed.
 bool MonitorPage::Notified() {
   try {
-    return Act(&MonitorRunner::Notify) >= 0;
+    return Run(&MonitorRunner::Notify) >= 0;
   } catch (const EngineError&) {
     return false;
   }
@@ -256,7 +254,7 @@ void MonitorPage::cmdHelp_Click() {
 
 void MonitorPage::cmdBrowse_Click(int index) {
   if (auto chosen = m_bas.Dialogs.OpenFile(BrowseFolder, BrowseFilter)) m_chosenFile = std::move(*chosen);
-  SetText(BrowsedFields[index], m_chosenFile);
+  m_fields->SetText(BrowsedFields[index], m_chosenFile);
 }
 
 // Notification.
@@ -294,53 +292,6 @@ void MonitorPage::cmbPagerType_Change() {
   const auto name = m_ui->cmbPagerType->currentText().toStdString();
   m_ui->txtPagerMsg->setEnabled(settings::HasMessageOnPage(name));
   EnableApply();
-}
-
-// The controls as fields.
-
-std::string MonitorPage::Text(TextField field) const {
-  return m_fields->Text(field);
-}
-
-void MonitorPage::SetText(TextField field, std::string_view text) {
-  m_fields->SetText(field, text);
-}
-
-bool MonitorPage::Checked(CheckField field) const {
-  return m_fields->Checked(field);
-}
-
-void MonitorPage::SetChecked(CheckField field, bool checked) {
-  m_fields->SetChecked(field, checked);
-}
-
-int MonitorPage::Selected(ChoiceField field) const {
-  return m_fields->Selected(field);
-}
-
-void MonitorPage::Select(ChoiceField field, int entry) {
-  m_fields->Select(field, entry);
-}
-
-int MonitorPage::EntryCount(ChoiceField field) const {
-  return m_fields->EntryCount(field);
-}
-
-void MonitorPage::SetEnabled(settings::Switch /*control*/, bool enabled) {
-  m_ui->cmdApply->setEnabled(enabled);
-}
-
-void MonitorPage::Run(settings::Handler handler) {
-  switch (handler) {
-    case settings::Handler::chkByPager_Click:
-      return chkByPager_Click();
-    case settings::Handler::chkByEmail_Click:
-      return chkByEmail_Click();
-    case settings::Handler::chkInetCall_Click:
-      return chkInetCall_Click();
-    case settings::Handler::cmbPagerType_Change:
-      return cmbPagerType_Change();
-  }
 }
 
 }  // namespace norvane::pages

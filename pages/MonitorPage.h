@@ -5,13 +5,11 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "console/engine/Engine.h"
 #include "console/shared/FieldControls.h"
 #include "console/shared/Page.h"
-#include "settings/ByType.h"
-#include "settings/Fields.h"
+#include "settings/Type.h"
 
 namespace norvane::console::shared {
 class MainBas;
@@ -25,7 +23,7 @@ class MonitorPage;
 
 /// What the pages of all types have in common: the buttons, the tabs "Notification" and "Command", and the
 /// handlers. Each page puts its own controls on the tab "General".
-class MonitorPage : public console::shared::Page, public settings::PageFields {
+class MonitorPage : public console::shared::Page {
   Q_OBJECT
 
  public:
@@ -35,16 +33,6 @@ class MonitorPage : public console::shared::Page, public settings::PageFields {
   void SaveData() override;
   /// Hides the page if that fails: it would show one monitor's fields for another's.
   void RefreshData() override;
-
-  [[nodiscard]] std::string Text(settings::TextField field) const override;
-  void SetText(settings::TextField field, std::string_view text) override;
-  [[nodiscard]] bool Checked(settings::CheckField field) const override;
-  void SetChecked(settings::CheckField field, bool checked) override;
-  [[nodiscard]] int Selected(settings::ChoiceField field) const override;
-  void Select(settings::ChoiceField field, int entry) override;
-  [[nodiscard]] int EntryCount(settings::ChoiceField field) const override;
-  void SetEnabled(settings::Switch control, bool enabled) override;
-  void Run(settings::Handler handler) override;
 
   void cmdTest_Click();
   void cmdRestore_Click();
@@ -63,13 +51,21 @@ class MonitorPage : public console::shared::Page, public settings::PageFields {
   void cmbPagerType_Change();
 
  protected:
-  MonitorPage(console::shared::MainBas& bas, settings::Type type, const QString& name, QWidget* parent);
+  /// `type` must outlive this.
+  MonitorPage(console::shared::MainBas& bas, const settings::Type& type, const QString& name,
+              QWidget* parent);
 
   /// Finds, wires and fills the controls. Each page calls it once, with its own controls in place. `tabOrder`
   /// has the names of all controls that take the focus, the tab strip among them.
   void Form_Load(std::span<const char* const> tabOrder);
   /// Something has changed since the last load or save.
   void EnableApply();
+  /// Lets what the notification enables follow from its controls after a load, which need not have changed
+  /// any of them.
+  virtual void RunNotificationHandlers();
+  /// Whether the fields let a test go on; otherwise the user has been told.
+  [[nodiscard]] virtual bool ReadyToTest() { return Validate(); }
+  [[nodiscard]] settings::Fields& Fields() { return *m_fields; }
 
   /// Keeps Enter and the idle wheel from the controls, and gives a button that is reached by its access key
   /// the focus first.
@@ -79,21 +75,20 @@ class MonitorPage : public console::shared::Page, public settings::PageFields {
   const std::unique_ptr<Ui::MonitorPage> m_ui;
 
  private:
-  void ShowToolTips();
   void OrderTabs(std::span<const char* const> names);
   void WireControls();
   void WireSpinners();
   void FilterInput();
-  void MakeRoom();
+  void FitLargeFont();
 
   using RunnerCall =
       std::int32_t (console::engine::MonitorRunner::*)(std::shared_ptr<console::engine::MonitorItem>& item);
   /// The result of the call; the item that it gives back is `CurrentMonitor` from then on.
-  [[nodiscard]] std::int32_t Act(RunnerCall call);
+  [[nodiscard]] std::int32_t Run(RunnerCall call);
   [[nodiscard]] bool Notified();
   void SendTestMessage();
 
-  const settings::Type m_type;
+  const settings::Type& m_type;
   std::optional<console::shared::FieldControls> m_fields;  ///< from Form_Load on
   std::string m_chosenFile;  ///< the last one that the file dialog gave; it keeps it when it is cancelled
 };

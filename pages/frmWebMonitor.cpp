@@ -24,6 +24,7 @@ frmWebMonitor::frmWebMonitor(console::shared::MainBas& bas, QWidget* parent)
       m_general(std::make_unique<Ui::frmWebMonitor>()),
       m_default(std::make_unique<Ui::DefaultCommand>()) {
   m_general->setupUi(m_ui->General);
+  m_ui->cmbPagerType->setEnabled(false);
   PlaceDefaultCommand();
   Form_Load(TabOrder);
   m_check = std::make_unique<console::shared::UrlCheck>(
@@ -61,11 +62,10 @@ void frmWebMonitor::chkDefaultCmd_Click() {
   m_default->fam->setEnabled(!m_default->chkDefaultCmd->isChecked());
 }
 
-void frmWebMonitor::SetEnabled(settings::Switch control, bool enabled) {
-  if (control == settings::Switch::fam)
-    m_default->fam->setEnabled(enabled);
-  else
-    MonitorPage::SetEnabled(control, enabled);
+void frmWebMonitor::RunNotificationHandlers() {
+  chkByPager_Click();
+  chkByEmail_Click();
+  chkInetCall_Click();
 }
 
 }  // namespace norvane::pages

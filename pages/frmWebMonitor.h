@@ -23,13 +23,15 @@ class frmWebMonitor : public MonitorPage {
   explicit frmWebMonitor(console::shared::MainBas& bas, QWidget* parent = nullptr);
   ~frmWebMonitor() override;
 
-  void SetEnabled(settings::Switch control, bool enabled) override;
-
   void Command1_Click();
   void optFlag_Click(bool checked);
   void chkDefaultCmd_Click();
 
  private:
+  /// Without the pager type rule.
+  void RunNotificationHandlers() override;
+  /// A test goes on with what is stored if a rule fails.
+  bool ReadyToTest() override { return true; }
   void PlaceDefaultCommand();
 
   const std::unique_ptr<Ui::frmWebMonitor> m_general;

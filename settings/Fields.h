@@ -37,12 +37,6 @@ enum class CheckField { chkByEmail, chkByPager, chkInetCall, chkDefaultCmd };
 /// Lists, and options that exclude one another. Entries count from 0; -1 is none.
 enum class ChoiceField { optFlag, cmbPagerType };
 
-/// What loading a page enables or disables by itself.
-enum class Switch { fam, cmdApply };
-
-/// Handlers of a page that are also run as plain routines.
-enum class Handler { chkByPager_Click, chkByEmail_Click, chkInetCall_Click, cmbPagerType_Change };
-
 /// A form's fields. Setting one runs the form's own handler for the change, as a user's change does, if the
 /// value really changes. Text is UTF-8.
 class Fields {
@@ -55,14 +49,6 @@ class Fields {
   [[nodiscard]] virtual int Selected(ChoiceField field) const = 0;
   virtual void Select(ChoiceField field, int entry) = 0;
   [[nodiscard]] virtual int EntryCount(ChoiceField field) const = 0;
-};
-
-/// A page: also what only loading one needs.
-class PageFields : public Fields {
- public:
-  virtual void SetEnabled(Switch control, bool enabled) = 0;
-  /// Runs the handler now, changed or not.
-  virtual void Run(Handler handler) = 0;
 };
 
 }  // namespace norvane::settings

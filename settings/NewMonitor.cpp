@@ -2,7 +2,6 @@
 
 #include "formats/SuccessFlag.h"
 #include "platform/Ascii.h"
-#include "platform/Blanks.h"
 
 namespace norvane::settings {
 namespace {
@@ -12,18 +11,12 @@ using enum CheckField;
 using enum ChoiceField;
 using enum Icon;
 
-std::string TrimInPlace(Fields& form, TextField field) {
-  std::string text(platform::Trimmed(form.Text(field)));
-  form.SetText(field, text);
-  return text;
-}
-
 bool FailsUrlStart(const Subject& subject) {
-  return !platform::StartsWithIgnoringCase(TrimInPlace(subject.form, subject.field), "http");
+  return !platform::StartsWithIgnoringCase(subject.Text(), "http");
 }
 
 bool LacksCallType(const Subject& subject) {
-  return subject.form.Checked(chkInetCall) && subject.form.Selected(cmbPagerType) < 0;
+  return subject.form.Selected(cmbPagerType) < 0;
 }
 
 bool LacksFlag(const Subject& subject) {
@@ -35,47 +28,44 @@ bool LacksFlag(const Subject& subject) {
 constexpr std::string_view PagerMessage = "Invalid phone or pager number";
 constexpr std::string_view CallTypeMessage = "Invalid phone or pager number, Or not select a call type";
 
-constexpr Rule WebUrl{txtMonitorPoint, FailsUrlStart, "Invalid URL", Information};
-constexpr Rule WebFlag{txtBySize, LacksFlag, "You must specify the flag parameter and flag options",
-                       Exclamation};
-constexpr Rule Pager{txtPagerNumber, IsBlank, PagerMessage, Information};
-constexpr Rule PopPager{txtPagerNumber, IsBlank, CallTypeMessage, Information};
-constexpr Rule CallType{txtPagerNumber, LacksCallType, CallTypeMessage, Information};
-constexpr Rule PopPoint{txtMonitorPoint, IsBlank, "Pop3 server address must not be null", Information};
-constexpr Rule PopAccount{txtPop3Account, IsBlank, "the test pop3 account must not be null", Information};
-constexpr Rule SmtpPoint{txtMonitorPoint, IsBlank, "smtp server address must not be null", Information};
-constexpr Rule SmtpFrom{txtSmtpFrom, LacksAccount, "Invalid smtp from account", Critical};
-constexpr Rule SmtpTo{txtSmtpTo, SortsAsBlank, "Invalid smtp To title", Critical};
-constexpr Rule SmtpToAt{txtSmtpTo, LacksAccount, "Invalid smtp to account", Critical};
-
-// clang-format off
-constexpr ByType<const Rule*> InOrder[] = {
-    // web       POP3         SMTP
-    {&WebUrl,    nullptr,     nullptr   },
-    {&Pager,     &PopPager,   &Pager    },
-    {&CallType,  &CallType,   &CallType },
-    {&WebFlag,   &PopPoint,   &SmtpPoint},
-    {nullptr,    &PopAccount, &SmtpFrom },
-    {nullptr,    nullptr,     &SmtpTo   },
-    {nullptr,    nullptr,     &SmtpToAt },
-};
-// clang-format on
-
 }  // namespace
 
-std::optional<RuleFailure> CheckName(std::string_view typeName, Fields& form,
+namespace wizard {
+constinit const Rule WebUrl{.field = txtMonitorPoint,
+                            .fails = FailsUrlStart,
+                            .message = "Invalid URL",
+                            .icon = Information,
+                            .trims = true};
+constinit const Rule WebFlag{txtBySize, LacksFlag, "You must specify the flag parameter and flag options",
+                             Exclamation};
+constinit const Rule Pager{txtPagerNumber, IsBlank, PagerMessage, Information};
+constinit const Rule PopPager{txtPagerNumber, IsBlank, CallTypeMessage, Information};
+constinit const Rule CallType{.field = txtPagerNumber,
+                              .fails = LacksCallType,
+                              .message = CallTypeMessage,
+                              .icon = Information,
+                              .onlyIf = chkInetCall};
+constinit const Rule PopPoint{txtMonitorPoint, IsBlank, "Pop3 server address must not be null", Information};
+constinit const Rule PopAccount{txtPop3Account, IsBlank, "the test pop3 account must not be null",
+                                Information};
+constinit const Rule SmtpPoint{txtMonitorPoint, IsBlank, "smtp server address must not be null", Information};
+constinit const Rule SmtpFrom{txtSmtpFrom, LacksAccount, "Invalid smtp from account", Critical};
+constinit const Rule SmtpTo{txtSmtpTo, SortsAsBlank, "Invalid smtp To title", Critical};
+constinit const Rule SmtpToAt{txtSmtpTo, LacksAccount, "Invalid smtp to account", Critical};
+}  // namespace wizard
+
+std::optional<RuleFailure> CheckName(std::string_view typeName, const std::string& name,
                                      const std::function<bool(const std::string&)>& exists) {
-  const auto name = TrimInPlace(form, txtMonitorName);
   if (name.empty()) return RuleFailure{"", Information};
   if (exists(FullName(typeName, name)))
     return RuleFailure{name + " already exists in the service list", Information};
   return std::nullopt;
 }
 
-std::optional<RuleFailure> CheckNewMonitor(Type type, Fields& form,
+std::optional<RuleFailure> CheckNewMonitor(const Type& type, Fields& form,
                                            const std::function<bool(const std::string&)>& exists) {
-  if (auto failure = CheckName(TypeName(type), form, exists)) return failure;
-  return FirstFailure(InOrder, type, form, {});
+  if (auto failure = CheckName(type.name, TrimField(form, txtMonitorName), exists)) return failure;
+  return FirstFailure(type.wizardRules, form, {});
 }
 
 }  // namespace norvane::settings

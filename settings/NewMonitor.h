@@ -6,18 +6,24 @@
 #include <string_view>
 
 #include "settings/Rules.h"
+#include "settings/Type.h"
 
 namespace norvane::settings {
 
-/// The name that a new monitor of the type is to have, in `txtMonitorName`, which loses its outer blanks.
-/// Without a name the failure has no message. `exists` tells whether a monitor of that full name stands
-/// already.
-[[nodiscard]] std::optional<RuleFailure> CheckName(std::string_view typeName, Fields& form,
+// The rules that a wizard can have.
+namespace wizard {
+extern const Rule WebUrl, WebFlag, Pager, PopPager, CallType, PopPoint, PopAccount, SmtpPoint, SmtpFrom,
+    SmtpTo, SmtpToAt;
+}  // namespace wizard
+
+/// Judges the name, trimmed, that a new monitor of the type is to have. Without a name the failure has no
+/// message. `exists` tells whether there is a monitor of that full name.
+[[nodiscard]] std::optional<RuleFailure> CheckName(std::string_view typeName, const std::string& name,
                                                    const std::function<bool(const std::string&)>& exists);
 
-/// Judges all fields of a wizard, the name first. The web wizard's `txtMonitorPoint` loses its outer blanks,
-/// also when a later rule fails.
+/// Judges all fields of a wizard, the name first. `txtMonitorName` and the web wizard's `txtMonitorPoint`
+/// lose their outer blanks, also when a later rule fails.
 [[nodiscard]] std::optional<RuleFailure> CheckNewMonitor(
-    Type type, Fields& form, const std::function<bool(const std::string&)>& exists);
+    const Type& type, Fields& form, const std::function<bool(const std::string&)>& exists);
 
 }  // namespace norvane::settings

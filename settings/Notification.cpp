@@ -43,13 +43,13 @@ int EntryIn(const std::string& mode, int count) {
   return entry >= 0 && entry < count ? static_cast<int>(entry) : -1;
 }
 
-void ReadInternetCall(PageFields& form, const std::string& mode) {
+void ReadInternetCall(Fields& form, const std::string& mode) {
   form.SetChecked(chkByPager, true);
   form.SetChecked(chkInetCall, true);
   form.Select(cmbPagerType, EntryIn(mode, form.EntryCount(cmbPagerType)));
 }
 
-void ReadEmail(PageFields& form, console::engine::MonitorItem& monitor, const std::string& server) {
+void ReadEmail(Fields& form, console::engine::MonitorItem& monitor, const std::string& server) {
   form.SetChecked(chkByEmail, true);
   form.SetText(txtSmtpServer, server);
   form.SetText(txtEmailAddr, monitor.GetAttr(keys::NotifyPager));
@@ -73,8 +73,7 @@ void WritePagerNotification(const Fields& form, const GatewaySettings& gateway, 
   write(keys::NotifyMsg, form.Text(txtPagerMsg));
 }
 
-void ReadNotification(PageFields& form, console::engine::MonitorItem& monitor,
-                      const GatewaySettings& gateway) {
+void ReadNotification(Fields& form, console::engine::MonitorItem& monitor, const GatewaySettings& gateway) {
   using Form = formats::NotifyMode::Form;
   const auto text = Upper(monitor.GetAttr(keys::NotifyMode));
   if (text.starts_with(Upper(gateway.PagerGatewayUrl))) return ReadInternetCall(form, text);
@@ -90,7 +89,7 @@ void ReadNotification(PageFields& form, console::engine::MonitorItem& monitor,
   }
 }
 
-void ReadPagerFields(PageFields& form, console::engine::MonitorItem& monitor) {
+void ReadPagerFields(Fields& form, console::engine::MonitorItem& monitor) {
   form.SetText(txtPagerNumber, monitor.GetAttr(keys::NotifyPager));
   form.SetText(txtPagerMsg, monitor.GetAttr(keys::NotifyMsg));
 }

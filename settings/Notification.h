@@ -34,10 +34,9 @@ void WritePagerNotification(const Fields& form, const GatewaySettings& gateway, 
 /// `cmbPagerType`, or `chkByEmail` and the mail fields. A text of no known form reads as none; an entry that
 /// the list does not have clears its selection. The mail server comes back in capitals. Fields of which the
 /// mode says nothing keep what they had.
-void ReadNotification(PageFields& form, console::engine::MonitorItem& monitor,
-                      const GatewaySettings& gateway);
+void ReadNotification(Fields& form, console::engine::MonitorItem& monitor, const GatewaySettings& gateway);
 
 /// `txtPagerNumber` and `txtPagerMsg` from their attributes, whatever the mode.
-void ReadPagerFields(PageFields& form, console::engine::MonitorItem& monitor);
+void ReadPagerFields(Fields& form, console::engine::MonitorItem& monitor);
 
 }  // namespace norvane::settings

@@ -36,14 +36,8 @@ bool FailsLogFile(const Subject& subject) {
 }
 
 bool FailsEmailAddress(const Subject& subject) {
-  if (!subject.form.Checked(chkByEmail)) return false;
-  const std::string address(platform::Trimmed(subject.Text()));
-  subject.form.SetText(subject.field, address);
+  const auto address = subject.Text();
   return Position(address, "@") < 2 || Position(address, ".") < 4;
-}
-
-bool FailsEmailServer(const Subject& subject) {
-  return subject.form.Checked(chkByEmail) && IsBlank(subject);
 }
 
 /// Numbers count whatever the mode. Other text does only while the pager is in use, since an e-mail monitor
@@ -65,53 +59,36 @@ std::string InFolder(const std::string& text, std::string_view folder) {
   return std::string(folder) + '/' + platform::NativePath(text);
 }
 
-constexpr Rule WebPoint{txtMonitorPoint, FailsUrlShape, "Invalid monitor point"};
-constexpr Rule PopPoint{txtMonitorPoint, SortsAsBlank, "Invalid monitor point"};
-constexpr Rule SmtpPoint{txtMonitorPoint, IsBlank, "Invalid smtp server name"};
-constexpr Rule PopAccount{txtPop3Account, SortsAsBlank, "Invalid Pop3 Account"};
-constexpr Rule SmtpFrom{txtSmtpFrom, LacksAccount, "Invalid smtp from account"};
-constexpr Rule SmtpTo{txtSmtpTo, SortsAsBlank, "Invalid smtp To title"};
-constexpr Rule SmtpToAt{txtSmtpTo, LacksAccount, "Invalid smtp TO account"};
-constexpr Rule Interval{txtInterval, FailsNumber, "invalid monitor interval"};
-constexpr Rule WaitTime{txtWaitTime, FailsNumber, "invalid Respond waiting time"};
-constexpr Rule RetryTimes{txtRetryTimes, FailsNumber, "invalid retry times"};
-constexpr Rule Retrytime{txtRetrytime, FailsNumber, "Invalid command launch retry time"};
-constexpr Rule LogFile{txtLogFile, FailsLogFile, "Invalid logfile name"};
-constexpr Rule EmailAddr{txtEmailAddr, FailsEmailAddress, "Inavalid email address"};
-constexpr Rule EmailServer{txtSmtpServer, FailsEmailServer, "Invalid SMTP server name"};
-constexpr Rule PagerNumber{txtPagerNumber, FailsPagerNumber, "invalid pager number"};
-constexpr Rule LaunchCmd{txtLaunchCmd, FailsCommandFile<LaunchCmdPath>, "invalid launch command file"};
-constexpr Rule LaunchUpCmd{txtLaunchUpCmd, FailsCommandFile<LaunchUpCmdPath>,
-                           "invalid server up launch command file"};
-
-// clang-format off
-constexpr ByType<const Rule*> InOrder[] = {
-    // web          POP3          SMTP
-    {&WebPoint,     &PopPoint,    &SmtpPoint  },
-    {nullptr,       &PopAccount,  &SmtpFrom   },
-    {nullptr,       nullptr,      &SmtpTo     },
-    {nullptr,       nullptr,      &SmtpToAt   },
-    {nullptr,       nullptr,      &EmailAddr  },
-    {nullptr,       nullptr,      &EmailServer},
-    {&Interval,     &Interval,    &Interval   },
-    {&WaitTime,     &WaitTime,    &WaitTime   },
-    {nullptr,       &EmailAddr,   nullptr     },
-    {nullptr,       &EmailServer, nullptr     },
-    {&RetryTimes,   &RetryTimes,  &RetryTimes },
-    {&LogFile,      &LogFile,     &LogFile    },
-    {&EmailAddr,    nullptr,      nullptr     },
-    {&EmailServer,  nullptr,      nullptr     },
-    {&PagerNumber,  &PagerNumber, &PagerNumber},
-    {&LaunchCmd,    &LaunchCmd,   &LaunchCmd  },
-    {&LaunchUpCmd,  &LaunchUpCmd, &LaunchUpCmd},
-    {&Retrytime,    &Retrytime,   &Retrytime  },
-};
-// clang-format on
-
 }  // namespace
 
-std::optional<RuleFailure> Validate(Type type, Fields& form, std::string_view folder) {
-  return FirstFailure(InOrder, type, form, folder);
+namespace page {
+constinit const Rule WebPoint{txtMonitorPoint, FailsUrlShape, "Invalid monitor point"};
+constinit const Rule PopPoint{txtMonitorPoint, SortsAsBlank, "Invalid monitor point"};
+constinit const Rule SmtpPoint{txtMonitorPoint, IsBlank, "Invalid smtp server name"};
+constinit const Rule PopAccount{txtPop3Account, SortsAsBlank, "Invalid Pop3 Account"};
+constinit const Rule SmtpFrom{txtSmtpFrom, LacksAccount, "Invalid smtp from account"};
+constinit const Rule SmtpTo{txtSmtpTo, SortsAsBlank, "Invalid smtp To title"};
+constinit const Rule SmtpToAt{txtSmtpTo, LacksAccount, "Invalid smtp TO account"};
+constinit const Rule Interval{txtInterval, FailsNumber, "invalid monitor interval"};
+constinit const Rule WaitTime{txtWaitTime, FailsNumber, "invalid Respond waiting time"};
+constinit const Rule RetryTimes{txtRetryTimes, FailsNumber, "invalid retry times"};
+constinit const Rule Retrytime{txtRetrytime, FailsNumber, "Invalid command launch retry time"};
+constinit const Rule LogFile{txtLogFile, FailsLogFile, "Invalid logfile name"};
+constinit const Rule EmailAddr{.field = txtEmailAddr,
+                               .fails = FailsEmailAddress,
+                               .message = "Inavalid email address",
+                               .onlyIf = chkByEmail,
+                               .trims = true};
+constinit const Rule EmailServer{
+    .field = txtSmtpServer, .fails = IsBlank, .message = "Invalid SMTP server name", .onlyIf = chkByEmail};
+constinit const Rule PagerNumber{txtPagerNumber, FailsPagerNumber, "invalid pager number"};
+constinit const Rule LaunchCmd{txtLaunchCmd, FailsCommandFile<LaunchCmdPath>, "invalid launch command file"};
+constinit const Rule LaunchUpCmd{txtLaunchUpCmd, FailsCommandFile<LaunchUpCmdPath>,
+                                 "invalid server up launch command file"};
+}  // namespace page
+
+std::optional<RuleFailure> Validate(const Type& type, Fields& form, std::string_view folder) {
+  return FirstFailure(type.pageRules, form, folder);
 }
 
 std::string LaunchCmdPath(const std::string& text, std::string_view folder) {

@@ -5,14 +5,20 @@
 
 namespace norvane::settings {
 
-std::optional<RuleFailure> FirstFailure(std::span<const ByType<const Rule*>> rules, Type type, Fields& form,
+std::optional<RuleFailure> FirstFailure(std::span<const Rule* const> rules, Fields& form,
                                         std::string_view folder) {
-  for (const auto& row : rules) {
-    const Rule* rule = row.For(type);
-    if (rule != nullptr && rule->fails({form, rule->field, folder}))
-      return RuleFailure{std::string(rule->message), rule->icon};
+  for (const Rule* rule : rules) {
+    if (rule->onlyIf && !form.Checked(*rule->onlyIf)) continue;
+    if (rule->trims) TrimField(form, rule->field);
+    if (rule->fails({form, rule->field, folder})) return RuleFailure{std::string(rule->message), rule->icon};
   }
   return std::nullopt;
+}
+
+std::string TrimField(Fields& form, TextField field) {
+  std::string text(platform::Trimmed(form.Text(field)));
+  form.SetText(field, text);
+  return text;
 }
 
 bool IsBlank(const Subject& subject) {

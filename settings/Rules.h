@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 
-#include "settings/ByType.h"
 #include "settings/Fields.h"
 
 namespace norvane::settings {
@@ -24,7 +23,7 @@ struct RuleFailure {
 
 /// What a rule looks at.
 struct Subject {
-  Fields& form;
+  const Fields& form;
   TextField field;
   std::string_view folder;  ///< the application folder
 
@@ -36,11 +35,16 @@ struct Rule {
   bool (*fails)(const Subject& subject);
   std::string_view message;
   Icon icon = Icon::Critical;
+  std::optional<CheckField> onlyIf = {};  ///< the rule counts only while this box is checked
+  bool trims = false;                     ///< the field is trimmed before the rule looks at it
 };
 
-/// Goes down one column of `rules`, where null stands for no rule, up to the first that fails.
-[[nodiscard]] std::optional<RuleFailure> FirstFailure(std::span<const ByType<const Rule*>> rules, Type type,
-                                                      Fields& form, std::string_view folder);
+/// Checks `rules` up to the first that fails. What was trimmed until then stays trimmed.
+[[nodiscard]] std::optional<RuleFailure> FirstFailure(std::span<const Rule* const> rules, Fields& form,
+                                                      std::string_view folder);
+
+/// Cuts the outer blanks off a field's text. The text that is left.
+std::string TrimField(Fields& form, TextField field);
 
 // Tests that pages and wizards share. Only blanks are trimmed; positions count characters from 1.
 

@@ -2,7 +2,6 @@
 
 #include "formats/SuccessFlag.h"
 #include "platform/Ascii.h"
-#include "settings/Attributes.h"
 #include "settings/NumberFields.h"
 
 namespace norvane::settings {
@@ -13,165 +12,78 @@ using console::engine::MonitorItem;
 using enum TextField;
 using enum CheckField;
 using enum ChoiceField;
-using enum Handler;
 
-// Steps of writing.
+constexpr TextAttribute Point[] = {{keys::Parameter, txtMonitorPoint}};
+constexpr TextAttribute Times[] = {
+    {keys::Interval, txtInterval}, {keys::Timeout, txtWaitTime}, {keys::MaxFailTimes, txtRetryTimes}};
+constexpr TextAttribute Command[] = {{keys::Command, txtLaunchCmd}};
+constexpr TextAttribute Rest[] = {
+    {keys::FailTimes, txtRetrytime}, {keys::CommandSucc, txtLaunchUpCmd}, {keys::LogFile, txtLogFile}};
 
-struct Writing {
-  Fields& form;
-  const GatewaySettings& gateway;
-  const AttributeSink& write;
-};
-using WriteStep = void (*)(const Writing&);
-
-template <const std::string_view& Key>
-void Put(const Writing& to) {
-  constexpr auto Field = FieldOf(Key);
-  to.write(Key, to.form.Text(Field));
+void Write(std::span<const TextAttribute> attributes, const Fields& form, const AttributeSink& write) {
+  for (const auto& [key, field] : attributes)
+    write(key, form.Text(field));
 }
 
-void Clamp(const Writing& to) {
-  ClampTimes(to.form);
+void WriteFlag(const Fields& form, const AttributeSink& write) {
+  const auto kind = static_cast<formats::SuccessFlag::Kind>(form.Selected(optFlag));
+  const auto parameter = form.Text(txtBySize);
+  write(keys::SuccessFlag, formats::FormatSuccessFlag({kind, parameter}));
 }
 
-void PutFlag(const Writing& to) {
-  const auto parameter = to.form.Text(txtBySize);
-  const auto kind = static_cast<formats::SuccessFlag::Kind>(to.form.Selected(optFlag));
-  to.write(keys::SuccessFlag, formats::FormatSuccessFlag({kind, parameter}));
+void Read(std::span<const TextAttribute> attributes, Fields& form, MonitorItem& monitor) {
+  for (const auto& [key, field] : attributes)
+    form.SetText(field, monitor.GetAttr(key));
 }
 
-void PutNotify(const Writing& to) {
-  WriteNotification(to.form, to.gateway, to.write);
-}
-
-void PutPager(const Writing& to) {
-  WritePagerNotification(to.form, to.gateway, to.write);
-}
-
-void PutCommand(const Writing& to) {
-  to.write(keys::Command, to.form.Checked(chkDefaultCmd) ? DefaultCommand : to.form.Text(txtLaunchCmd));
-}
-
-// clang-format off
-constexpr ByType<WriteStep> SaveOrder[] = {
-    // web                   POP3                     SMTP
-    {Put<keys::Parameter>,   nullptr,                 nullptr                },
-    {Clamp,                  Clamp,                   Clamp                  },
-    {nullptr,                Put<keys::Parameter>,    Put<keys::Parameter>   },
-    {PutFlag,                Put<keys::PopAccount>,   Put<keys::From>        },
-    {nullptr,                Put<keys::PopPass>,      Put<keys::To>          },
-    {Put<keys::Interval>,    Put<keys::Interval>,     Put<keys::Interval>    },
-    {Put<keys::Timeout>,     Put<keys::Timeout>,      Put<keys::Timeout>     },
-    {Put<keys::MaxFailTimes>,Put<keys::MaxFailTimes>, Put<keys::MaxFailTimes>},
-    {PutNotify,              PutNotify,               PutNotify              },
-    {PutCommand,             Put<keys::Command>,      Put<keys::Command>     },
-    {Put<keys::FailTimes>,   Put<keys::FailTimes>,    Put<keys::FailTimes>   },
-    {Put<keys::CommandSucc>, Put<keys::CommandSucc>,  Put<keys::CommandSucc> },
-    {Put<keys::LogFile>,     Put<keys::LogFile>,      Put<keys::LogFile>     },
-};
-
-constexpr ByType<WriteStep> NewMonitorOrder[] = {
-    // web                   POP3                     SMTP
-    {Put<keys::Parameter>,   Put<keys::Parameter>,    Put<keys::Parameter>   },
-    {PutFlag,                Put<keys::PopAccount>,   Put<keys::From>        },
-    {nullptr,                Put<keys::PopPass>,      Put<keys::To>          },
-    {PutPager,               PutPager,                PutPager               },
-};
-// clang-format on
-
-// Steps of reading.
-
-struct Reading {
-  PageFields& form;
-  MonitorItem& monitor;
-  const GatewaySettings& gateway;
-};
-using ReadStep = void (*)(const Reading&);
-
-template <const std::string_view& Key>
-void Get(const Reading& from) {
-  constexpr auto Field = FieldOf(Key);
-  from.form.SetText(Field, from.monitor.GetAttr(Key));
-}
-
-void GetFlag(const Reading& from) {
-  const auto text = from.monitor.GetAttr(keys::SuccessFlag);
+void ReadFlag(Fields& form, MonitorItem& monitor) {
+  const auto text = monitor.GetAttr(keys::SuccessFlag);
   const auto flag = formats::ParseSuccessFlag(text);
-  from.form.Select(optFlag, static_cast<int>(flag.kind));
-  from.form.SetText(txtBySize, flag.parameter);
-}
-
-void GetNotify(const Reading& from) {
-  ReadNotification(from.form, from.monitor, from.gateway);
-}
-
-void GetPager(const Reading& from) {
-  ReadPagerFields(from.form, from.monitor);
-}
-
-void GetDefaultCmd(const Reading& from) {
-  const bool isDefault = platform::EqualsIgnoringCase(from.form.Text(txtLaunchCmd), DefaultCommand);
-  from.form.SetEnabled(Switch::fam, !isDefault);
-  from.form.SetChecked(chkDefaultCmd, isDefault);
-}
-
-/// What the notification enables follows from its check boxes, also from those that were not changed.
-void RunChecks(const Reading& from) {
-  for (const auto handler : {chkByPager_Click, chkByEmail_Click, chkInetCall_Click})
-    from.form.Run(handler);
-}
-
-void RunPagerType(const Reading& from) {
-  from.form.Run(cmbPagerType_Change);
-}
-
-/// Comes last, since the changes before it enabled it.
-void NothingToApply(const Reading& from) {
-  from.form.SetEnabled(Switch::cmdApply, false);
-}
-
-// clang-format off
-constexpr ByType<ReadStep> RefreshOrder[] = {
-    // web                   POP3                     SMTP
-    {Get<keys::Parameter>,   Get<keys::Parameter>,    Get<keys::Parameter>   },
-    {GetFlag,                Get<keys::PopAccount>,   Get<keys::From>        },
-    {nullptr,                Get<keys::PopPass>,      Get<keys::To>          },
-    {Get<keys::Interval>,    Get<keys::Interval>,     Get<keys::Interval>    },
-    {Get<keys::Timeout>,     Get<keys::Timeout>,      Get<keys::Timeout>     },
-    {Get<keys::MaxFailTimes>,Get<keys::MaxFailTimes>, Get<keys::MaxFailTimes>},
-    {GetNotify,              GetNotify,               GetNotify              },
-    {RunChecks,              nullptr,                 RunChecks              },
-    {GetPager,               GetPager,                GetPager               },
-    {Get<keys::Command>,     Get<keys::Command>,      Get<keys::Command>     },
-    {GetDefaultCmd,          nullptr,                 nullptr                },
-    {Get<keys::FailTimes>,   Get<keys::FailTimes>,    Get<keys::FailTimes>   },
-    {Get<keys::CommandSucc>, Get<keys::CommandSucc>,  Get<keys::CommandSucc> },
-    {Get<keys::LogFile>,     Get<keys::LogFile>,      Get<keys::LogFile>     },
-    {nullptr,                RunChecks,               nullptr                },
-    {nullptr,                RunPagerType,            RunPagerType           },
-    {NothingToApply,         NothingToApply,          NothingToApply         },
-};
-// clang-format on
-
-template <class Order, class Transfer>
-void Run(const Order& order, Type type, const Transfer& transfer) {
-  for (const auto& row : order)
-    if (const auto step = row.For(type)) step(transfer);
+  form.Select(optFlag, static_cast<int>(flag.kind));
+  form.SetText(txtBySize, flag.parameter);
 }
 
 }  // namespace
 
-void SaveData(Type type, PageFields& form, MonitorItem& monitor, const GatewaySettings& gateway) {
-  const AttributeSink write = [&](auto key, auto value) { monitor.SetAttr(key, value); };
-  Run(SaveOrder, type, Writing{form, gateway, write});
+void SaveData(const Type& type, Fields& form, MonitorItem& monitor, const GatewaySettings& gateway) {
+  const AttributeSink write = [&monitor](auto key, auto value) { monitor.SetAttr(key, value); };
+  if (type.successFlag) {
+    Write(Point, form, write);
+    ClampTimes(form);
+    WriteFlag(form, write);
+  } else {
+    ClampTimes(form);
+    Write(Point, form, write);
+  }
+  Write(type.own, form, write);
+  Write(Times, form, write);
+  WriteNotification(form, gateway, write);
+  if (type.defaultCommand && form.Checked(chkDefaultCmd))
+    write(keys::Command, DefaultCommand);
+  else
+    Write(Command, form, write);
+  Write(Rest, form, write);
 }
 
-void RefreshData(Type type, PageFields& form, MonitorItem& monitor, const GatewaySettings& gateway) {
-  Run(RefreshOrder, type, Reading{form, monitor, gateway});
+void RefreshData(const Type& type, Fields& form, MonitorItem& monitor, const GatewaySettings& gateway) {
+  Read(Point, form, monitor);
+  if (type.successFlag) ReadFlag(form, monitor);
+  Read(type.own, form, monitor);
+  Read(Times, form, monitor);
+  ReadNotification(form, monitor, gateway);
+  ReadPagerFields(form, monitor);
+  Read(Command, form, monitor);
+  if (type.defaultCommand)
+    form.SetChecked(chkDefaultCmd, platform::EqualsIgnoringCase(form.Text(txtLaunchCmd), DefaultCommand));
+  Read(Rest, form, monitor);
 }
 
-void WriteNewMonitor(Type type, Fields& form, const GatewaySettings& gateway, const AttributeSink& write) {
-  Run(NewMonitorOrder, type, Writing{form, gateway, write});
+void WriteNewMonitor(const Type& type, const Fields& form, const GatewaySettings& gateway,
+                     const AttributeSink& write) {
+  Write(Point, form, write);
+  if (type.successFlag) WriteFlag(form, write);
+  Write(type.own, form, write);
+  WritePagerNotification(form, gateway, write);
 }
 
 void ProposeAddressee(Fields& form) {

@@ -3,10 +3,10 @@
 #include <string_view>
 
 #include "console/engine/Engine.h"
-#include "settings/ByType.h"
 #include "settings/Fields.h"
 #include "settings/GatewaySettings.h"
 #include "settings/Notification.h"
+#include "settings/Type.h"
 
 namespace norvane::settings {
 
@@ -15,17 +15,17 @@ inline constexpr std::string_view DefaultCommand = "WebBounce.exe";
 
 /// Writes all fields of a page to `monitor`, interval and time-out clamped. Meant for fields that `Validate`
 /// let pass. Throws EngineError; keys written before stay written.
-void SaveData(Type type, PageFields& form, console::engine::MonitorItem& monitor,
+void SaveData(const Type& type, Fields& form, console::engine::MonitorItem& monitor,
               const GatewaySettings& gateway);
 
-/// Shows all attributes of `monitor` as they are stored, runs the handlers that enable what belongs to them,
-/// and disables `cmdApply`. Throws EngineError; fields set before stay set.
-void RefreshData(Type type, PageFields& form, console::engine::MonitorItem& monitor,
+/// Shows all attributes of `monitor` as they are stored. Throws EngineError; fields set before stay set.
+void RefreshData(const Type& type, Fields& form, console::engine::MonitorItem& monitor,
                  const GatewaySettings& gateway);
 
 /// Gives what a wizard's fields say of a new monitor to `write`, but for the log file, which no field holds.
 /// Meant for fields that `CheckNewMonitor` let pass.
-void WriteNewMonitor(Type type, Fields& form, const GatewaySettings& gateway, const AttributeSink& write);
+void WriteNewMonitor(const Type& type, const Fields& form, const GatewaySettings& gateway,
+                     const AttributeSink& write);
 
 /// Run when `txtMonitorPoint` loses the focus: an empty `txtSmtpTo` gets the server's name behind an "@".
 void ProposeAddressee(Fields& form);

@@ -54,15 +54,16 @@ void FrmAddMonitor::cmbMonitorType_Click() {
 void FrmAddMonitor::cmdOK_Click() {
   const auto typeName = m_ui->cmbMonitorType->currentText().toStdString();
   console::shared::FieldControls fields(*this);
+  const auto name = settings::TrimField(fields, settings::TextField::txtMonitorName);
   const auto failure = settings::CheckName(
-      typeName, fields, [this](const std::string& fullName) { return m_bas.MonitorExists(fullName); });
+      typeName, name, [this](const std::string& fullName) { return m_bas.MonitorExists(fullName); });
   if (failure) {
     if (!failure->message.empty())
       m_bas.Dialogs.Show(
           {.title = "Error", .text = failure->message, .icon = console::shared::BoxIcon::Information});
     return;
   }
-  const auto fullName = settings::FullName(typeName, fields.Text(settings::TextField::txtMonitorName));
+  const auto fullName = settings::FullName(typeName, name);
   const auto ref = m_bas.Engine.NewServiceRef();
   ref->SetMonitorName(fullName);
   m_bas.Monitors->Add(*ref);

@@ -19,6 +19,9 @@ class FrmWizPop : public Wizard {
   ~FrmWizPop() override;
 
  private:
+  /// A step that fails is passed over in silence.
+  void ShowFailures(const std::string& /*fullName*/, const std::vector<std::string>& /*failures*/) override {}
+
   const std::unique_ptr<Ui::FrmWizPop> m_own;
 };
 

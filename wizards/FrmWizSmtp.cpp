@@ -1,5 +1,7 @@
 #include "wizards/FrmWizSmtp.h"
 
+#include <utility>
+
 #include "console/shared/Wire.h"
 #include "settings/Transfer.h"
 #include "ui_FrmWizSmtp.h"
@@ -11,7 +13,8 @@ FrmWizSmtp::FrmWizSmtp(console::shared::MainBas& bas, QWidget* owner)
     : Wizard(bas, settings::Type::Smtp, owner), m_own(std::make_unique<Ui::FrmWizSmtp>()) {
   setObjectName(QStringLiteral("FrmWizSmtp"));
   m_own->setupUi(m_ui->Own);
-  Form_Load();
+  delete std::exchange(m_ui->Label5_1, nullptr);  // the frame's title says it
+  Form_Load({.caption = "Add SmtpMonitor Wizard", .monitorName = "example", .frame2 = "Notification mode"});
   console::shared::Wire(m_bas, m_own->txtMonitorPoint, &console::shared::LeaveEdit::LostFocus, this,
                         &FrmWizSmtp::txtMonitorPoint_LostFocus);
 }

@@ -16,7 +16,6 @@
 #include "settings/Transfer.h"
 #include "support/PagerTypes.h"
 #include "ui_Wizard.h"
-#include "wizards/WizardTexts.h"
 
 namespace norvane::wizards {
 
@@ -38,30 +37,24 @@ BoxIcon ToBoxIcon(settings::Icon icon) {
 }
 }  // namespace
 
-Wizard::Wizard(console::shared::MainBas& bas, settings::Type type, QWidget* owner)
+Wizard::Wizard(console::shared::MainBas& bas, const settings::Type& type, QWidget* owner)
     : QDialog(owner), m_bas(bas), m_ui(std::make_unique<Ui::Wizard>()), m_type(type) {
   m_ui->setupUi(this);
 }
 
 Wizard::~Wizard() = default;
 
-void Wizard::Form_Load() {
-  ShowTexts();
+void Wizard::Form_Load(const WizardTexts& texts) {
+  setWindowTitle(QLatin1String(texts.caption));
+  m_ui->txtMonitorName->setText(QLatin1String(texts.monitorName));
+  m_ui->Frame2->setTitle(QLatin1String(texts.frame2));
+  console::shared::ShowToolTips(*this, texts.toolTips);
   OrderTabs();
   m_fields = std::make_unique<console::shared::FieldControls>(*this);
   chkInetCall_Click();
   support::FillPagerTypes(m_bas, *m_ui->cmbPagerType);
   WireControls();
   adjustSize();  // so that it can be placed before it shows
-}
-
-void Wizard::ShowTexts() {
-  for (const auto& row : ToolTips)
-    findChild<QWidget*>(QLatin1String(row.control))->setToolTip(QLatin1String(row.text.For(m_type)));
-  setWindowTitle(console::shared::ToQt(Captions.For(m_type)));
-  m_ui->txtMonitorName->setText(console::shared::ToQt(SampleNames.For(m_type)));
-  m_ui->Frame2->setTitle(console::shared::ToQt(Frame2Captions.For(m_type)));
-  if (m_type == settings::Type::Smtp) delete std::exchange(m_ui->Label5_1, nullptr);
 }
 
 void Wizard::OrderTabs() {
@@ -118,19 +111,21 @@ void Wizard::cmdOK_Click() {
 }
 
 void Wizard::CreateMonitor() {
-  const auto typeName = settings::TypeName(m_type);
+  const std::string typeName(m_type.name);
   const auto fullName = settings::FullName(typeName, m_fields->Text(settings::TextField::txtMonitorName));
   const auto ref = m_bas.Engine.NewServiceRef();
   ref->SetMonitorName(fullName);
   m_bas.Monitors->Add(*ref);
-  const auto& node = m_bas.Tree->AddMonitorNode(fullName, std::string(typeName) + console::shared::StopMark);
+  const auto& node = m_bas.Tree->AddMonitorNode(fullName, typeName + console::shared::StopMark);
   m_bas.Tree->SelectNode(node);
   hide();
 
   const auto before = m_bas.CurrentMonitor;
   m_bas.Tree->TvCtrl_NodeClick(node);
   // Without a new current monitor the click has failed, and said so. Nothing may be written to another one.
-  if (m_bas.CurrentMonitor != before) TellFailures(fullName, SetUp(node));
+  if (m_bas.CurrentMonitor != before) {
+    if (const auto failures = SetUp(node); !failures.empty()) ShowFailures(fullName, failures);
+  }
   accept();
 }
 
@@ -158,8 +153,7 @@ std::vector<std::string> Wizard::SetUp(const console::shared::TreeNode& node) {
   return failures;
 }
 
-void Wizard::TellFailures(const std::string& fullName, const std::vector<std::string>& failures) {
-  if (failures.empty() || m_type == settings::Type::Pop3) return;
+void Wizard::ShowFailures(const std::string& fullName, const std::vector<std::string>& failures) {
   std::string text = "Can not set of " + fullName + ":\n";
   for (const auto& failure : failures)
     text += "\n" + failure;

@@ -2,11 +2,13 @@
 
 #include <QDialog>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "console/shared/FieldControls.h"
-#include "settings/ByType.h"
+#include "console/shared/ToolTips.h"
+#include "settings/Type.h"
 
 namespace norvane::console::shared {
 class MainBas;
@@ -18,6 +20,14 @@ namespace norvane::wizards {
 namespace Ui {
 class Wizard;
 }
+
+/// What the controls that all wizards have say differently in each.
+struct WizardTexts {
+  const char* caption;
+  const char* monitorName = "";
+  const char* frame2 = "";
+  std::span<const console::shared::ToolTip> toolTips = {};
+};
 
 /// What the wizards of all types have in common: name, pager, and how the new monitor comes into being. Each
 /// wizard puts its own controls into `Own`.
@@ -35,9 +45,13 @@ class Wizard : public QDialog {
   void cmdCancel_Click();
 
  protected:
-  Wizard(console::shared::MainBas& bas, settings::Type type, QWidget* owner);
+  /// `type` must outlive this.
+  Wizard(console::shared::MainBas& bas, const settings::Type& type, QWidget* owner);
   /// Each wizard calls it once, with its own controls in place.
-  void Form_Load();
+  void Form_Load(const WizardTexts& texts);
+
+  /// Tells the user which steps failed, each with its reason, while the new monitor was set up.
+  virtual void ShowFailures(const std::string& fullName, const std::vector<std::string>& failures);
 
   /// A button that is reached by its access key gets the focus first, so that the field before it knows.
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -48,7 +62,6 @@ class Wizard : public QDialog {
   const std::unique_ptr<Ui::Wizard> m_ui;
 
  private:
-  void ShowTexts();
   void OrderTabs();
   void WireControls();
 
@@ -56,9 +69,8 @@ class Wizard : public QDialog {
   /// Gives the new monitor, which is `CurrentMonitor`, its attributes. What could not be done, each with its
   /// reason.
   [[nodiscard]] std::vector<std::string> SetUp(const console::shared::TreeNode& node);
-  void TellFailures(const std::string& fullName, const std::vector<std::string>& failures);
 
-  const settings::Type m_type;
+  const settings::Type& m_type;
   std::unique_ptr<console::shared::FieldControls> m_fields;
 };
 

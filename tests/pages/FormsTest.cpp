@@ -30,8 +30,8 @@ void PageFormsTest::ExpectThatEverythingHasRoom() {
 }
 
 TEST_F(PageFormsTest, EverythingHasRoom) {
-  for (const auto type : AllTypes) {
-    SCOPED_TRACE(settings::TypeName(type));
+  for (const auto& type : AllTypes) {
+    SCOPED_TRACE(type.name);
     NewPage(type);
     ExpectThatEverythingHasRoom();
     const LargeFont font;

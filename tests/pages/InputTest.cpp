@@ -33,14 +33,14 @@ class PageInputTest : public PageTest {
 };
 
 TEST_F(PageInputTest, EnterAndEscapePressNothing) {
-  for (const auto type : AllTypes) {
+  for (const auto& type : AllTypes) {
     NewPage(type);
     Load({{"Monitor_Notify Mode", InternetCall("0")}});
     SetText("txtLogFile", "other.log");
     const auto before = State();
     for (auto* control : page->findChildren<QWidget*>()) {
       if (control->focusPolicy() == Qt::NoFocus || control->focusProxy() != nullptr) continue;
-      SCOPED_TRACE(std::string(settings::TypeName(type)) + " " + control->objectName().toStdString());
+      SCOPED_TRACE(std::string(type.name) + " " + control->objectName().toStdString());
       for (const auto key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape})
         QTest::keyClick(control, key);
       EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
@@ -61,7 +61,7 @@ TEST_F(PageInputTest, APastedLineLosesItsEnd) {
       {"one line", u"b", "abc"},     {"cell of a table", u"b\n", "abc"}, {"lines", u"\r\nb\r\nB\r\n", "abBc"},
       {"blanks", u" b\t", "a b\tc"}, {"separators", u"b\u2029", "abc"},
   };
-  for (const auto type : AllTypes) {
+  for (const auto& type : AllTypes) {
     NewPage(type);
     Load({{"Monitor_LogFile", "as\nstored"}});
     EXPECT_EQ(Text("txtLogFile"), "as\nstored");
@@ -81,13 +81,13 @@ TEST_F(PageInputTest, APastedLineLosesItsEnd) {
 
 TEST_F(PageInputTest, TheWheelTurnsNothingThatHasNoFocus) {
   bas.PagerTypes = {"a=Pager", "b=Phone", "c=Fax"};
-  for (const auto type : AllTypes) {
+  for (const auto& type : AllTypes) {
     NewPage(type);
     Load({{"Monitor_Notify Mode", InternetCall("0")}});
     Control("cmdHelp").setFocus();
     const auto before = State();
     for (auto* control : page->findChildren<QWidget*>()) {
-      SCOPED_TRACE(std::string(settings::TypeName(type)) + " " + control->objectName().toStdString());
+      SCOPED_TRACE(std::string(type.name) + " " + control->objectName().toStdString());
       TurnWheel(*control);
       ASSERT_EQ(State(), before);
     }

@@ -22,9 +22,9 @@ PageTest::PageTest() {
 pages::MonitorPage& PageTest::NewPage(settings::Type type) {
   m_type = type;
   page.reset();
-  if (type == settings::Type::Web)
+  if (type.name == settings::Type::Web.name)
     page = std::make_unique<pages::frmWebMonitor>(bas, &window);
-  else if (type == settings::Type::Pop3)
+  else if (type.name == settings::Type::Pop3.name)
     page = std::make_unique<pages::FrmPop3Monitor>(bas, &window);
   else
     page = std::make_unique<pages::FrmSmtpMonitor>(bas, &window);
@@ -46,7 +46,7 @@ void PageTest::Load(const Attributes& changes) {
   };
   for (const auto& [key, value] : changes)
     attributes[key] = value;
-  const auto name = settings::FullName(settings::TypeName(m_type), std::to_string(++m_loaded));
+  const auto name = settings::FullName(m_type.name, std::to_string(++m_loaded));
   engine.Place(name, attributes);
   bas.CurrentRef->SetMonitorName(name);
   bas.Monitors->Resolve(*bas.CurrentRef);

@@ -11,7 +11,7 @@
 #include "driver/Windows.h"
 #include "loopback/TempFolder.h"
 #include "pages/MonitorPage.h"
-#include "settings/ByType.h"
+#include "settings/Type.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 
@@ -21,8 +21,7 @@ namespace norvane::tests {
 
 using namespace driver;
 
-inline constexpr settings::Type AllTypes[] = {settings::Type::Web, settings::Type::Pop3,
-                                              settings::Type::Smtp};
+inline const settings::Type AllTypes[] = {settings::Type::Web, settings::Type::Pop3, settings::Type::Smtp};
 
 /// One page on show in a window of its own, over a fake engine with its gate open.
 class PageTest : public ::testing::Test {

@@ -14,9 +14,6 @@ constexpr const char* TextNames[] = {
 };
 constexpr const char* CheckNames[] = {"chkByEmail", "chkByPager", "chkInetCall", "chkDefaultCmd"};
 constexpr const char* ChoiceNames[] = {"optFlag", "cmbPagerType"};
-constexpr const char* SwitchNames[] = {"fam", "cmdApply"};
-constexpr const char* HandlerNames[] = {"chkByPager_Click", "chkByEmail_Click", "chkInetCall_Click",
-                                        "cmbPagerType_Change"};
 
 template <class Names, class Field>
 std::string NameIn(const Names& names, Field field) {
@@ -60,14 +57,6 @@ void FakeForm::Select(ChoiceField field, int entry) {
 
 int FakeForm::EntryCount(ChoiceField field) const {
   return field == ChoiceField::cmbPagerType ? pagerTypes : 3;
-}
-
-void FakeForm::SetEnabled(Switch control, bool enabled) {
-  record.push_back(NameIn(SwitchNames, control) + ".Enabled = " + std::to_string(enabled));
-}
-
-void FakeForm::Run(Handler handler) {
-  record.push_back(NameIn(HandlerNames, handler));
 }
 
 }  // namespace norvane::tests

@@ -10,8 +10,8 @@
 namespace norvane::tests {
 
 /// A form without windows. Every write is recorded as code would put it: `txtInterval = "2"`,
-/// `chkByPager = 1`, `cmbPagerType = -1`, `cmdApply.Enabled = 0`, `chkByPager_Click`.
-class FakeForm : public settings::PageFields {
+/// `chkByPager = 1`, `cmbPagerType = -1`.
+class FakeForm : public settings::Fields {
  public:
   std::map<settings::TextField, std::string> text;
   std::map<settings::CheckField, bool> checked;
@@ -27,8 +27,6 @@ class FakeForm : public settings::PageFields {
   [[nodiscard]] int Selected(settings::ChoiceField field) const override;
   void Select(settings::ChoiceField field, int entry) override;
   [[nodiscard]] int EntryCount(settings::ChoiceField field) const override;
-  void SetEnabled(settings::Switch control, bool enabled) override;
-  void Run(settings::Handler handler) override;
 };
 
 }  // namespace norvane::tests

@@ -82,7 +82,7 @@ TEST_F(SettingsPageRules, JudgeOneField) {
 }
 
 TEST_F(SettingsPageRules, MailFieldsCountOnlyForMail) {
-  for (const auto type : {Type::Web, Type::Pop3, Type::Smtp}) {
+  for (const auto& type : {Type::Web, Type::Pop3, Type::Smtp}) {
     auto form = GoodForm();
     form.checked[chkByEmail] = false;
     form.text[txtEmailAddr] = " x ";
