@@ -4,25 +4,19 @@
 #include <QHeaderView>
 #include <QScopedValueRollback>
 #include <QScreen>
-#include <array>
 
+#include "console/MonitorTypes.h"
 #include "console/StatusPoll.h"
 #include "console/WindowLayout.h"
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/WindowTitle.h"
 #include "console/shared/Wire.h"
-#include "pages/FrmPop3Monitor.h"
-#include "pages/FrmSmtpMonitor.h"
-#include "pages/frmWebMonitor.h"
 #include "platform/Paths.h"
 #include "platform/Registry.h"
 #include "support/FrmSplash.h"
 #include "support/frmAbout.h"
 #include "ui_FrmStart.h"
-#include "wizards/FrmWizPop.h"
-#include "wizards/FrmWizSmtp.h"
-#include "wizards/FrmWizWeb.h"
 
 namespace norvane::console {
 
@@ -31,32 +25,10 @@ namespace keys = engine::keys;
 using shared::BoxButtons;
 using shared::BoxChoice;
 using shared::BoxIcon;
-using shared::StopMark;
 
 constexpr int PollMilliseconds = 5000;
 constexpr int NoPageKind = 1;
-constexpr char RootKey = 'g';
-
-template <class Form>
-shared::Page* Load(shared::MainBas& bas, QWidget* parent) {
-  return new Form(bas, parent);
-}
-
-/// The pages, by their slot in `PageForms`.
-struct PageType {
-  std::string_view typeName;
-  shared::Page* (*load)(shared::MainBas& bas, QWidget* parent);
-};
-constexpr std::array<PageType, 3> PageTypes = {{
-    {engine::TypeWeb, Load<pages::frmWebMonitor>},
-    {engine::TypePop3, Load<pages::FrmPop3Monitor>},
-    {engine::TypeSmtp, Load<pages::FrmSmtpMonitor>},
-}};
-constexpr std::size_t WebSlot = 0;
-
-std::string MonitorKey(const std::string& fullName) {
-  return std::string("m").append(fullName);
-}
+constexpr std::size_t FirstSlot = 0;
 }  // namespace
 
 FrmStart::FrmStart(shared::MainBas& bas)
@@ -71,6 +43,7 @@ FrmStart::FrmStart(shared::MainBas& bas)
   m_ui->LstV->header()->setSectionsClickable(true);
   m_ui->LstV->header()->setSectionsMovable(false);
   DrawImages();
+  FillMenuNew();
   m_ui->TvCtrl->setFocus();  // the tool bar stands before it
   WireControls();
   m_bas.Tree = this;
@@ -90,6 +63,16 @@ void FrmStart::DrawImages() {
   m_ui->Img->setPixmap(Drawing("Img").pixmap(m_ui->Img->size(), devicePixelRatioF()));
 }
 
+void FrmStart::FillMenuNew() {
+  for (const auto& type : MonitorTypes()) {
+    if (type.menuClick == nullptr) continue;
+    auto* entry = m_ui->mnuNew->addAction(QLatin1String(type.caption));
+    entry->setObjectName(QLatin1String(type.menu));
+    connect(entry, &QAction::triggered, this,
+            [this, &type] { m_bas.RunHandler([this, &type] { type.menuClick(m_bas, *this); }); });
+  }
+}
+
 void FrmStart::WireControls() {
   using shared::Wire;
   Wire(m_bas, m_ui->TvCtrl, &ClickTree::NodeClick, this, &FrmStart::TvCtrl_Click);
@@ -97,9 +80,6 @@ void FrmStart::WireControls() {
   Wire(m_bas, m_ui->LstV->header(), &QHeaderView::sectionClicked, this, &FrmStart::LstV_ColumnClick);
   Wire(m_bas, &Timer1, &QTimer::timeout, this, &FrmStart::Timer1_Timer);
   Wire(m_bas, m_ui->ToolBar, &QToolBar::actionTriggered, this, &FrmStart::ToolBar_ButtonClick);
-  Wire(m_bas, m_ui->mnuNewWebMonitor, &QAction::triggered, this, &FrmStart::mnuNewWebMonitor_Click);
-  Wire(m_bas, m_ui->mnuNewPop3Monitor, &QAction::triggered, this, &FrmStart::mnuNewPop3Monitor_Click);
-  Wire(m_bas, m_ui->mnuSmtpMonitor, &QAction::triggered, this, &FrmStart::mnuSmtpMonitor_Click);
   Wire(m_bas, m_ui->mnuDelete, &QAction::triggered, this, &FrmStart::mnuDelete_Click);
   Wire(m_bas, m_ui->mnuExit, &QAction::triggered, this, &FrmStart::mnuExit_Click);
   Wire(m_bas, m_ui->mnuStop, &QAction::triggered, this, &FrmStart::mnuStop_Click);
@@ -152,20 +132,20 @@ void FrmStart::ConnectService(const std::string& machine) {
 
 void FrmStart::FillTree() {
   m_tree.Clear();
-  const Node* last = &m_tree.AddRoot({"g", "LocalHost---" + m_bas.MachineName, "global"});
+  const Node* last = &m_tree.AddRoot({.name = "LocalHost---" + m_bas.MachineName});
   SelectNode(*last);  // so that the poll of the first click counts already
   const int count = m_bas.Monitors->Count();
   for (int index = 1; index <= count; ++index) {
     auto& item = m_bas.CurrentMonitor;
     item = m_bas.Monitors->Item(index);
     if (item->TypeName() == engine::TypeServer) continue;
-    // Each of these is a call, and the row of calls of a start is fixed.
-    const auto key = MonitorKey(item->Name());
-    const auto text = item->Name();
-    const bool stopped = item->GetAttr(keys::Status) == engine::StatusDisable;
-    const auto runningImage = item->TypeName();
-    const auto stoppedImage = item->TypeName() + StopMark;
-    last = &m_tree.AddChild({key, text, stopped ? stoppedImage : runningImage});
+    // The order of the calls of a start is fixed, and name and type are read twice in it.
+    Node node{.name = item->Name()};
+    node.name = item->Name();
+    node.stopped = item->GetAttr(keys::Status) == engine::StatusDisable;
+    node.type = item->TypeName();
+    node.type = item->TypeName();
+    last = &m_tree.AddChild(std::move(node));
     item.reset();
   }
   if (m_bas.Monitors->Count() > 0) m_ui->TvCtrl->scrollTo(m_tree.IndexOf(*last));
@@ -209,7 +189,7 @@ void FrmStart::closeEvent(QCloseEvent* event) {
 void FrmStart::Form_Resize() {
   if (isMinimized() || LaidOut) return;
   LaidOut = true;
-  LayOutWindow(*this, *m_ui, LoadedPage(WebSlot));
+  LayOutWindow(*this, *m_ui, LoadedPage(FirstSlot));
   m_bas.CenterForm(*this, *screen());
   ConnectService(m_bas.MachineName);
 }
@@ -224,12 +204,12 @@ std::vector<std::string> FrmStart::MonitorTexts() const {
   std::vector<std::string> texts;
   texts.reserve(m_tree.Children().size());
   for (const auto& node : m_tree.Children())
-    texts.push_back(node->text);
+    texts.push_back(node->name);
   return texts;
 }
 
-const shared::TreeNode& FrmStart::AddMonitorNode(const std::string& fullName, const std::string& image) {
-  return m_tree.AddChild({MonitorKey(fullName), fullName, image});
+const shared::TreeNode& FrmStart::AddMonitorNode(Node node) {
+  return m_tree.AddChild(std::move(node));
 }
 
 void FrmStart::SelectNode(const Node& node) {
@@ -242,7 +222,7 @@ void FrmStart::TvCtrl_Click(const QModelIndex& index) {
 
 void FrmStart::TvCtrl_NodeClick(const Node& node) {
   m_ui->LstV->hide();
-  if (node.key.front() == RootKey)
+  if (&node == m_tree.Root())
     ShowRoot();
   else
     ShowMonitor(node);
@@ -264,10 +244,8 @@ void FrmStart::BuildList() {
   setWindowTitle(QString::fromLatin1(shared::ApplicationTitle));
   std::vector<StatusRow> rows;
   rows.reserve(m_tree.Children().size());
-  for (const auto& node : m_tree.Children()) {
-    const bool stopped = node->image.find(StopMark, 1) != std::string::npos;
-    rows.push_back({node->image, stopped ? "Stop" : "Start", node->text});
-  }
+  for (const auto& node : m_tree.Children())
+    rows.push_back({node->Image(), node->stopped ? "Stop" : "Start", node->name});
   m_list.Fill(std::move(rows));
 }
 
@@ -279,8 +257,8 @@ void FrmStart::ShowMonitor(const Node& node) {
   m_bas.CurrentMonitor = m_bas.CurrentRef->GetMonitor();
   if (m_bas.CurrentMonitor->Kind() == NoPageKind) return;
   const auto type = m_bas.CurrentMonitor->TypeName();
-  for (std::size_t slot = 0; slot < PageTypes.size(); ++slot)
-    if (PageTypes[slot].typeName == type) ShowPage(LoadedPage(slot));
+  for (std::size_t slot = 0; slot < MonitorTypes().size(); ++slot)
+    if (MonitorTypes()[slot].name == type) ShowPage(LoadedPage(slot));
   const bool running = m_bas.CurrentMonitor->GetAttr(keys::Status) == engine::StatusEnable;
   EnableButtons(true, !running, running);
   EnableMenus();
@@ -290,7 +268,7 @@ void FrmStart::ShowMonitor(const Node& node) {
 shared::Page& FrmStart::LoadedPage(std::size_t slot) {
   auto& page = m_bas.PageForms[slot];
   if (!page) {
-    page = PageTypes[slot].load(m_bas, m_ui->Fram);
+    page = MonitorTypes()[slot].loadPage(m_bas, m_ui->Fram);
     page->hide();  // or it would come up together with the window
   }
   return *page;
@@ -354,7 +332,7 @@ void FrmStart::ToolBar_ButtonClick(QAction* button) {
 }
 
 bool FrmStart::Resolve(const Node& node) {
-  m_bas.CurrentRef->SetMonitorName(node.text);
+  m_bas.CurrentRef->SetMonitorName(node.name);
   try {
     m_bas.Monitors->Resolve(*m_bas.CurrentRef);
     return true;
@@ -375,7 +353,7 @@ bool FrmStart::WriteStatus(const Node& node, std::string_view status, const std:
     m_bas.CurrentMonitor->SetAttr(keys::Status, status);
     return true;
   } catch (const engine::EngineError& failure) {
-    ShowFailure("Can not " + verb + " " + node.text, failure);
+    ShowFailure("Can not " + verb + " " + node.name, failure);
     return false;
   }
 }
@@ -383,29 +361,29 @@ bool FrmStart::WriteStatus(const Node& node, std::string_view status, const std:
 void FrmStart::mnuStart_Click() {
   const Node& node = *SelectedNode();
   if (!WriteStatus(node, engine::StatusEnable, "start")) return;
-  m_tree.SetImage(node, node.image.substr(0, node.image.find(StopMark)));
+  m_tree.SetStopped(node, false);
   TvCtrl_NodeClick(node);
 }
 
 void FrmStart::mnuStop_Click() {
   const Node& node = *SelectedNode();
   if (!WriteStatus(node, engine::StatusDisable, "stop")) return;
-  m_tree.SetImage(node, node.image + StopMark);
+  m_tree.SetStopped(node, true);
   TvCtrl_NodeClick(node);
 }
 
 void FrmStart::mnuDelete_Click() {
   const Node& node = *SelectedNode();
   if (m_bas.Dialogs.Show({.title = shared::ApplicationTitle,
-                          .text = "Are you sure you want to delete  [" + node.text + "]  monitor service",
+                          .text = "Are you sure you want to delete  [" + node.name + "]  monitor service",
                           .icon = BoxIcon::Question,
                           .buttons = BoxButtons::YesNo}) != BoxChoice::Yes)
     return;
-  m_bas.CurrentRef->SetMonitorName(node.text);
+  m_bas.CurrentRef->SetMonitorName(node.name);
   try {
     m_bas.Monitors->Remove(*m_bas.CurrentRef);
   } catch (const engine::EngineError& failure) {
-    ShowFailure("Can not delete " + node.text, failure);
+    ShowFailure("Can not delete " + node.name, failure);
     return;
   }
   m_bas.Monitors.Release();
@@ -414,25 +392,6 @@ void FrmStart::mnuDelete_Click() {
   m_tree.Remove(node);
   SelectNode(next);
   TvCtrl_NodeClick(next);
-}
-
-template <class Form>
-void FrmStart::LaunchWizard() {
-  Form wizard(m_bas, this);
-  m_bas.CenterForm(wizard, *this);
-  wizard.exec();
-}
-
-void FrmStart::mnuNewWebMonitor_Click() {
-  LaunchWizard<wizards::FrmWizWeb>();
-}
-
-void FrmStart::mnuNewPop3Monitor_Click() {
-  LaunchWizard<wizards::FrmWizPop>();
-}
-
-void FrmStart::mnuSmtpMonitor_Click() {
-  LaunchWizard<wizards::FrmWizSmtp>();
 }
 
 void FrmStart::mnuExit_Click() {

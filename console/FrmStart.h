@@ -37,20 +37,16 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void Form_QueryUnload(bool& cancel);
 
   [[nodiscard]] std::vector<std::string> MonitorTexts() const override;
-  const shared::TreeNode& AddMonitorNode(const std::string& fullName, const std::string& image) override;
+  const shared::TreeNode& AddMonitorNode(shared::TreeNode node) override;
   void SelectNode(const shared::TreeNode& node) override;
   void TvCtrl_NodeClick(const shared::TreeNode& node) override;
 
-  /// The sort key is the column's position, from 0.
   void LstV_ColumnClick(int column);
   void LstV_ItemClick();
   /// The status poll.
   void Timer1_Timer();
 
   void ToolBar_ButtonClick(QAction* button);
-  void mnuNewWebMonitor_Click();
-  void mnuNewPop3Monitor_Click();
-  void mnuSmtpMonitor_Click();
   void mnuDelete_Click();
   void mnuExit_Click();
   void mnuStop_Click();
@@ -70,6 +66,7 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
 
   void WireControls();
   void DrawImages();
+  void FillMenuNew();
   void TvCtrl_Click(const QModelIndex& index);
 
   void LoadDataFile();
@@ -91,8 +88,6 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   [[nodiscard]] bool Resolve(const Node& node);
   /// False, and the user told, if the write failed.
   [[nodiscard]] bool WriteStatus(const Node& node, std::string_view status, const std::string& verb);
-  template <class Form>
-  void LaunchWizard();
   void ShowFailure(const std::string& what, const std::exception& failure);
 
   shared::MainBas& m_bas;

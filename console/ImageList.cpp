@@ -1,7 +1,8 @@
 #include "console/ImageList.h"
 
-#include <QtGlobal>
+#include <QFile>
 
+#include "console/MonitorTypes.h"
 #include "console/shared/MonitorTree.h"
 
 // The macro must stand outside of any namespace.
@@ -12,26 +13,32 @@ static void InitImages() {
 namespace norvane::console {
 
 namespace {
-constexpr const char* Keys[] = {"Pop3Monitor",      "global",           "MonitorItem",
-                                "WebMonitor",       "ServerMonitor",    "SmtpMonitor",
-                                "Pop3Monitor_Stop", "SmtpMonitor_Stop", "WebMonitor_Stop"};
+/// A type of monitor without a drawing of its own has the one of any monitor.
+constexpr char AnyMonitor[] = "MonitorItem";
+
+QString File(const std::string& name) {
+  return QStringLiteral(":/norvane/%1.svg").arg(QString::fromStdString(name));
 }
+}  // namespace
 
 ImageList::ImageList() {
-  for (const char* key : Keys)
+  for (const char* key : {"global", AnyMonitor, "ServerMonitor"})
     m_images.emplace(key, Drawing(key));
+  for (const auto& type : MonitorTypes())
+    for (const bool stopped : {false, true}) {
+      const auto key = shared::TreeNode{.type = std::string(type.name), .stopped = stopped}.Image();
+      m_images.emplace(key, Drawing(QFile::exists(File(key)) ? key : AnyMonitor));
+    }
 }
 
 QIcon ImageList::Image(const std::string& key) const {
-  constexpr std::string_view mark = shared::StopMark;
-  const auto marked = key.find(mark);
-  const auto found = m_images.find(marked == std::string::npos ? key : key.substr(0, marked + mark.size()));
+  const auto found = m_images.find(key);
   return found == m_images.end() ? QIcon() : found->second;
 }
 
 QIcon Drawing(const std::string& name) {
   InitImages();
-  return QIcon(QStringLiteral(":/norvane/%1.svg").arg(QString::fromStdString(name)));
+  return QIcon(File(name));
 }
 
 }  // namespace norvane::console

@@ -10,8 +10,7 @@ namespace norvane::console {
 class ImageList {
  public:
   ImageList();
-  /// The image of a key. Marks of a stopped monitor beyond the first change nothing; an unknown key has an
-  /// empty image.
+  /// Empty for an unknown key.
   [[nodiscard]] QIcon Image(const std::string& key) const;
 
  private:

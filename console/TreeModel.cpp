@@ -52,8 +52,8 @@ void TreeModel::Remove(const Node& node) {
   endRemoveRows();
 }
 
-void TreeModel::SetImage(const Node& node, std::string image) {
-  m_children[static_cast<std::size_t>(RowOf(node))]->image = std::move(image);
+void TreeModel::SetStopped(const Node& node, bool stopped) {
+  m_children[static_cast<std::size_t>(RowOf(node))]->stopped = stopped;
   const auto index = IndexOf(node);
   emit dataChanged(index, index, {Qt::DecorationRole});
 }
@@ -96,8 +96,8 @@ int TreeModel::columnCount(const QModelIndex& /*parent*/) const {
 QVariant TreeModel::data(const QModelIndex& index, int role) const {
   const Node* node = NodeAt(index);
   if (node == nullptr) return {};
-  if (role == Qt::DisplayRole) return QString::fromStdString(node->text);
-  if (role == Qt::DecorationRole) return m_images.Image(node->image);
+  if (role == Qt::DisplayRole) return QString::fromStdString(node->name);
+  if (role == Qt::DecorationRole) return m_images.Image(node->Image());
   return {};
 }
 

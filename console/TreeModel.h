@@ -29,7 +29,8 @@ class TreeModel : public QAbstractItemModel {
   [[nodiscard]] const Node& Neighbour(const Node& node) const;
   /// Not for the root.
   void Remove(const Node& node);
-  void SetImage(const Node& node, std::string image);
+  /// Not for the root.
+  void SetStopped(const Node& node, bool stopped);
 
   /// Null as long as the tree is empty.
   [[nodiscard]] const Node* Root() const { return m_root.get(); }

@@ -67,7 +67,7 @@ void FrmAddMonitor::cmdOK_Click() {
   const auto ref = m_bas.Engine.NewServiceRef();
   ref->SetMonitorName(fullName);
   m_bas.Monitors->Add(*ref);
-  const auto& node = m_bas.Tree->AddMonitorNode(fullName, typeName);
+  const auto& node = m_bas.Tree->AddMonitorNode({.name = fullName, .type = typeName});
   m_bas.Tree->SelectNode(node);
   accept();
   m_bas.Tree->TvCtrl_NodeClick(node);

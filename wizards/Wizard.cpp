@@ -116,7 +116,7 @@ void Wizard::CreateMonitor() {
   const auto ref = m_bas.Engine.NewServiceRef();
   ref->SetMonitorName(fullName);
   m_bas.Monitors->Add(*ref);
-  const auto& node = m_bas.Tree->AddMonitorNode(fullName, typeName + console::shared::StopMark);
+  const auto& node = m_bas.Tree->AddMonitorNode({.name = fullName, .type = typeName, .stopped = true});
   m_bas.Tree->SelectNode(node);
   hide();
 

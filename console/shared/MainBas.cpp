@@ -15,7 +15,6 @@ namespace norvane::console::shared {
 namespace files = platform::files;
 
 namespace {
-constexpr std::size_t UsedSlots = 5;  // of PageForms; the last is nobody's
 
 settings::GatewaySettings SoundGateway(const std::string& configFile) {
   auto gateway = settings::ReadGatewaySettings(configFile);

@@ -2,6 +2,7 @@
 
 #include <QPointer>
 #include <array>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,6 +22,9 @@ class QScreen;
 namespace norvane::console::shared {
 
 class MonitorTree;
+
+/// How many slots of `PageForms` are for pages; the last stays empty.
+inline constexpr std::size_t UsedSlots = 5;
 
 /// Stands in the title of a box that has none of its own.
 inline constexpr char ApplicationTitle[] = "Norvane";
@@ -47,7 +51,7 @@ class MainBas {
   std::shared_ptr<engine::MonitorItem> CurrentMonitor;
   /// Through which the data file is saved. Empty if connecting failed.
   std::shared_ptr<engine::ServiceStore> Store;
-  /// The loaded pages: 0 web, 1 POP3, 2 SMTP; 3 to 5 stay empty.
+  /// The loaded pages: 0 web, 1 POP3, 2 SMTP, as in console/MonitorTypes.cpp.
   std::array<QPointer<Page>, 6> PageForms;
   /// The rows of the gateway's list of pager types, by their numbers; empty until it has been asked. See
   /// support/PagerTypes.h.

@@ -5,15 +5,17 @@
 
 namespace norvane::console::shared {
 
-/// A node of the tree: the root, or below it a monitor, whose text is its full name.
+/// A node of the tree: the root, or below it a monitor.
 struct TreeNode {
-  std::string key;  ///< "g" for the root, "m" and the full name for a monitor
-  std::string text;
-  std::string image;  ///< key of its image; tells too whether the monitor stood still when last looked at
-};
+  std::string name = {};  ///< its text; the full name of a monitor
+  std::string type = {};  ///< the monitor's type name; empty for the root
+  bool stopped = false;   ///< when the console last looked or wrote
 
-/// What stands behind an image key when the monitor is stopped.
-inline constexpr char StopMark[] = "_Stop";
+  /// The key of its image.
+  [[nodiscard]] std::string Image() const {
+    return type.empty() ? "global" : stopped ? type + "_Stop" : type;
+  }
+};
 
 /// The monitors' tree of the main window, as pages and wizards may use it.
 class MonitorTree {
@@ -22,8 +24,8 @@ class MonitorTree {
 
   /// The texts of all monitor nodes, from the first to the last.
   [[nodiscard]] virtual std::vector<std::string> MonitorTexts() const = 0;
-  /// Adds a monitor's node at the end. It is not selected by this; it stays where it is until it is removed.
-  virtual const TreeNode& AddMonitorNode(const std::string& fullName, const std::string& image) = 0;
+  /// Adds a monitor's node at the end, without selecting it. The address holds until the node is removed.
+  virtual const TreeNode& AddMonitorNode(TreeNode node) = 0;
   /// Marks a node as selected; this is no click.
   virtual void SelectNode(const TreeNode& node) = 0;
   /// The console's one refresh: shows the node as after a user's click, so that a monitor becomes

@@ -21,7 +21,6 @@ TEST(ImageList, EachImageIsDrawn) {
     EXPECT_GT(drawn, 30);
   }
   EXPECT_TRUE(images.Image("FtpMonitor").isNull());
-  EXPECT_FALSE(images.Image("WebMonitor_Stop_Stop").isNull());
 }
 
 }  // namespace
