@@ -55,7 +55,7 @@ void BareWebLoop::Prepare(Transfer& transfer, const std::string& caFile) {
   curl_easy_setopt(transfer.curl, CURLOPT_CAPATH, nullptr);
   if (!caFile.empty()) curl_easy_setopt(transfer.curl, CURLOPT_CAINFO, caFile.c_str());
   curl_easy_setopt(transfer.curl, CURLOPT_PRIVATE, &transfer);
-  curl_easy_setopt(transfer.curl, CURLOPT_WRITEFUNCTION, &BareWebLoop::TakeBody);
+  curl_easy_setopt(transfer.curl, CURLOPT_WRITEFUNCTION, &BareWebLoop::ReceiveBody);
   curl_easy_setopt(transfer.curl, CURLOPT_WRITEDATA, &transfer);
   m_idle.push_back(&transfer);
 }
@@ -113,7 +113,7 @@ int BareWebLoop::TimerChanged(CURLM*, long milliseconds, void* self) {
   return 0;
 }
 
-std::size_t BareWebLoop::TakeBody(char* bytes, std::size_t, std::size_t size, void* transfer) {
+std::size_t BareWebLoop::ReceiveBody(char* bytes, std::size_t, std::size_t size, void* transfer) {
   static_cast<Transfer*>(transfer)->body.append(bytes, size);
   return size;
 }

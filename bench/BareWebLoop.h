@@ -36,7 +36,7 @@ class BareWebLoop {
   void Wait(int longest);
   static int SocketChanged(CURL*, curl_socket_t fd, int what, void* self, void*);
   static int TimerChanged(CURLM*, long milliseconds, void* self);
-  static std::size_t TakeBody(char* bytes, std::size_t, std::size_t size, void* transfer);
+  static std::size_t ReceiveBody(char* bytes, std::size_t, std::size_t size, void* transfer);
 
   std::string m_url;
   std::string m_wanted;

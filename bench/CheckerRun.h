@@ -9,10 +9,10 @@
 
 namespace norvane::bench {
 
-/// The engine's checker and whoever takes its reports, in this process, so that the cost of both is measured.
+/// The engine's checker and a receiver of its reports, in this process, so that the cost of both is measured.
 class CheckerRun {
  public:
-  /// All checks are of this target; its name tells the type.
+  /// All checks are of this target; the type is in its name.
   CheckerRun(std::string name, const engine::Attributes& attributes,
              const engine::WorkerOptions& options = {});
 

@@ -4,13 +4,13 @@
 
 #include "bench/FigureTable.h"
 
-/// Figures of the checker alone, with whoever takes its reports, in this process.
+/// Figures of the checker alone, with a receiver of its reports, in this process.
 namespace norvane::bench {
 
 /// Servers on 127.0.0.1, each in a process of its own.
 struct CheckedServers {
   std::string url, secureUrl;
-  std::string wanted;  ///< stands in both pages
+  std::string wanted;  ///< a text in both pages
   std::string caFile;  ///< by which the secure one is verified
   int pop3 = 0, smtp = 0;
   int slowPop3 = 0, slowSmtp = 0;  ///< answer QUIT late

@@ -44,9 +44,9 @@ void EngineProcess::End() {
 
 double EngineProcess::Memory() const {
   std::ifstream status("/proc/" + std::to_string(m_process) + "/status");
-  std::string word;
-  while (status >> word)
-    if (word == "VmRSS:") break;
+  std::string token;
+  while (status >> token)
+    if (token == "VmRSS:") break;
   double kilobytes = 0;
   status >> kilobytes;
   return kilobytes / 1024;

@@ -11,7 +11,7 @@ namespace norvane::bench {
 
 namespace {
 
-/// A start with all that is known of its plan taken away: what is left is the same for all starts that are
+/// A start less all that is known of its plan: what is left is the same for all starts that are
 /// equally late, but for the line's slope.
 struct Start {
   std::uint32_t monitor;

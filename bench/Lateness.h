@@ -10,9 +10,9 @@ namespace norvane::bench {
 
 /// When checks start, as the server sees it that they go to.
 ///
-/// The engine spreads the first starts of n monitors evenly over the interval, so the planned starts lie on a
+/// The engine spreads the first starts of n monitors evenly over the interval, so the planned starts are on a
 /// straight line over the monitors' numbers; it is taken as the highest one with the slope that fits best
-/// under which no start lies. So the wait for company, the connection and the server's own delay count as
+/// below which there is no start. So the wait for a batch, the connection and the server's own delay count as
 /// lateness, and also every bend that the engine's start put into the line.
 struct Lateness {
   std::vector<double> milliseconds;  ///< of all starts in the rounds that were looked at
@@ -20,7 +20,7 @@ struct Lateness {
 
   struct Expected {
     std::uint32_t monitors = 0;  ///< with the numbers 0 to this, in the order of their starts
-    std::uint32_t noted = 0;     ///< how many of them the server takes note of
+    std::uint32_t noted = 0;     ///< how many of them the server notes
     std::chrono::seconds interval{};
     int firstRound = 0;  ///< earlier ones warm up
     int rounds = 0;

@@ -25,7 +25,7 @@ namespace {
 constexpr std::uint32_t MostMonitors = 32767;
 constexpr milliseconds Pause{10};  // between two calls of the console
 
-/// Web monitors whose numbers, from 0, stand in their addresses; `isHung` tells which never get an answer.
+/// Web monitors whose numbers, from 0, are in their addresses; `isHung` says which never get an answer.
 std::vector<engine::datafile::Row> Monitors(
     const LoadPage& page, std::uint32_t count, const std::string& interval,
     const std::function<bool(std::uint32_t)>& isHung = [](std::uint32_t) { return false; }) {
@@ -63,7 +63,7 @@ class World {
     return times;
   }
 
-  /// Ends the engine. How many lines of its logs tell of a check that was not good.
+  /// Ends the engine. How many lines of its logs are of checks that were not good.
   int EndAndCountFailures() {
     m_engine.End();
     int failures = 0;

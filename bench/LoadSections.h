@@ -9,7 +9,7 @@ namespace norvane::bench {
 /// Where its web monitors find their page, and when the server saw them.
 struct LoadPage {
   std::string url;     ///< to which a monitor's number is added, or "hung"
-  std::string wanted;  ///< stands in the page
+  std::string wanted;  ///< a text in the page
   Arrivals& arrivals;
 };
 

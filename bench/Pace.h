@@ -7,7 +7,7 @@ namespace norvane::bench {
 /// How many checks a bare loop makes at a time.
 inline constexpr int InFlight = 64;
 
-/// Tells a bare loop when it may begin another check.
+/// Says when a bare loop may begin another check.
 class Pace {
  public:
   /// 0 a second: as fast as it goes.

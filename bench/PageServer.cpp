@@ -102,7 +102,7 @@ void PageServer::AcceptAll() {
   }
 }
 
-/// A connection that is to live on stands in the epoll, which gives it back here.
+/// A connection that is kept alive: epoll gives it back here.
 void PageServer::Serve(FileDescriptor connection) {
   std::array<char, 2048> buffer;
   const auto got = ::recv(connection.Get(), buffer.data(), buffer.size(), 0);

@@ -151,7 +151,7 @@ void MeasureInChild(int count) {
   std::fflush(stdout);
 }
 
-/// What it costs to propose a name when all lower numbers are taken.
+/// What it costs to propose a name when all lower numbers are in use.
 double ProposeName(int count) {
   constexpr char Head[] = "WebMonitor Of ";
   std::vector<std::string> names;

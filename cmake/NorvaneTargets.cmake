@@ -57,7 +57,7 @@ function(norvane_library name)
   endif()
 endfunction()
 
-# norvane_program(NAME SOURCES ... [LINK ...]): one of the programs that lie together in the application folder.
+# norvane_program(NAME SOURCES ... [LINK ...]): one of the programs of the application folder.
 function(norvane_program name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})

@@ -8,7 +8,7 @@
 
 namespace norvane::demo {
 
-/// The services that are watched, and those through which the engine tells people, on loopback ports.
+/// The services that are watched, and those that carry its notifications, on loopback ports.
 struct DemoServers {
   DemoServers();
 
@@ -16,7 +16,7 @@ struct DemoServers {
   void SetShop(bool good);
   void SetMailbox(bool good);
   void SetRelay(bool good);
-  /// Whether notifications by mail are taken.
+  /// Whether it accepts notifications by mail.
   void SetPost(bool good);
 
   loopback::HttpServer web;

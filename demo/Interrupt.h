@@ -5,7 +5,7 @@
 
 namespace norvane::demo {
 
-/// Has `act` run by the event loop, even one of a window, when the process is told to end by a signal. One at
+/// Has `act` run by the event loop, even one of a window, when a signal ends the process. One at
 /// a time, after the application object was made.
 class Interrupt : public QObject {
  public:

@@ -52,7 +52,7 @@ QImage Reduced(const QImage& picture) {
   QList<QRgb> table;
   for (const auto& [count, colour] : byCount) {
     const bool isTaken = std::any_of(table.begin(), table.end(),
-                                     [colour = colour](QRgb taken) { return AreClose(taken, colour); });
+                                     [colour = colour](QRgb known) { return AreClose(known, colour); });
     if (!isTaken && table.size() < MaxColours) table.push_back(colour);
   }
   return picture.convertToFormat(QImage::Format_Indexed8, table);
@@ -63,7 +63,7 @@ Pictures::Pictures(const std::string& folder) : m_folder(folder) {
   std::filesystem::create_directories(folder);
 }
 
-void Pictures::Take(QWidget& window, const std::string& name) {
+void Pictures::Capture(QWidget& window, const std::string& name) {
   if (!QTest::qWaitForWindowExposed(&window)) throw std::runtime_error("no window to picture: " + name);
   const auto file = m_folder + "/" + name + ".png";
   const auto content = window.grab();

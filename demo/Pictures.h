@@ -13,7 +13,7 @@ class Pictures {
   explicit Pictures(const std::string& folder);
 
   /// Writes a window that is on show, in a frame with its title, as NAME.png. Throws if it can't.
-  void Take(QWidget& window, const std::string& name);
+  void Capture(QWidget& window, const std::string& name);
   [[nodiscard]] int Count() const { return m_count; }
 
  private:

@@ -49,7 +49,7 @@ Play::Play(link::EngineClient& engine, DemoServers& servers, const DemoFolder& f
   m_console.setProgram(QString::fromStdString(folder / "norvane"));
   m_console.setChildProcessModifier([] { ::setpgid(0, 0); });  // the terminal's Ctrl-C is for this program
   m_console.setProcessChannelMode(QProcess::ForwardedChannels);
-  connect(&m_look, &QTimer::timeout, this, &Play::TellNews);
+  connect(&m_look, &QTimer::timeout, this, &Play::PrintNews);
   connect(&m_console, &QProcess::errorOccurred, this,
           [this] { End("the console fails: " + m_console.errorString().toStdString()); });
   connect(&m_console, &QProcess::finished, this,
@@ -73,22 +73,22 @@ void Play::Run() {
 void Play::Schedule() {
   for (const auto& turn : Turns)
     QTimer::singleShot(turn.at, this, [this, &turn] {
-      Tell(turn.text);
+      Print(turn.text);
       (m_servers.*turn.set)(turn.good);
     });
   QTimer::singleShot(Round, this, &Play::Schedule);
 }
 
-void Play::TellNews() {
+void Play::PrintNews() {
   try {
     for (const auto& text : m_news.Next())
-      Tell("  " + text);
+      Print("  " + text);
   } catch (const std::exception& failure) {
     End(failure.what());
   }
 }
 
-void Play::Tell(const std::string& text) const {
+void Play::Print(const std::string& text) const {
   std::printf("%4lld s  %s\n", static_cast<long long>(m_since.elapsed() / 1000), text.c_str());
   std::fflush(stdout);
 }

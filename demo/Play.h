@@ -11,7 +11,7 @@
 namespace norvane::demo {
 
 /// The user plays with the real console, while the services fail and come back each minute and the terminal
-/// tells what happens.
+/// shows what happens.
 class Play : public QObject {
  public:
   /// All of these outlive it; the engine runs already.
@@ -22,8 +22,8 @@ class Play : public QObject {
 
  private:
   void Schedule();
-  void TellNews();
-  void Tell(const std::string& text) const;
+  void PrintNews();
+  void Print(const std::string& text) const;
   void End(const std::string& failure = "");
 
   DemoServers& m_servers;

@@ -47,7 +47,7 @@ Story::Story(link::EngineClient& engine, DemoServers& servers, const DemoFolder&
       m_pictures(pictures),
       m_news(engine, servers, folder) {}
 
-void Story::Tell() {
+void Story::Run() {
   FirstRun();
   SecondRun();
 }
@@ -56,7 +56,7 @@ void Story::FirstRun() {
   driver::ConsoleRun console(m_folder.Path());
   m_console = &console;
   Say("The console starts.");
-  console.Start([this](QWidget& splash) { m_pictures.Take(splash, "splash"); });
+  console.Start([this](QWidget& splash) { m_pictures.Capture(splash, "splash"); });
   LookAtTheList();
   AddMonitors();
   LookAtThePages();
@@ -94,7 +94,7 @@ void Story::LookAtTheList() {
     m_console->AwaitResult(monitor, "Ok");
   Say("All is well.");
   ShowList();
-  m_pictures.Take(m_console->Window(), "list-ok");
+  m_pictures.Capture(m_console->Window(), "list-ok");
 }
 
 // Wizards.
@@ -137,7 +137,7 @@ void Story::CheckUrl(QWidget& wizard) {
     viewer = wizard.findChild<console::shared::FrmURLShow*>();
     return viewer != nullptr && viewer->isVisible();
   });
-  m_pictures.Take(*viewer, "url-check");
+  m_pictures.Capture(*viewer, "url-check");
   Click(Part<QPushButton>(*viewer, "cmdClose"));
 }
 
@@ -151,7 +151,7 @@ void Story::FinishWizard(QWidget& wizard, const std::string& name, const std::st
   types.hidePopup();
   types.setCurrentIndex(1);
   Enter(Part<QLineEdit>(wizard, "txtPagerMsg"), name + " is down");
-  m_pictures.Take(wizard, picture);
+  m_pictures.Capture(wizard, picture);
   Click(Part<QPushButton>(wizard, "cmdOK"));
 }
 
@@ -169,7 +169,7 @@ void Story::ShowPages(const std::string& fullName, const std::string& picture) {
   int index = 0;
   for (const char* tab : {"general", "notification", "command"}) {
     m_console->OpenTab(index++);
-    m_pictures.Take(m_console->Window(), picture + "-" + tab);
+    m_pictures.Capture(m_console->Window(), picture + "-" + tab);
   }
   m_console->OpenTab(0);
 }
@@ -209,7 +209,7 @@ void Story::WaitForAnAnswer() {
       [this] {
         InBox(
             "Wait Please", [this] { Click(m_console->OnPage<QPushButton>("cmdTest")); },
-            [this](QMessageBox& box) { m_pictures.Take(box, "box-wait"); });
+            [this](QMessageBox& box) { m_pictures.Capture(box, "box-wait"); });
       },
       "box-test-failed");
   Enter(point, m_servers.web.Url(NewsPage));
@@ -227,7 +227,7 @@ void Story::SeeOutages() {
   m_console->AwaitResult(Shop, "Error");
   m_console->AwaitResult(Mailbox, "Error");
   ShowList();
-  m_pictures.Take(m_console->Window(), "list");
+  m_pictures.Capture(m_console->Window(), "list");
   AwaitNews({"would be restarted", "A mail arrived.", "The pager gateway was called"});
   Say("Both are mended.");
   m_servers.SetShop(true);
@@ -241,13 +241,13 @@ void Story::SeeOutages() {
 void Story::LookAtTheRest() {
   InForm<support::frmAbout>([this] { m_console->Choose("mnuAbout"); },
                             [this](QWidget& about) {
-                              m_pictures.Take(about, "about");
+                              m_pictures.Capture(about, "about");
                               Click(Part<QPushButton>(about, "cmdOK"));
                             });
   wizards::FrmAddMonitor form(m_console->console.bas, &m_console->console.form);
   InForm<wizards::FrmAddMonitor>([&form] { form.exec(); },
                                  [this](QWidget& add) {
-                                   m_pictures.Take(add, "add-monitor");
+                                   m_pictures.Capture(add, "add-monitor");
                                    Click(Part<QPushButton>(add, "cmdCancel"));
                                  });
 }
@@ -272,7 +272,7 @@ void Story::ThroughBox(const std::string& title, const std::function<void()>& ac
                        const std::string& button) {
   InBox(title, act, [&](QMessageBox& box) {
     Say("  [" + box.windowTitle().toStdString() + "] " + box.text().toStdString());
-    m_pictures.Take(box, picture);
+    m_pictures.Capture(box, picture);
     Answer(box, button);
   });
 }

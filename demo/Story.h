@@ -16,7 +16,7 @@ class Story {
   /// All of these outlive it; the engine runs already.
   Story(link::EngineClient& engine, DemoServers& servers, const DemoFolder& folder, Pictures& pictures);
 
-  void Tell();
+  void Run();
 
  private:
   void FirstRun();
@@ -33,14 +33,14 @@ class Story {
   void Delete();
   void Quit();
 
-  /// Fills a wizard's common part, takes its picture and presses OK.
+  /// Fills a wizard's common part, captures it and presses OK.
   void FinishWizard(QWidget& wizard, const std::string& name, const std::string& picture);
   void CheckUrl(QWidget& wizard);
   void ShowPages(const std::string& fullName, const std::string& picture);
 
   void Say(const std::string& text);
   void ShowList();
-  /// Tells all news until each of these texts has been in one.
+  /// Prints all news until each of these texts has been in one.
   void AwaitNews(const std::vector<std::string>& texts);
   /// Does `act`, which ends in a message box, and presses a button there.
   void ThroughBox(const std::string& title, const std::function<void()>& act, const std::string& picture,

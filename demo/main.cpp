@@ -47,7 +47,7 @@ void LetUserPlay(int argc, char** argv) {
   demo::Play(stage.engine, stage.servers, stage.folder).Run();
 }
 
-void TellStory(int argc, char** argv, const std::string& picturesFolder) {
+void RunStory(int argc, char** argv, const std::string& picturesFolder) {
   ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
   // Qt warns of each thing that this platform lacks.
   QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false"));
@@ -61,7 +61,7 @@ void TellStory(int argc, char** argv, const std::string& picturesFolder) {
   });
   demo::Pictures pictures(picturesFolder);
   stage.Begin();
-  demo::Story(stage.engine, stage.servers, stage.folder, pictures).Tell();
+  demo::Story(stage.engine, stage.servers, stage.folder, pictures).Run();
   std::printf("%d pictures are in %s\n", pictures.Count(), picturesFolder.c_str());
 }
 }  // namespace
@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
     if (arguments.empty())
       LetUserPlay(argc, argv);
     else if (arguments.size() == 2 && arguments[0] == "--pictures")
-      TellStory(argc, argv, argv[2]);
+      RunStory(argc, argv, argv[2]);
     else
       throw std::runtime_error(std::string("not understood\n") + Usage);
     return EXIT_SUCCESS;

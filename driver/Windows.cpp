@@ -24,7 +24,7 @@ std::string OpenWindow() {
   return text;
 }
 
-/// A user who looks out for a window for as long as this stands.
+/// A user who waits for a window while this object lives.
 class Visitor : public QObject {
  public:
   Visitor(std::string name, std::function<bool(QWidget&)> meet)

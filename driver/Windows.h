@@ -9,7 +9,7 @@ class QLineEdit;
 class QMessageBox;
 
 /// What a user does at windows. All of it belongs to the window system's thread; a window that does not come,
-/// or go, within a minute is told by std::runtime_error.
+/// or go, within a minute is a std::runtime_error.
 namespace norvane::driver {
 
 /// A part of a window by its name.
@@ -21,17 +21,17 @@ template <class T>
 }
 
 void Click(QWidget& control);
-/// In place of what stands there.
+/// Replaces the text.
 void Enter(QLineEdit& field, const std::string& text);
 /// Presses the button of this caption, in which "&" does not count.
 void Answer(QMessageBox& box, const std::string& caption);
 
-/// Lets events run until `holds`. `what` is told if it does not come.
+/// Lets events run until `holds`. `what` names it in the error if it never does.
 void Await(const std::string& what, const std::function<bool()>& holds);
 
 /// Does `act`, which opens a window that shuts out all others and returns when that is closed, with a user
 /// who is there as soon as a window comes for which `meet` holds. What `meet` throws comes out of this, the
-/// window being closed. `name` is told if no such window comes.
+/// window being closed. `name` is for the error if no such window comes.
 void MeetWindow(const std::string& name, const std::function<void()>& act,
                 const std::function<bool(QWidget&)>& meet);
 

@@ -12,7 +12,7 @@
 
 namespace norvane::loopback {
 
-/// A web server that plays a script for each path. It takes one request a connection.
+/// A web server that plays a script for each path. One request per connection.
 class HttpServer {
  public:
   using End = Saying::End;
@@ -25,7 +25,7 @@ class HttpServer {
   };
   struct Options {
     std::optional<Identity> tls{};
-    std::optional<Script> onConnect{};  ///< played as soon as a connection stands, before any request
+    std::optional<Script> onConnect{};  ///< played as soon as there is a connection, before any request
   };
 
   HttpServer() : HttpServer(Options{}) {}
@@ -58,25 +58,25 @@ class HttpServer {
   LoopbackServer m_server;  // last, since its thread uses the others
 };
 
-/// A loopback port that refuses every connection for as long as this stands.
+/// A loopback port that refuses every connection while this object lives.
 class RefusingPort {
  public:
   RefusingPort();
   [[nodiscard]] int Port() const { return m_port; }
 
  private:
-  int m_port = 0;  // told by the socket's making
+  int m_port = 0;  // set when the socket is bound
   platform::FileDescriptor m_socket;
 };
 
-/// A loopback port to which no connection ever comes about: its queue is full.
+/// A loopback port that accepts no connection: its backlog is full.
 class StalledPort {
  public:
   StalledPort();
   [[nodiscard]] int Port() const { return m_port; }
 
  private:
-  int m_port = 0;  // told by the socket's making
+  int m_port = 0;  // set when the socket is bound
   platform::FileDescriptor m_socket;
   std::vector<platform::FileDescriptor> m_queued;
 };

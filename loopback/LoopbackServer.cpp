@@ -158,7 +158,7 @@ void LoopbackServer::Accept() {
     FileDescriptor fd(::accept4(m_listener.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!fd) return;
     const int number = fd.Get();
-    // Edges, so that one need not tell the kernel each time what one waits for.
+    // Edge-triggered, so that what is waited for need not be set anew each time.
     Watch(number, EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET);
     m_connections[number] = std::make_unique<Connection>(*this, std::move(fd));
     Go(number);

@@ -19,7 +19,7 @@ namespace norvane::loopback {
 struct Saying {
   enum class End {
     Stay,     ///< waits for what the client says next
-    Silence,  ///< keeps the connection and takes no notice of anything
+    Silence,  ///< keeps the connection and ignores everything
     Close,
     Reset,
     Tls,  ///< goes on in TLS
@@ -45,7 +45,7 @@ class LoopbackServer {
     bool isTlsFromStart = false;        ///< TLS at once
     std::chrono::milliseconds pace{0};  ///< of every saying that has none
   };
-  /// What one client is answered: takes its part of what was received; nothing while that is incomplete. The
+  /// Answers one client: removes a complete line from what was received; nothing while there is none. The
   /// first call is the greeting.
   using Dialogue = std::function<std::optional<Saying>(std::string& received, bool isSecured)>;
 
@@ -69,7 +69,7 @@ class LoopbackServer {
   const TlsContext m_tls;
   const bool m_isTlsFromStart;
   const std::chrono::milliseconds m_pace;
-  int m_port = 0;  // told by the listener's making
+  int m_port = 0;  // set when the listener is bound
   platform::FileDescriptor m_listener;
   platform::FileDescriptor m_epoll;
   platform::EventFd m_stop;

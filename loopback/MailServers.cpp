@@ -21,7 +21,7 @@ std::string Verb(const std::string& line) {
   return platform::AsciiUpper(line.substr(0, line.find(' ')));
 }
 
-/// What stands behind the first `separator`.
+/// The text after the first `separator`.
 std::string Behind(const std::string& line, char separator) {
   const auto at = line.find(separator);
   return at == std::string::npos ? "" : line.substr(at + 1);
@@ -166,7 +166,7 @@ std::string SmtpServer::Extensions(const Session& session) const {
          (m_smtp.offersUtf8 ? "250-SMTPUTF8\r\n" : "") + "250 8BITMIME\r\n";
 }
 
-MailAnswer SmtpServer::TakeText(Session& session, const std::string& line) {
+MailAnswer SmtpServer::ReceiveText(Session& session, const std::string& line) {
   session.isInText = line != ".";
   if (session.isInText) {
     session.text += (line.starts_with(".") ? line.substr(1) : line) + "\r\n";
@@ -174,11 +174,11 @@ MailAnswer SmtpServer::TakeText(Session& session, const std::string& line) {
   }
   const std::lock_guard lock(m_mutex);
   m_mails.push_back({session.from, session.to, std::exchange(session.text, {}), session.isSecured});
-  return {"250 taken\r\n"};
+  return {"250 accepted\r\n"};
 }
 
 MailAnswer SmtpServer::Answer(Session& session, const std::string& line) {
-  if (session.isInText) return TakeText(session, line);
+  if (session.isInText) return ReceiveText(session, line);
   const auto verb = Verb(line);
   if (verb == "EHLO") return {Extensions(session)};
   if (verb == "HELO") return {"250 mail.test\r\n"};

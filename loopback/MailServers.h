@@ -14,7 +14,7 @@ namespace norvane::loopback {
 
 using MailAnswer = Saying;
 
-/// A server of a line protocol. It behaves well but where it is told otherwise.
+/// A server of a line protocol. It behaves well unless told otherwise.
 class MailServer {
  public:
   using Options = LoopbackServer::Options;  ///< with an identity, it offers the upgrade to TLS
@@ -99,7 +99,7 @@ class Pop3Server : public MailServer {
   std::map<std::string, Account> m_accounts;
 };
 
-/// Takes mails and keeps them.
+/// Receives mails and keeps them.
 class SmtpServer : public MailServer {
  public:
   struct ReceivedMail {
@@ -123,7 +123,7 @@ class SmtpServer : public MailServer {
  private:
   MailAnswer Greet(Session& session) override;
   MailAnswer Answer(Session& session, const std::string& line) override;
-  [[nodiscard]] MailAnswer TakeText(Session& session, const std::string& line);
+  [[nodiscard]] MailAnswer ReceiveText(Session& session, const std::string& line);
   [[nodiscard]] std::string Extensions(const Session& session) const;
 
   SmtpOptions m_smtp;

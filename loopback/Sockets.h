@@ -6,7 +6,7 @@
 
 namespace norvane::loopback {
 
-/// Throws what errno tells.
+/// Throws std::system_error for errno.
 [[noreturn]] void ThrowErrno(const char* what);
 
 [[nodiscard]] sockaddr_in Address(int port);

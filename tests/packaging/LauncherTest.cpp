@@ -12,11 +12,11 @@ namespace norvane::tests {
 namespace {
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
+using Arguments = std::vector<std::string>;
 
 /// Runs one of the commands with these variables and no others but PATH.
-Finished Launch(const Words& variables, const std::string& name, const Words& arguments) {
-  Words command = {"/usr/bin/env", "-i", "PATH=/usr/bin:/bin"};
+Finished Launch(const Arguments& variables, const std::string& name, const Arguments& arguments) {
+  Arguments command = {"/usr/bin/env", "-i", "PATH=/usr/bin:/bin"};
   command.insert(command.end(), variables.begin(), variables.end());
   command.push_back(NORVANE_LAUNCHERS "/" + name);
   command.insert(command.end(), arguments.begin(), arguments.end());
@@ -30,7 +30,7 @@ bool IsOnlyTheOwners(const std::string& folder) {
 
 TEST(Launcher, GivesTheEngineAFolderOfTheUser) {
   const loopback::TempFolder home;
-  const Words variables = {"HOME=" + home.Path()};
+  const Arguments variables = {"HOME=" + home.Path()};
   const std::string folder = home / ".local/share/norvane";
   const auto started = Launch(variables, "norvane-engine", {"--detach"});
   EXPECT_EQ(started.code, 0) << started.err;
@@ -47,7 +47,7 @@ TEST(Launcher, FindsTheFolderOrSaysWhyNot) {
   const std::string file = WriteFile(home / "file", "x");
   struct Row {
     const char* name;
-    Words variables;
+    Arguments variables;
     std::string folder;  // empty if there can be none
     std::string says;
   };

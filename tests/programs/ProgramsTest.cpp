@@ -22,7 +22,7 @@ namespace {
 using namespace loopback;
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
+using Arguments = std::vector<std::string>;
 
 /// An engine in the background, in a folder of its own; ended when the test ends.
 class Engine {
@@ -35,9 +35,9 @@ class Engine {
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
-  Finished Ctl(Words words, const std::string& input = "") const {
-    words.insert(words.begin(), {Program("norvanectl"), "--folder", m_folder});
-    return RunProgram(words, input);
+  Finished Ctl(Arguments arguments, const std::string& input = "") const {
+    arguments.insert(arguments.begin(), {Program("norvanectl"), "--folder", m_folder});
+    return RunProgram(arguments, input);
   }
 
  private:
@@ -54,13 +54,16 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
   ASSERT_EQ(::mkfifo((folder / "pipe/log/engine.log").c_str(), 0600), 0);
   struct Row {
     const char* name;
-    Words arguments;
+    Arguments arguments;
     int code;
     std::string says;
   };
   const Row rows[] = {
-      {"taken", {"--folder", folder.Path()}, 3, "another engine serves"},
-      {"taken, in the background", {"--folder", folder.Path(), "--detach"}, 3, "another engine serves"},
+      {"served already", {"--folder", folder.Path()}, 3, "another engine serves"},
+      {"served already, in the background",
+       {"--folder", folder.Path(), "--detach"},
+       3,
+       "another engine serves"},
       {"missing", {"--folder", folder / "missing"}, 4, "No such file"},
       {"no folder", {"--folder", folder / "file"}, 4, "Not a directory"},
       {"a pipe for its log", {"--folder", folder / "pipe", "--detach"}, 4, "engine.log: No such device"},
@@ -71,7 +74,7 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    Words command = row.arguments;
+    Arguments command = row.arguments;
     command.insert(command.begin(), Program("norvane-engine"));
     const auto finished = RunProgram(command);
     EXPECT_EQ(finished.code, row.code);
@@ -132,7 +135,7 @@ TEST(EngineProgram, GoesOnAfterAnOrderlyEndAndAfterAKill) {
   }
   Process engine({Program("norvane-engine"), "--folder", folder.Path()});
   Finished status;
-  do {  // the socket of the killed one still lies there
+  do {  // the socket of the killed one is still there
     status = RunProgram({Program("norvanectl"), "--folder", folder.Path(), "--json", "status"});
   } while (status.code == 3);
   EXPECT_NE(status.out.find("\"Monitors\":1,\"Running\":1"), std::string::npos) << status.out;
@@ -160,7 +163,7 @@ TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
   const Engine engine(folder);
   const std::string shop = "WebMonitor Of shop", odd = "no\xff", zero("a\0b", 3);
   struct Row {
-    Words words;
+    Arguments arguments;
     int code;
     std::string says;  // in the output or the error
     std::string input = "";
@@ -214,10 +217,10 @@ TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
   };
   for (const auto& row : rows) {
     std::string trace;
-    for (const auto& word : row.words)
-      trace += word + " ";
+    for (const auto& argument : row.arguments)
+      trace += argument + " ";
     SCOPED_TRACE(trace);
-    const auto finished = engine.Ctl(row.words, row.input);
+    const auto finished = engine.Ctl(row.arguments, row.input);
     EXPECT_EQ(finished.code, row.code) << finished.err;
     EXPECT_NE((finished.out + finished.err).find(row.says), std::string::npos)
         << finished.out << finished.err;
@@ -230,7 +233,7 @@ TEST(CtlProgram, WatchTellsEveryChangeButNoPassword) {
   const std::string mail = "Pop3Monitor Of mail";
   EXPECT_EQ(engine.Ctl({"add", mail}).code, 0);
   Process watch({Program("norvanectl"), "--folder", folder.Path(), "watch"});
-  // The first line tells that the watch stands: it appears once a change has come after its start.
+  // The watch is on once its first line is there, which comes when a change has come after its start.
   EXPECT_EQ(engine.Ctl({"set", mail, "MonitorExt_PopPass"}, "s3cret").code, 0);
   for (int i = 0; i < 30; ++i)
     EXPECT_EQ(engine.Ctl({"set", mail, "Monitor_Parameter", std::to_string(i)}).code, 0);

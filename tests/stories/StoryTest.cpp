@@ -37,9 +37,9 @@ class StoryTest : public ::testing::Test {
   }
   ~StoryTest() override { Ctl({"shutdown"}); }
 
-  Finished Ctl(Texts words) const {
-    words.insert(words.begin(), {Program("norvanectl"), "--folder", folder.Path()});
-    return RunProgram(words);
+  Finished Ctl(Texts arguments) const {
+    arguments.insert(arguments.begin(), {Program("norvanectl"), "--folder", folder.Path()});
+    return RunProgram(arguments);
   }
   /// Gives the engine, which runs, this monitor, and starts it if there are `attributes`.
   void Add(const std::string& name, const std::vector<std::pair<std::string, std::string>>& attributes = {}) {

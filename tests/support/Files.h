@@ -24,7 +24,7 @@ inline std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// Who may do what with a file or folder, as `chmod` takes it.
+/// The permissions of a file or folder, as for `chmod`.
 inline mode_t ModeOf(const std::string& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) throw std::runtime_error("there is no " + path);

@@ -24,8 +24,8 @@ struct Pipe {
   }
 };
 
-/// Takes what is there; false at the end.
-bool Take(const platform::FileDescriptor& from, std::string& to) {
+/// Reads what has come; false at the end.
+bool ReadSome(const platform::FileDescriptor& from, std::string& to) {
   char buffer[4096];
   const ssize_t got = ::read(from.Get(), buffer, sizeof buffer);
   if (got < 0 && errno == EINTR) return true;
@@ -50,8 +50,8 @@ Process::Process(const std::vector<std::string>& command, const std::string& inp
   ::posix_spawn_file_actions_adddup2(&actions, out.write.Get(), STDOUT_FILENO);
   ::posix_spawn_file_actions_adddup2(&actions, err.write.Get(), STDERR_FILENO);
   std::vector<char*> arguments;
-  for (const auto& word : command)
-    arguments.push_back(const_cast<char*>(word.c_str()));
+  for (const auto& argument : command)
+    arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
   const int error = ::posix_spawn(&m_pid, command[0].c_str(), &actions, nullptr, arguments.data(), environ);
   ::posix_spawn_file_actions_destroy(&actions);
@@ -78,8 +78,8 @@ Finished Process::Wait() {
   while (fds[0].fd >= 0 || fds[1].fd >= 0) {
     if (::poll(fds, 2, -1) < 0 && errno != EINTR)
       throw std::system_error(errno, std::generic_category(), "poll");
-    if (fds[0].revents != 0 && !Take(m_out, result.out)) fds[0].fd = -1;
-    if (fds[1].revents != 0 && !Take(m_err, result.err)) fds[1].fd = -1;
+    if (fds[0].revents != 0 && !ReadSome(m_out, result.out)) fds[0].fd = -1;
+    if (fds[1].revents != 0 && !ReadSome(m_err, result.err)) fds[1].fd = -1;
   }
   int status = 0;
   ::waitpid(m_pid, &status, 0);
