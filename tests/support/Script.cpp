@@ -13,6 +13,7 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <regex>
@@ -44,6 +45,8 @@ using Attributes = std::map<std::string, std::string, std::less<>>;
 /// In front of a step of which nothing is told.
 constexpr std::string_view Quietly = "> quietly ";
 constexpr std::size_t LineLength = 110;
+constexpr const char* Changes[] = {"SetAttr(", "SetValue(", "Commit", "Open(",    "Load(",  "Save(",
+                                   "Add(",     "Remove(",   "Init(",  "Monitor(", "Notify("};
 
 void ReplaceAll(std::string& text, const std::string& what, const std::string& by) {
   if (what.empty()) return;
@@ -290,17 +293,22 @@ void Script::Emit(const std::string& line) {
   m_text += "  " + text + "\n";
 }
 
+/// What changes something stands on a line of its own, what only looks together with its neighbours, so that
+/// one call more is one line more in a difference.
 void Script::EmitCalls() {
   std::string line;
+  const auto endLine = [&] {
+    if (!line.empty()) m_text += "  " + std::exchange(line, {}) + "\n";
+  };
   for (const auto& call : m_world->engine.TakeCalls()) {
     const auto shown = Anonymous(call);
-    if (!line.empty() && line.size() + shown.size() > LineLength) {
-      m_text += "  " + line + ",\n";
-      line.clear();
-    }
+    const bool alone = std::any_of(std::begin(Changes), std::end(Changes),
+                                   [&shown](const char* change) { return shown.starts_with(change); });
+    if (alone || shown.starts_with("SetM") || line.size() + shown.size() > LineLength) endLine();
     line += (line.empty() ? "" : ", ") + shown;
+    if (alone) endLine();
   }
-  if (!line.empty()) m_text += "  " + line + "\n";
+  endLine();
 }
 
 std::vector<QWidget*> Script::ShownForms() const {
