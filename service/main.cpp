@@ -50,8 +50,14 @@ constexpr const char* Usage =
     "SIGTERM ends it after saving. Exit codes: 0 ended in order, 1 failed, 2 wrong use,\n"
     "3 another engine serves the folder, 4 the folder cannot be used, 5 its path is too long for a socket.\n";
 
-struct FolderTaken {
-  std::string text;
+/// Ends the program with an exit code; the text says why.
+class Exit : public std::runtime_error {
+ public:
+  Exit(ExitCode code, const std::string& why) : std::runtime_error(why), m_code(code) {}
+  [[nodiscard]] ExitCode Code() const noexcept { return m_code; }
+
+ private:
+  ExitCode m_code;
 };
 
 struct Arguments {
@@ -59,7 +65,7 @@ struct Arguments {
   bool detach = false;
 };
 
-/// Gives nothing if the program has said what was asked for; throws an exit code for wrong use.
+/// Gives nothing if the program has said what was asked for; throws Exit for wrong use.
 std::optional<Arguments> Parse(int argc, char** argv) {
   static const option Options[] = {{"folder", required_argument, nullptr, 'f'},
                                    {"detach", no_argument, nullptr, 'd'},
@@ -82,10 +88,10 @@ std::optional<Arguments> Parse(int argc, char** argv) {
         std::fputs(Usage, stdout);
         return std::nullopt;
       default:
-        throw WrongUse;
+        throw Exit(WrongUse, Usage);
     }
   }
-  if (optind < argc) throw WrongUse;
+  if (optind < argc) throw Exit(WrongUse, Usage);
   arguments.folder = platform::FolderOrOwn(arguments.folder);
   return arguments;
 }
@@ -116,35 +122,44 @@ bool EngineAnswers(const std::string& folder) {
          errno == EAGAIN;  // too many are on their way to it
 }
 
-/// Nothing if another engine serves the folder. One that has the lock and doesn't answer is about to end, or
-/// begins, and is waited for.
-std::optional<platform::FileLock> TakeFolder(const std::string& folder) {
+void RequireShortPath(const std::string& folder) {
+  try {
+    (void)link::SocketAddress(folder);
+  } catch (const console::engine::EngineError& tooLong) {
+    throw Exit(PathTooLong, tooLong.what());
+  }
+}
+
+/// An engine that has the lock and doesn't answer is about to end, or begins, and is waited for.
+platform::FileLock LockFolder(const std::string& folder) {
   const auto deadline = std::chrono::steady_clock::now() + 5s;
   for (;;) {
-    auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::EngineLock));
-    if (lock || EngineAnswers(folder) || std::chrono::steady_clock::now() > deadline) return lock;
+    if (auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::EngineLock)))
+      return std::move(*lock);
+    if (EngineAnswers(folder) || std::chrono::steady_clock::now() > deadline)
+      throw Exit(Taken, "another engine serves the folder " + folder);
     std::this_thread::sleep_for(10ms);
   }
 }
 
 void Serve(const Arguments& arguments, Daemon* daemon) {
-  const auto lock = TakeFolder(arguments.folder);
-  if (!lock) throw FolderTaken{"another engine serves the folder " + arguments.folder};
+  RequireShortPath(arguments.folder);
+  const auto lock = LockFolder(arguments.folder);
   for (const int signal : {SIGTERM, SIGINT, SIGHUP})
     kj::UnixEventPort::captureSignal(signal);
   kj::AsyncIoContext io = kj::setupAsyncIo();
   engine::Service service(
       {arguments.folder, [&](platform::EventFd& wake) { return MakeWorker(arguments.folder, wake); }});
 
-  auto toldToEnd = kj::newPromiseAndFulfiller<void>();
+  auto endRequested = kj::newPromiseAndFulfiller<void>();
   link::EngineServer::Options options;
   options.folder = arguments.folder;
-  options.onShutdown = [&] { toldToEnd.fulfiller->fulfill(); };
+  options.onShutdown = [&] { endRequested.fulfiller->fulfill(); };
   options.log = Say;
   auto server = std::make_unique<link::EngineServer>(io, service, options);
   if (daemon != nullptr) daemon->Ready(arguments.folder);
 
-  auto end = std::move(toldToEnd.promise);
+  auto end = std::move(endRequested.promise);
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     end = end.exclusiveJoin(io.unixEventPort.onSignal(signal).ignoreResult());
   }
@@ -175,15 +190,12 @@ int Main(int argc, char** argv) {
     if (arguments->detach) daemon.emplace();
     Serve(*arguments, daemon ? &*daemon : nullptr);
     return Done;
-  } catch (ExitCode code) {
-    std::fputs(Usage, stderr);
-    return code;
-  } catch (const FolderTaken& taken) {
-    Say(taken.text);
-    return Taken;
-  } catch (const console::engine::EngineError& error) {
-    Say(error.what());
-    return error.Code() == console::engine::EngineErrorCode::Invalid ? PathTooLong : Failed;
+  } catch (const Exit& exit) {
+    if (exit.Code() == WrongUse)
+      std::fputs(exit.what(), stderr);
+    else
+      Say(exit.what());
+    return exit.Code();
   } catch (const engine::StoreError& error) {
     Say(error.what());
     return Unusable;
