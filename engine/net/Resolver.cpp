@@ -214,9 +214,9 @@ void Resolver::RenewChannel() {
 
 void Resolver::Keep(const std::string& host, const Answer& answer, seconds keep) {
   const auto now = m_loop.Now();
-  if (m_cache.size() >= MaxCached)
+  if (m_cache.size() >= m_options.maxCached)
     std::erase_if(m_cache, [&](const auto& entry) { return entry.second.until <= now; });
-  if (m_cache.size() >= MaxCached) m_cache.erase(m_cache.begin());
+  if (m_cache.size() >= m_options.maxCached) m_cache.erase(m_cache.begin());
   m_cache.insert_or_assign(host, Cached{answer, now + keep});
 }
 

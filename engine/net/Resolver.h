@@ -22,6 +22,7 @@ class Resolver {
     std::string nameServers;
     std::chrono::milliseconds tryTimeout{2000};  ///< of the first try; later ones wait longer
     int tries = 3;
+    std::size_t maxCached = 4096;  ///< answers that are kept
   };
   struct Answer {
     std::vector<std::string> addresses;  ///< numeric, the preferred first: "127.0.0.1", "::1"
@@ -31,8 +32,6 @@ class Resolver {
 
   /// Someone's interest in a lookup; destroying it withdraws the interest. Must not outlive the resolver.
   class Query;
-
-  static constexpr std::size_t MaxCached = 4096;
 
   Resolver(EventLoop& loop, Options options);
   ~Resolver();

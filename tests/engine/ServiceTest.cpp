@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "console/engine/Limits.h"
+#include "engine/store/DataFile.h"
 #include "engine/store/Database.h"
 #include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
@@ -85,14 +87,22 @@ TEST(Service, AReportThatCannotBeHandledLosesNoOther) {
   Engine engine(folder.Path());
   engine.checks->holdChecks = true;
   const auto id = engine.Add("WebMonitor Of a");
+  std::vector<std::string> answers;
+  const auto answer = [&](std::exception_ptr, const CheckResult& result) {
+    answers.push_back(result.reason);
+  };
   engine.service.Check(id, [](std::exception_ptr, const CheckResult&) { throw std::runtime_error("gone"); });
-  std::string answer;
-  engine.service.Check(id, [&](std::exception_ptr, const CheckResult& result) { answer = result.reason; });
-  for (const auto& [target, ticket] : engine.checks->held)
-    engine.checks->Report(target, ticket, "down");
+  engine.service.Check(id, answer);
+  engine.service.Check(id, answer);
+  const auto& held = engine.checks->held;
+  engine.checks->Report(id, held[0].second, "down");
+  engine.checks->Report(id, held[1].second, std::string(console::engine::MaxValueSize + 1, 'x'));
+  engine.checks->Report(id, held[2].second, "down");
   engine.service.OnWake();
-  EXPECT_EQ(answer, "down");
-  EXPECT_EQ(engine.service.Notices(), std::deque<std::string>{"WebMonitor Of a: internal error: gone"});
+  const std::string tooLong = "internal error: the value is longer than 1 MiB";
+  EXPECT_EQ(answers, (std::vector<std::string>{tooLong, "down"}));
+  EXPECT_EQ(engine.service.Notices(), (std::deque<std::string>{"WebMonitor Of a: internal error: gone",
+                                                               "WebMonitor Of a: " + tooLong}));
 }
 
 TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
@@ -159,6 +169,8 @@ TEST(Service, SavesWhatChangedSinceTheLastSave) {
     engine.service.Set(engine.service.Table().Find("WebMonitor Of 6")->id, keys::Parameter, "too");
     EXPECT_EQ(engine.Save(own), std::nullopt);
     EXPECT_TRUE(first);
+    const auto saved = datafile::Load(own, 1, ProbeTable());
+    EXPECT_EQ(saved.table->Find("WebMonitor Of 6")->attributes->Get(keys::Parameter), "too");
     // The file was replaced behind the engine's back: all is written again.
     EXPECT_EQ(engine.Save(folder / "copy"), std::nullopt);
     engine.Add("WebMonitor Of last");

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/engine/net/FakeNameServer.h"
 #include "tests/support/Rows.h"
 
@@ -97,6 +99,20 @@ TEST_F(ResolverTest, KeepsAnswersForTheirTimeWithinLimits) {
     m_ahead += seconds(3);
     EXPECT_EQ(resolver.Known(host), nullptr);
   }
+}
+
+TEST_F(ResolverTest, KeepsSoManyAnswersAndNoMore) {
+  FakeNameServer server(m_loop, {});
+  Resolver::Options options{server.Address()};
+  options.maxCached = 2;
+  Resolver resolver(m_loop, options);
+  const Strings hosts = {"a.test", "b.test", "c.test", "d.test"};
+  for (const auto& host : hosts) {
+    static_cast<void>(Ask(resolver, host));
+    EXPECT_NE(resolver.Known(host), nullptr) << "the latest is kept in any case";
+  }
+  EXPECT_EQ(std::ranges::count_if(hosts, [&](const auto& host) { return resolver.Known(host) != nullptr; }),
+            2);
 }
 
 TEST_F(ResolverTest, ASilentNameServerIsToldFromAnUnknownName) {

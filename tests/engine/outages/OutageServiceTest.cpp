@@ -219,24 +219,45 @@ TEST_F(OutageStory, ALastingOutageWritesNothing) {
   EXPECT_EQ(std::filesystem::last_write_time(m_folder / "NorvaneEngine.state"), before);
 }
 
-TEST_F(OutageStory, AnEndThatCouldNotBeWrittenIsWrittenLater) {
+TEST_F(OutageStory, WhatCouldNotBeWrittenIsWrittenLaterUnlessItIsOutOfDate) {
+  for (const bool beginIsLost : {true, false}) {
+    SCOPED_TRACE(beginIsLost);
+    StartWithMonitor();
+    Check("down");
+    if (!beginIsLost) Check("down");
+    EXPECT_EQ(m_engine->Commit("x", "1"), std::nullopt);
+    // A full disk, as far as this process goes.
+    const auto before = ::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    ::getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &none);
+    Check(beginIsLost ? "down" : "Ok");
+    EXPECT_EQ(m_engine->Commit("x", "2"), console::engine::EngineErrorCode::Failed);
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    ::signal(SIGXFSZ, before);
+    if (beginIsLost) Check("Ok");
+    Shutdown();
+    Start();
+    EXPECT_EQ(Check("Ok"), Calls{}) << "the outage had ended before";
+    m_engine->service.Remove(Id());
+    Shutdown();
+  }
+}
+
+TEST_F(OutageStory, DoesNotComeBackForAMonitorThatIsStoppedAtTheStart) {
   StartWithMonitor();
   for (int i = 0; i < 2; ++i)
     Check("down");
   EXPECT_EQ(m_engine->Commit("x", "1"), std::nullopt);
-  // A full disk, as far as this process goes.
-  const auto before = ::signal(SIGXFSZ, SIG_IGN);
-  rlimit limit{};
-  ::getrlimit(RLIMIT_FSIZE, &limit);
-  const rlimit none{0, limit.rlim_max};
-  ::setrlimit(RLIMIT_FSIZE, &none);
-  Check("Ok");
-  EXPECT_EQ(m_engine->Commit("x", "2"), console::engine::EngineErrorCode::Failed);
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-  ::signal(SIGXFSZ, before);
+  const auto state = m_folder / "NorvaneEngine.state";
+  const auto withOutage = tests::ReadFile(state);
+  Set(keys::Status, "Disable");
   Shutdown();
+  tests::WriteFile(state, withOutage);  // the end was not written any more
   Start();
-  EXPECT_EQ(Check("Ok"), Calls{}) << "the outage had ended before";
+  Set(keys::Status, "Enable");
+  EXPECT_EQ(Check("Ok"), Calls{});
 }
 
 TEST_F(OutageStory, ANotificationOnDemandTellsHowThingsStand) {

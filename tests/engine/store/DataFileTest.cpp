@@ -184,6 +184,31 @@ TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
   EXPECT_EQ(ReadFile(good), bytes) << "the folder stays where it is";
 }
 
+TEST(DataFile, AFileWithoutContentIsKeptWithItsJournal) {
+  const TempFolder folder;
+  const auto path = WriteFile(folder / "data", "");
+  WriteFile(path + "-journal", "may mend it");
+  std::string keptAs;
+  ASSERT_TRUE(datafile::Save(path, Sample(3), ProbeTable(), keptAs).has_value());
+  EXPECT_EQ(ReadFile(keptAs + "-journal"), "may mend it");
+}
+
+TEST(DataFile, ANewFileIsNotMendedByTheJournalOfAnOldOne) {
+  const TempFolder folder;
+  const std::string path = folder / "data";
+  SaveOk(path, Sample(40));
+  std::string journal;
+  {
+    Database database(path, Database::Mode::Write);
+    database.Run("PRAGMA journal_mode=DELETE; PRAGMA synchronous=OFF; BEGIN; UPDATE monitor SET name='x'");
+    journal = ReadFile(path + "-journal");
+  }
+  fs::remove(path);
+  WriteFile(path + "-journal", journal);
+  SaveOk(path, Sample(3));
+  EXPECT_EQ(datafile::Load(path, 1, ProbeTable()).table->Count(), 3u);
+}
+
 TEST(Database, APipeIsRefusedAndNotWaitedFor) {
   const TempFolder folder;
   const auto pipe = folder / "pipe";
