@@ -26,7 +26,7 @@ class Writer;
 
 using CheckCompletion = std::function<void(std::exception_ptr, const CheckResult&)>;
 
-/// Hears of changes to the table, on the service thread; asks the table what they are.
+/// Called on the service thread when the table has changed; asks the table what.
 class TableObserver {
  public:
   virtual ~TableObserver() = default;
@@ -61,7 +61,7 @@ class Service final : private Storage::Client {
   /// Each was also written to standard error when it came up.
   [[nodiscard]] const std::deque<std::string>& Notices() const { return m_notices; }
   [[nodiscard]] const std::string& Folder() const { return m_folder; }
-  /// Random, different for every process: tells one engine instance from another.
+  /// Random, different for every process.
   [[nodiscard]] const std::string& Instance() const { return m_instance; }
   [[nodiscard]] MonitorTypes Types() const { return m_types; }
 
@@ -91,7 +91,7 @@ class Service final : private Storage::Client {
   /// Runs one check now. Its result is stored and logged like that of a scheduled one, and while the monitor
   /// runs it counts like one for outages; a stopped monitor has none.
   void Check(MonitorId id, CheckCompletion done);
-  /// Sends one notification now; a result that isn't good tells why.
+  /// Sends one notification now; a result that isn't good says why.
   void Notify(MonitorId id, CheckCompletion done);
 
   /// Stops all checks and saves the data file; `done` comes when all of it is on disk.

@@ -28,7 +28,7 @@ class CheckLoop {
   CheckLoop(const CheckLoop&) = delete;
   CheckLoop& operator=(const CheckLoop&) = delete;
 
-  /// As in CheckRunner. `start` tells this start of the monitor from earlier ones.
+  /// As in CheckRunner. `start` is the number of this start of the monitor.
   void Start(CheckTarget target, std::chrono::milliseconds firstAfter, std::uint64_t start);
   void Update(CheckTarget target);
   void Stop(MonitorId id);

@@ -131,7 +131,7 @@ class Launcher::Program final : private Watcher, private EventOwner {
   }
 
  private:
-  /// To the whole group. The number is ours as long as the program's end was not taken.
+  /// To the whole group. The number is ours until the program is reaped.
   void Signal(int signal) const { ::kill(-m_pid, signal); }
 
   void TimeOut() {

@@ -26,7 +26,7 @@ class Launcher {
     std::string folder;             ///< the application folder, absolute
     std::size_t maxRunning = 16;    ///< further ones wait
     std::size_t maxWaiting = 1000;  ///< beyond, they fail
-    /// The program's whole group is told to end (SIGTERM) after `limit` and killed `grace` later.
+    /// The program's whole group gets SIGTERM after `limit` and killed `grace` later.
     std::chrono::milliseconds limit = std::chrono::minutes(10);
     std::chrono::milliseconds grace = std::chrono::seconds(10);
   };
@@ -38,7 +38,7 @@ class Launcher {
 
   /// `deliver` gets each `CommandEvent` and `CommandOutput`, from the loop or from `Launch`.
   Launcher(EventLoop& loop, Options options, Deliver deliver);
-  /// Tells the programs that run to end, and waits for none.
+  /// Sends SIGTERM to the programs that run, and waits for none.
   ~Launcher();
   Launcher(const Launcher&) = delete;
   Launcher& operator=(const Launcher&) = delete;

@@ -69,8 +69,8 @@ std::string MailSession::Failure(std::string_view what) const {
   return std::string(m_protocol) + ": " + std::string(what);
 }
 
-std::string MailSession::Refused(std::string_view words) const {
-  return Failure(std::string(StepName()) + " refused: " + Masked(words, m_secret));
+std::string MailSession::Refused(std::string_view reply) const {
+  return Failure(std::string(StepName()) + " refused: " + Masked(reply, m_secret));
 }
 
 std::string MailSession::WrongProtocol() const {

@@ -36,10 +36,10 @@ class MailSession : public Probe, private LineDialogue::Client {
   [[nodiscard]] virtual bool BeginsAnew() { return false; }
 
   [[nodiscard]] LineDialogue& Dialogue() { return *m_dialogue; }
-  /// A failure of the protocol in the user's words.
+  /// A failure of the protocol, for the user.
   [[nodiscard]] std::string Failure(std::string_view what) const;
-  /// The server refused the present step, in its own words.
-  [[nodiscard]] std::string Refused(std::string_view words) const;
+  /// The server refused the present step, with its reply.
+  [[nodiscard]] std::string Refused(std::string_view reply) const;
   [[nodiscard]] std::string WrongProtocol() const;
 
  private:

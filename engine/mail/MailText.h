@@ -18,7 +18,7 @@ namespace norvane::engine {
 [[nodiscard]] std::string MessageText(const Mail& mail, std::string_view sender, std::string_view messageId,
                                       std::chrono::system_clock::time_point date);
 
-/// `message` as it stands behind DATA: dots that begin a line are doubled, and a single dot, whose line end
+/// `message` as it is sent after DATA: dots that begin a line are doubled, and a single dot, whose line end
 /// is left to the sender, ends it (RFC 5321, 4.5.2).
 [[nodiscard]] std::string DotStuffed(std::string_view message);
 

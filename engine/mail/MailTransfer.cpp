@@ -58,7 +58,7 @@ class MailTransfer final : public MailSession {
   Mail m_mail;
   std::string m_self;  // once it is asked for
   At m_at = Greeting;
-  std::string m_answer;  // code and words of all lines so far
+  std::string m_answer;  // code and text of all lines so far
   bool m_offersTls = false;
   bool m_offersUtf8 = false;
 };
@@ -97,7 +97,7 @@ std::string MailTransfer::InputFailure() const {
   return failure.empty() ? AddressFailure("recipient", m_mail.to) : failure;
 }
 
-/// As a server may be told who we are: by name, else by address (RFC 5321, 4.1.3).
+/// How this machine calls itself: by name, else by address (RFC 5321, 4.1.3).
 const std::string& MailTransfer::Self() {
   if (m_self.empty()) m_self = FullHostName();
   if (m_self.empty()) {
@@ -121,10 +121,10 @@ MailTransfer::Outcome MailTransfer::Receive(std::string_view line) {
       line.size() >= CodeSize && std::all_of(line.begin(), line.begin() + CodeSize, platform::IsAsciiDigit);
   const char mark = line.size() > CodeSize ? line[CodeSize] : ' ';
   if (!hasCode || (mark != ' ' && mark != '-')) return WrongProtocol();
-  const auto words = line.substr(std::min(line.size(), CodeSize + 1));
-  if (m_at == Ehlo) ParseExtension(words.substr(0, words.find(' ')));
+  const auto text = line.substr(std::min(line.size(), CodeSize + 1));
+  if (m_at == Ehlo) ParseExtension(text.substr(0, text.find(' ')));
   if (m_answer.empty()) m_answer = line.substr(0, CodeSize);
-  m_answer.append(" ").append(words);
+  m_answer.append(" ").append(text);
   return mark == '-' ? std::nullopt : Answered();
 }
 

@@ -18,13 +18,13 @@ struct Mail {
   std::string body;     ///< lines end in "\n"
 };
 
-/// Sends `mail` by SMTP (RFC 5321), marked as automatic (RFC 3834): good when the server has taken it.
+/// Sends `mail` by SMTP (RFC 5321), marked as automatic (RFC 3834): good when the server has accepted it.
 ///
 /// TLS: with the scheme smtps the certificate is promised and verified. Otherwise STARTTLS is used when it is
 /// offered, without asking who the server is, since whoever could pretend to be it could as well hide the
 /// offer (RFC 7435); when the server then refuses it, the mail goes in the clear, as it holds no secret.
 ///
-/// A failure is told as in "SMTP: RCPT TO refused: 550 no such user". Destroying the transfer gives it up;
+/// A failure reads like "SMTP: RCPT TO refused: 550 no such user". Destroying the transfer gives it up;
 /// the time-out is the caller's business, `timeout` only shares it among the server's addresses.
 [[nodiscard]] std::unique_ptr<Probe> MakeMailTransfer(ProbeContext& context, Mail mail,
                                                       std::chrono::milliseconds timeout, ProbeClient& client);

@@ -33,11 +33,11 @@ struct Monitor {
 };
 
 /// All monitors, in the order in which they were added, with a record of what changed when: whoever remembers
-/// the number of the last change that he saw can ask for all later ones. Change numbers and ids of a younger
+/// the number of the last change it saw can ask for all later ones. Change numbers and ids of a younger
 /// generation are greater than all of an older one. Not for several threads at once.
 class MonitorTable {
  public:
-  /// Takes monitors of these types only.
+  /// Accepts monitors of these types only.
   MonitorTable(std::uint32_t generation, MonitorTypes types);
   MonitorTable(MonitorTable&&) noexcept = default;
   MonitorTable& operator=(MonitorTable&&) noexcept = default;
@@ -50,13 +50,13 @@ class MonitorTable {
   [[nodiscard]] const Monitor* Find(std::string_view fullName) const;
 
   /// Throws EngineError: Invalid (not of the form TYPE Of NAME, unknown type, control characters), Exists,
-  /// Full. `number` is the lower half of the id; 0 takes the next free one.
+  /// Full. `number` is the lower half of the id; 0 means the next free one.
   const Monitor& Add(std::string_view fullName, Attributes attributes, std::uint32_t number = 0);
   /// Throws EngineError (NotFound).
   void Remove(MonitorId id);
-  /// Throws EngineError (NotFound, Invalid). Setting the value that stands already changes nothing.
+  /// Throws EngineError (NotFound, Invalid). Setting the present value changes nothing.
   void Set(MonitorId id, std::string_view key, std::string value);
-  /// Not a change: nobody is told. Unknown ids are passed over.
+  /// Not a change: no observer sees it. Unknown ids are ignored.
   void NoteCheck(MonitorId id, const LastCheck& lastCheck);
 
   [[nodiscard]] std::uint64_t LastChange() const { return m_lastChange; }

@@ -15,7 +15,7 @@ struct CheckEnded {
   std::uint64_t ticket = 0;  ///< of `CheckOnce`; 0 for a scheduled check
   CheckResult result;
   std::string remark{};     ///< for the log, beside the result ("check outlasted its interval"); may be empty
-  std::uint64_t start = 0;  ///< of a scheduled check: tells this start of its monitor from earlier ones
+  std::uint64_t start = 0;  ///< of a scheduled check: which start of its monitor it belongs to
 };
 
 /// A channel has accepted a notification or failed to deliver it.

@@ -22,7 +22,7 @@ struct CheckTarget {
 /// A notification to be sent.
 struct NotifyRequest {
   MonitorId id = 0;
-  std::string mode;     ///< as it stands in the attribute
+  std::string mode;     ///< the attribute, unparsed
   std::string to;       ///< mail address or number
   std::string message;  ///< the mail's subject, or the short message
   std::string body;     ///< of a mail
@@ -32,7 +32,7 @@ struct NotifyRequest {
 struct LaunchRequest {
   MonitorId id = 0;
   std::string name;                      ///< of the monitor, in full
-  std::string program;                   ///< as it stands in the attribute
+  std::string program;                   ///< the attribute, unparsed
   std::vector<std::string> environment;  ///< "NAME=value", beside what every program gets
 };
 

@@ -17,7 +17,7 @@ namespace norvane::engine {
 /// The steady time of checks; never the wall clock, which people and daemons set.
 using Moment = std::chrono::steady_clock::time_point;
 
-/// What an event belongs to: a check, for instance. Hears when serving the event threw.
+/// What an event belongs to, a check for instance. Called back when handling the event threw.
 class EventOwner {
  public:
   virtual ~EventOwner() = default;
@@ -26,7 +26,8 @@ class EventOwner {
   virtual void Broke(const std::string& why) = 0;
 };
 
-/// Hears of one descriptor. May watch and forget any descriptor, and destroy any watcher, while it hears.
+/// Gets the events of one descriptor. While it handles one it may watch and forget any descriptor, and
+/// destroy any watcher.
 class Watcher {
  public:
   virtual ~Watcher() = default;
@@ -84,7 +85,7 @@ class EventLoop : public EventOwner {
  private:
   struct Watched {
     Watcher* watcher = nullptr;
-    std::uint32_t turn = 0;  // tells an event of an earlier use of the descriptor's number
+    std::uint32_t turn = 0;  // distinguishes events of an earlier use of the descriptor's number
   };
   using Timers = std::set<std::tuple<Moment, std::uint64_t, Timer*>>;
 

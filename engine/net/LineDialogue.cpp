@@ -105,7 +105,8 @@ int LineDialogue::BeginConnecting(const std::string& address) {
   m_socket.Reset(::socket(peer->storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!m_socket) return errno;
   if (::connect(m_socket.Get(), &peer->Get(), peer->size) != 0 && errno != EINPROGRESS) return errno;
-  // TLS is ours to begin. Otherwise the greeting tells, and to be told of the connection would only cost.
+  // The client begins TLS. Otherwise the server speaks first, and an event for the connection would be
+  // wasted.
   WatchFor(m_server.isSecure ? EPOLLOUT : EPOLLIN);
   return 0;
 }
@@ -135,7 +136,7 @@ void LineDialogue::FinishConnecting() {
   int error = 0;
   socklen_t size = sizeof error;
   ::getsockopt(m_socket.Get(), SOL_SOCKET, SO_ERROR, &error, &size);
-  if (error == ECONNRESET) {  // it was taken before, and already the dialogue is cut
+  if (error == ECONNRESET) {  // it was accepted, and is cut already
     m_state = State::Open;
     return Fail(ConnectionFailure(error, {}));
   }

@@ -45,8 +45,8 @@ class LineDialogue : private Watcher {
   [[nodiscard]] std::optional<std::string_view> NextLine();
   /// Sends `text`, which brings its line ends. That it could not be sent shows when the next line is awaited.
   void Send(std::string_view text);
-  /// Begins TLS on a connection that began without it. What the server said too early is not taken for a part
-  /// of the protected dialogue: it makes the dialogue fail (when `GoOn` comes).
+  /// Begins TLS on a connection that began without it. What the server sent too early is no part of the
+  /// protected dialogue: it makes the dialogue fail (when `GoOn` comes).
   void Secure();
 
   /// Why the dialogue cannot go on, for the user; empty while it can.

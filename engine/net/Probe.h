@@ -22,7 +22,7 @@ struct ProbeContext {
   std::size_t pageQuota;
 };
 
-/// Hears how a probe ends, and owns the events of the probe: what one of them throws ends it too.
+/// Gets the outcome of a probe, and owns the events of the probe: what one of them throws ends it too.
 class ProbeClient : public EventOwner {
  public:
   /// Comes at most once. An empty `failure` is a success; the text may hold bytes from outside. Destroys the

@@ -56,7 +56,7 @@ std::string FailureText(int status) {
   }
 }
 
-/// Tells a changed file from the one seen before.
+/// Differs for a file that was changed or replaced.
 std::pair<timespec, ino_t> StampOf(const char* path) {
   struct stat status {};
   ::stat(path, &status);  // a missing file has the stamp of zeros
@@ -112,7 +112,7 @@ class Resolver::Channel : public Watcher {
     auto& channel = *static_cast<Channel*>(self);
     if (readable == 0 && writable == 0) return channel.m_owner.m_loop.Forget(fd);
     const auto events = (readable != 0 ? EPOLLIN : 0u) | (writable != 0 ? EPOLLOUT : 0u);
-    // Without room in the kernel the lookup ends by its own time-out.
+    // If the kernel cannot watch it, the lookup ends by its own time-out.
     static_cast<void>(channel.m_owner.m_loop.Watch(fd, events, channel));
   }
 
@@ -228,7 +228,7 @@ Resolver::Query* Resolver::NextQuery(const std::string& host) {
   return query;
 }
 
-/// Out of c-ares' own calls, so that whoever hears may look up the next name or end.
+/// Outside of c-ares' own calls, so that a callback may look up the next name or destroy its query.
 void Resolver::DeliverAnswers() {
   for (auto& asked : std::exchange(m_answered, {})) {
     m_loop.Serve(m_loop, [&] { Keep(asked.host, asked.answer, asked.keep); });
@@ -237,7 +237,7 @@ void Resolver::DeliverAnswers() {
 }
 
 void Resolver::Deliver(const std::string& host, const Answer& answer) {
-  // Searched anew each time, since whoever hears may add lookups and withdraw queries.
+  // Searched anew each time, since a callback may add lookups and withdraw queries.
   for (auto* query = NextQuery(host); query != nullptr; query = NextQuery(host)) {
     const auto done = std::exchange(query->m_done, {});
     m_loop.Serve(query->m_owner, [&] { done(answer); });

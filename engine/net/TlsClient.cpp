@@ -16,7 +16,7 @@ namespace norvane::engine {
 
 namespace {
 
-/// Whom the certificate must be for; a name is told to the server too, which may have several.
+/// Whom the certificate must be for; the server learns the name too (SNI).
 bool SetPeer(SSL* ssl, const std::string& host) {
   if (platform::ParseNumericAddress(host))
     return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
@@ -33,14 +33,14 @@ TlsClient::TlsClient(std::string caFile)
     throw std::bad_alloc();
   SSL_CTX_set_mode(context, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
                                 SSL_MODE_RELEASE_BUFFERS);
-  // Our protocols tell their own ends, so a connection cut without TLS's farewell is merely closed.
+  // Our protocols mark their own ends, so a connection cut without close_notify is merely closed.
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION | SSL_OP_IGNORE_UNEXPECTED_EOF);
   SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
   platform::LimitTlsMessages(context);
 }
 
 /// A file that cannot be read any more leaves those that were read before.
-bool TlsClient::TakeAuthorities() {
+bool TlsClient::LoadAuthorities() {
   std::error_code error;
   const auto time = std::filesystem::last_write_time(m_caFile, error);
   if (error || m_authoritiesOf == time) return m_authoritiesOf.has_value();
@@ -53,7 +53,7 @@ bool TlsClient::TakeAuthorities() {
 }
 
 SslConnection TlsClient::Connect(int fd, const std::string& host, bool verifies) {
-  if (verifies && !TakeAuthorities()) return nullptr;
+  if (verifies && !LoadAuthorities()) return nullptr;
   ERR_clear_error();
   SslConnection ssl(SSL_new(m_context.get()));
   if (ssl == nullptr || SSL_set_fd(ssl.get(), fd) != 1 || !SetPeer(ssl.get(), host)) throw std::bad_alloc();

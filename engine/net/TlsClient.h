@@ -33,7 +33,7 @@ class TlsClient {
   [[nodiscard]] static std::string HandshakeFailure(const SSL* ssl, const std::string& host);
 
  private:
-  bool TakeAuthorities();
+  bool LoadAuthorities();
 
   std::string m_caFile;
   std::unique_ptr<SSL_CTX, SslFree> m_context;

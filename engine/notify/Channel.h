@@ -23,8 +23,8 @@ struct ChannelContext {
 class Channel {
  public:
   virtual ~Channel() = default;
-  /// One sending, in the loop like a check: it ends without a failure once the peer has taken it. `request`
-  /// and `client` outlive it.
+  /// One sending, in the loop like a check: it ends without a failure once the peer has accepted it.
+  /// `request` and `client` outlive it.
   [[nodiscard]] virtual std::unique_ptr<Probe> Make(const NotifyMode& mode, const NotifyRequest& request,
                                                     std::chrono::milliseconds timeout,
                                                     ProbeClient& client) = 0;

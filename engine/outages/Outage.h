@@ -30,7 +30,7 @@ class Outage {
   /// Or a restart would begin it anew, or send a second notification.
   [[nodiscard]] bool MustOutliveEngine() const { return m_record.isOpen || m_record.notified; }
 
-  /// One more failed check, which was started at `at`. The actions count as taken; a notification is under
+  /// One more failed check, which was started at `at`. The actions count as done; a notification is under
   /// way until `NotifyEnded`.
   Actions Fail(const OutageRules& rules, std::chrono::system_clock::time_point at, Moment now);
   /// `accepted` by the channel.

@@ -38,7 +38,7 @@ class Outages {
   void Forget(MonitorId id);
   void ForgetAll();
 
-  /// The notification that the monitor's attributes ask for, as things stand with it.
+  /// The notification that the monitor's attributes ask for, with its present state.
   [[nodiscard]] NotifyRequest NotificationOf(const Monitor& monitor) const;
 
   /// Changes since the last call that must outlive the engine. Counts that grow with every failure are not

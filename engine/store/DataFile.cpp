@@ -193,7 +193,7 @@ std::string SaveAll(const std::string& path, const Changes& changes) {
     }
     const platform::FileDescriptor file(::open(temporary.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file || ::fsync(file.Get()) != 0) FailedWith(temporary, errno);
-    // A journal of the old file must not be taken for one of the new.
+    // A journal of the old file must not be applied to the new one.
     if (::unlink((path + "-journal").c_str()) != 0 && errno != ENOENT) FailedWith(path + "-journal", errno);
     if (::rename(temporary.c_str(), path.c_str()) != 0) FailedWith(path, errno);
   } catch (...) {

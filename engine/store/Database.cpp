@@ -58,8 +58,8 @@ Database::Database(const std::string& path, Mode mode) : m_path(path) {
 
 void Database::Fail() const {
   const int code = m_db ? sqlite3_errcode(m_db.get()) : SQLITE_NOMEM;
-  const char* words = m_db ? sqlite3_errmsg(m_db.get()) : "out of memory";
-  throw StoreError(CodeOf(code), m_path + ": " + words);
+  const char* message = m_db ? sqlite3_errmsg(m_db.get()) : "out of memory";
+  throw StoreError(CodeOf(code), m_path + ": " + message);
 }
 
 void Database::Run(const std::string& sql) {

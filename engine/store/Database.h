@@ -11,7 +11,7 @@ struct sqlite3_stmt;
 namespace norvane::engine {
 
 /// One open SQLite file (https://sqlite.org/c3ref/intro.html), used by one thread at a time. Failures throw
-/// StoreError with the file's name and SQLite's own words: Unreadable for what is not or no longer a
+/// StoreError with the file's name and SQLite's message: Unreadable for what is not or no longer a
 /// database.
 class Database {
  public:

@@ -13,15 +13,15 @@ struct LogLine {
   std::string pattern;  // of the file's path
   std::chrono::system_clock::time_point at;
   std::string text;  // may hold what a stranger sent
-  /// Bytes; a file that these lines would make longer is moved aside first, to its name with ".1", and takes
-  /// the place of the one there. 0: no limit.
+  /// Bytes; a file that these lines would make longer is rotated first: renamed to its name with ".1",
+  /// replacing the one there. 0: no limit.
   std::uintmax_t maxFileSize = 0;
 };
 
 /// Appends lines to log files. For one thread, the writer.
 ///
 /// A pattern is a path in which %d, %m and %y stand for day, month and two-digit year, by the local time of
-/// the line; any other "%" stands for itself, and "\" separates like "/". Missing folders are made. Folders
+/// the line; any other "%" is literal, and "\" separates like "/". Missing folders are made. Folders
 /// and files that it makes are the owner's only (0700, 0600). Links are followed: an administrator may keep
 /// logs elsewhere.
 ///

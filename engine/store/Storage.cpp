@@ -13,7 +13,7 @@ namespace norvane::engine {
 
 namespace {
 
-/// The same file under whatever name; a name that cannot be followed stands for itself.
+/// The same file under whatever name; a name that cannot be resolved stays as it is.
 std::string Canonical(const std::string& folder, const std::string& path) {
   std::error_code error;
   const auto full = std::filesystem::path(folder) / path;

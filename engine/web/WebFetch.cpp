@@ -167,9 +167,9 @@ void WebFetch::TransferEnded(CURLcode code) {
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   if (status >= 400) return End("HTTP status " + std::to_string(status));
   if (m_pageSize > MaxPageSize) return End(PageTooLarge());
-  if (m_exceedsQuota) return End("no room for the page beside the others that arrive at this time");
+  if (m_exceedsQuota) return End("too many large pages at once");
   if (m_headerSize > MaxHeaderSize) return End("reply header too long");
-  if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl takes for a reply
+  if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl accepts as a reply
   if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
   char* redirect = nullptr;
   curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);

@@ -20,8 +20,9 @@ struct WebRequest {
 };
 
 /// Fetches a page by GET, over http or https only, through at most five redirects. Certificates are verified,
-/// and each request is on a fresh connection, so that a server that takes no new ones is found out. `timeout`
-/// is what the fetch has in all; it is the caller's business, and here only shared among the addresses.
+/// and each request is on a fresh connection, so that a server which accepts no new ones is found out.
+/// `timeout` is what the fetch has in all; it is the caller's business, and here only shared among the
+/// addresses.
 [[nodiscard]] std::unique_ptr<Probe> MakeWebFetch(WebTransfers& transfers, ProbeContext& context,
                                                   WebRequest request, std::chrono::milliseconds timeout,
                                                   ProbeClient& client);

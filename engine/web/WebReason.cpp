@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* HeaderTooLong = "reply header too long";
 
-/// As the system told it, if it did.
+/// The system's own, if it has one.
 std::string SystemFailure(CURL* curl, const std::string& otherwise) {
   long error = 0;
   curl_easy_getinfo(curl, CURLINFO_OS_ERRNO, &error);
@@ -27,46 +27,46 @@ std::string VerificationFailure(CURL* curl, const std::string& host) {
   return CertificateFailure(isName ? X509_V_ERR_HOSTNAME_MISMATCH : result, host);
 }
 
-std::string_view Words(CURLcode code, const char* words) {
-  return *words != '\0' ? words : curl_easy_strerror(code);
+std::string_view MessageOf(CURLcode code, const char* message) {
+  return *message != '\0' ? message : curl_easy_strerror(code);
 }
 
-std::string WithWords(const std::string& what, CURLcode code, const char* words) {
-  return what + ": " + std::string(Words(code, words));
+std::string WithMessage(const std::string& what, CURLcode code, const char* message) {
+  return what + ": " + std::string(MessageOf(code, message));
 }
 
 /// libcurl hands on OpenSSL's line, "OpenSSL/3.0.22: error:0A00010B:SSL routines::wrong version number". Of a
 /// connection that broke it says "OpenSSL SSL_connect: SSL_ERROR_SYSCALL in connection to HOST:PORT", or
 /// "Recv failure: Connection reset by peer", as the moment has it.
-std::string_view TlsWords(std::string_view words) {
+std::string_view TlsMessage(std::string_view message) {
   for (const std::string_view broken : {"OpenSSL SSL_connect: ", "Recv failure: ", "Send failure: "})
-    if (words.starts_with(broken)) return "connection closed by the server";
-  const auto routine = words.rfind("::");
-  return routine == std::string_view::npos ? words : words.substr(routine + 2);
+    if (message.starts_with(broken)) return "connection closed by the server";
+  const auto routine = message.rfind("::");
+  return routine == std::string_view::npos ? message : message.substr(routine + 2);
 }
 
-std::string BrokenConnection(CURL* curl, CURLcode code, const char* words) {
-  const auto told = Words(code, words);
-  if (told.starts_with("Out of memory in chunked")) return HeaderTooLong;  // the header behind the chunks
-  if (told.find("::") != told.npos) {
-    const auto reason = TlsWords(told);
+std::string BrokenConnection(CURL* curl, CURLcode code, const char* message) {
+  const auto text = MessageOf(code, message);
+  if (text.starts_with("Out of memory in chunked")) return HeaderTooLong;  // the header behind the chunks
+  if (text.find("::") != text.npos) {
+    const auto reason = TlsMessage(text);
     return "TLS broken: " + std::string(reason.substr(0, reason.find(", errno")));
   }
-  const auto broken = WithWords("connection broken", code, words);
+  const auto broken = WithMessage("connection broken", code, message);
   // Only then is the system's error this transfer's own; libcurl keeps it from one to the next.
-  return told.find(" failure: ") != told.npos ? SystemFailure(curl, broken) : broken;
+  return text.find(" failure: ") != text.npos ? SystemFailure(curl, broken) : broken;
 }
 
 }  // namespace
 
-std::string TransferFailure(CURL* curl, CURLcode code, const char* words, const std::string& host) {
+std::string TransferFailure(CURL* curl, CURLcode code, const char* message, const std::string& host) {
   switch (code) {
     case CURLE_COULDNT_CONNECT:
       return SystemFailure(curl, "cannot connect");
     case CURLE_PEER_FAILED_VERIFICATION:
       return VerificationFailure(curl, host);
     case CURLE_SSL_CONNECT_ERROR:
-      return TlsFailure(host, TlsWords(Words(code, words)));
+      return TlsFailure(host, TlsMessage(MessageOf(code, message)));
     case CURLE_SSL_CACERT_BADFILE:
       return AuthoritiesUnreadable();
     case CURLE_GOT_NOTHING:
@@ -75,7 +75,7 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* words, const 
       return "page broken off before its end";
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
-      return BrokenConnection(curl, code, words);
+      return BrokenConnection(curl, code, message);
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_UNSUPPORTED_PROTOCOL:
       return "the reply is not HTTP";
@@ -84,7 +84,7 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* words, const 
     case CURLE_FILESIZE_EXCEEDED:
       return PageTooLarge();
     default:
-      return WithWords("web check failed", code, words);
+      return WithMessage("web check failed", code, message);
   }
 }
 

@@ -46,7 +46,7 @@ WebTransfers::Handle::Handle(const WebTransfers& owner, unsigned number)
   curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(MaxPageSize));
   curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, 1L);
   curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, 1L);
-  // The addresses are ours. Each transfer of a handle takes the entry of its last one out of libcurl's cache;
+  // The addresses are ours. Each transfer of a handle removes the entry of its last one from libcurl's cache;
   // with a time to live they would be walked after each transfer.
   curl_easy_setopt(curl, CURLOPT_CONNECT_TO, m_connectTo.get());
   curl_easy_setopt(curl, CURLOPT_DNS_CACHE_TIMEOUT, -1L);
@@ -102,7 +102,7 @@ void WebTransfers::Add(Handle& handle, Client& client) {
   handle.ClearError();
   curl_easy_setopt(handle.Get(), CURLOPT_PRIVATE, &client);
   if (const auto code = curl_multi_add_handle(m_multi.get(), handle.Get()); code != CURLM_OK)
-    throw std::runtime_error(std::string("libcurl takes no transfer: ") + curl_multi_strerror(code));
+    throw std::runtime_error(std::string("libcurl refuses a transfer: ") + curl_multi_strerror(code));
 }
 
 void WebTransfers::Remove(Handle& handle) noexcept {
@@ -122,7 +122,7 @@ int WebTransfers::SocketChanged(CURL*, curl_socket_t fd, int what, void* self, v
   }
   const auto events =
       ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0u) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0u);
-  // Without room in the kernel this transfer ends by its time-out; an error would end all others too.
+  // If the kernel cannot watch it, this transfer ends by its time-out; an error would end all others too.
   static_cast<void>(transfers.m_loop.Watch(fd, events, transfers));
   return 0;
 }

@@ -15,7 +15,7 @@ namespace norvane::engine {
 /// libcurl's transfers in the loop, and the handles for them, which are used again.
 class WebTransfers : private Watcher {
  public:
-  /// Hears, from the loop, that a transfer has ended. May remove, give back and add transfers.
+  /// Called from the loop when a transfer has ended. May remove, release and add transfers.
   class Client {
    public:
     virtual ~Client() = default;
@@ -31,7 +31,7 @@ class WebTransfers : private Watcher {
     /// Handles with the same number share a name within libcurl.
     Handle(const WebTransfers& owner, unsigned number);
     [[nodiscard]] CURL* Get() const noexcept { return m_curl.get(); }
-    /// libcurl's own words about the last failure; may be empty.
+    /// libcurl's message about the last failure; may be empty.
     [[nodiscard]] const char* Error() const noexcept { return m_error.data(); }
     void ClearError() noexcept { m_error[0] = '\0'; }
     /// Where the next transfer connects to, whatever the host of its URL, which stays the one that the server
@@ -42,7 +42,7 @@ class WebTransfers : private Watcher {
     struct Free {
       void operator()(CURL* curl) const noexcept { curl_easy_cleanup(curl); }
     };
-    std::string m_peer;    // the name under which libcurl is told the addresses
+    std::string m_peer;    // the name under which libcurl gets the addresses
     std::string m_latest;  // that name and the port of the last transfer
     CurlList m_connectTo;
     CurlList m_addresses;
@@ -55,7 +55,7 @@ class WebTransfers : private Watcher {
   ~WebTransfers() override;
 
   [[nodiscard]] std::unique_ptr<Handle> Acquire();
-  /// `handle` is in no transfer and was told no secret.
+  /// `handle` is in no transfer and holds no secret.
   void Release(std::unique_ptr<Handle> handle);
 
   void Add(Handle& handle, Client& client);

@@ -267,7 +267,7 @@ TEST(WorkerThread, WaitingForATurnUsesUpTheTime) {
   EXPECT_EQ(reasons[3], "Ok");
 }
 
-TEST(WorkerThread, HoldsPagesInASharedRoomOnly) {
+TEST(WorkerThread, HoldsPagesWithinASharedQuota) {
   HttpServer server;
   server.Set("/fits", HttpServer::Reply(std::string(2000, 'x')));
   server.Set("/large", HttpServer::Reply(std::string(4000, 'x')));
@@ -277,10 +277,10 @@ TEST(WorkerThread, HoldsPagesInASharedRoomOnly) {
   const auto reason = [&](const char* path, const char* flag) {
     return worker.Check(Target(1, server.Url(path), flag)).result.reason;
   };
-  const std::string noRoom = "no room for the page beside the others that arrive at this time";
+  const std::string tooMany = "too many large pages at once";
   EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok");
-  EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok") << "the first page must have given its room back";
-  EXPECT_EQ(reason("/large", "SIZE:4000"), noRoom);
+  EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok") << "the first page must have given its bytes back";
+  EXPECT_EQ(reason("/large", "SIZE:4000"), tooMany);
   EXPECT_EQ(reason("/large", ""), "Ok") << "a page that nobody looks into needs none";
   EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok") << "the page that did not fit must have given back its part";
 }

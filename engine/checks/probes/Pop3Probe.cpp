@@ -53,7 +53,7 @@ class Pop3Probe final : public MailSession {
   void ParseCapability(std::string_view line);
   [[nodiscard]] Outcome Enter(At at);
   [[nodiscard]] bool Skips(At at);
-  [[nodiscard]] Outcome Judge(std::string_view words) const;
+  [[nodiscard]] Outcome Judge(std::string_view text) const;
 
   [[nodiscard]] std::string SayCapa() const { return "CAPA"; }
   [[nodiscard]] std::string SayStls() const { return "STLS"; }
@@ -129,12 +129,12 @@ void Pop3Probe::ParseCapability(std::string_view line) {
 Pop3Probe::Outcome Pop3Probe::ReceiveStatus(std::string_view line) {
   const auto& row = Rows[m_at];
   const auto indicator = line.substr(0, line.find(' '));
-  const auto words = line.substr(std::min(line.size(), indicator.size() + 1));
-  if (indicator == "-ERR") return row.refused == Refusal ? Refused(words) : Enter(row.refused);
+  const auto text = line.substr(std::min(line.size(), indicator.size() + 1));
+  if (indicator == "-ERR") return row.refused == Refusal ? Refused(text) : Enter(row.refused);
   if (indicator != "+OK") return WrongProtocol();
-  if (m_at == Greeting) m_timestamp = Timestamp(words);
+  if (m_at == Greeting) m_timestamp = Timestamp(text);
   if (m_at == Stls) Dialogue().Secure();
-  if (m_at == Stat) return Judge(words);
+  if (m_at == Stat) return Judge(text);
   if (m_at != Capa) return Enter(row.accepted);
   m_isListing = true;
   return std::nullopt;
@@ -163,9 +163,9 @@ bool Pop3Probe::BeginsAnew() {
   return true;
 }
 
-Pop3Probe::Outcome Pop3Probe::Judge(std::string_view words) const {
+Pop3Probe::Outcome Pop3Probe::Judge(std::string_view text) const {
   std::uint64_t mails = 0;
-  if (std::from_chars(words.data(), words.data() + words.size(), mails).ec != std::errc())
+  if (std::from_chars(text.data(), text.data() + text.size(), mails).ec != std::errc())
     return WrongProtocol();
   return mails > 0 ? std::string() : Failure("mailbox empty");
 }

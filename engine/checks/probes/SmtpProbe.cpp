@@ -17,7 +17,7 @@ Mail CheckMail(const CheckTarget& target) {
 }
 
 /// The check of an SMTP monitor: sends one small mail, whose subject names the monitor, through the server at
-/// "Monitor_Parameter" from "MonitorExt_From" to "MonitorExt_To", as told at `MakeMailTransfer`.
+/// "Monitor_Parameter" from "MonitorExt_From" to "MonitorExt_To", see `MakeMailTransfer`.
 class SmtpType final : public ProbeType {
  public:
   explicit SmtpType(ProbeContext& context) : m_context(context) {}

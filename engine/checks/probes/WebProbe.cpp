@@ -11,7 +11,7 @@ namespace keys = console::engine::keys;
 
 namespace {
 
-/// The check of a web monitor: fetches the page at "Monitor_Parameter", as told at `MakeWebFetch`, and judges
+/// The check of a web monitor: fetches the page at "Monitor_Parameter", see `MakeWebFetch`, and judges
 /// it by "MonitorExt_SuccessFlag".
 class WebType final : public ProbeType {
  public:

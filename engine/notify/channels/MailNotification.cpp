@@ -5,7 +5,7 @@ namespace norvane::engine {
 
 namespace {
 
-/// Mails the request's body to its address through the server of the mode, as told at `MakeMailTransfer`; the
+/// Mails the request's body to its address through the server of the mode, see `MakeMailTransfer`; the
 /// mode's sender is the mail's. No copy goes anywhere.
 class MailChannel final : public Channel {
  public:

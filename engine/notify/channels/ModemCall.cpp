@@ -28,7 +28,7 @@ namespace {
 struct Result {
   std::string_view text;     // at the head of a line
   std::string_view failure;  // of a call; empty: it has come about
-  bool isOnline = false;     // the modem takes what follows for data
+  bool isOnline = false;     // the modem treats what follows as data
 };
 constexpr Result Results[] = {
     {"OK", ""},
@@ -49,7 +49,7 @@ const Result* ResultOf(std::string_view line) {
 
 constexpr seconds InitTime{5};
 constexpr seconds HangUpTime{3};
-/// Silence on both sides of "+++", without which the modem takes it for data; a second by default.
+/// Silence on both sides of "+++", without which the modem treats it as data; a second by default.
 constexpr milliseconds GuardTime{1200};
 constexpr std::size_t MaxLineSize = 200;
 

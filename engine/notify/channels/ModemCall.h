@@ -17,14 +17,14 @@ struct ModemSettings {
   std::string device;             ///< key "device": path of the serial line; empty: there is no modem
   int speed = 9600;               ///< key "speed", bits a second
   std::string init;               ///< key "init", "ATZ"; empty sends none
-  std::string dial;               ///< key "dial", "ATDT": the number stands right behind it
+  std::string dial;               ///< key "dial", "ATDT": the number follows at once
   std::chrono::seconds wait{30};  ///< key "wait": for the result of a call
 
   /// What is no sensible number acts as the default.
   [[nodiscard]] static ModemSettings FromConfig(const std::string& path);
 };
 
-/// `number` without all that a modem is not to be told: digits and + * # , ; stay.
+/// `number` reduced to what a modem may dial: digits and + * # , ;
 [[nodiscard]] std::string DialableNumber(std::string_view number);
 
 /// Dials a number through a modem by AT commands (ITU-T V.250): success when the modem reports OK or CONNECT.

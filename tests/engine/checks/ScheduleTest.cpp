@@ -83,10 +83,10 @@ TEST(Schedule, GivesTheLongestOverdueFirst) {
   EXPECT_EQ(schedule.NextStart(), At(1100));
 }
 
-TEST(Schedule, WaitsForCompanyThatComesSoon) {
-  const std::vector<int> crowd(Schedule::MaxBatch, 100);
-  const auto crowdAnd = [&](int due) {
-    auto all = crowd;
+TEST(Schedule, BatchesWhatFallsDueSoon) {
+  const std::vector<int> full(Schedule::MaxBatch, 100);
+  const auto fullAnd = [&](int due) {
+    auto all = full;
     all.push_back(due);
     return all;
   };
@@ -99,7 +99,7 @@ TEST(Schedule, WaitsForCompanyThatComesSoon) {
       {"the other comes too late", {100, 141}, 100},
       {"the last of them", {140, 100, 120}, 140},
       {"counted from the first", {100, 130, 160}, 130},
-      {"company enough", crowdAnd(130), 100},
+      {"a full batch", fullAnd(130), 100},
   };
   for (const auto& [name, due, start] : rows) {
     SCOPED_TRACE(name);
