@@ -385,13 +385,6 @@ TEST(WorkerThread, WhatACheckThrowsFailsThatCheckAlone) {
   }
 }
 
-TEST(WorkerThread, SaysWhatItCannotCheck) {
-  WorkerFixture worker;
-  auto target = Target(1, "127.0.0.1");
-  target.name = "UnheardOfMonitor Of mail";
-  EXPECT_EQ(worker.Check(target).result.reason, "this engine cannot check monitors of this type");
-}
-
 TEST(WorkerThread, EndsPromptlyWithChecksInFlight) {
   HttpServer server;
   server.Set("/silent", {"", "", {}, HttpServer::End::Silence});
