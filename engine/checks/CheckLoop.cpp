@@ -27,7 +27,6 @@ class CheckLoop::Check final : public ProbeClient {
   Check(CheckLoop& owner, const CheckTarget& target, milliseconds timeout)
       : m_owner(owner),
         m_target(target),
-        m_type(owner.TypeOf(target.name)),
         m_timeout(timeout),
         m_began(owner.m_loop.Now()),
         m_deadline(owner.m_loop, *this, [this] { TimeOut(); }) {
@@ -37,8 +36,7 @@ class CheckLoop::Check final : public ProbeClient {
   }
 
   void Begin() {
-    if (m_type == nullptr) return Ended("this engine cannot check monitors of this type");
-    m_probe = m_type->Make(m_target, m_timeout, *this);
+    m_probe = m_owner.m_types.at(TypeNameOf(m_target.name))->Make(m_target, m_timeout, *this);
     m_probe->Begin();
   }
   void Ended(std::string failure) noexcept override { m_owner.End(*this, failure); }
@@ -63,7 +61,6 @@ class CheckLoop::Check final : public ProbeClient {
 
   CheckLoop& m_owner;
   CheckTarget m_target;
-  ProbeType* m_type;
   milliseconds m_timeout;
   Moment m_began;
   EventLoop::Timer m_deadline;
@@ -77,11 +74,6 @@ CheckLoop::CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxI
 }
 
 CheckLoop::~CheckLoop() = default;
-
-ProbeType* CheckLoop::TypeOf(std::string_view fullName) const {
-  const auto type = m_types.find(TypeNameOf(fullName));
-  return type == m_types.end() ? nullptr : type->second.get();
-}
 
 milliseconds CheckLoop::SetTarget(Watched& watched, CheckTarget target) {
   watched.target = std::move(target);

@@ -61,7 +61,6 @@ class CheckLoop {
   void BeginWaiting();
   void End(Check& check, const std::string& failure) noexcept;
   void Drop(Check& check) noexcept;
-  [[nodiscard]] ProbeType* TypeOf(std::string_view fullName) const;
 
   EventLoop& m_loop;
   Deliver m_deliver;
