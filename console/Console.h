@@ -12,8 +12,10 @@
 
 namespace norvane::console {
 
-/// One run of the console on the engine of an application folder: all that `norvane` is made of, in the order
-/// in which it comes and goes. Starts the engine if none answers.
+/// One run of the console on the engine of an application folder. Starts the engine if none answers.
+///
+/// Forms, `bas` and `waiter` belong to the window system's thread. `engine` has a thread of its own for the
+/// connection (see link/EngineClient.h); its calls are made on the window system's thread and wait there.
 struct Console {
   /// `endProcess` and what is thrown are those of MainBas. `form.Form_Load()` begins the run.
   Console(const std::string& folder, std::function<void()> endProcess);

@@ -2,7 +2,7 @@
 
 namespace norvane::console {
 
-// Each step reads what stands at that moment, so the order matters.
+// Each step reads what the steps before it have set, so the order matters.
 void LayOut(ConsoleLayout& layout, double pageWidth) {
   auto& [window, toolBar, tvCtrl, picScroll, fram, lstV, img] = layout;
   tvCtrl.height = window.height - toolBar.height - 50;

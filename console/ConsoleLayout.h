@@ -10,7 +10,7 @@ struct Area {
   double height = 0;
 };
 
-/// The main window and its controls. `lstV` and `img` stand within `fram`.
+/// The main window and its controls. `lstV` and `img` are in `fram`.
 struct ConsoleLayout {
   Area window;
   Area toolBar;

@@ -44,7 +44,7 @@ FrmStart::FrmStart(shared::MainBas& bas)
   m_ui->LstV->header()->setSectionsMovable(false);
   DrawImages();
   FillMenuNew();
-  m_ui->TvCtrl->setFocus();  // the tool bar stands before it
+  m_ui->TvCtrl->setFocus();  // not the tool bar
   WireControls();
   m_bas.Tree = this;
   Timer1.setObjectName(QStringLiteral("Timer1"));

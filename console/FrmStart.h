@@ -81,12 +81,12 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void ShowPage(Page& form);
   void BuildList();
   void EnableButtons(bool canDelete, bool canStart, bool canStop);
-  /// The menu entries take the state of the buttons of the same word.
+  /// Each menu entry is enabled as the button of the same name.
   void EnableMenus();
 
-  /// False, and the user told, if the engine doesn't know the node's monitor.
+  /// False, after a box, if the engine doesn't know the node's monitor.
   [[nodiscard]] bool Resolve(const Node& node);
-  /// False, and the user told, if the write failed.
+  /// False, after a box, if the write failed.
   [[nodiscard]] bool WriteStatus(const Node& node, std::string_view status, const std::string& verb);
   void ShowFailure(const std::string& what, const std::exception& failure);
 

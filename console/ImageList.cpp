@@ -5,7 +5,7 @@
 #include "console/MonitorTypes.h"
 #include "console/shared/MonitorTree.h"
 
-// The macro must stand outside of any namespace.
+// The macro works only outside of namespaces.
 static void InitImages() {
   Q_INIT_RESOURCE(images);
 }

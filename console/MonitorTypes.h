@@ -12,7 +12,7 @@ class MainBas;
 class Page;
 }  // namespace shared
 
-/// What the console has for a type of monitor. A type without a row stands in the tree and the list only.
+/// What the console has for a type of monitor. A monitor of any other type is shown in tree and list only.
 struct MonitorType {
   std::string_view name;  ///< as the engine knows it; also the key of its image
   shared::Page* (*loadPage)(shared::MainBas& bas, QWidget* parent);

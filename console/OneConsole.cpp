@@ -65,9 +65,9 @@ void ActivateOnX11(WId window, const QByteArray& token) {
 }  // namespace
 
 std::unique_ptr<OneConsole> OneConsole::Claim(const std::string& folder, const QByteArray& token,
-                                              std::chrono::milliseconds patience) {
+                                              std::chrono::milliseconds timeout) {
   const auto socket = QString::fromStdString(platform::PathIn(folder, platform::files::ConsoleSocket));
-  const QDeadlineTimer deadline(patience);
+  const QDeadlineTimer deadline(timeout);
   do {
     if (auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::ConsoleLock)))
       return std::unique_ptr<OneConsole>(new OneConsole(std::move(*lock), socket));

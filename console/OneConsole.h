@@ -20,7 +20,7 @@ class OneConsole : public QObject {
   /// std::runtime_error if it doesn't answer in time, std::system_error if the folder can't be written to.
   [[nodiscard]] static std::unique_ptr<OneConsole> Claim(
       const std::string& folder, const QByteArray& token,
-      std::chrono::milliseconds patience = std::chrono::seconds(5));
+      std::chrono::milliseconds timeout = std::chrono::seconds(5));
 
  signals:
   /// The user has started another console here. The token, which may be empty, is the desktop's leave to come
@@ -35,7 +35,7 @@ class OneConsole : public QObject {
   QLocalServer m_server;
 };
 
-/// The token that the desktop has given to this process. The application takes it out of the environment.
+/// The activation token of this process. To be read before QApplication, which unsets it.
 [[nodiscard]] QByteArray ActivationToken();
 
 /// Brings up the window that the user would work on now, if there is one.

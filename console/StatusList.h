@@ -11,7 +11,7 @@ class StatusList : public QTreeView {
  public:
   using QTreeView::QTreeView;
 
-  /// Gives the columns their shares of the list's width, and no caption less than it takes.
+  /// Gives the columns their shares of the list's width, but none less than its caption needs.
   void SizeColumns();
 
  private:

@@ -26,11 +26,11 @@ QColor ColourOf(RowState state) {
   return QGuiApplication::palette().color(QPalette::WindowText);
 }
 
-/// Blue and red can't be read on the ground of a dark style.
-QVariant GroundUnder(RowState state) {
-  constexpr int lightEnough = 128;
+/// Blue and red can't be read on a dark background.
+QVariant BackgroundOf(RowState state) {
+  constexpr int lightFrom = 128;
   const auto base = QGuiApplication::palette().color(QPalette::Base);
-  if (state == RowState::Idle || base.lightness() >= lightEnough) return {};
+  if (state == RowState::Idle || base.lightness() >= lightFrom) return {};
   return QColor(Qt::white);
 }
 
@@ -121,7 +121,7 @@ QVariant StatusModel::data(const QModelIndex& index, int role) const {
   const auto& row = Row(index.row());
   if (role == Qt::DisplayRole) return QString::fromStdString(Text(row, index.column()));
   if (role == Qt::ForegroundRole) return ColourOf(row.state);
-  if (role == Qt::BackgroundRole) return GroundUnder(row.state);
+  if (role == Qt::BackgroundRole) return BackgroundOf(row.state);
   if (role == Qt::DecorationRole && index.column() == Type) return m_images.Image(row.type);
   return {};
 }

@@ -8,7 +8,7 @@
 namespace norvane::console {
 
 namespace {
-// What an index carries: the level that it stands on.
+// The internal id of an index is its level.
 constexpr quintptr RootLevel = 0;
 constexpr quintptr ChildLevel = 1;
 }  // namespace

@@ -23,8 +23,8 @@ void Place(QWidget& widget, const Area& box) {
   widget.setGeometry(ToPixels(box.left), ToPixels(box.top), ToPixels(box.width), ToPixels(box.height));
 }
 
-/// A page that a large font has made larger needs a larger frame, and room for the picture below it.
-void MakeRoom(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& page) {
+/// A page that a large font has made larger needs a larger frame, with space for the picture below it.
+void FitLargeFont(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& page) {
   constexpr QSize gaps{2, 12};
   const auto needed = page.size() + gaps + QSize(0, ui.Img->height());
   window.setFixedSize(window.size() + (needed - ui.Fram->size()).expandedTo({0, 0}));
@@ -32,7 +32,7 @@ void MakeRoom(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& page) 
 }  // namespace
 
 void LayOutWindow(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& page) {
-  MakeRoom(window, ui, page);
+  FitLargeFont(window, ui, page);
   ConsoleLayout layout{
       .window = BoxOf(window),
       .toolBar = BoxOf(*ui.ToolBar),

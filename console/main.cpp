@@ -26,7 +26,7 @@ int Run(const QByteArray& activationToken) {
 
 int main(int /*argc*/, char** argv) {
   const auto activationToken = console::ActivationToken();
-  int argc = 1;  // nothing is taken from the command line
+  int argc = 1;  // the command line is ignored
   QApplication application(argc, argv);
   QApplication::setApplicationName(QStringLiteral("norvane"));
   QGuiApplication::setDesktopFileName(QStringLiteral("norvane"));

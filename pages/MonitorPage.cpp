@@ -62,7 +62,7 @@ MonitorPage::MonitorPage(console::shared::MainBas& bas, const settings::Type& ty
   m_ui->setupUi(this);
   setObjectName(name);
   m_ui->SSTab1->tabBar()->setObjectName(QStringLiteral("SSTab1_Strip"));
-  // Or Tab would come to the strip first, past all that stands before it.
+  // Otherwise Tab would visit the strip first, whatever the order.
   m_ui->SSTab1->setFocusProxy(nullptr);
   m_ui->SSTab1->setFocusPolicy(Qt::NoFocus);
 }
@@ -91,13 +91,13 @@ void MonitorPage::OrderTabs(std::span<const char* const> names) {
 
 /// A large font needs more than the page was drawn with.
 void MonitorPage::FitLargeFont() {
-  QSize room = size().expandedTo(layout()->minimumSize());
+  QSize needed = size().expandedTo(layout()->minimumSize());
   for (int tab = m_ui->SSTab1->count() - 1; tab >= 0; --tab) {
     m_ui->SSTab1->setCurrentIndex(tab);  // of the other tabs the lines of a wrapped text do not count
     layout()->invalidate();
-    room.setHeight(std::max(room.height(), layout()->minimumHeightForWidth(room.width())));
+    needed.setHeight(std::max(needed.height(), layout()->minimumHeightForWidth(needed.width())));
   }
-  resize(room);
+  resize(needed);
 }
 
 void MonitorPage::WireControls() {

@@ -56,14 +56,14 @@ class MonitorPage : public console::shared::Page {
               QWidget* parent);
 
   /// Finds, wires and fills the controls. Each page calls it once, with its own controls in place. `tabOrder`
-  /// has the names of all controls that take the focus, the tab strip among them.
+  /// has the names of all controls that can get the focus, the tab strip among them.
   void Form_Load(std::span<const char* const> tabOrder);
   /// Something has changed since the last load or save.
   void EnableApply();
   /// Lets what the notification enables follow from its controls after a load, which need not have changed
   /// any of them.
   virtual void RunNotificationHandlers();
-  /// Whether the fields let a test go on; otherwise the user has been told.
+  /// False, after a box, if the fields don't allow a test.
   [[nodiscard]] virtual bool ReadyToTest() { return Validate(); }
   [[nodiscard]] settings::Fields& Fields() { return *m_fields; }
 

@@ -4,7 +4,7 @@
 
 namespace norvane::pages {
 
-/// Two small arrows beside a text field. They know no value and no range, and never take the focus.
+/// Two small arrows beside a text field, without a value or range of their own. They never get the focus.
 class Spinner : public QWidget {
   Q_OBJECT
 

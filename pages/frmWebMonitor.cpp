@@ -41,7 +41,7 @@ frmWebMonitor::frmWebMonitor(console::shared::MainBas& bas, QWidget* parent)
 
 frmWebMonitor::~frmWebMonitor() = default;
 
-/// The command's file and its button move into the frame that the default command shuts.
+/// The command's file and its button move into the frame that the default command disables.
 void frmWebMonitor::PlaceDefaultCommand() {
   auto* place = new QWidget(m_ui->Frame5);
   m_default->setupUi(place);

@@ -19,7 +19,7 @@ std::optional<std::string> FaultOf(const GatewaySettings& settings) {
            settings.PagerGatewayUrl + '"';
   };
   const auto url = Lower(settings.PagerGatewayUrl);
-  // A stored mode is told from the others by its beginning, and its pager type is looked for behind "mode".
+  // The parser knows an internet call by this address, and finds the pager type behind the first "mode".
   if (!url.starts_with("http://") && !url.starts_with("https://"))
     return fault("must begin with \"http://\" or \"https://\"");
   if (Position(url, "mode") != 0) return fault("must not hold the word \"mode\"");

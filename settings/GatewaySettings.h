@@ -19,8 +19,8 @@ struct GatewaySettings {
 /// value set when the program was built.
 [[nodiscard]] GatewaySettings ReadGatewaySettings(const std::string& configFile);
 
-/// Why notifications could not be told apart with these settings, as a sentence for the user; nothing if all
-/// is well. The program is not to go on with such settings.
+/// Why stored notification modes would be ambiguous with these settings, as a sentence for the user; nothing
+/// if they are not. The program does not start with ambiguous ones.
 [[nodiscard]] std::optional<std::string> FaultOf(const GatewaySettings& settings);
 
 }  // namespace norvane::settings

@@ -20,7 +20,7 @@
 // "%s" are stored as they are.
 namespace norvane::settings {
 
-/// Takes an attribute's key and new value. What it throws ends the writing; keys written before stay written.
+/// Writes one attribute. An exception ends the transfer; keys written before stay written.
 using AttributeSink = std::function<void(std::string_view key, std::string_view value)>;
 
 /// Writes the three attributes as `chkByPager` and then `chkByEmail` say.
@@ -30,7 +30,7 @@ void WriteNotification(const Fields& form, const GatewaySettings& gateway, const
 /// stored.
 void WritePagerNotification(const Fields& form, const GatewaySettings& gateway, const AttributeSink& write);
 
-/// Reads the mode, in any letter case, and sets what it speaks of: `chkByPager`, `chkInetCall`,
+/// Reads the mode, ignoring case, and sets the fields of its form: `chkByPager`, `chkInetCall`,
 /// `cmbPagerType`, or `chkByEmail` and the mail fields. A text of no known form reads as none; an entry that
 /// the list does not have clears its selection. The mail server comes back in capitals. Fields of which the
 /// mode says nothing keep what they had.

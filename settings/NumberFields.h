@@ -7,14 +7,14 @@
 
 namespace norvane::settings {
 
-/// Puts `txtInterval` and `txtWaitTime` in order, both in seconds: the interval is at least 2, and a time-out
+/// Clamps `txtInterval` and `txtWaitTime`, both in seconds: the interval is at least 2, and a time-out
 /// longer than it becomes one second shorter than it.
 void ClampTimes(Fields& form);
 
 // What a field holds after a press on its spinner's arrow. Text that is no number counts as 0.
 
 [[nodiscard]] std::string StepUp(std::string_view text);
-/// Goes down to "0" from 0 and below, but from 0.5 to "-0.5".
+/// From 0 and below "0", but from 0.5 "-0.5".
 [[nodiscard]] std::string StepDown(std::string_view text);
 
 }  // namespace norvane::settings

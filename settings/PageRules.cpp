@@ -26,7 +26,7 @@ bool FailsNumber(const Subject& subject) {
   return !number || *number < 0;
 }
 
-/// A short name is taken for a drive's if its second character is a colon.
+/// A name of up to two characters must be a drive's, with a colon as its second character.
 bool FailsLogFile(const Subject& subject) {
   const auto text = subject.Text();
   const auto colon = text.find(':', 1);

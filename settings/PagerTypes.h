@@ -7,15 +7,15 @@
 // The pager types that the internet gateway offers. A type's number is that of its row, counted from 0.
 namespace norvane::settings {
 
-/// The rows of the gateway's reply, which is UTF-8. Each ends with a line feed, which goes together with the
-/// character in front of it, a carriage return. A line feed with nothing in front of it ends the reply, and
-/// so does a last line without one, which is dropped.
+/// Parses the gateway's reply, which is UTF-8. A row ends with a newline, which is removed together with the
+/// character before it, a carriage return. An empty line ends the list, and a last line without a newline is
+/// dropped.
 [[nodiscard]] std::vector<std::string> PagerTypeRows(std::string_view reply);
 
-/// What the lists show of a row: what stands behind its first "=", or all of it.
+/// The part of a row that lists show: the text behind its first "=", or all of it.
 [[nodiscard]] std::string_view PagerTypeName(std::string_view row);
 
-// The pager type rule: whether `txtPagerMsg` is open while `name` is selected. A call by modem has no
+// The pager type rule: whether `txtPagerMsg` is enabled while `name` is selected. A call by modem has no
 // message.
 
 /// On pages. An empty name is an empty entry, or no selection.

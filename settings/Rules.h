@@ -12,8 +12,8 @@ namespace norvane::settings {
 /// The icon of the box that shows a failure.
 enum class Icon { Information, Exclamation, Critical };
 
-/// What the user is told about the first rule that a form breaks, in a box with the title "Error". With an
-/// empty message the action just ends.
+/// The box about the first rule that fails, with the title "Error". With an empty message the action just
+/// ends without one.
 struct RuleFailure {
   std::string message;
   Icon icon = Icon::Critical;

@@ -10,11 +10,11 @@
 
 namespace norvane::settings {
 
-/// Stands in `Command` for the box "restart the web server".
+/// The value of `Command` while the box "restart the web server" is checked.
 inline constexpr std::string_view DefaultCommand = "WebBounce.exe";
 
-/// Writes all fields of a page to `monitor`, interval and time-out clamped. Meant for fields that `Validate`
-/// let pass. Throws EngineError; keys written before stay written.
+/// Writes all fields of a page to `monitor`, interval and time-out clamped. Meant for fields that passed
+/// `Validate`. Throws EngineError; keys written before stay written.
 void SaveData(const Type& type, Fields& form, console::engine::MonitorItem& monitor,
               const GatewaySettings& gateway);
 
@@ -23,11 +23,11 @@ void RefreshData(const Type& type, Fields& form, console::engine::MonitorItem& m
                  const GatewaySettings& gateway);
 
 /// Gives what a wizard's fields say of a new monitor to `write`, but for the log file, which no field holds.
-/// Meant for fields that `CheckNewMonitor` let pass.
+/// Meant for fields that passed `CheckNewMonitor`.
 void WriteNewMonitor(const Type& type, const Fields& form, const GatewaySettings& gateway,
                      const AttributeSink& write);
 
-/// Run when `txtMonitorPoint` loses the focus: an empty `txtSmtpTo` gets the server's name behind an "@".
+/// The handler of `txtMonitorPoint_LostFocus`: an empty `txtSmtpTo` gets the server's name behind an "@".
 void ProposeAddressee(Fields& form);
 
 }  // namespace norvane::settings

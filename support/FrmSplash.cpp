@@ -8,7 +8,7 @@
 #include "console/shared/MainBas.h"
 #include "ui_FrmSplash.h"
 
-// The macro must stand outside of any namespace.
+// The macro works only outside of namespaces.
 static void InitSplashPicture() {
   Q_INIT_RESOURCE(splash);
 }

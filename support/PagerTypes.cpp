@@ -22,7 +22,7 @@ constexpr char ListCommand[] = "cmd=10";
 
 /// Keeps the windows painting until the fetch ends.
 platform::HttpResult WaitFor(platform::HttpClient& client) {
-  const console::shared::InputShut shut;
+  const console::shared::InputBlocker blocker;
   QEventLoop loop;
   QTimer look;
   QObject::connect(&look, &QTimer::timeout, &loop, [&client, &loop] {

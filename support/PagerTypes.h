@@ -15,8 +15,8 @@ namespace norvane::support {
 inline constexpr std::chrono::seconds PagerGatewayPatience{20};
 
 /// Asks the gateway for its list and keeps the rows in `MainBas::PagerTypes`; fills `list`, unless it is
-/// null. Returns when the gateway has answered, which the user may wait for but can't go on meanwhile. False,
-/// and the user told, if there was no reply or an empty one.
+/// null. Returns when the gateway has answered; the user's input is dropped until then. False, after a box,
+/// if there was no reply or an empty one.
 bool LoadPagerTypes(console::shared::MainBas& bas, QComboBox* list,
                     std::chrono::milliseconds patience = PagerGatewayPatience);
 

@@ -11,7 +11,7 @@ namespace norvane::platform {
 class Registry;
 }
 
-// The system's own tool that tells about it, found by the registry.
+// The system information tool, found through the registry.
 namespace norvane::support {
 
 /// Reads a value of at most 1024 bytes: text as it is, a 32-bit number as decimal text. A value of another
@@ -22,7 +22,7 @@ namespace norvane::support {
 /// Starts a program by its path; throws if it can't be started.
 using StartProgram = std::function<void(const std::string& path)>;
 
-/// Starts the tool. The user is told if there is none, or if it can't be started.
+/// Starts the tool. Shows a box if there is none, or if it can't be started.
 void StartSysInfo(const platform::Registry& registry, const StartProgram& start,
                   console::shared::Dialogs& dialogs);
 

@@ -7,7 +7,7 @@
 #include "console/shared/Wire.h"
 #include "ui_frmAbout.h"
 
-// The macro must stand outside of any namespace.
+// The macro works only outside of namespaces.
 static void InitAboutPicture() {
   Q_INIT_RESOURCE(about);
 }

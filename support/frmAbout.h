@@ -15,12 +15,12 @@ namespace Ui {
 class frmAbout;
 }
 
-/// Tells what this program is, and leads to its web pages and to the system's information tool.
+/// The about box: version, the program's web pages, the system's information tool.
 class frmAbout : public QDialog {
   Q_OBJECT
 
  public:
-  /// Stands over `owner`. `registry` must outlive this.
+  /// Is centred over `owner`. `registry` must outlive this.
   frmAbout(console::shared::MainBas& bas, QWidget* owner, const platform::Registry& registry,
            StartProgram start = StartDetached);
   ~frmAbout() override;

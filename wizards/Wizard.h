@@ -21,7 +21,7 @@ namespace Ui {
 class Wizard;
 }
 
-/// What the controls that all wizards have say differently in each.
+/// Texts of the common controls that differ between the wizards.
 struct WizardTexts {
   const char* caption;
   const char* monitorName = "";
@@ -29,8 +29,8 @@ struct WizardTexts {
   std::span<const console::shared::ToolTip> toolTips = {};
 };
 
-/// What the wizards of all types have in common: name, pager, and how the new monitor comes into being. Each
-/// wizard puts its own controls into `Own`.
+/// What the wizards of all types have in common: name, pager, and the creation of the monitor. Each wizard
+/// puts its own controls into `Own`.
 class Wizard : public QDialog {
   Q_OBJECT
 
@@ -50,7 +50,7 @@ class Wizard : public QDialog {
   /// Each wizard calls it once, with its own controls in place.
   void Form_Load(const WizardTexts& texts);
 
-  /// Tells the user which steps failed, each with its reason, while the new monitor was set up.
+  /// Shows which steps failed while the new monitor was set up, each with its reason.
   virtual void ShowFailures(const std::string& fullName, const std::vector<std::string>& failures);
 
   /// A button that is reached by its access key gets the focus first, so that the field before it knows.

@@ -4,7 +4,7 @@
 
 namespace norvane::console::shared {
 
-/// A list that drops down and tells so before it does. Without the focus it leaves the wheel to the form.
+/// A drop-down list with a signal before it opens. Without the focus it ignores the wheel.
 class DropDownList : public QComboBox {
   Q_OBJECT
 

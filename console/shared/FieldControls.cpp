@@ -45,8 +45,8 @@ constexpr std::pair<CheckField, const char*> CheckNames[] = {
 
 constexpr int ToolkitMaxLength = 32767;
 
-/// What is copied from a list or a terminal ends with a line break, which a text box keeps and doesn't show.
-void DropLineBreaks(QLineEdit& box) {
+/// Text copied from a list or a terminal ends with a newline, which a text box keeps and doesn't show.
+void DropNewlines(QLineEdit& box) {
   static const QRegularExpression breaks(QStringLiteral("[\\r\\n\\x{2028}\\x{2029}]"));
   if (!box.text().contains(breaks)) return;
   const auto before = box.text().left(box.cursorPosition()).remove(breaks);
@@ -70,7 +70,7 @@ FieldControls::FieldControls(const QWidget& form)
   for (const auto& entry : m_texts) {
     auto* box = entry.second;
     if (box->maxLength() == ToolkitMaxLength) box->setMaxLength(INT_MAX);
-    QObject::connect(box, &QLineEdit::textEdited, box, [box] { DropLineBreaks(*box); });
+    QObject::connect(box, &QLineEdit::textEdited, box, [box] { DropNewlines(*box); });
   }
   const auto option = QStringLiteral("optFlag_%1");
   while (auto* button = form.findChild<QRadioButton*>(option.arg(m_optFlag.size())))

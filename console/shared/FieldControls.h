@@ -19,8 +19,8 @@ namespace norvane::console::shared {
 /// std::logic_error.
 class FieldControls : public settings::Fields {
  public:
-  /// The controls must stand already, and outlive this. Text boxes without a limit of their own lose
-  /// the toolkit's; none takes a line break from the user.
+  /// The controls must exist already, and outlive this. Text boxes without a limit of their own lose the
+  /// toolkit's; newlines in pasted text are dropped.
   explicit FieldControls(const QWidget& form);
 
   [[nodiscard]] std::string Text(settings::TextField field) const override;

@@ -4,8 +4,8 @@
 
 namespace norvane::console::shared {
 
-/// A text box that tells when the user moves on to another control. A window or menu that comes up takes the
-/// focus away only for a while, and does not count.
+/// A text box with a signal for the user's move to another control. Losing the focus to a window or menu that
+/// comes up does not count.
 class LeaveEdit : public QLineEdit {
   Q_OBJECT
 

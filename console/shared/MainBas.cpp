@@ -16,7 +16,7 @@ namespace files = platform::files;
 
 namespace {
 
-settings::GatewaySettings SoundGateway(const std::string& configFile) {
+settings::GatewaySettings ReadGateway(const std::string& configFile) {
   auto gateway = settings::ReadGatewaySettings(configFile);
   if (const auto fault = settings::FaultOf(gateway)) throw std::invalid_argument(*fault);
   return gateway;
@@ -40,7 +40,7 @@ MainBas::MainBas(engine::EngineFactory& engine, shared::Dialogs& dialogs, std::s
       Engine(engine),
       Dialogs(dialogs),
       EndProcess(std::move(endProcess)),
-      Gateway(SoundGateway(platform::PathIn(folder, files::Config))),
+      Gateway(ReadGateway(platform::PathIn(folder, files::Config))),
       Charset(platform::LegacyCharset::FromConfig(platform::PathIn(folder, files::Config))),
       m_folder(std::move(folder)) {}
 

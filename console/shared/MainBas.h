@@ -26,11 +26,12 @@ class MonitorTree;
 /// How many slots of `PageForms` are for pages; the last stays empty.
 inline constexpr std::size_t UsedSlots = 5;
 
-/// Stands in the title of a box that has none of its own.
+/// The title of a box that has none of its own.
 inline constexpr char ApplicationTitle[] = "Norvane";
 
 /// The state that all forms share, and the routines that all of them use. One object, made in `main` and
-/// given to each form by reference. For the window system's thread only.
+/// given to each form by reference. Belongs to the window system's thread, on which all forms run; the
+/// engine's objects that it holds block that thread until the engine answers (see QtCallWaiter.h).
 class MainBas {
  public:
   /// `folder` is the application folder. `endProcess` ends the process at once; should it return, as in
@@ -75,8 +76,8 @@ class MainBas {
   /// Where logs go; the engine puts the date for "%d%m%y".
   [[nodiscard]] std::string LogPattern() const;
 
-  /// The component T of the engine on `machine`. Names machine and class to `CurrentRef` and takes the root
-  /// into `CurrentRoot` on the way. Never empty; throws EngineError.
+  /// The component T of the engine on `machine`. Sets machine and class of `CurrentRef`, and `CurrentRoot`,
+  /// on the way. Never empty; throws EngineError.
   template <class T>
   [[nodiscard]] std::shared_ptr<T> FetchComponent(const std::string& machine) {
     FetchRoot(machine);
@@ -97,14 +98,14 @@ class MainBas {
   /// Value from a sectioned text file, at most 299 characters; empty `file` means `config.ini`.
   [[nodiscard]] std::string GetIniValue(const std::string& section, const std::string& key,
                                         const std::string& defaultValue, const std::string& file) const;
-  /// Opens a document or address with the desktop's program for it. Tells the user if `mustExist` is set and
-  /// there is no such file, or if the desktop finds none; other failures pass in silence.
+  /// Opens a document or address with the desktop's program for it. Shows a box if `mustExist` is set and
+  /// there is no such file, or if the desktop finds none; other failures are ignored.
   void OpenDocument(const std::string& path, bool mustExist);
   /// The document behind the help commands of the main window and the pages.
   void OpenHelp();
 
-  /// Runs what an event set off. Nothing may be thrown through the window system, so a failure that the
-  /// handler does not know of becomes one box with its reason.
+  /// Runs an event's handler. Nothing may be thrown through the window system, so an exception that the
+  /// handler does not catch becomes a box with its text.
   void RunHandler(const std::function<void()>& handler);
 
  private:

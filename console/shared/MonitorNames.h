@@ -6,8 +6,8 @@
 
 namespace norvane::console::shared {
 
-/// The full names of all monitors, as one looks for a free one: in any letter case. A name counts as taken
-/// also as the tail of a longer one.
+/// The full names of all monitors, to look for a free one, ignoring case. The tail of a longer name is not
+/// free either.
 class MonitorNames {
  public:
   explicit MonitorNames(const std::vector<std::string>& fullNames);

@@ -10,10 +10,10 @@ class Page : public QWidget {
   Q_OBJECT
 
  public:
-  /// Places itself where it is to stand in its parent.
+  /// Places itself in its parent.
   explicit Page(QWidget* parent);
 
-  /// False after the first rule that a field breaks; the user has been told then.
+  /// False if a rule fails, after a box about the first that does.
   [[nodiscard]] virtual bool Validate() = 0;
   /// Writes all fields to `CurrentMonitor`. Throws EngineError; what was written before stays written.
   virtual void SaveData() = 0;

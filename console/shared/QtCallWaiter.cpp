@@ -33,8 +33,8 @@ bool BelongsTo(const QMessageBox& box, const QObject* object) {
 }
 }  // namespace
 
-QtCallWaiter::QtCallWaiter(const QtDialogs& dialogs, std::chrono::milliseconds patience)
-    : m_dialogs(dialogs), m_patience(patience) {}
+QtCallWaiter::QtCallWaiter(const QtDialogs& dialogs, std::chrono::milliseconds boxDelay)
+    : m_dialogs(dialogs), m_boxDelay(boxDelay) {}
 
 QtCallWaiter::~QtCallWaiter() = default;
 
@@ -64,7 +64,7 @@ bool QtCallWaiter::eventFilter(QObject* watched, QEvent* event) {
   if (m_box && BelongsTo(*m_box, watched)) return false;
   if (IsTick(watched, event->type())) return true;
   if (!IsInput(event->type())) return false;
-  if (IsAct(event->type()) && !m_box && m_since.hasExpired(m_patience.count())) ShowPendingBox();
+  if (IsInputStart(event->type()) && !m_box && m_since.hasExpired(m_boxDelay.count())) ShowPendingBox();
   event->ignore();
   return true;
 }

@@ -14,15 +14,15 @@ namespace norvane::console::shared {
 
 class QtDialogs;
 
-/// Keeps the windows painting while a call is unanswered, and shuts out what the user does meanwhile and what
-/// the program does at intervals: none of it is made up for later. A user who acts after some time is told to
-/// wait, once per call; the box goes with the answer. Must outlive the connection to the engine.
+/// Waits for the engine on the window system's thread. Windows are painted meanwhile; input and ticks of
+/// periodic timers are dropped, not deferred. A user who acts after `boxDelay` gets a box, once a call; it
+/// closes with the answer. Must outlive the connection to the engine.
 class QtCallWaiter : public QObject, public engine::CallWaiter {
   Q_OBJECT
 
  public:
   explicit QtCallWaiter(const QtDialogs& dialogs,
-                        std::chrono::milliseconds patience = std::chrono::seconds(1));
+                        std::chrono::milliseconds boxDelay = std::chrono::seconds(1));
   ~QtCallWaiter() override;
 
   void Wait(engine::PendingCall& call) noexcept override;
@@ -34,7 +34,7 @@ class QtCallWaiter : public QObject, public engine::CallWaiter {
   void ShowPendingBox();
 
   const QtDialogs& m_dialogs;
-  const std::chrono::milliseconds m_patience;
+  const std::chrono::milliseconds m_boxDelay;
   QEventLoop* m_loop = nullptr;  ///< of the call that is being waited for
   QElapsedTimer m_since;
   std::unique_ptr<QMessageBox> m_box;

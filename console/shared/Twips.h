@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-/// Lengths on forms are told in twips: 1440 to the inch, and so 15 to a device independent pixel at 96 dpi.
+/// Lengths on forms are in twips: 1440 to the inch, and so 15 to a device independent pixel at 96 dpi.
 namespace norvane::console::shared {
 
 inline constexpr double TwipsPerPixel = 15;

@@ -47,7 +47,7 @@ void UrlCheck::Begin() {
   m_controls.lbl.show();
   m_inet1.Fetch(m_controls.txtMonitorPoint.text().toStdString(), m_limit);
   m_bas.Dialogs.ShowHourglass(true);
-  m_shut = std::make_unique<InputShut>(&m_controls.Command1);
+  m_blocker = std::make_unique<InputBlocker>(&m_controls.Command1);
   m_looks = 0;
   m_look.start();
 }
@@ -70,7 +70,7 @@ void UrlCheck::Blink() {
 /// Also a cancelled fetch has a result: what had come of the page by then.
 void UrlCheck::Finish() {
   m_look.stop();
-  m_shut.reset();
+  m_blocker.reset();
   m_bas.Dialogs.ShowHourglass(false);
   m_controls.Command1.setText(CheckCaption);
   const auto result = m_inet1.TakeResult();
@@ -83,8 +83,8 @@ void UrlCheck::Finish() {
 }
 
 void UrlCheck::ShowFailure(const platform::HttpFailure& failure) {
-  Tell(failure.kind == platform::HttpFailure::Kind::TimedOut ? "connect to the URL timeout"
-                                                             : "Can not Check URL");
+  ShowError(failure.kind == platform::HttpFailure::Kind::TimedOut ? "connect to the URL timeout"
+                                                                  : "Can not Check URL");
   m_controls.lbl.hide();
   m_controls.txtMonitorPoint.setEnabled(true);
 }
@@ -92,7 +92,7 @@ void UrlCheck::ShowFailure(const platform::HttpFailure& failure) {
 void UrlCheck::ShowPage(const platform::HttpReply& reply) {
   const auto text = platform::DecodePage(reply.body, reply.contentType);
   if (text.empty()) {
-    Tell("return null, maybe invalid URL");
+    ShowError("return null, maybe invalid URL");
     m_controls.txtMonitorPoint.setEnabled(true);
     return;
   }
@@ -105,7 +105,7 @@ void UrlCheck::ShowPage(const platform::HttpReply& reply) {
   viewer->show();
 }
 
-void UrlCheck::Tell(const std::string& text) {
+void UrlCheck::ShowError(const std::string& text) {
   m_bas.Dialogs.Show({.title = "Error", .text = text, .icon = BoxIcon::Information});
 }
 

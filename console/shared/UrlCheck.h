@@ -16,7 +16,7 @@ class QWidget;
 
 namespace norvane::console::shared {
 
-class InputShut;
+class InputBlocker;
 class MainBas;
 
 /// The controls that the check of a URL works on.
@@ -58,7 +58,7 @@ class UrlCheck : public QObject {
   void Finish();
   void ShowFailure(const platform::HttpFailure& failure);
   void ShowPage(const platform::HttpReply& reply);
-  void Tell(const std::string& text);
+  void ShowError(const std::string& text);
 
   MainBas& m_bas;
   const UrlCheckControls m_controls;
@@ -67,7 +67,7 @@ class UrlCheck : public QObject {
   platform::HttpClient m_inet1;
   QTimer m_look;
   int m_looks = 0;  ///< since the check began
-  std::unique_ptr<InputShut> m_shut;
+  std::unique_ptr<InputBlocker> m_blocker;
 };
 
 }  // namespace norvane::console::shared

@@ -5,7 +5,7 @@
 
 namespace norvane::console::shared {
 
-bool IsAct(QEvent::Type type) {
+bool IsInputStart(QEvent::Type type) {
   switch (type) {
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:
@@ -34,17 +34,17 @@ bool IsInput(QEvent::Type type) {
     case QEvent::Drop:
       return true;
     default:
-      return IsAct(type);
+      return IsInputStart(type);
   }
 }
 
-InputShut::InputShut(const QWidget* open) : m_open(open), m_modal(QApplication::activeModalWidget()) {
+InputBlocker::InputBlocker(const QWidget* open) : m_open(open), m_modal(QApplication::activeModalWidget()) {
   qApp->installEventFilter(this);
 }
 
-bool InputShut::eventFilter(QObject* watched, QEvent* event) {
+bool InputBlocker::eventFilter(QObject* watched, QEvent* event) {
   if (watched == m_open || !IsInput(event->type())) return false;
-  // What a window gets goes on to its widgets, and is judged there.
+  // A window passes its events on to its widgets, which are watched too.
   if (!watched->isWidgetType() && event->type() != QEvent::Shortcut) return false;
   const auto* modal = QApplication::activeModalWidget();
   if (modal != nullptr && modal != m_modal) return false;

@@ -7,18 +7,18 @@ class QWidget;
 
 namespace norvane::console::shared {
 
-/// Whether the user did something by this: pressed a key or button, turned the wheel, closed a window.
-[[nodiscard]] bool IsAct(QEvent::Type type);
-/// An act, or what belongs to one.
+/// Whether the event begins an input of the user: a key or button pressed, the wheel turned, a window closed.
+[[nodiscard]] bool IsInputStart(QEvent::Type type);
+/// Whether the event belongs to the user's input at all.
 [[nodiscard]] bool IsInput(QEvent::Type type);
 
-/// For as long as this stands, what the user does is lost, but for one control. A box that comes up meanwhile
-/// is heard.
-class InputShut : public QObject {
+/// During its lifetime the user's input is dropped, except to one control and to boxes that come up
+/// meanwhile.
+class InputBlocker : public QObject {
   Q_OBJECT
 
  public:
-  explicit InputShut(const QWidget* open = nullptr);
+  explicit InputBlocker(const QWidget* open = nullptr);
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;

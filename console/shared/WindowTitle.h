@@ -4,7 +4,7 @@
 
 namespace norvane::console::shared {
 
-/// A window's title that reads as `text`: on its own, "[*]" would stand for a document that has changed.
+/// Escapes a window's title: "[*]" is the placeholder of the mark for unsaved changes.
 [[nodiscard]] inline QString WindowTitle(QString text) {
   return text.replace(QLatin1String("[*]"), QLatin1String("[*][*]"));
 }

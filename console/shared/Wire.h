@@ -6,8 +6,8 @@
 
 namespace norvane::console::shared {
 
-/// Connects a signal with a handler of a form, by way of `MainBas::RunHandler`. The handler takes the
-/// signal's first argument or none.
+/// Connects a signal with a handler of a form, through `MainBas::RunHandler`. The handler has the signal's
+/// first argument or none.
 template <class Sender, class Signal, class Form>
 void Wire(MainBas& bas, const Sender* sender, Signal signal, Form* form, void (Form::*handler)()) {
   QObject::connect(sender, signal, form,
