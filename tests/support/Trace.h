@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QObject>
+#include <map>
+#include <set>
+#include <string>
+
+#include "tests/support/ScriptedConsole.h"
+
+namespace norvane::tests {
+
+/// What comes of a user's actions, as text: calls of the engine, boxes, windows, and whatever of the forms on
+/// show is not as it was before. Timers stand still for as long as this lives.
+class Trace : public QObject {
+ public:
+  /// Appends to `text`. `console` must outlive this.
+  Trace(ScriptedConsole& console, std::string& text);
+  ~Trace() override;
+
+  /// One line of its own, after the calls so far.
+  void Add(const std::string& line);
+  /// The calls so far, and what they changed.
+  void AddChanges();
+  /// Takes the form as it is for what was there before.
+  void Remember(const QWidget& form) { Compare(form, false); }
+  /// The same for the whole console, so that nothing of it comes out later.
+  void RememberAll();
+  /// Dumps the form of this name as soon as it shows.
+  void DumpWhenShown(const std::string& form) { m_dumpWhenShown = form; }
+  void Dump(const QWidget& form);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  void AddCalls();
+  void Compare(const QWidget& form, bool tell);
+  void WatchPages();
+  [[nodiscard]] std::string PlaceOf(const QWidget& window) const;
+
+  ScriptedConsole& m_console;
+  std::string& m_text;
+  std::map<std::string, std::string> m_seen;  ///< of the parts of forms
+  std::set<const QObject*> m_pages;
+  std::set<const QWidget*> m_placed;  ///< windows whose place was told
+  std::string m_dumpWhenShown;
+};
+
+}  // namespace norvane::tests
