@@ -84,6 +84,7 @@ void Service::NotifyObservers() {
 }
 
 const Monitor& Service::Get(MonitorId id) const {
+  assert(m_thread.IsInside());
   const Monitor* monitor = m_table->Find(id);
   if (monitor == nullptr) throw EngineError(EngineErrorCode::NotFound, "the monitor does not exist");
   return *monitor;
@@ -106,6 +107,7 @@ bool Service::IsControlPass(std::string_view text) const {
 // Monitors
 
 MonitorId Service::Add(std::string_view fullName) {
+  assert(m_thread.IsInside());
   const MonitorId id = m_table->Add(fullName, NewMonitorAttributes()).id;
   NotifyObservers();
   return id;
