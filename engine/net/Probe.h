@@ -30,8 +30,8 @@ class ProbeClient : public EventOwner {
   virtual void Ended(std::string failure) noexcept = 0;
 };
 
-/// One check in flight, in the checker's loop; never blocks it. Destroying it gives up the check and leaves
-/// nothing open. The time-out is the checker's business.
+/// One exchange with a peer, in the worker's loop; never blocks it. Destroying it gives up and leaves
+/// nothing open. The time-out is the client's business.
 class Probe {
  public:
   virtual ~Probe() = default;

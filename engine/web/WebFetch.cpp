@@ -133,7 +133,7 @@ void WebFetch::SetOptions(const Resolver::Answer& answer) {
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
   curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &WebFetch::OnHeader);
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
-  // The checker's time-out comes first. libcurl uses this one to share the time between several addresses.
+  // The client's time-out comes first. libcurl uses this one to share the time between several addresses.
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_timeout.count()) + 1000L);
 }
 
