@@ -5,7 +5,6 @@
 #include <QToolBar>
 #include <QTreeView>
 
-#include "console/ConsoleLayout.h"
 #include "console/shared/Twips.h"
 #include "tests/support/ConsoleFixture.h"
 #include "tests/support/LargeFont.h"
@@ -13,40 +12,7 @@
 namespace norvane::tests {
 namespace {
 
-using console::Area;
 using console::shared::MainBas;
-
-TEST(ConsoleLayout, FollowsTheStepsInOrder) {
-  console::ConsoleLayout layout{.window = {0, 0, 12000, 8000},
-                                .toolBar = {0, 30, 12000, 500},
-                                .tvCtrl = {1, 2, 2604, 3},
-                                .picScroll = {4, 5, 50, 6},
-                                .fram = {7, 8, 9, 10},
-                                .lstV = {11, 12, 13, 14},
-                                .img = {15, 16, 2700, 720}};
-  console::LayOut(layout, 8400);
-  struct Row {
-    const char* name;
-    Area is;
-    Area expected;
-  };
-  const Row rows[] = {
-      {"window", layout.window, {0, 0, 2604 + 8400 + 100, 7450 + 500 + 520}},
-      {"ToolBar", layout.toolBar, {0, 30, 12000, 500}},
-      {"TvCtrl", layout.tvCtrl, {6, 530, 2604, 7450}},
-      {"PicScroll", layout.picScroll, {2604, 530, 50, 7450}},
-      {"Fram", layout.fram, {2604, 520, 12000 - 2604 - 50 - 20, 7470}},
-      {"LstV", layout.lstV, {0, 0, 12000 - 2604 - 50 - 20, 7470}},
-      {"Img", layout.img, {0, 7470 - 720 - 100, 2700, 720}},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_DOUBLE_EQ(row.is.left, row.expected.left);
-    EXPECT_DOUBLE_EQ(row.is.top, row.expected.top);
-    EXPECT_DOUBLE_EQ(row.is.width, row.expected.width);
-    EXPECT_DOUBLE_EQ(row.is.height, row.expected.height);
-  }
-}
 
 class LayoutTest : public ConsoleFixture {
  protected:

@@ -15,7 +15,7 @@
 #include <QTimer>
 #include <QToolBar>
 #include <QTreeView>
-#include <map>
+#include <set>
 
 #include "console/ImageList.h"
 #include "console/shared/Page.h"
@@ -159,16 +159,16 @@ std::string Size(const QSize& size) {
   return std::to_string(size.width()) + "x" + std::to_string(size.height());
 }
 
-/// Sizes and places that no font changes.
+/// Where no font changes sizes and places: the parts of the main window, pictures, and where a page stands.
 std::string Place(const QWidget& widget) {
+  static const std::set<std::string> Parts = {"TvCtrl", "PicScroll", "Fram", "LstV", "Img"};
   const auto name = NameOf(widget);
-  if (name == "TvCtrl" || name == "PicScroll" || name == "LstV")
-    return " wide " + std::to_string(widget.width());
-  if (name == "picIcon" || name == "FrmSplash") return " size " + Size(widget.size());
-  if (name == "FrmStart" && widget.minimumSize() == widget.maximumSize()) return " fixed size";
-  if (IsOtherForm(widget) && !widget.isWindow())
-    return " at " + std::to_string(widget.x()) + "," + std::to_string(widget.y());
-  return {};
+  const auto at = " at " + std::to_string(widget.x()) + "," + std::to_string(widget.y());
+  if (name == "FrmStart" && widget.minimumSize() == widget.maximumSize())
+    return " fixed size, " + std::to_string(widget.height()) + " high";
+  if (name == "FrmSplash" || name == "picIcon") return " size " + Size(widget.size());
+  if (Parts.count(name) != 0) return at + " size " + Size(widget.size());
+  return IsOtherForm(widget) && !widget.isWindow() ? at : "";
 }
 
 std::string Design(const QWidget& widget) {

@@ -55,7 +55,8 @@ void Trace::AddChanges() {
   AddCalls();
   WatchPages();
   for (const auto* form : m_console.Forms()) {
-    if (form->isWindow() && form->isVisible() && !form->isMinimized() && m_placed.insert(form).second)
+    const bool isPlaced = form->isVisible() && !form->isMinimized() && form->testAttribute(Qt::WA_Moved);
+    if (form->isWindow() && isPlaced && m_placed.insert(form).second)
       Add(form->objectName().toStdString() + " is " + PlaceOf(*form));
     Compare(*form, true);
   }
