@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "console/engine/EngineError.h"
+#include "console/engine/Limits.h"
 #include "engine/model/CheckTimes.h"
 #include "engine/outages/Outages.h"
 #include "engine/store/EngineState.h"
@@ -25,6 +26,7 @@ namespace {
 constexpr std::size_t MaxNotices = 50;
 constexpr std::chrono::milliseconds MaxSpread = std::chrono::minutes(10);
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
+constexpr std::chrono::milliseconds MaxFetchTime = std::chrono::minutes(1);
 
 CheckTarget TargetOf(const Monitor& monitor) {
   return {monitor.id, monitor.name, monitor.attributes};
@@ -209,6 +211,17 @@ void Service::Notify(MonitorId id, CheckCompletion done) {
   m_worker->NotifyOnce(m_outages->NotificationOf(monitor), m_lastTicket);
 }
 
+std::uint64_t Service::Fetch(std::string url, std::chrono::milliseconds limit, FetchCompletion done) {
+  if (url.size() > ce::MaxValueSize) throw EngineError(EngineErrorCode::Invalid, "the URL is too long");
+  m_fetches.emplace(++m_lastTicket, std::move(done));
+  m_worker->Fetch({std::move(url), std::min(limit, MaxFetchTime)}, m_lastTicket);
+  return m_lastTicket;
+}
+
+void Service::StopFetch(std::uint64_t ticket) {
+  if (m_fetches.contains(ticket)) m_worker->StopFetch(ticket);
+}
+
 // Reports
 
 /// One that cannot be handled is no reason to lose the others.
@@ -216,13 +229,17 @@ void Service::Handle(const Report& report) {
   try {
     std::visit([this](const auto& each) { Handle(each); }, report);
   } catch (...) {
-    const auto id = std::visit([](const auto& each) { return each.id; }, report);
-    const Monitor* monitor = m_table->Find(id);
-    const auto why = "internal error: " + platform::ErrorText(std::current_exception());
-    Notice((monitor != nullptr ? monitor->name : "a removed monitor") + ": " + why);
+    const Monitor* monitor = nullptr;
     std::visit(
         [&](const auto& each) {
-          if constexpr (requires { each.ticket; }) Answer(each.ticket, {false, why, each.result.at});
+          if constexpr (requires { each.id; }) monitor = m_table->Find(each.id);
+        },
+        report);
+    const auto why = "internal error: " + platform::ErrorText(std::current_exception());
+    Notice((monitor != nullptr ? monitor->name + ": " : std::string()) + why);
+    std::visit(
+        [&](const auto& each) {
+          if constexpr (requires { each.result; }) Answer(each.ticket, {false, why, each.result.at});
         },
         report);
   }
@@ -256,6 +273,11 @@ void Service::Handle(const CommandEvent& event) {
 
 void Service::Handle(const CommandOutput& output) {
   m_writer->Log({std::string(files::CommandsLog), output.at, output.text, MaxCommandsLogSize});
+}
+
+void Service::Handle(const FetchEnded& ended) {
+  const auto waiting = m_fetches.extract(ended.ticket);
+  if (!waiting.empty()) waiting.mapped()(ended.reply);
 }
 
 /// Whoever asked for the check or the notification of `ticket`.

@@ -25,6 +25,7 @@ class Outages;
 class Writer;
 
 using CheckCompletion = std::function<void(std::exception_ptr, const CheckResult&)>;
+using FetchCompletion = std::function<void(const console::engine::PageReply&)>;
 
 /// Called on the service thread when the table has changed; asks the table what.
 class TableObserver {
@@ -94,6 +95,12 @@ class Service final : private Storage::Client {
   /// Sends one notification now; a result that isn't good says why.
   void Notify(MonitorId id, CheckCompletion done);
 
+  /// Fetches a page for somebody to look at; gives the ticket by which it may be stopped. `limit` is cut to a
+  /// minute.
+  std::uint64_t Fetch(std::string url, std::chrono::milliseconds limit, FetchCompletion done);
+  /// Ends it at once with what has come of the page; harmless if it has ended.
+  void StopFetch(std::uint64_t ticket);
+
   /// Stops all checks and saves the data file; `done` comes when all of it is on disk.
   void Shutdown(Completion done);
 
@@ -108,6 +115,7 @@ class Service final : private Storage::Client {
   void Handle(const NotificationEnded& ended);
   void Handle(const CommandEvent& event);
   void Handle(const CommandOutput& output);
+  void Handle(const FetchEnded& ended);
   void Answer(std::uint64_t ticket, const CheckResult& result);
   void KeepOutages();
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
@@ -128,6 +136,7 @@ class Service final : private Storage::Client {
   std::unique_ptr<Outages> m_outages;
   std::vector<TableObserver*> m_observers;
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket
+  std::map<std::uint64_t, FetchCompletion> m_fetches;   // by ticket
   std::uint64_t m_lastTicket = 0;
 };
 

@@ -65,7 +65,8 @@ WorkerThread::WorkerThread(const WorkerOptions& options, platform::EventFd& repo
       m_checks(m_context, options.types, MaxInFlightOf(options),
                [this](CheckEnded report) { Collect(std::move(report)); }),
       m_notifier(m_context, options.folder, [this](NotificationEnded report) { Collect(std::move(report)); }),
-      m_launcher(m_loop, {options.folder}, [this](Report report) { Collect(std::move(report)); }) {
+      m_launcher(m_loop, {options.folder}, [this](Report report) { Collect(std::move(report)); }),
+      m_fetcher(m_context, [this](FetchEnded report) { Collect(std::move(report)); }) {
   if (!m_loop.Watch(m_commandsWait.Fd(), EPOLLIN, *this))
     throw std::runtime_error("the worker thread cannot watch its queue");
   m_thread = StartWithoutSignals([this] { Run(); });
@@ -110,6 +111,15 @@ void WorkerThread::NotifyOnce(NotifyRequest request, std::uint64_t ticket) {
 
 void WorkerThread::Launch(LaunchRequest request) {
   Enqueue([request = std::move(request)](WorkerThread& self) { self.m_launcher.Launch(request); });
+}
+
+void WorkerThread::Fetch(FetchRequest request, std::uint64_t ticket) {
+  Enqueue(
+      [request = std::move(request), ticket](WorkerThread& self) { self.m_fetcher.Fetch(request, ticket); });
+}
+
+void WorkerThread::StopFetch(std::uint64_t ticket) {
+  Enqueue([ticket](WorkerThread& self) { self.m_fetcher.Stop(ticket); });
 }
 
 std::vector<Report> WorkerThread::DequeueReports() {

@@ -12,6 +12,7 @@
 #include "engine/commands/Launcher.h"
 #include "engine/model/Worker.h"
 #include "engine/notify/Notifier.h"
+#include "engine/web/PageFetcher.h"
 #include "platform/EventFd.h"
 #include "platform/LegacyCharset.h"
 #include "platform/ThreadCheck.h"
@@ -36,8 +37,8 @@ struct WorkerOptions {
   EventLoop::ErrorLog log = &LogToStandardError;
 };
 
-/// The worker thread: one event loop for checks, notifications and commands. Its public functions are the
-/// service thread's, and only two queues are shared.
+/// The worker thread: one event loop for checks, notifications, commands and fetched pages. Its public
+/// functions are the service thread's, and only two queues are shared.
 class WorkerThread final : public Worker, private Watcher {
  public:
   /// Signals `reportsWait`, which outlives it, whenever there are reports. Throws std::exception when the
@@ -52,6 +53,8 @@ class WorkerThread final : public Worker, private Watcher {
   void CheckOnce(CheckTarget target, std::uint64_t ticket) override;
   void NotifyOnce(NotifyRequest request, std::uint64_t ticket) override;
   void Launch(LaunchRequest request) override;
+  void Fetch(FetchRequest request, std::uint64_t ticket) override;
+  void StopFetch(std::uint64_t ticket) override;
   [[nodiscard]] std::vector<Report> DequeueReports() override;
 
  private:
@@ -92,6 +95,7 @@ class WorkerThread final : public Worker, private Watcher {
   CheckLoop m_checks;
   Notifier m_notifier;
   Launcher m_launcher;
+  PageFetcher m_fetcher;
   std::vector<Report> m_collected;
   Moment m_firstCollected{};
 

@@ -52,6 +52,63 @@ ce::Outcome Run(Link& link, Link::Method<Request> method, ce::MonitorId id) {
       });
   return outcome;
 }
+
+/// The engine keeps the limit of a fetch; this is for its answer to come.
+constexpr auto FetchAnswerTime = 5s;
+
+class LinkFetch final : public ce::PageFetch {
+ public:
+  LinkFetch(Link& link, std::uint32_t number, const std::string& url, std::chrono::milliseconds limit)
+      : m_link(link), m_number(number) {
+    try {
+      m_call = m_link.Begin(
+          limit + FetchAnswerTime, &Session::fetchRequest,
+          [&](auto& request) {
+            request.setNumber(m_number);
+            request.setUrl(ToText(url));
+            request.setLimitMs(static_cast<std::uint32_t>(limit.count()));
+          },
+          [reply = m_reply](const auto& results) {
+            const auto page = results.getPage();
+            *reply = {static_cast<ce::PageReply::End>(page.getEnd()), ToString(page.getReason()),
+                      ToString(page.getBody()), ToString(page.getContentType())};
+          });
+    } catch (const ce::EngineError& error) {
+      *m_reply = FailureOf(error);
+    }
+  }
+  ~LinkFetch() override { Stop(); }
+
+  bool HasEnded() override { return m_call == nullptr || m_call->WaitFor({}); }
+  void Stop() override {
+    if (HasEnded()) return;
+    try {
+      static_cast<void>(m_link.Begin(m_link.Options().callTimeout, &Session::stopFetchRequest,
+                                     [&](auto& request) { request.setNumber(m_number); }));
+    } catch (const ce::EngineError&) {
+      // The connection is lost, which ends the fetch too.
+    }
+  }
+  ce::PageReply Reply() override {
+    try {
+      if (const auto call = std::exchange(m_call, nullptr)) m_link.Wait(*call);
+      return std::move(*m_reply);
+    } catch (const ce::EngineError& error) {
+      return FailureOf(error);
+    }
+  }
+
+ private:
+  static ce::PageReply FailureOf(const ce::EngineError& error) {
+    const bool timedOut = error.Code() == ce::EngineErrorCode::TimedOut;
+    return {timedOut ? ce::PageReply::End::TimedOut : ce::PageReply::End::Failed, error.what(), {}, {}};
+  }
+
+  Link& m_link;
+  std::uint32_t m_number;
+  std::shared_ptr<CallState> m_call;  ///< null if it could not begin, or was read
+  std::shared_ptr<ce::PageReply> m_reply = std::make_shared<ce::PageReply>();
+};
 }  // namespace
 
 EngineClient::EngineClient(LinkOptions options) : m_link(std::make_unique<Link>(std::move(options))) {}
@@ -151,6 +208,10 @@ void EngineClient::Shutdown() {
     if (error.Code() != ce::EngineErrorCode::Gone) throw;  // it ended faster than its answer came
   }
   AwaitFreeFolder(m_link->Options().folder);
+}
+
+std::unique_ptr<ce::PageFetch> EngineClient::Fetch(const std::string& url, std::chrono::milliseconds limit) {
+  return std::make_unique<LinkFetch>(*m_link, ++m_lastFetch, url, limit);
 }
 
 }  // namespace norvane::link

@@ -37,9 +37,12 @@ class EngineClient final : public console::engine::Port {
   console::engine::Outcome Check(console::engine::MonitorId id) override;
   console::engine::Outcome Notify(console::engine::MonitorId id) override;
   void Shutdown() override;
+  std::unique_ptr<console::engine::PageFetch> Fetch(const std::string& url,
+                                                    std::chrono::milliseconds limit) override;
 
  private:
   std::unique_ptr<Link> m_link;
+  std::uint32_t m_lastFetch = 0;
 };
 
 }  // namespace norvane::link

@@ -28,12 +28,16 @@ void Link::ThreadMain(std::promise<void> ready) {
   }
 }
 
-template <class Begin>
-void Link::Await(Begin begin) {
-  const auto call = std::make_shared<CallState>();
+void Link::Wait(CallState& call) {
+  (m_options.waiter != nullptr ? *m_options.waiter : m_blockingWaiter).Wait(call);
+  call.Result();
+}
+
+template <class Action>
+std::shared_ptr<CallState> Link::BeginOnLoop(const Action& begin) {
+  auto call = std::make_shared<CallState>();
   m_loop->Executor().executeSync([&] { begin(*m_loop, call); });
-  (m_options.waiter != nullptr ? *m_options.waiter : m_blockingWaiter).Wait(*call);
-  call->Result();
+  return call;
 }
 
 void Link::StartThread() {
@@ -56,7 +60,7 @@ void Link::CheckFollowing() const {
 void Link::Connect() {
   if (m_mirror.CurrentState() != Mirror::State::NeverReached) return;
   if (!m_thread.joinable()) StartThread();
-  Await([](LinkLoop& loop, const std::shared_ptr<CallState>& call) { loop.Connect(call); });
+  Wait(*BeginOnLoop([](LinkLoop& loop, const auto& call) { loop.Connect(call); }));
 }
 
 const Mirror& Link::ConnectedMirror() {
@@ -70,14 +74,14 @@ const console::engine::EngineInfo& Link::ConnectedInfo() {
   return m_info;
 }
 
-void Link::Run(std::chrono::milliseconds timeout, const LinkLoop::Body& body) {
+std::shared_ptr<CallState> Link::Start(std::chrono::milliseconds timeout, const LinkLoop::Body& body) {
   Connect();
   CheckFollowing();
-  Await([&](LinkLoop& loop, const std::shared_ptr<CallState>& call) { loop.Run(call, timeout, body); });
+  return BeginOnLoop([&](LinkLoop& loop, const auto& call) { loop.Run(call, timeout, body); });
 }
 
 void Link::WaitUntilGone(std::chrono::milliseconds timeout) {
-  Await([&](LinkLoop& loop, const std::shared_ptr<CallState>& call) { loop.WaitUntilGone(call, timeout); });
+  Wait(*BeginOnLoop([&](LinkLoop& loop, const auto& call) { loop.WaitUntilGone(call, timeout); }));
 }
 
 }  // namespace norvane::link

@@ -34,15 +34,16 @@ class Link {
   template <class Request>
   using Method = Request (wire::Session::Client::*)(kj::Maybe<capnp::MessageSize>);
 
-  /// One call of the session: `fill(request)` writes its parameters, `read(results)` reads what comes beside
-  /// the answer; both run on the link's thread while the caller waits. When this returns, the mirror has come
-  /// to the table as it was when the engine answered.
+  /// Begins a call of the session: `fill(request)` writes its parameters, `read(results)` reads what comes
+  /// beside the answer; both run on the link's thread, `read` before the call has finished. By then the
+  /// mirror has come to the table as it was when the engine answered.
   template <class Request, class Fill, class Read>
-  void Call(std::chrono::milliseconds timeout, Method<Request> method, Fill fill, Read read) {
-    Run(timeout, [&](wire::Session::Client& session, CallState& state) {
+  [[nodiscard]] std::shared_ptr<CallState> Begin(std::chrono::milliseconds timeout, Method<Request> method,
+                                                 const Fill& fill, Read read) {
+    return Start(timeout, [&](wire::Session::Client& session, CallState& state) {
       auto request = (session.*method)(nullptr);
       fill(request);
-      return request.send().then([this, &state, &read](auto&& results) {
+      return request.send().then([this, &state, read](auto&& results) {
         const auto answer = results.getAnswer();
         if (answer.isError())
           state.Fail(std::make_exception_ptr(ReadError(answer.getError())));
@@ -53,8 +54,16 @@ class Link {
     });
   }
   template <class Request, class Fill>
-  void Call(std::chrono::milliseconds timeout, Method<Request> method, Fill fill) {
-    Call(timeout, method, std::move(fill), [](const auto&) {});
+  [[nodiscard]] std::shared_ptr<CallState> Begin(std::chrono::milliseconds timeout, Method<Request> method,
+                                                 const Fill& fill) {
+    return Begin(timeout, method, fill, [](const auto&) {});
+  }
+  /// Waits until the call has finished; throws its error.
+  void Wait(CallState& call);
+  /// A call to its end.
+  template <class... Arguments>
+  void Call(Arguments&&... arguments) {
+    Wait(*Begin(std::forward<Arguments>(arguments)...));
   }
   /// Returns when the engine has closed the connection.
   void WaitUntilGone(std::chrono::milliseconds timeout);
@@ -62,10 +71,11 @@ class Link {
  private:
   void Connect();
   void CheckFollowing() const;
-  void Run(std::chrono::milliseconds timeout, const LinkLoop::Body& body);
-  /// Runs `begin` on the link's thread and waits until the call that it was given is finished.
-  template <class Begin>
-  void Await(Begin begin);
+  [[nodiscard]] std::shared_ptr<CallState> Start(std::chrono::milliseconds timeout,
+                                                 const LinkLoop::Body& body);
+  /// Runs `begin(loop, call)` on the link's thread; gives the call that it began.
+  template <class Action>
+  std::shared_ptr<CallState> BeginOnLoop(const Action& begin);
   void StartThread();
   void ThreadMain(std::promise<void> ready);
 

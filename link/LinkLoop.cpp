@@ -1,5 +1,6 @@
 #include "link/LinkLoop.h"
 
+#include <cassert>
 #include <cerrno>
 #include <cstring>
 
@@ -122,6 +123,7 @@ void LinkLoop::Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& 
 // Connecting
 
 void LinkLoop::Connect(const std::shared_ptr<CallState>& call) {
+  assert(m_thread.IsInside());
   auto work = ReachAndGreet(*call).then([this] { return WhenReached(FirstFill); });
   Finish(kj::mv(work), call, m_options.connectTimeout, "the engine does not answer the greeting");
 }
@@ -212,16 +214,19 @@ void LinkLoop::ReadInfo(wire::EngineInfo::Reader engine) {
 // Calls
 
 void LinkLoop::Run(const std::shared_ptr<CallState>& call, milliseconds timeout, const Body& body) {
+  assert(m_thread.IsInside());
   auto work = kj::evalNow([&] { return body(KJ_ASSERT_NONNULL(m_connection->session), *call); });
   Finish(kj::mv(work), call, timeout, "the engine did not answer in time");
 }
 
 void LinkLoop::WaitUntilGone(const std::shared_ptr<CallState>& call, milliseconds timeout) {
+  assert(m_thread.IsInside());
   auto gone = WhenReached(Never).catch_([](const kj::Exception&) {});  // its only way to end
   Finish(kj::mv(gone), call, timeout, "the engine has not ended in time");
 }
 
 kj::Promise<void> LinkLoop::WhenReached(std::uint64_t change) {
+  assert(m_thread.IsInside());
   if (m_mirror.CurrentState() == Mirror::State::Gone) return KJ_EXCEPTION(DISCONNECTED, "the engine is gone");
   if (m_mirror.Change() >= change) return kj::READY_NOW;
   auto reached = kj::newPromiseAndFulfiller<void>();
@@ -230,6 +235,7 @@ kj::Promise<void> LinkLoop::WhenReached(std::uint64_t change) {
 }
 
 void LinkLoop::UpdateMirror(wire::Batch::Reader batch) {
+  assert(m_thread.IsInside());
   m_mirror.Apply(batch);
   const auto end = m_waiting.upper_bound(m_mirror.Change());
   for (auto next = m_waiting.begin(); next != end; next = m_waiting.erase(next))
@@ -237,6 +243,7 @@ void LinkLoop::UpdateMirror(wire::Batch::Reader batch) {
 }
 
 void LinkLoop::Lose() {
+  assert(m_thread.IsInside());
   if (m_mirror.CurrentState() == Mirror::State::Following) m_mirror.SetGone();
   for (auto& [change, waiting] : std::exchange(m_waiting, {}))
     waiting->reject(KJ_EXCEPTION(DISCONNECTED, "the engine is gone"));

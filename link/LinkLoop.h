@@ -12,6 +12,7 @@
 #include "link/LinkOptions.h"
 #include "link/Mirror.h"
 #include "platform/FileDescriptor.h"
+#include "platform/ThreadCheck.h"
 
 namespace norvane::link {
 
@@ -58,6 +59,7 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   void Lose();
   void taskFailed(kj::Exception&& exception) override;
 
+  platform::ThreadCheck m_thread;  ///< the link's
   const LinkOptions& m_options;
   Mirror& m_mirror;
   console::engine::EngineInfo& m_info;

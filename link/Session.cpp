@@ -1,14 +1,16 @@
 #include "link/Session.h"
 
-#include <map>
+#include <cassert>
 
 #include "console/engine/EngineError.h"
+#include "console/engine/PageFetch.h"
 #include "link/Wire.h"
 
 namespace norvane::link {
 
 using console::engine::EngineError;
 using console::engine::EngineErrorCode;
+using console::engine::PageReply;
 
 Session::Session(engine::Service& service, std::function<void()> onShutdown,
                  kj::PromiseFulfiller<void>& failed)
@@ -42,6 +44,7 @@ void Session::WriteAnswer(wire::Answer::Builder to, const std::exception_ptr& er
 /// Answers at once: `action(params, results)` is the whole call.
 template <class Context, class Action>
 kj::Promise<void> Session::Act(Context& context, Action action) {
+  assert(m_thread.IsInside());
   auto results = context.getResults();
   std::exception_ptr error;
   try {
@@ -57,6 +60,7 @@ kj::Promise<void> Session::Act(Context& context, Action action) {
 /// service's completion finds nobody.
 template <class Context, class Start>
 kj::Promise<Session::Ended> Session::Begin(Context& context, Start start) {
+  assert(m_thread.IsInside());
   context.allowCancellation();
   auto ended = kj::newPromiseAndFulfiller<Ended>();
   const auto fulfiller = std::make_shared<kj::Own<kj::PromiseFulfiller<Ended>>>(kj::mv(ended.fulfiller));
@@ -180,6 +184,65 @@ kj::Promise<void> Session::shutdown(ShutdownContext context) {
   });
 }
 
+// Pages
+
+namespace {
+/// Of one console at a time.
+constexpr std::size_t MaxFetches = 4;
+
+constexpr bool Same(wire::Page::End a, PageReply::End b) {
+  return static_cast<int>(a) == static_cast<int>(b);
+}
+static_assert(Same(wire::Page::End::COMPLETE, PageReply::End::Complete) &&
+              Same(wire::Page::End::TIMED_OUT, PageReply::End::TimedOut) &&
+              Same(wire::Page::End::FAILED, PageReply::End::Failed));
+
+void WritePage(const PageReply& from, wire::Page::Builder to) {
+  to.setEnd(static_cast<wire::Page::End>(from.end));
+  to.setReason(ToText(from.reason));
+  to.setBody(ToData(from.body));
+  to.setContentType(ToText(from.contentType));
+}
+}  // namespace
+
+kj::Promise<void> Session::fetch(FetchContext context) {
+  assert(m_thread.IsInside());
+  context.allowCancellation();
+  const auto params = context.getParams();
+  const auto number = params.getNumber();
+  auto ended = kj::newPromiseAndFulfiller<PageReply>();
+  try {
+    CheckGate();
+    if (m_fetches.size() >= MaxFetches || m_fetches.contains(number))
+      throw EngineError(EngineErrorCode::Failed, "too many pages are being fetched");
+    const auto fulfiller =
+        std::make_shared<kj::Own<kj::PromiseFulfiller<PageReply>>>(kj::mv(ended.fulfiller));
+    m_fetches[number] =
+        m_service.Fetch(ToString(params.getUrl()), std::chrono::milliseconds(params.getLimitMs()),
+                        [fulfiller](const PageReply& reply) { (*fulfiller)->fulfill(PageReply(reply)); });
+  } catch (...) {
+    WriteAnswer(context.getResults().initAnswer(), std::current_exception());
+    return kj::READY_NOW;
+  }
+  return ended.promise
+      .then([this, context](const PageReply& reply) mutable {
+        WriteAnswer(context.getResults().initAnswer(), nullptr);
+        WritePage(reply, context.getResults().initPage());
+      })
+      .attach(kj::defer([this, number] {  // also when the console is gone
+        StopFetch(number);
+        m_fetches.erase(number);
+      }));
+}
+
+kj::Promise<void> Session::stopFetch(StopFetchContext context) {
+  return Act(context, [this](auto params, auto&) { StopFetch(params.getNumber()); });
+}
+
+void Session::StopFetch(std::uint32_t number) {
+  if (const auto fetch = m_fetches.find(number); fetch != m_fetches.end()) m_service.StopFetch(fetch->second);
+}
+
 // The mirror
 
 kj::Promise<void> Session::follow(FollowContext context) {
@@ -199,6 +262,7 @@ void Session::TableChanged() {
 
 /// One batch after the other until nothing is left; the next goes out when the console has answered the last.
 kj::Promise<void> Session::Feed() {
+  assert(m_thread.IsInside());
   if (!m_feed.Pending(m_service.Table())) {
     m_feeding = false;
     return kj::READY_NOW;

@@ -3,14 +3,17 @@
 #include <kj/async.h>
 
 #include <functional>
+#include <map>
 
 #include "engine/Service.h"
 #include "link/ChangeFeed.h"
 #include "link/engine.capnp.h"
+#include "platform/ThreadCheck.h"
 
 namespace norvane::link {
 
-/// One console's session: holds its gate, carries its calls to the service and feeds its mirror.
+/// One console's session: holds its gate, carries its calls to the service and feeds its mirror. On the
+/// service thread, as all of the engine's end.
 class Session final : public wire::Session::Server,
                       private engine::TableObserver,
                       private kj::TaskSet::ErrorHandler {
@@ -36,6 +39,8 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> check(CheckContext context) override;
   kj::Promise<void> notify(NotifyContext context) override;
   kj::Promise<void> shutdown(ShutdownContext context) override;
+  kj::Promise<void> fetch(FetchContext context) override;
+  kj::Promise<void> stopFetch(StopFetchContext context) override;
 
  private:
   struct Ended {
@@ -54,15 +59,18 @@ class Session final : public wire::Session::Server,
   template <class Context, class Start>
   kj::Promise<void> RunLater(Context context, Start start);
   void CheckGate() const;
+  void StopFetch(std::uint32_t number);
 
   void TableChanged() override;
   kj::Promise<void> Feed();
   void taskFailed(kj::Exception&& exception) override;
 
+  platform::ThreadCheck m_thread;  ///< the service thread
   engine::Service& m_service;
   std::function<void()> m_onShutdown;
   kj::PromiseFulfiller<void>& m_failed;
   bool m_gateOpen = false;
+  std::map<std::uint32_t, std::uint64_t> m_fetches;  ///< those under way: the service's ticket by number
   kj::Maybe<wire::Mirror::Client> m_mirror;
   ChangeFeed m_feed;
   bool m_feeding = false;

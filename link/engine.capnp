@@ -65,6 +65,25 @@ interface Session {
   notify @11 (id :UInt64) -> (answer :Answer, outcome :Outcome);  # gate
   shutdown @12 () -> (answer :Answer);  # gate
   # The engine has begun to end; it closes the connection when everything is on disk.
+  fetch @13 (number :UInt32, url :Text, limitMs :UInt32) -> (answer :Answer, page :Page);  # gate
+  # Fetches a page, at most a few at a time. The console chooses the number, by which it may stop the fetch.
+  stopFetch @14 (number :UInt32) -> (answer :Answer);
+  # The fetch ends with what has come of the page; harmless if it has ended.
+}
+
+struct Page {
+  end @0 :End;
+  reason @1 :Text;
+  # Of a failure.
+  body @2 :Data;
+  contentType @3 :Text;
+
+  enum End {
+    # As PageReply::End, in its order.
+    complete @0;
+    timedOut @1;
+    failed @2;
+  }
 }
 
 struct Answer {

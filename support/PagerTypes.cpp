@@ -7,7 +7,6 @@
 
 #include "console/shared/MainBas.h"
 #include "console/shared/UserInput.h"
-#include "platform/HttpClient.h"
 #include "platform/PageText.h"
 #include "platform/Utf8.h"
 #include "settings/PagerTypes.h"
@@ -15,38 +14,38 @@
 namespace norvane::support {
 
 namespace {
+using console::engine::PageFetch;
+using console::engine::PageReply;
 using console::shared::BoxIcon;
 
 constexpr int LookMilliseconds = 20;
 constexpr char ListCommand[] = "cmd=10";
 
 /// Keeps the windows painting until the fetch ends.
-platform::HttpResult WaitFor(platform::HttpClient& client) {
+PageReply WaitFor(PageFetch& fetch) {
   const console::shared::InputBlocker blocker;
   QEventLoop loop;
   QTimer look;
-  QObject::connect(&look, &QTimer::timeout, &loop, [&client, &loop] {
-    if (!client.StillExecuting()) loop.quit();
+  QObject::connect(&look, &QTimer::timeout, &loop, [&fetch, &loop] {
+    if (fetch.HasEnded()) loop.quit();
   });
   look.start(LookMilliseconds);
   loop.exec();
-  return client.TakeResult();
+  return fetch.Reply();
 }
 
 /// As UTF-8; empty if there was none.
-std::string Text(const platform::HttpResult& result) {
-  const auto* reply = std::get_if<platform::HttpReply>(&result);
-  if (reply == nullptr) return {};
-  const bool isUtf8 = platform::ValidUtf8(reply->body) == reply->body;
-  return isUtf8 ? reply->body : platform::DecodePage(reply->body, "text/plain; charset=ISO-8859-1");
+std::string TextOf(const PageReply& reply) {
+  if (reply.end != PageReply::End::Complete) return {};
+  const bool isUtf8 = platform::ValidUtf8(reply.body) == reply.body;
+  return isUtf8 ? reply.body : platform::DecodePage(reply.body, "text/plain; charset=ISO-8859-1");
 }
 }  // namespace
 
 bool LoadPagerTypes(console::shared::MainBas& bas, QComboBox* list, std::chrono::milliseconds patience) {
-  platform::HttpClient inet1;
-  inet1.Fetch(bas.Gateway.PagerGatewayUrl + ListCommand, patience);
+  const auto inet1 = bas.Engine.Fetch(bas.Gateway.PagerGatewayUrl + ListCommand, patience);
   bas.Dialogs.ShowHourglass(true);
-  const auto reply = Text(WaitFor(inet1));
+  const auto reply = TextOf(WaitFor(*inet1));
   bas.Dialogs.ShowHourglass(false);
   if (reply.empty()) {
     bas.Dialogs.Show({.title = "Attention",

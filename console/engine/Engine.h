@@ -207,6 +207,11 @@ class EngineFactory : public EngineObject {
   [[nodiscard]] std::shared_ptr<ControlGate> NewControlGate();
   [[nodiscard]] std::shared_ptr<ServiceRef> NewServiceRef();
   [[nodiscard]] std::shared_ptr<MonitorList> NewMonitorList();
+
+  /// Fetches a page through the engine; none of the objects' operations, so no observer hears of it.
+  [[nodiscard]] std::unique_ptr<PageFetch> Fetch(const std::string& url, std::chrono::milliseconds limit) {
+    return m_port.Fetch(url, limit);
+  }
 };
 
 /// The component `T` of a root, by the id that `T` carries. Never empty.

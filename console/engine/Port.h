@@ -3,11 +3,13 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "console/engine/MonitorRecord.h"
+#include "console/engine/PageFetch.h"
 
 namespace norvane::console::engine {
 
@@ -60,7 +62,7 @@ class Port {
   /// Empty text for a key that was never set.
   [[nodiscard]] virtual std::string ServiceValue(std::string_view key) = 0;
 
-  // Writes. All but the first three need the open gate.
+  // Writes. All but the first three need the open gate, and so does a fetch.
 
   virtual void OpenGate(std::string_view controlPass) = 0;
   /// On disk when this returns.
@@ -77,6 +79,12 @@ class Port {
   [[nodiscard]] virtual Outcome Notify(MonitorId id) = 0;
   /// Returns when the engine has ended and another can serve its folder.
   virtual void Shutdown() = 0;
+
+  /// Begins to fetch a page as the check of a web monitor does, but that the page of an HTTP error is a page
+  /// too. Doesn't wait, and doesn't throw: failures are told in the reply. `limit` is the time until the page
+  /// is complete. The fetch must not outlive the port.
+  [[nodiscard]] virtual std::unique_ptr<PageFetch> Fetch(const std::string& url,
+                                                         std::chrono::milliseconds limit) = 0;
 };
 
 /// Opens the gate with the pass as the engine gives it out.

@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QRadioButton>
+#include <utility>
 
 #include "console/shared/FrmURLShow.h"
 #include "console/shared/MainBas.h"
@@ -36,7 +37,7 @@ void UrlCheck::Command1_Click() {
   if (platform::Trimmed(m_controls.txtMonitorPoint.text().toStdString()).empty()) return;
   m_controls.txtMonitorPoint.setEnabled(false);
   if (m_controls.Command1.text() == CancelCaption) {
-    m_inet1.Cancel();
+    m_inet1->Stop();
     Finish();
   } else {
     Begin();
@@ -45,7 +46,7 @@ void UrlCheck::Command1_Click() {
 
 void UrlCheck::Begin() {
   m_controls.lbl.show();
-  m_inet1.Fetch(m_controls.txtMonitorPoint.text().toStdString(), m_limit);
+  m_inet1 = m_bas.Engine.Fetch(m_controls.txtMonitorPoint.text().toStdString(), m_limit);
   m_bas.Dialogs.ShowHourglass(true);
   m_blocker = std::make_unique<InputBlocker>(&m_controls.Command1);
   m_looks = 0;
@@ -53,7 +54,7 @@ void UrlCheck::Begin() {
 }
 
 void UrlCheck::Look() {
-  if (!m_inet1.StillExecuting()) return Finish();
+  if (m_inet1->HasEnded()) return Finish();
   if (++m_looks == BlinkLooks) WaitForEnd();
   if (m_looks % BlinkLooks == 0) Blink();
 }
@@ -73,23 +74,20 @@ void UrlCheck::Finish() {
   m_blocker.reset();
   m_bas.Dialogs.ShowHourglass(false);
   m_controls.Command1.setText(CheckCaption);
-  const auto result = m_inet1.TakeResult();
-  if (const auto* failure = std::get_if<platform::HttpFailure>(&result)) {
-    ShowFailure(*failure);
-    return;
-  }
+  const auto reply = std::exchange(m_inet1, nullptr)->Reply();
+  if (reply.end != engine::PageReply::End::Complete)
+    return ShowFailure(reply.end == engine::PageReply::End::TimedOut);
   m_controls.lbl.hide();
-  ShowPage(std::get<platform::HttpReply>(result));
+  ShowPage(reply);
 }
 
-void UrlCheck::ShowFailure(const platform::HttpFailure& failure) {
-  ShowError(failure.kind == platform::HttpFailure::Kind::TimedOut ? "connect to the URL timeout"
-                                                                  : "Can not Check URL");
+void UrlCheck::ShowFailure(bool timedOut) {
+  ShowError(timedOut ? "connect to the URL timeout" : "Can not Check URL");
   m_controls.lbl.hide();
   m_controls.txtMonitorPoint.setEnabled(true);
 }
 
-void UrlCheck::ShowPage(const platform::HttpReply& reply) {
+void UrlCheck::ShowPage(const engine::PageReply& reply) {
   const auto text = platform::DecodePage(reply.body, reply.contentType);
   if (text.empty()) {
     ShowError("return null, maybe invalid URL");

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/HttpClient.h"
+#include "console/engine/PageFetch.h"
 
 class QAbstractButton;
 class QLabel;
@@ -29,8 +29,8 @@ struct UrlCheckControls {
   QLineEdit& txtBySize;
 };
 
-/// Fetches the page at a form's URL, puts its size where the form judges by size, and shows its text. The
-/// form is free to go meanwhile: it owns this, and the fetch ends with it.
+/// Has the engine fetch the page at a form's URL, puts its size where the form judges by size, and shows its
+/// text. The form is free to go meanwhile: it owns this, and the fetch ends with it.
 ///
 /// `Command1` reads "Check URL" while nothing runs and during the first moments, and "Cancel Check" from then
 /// to the end. All else that the user does meanwhile is lost.
@@ -56,15 +56,15 @@ class UrlCheck : public QObject {
   void WaitForEnd();
   void Blink();
   void Finish();
-  void ShowFailure(const platform::HttpFailure& failure);
-  void ShowPage(const platform::HttpReply& reply);
+  void ShowFailure(bool timedOut);
+  void ShowPage(const engine::PageReply& reply);
   void ShowError(const std::string& text);
 
   MainBas& m_bas;
   const UrlCheckControls m_controls;
   const Flag m_flag;
   const std::chrono::milliseconds m_limit;
-  platform::HttpClient m_inet1;
+  std::unique_ptr<engine::PageFetch> m_inet1;  ///< from a click to its end
   QTimer m_look;
   int m_looks = 0;  ///< since the check began
   std::unique_ptr<InputBlocker> m_blocker;

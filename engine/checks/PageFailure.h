@@ -3,15 +3,10 @@
 #include <string>
 #include <string_view>
 
+#include "engine/web/Page.h"
 #include "platform/LegacyCharset.h"
 
 namespace norvane::engine {
-
-/// What came from a web server, bytes as they were served.
-struct Page {
-  std::string_view body;
-  std::string_view contentType;  ///< the header's value; empty without one
-};
 
 // By the success flag of a web monitor (formats/SuccessFlag.h) a page has this size, counted in the legacy
 // character set, or holds this string, or its bytes add up to this number, modulo 2^32. Without a parameter

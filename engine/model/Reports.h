@@ -5,6 +5,7 @@
 #include <string>
 #include <variant>
 
+#include "console/engine/PageFetch.h"
 #include "engine/model/CheckResult.h"
 #include "engine/model/Requests.h"
 
@@ -39,6 +40,11 @@ struct CommandOutput {
   std::string text;  ///< headed by the monitor's name
 };
 
-using Report = std::variant<CheckEnded, NotificationEnded, CommandEvent, CommandOutput>;
+struct FetchEnded {
+  std::uint64_t ticket = 0;
+  console::engine::PageReply reply;
+};
+
+using Report = std::variant<CheckEnded, NotificationEnded, CommandEvent, CommandOutput, FetchEnded>;
 
 }  // namespace norvane::engine

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -34,6 +35,12 @@ struct LaunchRequest {
   std::string name;                      ///< of the monitor, in full
   std::string program;                   ///< the attribute, unparsed
   std::vector<std::string> environment;  ///< "NAME=value", beside what every program gets
+};
+
+/// A page to be fetched for somebody to look at.
+struct FetchRequest {
+  std::string url;                  ///< as a person types it
+  std::chrono::milliseconds limit;  ///< until the page is complete
 };
 
 }  // namespace norvane::engine

@@ -37,9 +37,20 @@ class ActionRunner {
   virtual void Launch(LaunchRequest request) = 0;
 };
 
+/// Fetches pages for people to look at.
+class FetchRunner {
+ public:
+  virtual ~FetchRunner() = default;
+
+  /// Reported under `ticket`.
+  virtual void Fetch(FetchRequest request, std::uint64_t ticket) = 0;
+  /// Ends it at once: what has come of the page is reported. Harmless if it has ended.
+  virtual void StopFetch(std::uint64_t ticket) = 0;
+};
+
 /// All that waits for others. Called from the service thread, which it never blocks; the work is done
 /// elsewhere, and its reports wait in a queue.
-class Worker : public CheckRunner, public ActionRunner {
+class Worker : public CheckRunner, public ActionRunner, public FetchRunner {
  public:
   /// The reports that came since the last call, oldest first.
   [[nodiscard]] virtual std::vector<Report> DequeueReports() = 0;

@@ -20,9 +20,9 @@ constexpr std::size_t MaxHeaderSize = 256 << 10;
 // People type URLs with blanks and letters of their own language; browsers take them, and so do we.
 constexpr unsigned UrlFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_NON_SUPPORT_SCHEME;
 
-class WebFetch final : public Probe, private WebTransfers::Client {
+class Transfer final : public WebFetch, private WebTransfers::Client {
  public:
-  WebFetch(WebTransfers& transfers, ProbeContext& context, WebRequest request,
+  Transfer(WebTransfers& transfers, ProbeContext& context, WebRequest request,
            std::chrono::milliseconds timeout, ProbeClient& client)
       : m_transfers(transfers),
         m_context(context),
@@ -30,10 +30,11 @@ class WebFetch final : public Probe, private WebTransfers::Client {
         m_timeout(timeout),
         m_client(client),
         m_page(context.pageQuota) {}
-  ~WebFetch() override;
+  ~Transfer() override;
 
   void Begin() override { Visit(std::string(platform::Trimmed(m_request.url)).c_str()); }
   [[nodiscard]] std::string_view Step() const override;
+  [[nodiscard]] Page Received() const override;
 
  private:
   void Visit(const char* url);
@@ -42,7 +43,6 @@ class WebFetch final : public Probe, private WebTransfers::Client {
   void TransferEnded(CURLcode code) override;
   EventOwner& Owner() override { return m_client; }
   [[nodiscard]] bool IsConnected() const;
-  [[nodiscard]] std::string Judge() const;
   void End(std::string failure) { m_client.Ended(std::move(failure)); }
 
   static int OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept;
@@ -69,13 +69,13 @@ class WebFetch final : public Probe, private WebTransfers::Client {
   bool m_exceedsQuota = false;
 };
 
-WebFetch::~WebFetch() {
+Transfer::~Transfer() {
   if (!m_handle) return;
   m_transfers.Remove(*m_handle);
   if (!m_hasSecret) m_transfers.Release(std::move(m_handle));
 }
 
-std::string_view WebFetch::Step() const {
+std::string_view Transfer::Step() const {
   if (m_query) return "looking up the name";
   if (!m_handle) return "starting";
   const auto passed = [&](CURLINFO what) {
@@ -88,14 +88,14 @@ std::string_view WebFetch::Step() const {
 }
 
 /// Asks the socket, since libcurl counts TLS as a part of connecting.
-bool WebFetch::IsConnected() const {
+bool Transfer::IsConnected() const {
   sockaddr_storage peer{};
   socklen_t size = sizeof peer;
   return ::getpeername(m_socket, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
 }
 
 /// Goes to `url`, the monitor's own or the one that a server redirects to.
-void WebFetch::Visit(const char* url) {
+void Transfer::Visit(const char* url) {
   m_url.reset(curl_url());
   if (!m_url || curl_url_set(m_url.get(), CURLUPART_URL, url, UrlFlags) != CURLUE_OK)
     return End(m_redirects == 0 ? "not a valid URL" : "redirect to something that is not a valid URL");
@@ -111,7 +111,7 @@ void WebFetch::Visit(const char* url) {
       m_context.resolver.LookUp(m_host, m_client, [this](const Resolver::Answer& answer) { Fetch(answer); });
 }
 
-void WebFetch::Fetch(const Resolver::Answer& answer) {
+void Transfer::Fetch(const Resolver::Answer& answer) {
   m_query.reset();
   if (answer.addresses.empty()) return End(answer.failure);
   if (!m_handle) m_handle = m_transfers.Acquire();
@@ -123,27 +123,28 @@ void WebFetch::Fetch(const Resolver::Answer& answer) {
   m_transfers.Add(*m_handle, *this);
 }
 
-void WebFetch::SetOptions(const Resolver::Answer& answer) {
+void Transfer::SetOptions(const Resolver::Answer& answer) {
   m_handle->SetAddresses(UrlPart(m_url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT), answer.addresses);
   CURL* curl = m_handle->Get();
   curl_easy_setopt(curl, CURLOPT_CURLU, m_url.get());
-  curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, &WebFetch::OnSocket);
+  curl_easy_setopt(curl, CURLOPT_FAILONERROR, m_request.anyStatus ? 0L : 1L);
+  curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, &Transfer::OnSocket);
   curl_easy_setopt(curl, CURLOPT_SOCKOPTDATA, this);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &WebFetch::OnBody);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &Transfer::OnBody);
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
-  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &WebFetch::OnHeader);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &Transfer::OnHeader);
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
   // The client's time-out comes first. libcurl uses this one to share the time between several addresses.
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_timeout.count()) + 1000L);
 }
 
-int WebFetch::OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept {
-  static_cast<WebFetch*>(self)->m_socket = socket;
+int Transfer::OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept {
+  static_cast<Transfer*>(self)->m_socket = socket;
   return CURL_SOCKOPT_OK;
 }
 
-std::size_t WebFetch::OnBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
-  auto& fetch = *static_cast<WebFetch*>(self);
+std::size_t Transfer::OnBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+  auto& fetch = *static_cast<Transfer*>(self);
   fetch.m_pageSize += size;
   if (fetch.m_pageSize > MaxPageSize) return 0;  // which ends the transfer
   fetch.m_exceedsQuota = fetch.m_request.judge && !fetch.m_page.Append({bytes, size});
@@ -151,8 +152,8 @@ std::size_t WebFetch::OnBody(char* bytes, std::size_t, std::size_t size, void* s
 }
 
 /// Line by line; those of trailers come here too.
-std::size_t WebFetch::OnHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
-  auto& fetch = *static_cast<WebFetch*>(self);
+std::size_t Transfer::OnHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
+  auto& fetch = *static_cast<Transfer*>(self);
   const std::string_view line(bytes, size);
   if (line.starts_with("HTTP/")) fetch.m_headerEnded = false;
   if (line == "\r\n" || line == "\n") fetch.m_headerEnded = true;
@@ -160,12 +161,12 @@ std::size_t WebFetch::OnHeader(char* bytes, std::size_t, std::size_t size, void*
   return fetch.m_headerSize > MaxHeaderSize ? 0 : size;
 }
 
-void WebFetch::TransferEnded(CURLcode code) {
+void Transfer::TransferEnded(CURLcode code) {
   m_transfers.Remove(*m_handle);
   CURL* curl = m_handle->Get();
   long status = 0;
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-  if (status >= 400) return End("HTTP status " + std::to_string(status));
+  if (status >= 400 && !m_request.anyStatus) return End("HTTP status " + std::to_string(status));
   if (m_pageSize > MaxPageSize) return End(PageTooLarge());
   if (m_exceedsQuota) return End("too many large pages at once");
   if (m_headerSize > MaxHeaderSize) return End("reply header too long");
@@ -175,23 +176,22 @@ void WebFetch::TransferEnded(CURLcode code) {
   curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);
   if (redirect == nullptr && m_request.onlySuccess && status / 100 != 2)
     return End("HTTP status " + std::to_string(status));
-  if (redirect == nullptr) return End(Judge());
+  if (redirect == nullptr) return End(m_request.judge ? m_request.judge(Received()) : std::string());
   if (++m_redirects > MaxRedirects) return End("more than " + std::to_string(MaxRedirects) + " redirects");
   Visit(std::string(redirect).c_str());  // a copy, since the handle's next use frees it
 }
 
-std::string WebFetch::Judge() const {
-  if (!m_request.judge) return {};
+Page Transfer::Received() const {
   const char* type = nullptr;
-  curl_easy_getinfo(m_handle->Get(), CURLINFO_CONTENT_TYPE, &type);
-  return m_request.judge(m_page.Bytes(), type != nullptr ? type : "");
+  if (m_handle) curl_easy_getinfo(m_handle->Get(), CURLINFO_CONTENT_TYPE, &type);
+  return {m_page.Bytes(), type != nullptr ? type : ""};
 }
 
 }  // namespace
 
-std::unique_ptr<Probe> MakeWebFetch(WebTransfers& transfers, ProbeContext& context, WebRequest request,
-                                    std::chrono::milliseconds timeout, ProbeClient& client) {
-  return std::make_unique<WebFetch>(transfers, context, std::move(request), timeout, client);
+std::unique_ptr<WebFetch> MakeWebFetch(WebTransfers& transfers, ProbeContext& context, WebRequest request,
+                                       std::chrono::milliseconds timeout, ProbeClient& client) {
+  return std::make_unique<Transfer>(transfers, context, std::move(request), timeout, client);
 }
 
 }  // namespace norvane::engine

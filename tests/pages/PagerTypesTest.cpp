@@ -12,7 +12,6 @@
 #include "console/shared/DropDownList.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/Wire.h"
-#include "loopback/PagerGateway.h"
 #include "loopback/TempFolder.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
@@ -28,6 +27,8 @@ using console::shared::Box;
 using console::shared::BoxIcon;
 using Names = std::vector<std::string>;
 
+const std::string Gateway = "http://pager.example.com/scripts/sms.dll?[Call]";
+
 const Box NoGateway{.title = "Attention",
                     .text =
                         "Because You can not connect to our internet pager server, you can not use internet "
@@ -37,7 +38,11 @@ const Box NoGateway{.title = "Attention",
 /// What the running console needs for its lists, and a form with one.
 class PagerTypesTest : public ::testing::Test {
  protected:
-  PagerTypesTest() { StartWith(gateway.Url()); }
+  PagerTypesTest() {
+    StartWith(Gateway);
+    SetList({"0=Numeric pager\r\n1=Text pager\r\n2=Call by modem\r\n"});
+  }
+  void SetList(FakePage page) { engine.Pages()[Gateway + "cmd=10"] = std::move(page); }
 
   /// The console's start, with this gateway.
   void StartWith(const std::string& url) {
@@ -60,7 +65,6 @@ class PagerTypesTest : public ::testing::Test {
   }
 
   TempFolder folder;
-  PagerGateway gateway;
   FakeEngine engine;
   FakeDialogs dialogs;
   std::optional<console::shared::MainBas> bas;
@@ -77,7 +81,7 @@ TEST_F(PagerTypesTest, AListAsksTheGatewayWhenTheUserFirstOpensIt) {
   };
   for (const auto& [name, open] : ways) {
     SCOPED_TRACE(name);
-    const auto asked = gateway.ListRequests();
+    const auto asked = engine.Fetches().size();
     bas->PagerTypes.clear();
     list.clear();
     list.show();
@@ -91,7 +95,7 @@ TEST_F(PagerTypesTest, AListAsksTheGatewayWhenTheUserFirstOpensIt) {
     QObject::disconnect(wired);
     EXPECT_EQ(Entries(), FromGateway);
     EXPECT_EQ(list.currentIndex(), -1);
-    EXPECT_EQ(gateway.ListRequests(), asked + 1);
+    EXPECT_EQ(engine.Fetches().size(), asked + 1);
   }
 }
 
@@ -104,7 +108,7 @@ TEST_F(PagerTypesTest, OneRequestServesAllLists) {
   list.clear();
   support::FillPagerTypes(*bas, list);
   EXPECT_EQ(Entries(), FromGateway);
-  EXPECT_EQ(gateway.ListRequests(), 1U);
+  EXPECT_EQ(engine.Fetches().size(), 1U);
   bas->ReleaseAll();
   EXPECT_TRUE(bas->PagerTypes.empty());
 }
@@ -117,7 +121,7 @@ TEST_F(PagerTypesTest, TheReplyIsUtf8OrElseLatin1) {
   };
   for (const auto& [reply, names] : rows) {
     SCOPED_TRACE(reply);
-    gateway.SetList(HttpServer::Reply(reply, "text/plain", "500 Odd"));
+    SetList({reply, "text/plain"});
     list.clear();
     EXPECT_TRUE(support::LoadPagerTypes(*bas, &list));
     EXPECT_EQ(Entries(), names);
@@ -126,22 +130,23 @@ TEST_F(PagerTypesTest, TheReplyIsUtf8OrElseLatin1) {
 }
 
 TEST_F(PagerTypesTest, WithoutAReplyTheUserIsToldAndTheNextOpeningAsksAgain) {
-  gateway.SetList(HttpServer::Reply(""));
+  SetList({""});
   ExpectFailure();
-  gateway.SetList({"", "", 0ms, HttpServer::End::Silence});
+  SetList({.body = "", .isComplete = false});
   ExpectFailure(100ms);
-  EXPECT_EQ(gateway.ListRequests(), 2U);
-  gateway.SetList(HttpServer::Reply("0=back\r\n"));
+  EXPECT_EQ(engine.Fetches().size(), 2U);
+  SetList({"0=back\r\n"});
   Open();
   EXPECT_EQ(Entries(), Names{"back"});
 
-  const RefusingPort refusing;
-  StartWith("http://127.0.0.1:" + std::to_string(refusing.Port()) + "/?");
+  engine.Pages().clear();
+  bas->PagerTypes.clear();
   ExpectFailure();
+  EXPECT_EQ(engine.Fetches().back(), Gateway + "cmd=10 within 20000 ms");
 }
 
 TEST_F(PagerTypesTest, WhileTheGatewayIsSilentTheUserWaits) {
-  gateway.SetList({"", "", 0ms, HttpServer::End::Silence});
+  SetList({.body = "", .isComplete = false});
   list.show();
   bool hourglass = false;
   bool opened = false;

@@ -15,7 +15,6 @@
 
 #include "console/shared/FrmURLShow.h"
 #include "console/shared/MainBas.h"
-#include "loopback/HttpServer.h"
 #include "loopback/TempFolder.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
@@ -30,6 +29,8 @@ using namespace std::chrono_literals;
 using console::shared::Box;
 using console::shared::BoxIcon;
 using console::shared::UrlCheck;
+
+const std::string Server = "http://www.example.com";
 
 Box ErrorBox(const char* text) {
   return {.title = "Error", .text = text, .icon = BoxIcon::Information};
@@ -89,7 +90,6 @@ class UrlCheckTest : public ::testing::Test {
     return QTest::qWaitFor([&] { return form->State() == state; });
   }
 
-  HttpServer server;
   TempFolder folder;
   FakeEngine engine;
   FakeDialogs dialogs;
@@ -104,36 +104,34 @@ TEST_F(UrlCheckTest, ThePageIsShownAndItsSizeTaken) {
     const char* config;
     UrlCheck::Flag flag;
     bool bySize;
-    HttpServer::Script script;
+    FakePage page;
     std::string shown;
     std::string size;
   } rows[] = {
-      {"by size", "", UrlCheck::Flag::AsSelected, true, HttpServer::Reply("abc"), "abc", "3"},
-      {"by string", "", UrlCheck::Flag::AsSelected, false, HttpServer::Reply("abc"), "abc", "as it was"},
-      {"by string, in the wizard", "", UrlCheck::Flag::SelectBySize, false, HttpServer::Reply("abc"), "abc",
-       "3"},
-      {"line ends", "", UrlCheck::Flag::AsSelected, true, HttpServer::Reply("a\r\nb\n"), "a\nb\n", "5"},
-      {"error page", "", UrlCheck::Flag::AsSelected, true,
-       HttpServer::Reply("<b>gone</b>", "text/html", "404 Not Found"), "<b>gone</b>", "11"},
+      {"by size", "", UrlCheck::Flag::AsSelected, true, FakePage{"abc"}, "abc", "3"},
+      {"by string", "", UrlCheck::Flag::AsSelected, false, FakePage{"abc"}, "abc", "as it was"},
+      {"by string, in the wizard", "", UrlCheck::Flag::SelectBySize, false, FakePage{"abc"}, "abc", "3"},
+      {"line ends", "", UrlCheck::Flag::AsSelected, true, FakePage{"a\r\nb\n"}, "a\nb\n", "5"},
+      {"error page", "", UrlCheck::Flag::AsSelected, true, FakePage{"<b>gone</b>"}, "<b>gone</b>", "11"},
       {"double bytes", Gbk, UrlCheck::Flag::AsSelected, true,
-       HttpServer::Reply("\xd6\xd0\xb9\xfa", "text/html; charset=gbk"), "\xe4\xb8\xad\xe5\x9b\xbd", "4"},
+       FakePage{"\xd6\xd0\xb9\xfa", "text/html; charset=gbk"}, "\xe4\xb8\xad\xe5\x9b\xbd", "4"},
       {"double bytes, sent as UTF-8", Gbk, UrlCheck::Flag::AsSelected, true,
-       HttpServer::Reply("\xe4\xb8\xad\xe5\x9b\xbd!"), "\xe4\xb8\xad\xe5\x9b\xbd!", "5"},
+       FakePage{"\xe4\xb8\xad\xe5\x9b\xbd!"}, "\xe4\xb8\xad\xe5\x9b\xbd!", "5"},
       {"no double bytes in this set", "", UrlCheck::Flag::AsSelected, true,
-       HttpServer::Reply("\xe4\xb8\xad\xe5\x9b\xbd"), "\xe4\xb8\xad\xe5\x9b\xbd", "2"},
+       FakePage{"\xe4\xb8\xad\xe5\x9b\xbd"}, "\xe4\xb8\xad\xe5\x9b\xbd", "2"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     Open(row.config, row.flag);
     form->optFlag_0.setChecked(row.bySize);
-    server.Set("/page", row.script);
-    Check(server.Url("/page"));
+    engine.Pages()[Server + "/page"] = row.page;
+    Check(Server + "/page");
     auto* viewer = Viewer();
     ASSERT_NE(viewer, nullptr);
     EXPECT_EQ(form->txtBySize.text().toStdString(), row.size);
     EXPECT_EQ(form->optFlag_0.isChecked(), row.bySize || row.flag == UrlCheck::Flag::SelectBySize);
     EXPECT_TRUE(viewer->isModal());
-    EXPECT_EQ(viewer->windowTitle().toStdString(), "URL=" + server.Url("/page"));
+    EXPECT_EQ(viewer->windowTitle().toStdString(), "URL=" + Server + "/page");
     const auto& data = *viewer->findChild<QPlainTextEdit*>(QStringLiteral("txtData"));
     EXPECT_EQ(data.toPlainText().toStdString(), row.shown);
     EXPECT_TRUE(data.isReadOnly());
@@ -146,11 +144,11 @@ TEST_F(UrlCheckTest, ThePageIsShownAndItsSizeTaken) {
 
 TEST_F(UrlCheckTest, APageWithoutABlankIsShownAsSoon) {
   constexpr int MiB = 1 << 20;
-  server.Set("/page", HttpServer::Reply(std::string(MiB, 'a')));
+  engine.Pages()[Server + "/page"] = {std::string(MiB, 'a')};
   Open();
   QElapsedTimer time;
   time.start();
-  Check(server.Url("/page"));
+  Check(Server + "/page");
   auto* viewer = Viewer();
   ASSERT_NE(viewer, nullptr);
   EXPECT_FALSE(viewer->grab().isNull());
@@ -159,19 +157,15 @@ TEST_F(UrlCheckTest, APageWithoutABlankIsShownAsSoon) {
 }
 
 TEST_F(UrlCheckTest, WhatCannotBeCheckedIsTold) {
-  const RefusingPort refusing;
-  server.Set("/silent", {"", "", 0ms, HttpServer::End::Silence});
-  server.Set("/empty", HttpServer::Reply(""));
+  engine.Pages()[Server + "/silent"] = {.body = "", .isComplete = false};
+  engine.Pages()[Server + "/empty"] = {""};
   const struct {
     std::string url;
     const char* text;
   } rows[] = {
-      {server.Url("/silent"), "connect to the URL timeout"},
-      {server.Url("/empty"), "return null, maybe invalid URL"},
-      {"http://127.0.0.1:" + std::to_string(refusing.Port()), "Can not Check URL"},
-      {" " + server.Url("/empty"), "Can not Check URL"},
-      {"http://", "Can not Check URL"},
-      {"nonsense://x", "Can not Check URL"},
+      {Server + "/silent", "connect to the URL timeout"},
+      {Server + "/empty", "return null, maybe invalid URL"},
+      {Server + "/none", "Can not Check URL"},
   };
   for (const auto limit : {300ms, 1000ms}) {  // before and while "Cancel Check" stands there
     Open("", UrlCheck::Flag::SelectBySize, limit);
@@ -188,6 +182,14 @@ TEST_F(UrlCheckTest, WhatCannotBeCheckedIsTold) {
   }
 }
 
+TEST_F(UrlCheckTest, AFetchHasTenSeconds) {
+  Open("", UrlCheck::Flag::AsSelected, UrlCheck::TimeLimit);
+  engine.Pages()["http:// a"] = {"abc"};
+  Check("http:// a");
+  Close(Viewer());
+  EXPECT_EQ(engine.Fetches(), std::vector<std::string>{"http:// a within 10000 ms"}) << "not trimmed either";
+}
+
 TEST_F(UrlCheckTest, NothingHappensWithoutAUrl) {
   Open();
   for (const char* url : {"", "   "}) {
@@ -198,9 +200,9 @@ TEST_F(UrlCheckTest, NothingHappensWithoutAUrl) {
 }
 
 TEST_F(UrlCheckTest, WhileItRunsTheUserCanOnlyCancel) {
-  server.Set("/silent", {"", "", 0ms, HttpServer::End::Silence});
+  engine.Pages()[Server + "/silent"] = {.body = "", .isComplete = false};
   Open();
-  Check(server.Url("/silent"));
+  Check(Server + "/silent");
   EXPECT_EQ(form->State(), "Check URL, shut, Wait for response ... ... ");
   EXPECT_TRUE(dialogs.hourglass);
   EXPECT_TRUE(WaitForState("Cancel Check, shut, "));
@@ -235,11 +237,10 @@ TEST_F(UrlCheckTest, WhileItRunsTheUserCanOnlyCancel) {
 }
 
 TEST_F(UrlCheckTest, ACancelledCheckGoesOnWithWhatCame) {
-  server.Set("/part",
-             {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabcd", "", 0ms, HttpServer::End::Silence});
+  engine.Pages()[Server + "/part"] = {.body = "abcd", .isComplete = false};
   Open();
   form->optFlag_0.setChecked(true);
-  Check(server.Url("/part"));
+  Check(Server + "/part");
   EXPECT_TRUE(WaitForState("Cancel Check, shut, "));
   QTest::mouseClick(&form->Command1, Qt::LeftButton);
   auto* viewer = Viewer();
@@ -249,14 +250,14 @@ TEST_F(UrlCheckTest, ACancelledCheckGoesOnWithWhatCame) {
 }
 
 TEST_F(UrlCheckTest, AFormMayGoWhileItsCheckRunsOrItsViewerIsOpen) {
-  server.Set("/silent", {"", "", 0ms, HttpServer::End::Silence});
-  server.Set("/page", HttpServer::Reply("abc"));
+  engine.Pages()[Server + "/silent"] = {.body = "", .isComplete = false};
+  engine.Pages()[Server + "/page"] = {"abc"};
   Open();
-  Check(server.Url("/silent"));
+  Check(Server + "/silent");
   form.reset();
   EXPECT_FALSE(dialogs.hourglass);
   Open();
-  Check(server.Url("/page"));
+  Check(Server + "/page");
   ASSERT_NE(Viewer(), nullptr);
   form.reset();
 }

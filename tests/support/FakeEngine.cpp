@@ -18,6 +18,27 @@ bool IsMonitorName(std::string_view name, const std::vector<std::string>& types)
          name.size() <= ce::MaxNameSize && name.find('\n') == std::string_view::npos &&
          std::find(types.begin(), types.end(), name.substr(0, separator)) != types.end();
 }
+
+class FakeFetch : public ce::PageFetch {
+ public:
+  FakeFetch(const FakePage* page, std::chrono::milliseconds limit)
+      : m_end(std::chrono::steady_clock::now() + limit) {
+    if (page == nullptr) return;
+    m_reply = {PageReply::End::Complete, "", page->body, page->contentType};
+    m_hasEnded = page->isComplete;
+  }
+  bool HasEnded() override { return m_hasEnded || std::chrono::steady_clock::now() >= m_end; }
+  void Stop() override { m_hasEnded = true; }
+  ce::PageReply Reply() override {
+    return m_hasEnded ? m_reply : PageReply{PageReply::End::TimedOut, "no answer in time", "", ""};
+  }
+
+ private:
+  using PageReply = ce::PageReply;
+  std::chrono::steady_clock::time_point m_end;
+  PageReply m_reply{PageReply::End::Failed, "no such page", "", ""};
+  bool m_hasEnded = true;
+};
 }  // namespace
 
 // What the fake holds
@@ -183,6 +204,12 @@ ce::Outcome FakePort::Check(MonitorId id) {
 }
 ce::Outcome FakePort::Notify(MonitorId id) {
   return Run(id, notifyAnswer);
+}
+
+std::unique_ptr<ce::PageFetch> FakePort::Fetch(const std::string& url, std::chrono::milliseconds limit) {
+  m_fetches.push_back(url + " within " + std::to_string(limit.count()) + " ms");
+  const auto page = m_pages.find(url);
+  return std::make_unique<FakeFetch>(page == m_pages.end() ? nullptr : &page->second, limit);
 }
 
 }  // namespace norvane::tests

@@ -18,6 +18,13 @@ struct FakeMonitor {
   int kind = 0;
 };
 
+/// A page that a fetch gives.
+struct FakePage {
+  std::string body;
+  std::string contentType = "text/html";
+  bool isComplete = true;  ///< or the fetch gives it only when it is stopped, and else runs out of time
+};
+
 /// An engine in memory, and one console's connection to it.
 class FakePort : public console::engine::Port {
  public:
@@ -36,6 +43,10 @@ class FakePort : public console::engine::Port {
   [[nodiscard]] std::vector<std::string>& Types() { return m_types; }
   /// Data files by path: the monitors in them. `Save` writes one, `Load` reads one.
   [[nodiscard]] std::map<std::string, std::vector<FakeMonitor>, std::less<>>& Files() { return m_files; }
+  /// What a page's fetch gives, by its URL; all other fetches fail.
+  [[nodiscard]] std::map<std::string, FakePage, std::less<>>& Pages() { return m_pages; }
+  /// The fetches so far: "URL within 10000 ms".
+  [[nodiscard]] const std::vector<std::string>& Fetches() const { return m_fetches; }
   void OpenGate() { m_gateOpen = true; }
   /// From now on no engine answers.
   void EndEngine() { m_gone = true; }
@@ -69,6 +80,8 @@ class FakePort : public console::engine::Port {
   console::engine::Outcome Check(console::engine::MonitorId id) override;
   console::engine::Outcome Notify(console::engine::MonitorId id) override;
   void Shutdown() override { EndEngine(); }
+  std::unique_ptr<console::engine::PageFetch> Fetch(const std::string& url,
+                                                    std::chrono::milliseconds limit) override;
 
  private:
   void CheckGate();
@@ -83,6 +96,8 @@ class FakePort : public console::engine::Port {
   std::map<console::engine::MonitorId, FakeMonitor> m_monitors;
   console::engine::MonitorId m_lastId = 0;
   std::map<std::string, std::vector<FakeMonitor>, std::less<>> m_files;
+  std::map<std::string, FakePage, std::less<>> m_pages;
+  std::vector<std::string> m_fetches;
 };
 
 /// The engine's objects over the fake, on record. Must outlive the objects that it made.

@@ -23,7 +23,6 @@ using console::engine::EngineError;
 using console::engine::EngineErrorCode;
 using console::shared::BoxChoice;
 using driver::Part;
-using loopback::HttpServer;
 /// Of a command, set apart by " | ".
 using Arguments = std::vector<std::string>;
 using Attributes = std::map<std::string, std::string, std::less<>>;
@@ -117,10 +116,9 @@ void File(Script& script, const Arguments& a) {
 
 /// Without a body the server is silent.
 void Web(Script& script, const Arguments& a) {
-  const auto reply = a.size() > 1
-                         ? HttpServer::Reply(a[1])
-                         : HttpServer::Script{"", "", std::chrono::milliseconds(0), HttpServer::End::Silence};
-  script.Console().server.Set(a[0], reply);
+  const bool isSilent = a.size() < 2;
+  script.Console().engine.Pages()[ScriptedConsole::Server + a[0]] = {.body = isSilent ? "" : a[1],
+                                                                     .isComplete = !isSilent};
 }
 
 /// "Notify | -1 | the monitor that comes back".

@@ -50,6 +50,15 @@ class ScriptedChecks : public engine::Worker {
     calls.push_back("Launch " + request.program);
     launches.push_back(std::move(request));
   }
+  void Fetch(engine::FetchRequest request, std::uint64_t ticket) override {
+    calls.push_back("Fetch " + request.url + " " + std::to_string(request.limit.count()));
+    fetches.push_back(ticket);
+  }
+  /// A stopped page is "what came".
+  void StopFetch(std::uint64_t ticket) override {
+    calls.emplace_back("StopFetch");
+    Report(engine::FetchEnded{ticket, {console::engine::PageReply::End::Complete, "", "what came", ""}});
+  }
   std::vector<engine::Report> DequeueReports() override { return std::exchange(m_reports, {}); }
 
   /// `reason` "" or "Ok" is a good end.
@@ -76,6 +85,7 @@ class ScriptedChecks : public engine::Worker {
   std::vector<std::pair<engine::MonitorId, std::uint64_t>> held;
   std::vector<engine::NotifyRequest> notifications;
   std::vector<engine::LaunchRequest> launches;
+  std::vector<std::uint64_t> fetches;  ///< their tickets
 
  private:
   platform::EventFd& m_wake;

@@ -38,14 +38,14 @@ void ScriptedConsole::ShowTabOf(const QWidget& control) const {
 }
 
 std::string ScriptedConsole::Resolved(std::string text) const {
-  ReplaceAll(text, "SERVER", server.Url(""));
+  ReplaceAll(text, "SERVER", Server);
   ReplaceAll(text, "FOLDER", folder.Path());
   return text;
 }
 
 std::string ScriptedConsole::Anonymous(std::string text) const {
   ReplaceAll(text, folder.Path(), "FOLDER");
-  ReplaceAll(text, server.Url(""), "SERVER");
+  ReplaceAll(text, Server, "SERVER");
   if (bas) ReplaceAll(text, bas->MachineName, "MACHINE");
   return std::regex_replace(text, std::regex("Version [0-9]+[.][0-9.]+"), "Version NUMBER");
 }

@@ -12,15 +12,13 @@
 #include "console/FrmStart.h"
 #include "console/shared/MainBas.h"
 #include "driver/ConsoleUser.h"
-#include "loopback/HttpServer.h"
 #include "loopback/TempFolder.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
 
 namespace norvane::tests {
 
-/// The whole console of one scene of a script, in a folder of its own, with a fake engine, fake dialogs and a
-/// web server.
+/// The whole console of one scene of a script, in a folder of its own, with a fake engine and fake dialogs.
 class ScriptedConsole : public driver::ConsoleUser {
  public:
   ~ScriptedConsole() = default;
@@ -55,7 +53,8 @@ class ScriptedConsole : public driver::ConsoleUser {
   [[nodiscard]] std::string Anonymous(std::string text) const;
 
   loopback::TempFolder folder;
-  loopback::HttpServer server;
+  /// Of the pages that the engine can fetch.
+  static constexpr const char* Server = "http://127.0.0.1:80";
   FakeEngine engine;
   FakeDialogs dialogs;
   std::optional<console::shared::MainBas> bas;

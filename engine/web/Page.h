@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string_view>
+
+namespace norvane::engine {
+
+/// What came from a web server, bytes as they were served.
+struct Page {
+  std::string_view body;
+  std::string_view contentType;  ///< the header's value; empty without one
+};
+
+}  // namespace norvane::engine
