@@ -19,6 +19,10 @@ ENVIRONMENT = os.environ | {"CCACHE_BASEDIR": str(COPY), "CCACHE_NOHASHDIR": "1"
                             "QT_QPA_PLATFORM": "offscreen"}
 
 
+class DoesNotCompile(Exception):
+    pass
+
+
 def run(*command, check=True):
     """What the command says, and whether it succeeded; without a success that has to be, the end."""
     done = subprocess.run(command, cwd=COPY, env=ENVIRONMENT, text=True, errors="replace", stdout=subprocess.PIPE,
@@ -59,7 +63,7 @@ def notice(mutant):
     for folder in mutant["tests"]:
         told, compiles = build(f"tests/{folder}/all", check=False)
         if not compiles:
-            sys.exit(told + f"mutants: does not compile: {mutant['title']}")
+            raise DoesNotCompile(told)
         if test := failing_test(f"tests/{folder}"):
             return test
     build("all")
@@ -78,11 +82,11 @@ def plant(mutant):
 
 def main(pattern=""):
     mutants = tomllib.loads((TREE / "tests/mutants/mutants.toml").read_text())["mutant"]
-    stale = [f"{mutant['file']}: {mutant['title']}" for mutant in mutants
+    chosen = [mutant for mutant in mutants if re.search(pattern, f"{mutant['file']}: {mutant['title']}")]
+    stale = [f"{mutant['file']}: {mutant['title']}" for mutant in chosen
              if not (TREE / mutant["file"]).exists() or (TREE / mutant["file"]).read_text().count(mutant["old"]) != 1]
     if stale:
         sys.exit("\n".join(["mutants: the old text is not there exactly once:", *stale]))
-    chosen = [mutant for mutant in mutants if re.search(pattern, f"{mutant['file']}: {mutant['title']}")]
 
     COPY.mkdir(parents=True, exist_ok=True)
     update_copy()
@@ -91,15 +95,21 @@ def main(pattern=""):
     build("all")
     if test := failing_test("."):
         sys.exit(f"mutants: {test} fails before anything is planted")
-    unnoticed = []
+    unnoticed, broken = [], []
     for number, mutant in enumerate(chosen, 1):
         title = f"{mutant['file']}: {mutant['title']}"
-        test = plant(mutant)
-        print(f"{number}/{len(chosen)} {title}\n    {f'noticed by {test}' if test else 'UNNOTICED'}", flush=True)
-        if not test:
-            unnoticed.append(title)
-    print(f"{len(chosen) - len(unnoticed)} of {len(chosen)} noticed; not:", *unnoticed, sep="\n    ")
-    sys.exit(1 if len(unnoticed) * 10 > len(chosen) else 0)
+        print(f"{number}/{len(chosen)} {title}", flush=True)
+        try:
+            test = plant(mutant)
+            print(f"    noticed by {test}" if test else "    UNNOTICED", flush=True)
+            unnoticed += [] if test else [title]
+        except DoesNotCompile as failure:
+            print(failure, flush=True)
+            broken.append(title)
+    print(f"{len(chosen) - len(unnoticed) - len(broken)} of {len(chosen)} noticed; not:", *unnoticed, sep="\n    ")
+    if broken:
+        print("do not compile:", *broken, sep="\n    ")
+    sys.exit(1 if broken or len(unnoticed) * 10 > len(chosen) else 0)
 
 
 main(*sys.argv[1:])

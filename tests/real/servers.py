@@ -132,7 +132,7 @@ class Dovecot(Daemon):
 
 
 class Exim(Daemon):
-    """Takes mail for anybody, by SMTP and by smtps, and appends it to `mailbox`."""
+    """Accepts mail for anybody, by SMTP and by smtps, and appends it to `mailbox`."""
     ending = signal.SIGKILL  # an orderly end wants to be root
 
     def __init__(self, folder, certificate):
