@@ -126,7 +126,9 @@ TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
 TEST(Service, LoadKeepsWhatRunsOrReplacesItAll) {
   const TempFolder folder;
   Engine engine(folder.Path());
-  const std::string own = folder / "NorvaneEngine.dat", other = folder / "backup.dat";
+  const std::string own = folder / "NorvaneEngine.dat", other = folder / "backup.dat",
+                    empty = folder / "empty.dat";
+  EXPECT_EQ(engine.Save(empty), std::nullopt);
   engine.Add("WebMonitor Of old", "Enable");
   EXPECT_EQ(engine.Load(own), EngineErrorCode::NotFound);
   EXPECT_EQ(engine.Save(other), std::nullopt);
@@ -147,6 +149,10 @@ TEST(Service, LoadKeepsWhatRunsOrReplacesItAll) {
 
   EXPECT_EQ(engine.Load(own), std::nullopt);
   EXPECT_EQ(engine.service.Table().Count(), 2u);
+
+  EXPECT_EQ(engine.Load(empty), std::nullopt);
+  EXPECT_EQ(engine.Save(own), std::nullopt);
+  EXPECT_EQ(datafile::Load(own, 1, ProbeTable()).table->Count(), 0u);
 
   fs::copy_file(other, own, fs::copy_options::overwrite_existing);  // a backup put back
   EXPECT_EQ(engine.Load(own), std::nullopt);
