@@ -27,6 +27,7 @@ constexpr std::size_t MaxNotices = 50;
 constexpr std::chrono::milliseconds MaxSpread = std::chrono::minutes(10);
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
 constexpr std::chrono::milliseconds MaxFetchTime = std::chrono::minutes(1);
+constexpr std::size_t MaxFetches = 8;
 
 CheckTarget TargetOf(const Monitor& monitor) {
   return {monitor.id, monitor.name, monitor.attributes};
@@ -66,7 +67,7 @@ void Service::OnWake() {
   for (const auto& report : m_writer->Deliver())
     Notice(report);
   const auto changeBefore = m_table->LastChange();
-  for (const auto& report : m_worker->DequeueReports())
+  for (auto& report : m_worker->DequeueReports())
     Handle(report);
   KeepOutages();
   if (m_table->LastChange() != changeBefore) NotifyObservers();
@@ -213,8 +214,10 @@ void Service::Notify(MonitorId id, CheckCompletion done) {
 
 std::uint64_t Service::Fetch(std::string url, std::chrono::milliseconds limit, FetchCompletion done) {
   if (url.size() > ce::MaxValueSize) throw EngineError(EngineErrorCode::Invalid, "the URL is too long");
-  m_fetches.emplace(++m_lastTicket, std::move(done));
-  m_worker->Fetch({std::move(url), std::min(limit, MaxFetchTime)}, m_lastTicket);
+  if (m_fetches.size() >= MaxFetches)
+    throw EngineError(EngineErrorCode::Failed, "too many pages are being fetched");
+  m_worker->Fetch({std::move(url), std::min(limit, MaxFetchTime)}, ++m_lastTicket);
+  m_fetches.emplace(m_lastTicket, std::move(done));
   return m_lastTicket;
 }
 
@@ -225,9 +228,9 @@ void Service::StopFetch(std::uint64_t ticket) {
 // Reports
 
 /// One that cannot be handled is no reason to lose the others.
-void Service::Handle(const Report& report) {
+void Service::Handle(Report& report) {
   try {
-    std::visit([this](const auto& each) { Handle(each); }, report);
+    std::visit([this](auto& each) { Handle(each); }, report);
   } catch (...) {
     const Monitor* monitor = nullptr;
     std::visit(
@@ -275,9 +278,9 @@ void Service::Handle(const CommandOutput& output) {
   m_writer->Log({std::string(files::CommandsLog), output.at, output.text, MaxCommandsLogSize});
 }
 
-void Service::Handle(const FetchEnded& ended) {
+void Service::Handle(FetchEnded& ended) {
   const auto waiting = m_fetches.extract(ended.ticket);
-  if (!waiting.empty()) waiting.mapped()(ended.reply);
+  if (!waiting.empty()) waiting.mapped()(std::move(ended.reply));
 }
 
 /// Whoever asked for the check or the notification of `ticket`.

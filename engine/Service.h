@@ -25,7 +25,7 @@ class Outages;
 class Writer;
 
 using CheckCompletion = std::function<void(std::exception_ptr, const CheckResult&)>;
-using FetchCompletion = std::function<void(const console::engine::PageReply&)>;
+using FetchCompletion = std::function<void(console::engine::PageReply)>;
 
 /// Called on the service thread when the table has changed; asks the table what.
 class TableObserver {
@@ -96,7 +96,7 @@ class Service final : private Storage::Client {
   void Notify(MonitorId id, CheckCompletion done);
 
   /// Fetches a page for somebody to look at; gives the ticket by which it may be stopped. `limit` is cut to a
-  /// minute.
+  /// minute. Refused while too many others are under way.
   std::uint64_t Fetch(std::string url, std::chrono::milliseconds limit, FetchCompletion done);
   /// Ends it at once with what has come of the page; harmless if it has ended.
   void StopFetch(std::uint64_t ticket);
@@ -110,12 +110,12 @@ class Service final : private Storage::Client {
 
   void StartAll();
   void StopAll();
-  void Handle(const Report& report);
+  void Handle(Report& report);
   void Handle(const CheckEnded& ended);
   void Handle(const NotificationEnded& ended);
   void Handle(const CommandEvent& event);
   void Handle(const CommandOutput& output);
-  void Handle(const FetchEnded& ended);
+  void Handle(FetchEnded& ended);
   void Answer(std::uint64_t ticket, const CheckResult& result);
   void KeepOutages();
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);

@@ -213,13 +213,15 @@ kj::Promise<void> Session::fetch(FetchContext context) {
   auto ended = kj::newPromiseAndFulfiller<PageReply>();
   try {
     CheckGate();
-    if (m_fetches.size() >= MaxFetches || m_fetches.contains(number))
+    if (m_fetches.contains(number))
+      throw EngineError(EngineErrorCode::Invalid, "the number of the fetch is in use");
+    if (m_fetches.size() >= MaxFetches)
       throw EngineError(EngineErrorCode::Failed, "too many pages are being fetched");
     const auto fulfiller =
         std::make_shared<kj::Own<kj::PromiseFulfiller<PageReply>>>(kj::mv(ended.fulfiller));
     m_fetches[number] =
         m_service.Fetch(ToString(params.getUrl()), std::chrono::milliseconds(params.getLimitMs()),
-                        [fulfiller](const PageReply& reply) { (*fulfiller)->fulfill(PageReply(reply)); });
+                        [fulfiller](PageReply reply) { (*fulfiller)->fulfill(kj::mv(reply)); });
   } catch (...) {
     WriteAnswer(context.getResults().initAnswer(), std::current_exception());
     return kj::READY_NOW;

@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace norvane::engine {
 
@@ -27,9 +28,11 @@ class HeldPage {
     m_quota -= bytes.size();
     return true;
   }
-  void Clear() noexcept {
+  void Clear() noexcept { static_cast<void>(Release()); }  // memory that it kept would count for nobody
+  /// The page now counts for the caller.
+  [[nodiscard]] std::string Release() noexcept {
     m_quota += m_bytes.size();
-    std::string().swap(m_bytes);  // memory that it kept would count for nobody
+    return std::exchange(m_bytes, {});
   }
   [[nodiscard]] const std::string& Bytes() const noexcept { return m_bytes; }
 

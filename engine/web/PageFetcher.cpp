@@ -10,15 +10,23 @@ namespace norvane::engine {
 
 using End = console::engine::PageReply::End;
 
+namespace {
+/// More than anybody looks at.
+constexpr std::size_t MaxSize = std::size_t{4} << 20;
+/// Of all fetches together.
+constexpr std::size_t PageQuota = std::size_t{64} << 20;
+}  // namespace
+
 class PageFetcher::Fetching final : public ProbeClient {
  public:
   Fetching(PageFetcher& owner, FetchRequest request, std::uint64_t ticket)
       : m_owner(owner),
         m_ticket(ticket),
         m_deadline(owner.m_context.loop, *this, [this] { TimeOut(); }),
-        m_fetch(MakeWebFetch(owner.m_transfers, owner.m_context,
-                             {.url = std::move(request.url), .judge = AnyPage, .anyStatus = true},
-                             request.limit, *this)),
+        m_fetch(MakeWebFetch(
+            owner.m_transfers, owner.m_context,
+            {.url = std::move(request.url), .judge = AnyPage, .anyStatus = true, .maxSize = MaxSize},
+            request.limit, *this)),
         m_limit(request.limit) {}
 
   void Begin() {
@@ -42,8 +50,8 @@ class PageFetcher::Fetching final : public ProbeClient {
     loop.Serve(loop, [&] {
       FetchEnded ended{m_ticket, {end, PlainText(reason), {}, {}}};
       if (end == End::Complete) {
-        ended.reply.body = m_fetch->Received().body;
         ended.reply.contentType = m_fetch->Received().contentType;
+        ended.reply.body = m_fetch->ReleaseBody();
       }
       m_owner.m_deliver(std::move(ended));
     });
@@ -58,7 +66,9 @@ class PageFetcher::Fetching final : public ProbeClient {
 };
 
 PageFetcher::PageFetcher(ProbeContext& context, Deliver deliver)
-    : m_context(context), m_transfers(context.loop, context.caFile), m_deliver(std::move(deliver)) {}
+    : m_context(context), m_transfers(context.loop, context.caFile), m_deliver(std::move(deliver)) {
+  m_context.pageQuota = PageQuota;
+}
 
 PageFetcher::~PageFetcher() = default;
 

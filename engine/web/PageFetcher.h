@@ -29,7 +29,7 @@ class PageFetcher {
  private:
   class Fetching;
 
-  ProbeContext& m_context;
+  ProbeContext m_context;  // with a quota of its own: consoles must not make checks fail
   WebTransfers m_transfers;
   Deliver m_deliver;
   std::map<std::uint64_t, std::unique_ptr<Fetching>> m_inFlight;  // by ticket

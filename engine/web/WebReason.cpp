@@ -81,15 +81,9 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* message, cons
       return "the reply is not HTTP";
     case CURLE_OUT_OF_MEMORY:  // what libcurl says to a header line beyond its own limit
       return HeaderTooLong;
-    case CURLE_FILESIZE_EXCEEDED:
-      return PageTooLarge();
     default:
       return WithMessage("web check failed", code, message);
   }
-}
-
-std::string PageTooLarge() {
-  return "page larger than " + std::to_string(MaxPageSize >> 20) + " MiB";
 }
 
 }  // namespace norvane::engine

@@ -278,6 +278,18 @@ TEST_F(FetchTest, AConsoleFetchesAFewPagesAtATime) {
   EXPECT_EQ(next->Reply().body, "what came");
 }
 
+TEST_F(FetchTest, AllConsolesTogetherFetchEightPagesAtATime) {
+  EngineClient second(m_options);
+  EngineClient third(m_options);
+  for (auto* each : {&*client, &second, &third})
+    ce::OpenGate(*each);
+  std::vector<std::unique_ptr<ce::PageFetch>> fetches;
+  for (int i = 0; i < 8; ++i)
+    fetches.push_back((i < 4 ? *client : second).Fetch("http://a/", seconds(60)));
+  EXPECT_TRUE(Eventually([&] { return std::ranges::count(WorkerCalls(), "Fetch http://a/ 60000") == 8; }));
+  EXPECT_EQ(third.Fetch("http://a/", seconds(60))->Reply().reason, "too many pages are being fetched");
+}
+
 TEST_F(FetchTest, WithoutAnEngineEveryFetchFails) {
   ce::OpenGate(*client);
   const auto fetch = client->Fetch("http://a/", seconds(60));

@@ -62,6 +62,7 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
   server.Set("/moved", HttpServer::Redirect("/page"));
   server.Set("/gone", HttpServer::Reply("<b>gone</b>", "text/html", "404 Not Found"));
   server.Set("/empty", HttpServer::Reply(""));
+  server.Set("/large", HttpServer::Reply(std::string((4 << 20) + 1, 'x')));
   server.Set("/broken", {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc"});
   server.Set("/silent", {"", "", {}, HttpServer::End::Silence});
   const std::pair<std::string, const char*> rows[] = {
@@ -70,6 +71,7 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
       {server.Url("/moved"), "text/html; charset=gbk | abc"},
       {server.Url("/gone"), "text/html | <b>gone</b>"},
       {server.Url("/empty"), "text/html | "},
+      {server.Url("/large"), "failed: page larger than 4 MiB"},
       {server.Url("/broken"), "failed: page broken off before its end"},
       {server.Url("/page").substr(7), "failed: not a valid URL"},
       {"ftp://127.0.0.1/", "failed: not a URL of http or https"},
@@ -77,6 +79,7 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
   };
   WorkerOptions options;
   const loopback::TempFolder folder;
+  options.maxPageBytes = 0;  // of the checks
   options.caFile = authority.WriteTo(folder / "ca.pem");
   Fetcher fetcher(options);
   for (const auto& [url, reply] : rows)
