@@ -24,6 +24,13 @@ constexpr std::size_t MaxInFlight = 10000;
 /// Descriptors for everything that isn't a check: logs, consoles, the data file, started programs.
 constexpr std::size_t SpareDescriptors = 256;
 
+/// The log has more.
+constexpr const char* InternalError = "internal error";
+
+CheckResult NotBegun() {
+  return {false, InternalError, std::chrono::system_clock::now()};
+}
+
 /// Raises the limit on descriptors as far as the machine lets us, and tells how many checks it allows.
 std::size_t ChecksByDescriptors() {
   rlimit limit{};
@@ -99,14 +106,17 @@ void WorkerThread::Stop(MonitorId id) {
 }
 
 void WorkerThread::CheckOnce(CheckTarget target, std::uint64_t ticket) {
+  CheckEnded failure{target.id, ticket, NotBegun()};
   Enqueue(
-      [target = std::move(target), ticket](WorkerThread& self) { self.m_checks.CheckOnce(target, ticket); });
+      [target = std::move(target), ticket](WorkerThread& self) { self.m_checks.CheckOnce(target, ticket); },
+      std::move(failure));
 }
 
 void WorkerThread::NotifyOnce(NotifyRequest request, std::uint64_t ticket) {
-  Enqueue([request = std::move(request), ticket](WorkerThread& self) {
-    self.m_notifier.Notify(request, ticket);
-  });
+  NotificationEnded failure{request.id, ticket, NotBegun()};
+  Enqueue(
+      [request = std::move(request), ticket](WorkerThread& self) { self.m_notifier.Notify(request, ticket); },
+      std::move(failure));
 }
 
 void WorkerThread::Launch(LaunchRequest request) {
@@ -115,7 +125,8 @@ void WorkerThread::Launch(LaunchRequest request) {
 
 void WorkerThread::Fetch(FetchRequest request, std::uint64_t ticket) {
   Enqueue(
-      [request = std::move(request), ticket](WorkerThread& self) { self.m_fetcher.Fetch(request, ticket); });
+      [request = std::move(request), ticket](WorkerThread& self) { self.m_fetcher.Fetch(request, ticket); },
+      FetchEnded{ticket, {console::engine::PageReply::End::Failed, InternalError, {}, {}}});
 }
 
 void WorkerThread::StopFetch(std::uint64_t ticket) {
@@ -138,11 +149,11 @@ std::vector<Report> WorkerThread::DequeueReports() {
   return reports;
 }
 
-void WorkerThread::Enqueue(Command command) {
+void WorkerThread::Enqueue(std::function<void(WorkerThread&)> run, std::optional<Report> failure) {
   assert(m_service.IsInside());
   {
     const std::lock_guard lock(m_mutex);
-    m_commands.push_back(std::move(command));
+    m_commands.push_back({std::move(run), std::move(failure)});
     if (m_commands.size() > 1) return;  // the signal of the first one is still pending
   }
   m_commandsWait.Signal();
@@ -170,8 +181,16 @@ void WorkerThread::Ready(int, std::uint32_t) {
     const std::lock_guard lock(m_mutex);
     commands.swap(m_commands);
   }
-  for (const auto& command : commands)
-    m_loop.Serve(m_loop, [&] { command(*this); });
+  for (auto& [run, failure] : commands) {
+    m_loop.Serve(m_loop, [&] {
+      try {
+        run(*this);
+      } catch (...) {
+        if (failure) Collect(std::move(*failure));
+        throw;
+      }
+    });
+  }
 }
 
 void WorkerThread::Collect(Report report) {

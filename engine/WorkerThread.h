@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -58,10 +59,13 @@ class WorkerThread final : public Worker, private Watcher {
   [[nodiscard]] std::vector<Report> DequeueReports() override;
 
  private:
-  using Command = std::function<void(WorkerThread&)>;
+  struct Command {
+    std::function<void(WorkerThread&)> run;
+    std::optional<Report> failure;  // what is reported if it throws
+  };
 
   // On the service thread.
-  void Enqueue(Command command);
+  void Enqueue(std::function<void(WorkerThread&)> run, std::optional<Report> failure = {});
 
   // On the worker thread.
   void Run();

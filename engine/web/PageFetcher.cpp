@@ -1,6 +1,7 @@
 #include "engine/web/PageFetcher.h"
 
 #include <cassert>
+#include <new>
 #include <utility>
 
 #include "engine/net/Reason.h"
@@ -48,10 +49,16 @@ class PageFetcher::Fetching final : public ProbeClient {
   void Deliver(End end, const std::string& reason) noexcept {
     auto& loop = m_owner.m_context.loop;
     loop.Serve(loop, [&] {
-      FetchEnded ended{m_ticket, {end, PlainText(reason), {}, {}}};
-      if (end == End::Complete) {
-        ended.reply.contentType = m_fetch->Received().contentType;
-        ended.reply.body = m_fetch->ReleaseBody();
+      FetchEnded ended{m_ticket, {End::Failed, "out of memory", {}, {}}};
+      try {
+        console::engine::PageReply reply{end, PlainText(reason), {}, {}};
+        if (end == End::Complete) {
+          reply.contentType = m_fetch->Received().contentType;
+          reply.body = m_fetch->ReleaseBody();
+        }
+        ended.reply = std::move(reply);
+      } catch (const std::bad_alloc&) {
+        loop.Log("fetch of a page: out of memory");
       }
       m_owner.m_deliver(std::move(ended));
     });

@@ -4,7 +4,9 @@
 #include <poll.h>
 #include <sys/epoll.h>
 
+#include <atomic>
 #include <map>
+#include <new>
 #include <stdexcept>
 
 #include "console/engine/MonitorKeys.h"
@@ -383,6 +385,25 @@ TEST(WorkerThread, WhatACheckThrowsFailsThatCheckAlone) {
     EXPECT_EQ(logged, std::vector<std::string>{"check of ThrowingMonitor Of x: internal error: on purpose"});
     logged.clear();
   }
+}
+
+TEST(WorkerThread, ReportsACheckThatCannotBegin) {
+  std::atomic<bool> throwsOnce = false;
+  WorkerOptions options;
+  options.clock = [&] {
+    if (throwsOnce.exchange(false)) throw std::bad_alloc();
+    return std::chrono::steady_clock::now();
+  };
+  options.log = [](const std::string&) {};
+  HttpServer server;
+  server.Set("/", HttpServer::Reply("x"));
+  WorkerFixture worker(options);
+  auto reason = worker.Check(Target(1, server.Url("/"))).result.reason;
+  while (reason == "Ok") {  // the worker may ask for the time before it comes to the check
+    throwsOnce = true;
+    reason = worker.Check(Target(1, server.Url("/"))).result.reason;
+  }
+  EXPECT_EQ(reason, "internal error");
 }
 
 TEST(WorkerThread, EndsPromptlyWithChecksInFlight) {
