@@ -7,18 +7,25 @@
 #include <cerrno>
 #include <cstring>
 
+#include "console/engine/Limits.h"
+#include "console/engine/MonitorKeys.h"
 #include "engine/store/StoreError.h"
 #include "platform/FileDescriptor.h"
 
 namespace norvane::engine {
 
 namespace {
+/// Of a whole row: the longest monitor, and as much again.
+constexpr int MaxRowSize =
+    static_cast<int>(2 * console::engine::KnownKeys.size() * console::engine::MaxValueSize);
+
 StoreErrorCode CodeOf(int sqliteCode) {
   switch (sqliteCode & 0xff) {
     case SQLITE_NOTADB:
     case SQLITE_CORRUPT:
     case SQLITE_ERROR:  // a table or column that should be there is not
     case SQLITE_SCHEMA:
+    case SQLITE_TOOBIG:
       return StoreErrorCode::Unreadable;
     default:
       return StoreErrorCode::Failed;
@@ -31,6 +38,13 @@ void MakePrivateFile(const std::string& path) {
   struct stat info {};
   // SQLite would read from a pipe until somebody writes.
   if (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))
+    throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
+}
+
+/// SQLite opens whatever lies beside its file, and opening a FIFO waits for somebody to write.
+void RequireRegularIfAny(const std::string& path) {
+  struct stat info {};
+  if (::lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
     throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
 }
 }  // namespace
@@ -50,9 +64,16 @@ Database::Database(const std::string& path, Mode mode) : m_path(path) {
   int code = open(SQLITE_OPEN_READWRITE);
   if (code != SQLITE_OK) code = open(SQLITE_OPEN_READONLY);
   if (code != SQLITE_OK) Fail();
+  const char* file = sqlite3_db_filename(m_db.get(), "main");
+  RequireRegularIfAny(sqlite3_filename_journal(file));
+  RequireRegularIfAny(sqlite3_filename_wal(file));
   sqlite3_extended_result_codes(m_db.get(), 1);
   sqlite3_db_config(m_db.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(m_db.get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  // A file from elsewhere may hold a view of endless rows in the place of a table.
+  sqlite3_db_config(m_db.get(), SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_db_config(m_db.get(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_limit(m_db.get(), SQLITE_LIMIT_LENGTH, MaxRowSize);
   Run("PRAGMA locking_mode=EXCLUSIVE; PRAGMA temp_store=MEMORY; PRAGMA cache_size=-8192");
 }
 
