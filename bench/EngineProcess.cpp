@@ -22,7 +22,7 @@ void WriteDataFile(const std::string& folder, std::vector<engine::datafile::Row>
   all.rows = std::move(rows);
   all.total = all.rows.size();
   std::string keptAs;
-  if (!engine::datafile::Save(folder + "/NorvaneEngine.dat", all, engine::ProbeTable(), keptAs))
+  if (!engine::datafile::Save(folder + "/NorvaneEngine.dat", all, engine::ProbeTable(), &keptAs))
     throw std::runtime_error("no data file");
 }
 

@@ -43,7 +43,7 @@ void Measure(const std::string& folder, std::uint32_t count) {
   all.total = count;
   std::string keptAs;
   const int runs = count > 5000 ? 7 : 15;
-  const double saveAll = Median(runs, [&] { all.known = datafile::Save(path, all, ProbeTable(), keptAs); });
+  const double saveAll = Median(runs, [&] { all.known = datafile::Save(path, all, ProbeTable(), &keptAs); });
   datafile::Changes one;
   one.all = false;
   one.total = count;
@@ -51,7 +51,7 @@ void Measure(const std::string& folder, std::uint32_t count) {
   int change = 0;
   const double saveOne = Median(15, [&] {
     one.rows = {RowOf(count / 2 + 1, std::to_string(++change))};
-    one.known = datafile::Save(path, one, ProbeTable(), keptAs);
+    one.known = datafile::Save(path, one, ProbeTable(), &keptAs);
   });
   const double load = Median(runs, [&] {
     if (datafile::Load(path, 1, ProbeTable()).table->Count() != count) std::abort();

@@ -176,7 +176,8 @@ void SyncFolderOf(const std::string& path) {
 }
 
 /// Writes a whole new file beside the old one and puts it in its place, so that no moment shows half of it.
-std::string SaveAll(const std::string& path, const Changes& changes) {
+/// The old one gets another name if `keptAs` is given.
+std::string SaveAll(const std::string& path, const Changes& changes, std::string* keptAs) {
   const std::string temporary = path + ".new";
   for (const char* ending : {"", "-journal"})
     ::unlink((temporary + ending).c_str());
@@ -193,6 +194,7 @@ std::string SaveAll(const std::string& path, const Changes& changes) {
     }
     const platform::FileDescriptor file(::open(temporary.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file || ::fsync(file.Get()) != 0) FailedWith(temporary, errno);
+    if (keptAs != nullptr) *keptAs = KeepAside(path);
     // A journal of the old file must not be applied to the new one.
     if (::unlink((path + "-journal").c_str()) != 0 && errno != ENOENT) FailedWith(path + "-journal", errno);
     if (::rename(temporary.c_str(), path.c_str()) != 0) FailedWith(path, errno);
@@ -269,9 +271,9 @@ std::string StateOf(const std::string& path) {
 }
 
 std::optional<std::string> Save(const std::string& path, const Changes& changes, MonitorTypes types,
-                                std::string& keptAs) {
-  keptAs.clear();
+                                std::string* keptAs) {
   RequireFile(path);
+  bool isReadable = true;
   if (Exists(path)) {
     try {
       Database database = OpenOurs(path);
@@ -281,11 +283,13 @@ std::optional<std::string> Save(const std::string& path, const Changes& changes,
       if (changes.all && !isKnown) (void)ReadAll(database, path, 0, types);
     } catch (const StoreError& error) {
       if (error.Code() != StoreErrorCode::Unreadable) throw;
-      keptAs = KeepAside(path);
+      if (keptAs == nullptr)
+        throw StoreError(StoreErrorCode::Unreadable, path + " exists and is not a data file");
+      isReadable = false;
     }
   }
   if (!changes.all) return std::nullopt;
-  return SaveAll(path, changes);
+  return SaveAll(path, changes, isReadable ? nullptr : keptAs);
 }
 
 }  // namespace norvane::engine::datafile

@@ -44,10 +44,10 @@ struct Contents {
 
 /// Gives the new state once it is on disk. Whatever happens meanwhile, the file holds the old or the new
 /// state. Gives nothing if only changes were to be written and the file isn't in the known state (somebody
-/// replaced it): then all must be written. A file at `path` that cannot be read as a data file is kept: it
-/// gets another name, which is reported in `keptAs`; what is no file at all is left alone, and the save
-/// fails.
+/// replaced it): then all must be written. A file at `path` that cannot be read as a data file is kept: if
+/// `keptAs` is given it gets another name, which is reported there, else the save fails. So does a save onto
+/// what is no file at all.
 [[nodiscard]] std::optional<std::string> Save(const std::string& path, const Changes& changes,
-                                              MonitorTypes types, std::string& keptAs);
+                                              MonitorTypes types, std::string* keptAs);
 
 }  // namespace norvane::engine::datafile

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "console/engine/EngineError.h"
 #include "engine/store/DataFile.h"
 #include "engine/store/StoreError.h"
 #include "engine/store/Writer.h"
@@ -11,10 +12,15 @@
 
 namespace norvane::engine {
 
+using console::engine::EngineError;
+using console::engine::EngineErrorCode;
+
 namespace {
 
 /// The same file under whatever name; a name that cannot be resolved stays as it is.
 std::string Canonical(const std::string& folder, const std::string& path) {
+  if (path.find('\0') != std::string::npos)  // C would read another name
+    throw EngineError(EngineErrorCode::Invalid, "a file name cannot contain NUL");
   std::error_code error;
   const auto full = std::filesystem::path(folder) / path;
   const auto canonical = std::filesystem::weakly_canonical(full, error);
@@ -62,16 +68,21 @@ std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
 
 void Storage::Enqueue(Step step, Completion done) {
   m_steps.emplace_back([this, step = std::move(step), done = std::move(done)] {
-    step([this, done](const std::exception_ptr& error) {
+    const Completion end = [this, done](const std::exception_ptr& error) {
       try {
-        done(error);
+        done(error ? ForConsole(error) : nullptr);
       } catch (...) {
         m_client.Notice("internal error after loading or saving: " +
                         platform::ErrorText(std::current_exception()));
       }
       m_steps.pop_front();
       RunNext();
-    });
+    };
+    try {
+      step(end);
+    } catch (...) {
+      end(std::current_exception());
+    }
   });
   if (m_steps.size() == 1) RunNext();
 }
@@ -94,14 +105,22 @@ void Storage::StartLoad(const std::string& path, Completion done) {
           *contents = datafile::Load(path, generation, types);
       },
       [this, contents, path, done = std::move(done)](std::exception_ptr error) {
-        if (error) return done(ForConsole(error));
-        if (!contents->table) return done(nullptr);
-        m_client.ReplaceTable(std::move(contents->table));
-        m_servedFile = path;
-        m_saved.reset();
-        if (path == m_dataFile) m_saved = SavedMark{contents->state, m_client.Table().LastChange()};
-        done(nullptr);
+        try {
+          if (error) std::rethrow_exception(error);
+          if (contents->table) Adopt(path, *contents);
+        } catch (...) {
+          error = std::current_exception();
+        }
+        done(error);
       });
+}
+
+void Storage::Adopt(const std::string& path, datafile::Contents& contents) {
+  m_servedFile.clear();  // should it fail midway, nothing is known of any file
+  m_saved.reset();
+  m_client.ReplaceTable(std::move(contents.table));
+  m_servedFile = path;
+  if (path == m_dataFile) m_saved = SavedMark{contents.state, m_client.Table().LastChange()};
 }
 
 void Storage::Save(const std::string& path, Completion done) {
@@ -136,19 +155,24 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
   auto saving = std::make_shared<Saving>();
   Gather(path, everything, *saving);
   m_writer.Run(
-      [saving, path, types = m_types] {
-        saving->state = datafile::Save(path, saving->changes, types, saving->keptAs);
+      [saving, path, types = m_types, isOurs = path == m_dataFile] {
+        // Any other file that isn't a data file is somebody's: it stays as it is.
+        saving->state = datafile::Save(path, saving->changes, types, isOurs ? &saving->keptAs : nullptr);
       },
       [this, saving, path, done = std::move(done)](std::exception_ptr error) {
-        if (!saving->keptAs.empty())
-          m_client.Notice(path + " was not a readable data file; it was kept as " + saving->keptAs);
-        if (error) return done(ForConsole(error));
-        if (!saving->state) return StartSave(path, true, done);
-        if (path == m_dataFile) {
-          m_saved = SavedMark{*saving->state, saving->change};
-          m_servedFile = path;
+        try {
+          if (!saving->keptAs.empty())
+            m_client.Notice(path + " was not a readable data file; it was kept as " + saving->keptAs);
+          if (error) std::rethrow_exception(error);
+          if (!saving->state) return StartSave(path, true, done);
+          if (path == m_dataFile) {
+            m_saved = SavedMark{*saving->state, saving->change};
+            m_servedFile = path;
+          }
+        } catch (...) {
+          error = std::current_exception();
         }
-        done(nullptr);
+        done(error);
       });
 }
 

@@ -13,6 +13,9 @@
 namespace norvane::engine {
 
 class Writer;
+namespace datafile {
+struct Contents;
+}
 
 /// Called on the service thread, once. The exception is null after a success, else an EngineError.
 using Completion = std::function<void(std::exception_ptr)>;
@@ -49,13 +52,14 @@ class Storage {
     std::string state;
     std::uint64_t change = 0;
   };
-  /// Calls its argument at its end.
+  /// Calls its argument at its end, or throws.
   using Step = std::function<void(Completion)>;
   struct Saving;
 
   void Enqueue(Step step, Completion done);
   void RunNext();
   void StartLoad(const std::string& path, Completion done);
+  void Adopt(const std::string& path, datafile::Contents& contents);
   void StartSave(const std::string& path, bool everything, Completion done);
   void Gather(const std::string& path, bool everything, Saving& saving) const;
 

@@ -21,7 +21,7 @@ void SaveAll(const Contents& contents, const std::string& path) {
     changes.rows.push_back({static_cast<std::uint32_t>(id), monitor.name, monitor.attributes});
   changes.total = changes.rows.size();
   std::string keptAs;
-  tests::Require(engine::datafile::Save(path, changes, engine::ProbeTable(), keptAs).has_value());
+  tests::Require(engine::datafile::Save(path, changes, engine::ProbeTable(), &keptAs).has_value());
 }
 
 void RequireSame(const engine::Attributes& one, const engine::Attributes& other) {

@@ -57,7 +57,7 @@ int StatusOf(const std::function<void()>& action) {
 
 std::string SaveOk(const std::string& path, const datafile::Changes& changes) {
   std::string keptAs;
-  const auto state = datafile::Save(path, changes, ProbeTable(), keptAs);
+  const auto state = datafile::Save(path, changes, ProbeTable(), &keptAs);
   EXPECT_TRUE(state.has_value());
   EXPECT_EQ(keptAs, "");
   return state.value_or("");
@@ -141,7 +141,7 @@ TEST(DataFile, SavesOnlyWhatChangedAndOnlyOnTheStateItKnows) {
   // Somebody put another file in its place: nothing may be mixed into that.
   const auto before = Read(path);
   std::string keptAs;
-  EXPECT_EQ(datafile::Save(path, changes, ProbeTable(), keptAs), std::nullopt);
+  EXPECT_EQ(datafile::Save(path, changes, ProbeTable(), &keptAs), std::nullopt);
   EXPECT_EQ(Read(path), before);
 }
 
@@ -157,7 +157,8 @@ TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
                                     bytes.substr(0, 100),   bytes.substr(1)};
   for (const char* change :
        {"PRAGMA user_version=99", "ALTER TABLE monitor DROP COLUMN \"Monitor_Command\"",
-        "DELETE FROM monitor WHERE number=7", "UPDATE monitor SET name='no type' WHERE number=7"}) {
+        "DELETE FROM monitor WHERE number=7", "UPDATE monitor SET name='no type' WHERE number=7",
+        "ALTER TABLE file_state RENAME TO old; CREATE VIEW file_state AS SELECT * FROM old"}) {
     const auto changed = WriteFile(folder / "changed", bytes);
     Database(changed, Database::Mode::Write).Run(change);
     files.push_back(ReadFile(changed));
@@ -170,17 +171,18 @@ TEST(DataFile, WhatIsNotADataFileIsRefusedAndKept) {
     SCOPED_TRACE(i);
     const auto path = WriteFile(folder / std::to_string(i), files[i]);
     EXPECT_EQ(Read(path), "unreadable");
+    EXPECT_THROW((void)datafile::Save(path, Sample(3), ProbeTable(), nullptr), StoreError);
     EXPECT_EQ(ReadFile(path), files[i]);
 
     std::string keptAs;
-    ASSERT_TRUE(datafile::Save(path, Sample(3), ProbeTable(), keptAs).has_value());
+    ASSERT_TRUE(datafile::Save(path, Sample(3), ProbeTable(), &keptAs).has_value());
     EXPECT_EQ(ReadFile(keptAs), files[i]);
     EXPECT_EQ(datafile::Load(path, 1, ProbeTable()).table->Count(), 3u);
   }
   EXPECT_EQ(Read(folder / "missing"), "no file");
   EXPECT_EQ(Read(folder.Path()), "unreadable");
   std::string keptAs;
-  EXPECT_THROW((void)datafile::Save(folder.Path(), Sample(3), ProbeTable(), keptAs), StoreError);
+  EXPECT_THROW((void)datafile::Save(folder.Path(), Sample(3), ProbeTable(), &keptAs), StoreError);
   EXPECT_EQ(ReadFile(good), bytes) << "the folder stays where it is";
 }
 
@@ -189,7 +191,7 @@ TEST(DataFile, AFileWithoutContentIsKeptWithItsJournal) {
   const auto path = WriteFile(folder / "data", "");
   WriteFile(path + "-journal", "may mend it");
   std::string keptAs;
-  ASSERT_TRUE(datafile::Save(path, Sample(3), ProbeTable(), keptAs).has_value());
+  ASSERT_TRUE(datafile::Save(path, Sample(3), ProbeTable(), &keptAs).has_value());
   EXPECT_EQ(ReadFile(keptAs + "-journal"), "may mend it");
 }
 
@@ -214,6 +216,17 @@ TEST(Database, APipeIsRefusedAndNotWaitedFor) {
   const auto pipe = folder / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_THROW(Database(pipe, Database::Mode::Create), StoreError);
+  for (const char* ending : {"-journal", "-wal"}) {
+    ASSERT_EQ(::mkfifo((folder / "data" + ending).c_str(), 0600), 0);
+    EXPECT_THROW(Database(folder / "data", Database::Mode::Create), StoreError) << ending;
+    fs::remove(folder / "data" + ending);
+  }
+}
+
+TEST(Database, AValueLongerThanAnyOfOursIsUnreadable) {
+  const TempFolder folder;
+  EXPECT_THROW(Database(folder / "data", Database::Mode::Create).Run("SELECT zeroblob(500000000)"),
+               StoreError);
 }
 
 TEST(DataFile, ASingleFlippedBitIsNeverTakenForData) {
@@ -245,7 +258,7 @@ TEST(DataFile, AFailedSaveLeavesTheOldState) {
   SaveOk(path, Sample(3));
   const auto before = Read(path);
   std::string keptAs;
-  EXPECT_THROW((void)datafile::Save(folder / "no such folder/data", Sample(1), ProbeTable(), keptAs),
+  EXPECT_THROW((void)datafile::Save(folder / "no such folder/data", Sample(1), ProbeTable(), &keptAs),
                StoreError);
   // A full disk, as far as this process goes: no file may grow beyond a few pages.
   const auto status = StatusOf([&] {
@@ -253,7 +266,7 @@ TEST(DataFile, AFailedSaveLeavesTheOldState) {
     const rlimit limit{16384, 16384};
     ::setrlimit(RLIMIT_FSIZE, &limit);
     try {
-      (void)datafile::Save(path, Sample(500), ProbeTable(), keptAs);
+      (void)datafile::Save(path, Sample(500), ProbeTable(), &keptAs);
       ::_exit(1);
     } catch (const StoreError&) {
     }
@@ -281,7 +294,7 @@ TEST(DataFile, AKilledSaveLeavesTheOldOrTheNewState) {
         auto changes = Sample(Monitors, std::to_string(generation));
         changes.known = state;
         changes.all = generation % 2 == 0;
-        state = datafile::Save(path, changes, ProbeTable(), keptAs);
+        state = datafile::Save(path, changes, ProbeTable(), &keptAs);
       }
     });
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
