@@ -109,14 +109,21 @@ bool Service::IsControlPass(std::string_view text) const {
 
 // Monitors
 
+/// What comes after the last save has begun would be lost.
+void Service::CheckNotEnding() const {
+  if (m_isEnding) throw EngineError(EngineErrorCode::Refused, "the engine is ending");
+}
+
 MonitorId Service::Add(std::string_view fullName) {
   assert(m_thread.IsInside());
+  CheckNotEnding();
   const MonitorId id = m_table->Add(fullName, NewMonitorAttributes()).id;
   NotifyObservers();
   return id;
 }
 
 void Service::Remove(MonitorId id) {
+  CheckNotEnding();
   m_worker->Stop(Get(id).id);
   m_outages->Forget(id);
   KeepOutages();
@@ -125,6 +132,7 @@ void Service::Remove(MonitorId id) {
 }
 
 void Service::Set(MonitorId id, std::string_view key, std::string value) {
+  CheckNotEnding();
   const bool ran = Get(id).Running();
   const auto changeBefore = m_table->LastChange();
   m_table->Set(id, key, std::move(value));
@@ -174,6 +182,7 @@ void Service::StopAll() {
 // Storage
 
 void Service::Load(const std::string& path, Completion done) {
+  CheckNotEnding();
   m_storage.Load(path, std::move(done));
 }
 
@@ -186,13 +195,14 @@ void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
   m_outages->ForgetAll();
   KeepOutages();
   m_table.swap(table);
+  if (!m_isEnding) StartAll();
+  NotifyObservers();
   // Releasing many monitors takes a while: not on this thread.
   m_writer->Run([old = std::shared_ptr<MonitorTable>(std::move(table))] {}, [](std::exception_ptr) {});
-  StartAll();
-  NotifyObservers();
 }
 
 void Service::Shutdown(Completion done) {
+  m_isEnding = true;
   StopAll();
   m_state->WriteAtEnd(m_outages->DequeueChanges(true));
   m_storage.SaveDataFile(std::move(done));

@@ -101,7 +101,8 @@ class Service final : private Storage::Client {
   /// Ends it at once with what has come of the page; harmless if it has ended.
   void StopFetch(std::uint64_t ticket);
 
-  /// Stops all checks and saves the data file; `done` comes when all of it is on disk.
+  /// Stops all checks and saves the data file; `done` comes when all of it is on disk. Changes are refused
+  /// from now on.
   void Shutdown(Completion done);
 
  private:
@@ -121,6 +122,7 @@ class Service final : private Storage::Client {
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void NotifyObservers();
   [[nodiscard]] const Monitor& Get(MonitorId id) const;
+  void CheckNotEnding() const;
 
   platform::ThreadCheck m_thread;
   MonitorTypes m_types;
@@ -138,6 +140,7 @@ class Service final : private Storage::Client {
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket
   std::map<std::uint64_t, FetchCompletion> m_fetches;   // by ticket
   std::uint64_t m_lastTicket = 0;
+  bool m_isEnding = false;
 };
 
 }  // namespace norvane::engine

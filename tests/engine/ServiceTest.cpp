@@ -1,5 +1,6 @@
 #include "engine/Service.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "console/engine/Limits.h"
@@ -159,6 +160,39 @@ TEST(Service, LoadKeepsWhatRunsOrReplacesItAll) {
   EXPECT_EQ(engine.service.Table().Count(), 1u);
 }
 
+TEST(Service, WhatFailsAfterALoadHoldsUpNoFurtherOne) {
+  struct Failing : TableObserver {
+    void TableChanged() override { throw std::runtime_error("no memory"); }
+  } failing;
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  engine.Add("WebMonitor Of old", "Enable");
+  EXPECT_EQ(engine.Save("NorvaneEngine.dat"), std::nullopt);
+  EXPECT_EQ(engine.Save("backup.dat"), std::nullopt);
+  engine.Add("WebMonitor Of later");
+  EXPECT_EQ(engine.Save("NorvaneEngine.dat"), std::nullopt);
+  engine.service.AddObserver(failing);
+  EXPECT_THROW((void)engine.Load("backup.dat"), std::runtime_error);
+  engine.service.RemoveObserver(failing);
+  EXPECT_EQ(engine.Save("NorvaneEngine.dat"), std::nullopt);
+  EXPECT_EQ(datafile::Load(folder / "NorvaneEngine.dat", 1, ProbeTable()).table->Count(), 1u);
+}
+
+TEST(Service, RefusesChangesThatTheLastSaveWouldMiss) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  const auto id = engine.Add("WebMonitor Of a", "Enable");
+  EXPECT_EQ(engine.Save("backup.dat"), std::nullopt);
+  engine.service.Load("backup.dat", [](std::exception_ptr) {});
+  engine.checks->calls.clear();
+  EXPECT_EQ(engine.Shutdown(), std::nullopt);
+  EXPECT_EQ(engine.Load("backup.dat"), EngineErrorCode::Refused);
+  EXPECT_EQ(tests::CodeOf([&] { engine.service.Add("WebMonitor Of b"); }), EngineErrorCode::Refused);
+  EXPECT_EQ(tests::CodeOf([&] { engine.service.Set(id, keys::Status, "x"); }), EngineErrorCode::Refused);
+  EXPECT_EQ(tests::CodeOf([&] { engine.service.Remove(id); }), EngineErrorCode::Refused);
+  EXPECT_EQ(std::ranges::count(engine.checks->calls, "Start WebMonitor Of a 0"), 0);
+}
+
 TEST(Service, SavesWhatChangedSinceTheLastSave) {
   const TempFolder folder;
   const std::string own = folder / "NorvaneEngine.dat";
@@ -203,6 +237,10 @@ TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
   EXPECT_EQ(engine.Load(own), EngineErrorCode::Invalid);
   EXPECT_EQ(engine.Load("/proc/self/mem"), EngineErrorCode::Invalid);
   EXPECT_EQ(engine.Save(folder / "no folder/x"), EngineErrorCode::Failed);
+  tests::WriteFile(folder / "config.ini", "[tls]");
+  EXPECT_EQ(engine.Save("config.ini"), EngineErrorCode::Invalid);
+  EXPECT_EQ(tests::ReadFile(folder / "config.ini"), "[tls]");
+  EXPECT_EQ(engine.Save(std::string("a\0b", 3)), EngineErrorCode::Invalid);
   engine.Add("WebMonitor Of a");
   EXPECT_EQ(engine.Save(own), std::nullopt);
   EXPECT_EQ(engine.service.Notices().size(), 3u);
