@@ -190,7 +190,9 @@ kj::Promise<void> EngineServer::WatchService() {
     try {
       m_service.OnWake();
     } catch (const std::exception& error) {
-      m_options.log(std::string("a result was lost: ") + error.what());
+      // Whether there is memory for the log or not.
+      static_cast<void>(kj::runCatchingExceptions(
+          [&] { m_options.log(std::string("a result was lost: ") + error.what()); }));
     }
     return WatchService();
   });

@@ -199,8 +199,13 @@ std::unique_ptr<Resolver::Query> Resolver::LookUp(const std::string& host, Event
   RenewChannel();
   std::unique_ptr<Query> query(new Query(*this, host, owner, std::move(done)));
   const auto [lookup, isNew] = m_lookups.try_emplace(host);
-  lookup->second.push_back(query.get());
-  if (isNew) m_channel->Begin(host);
+  try {
+    lookup->second.push_back(query.get());
+    if (isNew) m_channel->Begin(host);
+  } catch (...) {
+    if (isNew) m_lookups.erase(lookup);  // or nobody would ask for this name again
+    throw;
+  }
   return query;
 }
 

@@ -40,7 +40,7 @@ EngineState::EngineState(std::string folder, Writer& writer, Notice notice)
 }
 
 void EngineState::Open() {
-  m_file = std::make_unique<StateFile>(m_folder);
+  m_file = std::make_shared<StateFile>(m_folder);
   m_values = m_file->Config();
   m_outagesAtStart = m_file->OpenOutages();
 }
@@ -60,7 +60,7 @@ void EngineState::Commit(const std::map<std::string, std::string>& values, Compl
   auto all = changed;
   all.insert(m_values.begin(), m_values.end());
   if (all.size() > MaxValues) throw EngineError(EngineErrorCode::Invalid, "too many service values");
-  m_writer.Run([this, changed] { m_file->SetConfig(changed); },
+  m_writer.Run([file = m_file, changed] { file->SetConfig(changed); },
                [this, changed, done = std::move(done)](std::exception_ptr error) {
                  if (error) return done(ForConsole(error));
                  for (const auto& [key, value] : changed)
@@ -93,11 +93,14 @@ void EngineState::StartWrite() {
   auto changes = std::exchange(m_waiting, {});
   changes.merge(std::exchange(m_failed, {}));  // the newer ones stay
   ++m_writes;
-  m_writer.Run([this, changes] { m_file->SetOutages(changes); },
+  m_writer.Run([file = m_file, changes] { file->SetOutages(changes); },
                [this, changes](const std::exception_ptr& error) {
                  --m_writes;
+                 // Two may be under way at the end: the later one's records are newer.
+                 for (const auto& [monitor, record] : changes)
+                   m_failed.erase(monitor);
                  if (error) {
-                   m_failed = changes;
+                   m_failed.insert(changes.begin(), changes.end());
                    m_notice("an outage may be notified again after a restart: " + platform::ErrorText(error));
                  }
                  Write({});

@@ -45,7 +45,8 @@ class EngineState {
   std::string m_folder;
   Writer& m_writer;
   Notice m_notice;
-  std::unique_ptr<StateFile> m_file;  // the writer thread's alone once it has the first job
+  // The writer thread's alone once it has the first job, which may outlive this.
+  std::shared_ptr<StateFile> m_file;
   StateFile::Values m_values;
   OutageRecords m_outagesAtStart;
   OutageChanges m_waiting;
