@@ -21,11 +21,11 @@ Session::Session(engine::Service& service, std::function<void()> onShutdown,
   m_service.AddObserver(*this);
 }
 
-Session::~Session() noexcept {
-  m_service.RemoveObserver(*this);
-}
-
 void Session::Close() {
+  m_service.RemoveObserver(*this);
+  for (const auto& [number, ticket] : m_fetches)
+    m_service.StopFetch(ticket);
+  m_fetches.clear();
   m_tasks = nullptr;
   m_mirror = nullptr;
 }
@@ -231,7 +231,7 @@ kj::Promise<void> Session::fetch(FetchContext context) {
         WriteAnswer(context.getResults().initAnswer(), nullptr);
         WritePage(reply, context.getResults().initPage());
       })
-      .attach(kj::defer([this, number] {  // also when the console is gone
+      .attach(kj::defer([this, number] {  // also when the console has dropped the call
         StopFetch(number);
         m_fetches.erase(number);
       }));

@@ -21,8 +21,9 @@ class Session final : public wire::Session::Server,
   /// `failed` gets the error if the mirror cannot be fed any more; the session is of no use then. Not used
   /// after `Close`.
   Session(engine::Service& service, std::function<void()> onShutdown, kj::PromiseFulfiller<void>& failed);
-  ~Session() noexcept;
-  /// At the end of the connection: lets go of the mirror, which a console may have made of the session
+  ~Session() noexcept = default;
+  /// At the end of the connection, after which calls under way keep the session for a while, even longer than
+  /// the service: lets go of the service, and of the mirror, which a console may have made of the session
   /// itself, so that neither would ever end.
   void Close();
 

@@ -276,6 +276,33 @@ TEST_F(EngineServerTest, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
   }
 }
 
+TEST_F(EngineServerTest, AFetchIsStoppedWhenItsConsoleLeaves) {
+  Start();
+  const auto calls = [&] {
+    std::vector<std::string> all;
+    m_engine->Do([&](engine::Service&, ScriptedChecks& checks) { all = checks.calls; });
+    return all;
+  };
+  {
+    RawConsole console(m_folder.Path());
+    auto session = console.Hello(wire::PROTOCOL_VERSION).getGreeting().getEngine().getSession();
+    auto open = session.openGateRequest();
+    const auto pass = m_engine->ControlPass();
+    open.setControlPass(link::ToData(pass));
+    open.send().wait(console.Scope());
+    auto fetch = session.fetchRequest();
+    fetch.setNumber(7);
+    fetch.setUrl("http://a/");
+    fetch.setLimitMs(1000);
+    const auto underWay = fetch.send();
+    session.stopFetchRequest().send().wait(console.Scope());  // of no fetch that there is
+    EXPECT_EQ(calls(), std::vector<std::string>{"Fetch http://a/ 1000"});
+  }
+  while (calls().size() < 2)
+    std::this_thread::yield();
+  EXPECT_EQ(calls().back(), "StopFetch");
+}
+
 TEST_F(EngineServerTest, AConsoleMayLeaveWhileItsCheckRuns) {
   Start();
   m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
