@@ -21,13 +21,13 @@ bool IsMonitorName(std::string_view name, const std::vector<std::string>& types)
 
 class FakeFetch : public ce::PageFetch {
  public:
-  FakeFetch(const FakePage* page, std::chrono::milliseconds limit)
-      : m_end(std::chrono::steady_clock::now() + limit) {
+  FakeFetch(const bool& isHeld, const FakePage* page, std::chrono::milliseconds limit)
+      : m_isHeld(isHeld), m_end(std::chrono::steady_clock::now() + limit) {
     if (page == nullptr) return;
     m_reply = {PageReply::End::Complete, "", page->body, page->contentType};
     m_hasEnded = page->isComplete;
   }
-  bool HasEnded() override { return m_hasEnded || std::chrono::steady_clock::now() >= m_end; }
+  bool HasEnded() override { return !m_isHeld && (m_hasEnded || std::chrono::steady_clock::now() >= m_end); }
   void Stop() override { m_hasEnded = true; }
   ce::PageReply Reply() override {
     return m_hasEnded ? m_reply : PageReply{PageReply::End::TimedOut, "no answer in time", "", ""};
@@ -35,6 +35,7 @@ class FakeFetch : public ce::PageFetch {
 
  private:
   using PageReply = ce::PageReply;
+  const bool& m_isHeld;
   std::chrono::steady_clock::time_point m_end;
   PageReply m_reply{PageReply::End::Failed, "no such page", "", ""};
   bool m_hasEnded = true;
@@ -209,7 +210,7 @@ ce::Outcome FakePort::Notify(MonitorId id) {
 std::unique_ptr<ce::PageFetch> FakePort::Fetch(const std::string& url, std::chrono::milliseconds limit) {
   m_fetches.push_back(url + " within " + std::to_string(limit.count()) + " ms");
   const auto page = m_pages.find(url);
-  return std::make_unique<FakeFetch>(page == m_pages.end() ? nullptr : &page->second, limit);
+  return std::make_unique<FakeFetch>(holdsFetches, page == m_pages.end() ? nullptr : &page->second, limit);
 }
 
 }  // namespace norvane::tests

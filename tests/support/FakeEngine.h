@@ -47,6 +47,7 @@ class FakePort : public console::engine::Port {
   [[nodiscard]] std::map<std::string, FakePage, std::less<>>& Pages() { return m_pages; }
   /// The fetches so far: "URL within 10000 ms".
   [[nodiscard]] const std::vector<std::string>& Fetches() const { return m_fetches; }
+  bool holdsFetches = false;  ///< none ends
   void OpenGate() { m_gateOpen = true; }
   /// From now on no engine answers.
   void EndEngine() { m_gone = true; }

@@ -87,6 +87,9 @@ void Script::Step() {
 void Script::Act(std::string command) {
   for (const auto& [name, text] : m_names)
     ReplaceAll(command, "$" + name, text);
+  // However slow the machine is, a page comes when it is awaited, or where the step itself waits for it.
+  if (m_console)
+    m_console->engine.holdsFetches = !command.starts_with("await") && !command.starts_with("drop down");
   if (!RunCommand(*this, command)) return;
   QTest::qWait(0);
   m_trace->AddChanges();
