@@ -96,17 +96,23 @@ void Script::Act(std::string command) {
 }
 
 void Script::DoUnseen(const std::function<void()>& action) {
-  m_staysOut = true;
   const auto before = m_text;
-  action();
+  LetTimeRun(action);
   m_text = before;
+}
+
+void Script::LetTimeRun(const std::function<void()>& action) {
+  m_staysOut = true;
+  m_trace->LetTimeRun(true);
+  action();
+  m_trace->LetTimeRun(false);
   m_staysOut = false;
 }
 
 void Script::Await(const std::function<bool()>& holds) {
-  m_staysOut = true;
-  if (!QTest::qWaitFor(holds, PatienceMilliseconds)) m_trace->Add("!! it did not come");
-  m_staysOut = false;
+  LetTimeRun([&] {
+    if (!QTest::qWaitFor(holds, PatienceMilliseconds)) m_trace->Add("!! it did not come");
+  });
 }
 
 /// A step that opens a window may return only when that is closed, by later steps.

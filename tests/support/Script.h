@@ -36,7 +36,9 @@ class Script : public QObject {
   [[nodiscard]] Trace& Record() { return *m_trace; }
   /// Carries out one command.
   void Act(std::string command);
-  /// Does it with nothing recorded and nobody playing on in a window that opens.
+  /// Does what waits for a timer, with nobody playing on in a window that opens.
+  void LetTimeRun(const std::function<void()>& action);
+  /// The same, with nothing recorded.
   void DoUnseen(const std::function<void()>& action);
   /// Lets events run until it holds.
   void Await(const std::function<bool()>& holds);

@@ -198,7 +198,7 @@ void Type(Script& script, const Arguments& a) {
 
 void DropDown(Script& script, const Arguments& a) {
   auto& list = script.Console().Show<QComboBox>(a[0]);
-  list.showPopup();
+  script.LetTimeRun([&list] { list.showPopup(); });  // which may ask the gateway
   list.hidePopup();
 }
 

@@ -2,6 +2,7 @@
 
 #include <QEvent>
 #include <QScreen>
+#include <QTimer>
 #include <algorithm>
 #include <utility>
 
@@ -113,7 +114,8 @@ std::string Trace::PlaceOf(const QWidget& window) const {
 }
 
 bool Trace::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::Timer && watched->objectName() == QLatin1String("Timer1")) return true;
+  if (event->type() == QEvent::Timer && qobject_cast<QTimer*>(watched) != nullptr)
+    return !m_timeRuns || watched->objectName() == QLatin1String("Timer1");
   if (event->type() != QEvent::Show && event->type() != QEvent::Hide) return false;
   auto* widget = qobject_cast<QWidget*>(watched);
   if (widget == nullptr || widget->objectName().isEmpty() || event->spontaneous()) return false;

@@ -10,7 +10,7 @@
 namespace norvane::tests {
 
 /// What comes of a user's actions, as text: calls of the engine, boxes, windows, and whatever of the forms on
-/// show is not as it was before. Timers stand still for as long as this lives.
+/// show is not as it was before. Time stands still meanwhile, so that a slow machine tells the same.
 class Trace : public QObject {
  public:
   /// Appends to `text`. `console` must outlive this.
@@ -25,6 +25,8 @@ class Trace : public QObject {
   void Remember(const QWidget& form) { Compare(form, false); }
   /// The same for the whole console, so that nothing of it comes out later.
   void RememberAll();
+  /// Whether timers go off by themselves; those of forms never do.
+  void LetTimeRun(bool runs) { m_timeRuns = runs; }
   /// Dumps the form of this name as soon as it shows.
   void DumpWhenShown(const std::string& form) { m_dumpWhenShown = form; }
   void Dump(const QWidget& form);
@@ -44,6 +46,7 @@ class Trace : public QObject {
   std::set<const QObject*> m_pages;
   std::set<const QWidget*> m_placed;  ///< windows whose place was told
   std::string m_dumpWhenShown;
+  bool m_timeRuns = false;
 };
 
 }  // namespace norvane::tests
