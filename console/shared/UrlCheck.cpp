@@ -72,11 +72,11 @@ void UrlCheck::Blink() {
 void UrlCheck::Finish() {
   m_look.stop();
   m_blocker.reset();
-  m_bas.Dialogs.ShowHourglass(false);
   m_controls.Command1.setText(CheckCaption);
   const auto reply = std::exchange(m_inet1, nullptr)->Reply();
   if (reply.end != engine::PageReply::End::Complete)
     return ShowFailure(reply.end == engine::PageReply::End::TimedOut);
+  m_bas.Dialogs.ShowHourglass(false);
   m_controls.lbl.hide();
   ShowPage(reply);
 }
@@ -84,6 +84,7 @@ void UrlCheck::Finish() {
 void UrlCheck::ShowFailure(bool timedOut) {
   ShowError(timedOut ? "connect to the URL timeout" : "Can not Check URL");
   m_controls.lbl.hide();
+  m_bas.Dialogs.ShowHourglass(false);
   m_controls.txtMonitorPoint.setEnabled(true);
 }
 

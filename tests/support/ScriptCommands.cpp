@@ -88,7 +88,7 @@ void AllInTheDataFile(Script& script, const Arguments& /*a*/) {
 }
 
 void CreateConsole(Script& script) {
-  script.Console().Create([&script] { script.Record().Add("the process ends"); });
+  script.Console().Create([&script] { script.Record().AddAfterChanges("the process ends"); });
 }
 
 /// A console that has started as start.txt tells.

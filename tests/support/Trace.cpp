@@ -63,6 +63,11 @@ void Trace::AddChanges() {
   }
 }
 
+void Trace::AddAfterChanges(const std::string& line) {
+  AddChanges();
+  Add(line);
+}
+
 void Trace::RememberAll() {
   (void)m_console.engine.TakeCalls();
   WatchPages();
@@ -121,12 +126,14 @@ bool Trace::eventFilter(QObject* watched, QEvent* event) {
   if (widget == nullptr || widget->objectName().isEmpty() || event->spontaneous()) return false;
   const bool shows = event->type() == QEvent::Show;
   const auto name = widget->objectName().toStdString();
-  if (qobject_cast<console::shared::Page*>(widget) != nullptr)
+  if (qobject_cast<console::shared::Page*>(widget) != nullptr) {
     Add((shows ? "shows " : "hides ") + name);
-  else if (widget->isWindow() && widget->windowType() != Qt::ToolTip)
+  } else if (widget->isWindow() && widget->windowType() != Qt::ToolTip) {
+    if (!shows) AddChanges();
     Add((shows ? "opens " : "closes ") + name + (shows && widget->isModal() ? " modally" : ""));
-  else
+  } else {
     return false;
+  }
   if (shows && m_seen.count(name) == 0) Remember(*widget);
   if (shows && m_dumpWhenShown == name) Dump(*widget);
   if (!shows) m_placed.erase(widget);

@@ -21,6 +21,8 @@ class Trace : public QObject {
   void Add(const std::string& line);
   /// The calls so far, and what they changed.
   void AddChanges();
+  /// One line of its own, after all that has changed so far.
+  void AddAfterChanges(const std::string& line);
   /// Takes the form as it is for what was there before.
   void Remember(const QWidget& form) { Compare(form, false); }
   /// The same for the whole console, so that nothing of it comes out later.
