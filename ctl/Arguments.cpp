@@ -13,7 +13,7 @@ Arguments Parse(int argc, char** argv) {
                                    {}};
   Arguments arguments;
   ::opterr = 0;
-  // "+": options stand before the command, so that a value may begin with a dash.
+  // "+": options come before the command, so that a value may begin with a dash.
   for (int option; (option = ::getopt_long(argc, argv, "+", Options, nullptr)) != -1;) {
     switch (option) {
       case 'f':
@@ -26,7 +26,7 @@ Arguments Parse(int argc, char** argv) {
         arguments.help = true;
         break;
       default:
-        throw WrongUse(std::string("not understood: ") + argv[optind - 1]);
+        throw UsageError(std::string("invalid option: ") + argv[optind - 1]);
     }
   }
   arguments.words.assign(argv + optind, argv + argc);

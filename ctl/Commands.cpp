@@ -64,7 +64,7 @@ ExitCode Get(const Call& call) {
   return Done;
 }
 
-/// All of it, but for the line end that an editor or `echo` has put behind a value.
+/// Without the final newline that an editor or `echo` adds.
 std::string StandardInput() {
   std::string text(std::istreambuf_iterator<char>(std::cin), {});
   if (text.ends_with('\n')) {
@@ -75,7 +75,7 @@ std::string StandardInput() {
 }
 
 ExitCode Set(const Call& call) {
-  // A secret on the command line would stand in the process list, so a value may come by standard input.
+  // A secret on the command line would show in the process list, so a value may come from standard input.
   const auto value = call.operands.size() == 3 ? call.operands[2] : StandardInput();
   ce::OpenGate(call.engine);
   call.engine.SetAttribute(call.engine.Find(call.operands[0]), call.operands[1], value);
@@ -159,7 +159,8 @@ constexpr std::array Commands = {
     Command{"check", 1, 1, Check, "check NAME           run one check now"},
     Command{"notify", 1, 1, Notify, "notify NAME          send one notification now"},
     Command{"save", 0, 1, Save, "save [FILE]          write all monitors to the data file, or to FILE"},
-    Command{"load", 0, 1, Load, "load [FILE]          replace all monitors by those of FILE"},
+    Command{"load", 0, 1, Load,
+            "load [FILE]          replace all monitors by those in the data file, or in FILE"},
     Command{"watch", 0, 0, Watch, "watch                print a line for each change"},
     Command{"shutdown", 0, 0, Shutdown, "shutdown             end the engine after saving"},
 };
@@ -168,22 +169,22 @@ constexpr std::array Commands = {
 std::string HelpText() {
   std::string text =
       "Usage: norvanectl [--folder DIR] [--json] COMMAND\n"
-      "Speaks to the engine of an application folder: the program's own, or DIR.\n\n";
+      "Controls the engine of an application folder: the program's own, or DIR.\n\n";
   for (const auto& command : Commands)
     text += std::string("  ") + command.usage + "\n";
   return text +
-         "\nExit codes: 0 done (check, notify: good), 1 the check or notification failed,\n"
-         "2 wrong use, 3 no engine answers, 4 the engine refused.";
+         "\nExit codes: 0 success (check, notify: good), 1 the check or notification failed,\n"
+         "2 usage error, 3 no engine answers, 4 the engine refused.";
 }
 
 ExitCode Run(const Arguments& arguments) {
-  if (arguments.words.empty()) throw WrongUse("no command given");
+  if (arguments.words.empty()) throw UsageError("no command");
   const auto command = std::find_if(Commands.begin(), Commands.end(),
                                     [&](const Command& each) { return arguments.words[0] == each.name; });
-  if (command == Commands.end()) throw WrongUse("no such command: " + Escaped(arguments.words[0]));
+  if (command == Commands.end()) throw UsageError("unknown command: " + Escaped(arguments.words[0]));
   const std::size_t operands = arguments.words.size() - 1;
   if (operands < command->least || operands > command->most)
-    throw WrongUse(std::string("wrong number of operands for ") + command->name);
+    throw UsageError(std::string("wrong number of operands for ") + command->name);
   link::LinkOptions options;
   options.folder = arguments.folder;
   link::EngineClient engine(options);

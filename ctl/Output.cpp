@@ -67,7 +67,7 @@ std::string Escaped(std::string_view text) {
     const auto [code, size] = platform::FirstCharacter(text);
     const auto bytes = text.substr(0, std::max<std::size_t>(size, 1));
     text.remove_prefix(bytes.size());
-    // Some terminals obey C1 as lone bytes too.
+    // Some terminals interpret C1 as single bytes too.
     if (size != 0 && !platform::IsControl(code)) {
       escaped += bytes;
       continue;
@@ -129,7 +129,7 @@ void PrintLine(const std::string& text) {
   // A value may hold any byte, NUL too.
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fputc('\n', stdout) < 0 ||
       std::fflush(stdout) != 0)
-    throw std::runtime_error("standard output cannot be written");
+    throw std::runtime_error("cannot write to standard output");
 }
 
 void PrintFields(const Fields& fields) {

@@ -89,7 +89,7 @@ void Service::NotifyObservers() {
 const Monitor& Service::Get(MonitorId id) const {
   assert(m_thread.IsInside());
   const Monitor* monitor = m_table->Find(id);
-  if (monitor == nullptr) throw EngineError(EngineErrorCode::NotFound, "the monitor does not exist");
+  if (monitor == nullptr) throw EngineError(EngineErrorCode::NotFound, "no such monitor");
   return *monitor;
 }
 

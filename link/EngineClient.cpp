@@ -21,7 +21,7 @@ void AwaitFreeFolder(const std::string& folder) {
   while (!platform::FileLock::TryLock(platform::PathIn(folder, platform::files::EngineLock))) {
     if (std::chrono::steady_clock::now() > deadline)
       throw ce::EngineError(ce::EngineErrorCode::TimedOut,
-                            "the engine has saved and closed its socket but does not end");
+                            "the engine saved and closed its socket but did not exit");
     std::this_thread::sleep_for(20ms);
   }
 }

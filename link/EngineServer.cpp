@@ -18,8 +18,8 @@ namespace norvane::link {
 using console::engine::KnownKeys;
 
 namespace {
-/// Calls that wait for their answer may hold so many words of one console's messages; beyond it no more are
-/// read. A single message may be larger.
+/// Limit, in words, of one console's messages that wait for their answer; beyond it no more are read. A
+/// single message may be larger.
 constexpr std::size_t MaxWordsInFlight = 8192;
 constexpr auto AcceptPause = 100 * kj::MILLISECONDS;
 constexpr int Backlog = 64;
@@ -28,8 +28,8 @@ constexpr int Backlog = 64;
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// Nobody can connect in between: the name gets the mode that its socket has. The process's mask is no way to
-/// it, for other threads are making files and folders.
+/// Nobody can connect before the mode is set: the file gets the mode of its socket. The umask is not changed
+/// instead, since other threads create files and folders.
 platform::FileDescriptor Listen(const std::string& folder) {
   const auto address = SocketAddress(folder);
   platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -76,7 +76,7 @@ class EngineServer::HeldSession {
   HeldSession(const HeldSession&) = delete;
   HeldSession& operator=(const HeldSession&) = delete;
 
-  [[nodiscard]] bool Stands() const { return m_session != nullptr; }
+  [[nodiscard]] bool IsOpen() const { return m_session != nullptr; }
   wire::Session::Client Hold(kj::Own<Session> session) {
     m_session = session.get();
     return m_client.emplace(kj::mv(session));
@@ -93,16 +93,16 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
       : m_server(server), m_session(session), m_failed(failed) {}
 
   kj::Promise<void> hello(HelloContext context) override {
-    KJ_REQUIRE(!m_session.Stands(), "a second hello");
+    KJ_REQUIRE(!m_session.IsOpen(), "a second hello");
     auto greeting = context.getResults().initGreeting();
     greeting.setVersion(wire::PROTOCOL_VERSION);
     const auto version = context.getParams().getVersion();
     if (version == wire::PROTOCOL_VERSION) {
       Introduce(greeting.initEngine());
     } else {
-      greeting.setRefusal(ToText("the engine speaks protocol " + std::to_string(wire::PROTOCOL_VERSION) +
-                                 " and the caller " + std::to_string(version) +
-                                 ": the programs are not of the same release"));
+      greeting.setRefusal(ToText("protocol version mismatch: engine " +
+                                 std::to_string(wire::PROTOCOL_VERSION) + ", client " +
+                                 std::to_string(version) + "; the programs are of different releases"));
     }
     return kj::READY_NOW;
   }
@@ -139,8 +139,8 @@ class EngineServer::Connection {
     auto handshake = m_server.m_io.provider->getTimer()
                          .afterDelay(m_server.m_options.handshake.count() * kj::MILLISECONDS)
                          .then([this]() -> kj::Promise<void> {
-                           if (m_session.Stands()) return kj::NEVER_DONE;
-                           return KJ_EXCEPTION(FAILED, "a console did not say hello in time");
+                           if (m_session.IsOpen()) return kj::NEVER_DONE;
+                           return KJ_EXCEPTION(FAILED, "no hello from a console in time");
                          });
     return m_network.onDisconnect().exclusiveJoin(kj::mv(m_failed)).exclusiveJoin(kj::mv(handshake));
   }
@@ -186,13 +186,13 @@ EngineServer::~EngineServer() noexcept {
 
 kj::Promise<void> EngineServer::WatchService() {
   return m_wake.whenBecomesReadable().then([this] {
-    // One result that could not be taken must not end the watching of all.
+    // An error with one result must not end this loop.
     try {
       m_service.OnWake();
     } catch (const std::exception& error) {
       // Whether there is memory for the log or not.
       static_cast<void>(kj::runCatchingExceptions(
-          [&] { m_options.log(std::string("a result was lost: ") + error.what()); }));
+          [&] { m_options.log(std::string("result lost: ") + error.what()); }));
     }
     return WatchService();
   });
@@ -202,24 +202,25 @@ kj::Promise<void> EngineServer::Accept() {
   return m_listener->accept()
       .then([this](kj::Own<kj::AsyncIoStream> stream) { Admit(kj::mv(stream)); })
       .catch_([this](kj::Exception&& exception) {
-        m_options.log(std::string("a console could not be let in: ") + exception.getDescription().cStr());
-        return m_io.provider->getTimer().afterDelay(AcceptPause);  // descriptors may come free
+        m_options.log(std::string("cannot accept a console: ") + exception.getDescription().cStr());
+        return m_io.provider->getTimer().afterDelay(AcceptPause);  // descriptors may become free
       })
       .then([this] { return Accept(); });
 }
 
 void EngineServer::Admit(kj::Own<kj::AsyncIoStream> stream) {
-  if (m_connections >= m_options.maxConnections) return m_options.log("too many consoles: one was sent away");
+  if (m_connections >= m_options.maxConnections)
+    return m_options.log("too many consoles: connection refused");
   if (const auto user = UserOf(*stream); !m_options.mayConnect(user))
-    return m_options.log("a process of user " + std::to_string(user) + " was sent away");
+    return m_options.log("connection of user " + std::to_string(user) + " refused");
   auto connection = kj::heap<Connection>(*this, kj::mv(stream));
   auto run = connection->Run();
   m_tasks.add(run.attach(kj::mv(connection)));
 }
 
 void EngineServer::taskFailed(kj::Exception&& exception) {
-  if (exception.getType() == kj::Exception::Type::DISCONNECTED) return;  // the usual end of a console
-  m_options.log(std::string("a console was dropped: ") + exception.getDescription().cStr());
+  if (exception.getType() == kj::Exception::Type::DISCONNECTED) return;  // a console has exited
+  m_options.log(std::string("connection of a console dropped: ") + exception.getDescription().cStr());
 }
 
 }  // namespace norvane::link

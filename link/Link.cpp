@@ -48,7 +48,7 @@ void Link::StartThread() {
     isReady.get();
   } catch (const std::exception& error) {
     if (m_thread.joinable()) m_thread.join();
-    throw EngineError(EngineErrorCode::Failed, std::string("the link cannot be set up: ") + error.what());
+    throw EngineError(EngineErrorCode::Failed, std::string("cannot set up the link: ") + error.what());
   }
 }
 

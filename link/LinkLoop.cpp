@@ -42,7 +42,7 @@ FileDescriptor OpenSocket(const std::string& folder) {
     return socket;
   // EAGAIN: it listens, but too many wait already.
   if (socket && (errno == ENOENT || errno == ECONNREFUSED || errno == EAGAIN)) return {};
-  throw EngineError(EngineErrorCode::Gone, "the engine cannot be reached: " + std::string(address.sun_path) +
+  throw EngineError(EngineErrorCode::Gone, "cannot reach the engine: " + std::string(address.sun_path) +
                                                ": " + std::strerror(errno));
 }
 
@@ -125,7 +125,7 @@ void LinkLoop::Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& 
 void LinkLoop::Connect(const std::shared_ptr<CallState>& call) {
   assert(m_thread.IsInside());
   auto work = ReachAndGreet(*call).then([this] { return WhenReached(FirstFill); });
-  Finish(kj::mv(work), call, m_options.connectTimeout, "the engine does not answer the greeting");
+  Finish(kj::mv(work), call, m_options.connectTimeout, "no greeting from the engine in time");
 }
 
 kj::Promise<void> LinkLoop::ReachAndGreet(CallState& call) {
@@ -176,16 +176,15 @@ kj::Promise<void> LinkLoop::Greet(FileDescriptor socket, CallState& call) {
         if (!std::exchange(m_greetedAgain, true))
           return m_timer.afterDelay(RetryPause).then([this, &call] { return ReachAndGreet(call); });
         call.Fail(Error(EngineErrorCode::Gone,
-                        "the engine closed the connection at the greeting: this user is not its own, or it "
-                        "serves too many consoles already"));
+                        "the engine refused the connection: it belongs to another user, or serves too many "
+                        "consoles already"));
         return kj::mv(exception);
       });
 }
 
 kj::Promise<void> LinkLoop::ReadGreeting(wire::Greeting::Reader greeting, CallState& call) {
   if (greeting.isRefusal() || greeting.getVersion() != wire::PROTOCOL_VERSION) {
-    const auto why = greeting.isRefusal() ? ToString(greeting.getRefusal())
-                                          : "the engine speaks another protocol than this program";
+    const auto why = greeting.isRefusal() ? ToString(greeting.getRefusal()) : "protocol version mismatch";
     call.Fail(Error(EngineErrorCode::Failed, why));
     return KJ_EXCEPTION(FAILED, "the greeting was refused");
   }
@@ -216,13 +215,13 @@ void LinkLoop::ReadInfo(wire::EngineInfo::Reader engine) {
 void LinkLoop::Run(const std::shared_ptr<CallState>& call, milliseconds timeout, const Body& body) {
   assert(m_thread.IsInside());
   auto work = kj::evalNow([&] { return body(KJ_ASSERT_NONNULL(m_connection->session), *call); });
-  Finish(kj::mv(work), call, timeout, "the engine did not answer in time");
+  Finish(kj::mv(work), call, timeout, "no answer from the engine in time");
 }
 
 void LinkLoop::WaitUntilGone(const std::shared_ptr<CallState>& call, milliseconds timeout) {
   assert(m_thread.IsInside());
   auto gone = WhenReached(Never).catch_([](const kj::Exception&) {});  // its only way to end
-  Finish(kj::mv(gone), call, timeout, "the engine has not ended in time");
+  Finish(kj::mv(gone), call, timeout, "the engine did not exit in time");
 }
 
 kj::Promise<void> LinkLoop::WhenReached(std::uint64_t change) {

@@ -147,7 +147,7 @@ Mirror::Record Mirror::Get(MonitorId id) const {
   const std::lock_guard lock(m_mutex);
   CheckFollowing();
   const auto found = m_table.byId.find(id);
-  if (found == m_table.byId.end()) throw EngineError(EngineErrorCode::NotFound, "the monitor does not exist");
+  if (found == m_table.byId.end()) throw EngineError(EngineErrorCode::NotFound, "no such monitor");
   return found->second;
 }
 
@@ -161,7 +161,7 @@ MonitorId Mirror::IdAt(int position) const {
   const std::lock_guard lock(m_mutex);
   CheckFollowing();
   if (position < 1 || static_cast<std::size_t>(position) > m_table.inOrder.size())
-    throw EngineError(EngineErrorCode::NotFound, "no monitor of number " + std::to_string(position));
+    throw EngineError(EngineErrorCode::NotFound, "no monitor number " + std::to_string(position));
   return (*m_table.inOrder[static_cast<std::size_t>(position) - 1])->id;
 }
 
@@ -170,7 +170,7 @@ MonitorId Mirror::Find(std::string_view fullName) const {
   CheckFollowing();
   const auto found = m_table.byName.find(fullName);
   if (found == m_table.byName.end())
-    throw EngineError(EngineErrorCode::NotFound, "no monitor of this name: " + std::string(fullName));
+    throw EngineError(EngineErrorCode::NotFound, "no such monitor: " + std::string(fullName));
   return found->second;
 }
 

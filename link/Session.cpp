@@ -99,7 +99,7 @@ kj::Promise<void> Session::RunLater(Context context, Start start) {
 kj::Promise<void> Session::openGate(OpenGateContext context) {
   return Act(context, [this](auto params, auto&) {
     if (!m_service.IsControlPass(ToString(params.getControlPass())))
-      throw EngineError(EngineErrorCode::Refused, "the control pass is wrong");
+      throw EngineError(EngineErrorCode::Refused, "wrong control pass");
     m_gateOpen = true;
   });
 }
@@ -144,7 +144,7 @@ kj::Promise<void> Session::remove(RemoveContext context) {
     CheckGate();
     const auto name = ToString(params.getName());
     const auto* monitor = m_service.Table().Find(name);
-    if (monitor == nullptr) throw EngineError(EngineErrorCode::NotFound, "no monitor of this name: " + name);
+    if (monitor == nullptr) throw EngineError(EngineErrorCode::NotFound, "no such monitor: " + name);
     m_service.Remove(monitor->id);
   });
 }

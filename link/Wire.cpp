@@ -41,9 +41,9 @@ sockaddr_un SocketAddress(const std::string& folder) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   if (path.size() >= sizeof address.sun_path)
-    throw EngineError(EngineErrorCode::Invalid,
-                      "the folder's path is too long for a socket, of which the path may have " +
-                          std::to_string(sizeof address.sun_path - 1) + " bytes: " + path);
+    throw EngineError(EngineErrorCode::Invalid, "path too long for a socket (limit " +
+                                                    std::to_string(sizeof address.sun_path - 1) +
+                                                    " bytes): " + path);
   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
   return address;
 }

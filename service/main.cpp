@@ -1,4 +1,4 @@
-// norvane-engine: watches the monitors of one application folder until it is told to end.
+// norvane-engine: runs the monitors of one application folder until a signal or a client ends it.
 
 #include <getopt.h>
 #include <kj/async-io.h>
@@ -38,17 +38,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
-enum ExitCode { Done = 0, Failed = 1, WrongUse = 2, Taken = 3, Unusable = 4, PathTooLong = 5 };
+enum ExitCode { Done = 0, Failed = 1, UsageError = 2, FolderInUse = 3, FolderUnusable = 4, PathTooLong = 5 };
 
 constexpr const char* Usage =
     "Usage: norvane-engine [--folder DIR] [--detach]\n"
-    "Watches the monitors of an application folder: its own, or DIR.\n\n"
+    "Runs the monitors of an application folder: the program's own, or DIR.\n\n"
     "  --folder DIR  serve this folder\n"
-    "  --detach      go on in the background; messages go to log/engine.log of the folder\n"
+    "  --detach      run in the background; messages go to log/engine.log in the folder\n"
     "  --version     print the version\n"
     "  --help        print this text\n\n"
-    "SIGTERM ends it after saving. Exit codes: 0 ended in order, 1 failed, 2 wrong use,\n"
-    "3 another engine serves the folder, 4 the folder cannot be used, 5 its path is too long for a socket.\n";
+    "SIGTERM ends it after saving. Exit codes: 0 ended normally, 1 failed, 2 usage error,\n"
+    "3 another engine serves the folder, 4 the folder is not usable, 5 its path is too long for a socket.\n";
 
 /// Ends the program with an exit code; the text says why.
 class Exit : public std::runtime_error {
@@ -88,10 +88,10 @@ std::optional<Arguments> Parse(int argc, char** argv) {
         std::fputs(Usage, stdout);
         return std::nullopt;
       default:
-        throw Exit(WrongUse, Usage);
+        throw Exit(UsageError, Usage);
     }
   }
-  if (optind < argc) throw Exit(WrongUse, Usage);
+  if (optind < argc) throw Exit(UsageError, Usage);
   arguments.folder = platform::FolderOrOwn(arguments.folder);
   return arguments;
 }
@@ -108,8 +108,8 @@ std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::
   try {
     options.charset = platform::LegacyCharset::FromConfig(config);
   } catch (const std::invalid_argument& unknown) {
-    Say(config + ": " + unknown.what() + "; " + std::string(platform::LegacyCharset::DefaultName) +
-        " is used instead");
+    Say(config + ": " + unknown.what() + ", using " + std::string(platform::LegacyCharset::DefaultName) +
+        " instead");
   }
   options.log = Say;
   return std::make_unique<engine::WorkerThread>(options, wake);
@@ -119,7 +119,7 @@ bool EngineAnswers(const std::string& folder) {
   const platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const auto address = link::SocketAddress(folder);
   return ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
-         errno == EAGAIN;  // too many are on their way to it
+         errno == EAGAIN;  // too many connections are pending
 }
 
 void RequireShortPath(const std::string& folder) {
@@ -130,14 +130,14 @@ void RequireShortPath(const std::string& folder) {
   }
 }
 
-/// An engine that has the lock and doesn't answer is about to end, or begins, and is waited for.
+/// Waits for an engine that has the lock but doesn't answer: it is starting or exiting.
 platform::FileLock LockFolder(const std::string& folder) {
   const auto deadline = std::chrono::steady_clock::now() + 5s;
   for (;;) {
     if (auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::EngineLock)))
       return std::move(*lock);
     if (EngineAnswers(folder) || std::chrono::steady_clock::now() > deadline)
-      throw Exit(Taken, "another engine serves the folder " + folder);
+      throw Exit(FolderInUse, "another engine serves the folder " + folder);
     std::this_thread::sleep_for(10ms);
   }
 }
@@ -179,9 +179,8 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
 
 int Main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
-  std::setlocale(LC_CTYPE, "C.UTF-8");  // in which libcurl reads the names of hosts
-  std::signal(SIGCHLD,
-              SIG_DFL);  // ignored, as whoever starts us may leave it, it would take our children's ends
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // libcurl reads host names in it
+  std::signal(SIGCHLD, SIG_DFL);        // if inherited as ignored, exit statuses of children would be lost
   ::umask(0077);
   try {
     const auto arguments = Parse(argc, argv);
@@ -191,17 +190,17 @@ int Main(int argc, char** argv) {
     Serve(*arguments, daemon ? &*daemon : nullptr);
     return Done;
   } catch (const Exit& exit) {
-    if (exit.Code() == WrongUse)
+    if (exit.Code() == UsageError)
       std::fputs(exit.what(), stderr);
     else
       Say(exit.what());
     return exit.Code();
   } catch (const engine::StoreError& error) {
     Say(error.what());
-    return Unusable;
+    return FolderUnusable;
   } catch (const std::system_error& error) {
     Say(error.what());
-    return Unusable;
+    return FolderUnusable;
   } catch (const std::exception& error) {
     Say(error.what());
     return Failed;

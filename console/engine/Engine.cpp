@@ -90,7 +90,7 @@ Component ServiceRoot::GetComponent(std::string_view id, ServiceRef& /*ref*/) {
   if (id == ServiceStore::ComponentId) return std::make_shared<ServiceStore>(*this);
   if (id == MonitorList::ComponentId) return std::make_shared<MonitorList>(*this);
   if (id == MonitorTypeList::ComponentId) return std::make_shared<MonitorTypeList>(*this);
-  throw EngineError(EngineErrorCode::NotFound, "no component of this id: " + std::string(id));
+  throw EngineError(EngineErrorCode::NotFound, "no such component: " + std::string(id));
 }
 
 void ServiceStore::Load(std::string_view path) {
@@ -140,7 +140,7 @@ std::shared_ptr<MonitorType> MonitorTypeList::Item(int index) {
   Announce("MonitorTypeList.Item", index);
   const auto& types = m_port.Info().monitorTypes;
   if (index < 1 || static_cast<std::size_t>(index) > types.size())
-    throw EngineError(EngineErrorCode::NotFound, "no type of number " + std::to_string(index));
+    throw EngineError(EngineErrorCode::NotFound, "no monitor type number " + std::to_string(index));
   return std::make_shared<MonitorType>(*this, types[static_cast<std::size_t>(index) - 1].name);
 }
 

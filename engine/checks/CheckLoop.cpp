@@ -55,8 +55,7 @@ class CheckLoop::Check final : public ProbeClient {
 
  private:
   void TimeOut() {
-    Ended(NoAnswerWithin(m_timeout,
-                         m_probe ? m_probe->Step() : "waiting for this engine's turn, too many in flight"));
+    Ended(NoAnswerWithin(m_timeout, m_probe ? m_probe->Step() : "queued, too many checks in flight"));
   }
 
   CheckLoop& m_owner;
@@ -172,7 +171,7 @@ void CheckLoop::End(Check& check, const std::string& failure) noexcept {
     if (report.ticket == 0) {
       m_watched.at(report.id).check = nullptr;
       if (m_schedule.End(report.id, m_loop.Now()))
-        AppendRemark(report.remark, "the check outlasted its interval");
+        AppendRemark(report.remark, "the check took longer than its interval");
     }
     report.remark = PlainText(report.remark);
     m_deliver(std::move(report));

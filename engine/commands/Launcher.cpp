@@ -31,7 +31,7 @@ constexpr std::size_t MaxTextSize = 2000;
 
 std::string PathOf(const std::string& program, const std::string& folder) {
   auto path = platform::NativePath(program);
-  if (path.find('\0') != std::string::npos) throw std::runtime_error("its path holds a zero character");
+  if (path.find('\0') != std::string::npos) throw std::runtime_error("NUL character in its path");
   return path.starts_with('/') ? path : folder + "/" + path;
 }
 
@@ -65,7 +65,7 @@ class Launcher::Output final : private Watcher, private EventOwner {
   Output(Launcher& owner, std::uint64_t number, const LaunchRequest& request, platform::FileDescriptor pipe)
       : m_owner(owner), m_number(number), m_id(request.id), m_name(request.name), m_pipe(std::move(pipe)) {
     if (!m_owner.m_loop.Watch(m_pipe.Get(), EPOLLIN, *this))
-      m_owner.ReportAs<CommandEvent>(m_id, "the output of a command cannot be read");
+      m_owner.ReportAs<CommandEvent>(m_id, "cannot read the output of a command");
   }
   ~Output() override { m_owner.m_loop.Forget(m_pipe.Get()); }
 
@@ -94,7 +94,7 @@ class Launcher::Output final : private Watcher, private EventOwner {
     if (++m_lines <= MaxLines)
       m_owner.ReportAs<CommandOutput>(m_id, m_name + ": " + m_line);
     else if (m_lines == MaxLines + 1)
-      m_owner.ReportAs<CommandOutput>(m_id, m_name + ": (further output is dropped)");
+      m_owner.ReportAs<CommandOutput>(m_id, m_name + ": (output truncated)");
     m_line.clear();
   }
 
@@ -123,7 +123,7 @@ class Launcher::Program final : private Watcher, private EventOwner {
     if (m_owner.m_loop.Watch(m_pidfd.Get(), EPOLLIN, *this)) return;
     Signal(SIGKILL);
     ::waitpid(m_pid, nullptr, 0);
-    throw std::runtime_error("its end cannot be watched");
+    throw std::runtime_error("cannot watch the process");
   }
   ~Program() override {
     m_owner.m_loop.Forget(m_pidfd.Get());
@@ -137,8 +137,8 @@ class Launcher::Program final : private Watcher, private EventOwner {
   void TimeOut() {
     if (!std::exchange(m_isOverdue, true)) {
       const auto limit = formats::FormatNumber(static_cast<double>(m_owner.m_options.limit.count()) / 1000);
-      m_owner.ReportAs<CommandEvent>(m_id,
-                                     "command " + m_path + " has run for " + limit + " s and is told to end");
+      m_owner.ReportAs<CommandEvent>(
+          m_id, "command " + m_path + " timed out after " + limit + " s, terminating it");
       m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.grace);
       return Signal(SIGTERM);
     }
@@ -178,8 +178,7 @@ Launcher::~Launcher() = default;
 void Launcher::Launch(LaunchRequest request) {
   assert(m_loop.IsInside());
   if (m_waiting.size() >= m_options.maxWaiting) {
-    ReportAs<CommandEvent>(request.id,
-                           "command " + request.program + " was not started: too many commands are waiting");
+    ReportAs<CommandEvent>(request.id, "command " + request.program + " was not started: queue full");
     return;
   }
   m_waiting.push_back(std::move(request));

@@ -41,7 +41,7 @@ void MailSession::Begin() {
 
 void MailSession::Open() {
   const auto address = ServerAddress::Parse(m_server, m_schemes);
-  if (!address) return m_client.Ended("not a valid " + std::string(m_protocol) + " server address");
+  if (!address) return m_client.Ended("invalid " + std::string(m_protocol) + " server address");
   m_dialogue.emplace(m_context, m_client, static_cast<LineDialogue::Client&>(*this));
   m_dialogue->Open(*address, m_timeout);
 }
@@ -81,7 +81,7 @@ std::string ArgumentFailure(std::string_view what, std::string_view text) {
   const auto the = "the " + std::string(what);
   if (text.empty()) return the + " is missing";
   if (text.size() > MaxArgument) return the + " is too long";
-  if (PlainText(text, text.size()) != text) return the + " holds characters that cannot be sent";
+  if (PlainText(text, text.size()) != text) return the + " contains invalid characters";
   return {};
 }
 

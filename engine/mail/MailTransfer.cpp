@@ -147,7 +147,7 @@ MailTransfer::Outcome MailTransfer::Enter(At at) {
   if (at == Done) return std::string();
   if (at == StartTls && (!m_offersTls || Dialogue().IsSecured())) at = MailFrom;
   if (at == MailFrom && !m_offersUtf8 && !platform::IsAscii(m_mail.from + m_mail.to))
-    return Failure("the server takes no mail addresses beyond ASCII");
+    return Failure("the server does not support SMTPUTF8");
   m_at = at;
   Dialogue().Send((this->*Rows[at].command)() + "\r\n");
   return std::nullopt;

@@ -23,7 +23,7 @@ std::size_t IndexOf(std::string_view key) {
 }
 
 void CheckSize(const std::string& value) {
-  if (value.size() > console::engine::MaxValueSize) Refuse("the value is longer than 1 MiB");
+  if (value.size() > console::engine::MaxValueSize) Refuse("value longer than 1 MiB");
 }
 }  // namespace
 
@@ -42,14 +42,13 @@ void Attributes::SetAt(std::size_t index, std::string value) {
 void Attributes::Set(std::string_view key, std::string value) {
   if (const auto index = IndexOf(key); index != NotKnown) return SetAt(index, std::move(value));
   CheckSize(value);
-  if (key.empty() || key.size() > console::engine::MaxKeySize)
-    Refuse("the attribute's name is empty or too long");
+  if (key.empty() || key.size() > console::engine::MaxKeySize) Refuse("attribute name empty or too long");
   const auto other = m_others.find(key);
   if (other != m_others.end()) {
     other->second = std::move(value);
     return;
   }
-  if (m_others.size() >= MaxOthers) Refuse("the monitor has too many attributes");
+  if (m_others.size() >= MaxOthers) Refuse("too many attributes");
   m_others.emplace(key, std::move(value));
 }
 

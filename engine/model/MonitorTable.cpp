@@ -21,13 +21,12 @@ void CheckName(std::string_view name, MonitorTypes types) {
   const auto refuse = [&](const char* why) {
     throw EngineError(EngineErrorCode::Invalid, std::string(why) + ": " + std::string(name.substr(0, 80)));
   };
-  if (name.size() > ce::MaxNameSize) refuse("the monitor's name is too long");
-  if (std::ranges::any_of(name, &platform::IsAsciiControl))
-    refuse("the monitor's name holds a control character");
+  if (name.size() > ce::MaxNameSize) refuse("monitor name too long");
+  if (std::ranges::any_of(name, &platform::IsAsciiControl)) refuse("control character in the monitor name");
   const auto separator = name.find(ce::NameSeparator);
   if (separator == std::string_view::npos || separator + ce::NameSeparator.size() == name.size())
-    refuse("a monitor's name has the form TYPE Of NAME");
-  if (FindType(types, TypeNameOf(name)) == nullptr) refuse("no such type of monitor");
+    refuse("monitor name not of the form TYPE Of NAME");
+  if (FindType(types, TypeNameOf(name)) == nullptr) refuse("unknown monitor type");
 }
 }  // namespace
 
@@ -54,7 +53,7 @@ const Monitor* MonitorTable::Find(std::string_view fullName) const {
 
 Monitor& MonitorTable::Get(MonitorId id) {
   const auto found = m_monitors.find(id);
-  if (found == m_monitors.end()) throw EngineError(EngineErrorCode::NotFound, "the monitor does not exist");
+  if (found == m_monitors.end()) throw EngineError(EngineErrorCode::NotFound, "no such monitor");
   return found->second;
 }
 
@@ -67,14 +66,14 @@ void MonitorTable::Touch(Monitor& monitor) {
 const Monitor& MonitorTable::Add(std::string_view fullName, Attributes attributes, std::uint32_t number) {
   CheckName(fullName, m_types);
   if (Find(fullName) != nullptr)
-    throw EngineError(EngineErrorCode::Exists, "a monitor of this name exists: " + std::string(fullName));
+    throw EngineError(EngineErrorCode::Exists, "monitor already exists: " + std::string(fullName));
   if (Count() >= ce::MaxMonitors)
-    throw EngineError(EngineErrorCode::Full, "the engine is full: it holds at most " +
-                                                 std::to_string(ce::MaxMonitors) + " monitors");
+    throw EngineError(EngineErrorCode::Full,
+                      "too many monitors, the limit is " + std::to_string(ce::MaxMonitors));
   m_lastNumber = number != 0 ? std::max(number, m_lastNumber) : m_lastNumber + 1;
   const MonitorId id = FirstOf(m_generation) | (number != 0 ? number : m_lastNumber);
   const auto [place, isNew] = m_monitors.try_emplace(id);
-  if (!isNew) throw EngineError(EngineErrorCode::Exists, "two monitors have the same number");
+  if (!isNew) throw EngineError(EngineErrorCode::Exists, "duplicate monitor number");
   Monitor& monitor = place->second;
   monitor.id = id;
   monitor.name = fullName;

@@ -22,8 +22,8 @@ double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::str
   const bool counts = number && (*number > 0 || *number == rule.least);
   const double acting = counts ? std::clamp(*number, rule.least, rule.most) : DefaultOf(rule.key);
   if (acting != number && !(rule.zeroIsDefault && number == 0.0)) {
-    AppendRemark(remark, std::string(rule.key) + " is \"" + text.substr(0, 40) + "\", " +
-                             formats::FormatNumber(acting) + " is used instead");
+    AppendRemark(remark, std::string(rule.key) + " is \"" + text.substr(0, 40) + "\", using " +
+                             formats::FormatNumber(acting) + " instead");
   }
   return acting;
 }

@@ -59,7 +59,7 @@ std::string_view LineDialogue::Step() const {
       if (IsConnected()) break;
       return "connecting";
     case State::Securing:
-      return "securing the connection";
+      return "TLS handshake";
     case State::Open:
       break;
   }
@@ -153,7 +153,7 @@ void LineDialogue::BecomeOpen() {
 
 void LineDialogue::Secure() {
   m_state = State::Securing;
-  if (m_consumed < m_in.size()) return Fail("the server said more before TLS than it was asked");
+  if (m_consumed < m_in.size()) return Fail("unexpected data before the TLS handshake");
   BeginTls();
 }
 
@@ -267,7 +267,7 @@ void LineDialogue::Flush() {
 
 void LineDialogue::WatchFor(std::uint32_t events) {
   if (std::exchange(m_watchedFor, events) == events) return;
-  if (!m_context.loop.Watch(m_socket.Get(), events, *this)) Fail("the system watches no more connections");
+  if (!m_context.loop.Watch(m_socket.Get(), events, *this)) Fail("cannot watch the connection");
 }
 
 std::string LineDialogue::LocalAddress() const {

@@ -17,9 +17,9 @@ std::string ConnectionFailure(int error, const std::string& otherwise) {
     case EPIPE:
       return "connection reset by the server";
     case EHOSTUNREACH:
-      return "host not reachable";
+      return "host unreachable";
     case ENETUNREACH:
-      return "network not reachable";
+      return "network unreachable";
     default:
       return otherwise + ": " + std::generic_category().message(error);
   }
@@ -45,7 +45,7 @@ std::string TlsFailure(const std::string& host, std::string_view why) {
 }
 
 std::string AuthoritiesUnreadable() {
-  return "the file of trusted certificate authorities cannot be read";
+  return "cannot read the file of trusted certificate authorities";
 }
 
 }  // namespace norvane::engine

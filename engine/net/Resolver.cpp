@@ -46,7 +46,7 @@ std::string FailureText(int status) {
     case ARES_ENODATA:
       return "name not found";
     case ARES_EBADNAME:
-      return "not a valid host name";
+      return "invalid host name";
     case ARES_ETIMEOUT:
       return "no answer from the name server";
     case ARES_ECONNREFUSED:  // or it answered that it cannot, or will not
@@ -90,7 +90,7 @@ class Resolver::Channel : public Watcher {
       status = ares_set_servers_ports_csv(m_channel, options.nameServers.c_str());
     if (status == ARES_SUCCESS) return;
     if (m_channel != nullptr) ares_destroy(m_channel);
-    throw std::runtime_error(std::string("name lookup cannot be set up: ") + ares_strerror(status));
+    throw std::runtime_error(std::string("cannot set up name lookup: ") + ares_strerror(status));
   }
   ~Channel() override { ares_destroy(m_channel); }
 

@@ -72,11 +72,11 @@ void Notifier::Notify(NotifyRequest request, std::uint64_t ticket) {
   assert(m_loop.IsInside());
   NotificationEnded report{request.id, ticket, {}};
   auto mode = NotifyMode::Parse(request.mode);
-  if (mode.form == NotifyMode::Form::None) return End(std::move(report), "no notification is set");
+  if (mode.form == NotifyMode::Form::None) return End(std::move(report), "no notification configured");
   const auto queue = m_queues.find(mode.form);
   if (queue == m_queues.end()) return End(std::move(report), "unknown notification mode");
   auto& waiting = queue->second.waiting;
-  if (waiting.size() >= MaxWaiting) return End(std::move(report), "too many notifications are waiting");
+  if (waiting.size() >= MaxWaiting) return End(std::move(report), "notification queue full");
   waiting.push_back(std::make_unique<Sending>(*this, queue->second, std::move(mode), std::move(request),
                                               std::move(report)));
   m_begin.Set(m_loop.Now());

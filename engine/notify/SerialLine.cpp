@@ -25,8 +25,7 @@ constexpr Speed Speeds[] = {{300, B300},     {1200, B1200},   {2400, B2400},
 speed_t CodeOf(int bits) {
   const auto* speed =
       std::find_if(std::begin(Speeds), std::end(Speeds), [&](const Speed& row) { return row.bits == bits; });
-  if (speed == std::end(Speeds))
-    throw std::runtime_error("a modem speed of " + std::to_string(bits) + " is not possible");
+  if (speed == std::end(Speeds)) throw std::runtime_error("unsupported modem speed: " + std::to_string(bits));
   return speed->code;
 }
 

@@ -152,7 +152,7 @@ void RequireFile(const std::string& path) {
 Database OpenOurs(const std::string& path) {
   struct stat info {};
   if (::stat(path.c_str(), &info) != 0) {
-    if (errno == ENOENT) throw StoreError(StoreErrorCode::NoFile, path + ": there is no such file");
+    if (errno == ENOENT) throw StoreError(StoreErrorCode::NoFile, path + ": no such file");
     FailedWith(path, errno);
   }
   if (!S_ISREG(info.st_mode)) Unreadable(path, "not a regular file");
@@ -228,7 +228,7 @@ void ReadRows(Database& database, const std::string& path, MonitorTable& table) 
   bool moreOthers = others.Step();
   while (rows.Step()) {
     if (rows.NumberAt(0) < 1 || rows.NumberAt(0) > LastNumber)
-      Unreadable(path, "a monitor has an impossible number");
+      Unreadable(path, "monitor number out of range");
     const auto number = static_cast<std::uint32_t>(rows.NumberAt(0));
     Attributes attributes;
     for (std::size_t i = 0; i < KnownKeys.size(); ++i)

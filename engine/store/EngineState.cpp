@@ -30,8 +30,8 @@ EngineState::EngineState(std::string folder, Writer& writer, Notice notice)
   } catch (const StoreError& error) {
     if (error.Code() != StoreErrorCode::Unreadable) throw;
     m_file.reset();
-    m_notice(std::string(error.what()) + "; it was kept as " + KeepAside(StateFile::PathIn(m_folder)) +
-             ", and the service-wide values were lost");
+    m_notice(std::string(error.what()) + "; kept as " + KeepAside(StateFile::PathIn(m_folder)) +
+             ", service-wide values lost");
     Open();
   }
   if (!Value(ControlPass).empty()) return;
@@ -54,7 +54,7 @@ void EngineState::Commit(const std::map<std::string, std::string>& values, Compl
   for (const auto& [key, value] : values) {
     if (key == ControlPass || key.empty() || key.size() > console::engine::MaxKeySize ||
         value.size() > console::engine::MaxValueSize)
-      throw EngineError(EngineErrorCode::Invalid, "the service value cannot be set: " + key);
+      throw EngineError(EngineErrorCode::Invalid, "invalid service value: " + key);
   }
   const StateFile::Values changed(values.begin(), values.end());
   auto all = changed;

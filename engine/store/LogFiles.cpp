@@ -81,7 +81,7 @@ Failure WriteAll(int fd, std::string_view text) {
 }
 
 Failure Append(const std::string& path, std::string_view text, std::uintmax_t maxSize) {
-  if (path.find('\0') != std::string::npos) return "its name holds a zero character";
+  if (path.find('\0') != std::string::npos) return "NUL character in its name";
   auto file = Open(path);
   if (!file && errno == ENOENT) {
     if (const auto error = platform::MakeFolder(std::filesystem::path(path).parent_path().string()))
@@ -90,7 +90,7 @@ Failure Append(const std::string& path, std::string_view text, std::uintmax_t ma
   }
   struct stat status {};
   if (!file || ::fstat(file.Get(), &status) != 0) return LastError();
-  if (!S_ISREG(status.st_mode)) return "it is not a regular file";
+  if (!S_ISREG(status.st_mode)) return "not a regular file";
   const auto size = static_cast<std::uintmax_t>(status.st_size);
   if (maxSize != 0 && size != 0 && size + text.size() > maxSize) {
     if (::rename(path.c_str(), (path + ".1").c_str()) != 0) return LastError();

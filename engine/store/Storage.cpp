@@ -60,8 +60,7 @@ std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
   } catch (const StoreError& error) {
     if (error.Code() == StoreErrorCode::Failed) throw;
     if (error.Code() == StoreErrorCode::Unreadable)
-      m_client.Notice(std::string("the data file cannot be read, so the engine starts without monitors: ") +
-                      error.what());
+      m_client.Notice(std::string("cannot read the data file, starting without monitors: ") + error.what());
     return std::make_unique<MonitorTable>(m_lastGeneration, m_types);
   }
 }
@@ -162,7 +161,7 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
       [this, saving, path, done = std::move(done)](std::exception_ptr error) {
         try {
           if (!saving->keptAs.empty())
-            m_client.Notice(path + " was not a readable data file; it was kept as " + saving->keptAs);
+            m_client.Notice(path + " was not a readable data file; kept as " + saving->keptAs);
           if (error) std::rethrow_exception(error);
           if (!saving->state) return StartSave(path, true, done);
           if (path == m_dataFile) {

@@ -101,13 +101,13 @@ void Writer::Report(const std::string& report) {
 void Writer::Write(const std::vector<LogLine>& lines, std::size_t lost) noexcept {
   try {
     m_write(lines);
-    if (lost != 0) Report(std::to_string(lost) + " log lines were lost: the disk is too slow for them");
+    if (lost != 0) Report(std::to_string(lost) + " log lines dropped: the disk is too slow");
   } catch (...) {
     try {
       Report(std::to_string(lines.size() + lost) +
-             " log lines were lost: " + platform::ErrorText(std::current_exception()));
+             " log lines lost: " + platform::ErrorText(std::current_exception()));
     } catch (const std::bad_alloc&) {
-      std::fputs("norvane-engine: log lines were lost: out of memory\n", stderr);
+      std::fputs("norvane-engine: log lines lost: out of memory\n", stderr);
     }
   }
 }

@@ -84,7 +84,7 @@ std::string_view Transfer::Step() const {
     curl_easy_getinfo(m_handle->Get(), what, &microseconds);
     return microseconds > 0;
   };
-  if (!passed(CURLINFO_PRETRANSFER_TIME_T)) return IsConnected() ? "securing the connection" : "connecting";
+  if (!passed(CURLINFO_PRETRANSFER_TIME_T)) return IsConnected() ? "TLS handshake" : "connecting";
   return passed(CURLINFO_STARTTRANSFER_TIME_T) ? "receiving the page" : "waiting for the reply";
 }
 
@@ -99,13 +99,13 @@ bool Transfer::IsConnected() const {
 void Transfer::Visit(const char* url) {
   m_url.reset(curl_url());
   if (!m_url || curl_url_set(m_url.get(), CURLUPART_URL, url, UrlFlags) != CURLUE_OK)
-    return End(m_redirects == 0 ? "not a valid URL" : "redirect to something that is not a valid URL");
+    return End(m_redirects == 0 ? "invalid URL" : "redirect to an invalid URL");
   const auto scheme = UrlPart(m_url.get(), CURLUPART_SCHEME);
   if (!platform::EqualsIgnoringCase(scheme, "http") && !platform::EqualsIgnoringCase(scheme, "https"))
-    return End(m_redirects == 0 ? "not a URL of http or https"
+    return End(m_redirects == 0 ? "not an http or https URL"
                                 : "redirect to a scheme other than http or https");
   m_host = UrlPart(m_url.get(), CURLUPART_HOST, CURLU_PUNYCODE);
-  if (m_host.empty()) return End("not a valid host name");
+  if (m_host.empty()) return End("invalid host name");
   m_hasSecret = m_hasSecret || !UrlPart(m_url.get(), CURLUPART_USER).empty();
   if (const auto* answer = m_context.resolver.Known(m_host)) return Fetch(*answer);
   m_query =

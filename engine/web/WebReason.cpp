@@ -72,7 +72,7 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* message, cons
     case CURLE_GOT_NOTHING:
       return "connection closed without a reply";
     case CURLE_PARTIAL_FILE:
-      return "page broken off before its end";
+      return "connection closed before the end of the page";
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
       return BrokenConnection(curl, code, message);

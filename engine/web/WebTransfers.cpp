@@ -33,7 +33,7 @@ WebTransfers::Handle::Handle(const WebTransfers& owner, unsigned number)
       m_connectTo(List("::" + m_peer + ":")),
       m_curl(curl_easy_init()) {
   CURL* curl = m_curl.get();
-  if (curl == nullptr) throw std::runtime_error("libcurl gives no handle");
+  if (curl == nullptr) throw std::runtime_error("cannot create a libcurl handle");
   curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, m_error.data());
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
@@ -75,7 +75,7 @@ WebTransfers::WebTransfers(EventLoop& loop, std::string caFile)
       m_headers(List("Connection: close")),
       m_timer(loop, loop, [this] { Act(CURL_SOCKET_TIMEOUT, 0); }),
       m_multi(NewMulti()) {
-  if (!m_multi) throw std::runtime_error("libcurl cannot be set up");
+  if (!m_multi) throw std::runtime_error("cannot set up libcurl");
   m_timer.Set(m_loop.Now());  // from now on `Set` allocates nothing, and libcurl's callback cannot throw
   curl_multi_setopt(m_multi.get(), CURLMOPT_SOCKETFUNCTION, &WebTransfers::SocketChanged);
   curl_multi_setopt(m_multi.get(), CURLMOPT_SOCKETDATA, this);

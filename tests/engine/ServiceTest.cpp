@@ -100,7 +100,7 @@ TEST(Service, AReportThatCannotBeHandledLosesNoOther) {
   engine.checks->Report(id, held[1].second, std::string(console::engine::MaxValueSize + 1, 'x'));
   engine.checks->Report(id, held[2].second, "down");
   engine.service.OnWake();
-  const std::string tooLong = "internal error: the value is longer than 1 MiB";
+  const std::string tooLong = "internal error: value longer than 1 MiB";
   EXPECT_EQ(answers, (std::vector<std::string>{tooLong, "down"}));
   EXPECT_EQ(engine.service.Notices(), (std::deque<std::string>{"WebMonitor Of a: internal error: gone",
                                                                "WebMonitor Of a: " + tooLong}));

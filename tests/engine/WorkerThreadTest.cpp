@@ -41,7 +41,7 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
   const loopback::StalledPort stalled;
   const auto at = [](int port) { return "http://127.0.0.1:" + std::to_string(port) + "/"; };
   const std::string ok = "HTTP/1.1 200 OK\r\n", late = "no answer within 1 s ";
-  const auto noUrl = "not a valid URL", scheme = "not a URL of http or https";
+  const auto noUrl = "invalid URL", scheme = "not an http or https URL";
   const auto toScheme = "redirect to a scheme other than http or https";
   const auto tooLarge = "page larger than 16 MiB", longHeader = "reply header too long";
   const auto falseChunks = "connection broken: Illegal or missing hexadecimal sequence in chunked-encoding";
@@ -72,8 +72,8 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
       {"silent", {"", "", {}, End::Silence}, late + "(waiting for the reply)"},
       {"stuck", {ok + "Content-Length: 9\r\n\r\nabc", "", {}, End::Silence}, late + "(receiving the page)"},
       {"drop by drop", {ok + "\r\n", "a", milliseconds(50)}, late + "(receiving the page)"},
-      {"cut off", {ok + "Content-Length: 9\r\n\r\nabc"}, "page broken off before its end"},
-      {"cut off in its header", {ok + "X-Header: "}, "page broken off before its end"},
+      {"cut off", {ok + "Content-Length: 9\r\n\r\nabc"}, "connection closed before the end of the page"},
+      {"cut off in its header", {ok + "X-Header: "}, "connection closed before the end of the page"},
       {"closed", {""}, "connection closed without a reply"},
       {"reset", {"", "", {}, End::Reset}, "connection reset by the server"},
       {"endless page", {ok + "\r\n", std::string(65536, 'x')}, tooLarge},
@@ -91,9 +91,8 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
       {"redirect to a file", HttpServer::Redirect("file:///etc/passwd"), toScheme},
       {"redirect to ftp", HttpServer::Redirect("ftp://127.0.0.1/"), toScheme},
       {"redirect to a dead server", HttpServer::Redirect(at(refusing.Port())), "connection refused"},
-      {"redirect to no URL", HttpServer::Redirect("http://[broken"),
-       "redirect to something that is not a valid URL"},
-      {"redirect to no name", HttpServer::Redirect("http://\xff.test/"), "not a valid host name"},
+      {"redirect to no URL", HttpServer::Redirect("http://[broken"), "redirect to an invalid URL"},
+      {"redirect to no name", HttpServer::Redirect("http://\xff.test/"), "invalid host name"},
       {"redirect without a place", {"HTTP/1.1 304 Not Modified\r\n\r\n"}, "Ok"},
   };
   HttpServer silentAtOnce({.onConnect = Script{"", "", {}, End::Silence}});
@@ -110,7 +109,7 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
       {"refused", at(refusing.Port()), "connection refused"},
       {"no connection", at(stalled.Port()), late + "(connecting)"},
       {"silent at once", silentAtOnce.Url("/"), late + "(waiting for the reply)"},
-      {"no TLS", "https" + silentAtOnce.Url("/").substr(4), late + "(securing the connection)"},
+      {"no TLS", "https" + silentAtOnce.Url("/").substr(4), late + "(TLS handshake)"},
       {"endless TLS", "https" + endlessTls.Url("/").substr(4),
        "TLS with 127.0.0.1 failed: excessive message size"},
       {"reset at once", resetAtOnce.Url("/"), "connection reset by the server"},
@@ -184,7 +183,7 @@ TEST(WorkerThread, VerifiesCertificates) {
 
   options.caFile = folder / "none.pem";
   EXPECT_EQ(WorkerFixture(options).Check(Target(1, good.Url("/"))).result.reason,
-            "the file of trusted certificate authorities cannot be read");
+            "cannot read the file of trusted certificate authorities");
 }
 
 TEST(WorkerThread, AsksAsAPlainClient) {
@@ -265,7 +264,7 @@ TEST(WorkerThread, WaitingForATurnUsesUpTheTime) {
     for (const auto& report : worker.Next())
       reasons[report.ticket] = report.result.reason;
   EXPECT_EQ(reasons[1], "no answer within 0.6 s (waiting for the reply)");
-  EXPECT_EQ(reasons[2], "no answer within 0.3 s (waiting for this engine's turn, too many in flight)");
+  EXPECT_EQ(reasons[2], "no answer within 0.3 s (queued, too many checks in flight)");
   EXPECT_EQ(reasons[3], "Ok");
 }
 
@@ -309,7 +308,7 @@ TEST(WorkerThread, RemarksOnceOnANumberItCannotUse) {
   };
   worker->Start(target("so\x1bon"), milliseconds(0));
   collect(2);
-  EXPECT_EQ(remarks[0], "Monitor_Timeout (s) is \"so?on\", 30 is used instead");
+  EXPECT_EQ(remarks[0], "Monitor_Timeout (s) is \"so?on\", using 30 instead");
   EXPECT_EQ(remarks[1], "");
   worker->Update(target("late"));
   collect(2);

@@ -57,8 +57,8 @@ TEST(Launcher, FindsTheFolderOrSaysWhyNot) {
       {"empty", {"XDG_DATA_HOME=", "HOME=" + (home / "d")}, home / "d/.local/share/norvane", ""},
       {"dash", {"XDG_DATA_HOME=" + (home / "-e")}, home / "-e/norvane", ""},
       {"no home", {}, "", "norvanectl: HOME is not set"},
-      {"a file", {"HOME=" + file}, "", "norvanectl: your application folder " + file},
-      {"may not be made", {"HOME=/proc"}, "", "norvanectl: your application folder /proc/"},
+      {"a file", {"HOME=" + file}, "", "norvanectl: cannot create your application folder " + file},
+      {"may not be made", {"HOME=/proc"}, "", "norvanectl: cannot create your application folder /proc/"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);

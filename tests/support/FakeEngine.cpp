@@ -66,7 +66,7 @@ std::vector<std::string> FakePort::Names() const {
 
 FakeMonitor& FakePort::Held(MonitorId id) {
   const auto found = m_monitors.find(id);
-  if (found == m_monitors.end()) throw EngineError(EngineErrorCode::NotFound, "the monitor does not exist");
+  if (found == m_monitors.end()) throw EngineError(EngineErrorCode::NotFound, "no such monitor");
   return found->second;
 }
 
@@ -95,7 +95,7 @@ MonitorId FakePort::Find(std::string_view fullName) {
   static_cast<void>(Info());
   for (const auto& [id, monitor] : m_monitors)
     if (monitor.name == fullName) return id;
-  throw EngineError(EngineErrorCode::NotFound, "no monitor of this name: " + std::string(fullName));
+  throw EngineError(EngineErrorCode::NotFound, "no such monitor: " + std::string(fullName));
 }
 
 ce::MonitorPtr FakePort::Get(MonitorId id) {
@@ -136,7 +136,7 @@ void FakePort::CheckGate() {
 
 void FakePort::OpenGate(std::string_view controlPass) {
   if (controlPass != ServiceValue(ce::service::ControlPass))
-    throw EngineError(EngineErrorCode::Refused, "the control pass is wrong");
+    throw EngineError(EngineErrorCode::Refused, "wrong control pass");
   OpenGate();
 }
 
@@ -172,7 +172,7 @@ void FakePort::Add(std::string_view fullName) {
     throw EngineError(EngineErrorCode::Invalid, "not a monitor's name: " + std::string(fullName));
   const auto names = Names();
   if (std::count(names.begin(), names.end(), fullName) != 0)
-    throw EngineError(EngineErrorCode::Exists, "a monitor of this name exists: " + std::string(fullName));
+    throw EngineError(EngineErrorCode::Exists, "monitor already exists: " + std::string(fullName));
   Place(fullName, {ce::NewMonitorValues.begin(), ce::NewMonitorValues.end()});
 }
 

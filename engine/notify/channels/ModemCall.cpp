@@ -105,7 +105,7 @@ void ModemCall::Begin() {
   } catch (const std::runtime_error& error) {
     return m_client.Ended(error.what());
   }
-  if (!m_loop.Watch(m_line->Fd(), EPOLLIN, *this)) return Break("the line cannot be watched");
+  if (!m_loop.Watch(m_line->Fd(), EPOLLIN, *this)) return Break("cannot watch the line");
   Enter(m_settings.init.empty() ? Stage::Dial : Stage::Init);
 }
 
@@ -129,7 +129,7 @@ void ModemCall::Enter(Stage stage) {
 
 void ModemCall::Expect(std::string_view command, milliseconds time) {
   m_timer.Set(m_loop.Now() + time);
-  if (!command.empty() && !m_line->Write(command)) Break("it takes no commands");
+  if (!command.empty() && !m_line->Write(command)) Break("cannot write to the line");
 }
 
 void ModemCall::HangUpAfter(std::string failure, Stage next) {

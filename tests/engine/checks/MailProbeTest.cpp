@@ -268,7 +268,7 @@ TEST_P(MailProbe, VerifiesCertificatesWhereTheyArePromised) {
   EXPECT_EQ(worker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: excessive message size");
   options.caFile = folder / "none.pem";
   EXPECT_EQ(WorkerFixture(options).Check(promised).result.reason,
-            "the file of trusted certificate authorities cannot be read");
+            "cannot read the file of trusted certificate authorities");
 
   // An update of the machine's authorities, and the moment in which the file is away.
   const CertificateAuthority newcomer;
@@ -284,8 +284,8 @@ TEST_P(MailProbe, KeepsItsSecretsOutOfTheClearWhenTheUpgradeFails) {
   const std::string go = m_isPop3 ? "+OK\r\n" : "220 go\r\n", more = m_isPop3 ? "+OK in\r\n" : "250 in\r\n";
   const std::vector<std::pair<MailAnswer, std::string>> rows = {
       {{go, End::Close}, "TLS with 127.0.0.1 failed: connection "},  // closed or reset, as the system sees it
-      {{go, End::Silence}, "no answer within 0.4 s (securing the connection)"},
-      {{go + more, End::Tls}, "the server said more before TLS than it was asked"},
+      {{go, End::Silence}, "no answer within 0.4 s (TLS handshake)"},
+      {{go + more, End::Tls}, "unexpected data before the TLS handshake"},
   };
   for (const auto& [answer, reason] : rows) {
     SCOPED_TRACE(reason);
@@ -310,9 +310,8 @@ TEST_P(MailProbe, RefusesWhatItCannotSay) {
   const RefusingPort refusing;
   const StalledPort stalled;
   const auto at = [](int port) { return "127.0.0.1:" + std::to_string(port); };
-  const std::string unsayable = " holds characters that cannot be sent",
-                    noMail = " is not a bare mail address";
-  const auto noAddress = "not a valid " + m_kind.protocol + " server address";
+  const std::string unsayable = " contains invalid characters", noMail = " is not a bare mail address";
+  const auto noAddress = "invalid " + m_kind.protocol + " server address";
   struct Row {
     const char* name;
     std::string_view key;
@@ -384,7 +383,7 @@ TEST_P(SmtpProbe, WritesToAddressesBeyondAsciiWhereTheServerTakesThem) {
   EXPECT_EQ(server.Mails()[0].from, "<watcher@norvane.test> SMTPUTF8");
   SmtpServer ascii({.offersUtf8 = false});
   EXPECT_EQ(m_worker.Check(Target(ascii.Address(), "20", keys::To, to)).result.reason,
-            "SMTP: the server takes no mail addresses beyond ASCII");
+            "SMTP: the server does not support SMTPUTF8");
 }
 
 }  // namespace

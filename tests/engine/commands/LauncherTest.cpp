@@ -119,7 +119,7 @@ TEST_F(LauncherTest, TellsHowEachProgramEndedOrWhyItDidNotStart) {
       {"data", "data was not started: Permission denied"},
       {"sub", "sub was not started: Permission denied"},
       {"no program", "no program was not started: Exec format error"},
-      {std::string("exit3\0", 6), "exit3? was not started: its path holds a zero character"},
+      {std::string("exit3\0", 6), "exit3? was not started: NUL character in its path"},
   };
   for (const auto& [program, end] : rows) {
     SCOPED_TRACE(end);
@@ -142,7 +142,7 @@ TEST_F(LauncherTest, EndsTheWholeGroupOfAProgramThatRunsTooLong) {
   EXPECT_EQ(m_told.size(), 2u);
   m_now += milliseconds(1);
   RunUntil(Told("willing was ended by signal SIGTERM"));
-  EXPECT_EQ(Count("has run for 600 s and is told to end"), 2);
+  EXPECT_EQ(Count("timed out after 600 s, terminating it"), 2);
   EXPECT_EQ(Count("obstinate was ended"), 0);
   m_now += std::chrono::seconds(10);
   RunUntil(Told("obstinate was ended by signal SIGKILL"));
@@ -163,7 +163,7 @@ TEST_F(LauncherTest, RunsAFewAtATimeAndRefusesWhatIsTooMuch) {
   for (int i = 0; i < 5; ++i)
     Launch("wait");
   EXPECT_EQ(Count("started"), 3) << "two and the one that is refused";
-  EXPECT_EQ(Count("wait was not started: too many commands are waiting"), 1);
+  EXPECT_EQ(Count("wait was not started: queue full"), 1);
   for (const std::ptrdiff_t ended : {1, 2, 3, 4}) {
     Open(gate);
     RunUntil([&] { return Count("exit code 0") == ended; });
@@ -181,7 +181,7 @@ i=0; while [ $i -lt 2000 ]; do echo $i; i=$((i+1)); done; printf end)");
   RunUntil([&] { return m_output.size() == static_cast<std::size_t>(Launcher::MaxLines) + 1; });
   EXPECT_EQ(m_output[3], "shop: " + std::string(Launcher::MaxLineSize, 'x'));
   EXPECT_EQ(m_output[5], "shop: ?[2J?");
-  EXPECT_EQ(m_output.back(), "shop: (further output is dropped)");
+  EXPECT_EQ(m_output.back(), "shop: (output truncated)");
 }
 
 TEST_F(LauncherTest, HearsWhatAProgramLeftRunning) {

@@ -181,7 +181,7 @@ TEST(ModemCall, TellsWhyItCannotBegin) {
   const Rows<std::string, std::string, int, std::string> rows = {
       {"", "555", 9600, "no modem configured"},
       {modem.Device(), "call me", 9600, "no number to dial"},
-      {modem.Device(), "555", 9601, "a modem speed of 9601 is not possible"},
+      {modem.Device(), "555", 9601, "unsupported modem speed: 9601"},
       {folder / "none", "555", 9600, "modem " + folder / "none" + ": No such file or directory"},
       {file, "555", 9600, "modem " + file + ": Inappropriate ioctl for device"},
   };

@@ -71,7 +71,7 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
       {server.Url("/500?%s%s"), "HTTP status 500"},
       {server.Url("/none?%s%s"), "HTTP status 404"},
       {"http://127.0.0.1:" + std::to_string(refusing.Port()) + "/%s%s", "connection refused"},
-      {"http://%s%s/", "not a valid URL"},
+      {"http://%s%s/", "invalid URL"},
   };
   for (const auto& [mode, outcome] : rows)
     EXPECT_EQ(Outcome(mode), outcome) << mode;
@@ -92,7 +92,7 @@ TEST_F(NotifierTest, MailsThroughTheServerOfTheMode) {
 
 TEST_F(NotifierTest, TellsWhatItCannotSend) {
   const Rows<const char*, const char*> rows = {
-      {"", "no notification is set"},
+      {"", "no notification configured"},
       {"TEL://", "no modem configured"},
       {"FAX://", "unknown notification mode"},
       {"http://127.0.0.1/?msg=%s", "unknown notification mode"},
@@ -128,7 +128,7 @@ TEST_F(NotifierTest, RefusesWhatIsTooMuch) {
   for (std::size_t i = 0; i <= Notifier::MaxWaiting; ++i)
     Notify("TEL://");
   ASSERT_EQ(m_reports.size(), 1u);
-  EXPECT_EQ(m_reports[0].result.reason, "too many notifications are waiting");
+  EXPECT_EQ(m_reports[0].result.reason, "notification queue full");
   RunUntil([&] { return m_reports.size() == Notifier::MaxWaiting + 1; });
 }
 

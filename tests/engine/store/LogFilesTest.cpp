@@ -119,8 +119,8 @@ TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
       {"folder", "Is a directory"},
       {"file/below", "Not a directory"},
       {"pipe", "No such device or address"},
-      {"/dev/null", "it is not a regular file"},
-      {std::string("zero\0", 5), "its name holds a zero character"},
+      {"/dev/null", "not a regular file"},
+      {std::string("zero\0", 5), "NUL character in its name"},
       {"", "Is a directory"},
   };
   for (const auto& [pattern, reason] : rows) {
@@ -186,7 +186,7 @@ TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
     written.get_future().wait();
     reports = writer.Deliver();
   }
-  EXPECT_EQ(reports, std::vector<std::string>{"3 log lines were lost: the disk is too slow for them"});
+  EXPECT_EQ(reports, std::vector<std::string>{"3 log lines dropped: the disk is too slow"});
   EXPECT_EQ(ReadFile(folder / "log").size(), Writer::MaxLines * (Stamp.size() + 2));
 }
 
@@ -216,7 +216,7 @@ TEST(Writer, GoesOnAfterWhateverThrows) {
     writer.Log({"log", {}, "good"});
   }
   EXPECT_EQ(ends, (Texts{"bad job", "done"}));
-  EXPECT_EQ(reports, (Texts{"1 log lines were lost: bad line", "internal error: bad completion"}));
+  EXPECT_EQ(reports, (Texts{"1 log lines lost: bad line", "internal error: bad completion"}));
   EXPECT_EQ(logged, Texts{"good"});
 }
 

@@ -72,9 +72,9 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
       {server.Url("/gone"), "text/html | <b>gone</b>"},
       {server.Url("/empty"), "text/html | "},
       {server.Url("/large"), "failed: page larger than 4 MiB"},
-      {server.Url("/broken"), "failed: page broken off before its end"},
-      {server.Url("/page").substr(7), "failed: not a valid URL"},
-      {"ftp://127.0.0.1/", "failed: not a URL of http or https"},
+      {server.Url("/broken"), "failed: connection closed before the end of the page"},
+      {server.Url("/page").substr(7), "failed: invalid URL"},
+      {"ftp://127.0.0.1/", "failed: not an http or https URL"},
       {secure.Url("/"), "text/html | secret"},
   };
   WorkerOptions options;
