@@ -72,7 +72,7 @@ std::unique_ptr<OneConsole> OneConsole::Claim(const std::string& folder, const Q
     if (auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::ConsoleLock)))
       return std::unique_ptr<OneConsole>(new OneConsole(std::move(*lock), socket));
     if (Call(socket, token, deadline)) return nullptr;
-    QThread::msleep(PauseMilliseconds);  // it may be about to listen, or to end
+    QThread::msleep(PauseMilliseconds);  // it may be starting or exiting
   } while (!deadline.hasExpired());
   throw std::runtime_error("Norvane runs already, but does not answer");
 }

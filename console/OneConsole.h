@@ -16,15 +16,15 @@ class OneConsole : public QObject {
   Q_OBJECT
 
  public:
-  /// Nothing if the folder has a console already; that one has been called then, with `token`. Throws
+  /// Nothing if the folder has a console already, which has then been activated with `token`. Throws
   /// std::runtime_error if it doesn't answer in time, std::system_error if the folder can't be written to.
   [[nodiscard]] static std::unique_ptr<OneConsole> Claim(
       const std::string& folder, const QByteArray& token,
       std::chrono::milliseconds timeout = std::chrono::seconds(5));
 
  signals:
-  /// The user has started another console here. The token, which may be empty, is the desktop's leave to come
-  /// to the front.
+  /// The user has started another console here. The token, which may be empty, is the desktop's permission to
+  /// come to the front.
   void Called(const QByteArray& token);
 
  private:

@@ -11,12 +11,12 @@
 namespace norvane::console {
 
 namespace {
-constexpr int TakenExitCode = 3;  // another engine serves the folder
+constexpr int FolderInUse = 3;  // another engine serves the folder
 
 int WaitForEnd(pid_t child) {
   int status = 0;
   while (::waitpid(child, &status, 0) < 0) {
-    // It has ended, but how is kept from those who ignore SIGCHLD, as whoever started us may leave it.
+    // It has ended, but its status is lost if SIGCHLD is ignored, which we may have inherited.
     if (errno == ECHILD) return 0;
     if (errno != EINTR)
       throw std::system_error(errno, std::generic_category(), "can not wait for the engine");
@@ -34,7 +34,7 @@ void StartEngine(const std::string& folder) {
     throw std::system_error(error, std::generic_category(), "can not start " + program);
   const int status = WaitForEnd(child);
   const bool ended = WIFEXITED(status);
-  if (ended && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == TakenExitCode)) return;
+  if (ended && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == FolderInUse)) return;
   throw std::runtime_error(program + (ended ? " ended with code " + std::to_string(WEXITSTATUS(status))
                                             : std::string(" was killed at its start")));
 }

@@ -6,7 +6,7 @@
 
 namespace norvane::ctl {
 
-/// What the terminal said. `words` are the command and its operands.
+/// The command line. `words` are the command and its operands.
 struct Arguments {
   std::string folder;
   bool json = false;
@@ -14,13 +14,13 @@ struct Arguments {
   std::vector<std::string> words;
 };
 
-/// The program was called in a way that it does not understand; the text says what is wrong.
-class WrongUse : public std::runtime_error {
+/// Invalid command line; the text says what is wrong.
+class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Throws WrongUse.
+/// Throws UsageError.
 [[nodiscard]] Arguments Parse(int argc, char** argv);
 
 }  // namespace norvane::ctl

@@ -6,7 +6,7 @@
 namespace norvane::ctl {
 
 /// The program's exit codes.
-enum ExitCode { Done = 0, NotGood = 1, BadUse = 2, NoEngine = 3, Refused = 4 };
+enum ExitCode { Done = 0, NotGood = 1, InvalidUsage = 2, NoEngine = 3, Refused = 4 };
 
 /// What every command gets: the engine, and the operands after the command's name.
 struct Call {
@@ -15,7 +15,7 @@ struct Call {
   std::vector<std::string> operands;
 };
 
-/// Runs the command that `arguments` name. Throws WrongUse, EngineError, std::runtime_error.
+/// Runs the command that `arguments` name. Throws UsageError, EngineError, std::runtime_error.
 [[nodiscard]] ExitCode Run(const Arguments& arguments);
 
 /// The text of --help.

@@ -6,7 +6,7 @@
 
 #include "console/engine/Port.h"
 
-/// What norvanectl prints. Text forms escape control characters, since values may come from strangers; JSON
+/// What norvanectl prints. Text forms escape control characters, since values may come from peers; JSON
 /// forms are one value each, with the attribute keys as they are.
 namespace norvane::ctl {
 
@@ -36,11 +36,11 @@ using Fields = std::vector<Field>;
 [[nodiscard]] Fields StatusOf(const console::engine::EngineInfo& info,
                               const console::engine::MonitorSnapshot& monitors);
 
-/// A line a field, names in front.
+/// One line per field, the name first.
 void PrintFields(const Fields& fields);
 /// Columns as wide as their widest cell; the field names of the first row are the heading.
 void PrintTable(const std::vector<Fields>& rows);
-/// Text and a line end to standard output, which must take it: throws std::runtime_error otherwise.
+/// Writes text and a newline to standard output. Throws std::runtime_error if that fails.
 void PrintLine(const std::string& text);
 
 }  // namespace norvane::ctl

@@ -19,9 +19,9 @@ int main(int argc, char** argv) {
       return Done;
     }
     return Run(arguments);
-  } catch (const WrongUse& error) {
+  } catch (const UsageError& error) {
     std::fprintf(stderr, "norvanectl: %s\n\n%s\n", error.what(), HelpText().c_str());
-    return BadUse;
+    return InvalidUsage;
   } catch (const EngineError& error) {
     std::fprintf(stderr, "norvanectl: %s\n", Escaped(error.what()).c_str());
     const bool noAnswer = error.Code() == EngineErrorCode::Gone || error.Code() == EngineErrorCode::TimedOut;

@@ -27,21 +27,18 @@ struct Turn {
 };
 constexpr Turn Turns[] = {
     {12s, "The shop's page loses its basket.", &DemoServers::SetShop, false},
-    {24s, "The shop's page is mended.", &DemoServers::SetShop, true},
+    {24s, "The shop's page is repaired.", &DemoServers::SetShop, true},
     {30s, "The mailbox changes its password.", &DemoServers::SetMailbox, false},
-    {42s, "The mailbox takes the password again.", &DemoServers::SetMailbox, true},
-    {46s, "The mail relay closes.", &DemoServers::SetRelay, false},
-    {58s, "The mail relay opens again.", &DemoServers::SetRelay, true},
+    {42s, "The mailbox accepts the password again.", &DemoServers::SetMailbox, true},
+    {46s, "The mail relay goes down.", &DemoServers::SetRelay, false},
+    {58s, "The mail relay is up again.", &DemoServers::SetRelay, true},
 };
 
 constexpr char Welcome[] =
-    "The console comes up now, and with it, on this machine alone, a web server, two mail servers, a "
-    "mailbox\n"
-    "and a pager gateway. The list shows what the engine finds: blue is well, red is not. The services fail "
-    "and\n"
-    "come back by turns, each minute anew; here stands what the engine does about it. Click a monitor to see "
-    "its\n"
-    "settings and change them as you like. The demonstration ends when you close the console.\n";
+    "The console starts now, with a web server, two mail servers, a mailbox and a pager gateway, all on this\n"
+    "machine. The list shows the results of the checks: blue is good, red is failed. Each minute the services\n"
+    "fail and recover in turn; what the engine does is printed here. Click a monitor to see its settings and\n"
+    "change them as you like. The demonstration ends when you close the console.\n";
 }  // namespace
 
 Play::Play(link::EngineClient& engine, DemoServers& servers, const DemoFolder& folder)
@@ -51,7 +48,7 @@ Play::Play(link::EngineClient& engine, DemoServers& servers, const DemoFolder& f
   m_console.setProcessChannelMode(QProcess::ForwardedChannels);
   connect(&m_look, &QTimer::timeout, this, &Play::PrintNews);
   connect(&m_console, &QProcess::errorOccurred, this,
-          [this] { End("the console fails: " + m_console.errorString().toStdString()); });
+          [this] { End("cannot run the console: " + m_console.errorString().toStdString()); });
   connect(&m_console, &QProcess::finished, this,
           [this](int code) { End(code == 0 ? "" : "the console ended with code " + std::to_string(code)); });
 }

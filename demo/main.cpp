@@ -25,8 +25,8 @@ namespace {
 using namespace norvane;
 
 constexpr char Usage[] =
-    "Usage: norvane_demo                 starts the console with something to see; needs a display\n"
-    "       norvane_demo --pictures DIR  drives the console and writes pictures of its forms to DIR\n";
+    "Usage: norvane_demo                 starts the console with sample monitors; needs a display\n"
+    "       norvane_demo --pictures DIR  drives the console and writes screenshots of its forms to DIR\n";
 
 /// What both forms of the demonstration begin and end with.
 struct Stage {
@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
     else if (arguments.size() == 2 && arguments[0] == "--pictures")
       RunStory(argc, argv, argv[2]);
     else
-      throw std::runtime_error(std::string("not understood\n") + Usage);
+      throw std::runtime_error(std::string("invalid arguments\n") + Usage);
     return EXIT_SUCCESS;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "norvane_demo: %s\n", failure.what());

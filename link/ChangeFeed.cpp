@@ -10,7 +10,7 @@ namespace norvane::link {
 using console::engine::KnownKeys;
 
 namespace {
-// One monitor fits a message, and the batch that it ends was not full before it.
+// One monitor fits into a message, and a batch was not full before its last monitor.
 static_assert((KnownKeys.size() + engine::Attributes::MaxOthers) *
                           (console::engine::MaxValueSize + console::engine::MaxKeySize) +
                       2 * ChangeFeed::MaxBytes <
@@ -81,7 +81,7 @@ ChangeFeed::Batch ChangeFeed::Next(const engine::MonitorTable& table) {
 }
 
 std::uint64_t ChangeFeed::Batch::WordsHint() const {
-  constexpr std::size_t wordsPerMonitor = 40;  // its fields, its list of values, half a word lost for each
+  constexpr std::size_t wordsPerMonitor = 40;  // fields, list of values, half a word of padding each
   return 16 + removed.size() + monitors.size() * wordsPerMonitor + bytes / sizeof(capnp::word);
 }
 

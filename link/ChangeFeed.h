@@ -9,11 +9,11 @@
 
 namespace norvane::link {
 
-/// Follows a table for one console: remembers only the change up to which everything was handed out, and cuts
-/// what came later into batches.
+/// Follows a table for one console: keeps the number of the last change sent, and cuts later changes into
+/// batches.
 class ChangeFeed {
  public:
-  /// A batch has at most so many monitors, and ends with the one that brings it to so many bytes.
+  /// A batch ends at this number of monitors, or with the monitor that reaches this number of bytes.
   static constexpr std::size_t MaxMonitors = 1000;
   static constexpr std::size_t MaxBytes = 1 << 20;
 
@@ -30,9 +30,9 @@ class ChangeFeed {
     void Write(wire::Batch::Builder to) const;
   };
 
-  /// Whether the table has something that was not handed out.
+  /// Whether the table has changes that were not sent.
   [[nodiscard]] bool Pending(const engine::MonitorTable& table) const;
-  /// The next batch, which counts as handed out from now on.
+  /// The next batch, which counts as sent from now on.
   [[nodiscard]] Batch Next(const engine::MonitorTable& table);
 
  private:

@@ -12,19 +12,19 @@
 
 namespace norvane::link {
 
-/// Whether a process of user `peer` may speak to the engine: one of the engine's own user or root.
+/// Whether a process of user `peer` may connect: only the engine's own user or root.
 [[nodiscard]] bool IsOwnUserOrRoot(uid_t peer);
 
 /// Serves the engine's service to consoles through the socket in the application folder, mode 0600. Lives on
-/// the service thread's kj loop, for which it also calls `Service::OnWake`. Its end closes all connections
-/// and takes the socket away.
+/// the service thread's kj loop, for which it also calls `Service::OnWake`. The destructor closes all
+/// connections and removes the socket.
 ///
 /// A connection is dropped when its peer is of another user, does not say hello in time, or breaks the
-/// protocol; one console's conduct never holds up another.
+/// protocol; no console can hold up another.
 class EngineServer final : private kj::TaskSet::ErrorHandler {
  public:
   struct Options {
-    std::string folder;  ///< the caller holds it: a socket that stands there is a dead engine's
+    std::string folder;                        ///< locked by the caller: a socket found there is stale
     std::function<void()> onShutdown = [] {};  ///< a console asks the engine to end; on the service thread
     std::function<void(const std::string&)> log = [](const std::string&) {
     };  ///< a line for the administrator

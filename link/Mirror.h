@@ -23,12 +23,12 @@ class Mirror {
  public:
   // The link's thread.
 
-  /// The keys of the batches' values, in their order, and the engine's types. Forgets what an earlier try to
-  /// connect has left.
+  /// The keys of the batches' values, in their order, and the engine's types. Clears the state of an earlier
+  /// attempt to connect.
   void Begin(std::vector<std::string> wireKeys, std::vector<console::engine::MonitorTypeInfo> types);
   void Apply(wire::Batch::Reader batch);
   void SetGone();
-  /// The change that readers see all of; 0 until the first fill is complete.
+  /// Change number up to which readers see everything; 0 until the first fill is complete.
   [[nodiscard]] std::uint64_t Change() const;
 
   // Readers.
@@ -42,7 +42,7 @@ class Mirror {
   [[nodiscard]] console::engine::MonitorPtr Get(console::engine::MonitorId id) const;
   [[nodiscard]] console::engine::MonitorSnapshot All() const;
   /// Waits until something changed after the number that an earlier call gave (0: nothing seen yet), or until
-  /// the time is over. Gives the number of what there is now.
+  /// the time is over. Returns the number of the current state.
   [[nodiscard]] std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) const;
 
  private:
@@ -61,9 +61,9 @@ class Mirror {
 
   std::vector<std::string> m_wireKeys;
   std::vector<console::engine::MonitorTypeInfo> m_types;
-  std::array<unsigned, console::engine::KnownKeys.size()> m_sources{};  ///< where each stands in m_wireKeys
-  std::vector<unsigned> m_unknown;  ///< where those of m_wireKeys stand that this program does not know
-  std::optional<Table> m_next;      ///< another table on its way in; only the link's thread touches it
+  std::array<unsigned, console::engine::KnownKeys.size()> m_sources{};  ///< index of each in m_wireKeys
+  std::vector<unsigned> m_unknown;  ///< indexes of m_wireKeys that this program does not know
+  std::optional<Table> m_next;      ///< the table being received; only the link's thread touches it
 
   mutable std::mutex m_mutex;  ///< guards all below
   mutable std::condition_variable m_updated;

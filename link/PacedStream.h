@@ -4,8 +4,9 @@
 
 namespace norvane::link {
 
-/// Reads nothing from the peer while it has not taken what was written to it. So a peer that sends calls and
-/// never reads the answers makes nobody hold them. The peer must read without waiting for its own writes.
+/// Backpressure: stops reading from the peer until it has read what was written to it, so that a peer that
+/// sends calls without reading the answers cannot make us queue them. The peer must read without waiting for
+/// its own writes.
 class PacedStream final : public kj::AsyncIoStream {
  public:
   explicit PacedStream(kj::Own<kj::AsyncIoStream> inner) : m_inner(kj::mv(inner)) {}

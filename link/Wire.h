@@ -13,17 +13,17 @@
 #include "console/engine/EngineError.h"
 #include "link/engine.capnp.h"
 
-/// What both ends of the link share beside the schema.
+/// What both ends of the link share besides the schema.
 namespace norvane::link {
 
-/// The largest message that the engine takes; its largest need is one value of 1 MiB.
+/// The largest message that the engine accepts; the largest it needs is one value of 1 MiB.
 inline constexpr std::uint64_t MaxMessageToEngine = 32 << 20;
-/// The largest message that a console takes: one monitor with all values at their limits fits.
+/// The largest message that a console accepts: one monitor with all values at their limits fits.
 inline constexpr std::uint64_t MaxMessageToConsole = 128 << 20;
 
 [[nodiscard]] capnp::ReaderOptions ReaderLimit(std::uint64_t bytes);
 
-/// Throws EngineError (Invalid) if the path is longer than the system takes.
+/// Throws EngineError (Invalid) if the path is too long for a socket.
 [[nodiscard]] sockaddr_un SocketAddress(const std::string& folder);
 
 /// The one mapping from exceptions to the error of an answer. EngineError keeps its code; all else is Failed.
@@ -42,7 +42,7 @@ void WriteError(const std::exception_ptr& error, wire::Error::Builder to);
 [[nodiscard]] inline capnp::Data::Reader ToData(std::string_view text) {
   return {reinterpret_cast<const capnp::byte*>(text.data()), text.size()};
 }
-/// `text` must end with NUL after its last byte, as that of std::string does.
+/// `text` must be NUL-terminated, as that of std::string is.
 [[nodiscard]] inline capnp::Text::Reader ToText(const std::string& text) {
   return {text.c_str(), text.size()};
 }

@@ -84,7 +84,7 @@ void CharsetConverter::Close::operator()(void* handle) const noexcept {
 }
 
 const ByteMeanings* SingleByteCharset(const std::string& charset) {
-  // Only names that iconv knows are kept, so that strangers cannot fill the memory.
+  // Only names that iconv knows are kept, so that peers cannot fill the memory.
   thread_local std::unordered_map<std::string, std::unique_ptr<const ByteMeanings>> known;
   if (const auto found = known.find(charset); found != known.end()) return found->second.get();
   auto converter = CharsetConverter::Open("UTF-8", charset);

@@ -21,7 +21,7 @@ constexpr std::string_view IniBlanks = " \t\r";
 constexpr std::string_view ByteOrderMark = "\xef\xbb\xbf";
 
 std::string ReadFile(const std::string& path) {
-  // Non-blocking, so that a pipe of that name cannot hold the caller.
+  // Non-blocking, so that a FIFO of that name cannot block the caller.
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (!file || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};

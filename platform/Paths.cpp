@@ -43,7 +43,7 @@ std::string FindInSearchPath(const std::string& name, std::string_view searchPat
 std::string FolderOfThisProgram() {
   const char* searchPath = std::getenv("PATH");
   const auto folder = FolderOfProgram(program_invocation_name, searchPath ? searchPath : "");
-  // Whoever started the program may have made up its argv[0].
+  // argv[0] may be anything.
   return folder.empty() ? fs::read_symlink("/proc/self/exe").parent_path().string() : folder;
 }
 
@@ -76,7 +76,7 @@ std::string NativePath(std::string path) {
 
 bool FileExists(const std::string& path) {
   struct stat status {};
-  // The system would stop reading at a zero character and find another file.
+  // The system would stop at a NUL character and find another file.
   return path.find('\0') == std::string::npos && ::stat(path.c_str(), &status) == 0 &&
          S_ISREG(status.st_mode);
 }

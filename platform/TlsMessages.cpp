@@ -23,7 +23,7 @@ void CountMessage(int isOurs, int, int type, const void*, std::size_t, SSL* ssl,
   SSL_set_ex_data(ssl, CountIndex(), reinterpret_cast<void*>(count));
   if (count != MaxMessages) return;
   ERR_raise(ERR_LIB_SSL, SSL_R_EXCESSIVE_MESSAGE_SIZE);
-  SSL_set0_rbio(ssl, BIO_new(BIO_s_null()));  // from which nothing more comes
+  SSL_set0_rbio(ssl, BIO_new(BIO_s_null()));  // reads nothing more
 }
 
 }  // namespace

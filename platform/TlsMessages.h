@@ -4,9 +4,9 @@
 
 namespace norvane::platform {
 
-/// Makes a connection of `context` fail when its server sends more messages of TLS itself than any server has
-/// need of. Within one call OpenSSL takes the next one for as long as there is one, so that a server that
-/// never stops would hold the calling thread for ever.
+/// Makes a connection of `context` fail when its server sends more handshake messages than any server
+/// needs. OpenSSL reads such messages within one call as long as there are more, so that a server that
+/// never stops would block the calling thread for ever.
 void LimitTlsMessages(SSL_CTX* context);
 
 }  // namespace norvane::platform

@@ -5,7 +5,7 @@
 
 namespace norvane::platform {
 
-/// Stands for what cannot be decoded.
+/// Replaces what cannot be decoded.
 constexpr std::string_view ReplacementUtf8 = "\xef\xbf\xbd";
 
 struct Utf8Character {

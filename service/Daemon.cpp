@@ -32,7 +32,7 @@ namespace {
 }  // namespace
 
 Daemon::Daemon() {
-  ::close_range(STDERR_FILENO + 1, ~0U, 0);  // whoever started us may wait for the end of a pipe or a lock
+  ::close_range(STDERR_FILENO + 1, ~0U, 0);  // our parent may wait for the end of a pipe or a lock
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) Fail("pipe");
   const platform::FileDescriptor readEnd(ends[0]);
@@ -52,7 +52,7 @@ void Daemon::Ready(const std::string& folder) {
   const auto logFolder = platform::PathIn(folder, platform::files::LogFolder);
   const auto path = platform::PathIn(folder, platform::files::EngineLog);
   if (::mkdir(logFolder.c_str(), 0700) != 0 && errno != EEXIST) Fail(logFolder);
-  // Non-blocking, so that a pipe of that name cannot hold the engine and whoever starts it.
+  // Non-blocking, so that a FIFO of that name cannot block the engine and the process that starts it.
   const platform::FileDescriptor log(
       ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
   if (!log) Fail(path);

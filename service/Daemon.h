@@ -6,12 +6,12 @@
 
 namespace norvane::service {
 
-/// Puts the process into the background: a session of its own, input closed. Until `Ready` the output stays
-/// where the caller sees it; from then on it goes to `log/engine.log` of the folder.
+/// Runs the process in the background: its own session, no input. Until `Ready` the output goes to the
+/// caller; from then on to `log/engine.log` of the folder.
 class Daemon {
  public:
-  /// Forks, so no thread may run yet. The parent doesn't come back: it waits for `Ready` and ends with 0, or
-  /// ends with the child's exit code if the child ends before. Throws std::system_error.
+  /// Forks, so no thread may run yet. Does not return in the parent, which waits for `Ready` and exits with
+  /// 0, or with the child's exit code if the child exits before. Throws std::system_error.
   Daemon();
   void Ready(const std::string& folder);
 

@@ -22,7 +22,7 @@ std::optional<std::string> FaultOf(const GatewaySettings& settings) {
   // The parser knows an internet call by this address, and finds the pager type behind the first "mode".
   if (!url.starts_with("http://") && !url.starts_with("https://"))
     return fault("must begin with \"http://\" or \"https://\"");
-  if (Position(url, "mode") != 0) return fault("must not hold the word \"mode\"");
+  if (Position(url, "mode") != 0) return fault("must not contain \"mode\"");
   return std::nullopt;
 }
 

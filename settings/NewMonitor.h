@@ -17,7 +17,7 @@ extern const Rule WebUrl, WebFlag, Pager, PopPager, CallType, PopPoint, PopAccou
 }  // namespace wizard
 
 /// Judges the name, trimmed, that a new monitor of the type is to have. Without a name the failure has no
-/// message. `exists` tells whether there is a monitor of that full name.
+/// message. `exists` returns whether a monitor of that full name exists.
 [[nodiscard]] std::optional<RuleFailure> CheckName(std::string_view typeName, const std::string& name,
                                                    const std::function<bool(const std::string&)>& exists);
 

@@ -58,7 +58,7 @@ class EngineObject {
   static std::string AsCode(std::string_view text) { return '"' + std::string(text) + '"'; }
 };
 
-/// Service-wide values. `SetService` comes first and takes ServiceName only.
+/// Service-wide values. `SetService` comes first and accepts ServiceName only.
 class ServiceConfig : public EngineObject {
  public:
   explicit ServiceConfig(const EngineObject& origin) : EngineObject(origin) {}
@@ -171,7 +171,7 @@ class MonitorItem : public EngineObject {
   [[nodiscard]] int Kind();
   /// Empty text for a key that was never set.
   [[nodiscard]] std::string GetAttr(std::string_view key);
-  /// `Status` starts ("Enable") or stops the monitor; all else takes effect at its next check.
+  /// `Status` starts ("Enable") or stops the monitor; everything else takes effect at its next check.
   void SetAttr(std::string_view key, std::string_view value);
   [[nodiscard]] std::shared_ptr<MonitorRunner> Runner();
 

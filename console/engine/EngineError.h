@@ -8,14 +8,14 @@ namespace norvane::console::engine {
 /// Why an engine call failed. `Gone` and `TimedOut` speak of the way to the engine, all others are its
 /// answer.
 enum class EngineErrorCode {
-  Gone,      ///< no engine answers, or the one we were connected to has ended
+  Gone,      ///< no engine answers, or the connected one has ended
   TimedOut,  ///< the engine did not answer in time; whether the call took effect is unknown
   NotFound,  ///< no monitor, file or component of that name
-  Exists,    ///< a monitor of that name stands already
+  Exists,    ///< a monitor of that name already exists
   Refused,   ///< the control gate is closed, or the file belongs to something else
-  Invalid,   ///< a name, key or value that the engine does not take
-  Full,      ///< no room for another monitor
-  Failed,    ///< everything else; the text tells
+  Invalid,   ///< a name, key or value that the engine does not accept
+  Full,      ///< MaxMonitors monitors exist
+  Failed,    ///< everything else; see the text
 };
 
 /// A failed engine call. The text is for the user: what failed and why, no trailing full stop.

@@ -49,7 +49,7 @@ inline constexpr std::array<std::pair<std::string_view, std::string_view>, 5> Ne
     {keys::FailTimes, "2"},
 }};
 
-/// Types of monitor, as they stand at the head of a full name. The console passes over `TypeServer`.
+/// Types of monitor, the first part of a full name. The console skips `TypeServer`.
 inline constexpr std::string_view TypeWeb = "WebMonitor";
 inline constexpr std::string_view TypePop3 = "Pop3Monitor";
 inline constexpr std::string_view TypeSmtp = "SmtpMonitor";

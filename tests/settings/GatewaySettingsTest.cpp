@@ -32,8 +32,8 @@ TEST(SettingsGateway, HasDefaultsThatCanBeUsed) {
 
 TEST(SettingsGateway, RefusesAddressesThatMakeModesAmbiguous) {
   for (const auto& [url, reason] : Rows<std::string, const char*>{
-           {"http://modem.example.org/sms.dll?[Call]", "must not hold the word \"mode\""},
-           {"http://gw.example.org/x.dll?MoDe=[Call]", "must not hold the word \"mode\""},
+           {"http://modem.example.org/sms.dll?[Call]", "must not contain \"mode\""},
+           {"http://gw.example.org/x.dll?MoDe=[Call]", "must not contain \"mode\""},
            {"", "must begin with"},
            {"tel://", "must begin with"},
            {"gw.example.org/sms.dll?[Call]", "must begin with"},
