@@ -223,7 +223,7 @@ void Service::Notify(MonitorId id, CheckCompletion done) {
 }
 
 std::uint64_t Service::Fetch(std::string url, std::chrono::milliseconds limit, FetchCompletion done) {
-  if (url.size() > ce::MaxValueSize) throw EngineError(EngineErrorCode::Invalid, "the URL is too long");
+  if (url.size() > ce::MaxValueSize) throw EngineError(EngineErrorCode::Invalid, "URL too long");
   if (m_fetches.size() >= MaxFetches)
     throw EngineError(EngineErrorCode::Failed, "too many pages are being fetched");
   m_worker->Fetch({std::move(url), std::min(limit, MaxFetchTime)}, ++m_lastTicket);
