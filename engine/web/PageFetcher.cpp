@@ -12,8 +12,6 @@ namespace norvane::engine {
 using End = console::engine::PageReply::End;
 
 namespace {
-/// More than anybody looks at.
-constexpr std::size_t MaxSize = std::size_t{4} << 20;
 /// Of all fetches together.
 constexpr std::size_t PageQuota = std::size_t{64} << 20;
 }  // namespace
@@ -24,10 +22,9 @@ class PageFetcher::Fetching final : public ProbeClient {
       : m_owner(owner),
         m_ticket(ticket),
         m_deadline(owner.m_context.loop, *this, [this] { TimeOut(); }),
-        m_fetch(MakeWebFetch(
-            owner.m_transfers, owner.m_context,
-            {.url = std::move(request.url), .judge = AnyPage, .anyStatus = true, .maxSize = MaxSize},
-            request.limit, *this)),
+        m_fetch(MakeWebFetch(owner.m_transfers, owner.m_context,
+                             {.url = std::move(request.url), .judge = AnyPage, .anyStatus = true},
+                             request.limit, *this)),
         m_limit(request.limit) {}
 
   void Begin() {

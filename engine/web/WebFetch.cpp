@@ -128,7 +128,7 @@ void Transfer::SetOptions(const Resolver::Answer& answer) {
   m_handle->SetAddresses(UrlPart(m_url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT), answer.addresses);
   CURL* curl = m_handle->Get();
   curl_easy_setopt(curl, CURLOPT_CURLU, m_url.get());
-  curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_request.maxSize));
+  curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(MaxPageSize));
   curl_easy_setopt(curl, CURLOPT_FAILONERROR, m_request.anyStatus ? 0L : 1L);
   curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, &Transfer::OnSocket);
   curl_easy_setopt(curl, CURLOPT_SOCKOPTDATA, this);
@@ -148,7 +148,7 @@ int Transfer::OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept 
 std::size_t Transfer::OnBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
   auto& fetch = *static_cast<Transfer*>(self);
   fetch.m_pageSize += size;
-  if (fetch.m_pageSize > fetch.m_request.maxSize) return 0;  // which ends the transfer
+  if (fetch.m_pageSize > MaxPageSize) return 0;  // which ends the transfer
   fetch.m_exceedsQuota = fetch.m_request.judge && !fetch.m_page.Append({bytes, size});
   return fetch.m_exceedsQuota ? 0 : size;
 }
@@ -169,8 +169,8 @@ void Transfer::TransferEnded(CURLcode code) {
   long status = 0;
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   if (status >= 400 && !m_request.anyStatus) return End("HTTP status " + std::to_string(status));
-  if (m_pageSize > m_request.maxSize || code == CURLE_FILESIZE_EXCEEDED)
-    return End("page larger than " + std::to_string(m_request.maxSize >> 20) + " MiB");
+  if (m_pageSize > MaxPageSize || code == CURLE_FILESIZE_EXCEEDED)
+    return End("page larger than " + std::to_string(MaxPageSize >> 20) + " MiB");
   if (m_exceedsQuota) return End("too many large pages at once");
   if (m_headerSize > MaxHeaderSize) return End("reply header too long");
   if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl accepts as a reply

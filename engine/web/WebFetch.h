@@ -19,8 +19,7 @@ struct WebRequest {
   bool onlySuccess = false;  ///< a reply that isn't 2xx is a failure
   /// Why the page will not do; empty if it will. Without it any page will, and none is kept.
   std::function<std::string(const Page&)> judge{};
-  bool anyStatus = false;             ///< the page of an HTTP error will do too
-  std::size_t maxSize = MaxPageSize;  ///< of the page; a larger one is a failure
+  bool anyStatus = false;  ///< the page of an HTTP error will do too
 };
 
 /// A page on its way.

@@ -62,7 +62,7 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
   server.Set("/moved", HttpServer::Redirect("/page"));
   server.Set("/gone", HttpServer::Reply("<b>gone</b>", "text/html", "404 Not Found"));
   server.Set("/empty", HttpServer::Reply(""));
-  server.Set("/large", HttpServer::Reply(std::string((4 << 20) + 1, 'x')));
+  server.Set("/large", HttpServer::Reply(std::string((16 << 20) + 1, 'x')));
   server.Set("/broken", {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc"});
   server.Set("/silent", {"", "", {}, HttpServer::End::Silence});
   const std::pair<std::string, const char*> rows[] = {
@@ -71,7 +71,7 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
       {server.Url("/moved"), "text/html; charset=gbk | abc"},
       {server.Url("/gone"), "text/html | <b>gone</b>"},
       {server.Url("/empty"), "text/html | "},
-      {server.Url("/large"), "failed: page larger than 4 MiB"},
+      {server.Url("/large"), "failed: page larger than 16 MiB"},
       {server.Url("/broken"), "failed: connection closed before the end of the page"},
       {server.Url("/page").substr(7), "failed: invalid URL"},
       {"ftp://127.0.0.1/", "failed: not an http or https URL"},
