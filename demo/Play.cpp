@@ -35,9 +35,12 @@ constexpr Turn Turns[] = {
 };
 
 constexpr char Welcome[] =
-    "The console starts now, with a web server, two mail servers, a mailbox and a pager gateway, all on this\n"
-    "machine. The list shows the results of the checks: blue is good, red is failed. Each minute the services\n"
-    "fail and recover in turn; what the engine does is printed here. Click a monitor to see its settings and\n"
+    "The console starts now, with a web server, two mail servers, a mailbox and a pager gateway, all on "
+    "this\n"
+    "machine. The list shows the results of the checks: blue is good, red is failed. Each minute the "
+    "services\n"
+    "fail and recover in turn; what the engine does is printed here. Click a monitor to see its settings "
+    "and\n"
     "change them as you like. The demonstration ends when you close the console.\n";
 }  // namespace
 
