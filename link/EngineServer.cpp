@@ -191,8 +191,8 @@ kj::Promise<void> EngineServer::WatchService() {
       m_service.OnWake();
     } catch (const std::exception& error) {
       // Whether there is memory for the log or not.
-      static_cast<void>(kj::runCatchingExceptions(
-          [&] { m_options.log(std::string("result lost: ") + error.what()); }));
+      static_cast<void>(
+          kj::runCatchingExceptions([&] { m_options.log(std::string("result lost: ") + error.what()); }));
     }
     return WatchService();
   });
