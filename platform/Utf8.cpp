@@ -1,5 +1,6 @@
 #include "platform/Utf8.h"
 
+#include <unictype.h>
 #include <unistr.h>
 
 #include <algorithm>
@@ -37,6 +38,16 @@ std::string_view WholeCharacters(std::string_view text, std::size_t maxSize) {
   while (maxSize > 0 && !BeginsCharacter(text[maxSize]))
     --maxSize;
   return text.substr(0, maxSize);
+}
+
+bool IsInvisible(char32_t code) {
+  // Among the ignorable ones are all marks of direction, those of joining and of variants, soft hyphens and
+  // tags.
+  constexpr std::uint32_t Separators = UC_CATEGORY_MASK_Zl | UC_CATEGORY_MASK_Zp;
+  const bool isAnnotation = code >= 0xfff9 && code <= 0xfffb;
+  return IsControl(code) || isAnnotation ||
+         (code >= 0xa0 && (uc_is_property_default_ignorable_code_point(code) ||
+                           uc_is_general_category_withtable(code, Separators)));
 }
 
 std::size_t AsciiPrefix(std::string_view text) {

@@ -32,6 +32,10 @@ struct Utf8Character {
   return code < 0x20 || (code >= 0x7f && code < 0xa0);
 }
 
+/// Whether `code` may change what a reader sees of the text around it: control characters, marks of direction
+/// and whatever else has no shape of its own.
+[[nodiscard]] bool IsInvisible(char32_t code);
+
 /// How many bytes at the start of `text` are ASCII.
 [[nodiscard]] std::size_t AsciiPrefix(std::string_view text);
 

@@ -11,7 +11,7 @@ std::string PlainText(std::string_view text, std::size_t maxSize) {
   std::string plain;
   while (!text.empty() && plain.size() <= maxSize) {
     const auto [code, size] = platform::FirstCharacter(text);
-    plain += size == 0 || platform::IsControl(code) ? "?" : text.substr(0, size);
+    plain += size == 0 || platform::IsInvisible(code) ? "?" : text.substr(0, size);
     text.remove_prefix(std::max<std::size_t>(size, 1));
   }
   if (plain.size() <= maxSize) return plain;
