@@ -4,6 +4,7 @@
 #include <cassert>
 
 #include "formats/Number.h"
+#include "platform/Utf8.h"
 
 namespace norvane::engine {
 
@@ -22,8 +23,12 @@ double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::str
   const bool counts = number && (*number > 0 || *number == rule.least);
   const double acting = counts ? std::clamp(*number, rule.least, rule.most) : DefaultOf(rule.key);
   if (acting != number && !(rule.zeroIsDefault && number == 0.0)) {
-    AppendRemark(remark, std::string(rule.key) + " is \"" + text.substr(0, 40) + "\", using " +
-                             formats::FormatNumber(acting) + " instead");
+    AppendRemark(remark, std::string(rule.key)
+                             .append(" is \"")
+                             .append(platform::WholeCharacters(text, 40))
+                             .append("\", using ")
+                             .append(formats::FormatNumber(acting))
+                             .append(" instead"));
   }
   return acting;
 }

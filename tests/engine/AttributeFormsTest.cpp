@@ -40,6 +40,13 @@ TEST(CheckTimes, WhatIsNoNumberActsAsTheDefaultAndWhatIsTooFarAsTheLimit) {
   }
 }
 
+TEST(CheckTimes, ARemarkQuotesWholeCharacters) {
+  Attributes attributes = NewMonitorAttributes();
+  attributes.Set(keys::Timeout, std::string(39, 'x') + "\u00fc");
+  EXPECT_NE(CheckTimes::Of(attributes).remark.find(" is \"" + std::string(39, 'x') + "\","),
+            std::string::npos);
+}
+
 TEST(NotifyMode, FillsMessageAndNumberIntoTheCall) {
   for (const auto& [mode, message, number, url] : Rows<const char*, const char*, const char*, const char*>{
            {"http://g/?[Call]cmd=11&msg=%s&num=%s", "Server down", "+49 (555)",
