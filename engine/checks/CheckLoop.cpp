@@ -5,6 +5,7 @@
 
 #include "console/engine/MonitorKeys.h"
 #include "engine/model/CheckTimes.h"
+#include "engine/model/FullName.h"
 #include "engine/model/NumberAttribute.h"
 #include "engine/model/OutageRules.h"
 #include "engine/net/Reason.h"

@@ -1,10 +1,8 @@
 #include "engine/model/MonitorTable.h"
 
-#include <algorithm>
-
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
-#include "platform/Ascii.h"
+#include "engine/model/FullName.h"
 
 namespace norvane::engine {
 
@@ -18,21 +16,14 @@ constexpr std::uint64_t FirstOf(std::uint32_t generation) {
 }
 
 void CheckName(std::string_view name, MonitorTypes types) {
-  const auto refuse = [&](const char* why) {
-    throw EngineError(EngineErrorCode::Invalid, std::string(why) + ": " + std::string(name.substr(0, 80)));
-  };
-  if (name.size() > ce::MaxNameSize) refuse("monitor name too long");
-  if (std::ranges::any_of(name, &platform::IsAsciiControl)) refuse("control character in the monitor name");
-  const auto separator = name.find(ce::NameSeparator);
-  if (separator == std::string_view::npos || separator + ce::NameSeparator.size() == name.size())
-    refuse("monitor name not of the form TYPE Of NAME");
-  if (FindType(types, TypeNameOf(name)) == nullptr) refuse("unknown monitor type");
+  CheckFullName(name);
+  if (FindType(types, TypeNameOf(name)) != nullptr) return;
+  std::string known;
+  for (const auto& type : types)
+    known.append(known.empty() ? "" : ", ").append(type.name);
+  RefuseName(name, "unknown monitor type, known are " + known);
 }
 }  // namespace
-
-std::string_view TypeNameOf(std::string_view fullName) {
-  return fullName.substr(0, fullName.find(ce::NameSeparator));
-}
 
 bool Monitor::Running() const {
   return attributes->Get(ce::keys::Status) == ce::StatusEnable;

@@ -27,7 +27,4 @@ using MonitorTypes = std::span<const MonitorType>;
   return nullptr;
 }
 
-/// The type's name in a full name, "TYPE Of NAME".
-[[nodiscard]] std::string_view TypeNameOf(std::string_view fullName);
-
 }  // namespace norvane::engine

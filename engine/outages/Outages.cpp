@@ -4,6 +4,7 @@
 
 #include "console/engine/Limits.h"
 #include "console/engine/MonitorKeys.h"
+#include "engine/model/FullName.h"
 #include "engine/net/Reason.h"
 #include "platform/TimeText.h"
 

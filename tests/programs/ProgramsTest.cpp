@@ -172,7 +172,7 @@ TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
       {{"list"}, 0, ""},
       {{"add", shop}, 0, ""},
       {{"add", shop}, 4, "exists"},
-      {{"add", "FtpMonitor Of x"}, 4, "type"},
+      {{"add", "FtpMonitor Of x"}, 4, "known are WebMonitor, Pop3Monitor, SmtpMonitor: FtpMonitor Of x"},
       {{"add", "shop"}, 4, "TYPE Of NAME"},
       {{"set", shop, "Monitor_Parameter", server.Url("/good")}, 0, ""},
       {{"get", shop, "Monitor_Parameter"}, 0, server.Url("/good") + "\n"},

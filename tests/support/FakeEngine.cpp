@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "console/engine/Limits.h"
+#include "engine/model/FullName.h"
 
 namespace norvane::tests {
 
@@ -12,13 +13,6 @@ using ce::EngineErrorCode;
 using ce::MonitorId;
 
 namespace {
-bool IsMonitorName(std::string_view name, const std::vector<std::string>& types) {
-  const auto separator = name.find(ce::NameSeparator);
-  return separator != std::string_view::npos && separator + ce::NameSeparator.size() < name.size() &&
-         name.size() <= ce::MaxNameSize && name.find('\n') == std::string_view::npos &&
-         std::find(types.begin(), types.end(), name.substr(0, separator)) != types.end();
-}
-
 class FakeFetch : public ce::PageFetch {
  public:
   FakeFetch(const bool& isHeld, const FakePage* page, std::chrono::milliseconds limit)
@@ -168,8 +162,9 @@ void FakePort::Save(std::string_view path) {
 
 void FakePort::Add(std::string_view fullName) {
   CheckGate();
-  if (!IsMonitorName(fullName, m_types))
-    throw EngineError(EngineErrorCode::Invalid, "not a monitor's name: " + std::string(fullName));
+  engine::CheckFullName(fullName);
+  if (std::ranges::count(m_types, engine::TypeNameOf(fullName)) == 0)
+    engine::RefuseName(fullName, "unknown monitor type");
   const auto names = Names();
   if (std::count(names.begin(), names.end(), fullName) != 0)
     throw EngineError(EngineErrorCode::Exists, "monitor already exists: " + std::string(fullName));
