@@ -12,6 +12,7 @@
 #include <stdexcept>
 
 #include "engine/checks/ProbeType.h"
+#include "platform/FileNames.h"
 
 namespace norvane::bench {
 
@@ -22,7 +23,8 @@ void WriteDataFile(const std::string& folder, std::vector<engine::datafile::Row>
   all.rows = std::move(rows);
   all.total = all.rows.size();
   std::string keptAs;
-  if (!engine::datafile::Save(folder + "/NorvaneEngine.dat", all, engine::ProbeTable(), &keptAs))
+  const auto path = platform::PathIn(folder, platform::files::EngineData);
+  if (!engine::datafile::Save(path, all, engine::ProbeTable(), &keptAs))
     throw std::runtime_error("no data file");
 }
 

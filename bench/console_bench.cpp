@@ -29,6 +29,7 @@
 #include "console/shared/MonitorNames.h"
 #include "link/EngineClient.h"
 #include "loopback/TempFolder.h"
+#include "platform/FileNames.h"
 #include "platform/Paths.h"
 
 namespace {
@@ -130,7 +131,7 @@ void Fill(link::EngineClient& engine, const std::string& folder, int count) {
   }
   while (engine.Get(last)->Get(ce::keys::Result).empty())
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  engine.Save(folder + "/NorvaneEngine.dat");
+  engine.Save(platform::PathIn(folder, platform::files::EngineData));
 }
 
 void MeasureInChild(int count) {

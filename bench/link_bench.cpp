@@ -13,6 +13,7 @@
 #include "console/engine/Engine.h"
 #include "link/EngineClient.h"
 #include "loopback/TempFolder.h"
+#include "platform/FileNames.h"
 
 namespace {
 
@@ -102,7 +103,8 @@ void Measure(std::uint32_t count) {
   const double memory = engine.Memory();
   link::EngineClient keeper(options);
   ce::OpenGate(keeper);
-  const std::string copy = folder / "copy.dat", own = folder / "NorvaneEngine.dat";
+  const std::string copy = folder / "copy.dat",
+                    own = platform::PathIn(folder.Path(), platform::files::EngineData);
   const auto storing = Meanwhile(
       [&] {
         keeper.Save(copy);

@@ -8,6 +8,7 @@
 
 #include "console/engine/EngineError.h"
 #include "link/EngineClient.h"
+#include "platform/FileNames.h"
 #include "platform/Paths.h"
 
 namespace norvane::demo {
@@ -41,7 +42,7 @@ void DemoFolder::Write(const std::string& name, const std::string& content) cons
 }
 
 void DemoFolder::EndEngine() const {
-  if (!fs::exists(m_path + "/NorvaneEngine.sock")) return;
+  if (!fs::exists(platform::PathIn(m_path, platform::files::EngineSocket))) return;
   try {
     link::EngineClient engine({.folder = m_path, .startEngine = {}});
     console::engine::OpenGate(engine);

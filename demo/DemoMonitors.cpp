@@ -8,6 +8,7 @@
 #include "demo/DemoFolder.h"
 #include "demo/DemoServers.h"
 #include "link/EngineClient.h"
+#include "platform/FileNames.h"
 #include "platform/Paths.h"
 
 namespace norvane::demo {
@@ -62,8 +63,9 @@ void WriteCommand(const DemoFolder& folder, const std::string& name, const std::
 }  // namespace
 
 void WriteFiles(const DemoFolder& folder, const DemoServers& servers) {
-  folder.Write("config.ini", "[gateway]\nurl=" + servers.gateway.Url() + "\nsender=" + Sender +
-                                 "\n[help]\nfeedback=" + servers.web.Url(NewsPage) + "\n");
+  folder.Write(std::string(platform::files::Config),
+               "[gateway]\nurl=" + servers.gateway.Url() + "\nsender=" + Sender +
+                   "\n[help]\nfeedback=" + servers.web.Url(NewsPage) + "\n");
   WriteCommand(folder, "restart-shop.sh", "the shop would be restarted now, since: $NORVANE_RESULT");
   WriteCommand(folder, "shop-is-back.sh", "the shop is back after $NORVANE_FAILURES failures");
 }
@@ -83,7 +85,7 @@ void AddMonitors(link::EngineClient& engine, const DemoFolder& folder, const Dem
     for (const auto& [key, value] : monitor.attributes)
       engine.SetAttribute(id, key, value);
   }
-  engine.Save(folder / "NorvaneEngine.dat");
+  engine.Save(platform::PathIn(folder.Path(), platform::files::EngineData));
 }
 
 }  // namespace norvane::demo
