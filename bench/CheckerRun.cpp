@@ -35,7 +35,7 @@ int CheckerRun::OnDemand(int checks) {
     begin();
   for (int ended = 0; ended < checks;)
     for (const auto& report : AwaitReports(m_checker, m_event)) {
-      good += report.result.good;
+      good += report.result.IsGood();
       ++ended;
       if (begun < checks) begin();
     }
@@ -51,7 +51,7 @@ int CheckerRun::Scheduled(int perSecond, int seconds) {
   int ended = 0;
   while (ended < checks)
     for (const auto& report : AwaitReports(m_checker, m_event))
-      if (ended++ < checks) good += report.result.good;
+      if (ended++ < checks) good += report.result.IsGood();
   for (int i = 0; i < perSecond; ++i)
     m_checker.Stop(static_cast<engine::MonitorId>(i));
   return good;

@@ -134,7 +134,7 @@ void LateQuits(FigureTable& table, const CheckedServers& servers) {
                         i);
     while (times.size() < AtOnce)
       for (const auto& report : AwaitReports(checker, event)) {
-        bad += !report.result.good;
+        bad += !report.result.IsGood();
         times.push_back(static_cast<double>(report.result.duration.count()));
       }
   });

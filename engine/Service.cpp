@@ -252,7 +252,8 @@ void Service::Handle(Report& report) {
     Notice((monitor != nullptr ? monitor->name + ": " : std::string()) + why);
     std::visit(
         [&](const auto& each) {
-          if constexpr (requires { each.result; }) Answer(each.ticket, {false, why, each.result.at});
+          if constexpr (requires { each.result; })
+            Answer(each.ticket, {Outcome::Failed, why, each.result.at});
         },
         report);
   }
@@ -262,21 +263,29 @@ void Service::Handle(const CheckEnded& ended) {
   const auto& result = ended.result;
   if (const Monitor* monitor = m_table->Find(ended.id)) {
     if (!ended.remark.empty()) Log(*monitor, result.at, ended.remark);
-    m_table->Set(monitor->id, ce::keys::Result, result.reason);
-    Log(*monitor, result.at,
-        std::string(result.good ? "good" : "failed") + " in " + std::to_string(result.duration.count()) +
-            " ms: " + result.reason);
-    const int failures = monitor->Running() ? m_outages->Receive(*monitor, result) : 0;
-    m_table->NoteCheck(monitor->id, {true, result.at, result.duration, failures});
+    if (result.outcome == Outcome::NotMade)
+      Log(*monitor, result.at, "not made: " + result.reason);
+    else
+      HandleJudged(*monitor, result);
   }
   Answer(ended.ticket, result);
+}
+
+/// A result that says something about the service.
+void Service::HandleJudged(const Monitor& monitor, const CheckResult& result) {
+  m_table->Set(monitor.id, ce::keys::Result, result.reason);
+  Log(monitor, result.at,
+      std::string(result.IsGood() ? "good" : "failed") + " in " + std::to_string(result.duration.count()) +
+          " ms: " + result.reason);
+  const int failures = monitor.Running() ? m_outages->Receive(monitor, result) : 0;
+  m_table->NoteCheck(monitor.id, {true, result.at, result.duration, failures});
 }
 
 void Service::Handle(const NotificationEnded& ended) {
   const auto& result = ended.result;
   if (const Monitor* monitor = m_table->Find(ended.id))
-    Log(*monitor, result.at, result.good ? "notification sent" : "notification failed: " + result.reason);
-  m_outages->NotifyEnded(ended.id, ended.ticket, result.good);
+    Log(*monitor, result.at, result.IsGood() ? "notification sent" : "notification failed: " + result.reason);
+  m_outages->NotifyEnded(ended.id, ended.ticket, result.IsGood());
   Answer(ended.ticket, result);
 }
 

@@ -113,6 +113,7 @@ class Service final : private Storage::Client {
   void StopAll();
   void Handle(Report& report);
   void Handle(const CheckEnded& ended);
+  void HandleJudged(const Monitor& monitor, const CheckResult& result);
   void Handle(const NotificationEnded& ended);
   void Handle(const CommandEvent& event);
   void Handle(const CommandOutput& output);

@@ -18,7 +18,8 @@ namespace {
 
 /// How long a report waits for those of the checks that are still in flight: they are delivered in batches.
 constexpr milliseconds MaxReportDelay{20};
-constexpr milliseconds MaxWait{60000};
+/// So that whoever reads the figures sees that the loop turns.
+constexpr milliseconds MaxWait{1000};
 /// Each check in flight costs memory too, a few ten kilobytes.
 constexpr std::size_t MaxInFlight = 10000;
 /// Descriptors for everything that isn't a check: logs, consoles, the data file, started programs.
@@ -28,7 +29,7 @@ constexpr std::size_t SpareDescriptors = 256;
 constexpr const char* InternalError = "internal error";
 
 CheckResult NotBegun() {
-  return {false, InternalError, std::chrono::system_clock::now()};
+  return {Outcome::Failed, InternalError, std::chrono::system_clock::now()};
 }
 
 /// Raises the limit on descriptors as far as the machine lets us, and tells how many checks it allows.
@@ -76,6 +77,7 @@ WorkerThread::WorkerThread(const WorkerOptions& options, platform::EventFd& repo
       m_fetcher(m_context, [this](FetchEnded report) { Collect(std::move(report)); }) {
   if (!m_loop.Watch(m_commandsWait.Fd(), EPOLLIN, *this))
     throw std::runtime_error("the worker thread cannot watch its queue");
+  PublishFigures();
   m_thread = StartWithoutSignals([this] { Run(); });
 }
 
@@ -149,6 +151,11 @@ std::vector<Report> WorkerThread::DequeueReports() {
   return reports;
 }
 
+CheckFigures WorkerThread::Figures() const {
+  const std::lock_guard lock(m_mutex);
+  return m_figures;
+}
+
 void WorkerThread::Enqueue(std::function<void(WorkerThread&)> run, std::optional<Report> failure) {
   assert(m_service.IsInside());
   {
@@ -171,6 +178,7 @@ void WorkerThread::RunOnce() {
   SetAlarm();
   m_loop.RunOnce(MaxWait);
   m_checks.Turn();
+  PublishFigures();  // before the reports, so that whoever gets one finds it counted
   Deliver();
 }
 
@@ -208,6 +216,12 @@ void WorkerThread::Deliver() {
   }
   m_collected.clear();
   m_reportsWait.Signal();
+}
+
+void WorkerThread::PublishFigures() {
+  const auto figures = m_checks.Figures();
+  const std::lock_guard lock(m_mutex);
+  m_figures = figures;
 }
 
 void WorkerThread::SetAlarm() {

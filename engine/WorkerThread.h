@@ -28,7 +28,7 @@ struct WorkerOptions {
   /// In which the size of a page is counted.
   platform::LegacyCharset charset{};
   /// Checks in flight at most; 0: as many as the process may have descriptors for, within reason. Further
-  /// ones wait, and their time runs.
+  /// ones wait.
   std::size_t maxInFlight = 0;
   /// Bytes of pages held at once at most; a check whose page exceeds them fails.
   std::size_t maxPageBytes = std::size_t{256} << 20;
@@ -56,6 +56,7 @@ class WorkerThread final : public Worker, private Watcher {
   void Launch(LaunchRequest request) override;
   void Fetch(FetchRequest request, std::uint64_t ticket) override;
   void StopFetch(std::uint64_t ticket) override;
+  [[nodiscard]] CheckFigures Figures() const override;
   [[nodiscard]] std::vector<Report> DequeueReports() override;
 
  private:
@@ -74,6 +75,7 @@ class WorkerThread final : public Worker, private Watcher {
   EventOwner& Owner() override { return m_loop; }
   void Collect(Report report);
   void Deliver();
+  void PublishFigures();
   void SetAlarm();
 
   platform::EventFd& m_reportsWait;
@@ -83,9 +85,10 @@ class WorkerThread final : public Worker, private Watcher {
   std::unordered_map<MonitorId, std::uint64_t> m_starts;  // the last start of each started monitor
   std::uint64_t m_lastStart = 0;
 
-  std::mutex m_mutex;  // guards the queues
+  mutable std::mutex m_mutex;  // guards the queues and the figures
   std::vector<Command> m_commands;
   std::vector<Report> m_reports;
+  CheckFigures m_figures;
   platform::EventFd m_commandsWait;
   std::atomic<bool> m_isEnding = false;
 

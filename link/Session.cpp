@@ -88,7 +88,7 @@ kj::Promise<void> Session::RunLater(Context context, Start start) {
   return Begin(context, start).then([this, context](const Ended& ended) mutable {
     WriteAnswer(context.getResults().initAnswer(), ended.error);
     auto outcome = context.getResults().initOutcome();
-    outcome.setGood(ended.result.good);
+    outcome.setGood(ended.result.IsGood());
     outcome.setReason(ToText(ended.result.reason));
     outcome.setDurationMs(static_cast<std::uint32_t>(ended.result.duration.count()));
   });

@@ -19,24 +19,28 @@ namespace {
 /// Begun in one round of the loop. When checks are due faster than they can be made, those in flight then
 /// come to their end before more begin, and what they hold stays small and warm.
 constexpr int MaxBegunAtOnce = 32;
+/// What is less late than this is not worth a line in the log.
+constexpr milliseconds RemarkedLateness{1000};
 
 }  // namespace
 
-/// One check from the moment it is due. Without a probe it still waits for its turn.
+/// One check from the moment it is due. It waits for its turn first; its time runs from its real start.
 class CheckLoop::Check final : public ProbeClient {
  public:
   Check(CheckLoop& owner, const CheckTarget& target, milliseconds timeout)
       : m_owner(owner),
         m_target(target),
         m_timeout(timeout),
-        m_began(owner.m_loop.Now()),
+        m_due(owner.m_loop.Now()),
         m_deadline(owner.m_loop, *this, [this] { TimeOut(); }) {
     report.id = target.id;
-    report.result.at = std::chrono::system_clock::now();
-    m_deadline.Set(m_began + timeout);
   }
 
   void Begin() {
+    m_began = m_owner.m_loop.Now();
+    report.result.at = std::chrono::system_clock::now();
+    m_owner.NoteStart(report, m_due);
+    m_deadline.Set(m_began + m_timeout);
     m_probe = m_owner.m_types.at(TypeNameOf(m_target.name))->Make(m_target, m_timeout, *this);
     m_probe->Begin();
   }
@@ -55,14 +59,13 @@ class CheckLoop::Check final : public ProbeClient {
   Checks::iterator at;  // in the list that `isInFlight` tells
 
  private:
-  void TimeOut() {
-    Ended(NoAnswerWithin(m_timeout, m_probe ? m_probe->Step() : "queued, too many checks in flight"));
-  }
+  void TimeOut() { Ended(NoAnswerWithin(m_timeout, m_probe->Step())); }
 
   CheckLoop& m_owner;
   CheckTarget m_target;
   milliseconds m_timeout;
-  Moment m_began;
+  Moment m_due;
+  Moment m_began{};
   EventLoop::Timer m_deadline;
   std::unique_ptr<Probe> m_probe;
 };
@@ -133,10 +136,13 @@ std::optional<Moment> CheckLoop::NextTurn() const {
 
 void CheckLoop::EnqueueDue() {
   const auto now = m_loop.Now();
-  while (const auto id = m_schedule.StartNext(now)) {
+  while (const auto id = m_schedule.DequeueDue(now)) {
     auto& watched = m_watched.at(*id);
     m_loop.Serve(m_loop, [&] { EnqueueScheduled(watched); });
-    if (watched.check == nullptr) m_schedule.End(*id, now);  // it could not be made
+    if (watched.check != nullptr) continue;
+    m_schedule.Begin(*id, now);
+    m_schedule.End(*id, now);
+    ++m_figures.notMade;
   }
 }
 
@@ -163,12 +169,35 @@ void CheckLoop::BeginWaiting() {
   }
 }
 
+void CheckLoop::NoteStart(CheckEnded& report, Moment due) {
+  const auto now = m_loop.Now();
+  Schedule::Lateness start{std::chrono::duration_cast<milliseconds>(now - due), 0};
+  if (report.ticket == 0) start = m_schedule.Begin(report.id, now);
+  m_lateness.Note(now, start.late);
+  m_figures.notMade += start.missed;
+  if (start.late < RemarkedLateness && start.missed == 0) return;
+  AppendRemark(report.remark,
+               "started " + SecondsText(start.late) + " late" +
+                   (start.missed == 0 ? "" : ", checks not made: " + std::to_string(start.missed)));
+}
+
+CheckFigures CheckLoop::Figures() const {
+  auto figures = m_figures;
+  figures.latestStart = m_lateness.At(m_loop.Now());
+  figures.longestTurn = m_loop.LongestTurn();
+  figures.inFlight = m_inFlight.size();
+  figures.waiting = m_waiting.size();
+  figures.lastTurn = m_loop.Now();
+  return figures;
+}
+
 void CheckLoop::End(Check& check, const std::string& failure) noexcept {
   m_loop.Serve(m_loop, [&] {
     auto& report = check.report;
-    report.result.good = failure.empty();
+    report.result.outcome = failure.empty() ? Outcome::Good : Outcome::Failed;
     report.result.reason = failure.empty() ? std::string(console::engine::ResultOk) : PlainText(failure);
     report.result.duration = check.Lasted();
+    ++(report.result.IsGood() ? m_figures.good : m_figures.failed);
     if (report.ticket == 0) {
       m_watched.at(report.id).check = nullptr;
       if (m_schedule.End(report.id, m_loop.Now()))

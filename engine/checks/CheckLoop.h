@@ -11,7 +11,9 @@
 
 #include "engine/checks/ProbeType.h"
 #include "engine/checks/Schedule.h"
+#include "engine/model/CheckFigures.h"
 #include "engine/model/Reports.h"
+#include "engine/net/RecentMaximum.h"
 
 namespace norvane::engine {
 
@@ -21,7 +23,7 @@ class CheckLoop {
  public:
   using Deliver = std::function<void(CheckEnded)>;
 
-  /// At most `maxInFlight` checks are under way; further ones wait, and their time runs. Throws
+  /// At most `maxInFlight` checks are under way; further ones wait, which is none of their time. Throws
   /// std::exception when a library cannot be set up.
   CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxInFlight, Deliver deliver);
   ~CheckLoop();
@@ -39,6 +41,7 @@ class CheckLoop {
   /// None: not until something else happens.
   [[nodiscard]] std::optional<Moment> NextTurn() const;
   [[nodiscard]] bool HasInFlight() const { return !m_inFlight.empty(); }
+  [[nodiscard]] CheckFigures Figures() const;
 
  private:
   class Check;
@@ -59,6 +62,8 @@ class CheckLoop {
   void Enqueue(std::unique_ptr<Check> check);
   [[nodiscard]] bool MayBegin() const { return !m_waiting.empty() && m_inFlight.size() < m_maxInFlight; }
   void BeginWaiting();
+  /// The check of `report`, which was due at `due`, begins now.
+  void NoteStart(CheckEnded& report, Moment due);
   void End(Check& check, const std::string& failure) noexcept;
   void Drop(Check& check) noexcept;
 
@@ -70,6 +75,8 @@ class CheckLoop {
   std::unordered_map<MonitorId, Watched> m_watched;
   Checks m_waiting;
   Checks m_inFlight;
+  CheckFigures m_figures;  // counts only
+  RecentMaximum<std::chrono::milliseconds> m_lateness;
 };
 
 }  // namespace norvane::engine

@@ -34,16 +34,22 @@ void Schedule::Plan(MonitorId id, Entry& entry, Moment due) {
   entry.due = due;
 }
 
-std::optional<MonitorId> Schedule::StartNext(Moment now) {
+std::optional<MonitorId> Schedule::DequeueDue(Moment now) {
   if (m_due.empty() || m_due.begin()->first > now) return std::nullopt;
   const auto id = m_due.begin()->second;
+  m_entries.at(id).running = m_due.extract(m_due.begin());
+  return id;
+}
+
+Schedule::Lateness Schedule::Begin(MonitorId id, Moment now) {
   auto& entry = m_entries.at(id);
-  entry.running = m_due.extract(m_due.begin());
-  const auto missed = (now - entry.due) / entry.interval;
+  // An interval that grew while the check waited makes it early.
+  const auto late = std::max(now - entry.due, Moment::duration::zero());
+  const auto missed = late / entry.interval;
   entry.planned = entry.due + missed * entry.interval;
   entry.due = entry.planned + entry.interval;
   entry.started = now;
-  return id;
+  return {std::chrono::duration_cast<Interval>(late), missed};
 }
 
 bool Schedule::End(MonitorId id, Moment now) {

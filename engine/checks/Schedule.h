@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <unordered_map>
@@ -31,8 +32,15 @@ class Schedule {
   /// Counts from the last planned start; a monitor that was not yet started keeps its first moment.
   void SetInterval(MonitorId id, Interval interval);
 
-  /// A monitor whose check is to start, the longest overdue first; it counts as running from here on.
-  [[nodiscard]] std::optional<MonitorId> StartNext(Moment now);
+  struct Lateness {
+    Interval late;        ///< since the check was due
+    std::int64_t missed;  ///< planned starts that passed meanwhile
+  };
+
+  /// A monitor whose check is due, the longest overdue first; it isn't given again before its check ends.
+  [[nodiscard]] std::optional<MonitorId> DequeueDue(Moment now);
+  /// The check really begins.
+  Lateness Begin(MonitorId id, Moment now);
   /// The check has ended. True if it outlasted its interval; the next is then due at once.
   bool End(MonitorId id, Moment now);
 
@@ -46,13 +54,13 @@ class Schedule {
     Moment due;                       // the next planned start
     Moment planned{};                 // the last planned start
     std::optional<Moment> started{};  // when the last one really started
-    Due::node_type running{};         // the entry of `m_due` while the check runs
+    Due::node_type running{};         // the entry of `m_due` while the check waits or runs
   };
 
   void Plan(MonitorId id, Entry& entry, Moment due);
 
   std::unordered_map<MonitorId, Entry> m_entries;
-  Due m_due;  // those that are not running
+  Due m_due;  // those whose check neither waits nor runs
 };
 
 }  // namespace norvane::engine

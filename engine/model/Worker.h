@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "engine/model/CheckFigures.h"
 #include "engine/model/Reports.h"
 #include "engine/model/Requests.h"
 
@@ -23,6 +24,9 @@ class CheckRunner {
   /// One check at once, outside the schedule, reported under `ticket` (not 0), whether the monitor runs or
   /// not.
   virtual void CheckOnce(CheckTarget target, std::uint64_t ticket) = 0;
+
+  /// As of a moment ago.
+  [[nodiscard]] virtual CheckFigures Figures() const = 0;
 };
 
 /// Does what an outage asks for.

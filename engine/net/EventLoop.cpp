@@ -28,7 +28,10 @@ void LogToStandardError(const std::string& text) {
 }
 
 EventLoop::EventLoop(Clock clock, ErrorLog log)
-    : m_clock(std::move(clock)), m_log(std::move(log)), m_epoll(::epoll_create1(EPOLL_CLOEXEC)) {
+    : m_clock(std::move(clock)),
+      m_log(std::move(log)),
+      m_epoll(::epoll_create1(EPOLL_CLOEXEC)),
+      m_turnBegan(Now()) {
   if (!m_epoll) Fail("epoll_create1");
 }
 
@@ -86,8 +89,11 @@ int EventLoop::WaitFor(milliseconds longest) const {
 
 void EventLoop::RunOnce(milliseconds longest) {
   assert(IsInside());
+  const auto now = Now();
+  m_turns.Note(now, std::chrono::duration_cast<std::chrono::microseconds>(now - m_turnBegan));
   std::array<epoll_event, 256> events;
   const int count = ::epoll_wait(m_epoll.Get(), events.data(), events.size(), WaitFor(longest));
+  m_turnBegan = Now();
   if (count < 0 && errno != EINTR) Fail("epoll_wait");
   for (int i = 0; i < count; ++i) {
     const auto& event = events[static_cast<std::size_t>(i)];

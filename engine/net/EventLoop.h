@@ -9,6 +9,7 @@
 #include <tuple>
 #include <vector>
 
+#include "engine/net/RecentMaximum.h"
 #include "platform/FileDescriptor.h"
 #include "platform/ThreadCheck.h"
 
@@ -69,6 +70,8 @@ class EventLoop : public EventOwner {
 
   /// Waits until something is ready or the next timer is due, at most `longest`, and serves it.
   void RunOnce(std::chrono::milliseconds longest);
+  /// From one wait to the next, the longest of the last minute.
+  [[nodiscard]] std::chrono::microseconds LongestTurn() const { return m_turns.At(Now()); }
 
   /// Calls `event`; what it throws goes to `owner`.
   template <class Event>
@@ -101,6 +104,8 @@ class EventLoop : public EventOwner {
   std::uint32_t m_lastTurn = 0;
   Timers m_timers;
   std::uint64_t m_lastArmed = 0;
+  Moment m_turnBegan;
+  RecentMaximum<std::chrono::microseconds> m_turns;
 };
 
 /// Calls back once at a moment. Must not outlive its loop; may be destroyed in its own call. What the call

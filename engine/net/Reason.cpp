@@ -29,9 +29,12 @@ std::string WithoutPassword(std::string_view target) {
   return std::string(target.substr(0, begin)).append(target.substr(host));
 }
 
+std::string SecondsText(std::chrono::milliseconds time) {
+  return formats::FormatNumber(static_cast<double>(time.count()) / 1000) + " s";
+}
+
 std::string NoAnswerWithin(std::chrono::milliseconds timeout, std::string_view step) {
-  return "no answer within " + formats::FormatNumber(static_cast<double>(timeout.count()) / 1000) + " s (" +
-         std::string(step) + ")";
+  return "no answer within " + SecondsText(timeout) + " (" + std::string(step) + ")";
 }
 
 }  // namespace norvane::engine

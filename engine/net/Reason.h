@@ -17,6 +17,9 @@ inline constexpr std::size_t MaxReasonSize = 300;
 /// `target` as it may be shown: a URL without what stands in front of its host's "@" (RFC 3986, 3.2.1).
 [[nodiscard]] std::string WithoutPassword(std::string_view target);
 
+/// "12.3 s"
+[[nodiscard]] std::string SecondsText(std::chrono::milliseconds time);
+
 /// The reason of what ran out of time; `step` is what it was waiting for ("connecting").
 [[nodiscard]] std::string NoAnswerWithin(std::chrono::milliseconds timeout, std::string_view step);
 

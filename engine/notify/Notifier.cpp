@@ -97,7 +97,7 @@ void Notifier::End(NotificationEnded report, const std::string& failure) {
   // Not when it was asked for, which may be long ago: a log must not say that a mail went out while its
   // server was down.
   report.result.at = std::chrono::system_clock::now();
-  report.result.good = failure.empty();
+  report.result.outcome = failure.empty() ? Outcome::Good : Outcome::Failed;
   report.result.reason = failure.empty() ? std::string(console::engine::ResultOk) : PlainText(failure);
   m_deliver(std::move(report));
 }

@@ -37,7 +37,7 @@ void Outages::Restore(const OutageRecords& open, const MonitorTable& table) {
 }
 
 int Outages::Receive(const Monitor& monitor, const CheckResult& result) {
-  if (result.good) {
+  if (result.IsGood()) {
     Recover(monitor, result);
     return 0;
   }

@@ -61,6 +61,8 @@ class ScriptedChecks : public engine::Worker {
   }
   std::vector<engine::Report> DequeueReports() override { return std::exchange(m_reports, {}); }
 
+  [[nodiscard]] engine::CheckFigures Figures() const override { return figures; }
+
   /// `reason` "" or "Ok" is a good end.
   void Report(engine::MonitorId id, std::uint64_t ticket, const std::string& reason) {
     Report(engine::CheckEnded{id, ticket, ResultOf(reason)});
@@ -74,7 +76,8 @@ class ScriptedChecks : public engine::Worker {
   }
   static engine::CheckResult ResultOf(const std::string& reason) {
     const bool isGood = reason.empty() || reason == "Ok";
-    return {isGood, isGood ? "Ok" : reason, std::chrono::system_clock::now(), std::chrono::milliseconds(7)};
+    return {isGood ? engine::Outcome::Good : engine::Outcome::Failed, isGood ? "Ok" : reason,
+            std::chrono::system_clock::now(), std::chrono::milliseconds(7)};
   }
 
   std::vector<std::string> calls;
@@ -86,6 +89,7 @@ class ScriptedChecks : public engine::Worker {
   std::vector<engine::NotifyRequest> notifications;
   std::vector<engine::LaunchRequest> launches;
   std::vector<std::uint64_t> fetches;  ///< their tickets
+  engine::CheckFigures figures;        ///< as `Figures` gives them
 
  private:
   platform::EventFd& m_wake;

@@ -162,7 +162,7 @@ class MailProbe : public testing::TestWithParam<const Kind*> {
     for (std::size_t i = 0; i < faults.size(); ++i) {
       SCOPED_TRACE(faults[i].name);
       EXPECT_EQ(reports[i].result.reason, faults[i].reason);
-      EXPECT_EQ(reports[i].result.good, faults[i].reason == "Ok");
+      EXPECT_EQ(reports[i].result.IsGood(), faults[i].reason == "Ok");
       EXPECT_LT(reports[i].result.duration, std::chrono::seconds(10));
     }
     servers.clear();

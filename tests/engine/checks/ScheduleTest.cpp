@@ -21,7 +21,7 @@ constexpr MonitorId Id = 1;
 
 struct Step {
   enum What { Start, End, Interval } what;
-  int at;                // Start: when `StartNext` is asked; Interval: the new one
+  int at;                // Start: when `DequeueDue` is asked; Interval: the new one
   bool expected = true;  // Start: something is due; End: the check has outlasted its interval
 };
 
@@ -55,7 +55,8 @@ TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
     for (const auto& step : steps) {
       switch (step.what) {
         case S::Start:
-          EXPECT_EQ(schedule.StartNext(At(step.at)).has_value(), step.expected);
+          EXPECT_EQ(schedule.DequeueDue(At(step.at)).has_value(), step.expected);
+          if (step.expected) schedule.Begin(Id, At(step.at));
           break;
         case S::End:
           EXPECT_EQ(schedule.End(Id, At(step.at)), step.expected);
@@ -68,15 +69,27 @@ TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
   }
 }
 
+TEST(Schedule, CountsTheStartsThatPassWhileACheckWaits) {
+  Schedule schedule;
+  schedule.Add(Id, At(100), milliseconds(1000));
+  EXPECT_EQ(schedule.DequeueDue(At(150)), Id);
+  const auto late = schedule.Begin(Id, At(2350));
+  EXPECT_EQ(late.late, milliseconds(2250));
+  EXPECT_EQ(late.missed, 2);
+  EXPECT_FALSE(schedule.End(Id, At(2360))) << "waiting is none of its time";
+  EXPECT_EQ(schedule.NextStart(), At(3100));
+}
+
 TEST(Schedule, GivesTheLongestOverdueFirst) {
   Schedule schedule;
   schedule.Add(1, At(300), milliseconds(1000));
   schedule.Add(2, At(100), milliseconds(1000));
   schedule.Add(3, At(200), milliseconds(1000));
   schedule.Remove(3);
-  EXPECT_EQ(schedule.StartNext(At(400)), 2u);
-  EXPECT_EQ(schedule.StartNext(At(400)), 1u);
-  EXPECT_EQ(schedule.StartNext(At(400)), std::nullopt);
+  EXPECT_EQ(schedule.DequeueDue(At(400)), 2u);
+  EXPECT_EQ(schedule.DequeueDue(At(400)), 1u);
+  EXPECT_EQ(schedule.DequeueDue(At(400)), std::nullopt);
+  schedule.Begin(2, At(400));
   schedule.Remove(1);  // while it runs
   schedule.Remove(1);
   EXPECT_FALSE(schedule.End(2, At(410)));

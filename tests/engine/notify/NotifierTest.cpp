@@ -34,7 +34,7 @@ class NotifierTest : public testing::Test {
     const auto& report = m_reports.front();
     EXPECT_EQ(report.id, 3u);
     EXPECT_EQ(report.ticket, m_lastTicket);
-    EXPECT_EQ(report.result.good, report.result.reason == "Ok");
+    EXPECT_EQ(report.result.IsGood(), report.result.reason == "Ok");
     return report.result.reason;
   }
 
