@@ -86,6 +86,8 @@ class Service final : private Storage::Client {
   /// Prepares a new monitor: fills empty attributes with the defaults.
   void Init(MonitorId id);
 
+  /// Whether `path` leads to the data file of the folder, which every console loads at its start.
+  [[nodiscard]] bool IsDataFile(const std::string& path) const { return m_storage.IsDataFile(path); }
   void Load(const std::string& path, Completion done);
   void Save(const std::string& path, Completion done);
 

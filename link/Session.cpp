@@ -112,6 +112,7 @@ kj::Promise<void> Session::configValue(ConfigValueContext context) {
 
 kj::Promise<void> Session::commitConfig(CommitConfigContext context) {
   return ActLater(context, [this](auto params, const End& end) {
+    CheckGate();
     std::map<std::string, std::string> values;
     for (const auto pair : params.getValues())
       values[ToString(pair.getKey())] = ToString(pair.getValue());
@@ -121,7 +122,9 @@ kj::Promise<void> Session::commitConfig(CommitConfigContext context) {
 
 kj::Promise<void> Session::load(LoadContext context) {
   return ActLater(context, [this](auto params, const End& end) {
-    m_service.Load(ToString(params.getPath()), [end](std::exception_ptr error) { end(error, {}); });
+    const auto path = ToString(params.getPath());
+    if (!m_service.IsDataFile(path)) CheckGate();
+    m_service.Load(path, [end](std::exception_ptr error) { end(error, {}); });
   });
 }
 

@@ -53,9 +53,9 @@ interface Session {
   # Sends all monitors to the mirror, then every change. Once per session.
   openGate @1 (controlPass :Data) -> (answer :Answer);
   configValue @2 (key :Text) -> (answer :Answer, value :Data);
-  commitConfig @3 (values :List(Pair)) -> (answer :Answer);
+  commitConfig @3 (values :List(Pair)) -> (answer :Answer);  # gate
   # Done when the values are on disk.
-  load @4 (path :Text) -> (answer :Answer);
+  load @4 (path :Text) -> (answer :Answer);  # gate, but for the application folder's own data file
   save @5 (path :Text) -> (answer :Answer);  # gate
   add @6 (name :Text) -> (answer :Answer);  # gate
   remove @7 (name :Text) -> (answer :Answer);  # gate

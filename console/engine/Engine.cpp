@@ -33,6 +33,7 @@ void ServiceConfig::SetValue(std::string_view key, std::string_view value) {
 void ServiceConfig::Commit() {
   Announce("Commit");
   CheckNamed();
+  OpenGate(m_port);  // the user of this object opens its gate afterwards, with the pass that it reads here
   m_port.CommitServiceValues(std::exchange(m_uncommitted, {}));
 }
 

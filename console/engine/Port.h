@@ -62,11 +62,12 @@ class Port {
   /// Empty text for a key that was never set.
   [[nodiscard]] virtual std::string ServiceValue(std::string_view key) = 0;
 
-  // Writes. All but the first three need the open gate, and so does a fetch.
+  // Writes. All but the first need the open gate, and so does a fetch.
 
   virtual void OpenGate(std::string_view controlPass) = 0;
   /// On disk when this returns.
   virtual void CommitServiceValues(const ServiceValues& values) = 0;
+  /// That of the application folder's own data file needs no gate.
   virtual void Load(std::string_view path) = 0;
   virtual void Save(std::string_view path) = 0;
   /// Adds a stopped monitor.

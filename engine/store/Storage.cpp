@@ -90,6 +90,10 @@ void Storage::RunNext() {
   if (!m_steps.empty()) m_steps.front()();
 }
 
+bool Storage::IsDataFile(const std::string& path) const {
+  return Canonical(m_folder, path) == m_dataFile;
+}
+
 void Storage::Load(const std::string& path, Completion done) {
   Enqueue([this, path = Canonical(m_folder, path)](Completion end) { StartLoad(path, std::move(end)); },
           std::move(done));

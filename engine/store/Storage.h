@@ -41,7 +41,9 @@ class Storage {
   /// may be well again, and an engine without monitors would replace it.
   [[nodiscard]] std::unique_ptr<MonitorTable> LoadAtStart();
 
-  /// Relative paths start at the folder.
+  // Relative paths start at the folder.
+
+  [[nodiscard]] bool IsDataFile(const std::string& path) const;
   void Load(const std::string& path, Completion done);
   void Save(const std::string& path, Completion done);
   void SaveDataFile(Completion done) { Save(m_dataFile, std::move(done)); }

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "console/engine/MonitorKeys.h"
+#include "platform/FileNames.h"
 #include "tests/link/RunningEngine.h"
 #include "tests/support/Errors.h"
 #include "tests/support/FakeEngine.h"
@@ -145,7 +146,7 @@ TEST_P(PortContract, ARemovedMonitorIsNotFoundThoughAnotherHasItsName) {
   EXPECT_EQ(Value(another, keys::Status), "Disable");
 }
 
-TEST_P(PortContract, TheGateHoldsBackAllThatChangesMonitors) {
+TEST_P(PortContract, TheGateHoldsBackAllThatChangesAnything) {
   EXPECT_EQ(CodeOf([&] { port.OpenGate("guessed"); }), EngineErrorCode::Refused);
   const std::function<void()> calls[] = {
       [&] { port.Add("WebMonitor Of a"); },
@@ -155,13 +156,22 @@ TEST_P(PortContract, TheGateHoldsBackAllThatChangesMonitors) {
       [&] { return port.Check(1); },
       [&] { return port.Notify(1); },
       [&] { port.Save("/nowhere/monitors.dat"); },
+      [&] { port.Load("/nowhere/monitors.dat"); },
+      [&] {
+        port.CommitServiceValues({{"LogFile", "x.log"}});
+      },
   };
   for (const auto& call : calls)
     EXPECT_EQ(CodeOf(call), EngineErrorCode::Refused) << &call - calls;
   EXPECT_EQ(port.Count(), 0u);
+  EXPECT_EQ(port.ServiceValue("LogFile"), "");
+  const auto own = platform::PathIn(port.Info().folder, platform::files::EngineData);
+  EXPECT_EQ(CodeOf([&] { port.Load(own); }), EngineErrorCode::NotFound)
+      << "every console does so at its start";
 }
 
 TEST_P(PortContract, ServiceValuesButTheControlPassMayBeSet) {
+  ce::OpenGate(port);
   port.CommitServiceValues({{"BackupFile", "b.dat"}, {"LogFile", "\\log\\NorvaneLog%d%m%y.log"}});
   EXPECT_EQ(port.ServiceValue("BackupFile"), "b.dat");
   EXPECT_EQ(port.ServiceValue("LogFile"), "\\log\\NorvaneLog%d%m%y.log");
@@ -175,8 +185,8 @@ TEST_P(PortContract, ServiceValuesButTheControlPassMayBeSet) {
 TEST_P(PortContract, LoadReplacesAllMonitorsOrNone) {
   const loopback::TempFolder folder;
   const auto file = folder / "monitors.dat";
-  EXPECT_EQ(CodeOf([&] { port.Load(file); }), EngineErrorCode::NotFound);
   ce::OpenGate(port);
+  EXPECT_EQ(CodeOf([&] { port.Load(file); }), EngineErrorCode::NotFound);
   const auto id = Added("WebMonitor Of a");
   port.SetAttribute(id, keys::Parameter, "saved");
   port.Save(file);

@@ -4,6 +4,7 @@
 
 #include "console/engine/Limits.h"
 #include "engine/model/FullName.h"
+#include "platform/FileNames.h"
 
 namespace norvane::tests {
 
@@ -135,7 +136,7 @@ void FakePort::OpenGate(std::string_view controlPass) {
 }
 
 void FakePort::CommitServiceValues(const ce::ServiceValues& values) {
-  static_cast<void>(Info());
+  CheckGate();
   if (values.count(ce::service::ControlPass) != 0)
     throw EngineError(EngineErrorCode::Invalid, "ControlPass cannot be set");
   for (const auto& [key, value] : values)
@@ -144,6 +145,7 @@ void FakePort::CommitServiceValues(const ce::ServiceValues& values) {
 
 void FakePort::Load(std::string_view path) {
   static_cast<void>(Info());
+  if (!path.ends_with(platform::files::EngineData)) CheckGate();
   const auto file = m_files.find(path);
   if (file == m_files.end())
     throw EngineError(EngineErrorCode::NotFound, "no such file: " + std::string(path));
