@@ -43,8 +43,8 @@ std::string TextOf(const PageReply& reply) {
 }  // namespace
 
 bool LoadPagerTypes(console::shared::MainBas& bas, QComboBox* list, std::chrono::milliseconds patience) {
-  const auto inet1 = bas.Engine.Fetch(bas.Gateway.PagerGatewayUrl + ListCommand, patience);
   bas.Dialogs.ShowHourglass(true);
+  const auto inet1 = bas.Engine.Fetch(bas.Gateway.PagerGatewayUrl + ListCommand, patience);
   const auto reply = TextOf(WaitFor(*inet1));
   bas.Dialogs.ShowHourglass(false);
   if (reply.empty()) {

@@ -46,8 +46,8 @@ void UrlCheck::Command1_Click() {
 
 void UrlCheck::Begin() {
   m_controls.lbl.show();
-  m_inet1 = m_bas.Engine.Fetch(m_controls.txtMonitorPoint.text().toStdString(), m_limit);
   m_bas.Dialogs.ShowHourglass(true);
+  m_inet1 = m_bas.Engine.Fetch(m_controls.txtMonitorPoint.text().toStdString(), m_limit);
   m_blocker = std::make_unique<InputBlocker>(&m_controls.Command1);
   m_looks = 0;
   m_look.start();
