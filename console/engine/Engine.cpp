@@ -213,16 +213,25 @@ std::int32_t MonitorRunner::Notify(std::shared_ptr<MonitorItem>& item) {
 // EngineFactory
 
 std::shared_ptr<ServiceConfig> EngineFactory::NewServiceConfig() {
+  Announce("New ServiceConfig");
   return std::make_shared<ServiceConfig>(*this);
 }
 std::shared_ptr<ControlGate> EngineFactory::NewControlGate() {
+  Announce("New ControlGate");
   return std::make_shared<ControlGate>(*this);
 }
 std::shared_ptr<ServiceRef> EngineFactory::NewServiceRef() {
+  Announce("New ServiceRef");
   return std::make_shared<ServiceRef>(*this);
 }
 std::shared_ptr<MonitorList> EngineFactory::NewMonitorList() {
+  Announce("New MonitorList");
   return std::make_shared<MonitorList>(*this);
+}
+
+std::unique_ptr<PageFetch> EngineFactory::Fetch(const std::string& url, std::chrono::milliseconds limit) {
+  Announce("Fetch", url, static_cast<int>(limit.count()));
+  return m_port.Fetch(url, limit);
 }
 
 }  // namespace norvane::console::engine

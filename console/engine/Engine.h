@@ -23,15 +23,16 @@ class ServiceRoot;
 /// The class that a `ServiceRef` must name before `GetRoot`.
 inline constexpr std::string_view RootClassId = "{1B2D038B-C28B-11D3-9CCC-00A0246E266E}";
 
-/// Hears of each operation of the objects before it does anything. What it throws becomes the operation's
-/// failure.
+/// Hears of each operation of the objects, and of each object made directly, before it does anything. What it
+/// throws becomes the operation's failure.
 class CallObserver {
  public:
   virtual ~CallObserver() = default;
   /// `call` reads as in the code: `SetAttr("Status", "Enable")`, `GetRoot`, `Item(1)`; `Resolve`, `Add` and
-  /// `Remove` show the name in their reference, `GetComponent` the id, a runner's calls the item's name. The
-  /// operations that two objects share are told apart by `MonitorTypeList.Count`, `MonitorTypeList.Item(1)`
-  /// and `MonitorType.Name`. `operation` is the part before the parenthesis.
+  /// `Remove` show the name in their reference, `GetComponent` the id, a runner's calls the item's name,
+  /// `Fetch` the limit in milliseconds. The operations that two objects share are told apart by
+  /// `MonitorTypeList.Count`, `MonitorTypeList.Item(1)` and `MonitorType.Name`. Making an object is
+  /// `New ServiceRef`. `operation` is the part before the parenthesis.
   virtual void OnCall(std::string_view operation, const std::string& call) = 0;
 };
 
@@ -208,10 +209,8 @@ class EngineFactory : public EngineObject {
   [[nodiscard]] std::shared_ptr<ServiceRef> NewServiceRef();
   [[nodiscard]] std::shared_ptr<MonitorList> NewMonitorList();
 
-  /// Fetches a page through the engine; none of the objects' operations, so no observer hears of it.
-  [[nodiscard]] std::unique_ptr<PageFetch> Fetch(const std::string& url, std::chrono::milliseconds limit) {
-    return m_port.Fetch(url, limit);
-  }
+  /// Fetches a page through the engine.
+  [[nodiscard]] std::unique_ptr<PageFetch> Fetch(const std::string& url, std::chrono::milliseconds limit);
 };
 
 /// The component `T` of a root, by the id that `T` carries. Never empty.

@@ -182,14 +182,6 @@ TEST_F(UrlCheckTest, WhatCannotBeCheckedIsTold) {
   }
 }
 
-TEST_F(UrlCheckTest, AFetchHasTenSeconds) {
-  Open("", UrlCheck::Flag::AsSelected, UrlCheck::TimeLimit);
-  engine.Pages()["http:// a"] = {"abc"};
-  Check("http:// a");
-  Close(Viewer());
-  EXPECT_EQ(engine.Fetches(), std::vector<std::string>{"http:// a within 10000 ms"}) << "not trimmed either";
-}
-
 TEST_F(UrlCheckTest, NothingHappensWithoutAUrl) {
   Open();
   for (const char* url : {"", "   "}) {

@@ -3,6 +3,7 @@
 namespace norvane::tests {
 
 void CallRecorder::OnCall(std::string_view operation, const std::string& call) {
+  if (onCall) onCall(call);
   m_calls.push_back(call);
   if (const auto hook = m_hooks.find(operation); hook != m_hooks.end()) {
     const auto copy = hook->second;  // it may set another

@@ -34,6 +34,9 @@ class CallRecorder : public console::engine::CallObserver {
     m_hooks.insert_or_assign(std::string(operation), std::move(hook));
   }
 
+  /// Hears of each call before it is recorded.
+  std::function<void(const std::string& call)> onCall;
+
   void OnCall(std::string_view operation, const std::string& call) override;
 
  private:

@@ -205,7 +205,6 @@ ce::Outcome FakePort::Notify(MonitorId id) {
 }
 
 std::unique_ptr<ce::PageFetch> FakePort::Fetch(const std::string& url, std::chrono::milliseconds limit) {
-  m_fetches.push_back(url + " within " + std::to_string(limit.count()) + " ms");
   const auto page = m_pages.find(url);
   return std::make_unique<FakeFetch>(holdsFetches, page == m_pages.end() ? nullptr : &page->second, limit);
 }

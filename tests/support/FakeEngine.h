@@ -45,8 +45,6 @@ class FakePort : public console::engine::Port {
   [[nodiscard]] std::map<std::string, std::vector<FakeMonitor>, std::less<>>& Files() { return m_files; }
   /// What a page's fetch gives, by its URL; all other fetches fail.
   [[nodiscard]] std::map<std::string, FakePage, std::less<>>& Pages() { return m_pages; }
-  /// The fetches so far: "URL within 10000 ms".
-  [[nodiscard]] const std::vector<std::string>& Fetches() const { return m_fetches; }
   bool holdsFetches = false;  ///< none ends
   void OpenGate() { m_gateOpen = true; }
   /// From now on no engine answers.
@@ -98,7 +96,6 @@ class FakePort : public console::engine::Port {
   console::engine::MonitorId m_lastId = 0;
   std::map<std::string, std::vector<FakeMonitor>, std::less<>> m_files;
   std::map<std::string, FakePage, std::less<>> m_pages;
-  std::vector<std::string> m_fetches;
 };
 
 /// The engine's objects over the fake, on record. Must outlive the objects that it made.

@@ -18,7 +18,6 @@
 #include <set>
 
 #include "console/ImageList.h"
-#include "console/shared/Page.h"
 
 namespace norvane::tests {
 
@@ -132,10 +131,25 @@ bool IsWhole(const QWidget& widget) {
          widget.inherits("norvane::pages::Spinner");
 }
 
-/// A page within the main window is a form by itself.
+/// A page within the main window is a form by itself. While it is being destroyed only its name says so.
 bool IsOtherForm(const QWidget& widget) {
-  return qobject_cast<const console::shared::Page*>(&widget) != nullptr ||
+  return widget.objectName().startsWith(QLatin1String("frm"), Qt::CaseInsensitive) ||
          (widget.isWindow() && qobject_cast<const QMenu*>(&widget) == nullptr);
+}
+
+std::string Size(const QSize& size) {
+  return std::to_string(size.width()) + "x" + std::to_string(size.height());
+}
+
+std::string Position(const QWidget& widget) {
+  return "at " + std::to_string(widget.x()) + "," + std::to_string(widget.y());
+}
+
+/// Of the parts of the main window.
+std::string LaidOutPlace(const QWidget& widget) {
+  static const std::set<std::string> Parts = {"TvCtrl", "PicScroll", "Fram", "LstV", "Img"};
+  if (Parts.count(NameOf(widget)) == 0) return {};
+  return Position(widget) + " size " + Size(widget.size());
 }
 
 void AddState(State& state, const QObject& parent) {
@@ -148,6 +162,7 @@ void AddState(State& state, const QObject& parent) {
     const auto* widget = qobject_cast<const QWidget*>(child);
     if (widget == nullptr || IsOtherForm(*widget)) continue;
     if (!name.empty()) state.emplace_back(name, Describe(*widget));
+    if (const auto place = LaidOutPlace(*widget); !place.empty()) state.emplace_back(name + " stands", place);
     if (const auto* view = qobject_cast<const QTreeView*>(widget)) AddRows(state, *view, name);
     if (!IsWhole(*widget)) AddState(state, *widget);
   }
@@ -155,20 +170,14 @@ void AddState(State& state, const QObject& parent) {
 
 // What is designed.
 
-std::string Size(const QSize& size) {
-  return std::to_string(size.width()) + "x" + std::to_string(size.height());
-}
-
 /// Where no font changes sizes and places: the parts of the main window, pictures, and where a page stands.
 std::string Place(const QWidget& widget) {
-  static const std::set<std::string> Parts = {"TvCtrl", "PicScroll", "Fram", "LstV", "Img"};
   const auto name = NameOf(widget);
-  const auto at = " at " + std::to_string(widget.x()) + "," + std::to_string(widget.y());
   if (name == "FrmStart" && widget.minimumSize() == widget.maximumSize())
     return " fixed size, " + std::to_string(widget.height()) + " high";
   if (name == "FrmSplash" || name == "picIcon") return " size " + Size(widget.size());
-  if (Parts.count(name) != 0) return at + " size " + Size(widget.size());
-  return IsOtherForm(widget) && !widget.isWindow() ? at : "";
+  if (const auto place = LaidOutPlace(widget); !place.empty()) return " " + place;
+  return IsOtherForm(widget) && !widget.isWindow() ? " " + Position(widget) : "";
 }
 
 std::string Design(const QWidget& widget) {

@@ -52,8 +52,7 @@ void Script::BeginScene() {
   m_console = std::make_unique<ScriptedConsole>();
   m_trace = std::make_unique<Trace>(*m_console, m_text);
   m_console->dialogs.onEvent = [this](const std::string& event) {
-    if (!event.starts_with("box")) return m_trace->Add(event);
-    m_boxShown = true;
+    if (event.starts_with("box")) m_boxShown = true;
     m_trace->AddAfterChanges(event);
   };
 }

@@ -15,8 +15,8 @@ namespace norvane::tests {
 ///
 /// A line that begins with ">" is what the user does, or what the world is like; ScriptCommands.cpp has the
 /// commands. The lines below it are what comes of it, in order: calls of the engine, boxes with title, text,
-/// icon and answer, windows, files opened, the hourglass; and whatever of the forms on show is not as it was
-/// before, told in front of a box and of the end of a window or of the process, else at the end of the step.
+/// icon and answer, windows, files opened, the hourglass; and whatever of the forms on show has changed, in
+/// front of the next event or call that changes something, else at the end of the step.
 /// "==" begins a new console in a new folder; "#" is a remark.
 ///
 /// `NORVANE_RENEW=1 ctest --preset dev -R Script` writes into all files what comes of them today, and fails.

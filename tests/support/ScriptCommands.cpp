@@ -9,7 +9,6 @@
 #include <QToolButton>
 #include <QTreeView>
 #include <filesystem>
-#include <set>
 
 #include "tests/support/Files.h"
 #include "tests/support/FormDump.h"
@@ -254,15 +253,6 @@ void Stored(Script& script, const Arguments& a) {
     script.Record().Add(key + " = \"" + value + '"');
 }
 
-/// What lies in the application folder.
-void Files(Script& script, const Arguments& /*a*/) {
-  std::set<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(script.Console().folder.Path()))
-    names.insert(entry.path().filename().string() + (entry.is_directory() ? "/" : ""));
-  for (const auto& name : names)
-    script.Record().Add(name);
-}
-
 /// What the shared objects stand for.
 void SharedObjects(Script& script, const Arguments& /*a*/) {
   const auto nameOf = [](const auto& itemOf) -> std::string {
@@ -344,7 +334,6 @@ constexpr Verb Verbs[] = {
 
     {"dump", false, Dump},
     {"stored", false, Stored},
-    {"files", false, Files},
     {"shared objects", false, SharedObjects},
     {"focused", false, Focused},
 };

@@ -4,6 +4,7 @@
 #include <QScreen>
 #include <QTimer>
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include "console/shared/Page.h"
@@ -13,20 +14,28 @@ namespace norvane::tests {
 
 namespace {
 constexpr std::size_t LineLength = 110;
-constexpr const char* Changes[] = {"SetAttr(", "SetValue(", "Commit", "Open(",    "Load(",  "Save(",
-                                   "Add(",     "Remove(",   "Init(",  "Monitor(", "Notify("};
+constexpr const char* Changes[] = {"SetAttr(", "SetValue(", "Commit", "Open(",    "Load(",   "Save(",
+                                   "Add(",     "Remove(",   "Init(",  "Monitor(", "Notify(", "Fetch("};
 
 bool IsChange(const std::string& call) {
   return std::any_of(std::begin(Changes), std::end(Changes),
                      [&call](const char* change) { return call.starts_with(change); });
 }
+
+bool BeginsLine(const std::string& call) {
+  return IsChange(call) || call.starts_with("SetM") || call.starts_with("New ");
+}
 }  // namespace
 
 Trace::Trace(ScriptedConsole& console, std::string& text) : m_console(console), m_text(text) {
   qApp->installEventFilter(this);
+  m_console.engine.onCall = [this](const std::string& call) {
+    if (BeginsLine(call)) AddChanges();
+  };
 }
 
 Trace::~Trace() {
+  m_console.engine.onCall = nullptr;
   qApp->removeEventFilter(this);
 }
 
@@ -45,22 +54,37 @@ void Trace::AddCalls() {
   };
   for (const auto& call : m_console.engine.TakeCalls()) {
     const auto shown = m_console.Anonymous(call);
-    if (IsChange(shown) || shown.starts_with("SetM") || line.size() + shown.size() > LineLength) endLine();
+    if (BeginsLine(shown) || line.size() + shown.size() > LineLength) endLine();
     line += (line.empty() ? "" : ", ") + shown;
     if (IsChange(shown)) endLine();
   }
   endLine();
 }
 
-void Trace::AddChanges() {
+void Trace::AddChangesBut(const QWidget* opening) {
   AddCalls();
+  AddFolders();
   WatchPages();
   for (const auto* form : m_console.Forms()) {
-    const bool isPlaced = form->isVisible() && !form->isMinimized() && form->testAttribute(Qt::WA_Moved);
-    if (form->isWindow() && isPlaced && m_placed.insert(form).second)
-      Add(form->objectName().toStdString() + " is " + PlaceOf(*form));
+    if (form == opening) continue;
+    ComparePlace(*form, true);
     Compare(*form, true);
   }
+}
+
+void Trace::AddFolders() {
+  for (const auto& entry : std::filesystem::directory_iterator(m_console.folder.Path()))
+    if (entry.is_directory() && m_folders.insert(entry.path()).second)
+      Add("makes the folder " + entry.path().filename().string());
+}
+
+void Trace::ComparePlace(const QWidget& window, bool tell) {
+  const bool isPlaced = window.isVisible() && !window.isMinimized() && window.testAttribute(Qt::WA_Moved);
+  if (!window.isWindow() || !isPlaced) return;
+  const auto place = PlaceOf(window);
+  auto& seen = m_places[&window];
+  if (tell && seen != place) Add(window.objectName().toStdString() + " is " + place);
+  seen = place;
 }
 
 void Trace::AddAfterChanges(const std::string& line) {
@@ -72,7 +96,7 @@ void Trace::RememberAll() {
   (void)m_console.engine.TakeCalls();
   WatchPages();
   for (const auto* form : m_console.Forms()) {
-    m_placed.insert(form);
+    ComparePlace(*form, false);
     Remember(*form);
   }
 }
@@ -104,7 +128,7 @@ void Trace::WatchPages() {
     if (page && m_pages.insert(page).second)
       connect(page, &QObject::destroyed, this, [this, page = page.data(), name = page->objectName()] {
         m_pages.erase(page);
-        Add("unloads " + name.toStdString());
+        AddAfterChanges("unloads " + name.toStdString());
       });
 }
 
@@ -126,17 +150,16 @@ bool Trace::eventFilter(QObject* watched, QEvent* event) {
   if (widget == nullptr || widget->objectName().isEmpty() || event->spontaneous()) return false;
   const bool shows = event->type() == QEvent::Show;
   const auto name = widget->objectName().toStdString();
-  if (qobject_cast<console::shared::Page*>(widget) != nullptr) {
+  const bool isPage = qobject_cast<console::shared::Page*>(widget) != nullptr;
+  if (!isPage && (!widget->isWindow() || widget->windowType() == Qt::ToolTip)) return false;
+  AddChangesBut(shows ? widget : nullptr);
+  if (isPage)
     Add((shows ? "shows " : "hides ") + name);
-  } else if (widget->isWindow() && widget->windowType() != Qt::ToolTip) {
-    if (!shows) AddChanges();
+  else
     Add((shows ? "opens " : "closes ") + name + (shows && widget->isModal() ? " modally" : ""));
-  } else {
-    return false;
-  }
   if (shows && m_seen.count(name) == 0) Remember(*widget);
   if (shows && m_dumpWhenShown == name) Dump(*widget);
-  if (!shows) m_placed.erase(widget);
+  if (!shows) m_places.erase(widget);
   if (!shows && widget->isWindow() && widget != m_console.form.get()) m_seen.erase(name);
   return false;
 }

@@ -9,8 +9,8 @@
 
 namespace norvane::tests {
 
-/// What comes of a user's actions, as text: calls of the engine, boxes, windows, and whatever of the forms on
-/// show is not as it was before. Time stands still meanwhile, so that a slow machine tells the same.
+/// What comes of a user's actions, as text: calls of the engine, boxes, windows, new folders, and whatever of
+/// the forms on show has changed. Time stands still meanwhile, so that a slow machine gives the same text.
 class Trace : public QObject {
  public:
   /// Appends to `text`. `console` must outlive this.
@@ -20,7 +20,7 @@ class Trace : public QObject {
   /// One line of its own, after the calls so far.
   void Add(const std::string& line);
   /// The calls so far, and what they changed.
-  void AddChanges();
+  void AddChanges() { AddChangesBut(nullptr); }
   /// One line of its own, after all that has changed so far.
   void AddAfterChanges(const std::string& line);
   /// Takes the form as it is for what was there before.
@@ -38,6 +38,10 @@ class Trace : public QObject {
 
  private:
   void AddCalls();
+  /// `opening` was not on show before.
+  void AddChangesBut(const QWidget* opening);
+  void AddFolders();
+  void ComparePlace(const QWidget& window, bool tell);
   void Compare(const QWidget& form, bool tell);
   void WatchPages();
   [[nodiscard]] std::string PlaceOf(const QWidget& window) const;
@@ -46,7 +50,8 @@ class Trace : public QObject {
   std::string& m_text;
   std::map<std::string, std::string> m_seen;  ///< of the parts of forms
   std::set<const QObject*> m_pages;
-  std::set<const QWidget*> m_placed;  ///< windows whose place was told
+  std::map<const QWidget*, std::string> m_places;  ///< of windows
+  std::set<std::string> m_folders;
   std::string m_dumpWhenShown;
   bool m_timeRuns = false;
 };

@@ -54,12 +54,17 @@ TEST(EngineObjects, EveryOperationReachesTheEngineAndIsAnnouncedInOrder) {
   const auto types = ComponentOf<MonitorTypeList>(*root, *ref);
   EXPECT_EQ(types->Count(), 3);
   EXPECT_EQ(types->Item(2)->Name(), "Pop3Monitor");
+  EXPECT_EQ(engine.NewMonitorList()->Count(), 0);
+  (void)static_cast<EngineFactory&>(engine).Fetch("http://a", std::chrono::seconds(10));
 
-  EXPECT_EQ(engine.TakeCalls(), (Calls{R"(SetService("NorvaneEngine"))",
+  EXPECT_EQ(engine.TakeCalls(), (Calls{"New ServiceConfig",
+                                       R"(SetService("NorvaneEngine"))",
                                        R"(SetValue("LogFile", "a.log"))",
                                        "Commit",
                                        R"(GetValue("LogFile"))",
+                                       "New ControlGate",
                                        R"(Open("fake control pass"))",
+                                       "New ServiceRef",
                                        R"(SetMachine("box"))",
                                        R"(SetClassId("{1B2D038B-C28B-11D3-9CCC-00A0246E266E}"))",
                                        "GetRoot",
@@ -87,7 +92,10 @@ TEST(EngineObjects, EveryOperationReachesTheEngineAndIsAnnouncedInOrder) {
                                        R"(GetComponent("{1B2D03AA-C28B-11D3-9CCC-00A0246E266E}"))",
                                        "MonitorTypeList.Count",
                                        "MonitorTypeList.Item(2)",
-                                       "MonitorType.Name"}));
+                                       "MonitorType.Name",
+                                       "New MonitorList",
+                                       "Count",
+                                       R"(Fetch("http://a", 10000))"}));
 }
 
 TEST(EngineObjects, RefuseWhatComesOutOfOrderOrIsUnknown) {
