@@ -3,6 +3,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTabBar>
 #include <QTest>
 #include <QWheelEvent>
@@ -37,6 +38,8 @@ TEST_F(PageInputTest, EnterAndEscapePressNothing) {
     NewPage(type);
     Load({{"Monitor_Notify Mode", InternetCall("0")}});
     SetText("txtLogFile", "other.log");
+    for (auto* button : page->findChildren<QPushButton*>())
+      button->setAutoDefault(true);  // on some desktops Return presses the one in focus
     const auto before = State();
     for (auto* control : page->findChildren<QWidget*>()) {
       if (control->focusPolicy() == Qt::NoFocus || control->focusProxy() != nullptr) continue;
