@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -17,6 +18,14 @@ namespace {
 
 constexpr int MaxRedirects = 5;
 constexpr std::size_t MaxHeaderSize = 256 << 10;
+constexpr std::size_t MaxHeaderLines = 2000;
+/// A reply may come in so many pieces, and in more if they are not small on average: each costs a call,
+/// however little is in it.
+constexpr std::size_t MaxPieces = 32 << 10;
+constexpr std::size_t SmallPiece = 64;
+/// Of a chunk, in front of its bytes and behind them: its size, and two line ends.
+constexpr std::size_t ChunkFrame = 24;
+constexpr std::size_t MaxChunkExtensions = 64 << 10;
 // People type URLs with blanks and letters of their own language; browsers take them, and so do we.
 constexpr unsigned UrlFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_NON_SUPPORT_SCHEME;
 
@@ -45,10 +54,15 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   EventOwner& Owner() override { return m_client; }
   [[nodiscard]] bool IsConnected() const;
   void End(std::string failure) { m_client.Ended(std::move(failure)); }
+  /// Ends the transfer from within a callback of libcurl.
+  std::size_t Refuse(std::string_view why) noexcept;
+  [[nodiscard]] bool BeginsEncoding(std::string_view headerLine) noexcept;
 
   static int OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept;
   static std::size_t OnBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
   static std::size_t OnHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept;
+  static int OnTrace(CURL*, curl_infotype type, char*, std::size_t size, void* self) noexcept;
+  static int OnProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept;
 
   WebTransfers& m_transfers;
   ProbeContext& m_context;
@@ -64,10 +78,16 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   std::unique_ptr<WebTransfers::Handle> m_handle;
   curl_socket_t m_socket = CURL_SOCKET_BAD;  // the latest that libcurl opened
   HeldPage m_page;
-  std::size_t m_pageSize = 0;
-  std::size_t m_headerSize = 0;
+  /// What has come from the present server, in bytes where nothing else is said.
+  struct Counts {
+    std::size_t page = 0;
+    std::size_t pagePieces = 0;
+    std::size_t chunked = 0;  ///< the page as it came, chunks and what lies between them
+    std::size_t header = 0;
+    std::size_t headerLines = 0;
+  } m_counts;
   bool m_headerEnded = false;
-  bool m_exceedsQuota = false;
+  std::string_view m_refusal;  // why the transfer was ended by this end; a literal
 };
 
 Transfer::~Transfer() {
@@ -117,8 +137,7 @@ void Transfer::Fetch(const Resolver::Answer& answer) {
   if (answer.addresses.empty()) return End(answer.failure);
   if (!m_handle) m_handle = m_transfers.Acquire();
   m_page.Clear();
-  m_pageSize = 0;
-  m_headerSize = 0;
+  m_counts = {};
   m_headerEnded = false;
   SetOptions(answer);
   m_transfers.Add(*m_handle, *this);
@@ -136,6 +155,12 @@ void Transfer::SetOptions(const Resolver::Answer& answer) {
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
   curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &Transfer::OnHeader);
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(curl, CURLOPT_VERBOSE, 0L);
+  curl_easy_setopt(curl, CURLOPT_DEBUGFUNCTION, &Transfer::OnTrace);
+  curl_easy_setopt(curl, CURLOPT_DEBUGDATA, this);
+  curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 1L);
+  curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, &Transfer::OnProgress);
+  curl_easy_setopt(curl, CURLOPT_XFERINFODATA, this);
   // The client's time-out comes first. libcurl uses this one to share the time between several addresses.
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_timeout.count()) + 1000L);
 }
@@ -145,12 +170,21 @@ int Transfer::OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept 
   return CURL_SOCKOPT_OK;
 }
 
+std::size_t Transfer::Refuse(std::string_view why) noexcept {
+  m_refusal = why;
+  return 0;
+}
+
 std::size_t Transfer::OnBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
   auto& fetch = *static_cast<Transfer*>(self);
-  fetch.m_pageSize += size;
-  if (fetch.m_pageSize > MaxPageSize) return 0;  // which ends the transfer
-  fetch.m_exceedsQuota = fetch.m_request.judge && !fetch.m_page.Append({bytes, size});
-  return fetch.m_exceedsQuota ? 0 : size;
+  auto& counts = fetch.m_counts;
+  counts.page += size;
+  if (counts.page > MaxPageSize) return 0;  // which ends the transfer
+  if (++counts.pagePieces > MaxPieces && counts.page / SmallPiece < counts.pagePieces)
+    return fetch.Refuse("the page comes in pieces of less than 64 bytes");
+  if (fetch.m_request.judge && !fetch.m_page.Append({bytes, size}))
+    return fetch.Refuse("too many large pages at once");
+  return size;
 }
 
 /// Line by line; those of trailers come here too.
@@ -159,8 +193,37 @@ std::size_t Transfer::OnHeader(char* bytes, std::size_t, std::size_t size, void*
   const std::string_view line(bytes, size);
   if (line.starts_with("HTTP/")) fetch.m_headerEnded = false;
   if (line == "\r\n" || line == "\n") fetch.m_headerEnded = true;
-  fetch.m_headerSize += size;
-  return fetch.m_headerSize > MaxHeaderSize ? 0 : size;
+  fetch.m_counts.header += size;
+  if (fetch.m_counts.header > MaxHeaderSize || ++fetch.m_counts.headerLines > MaxHeaderLines)
+    return fetch.Refuse("reply header too long");
+  return fetch.BeginsEncoding(line) ? fetch.Refuse("unrequested transfer encoding") : size;
+}
+
+/// libcurl decompresses whatever says that it is compressed, layer upon layer, within one call.
+bool Transfer::BeginsEncoding(std::string_view headerLine) noexcept {
+  const auto colon = headerLine.find(':');
+  if (!platform::EqualsIgnoringCase(headerLine.substr(0, colon), "Transfer-Encoding")) return false;
+  const auto encoding = platform::Trimmed(headerLine.substr(colon + 1), " \t\r\n");
+  // What libcurl traces of a page is the only sight of it before the chunks are taken out, and a trace cannot
+  // end the transfer.
+  curl_easy_setopt(m_handle->Get(), CURLOPT_VERBOSE, 1L);
+  curl_easy_setopt(m_handle->Get(), CURLOPT_NOPROGRESS, 0L);
+  return !platform::EqualsIgnoringCase(encoding, "chunked") &&
+         !platform::EqualsIgnoringCase(encoding, "identity");
+}
+
+int Transfer::OnTrace(CURL*, curl_infotype type, char*, std::size_t size, void* self) noexcept {
+  if (type == CURLINFO_DATA_IN) static_cast<Transfer*>(self)->m_counts.chunked += size;
+  return 0;
+}
+
+int Transfer::OnProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
+  auto& fetch = *static_cast<Transfer*>(self);
+  const auto& counts = fetch.m_counts;
+  const auto framed = counts.page + counts.header + counts.pagePieces * ChunkFrame;
+  if (counts.chunked <= framed + MaxChunkExtensions) return 0;
+  fetch.Refuse("more than 64 KiB of chunk extensions");
+  return 1;
 }
 
 void Transfer::TransferEnded(CURLcode code) {
@@ -169,10 +232,9 @@ void Transfer::TransferEnded(CURLcode code) {
   long status = 0;
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   if (status >= 400 && !m_request.anyStatus) return End("HTTP status " + std::to_string(status));
-  if (m_pageSize > MaxPageSize || code == CURLE_FILESIZE_EXCEEDED)
+  if (m_counts.page > MaxPageSize || code == CURLE_FILESIZE_EXCEEDED)
     return End("page larger than " + std::to_string(MaxPageSize >> 20) + " MiB");
-  if (m_exceedsQuota) return End("too many large pages at once");
-  if (m_headerSize > MaxHeaderSize) return End("reply header too long");
+  if (!m_refusal.empty()) return End(std::string(m_refusal));
   if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl accepts as a reply
   if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
   char* redirect = nullptr;

@@ -44,6 +44,12 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
   const auto toScheme = "redirect to a scheme other than http or https";
   const auto tooLarge = "page larger than 16 MiB", longHeader = "reply header too long";
   const auto falseChunks = "connection broken: Illegal or missing hexadecimal sequence in chunked-encoding";
+  const auto chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
+  const auto smallPieces = "the page comes in pieces of less than 64 bytes";
+  const auto extensions = "more than 64 KiB of chunk extensions";
+  std::string manyLines;
+  for (int i = 0; i < 3000; ++i)
+    manyLines += "X:\r\n";
   HttpServer server;
   server.Set("/page", HttpServer::Reply("The page", "text/html; charset=utf-8"));
   for (int i = 1; i <= 6; ++i)
@@ -61,10 +67,7 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
        "STR:gr\xc3\xbc\xc3\x9f"},
       {"wrong size", HttpServer::Reply("The page"), "size 8, expected 9", "SIZE:9"},
       {"empty", HttpServer::Reply(""), "Ok", "SIZE:0"},
-      {"sum of chunks",
-       {ok + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n"},
-       "Ok",
-       "SUM:495"},
+      {"sum of chunks", {chunked + "3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n"}, "Ok", "SUM:495"},
       {"without a length", {"HTTP/1.0 200 OK\r\n\r\nno length"}, "Ok", "STR:no length"},
       {"slow but in time", {ok + "Content-Length: 3\r\n\r\nabc", "", milliseconds(1)}, "Ok", "SIZE:3"},
       {"server error", HttpServer::Reply("", "text/html", "503 Service Unavailable"), "HTTP status 503"},
@@ -79,10 +82,18 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
       {"announced too large", {ok + "Content-Length: 99999999999\r\n\r\n"}, tooLarge},
       {"endless headers", {ok, "X-Header: again\r\n"}, longHeader},
       {"endless header line", {ok + "X-Header: ", std::string(4096, 'x')}, longHeader},
-      {"endless trailer",
-       {ok + "Transfer-Encoding: chunked\r\n\r\n0\r\nX-T: ", std::string(4096, 'x')},
-       longHeader},
-      {"false chunks", {ok + "Transfer-Encoding: chunked\r\n\r\nzz\r\n"}, falseChunks},
+      {"endless trailer", {chunked + "0\r\nX-T: ", std::string(4096, 'x')}, longHeader},
+      {"header of many lines", {ok + manyLines + "\r\n"}, longHeader},
+      {"trailer of many lines", {chunked + "0\r\n" + manyLines + "\r\n"}, longHeader},
+      {"endless interim replies", {"", "HTTP/1.1 100 Continue\r\n\r\n"}, longHeader},
+      {"false chunks", {chunked + "zz\r\n"}, falseChunks},
+      {"chunks of a byte", {chunked, "1\r\nx\r\n"}, smallPieces},
+      {"chunk with an extension", {chunked + "3;a=" + std::string(9000, 'x') + "\r\nabc\r\n0\r\n\r\n"}, "Ok"},
+      {"endless chunk extension", {chunked + "1;", std::string(4096, 'x')}, extensions},
+      {"chunks with extensions", {chunked, "1;" + std::string(4096, 'x') + "\r\nx\r\n"}, extensions},
+      {"compressed unasked",
+       {ok + "Transfer-Encoding: gzip, chunked\r\n\r\n"},
+       "unrequested transfer encoding"},
       {"rubbish", {"\x1b[2Jrubbish\r\n\r\n"}, "the reply is not HTTP"},
       {"redirected", HttpServer::Redirect("/page"), "Ok", "SIZE:8"},
       {"five redirects", HttpServer::Redirect("/hop4"), "Ok"},
