@@ -1,8 +1,10 @@
 #include "loopback/Certificates.h"
 
+#include <openssl/core_names.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <stdexcept>
@@ -65,9 +67,29 @@ Identity CertificateAuthority::Issue(const std::string& host, int fromDay, int u
   auto certificate = NewCertificate(key.get(), host, fromDay, untilDay);
   AddExtension(certificate.get(), NID_subject_alt_name,
                (platform::ParseNumericAddress(host) ? "IP:" : "DNS:") + host);
-  Need(X509_set_issuer_name(certificate.get(), X509_get_subject_name(m_certificate.get())) == 1);
-  Need(X509_sign(certificate.get(), m_key.get(), EVP_sha256()) > 0);
+  Sign(certificate.get());
   return {{certificate.release(), FreeSsl()}, {key.release(), FreeSsl()}};
+}
+
+std::shared_ptr<X509> CertificateAuthority::IssueForLongKey(int bytes) const {
+  std::vector<unsigned char> modulus(static_cast<std::size_t>(bytes), 0xff);
+  std::array<unsigned char, 3> exponent{1, 0, 1};
+  std::array parameters{OSSL_PARAM_construct_BN(OSSL_PKEY_PARAM_RSA_N, modulus.data(), modulus.size()),
+                        OSSL_PARAM_construct_BN(OSSL_PKEY_PARAM_RSA_E, exponent.data(), exponent.size()),
+                        OSSL_PARAM_construct_end()};
+  const std::unique_ptr<EVP_PKEY_CTX, FreeSsl> context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+  EVP_PKEY* made = nullptr;
+  Need(EVP_PKEY_fromdata_init(context.get()) == 1 &&
+       EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, parameters.data()) == 1);
+  const PrivateKey key(made);
+  auto certificate = NewCertificate(key.get(), "long key", -1, 1);
+  Sign(certificate.get());
+  return {certificate.release(), FreeSsl()};
+}
+
+void CertificateAuthority::Sign(X509* certificate) const {
+  Need(X509_set_issuer_name(certificate, X509_get_subject_name(m_certificate.get())) == 1);
+  Need(X509_sign(certificate, m_key.get(), EVP_sha256()) > 0);
 }
 
 std::string CertificateAuthority::WriteTo(const std::string& path) const {
@@ -83,6 +105,9 @@ TlsContext ServerContext(const Identity* identity) {
   TlsContext context(SSL_CTX_new(TLS_server_method()));
   Need(context != nullptr && SSL_CTX_use_certificate(context.get(), identity->certificate.get()) == 1 &&
        SSL_CTX_use_PrivateKey(context.get(), identity->key.get()) == 1);
+  for (const auto& other : identity->others)
+    Need(SSL_CTX_add1_chain_cert(context.get(), other.get()) == 1);
+  Need(identity->groups == nullptr || SSL_CTX_set1_groups_list(context.get(), identity->groups) == 1);
   SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
   return context;
 }

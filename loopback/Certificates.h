@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace norvane::loopback {
 
@@ -14,6 +15,7 @@ struct FreeSsl {
   void operator()(X509* certificate) const noexcept { X509_free(certificate); }
   void operator()(SSL_CTX* context) const noexcept { SSL_CTX_free(context); }
   void operator()(SSL* ssl) const noexcept { SSL_free(ssl); }
+  void operator()(EVP_PKEY_CTX* context) const noexcept { EVP_PKEY_CTX_free(context); }
 };
 using PrivateKey = std::unique_ptr<EVP_PKEY, FreeSsl>;
 using Certificate = std::unique_ptr<X509, FreeSsl>;
@@ -24,6 +26,8 @@ using TlsConnection = std::unique_ptr<SSL, FreeSsl>;
 struct Identity {
   std::shared_ptr<X509> certificate;
   std::shared_ptr<EVP_PKEY> key;
+  std::vector<std::shared_ptr<X509>> others{};  ///< sent along
+  const char* groups = nullptr;  ///< of the key exchange, as OpenSSL lists them; its own without
 };
 
 /// Makes certificates that only a test trusts.
@@ -32,10 +36,14 @@ class CertificateAuthority {
   CertificateAuthority();
   /// For an IP address or a DNS name, valid from and until so many days from now (negative: in the past).
   [[nodiscard]] Identity Issue(const std::string& host, int fromDay = -1, int untilDay = 1) const;
+  /// For an RSA key of so many bytes whose private part nobody has.
+  [[nodiscard]] std::shared_ptr<X509> IssueForLongKey(int bytes) const;
   /// Writes the authority's own certificate as PEM and gives the path back.
   std::string WriteTo(const std::string& path) const;
 
  private:
+  void Sign(X509* certificate) const;
+
   PrivateKey m_key;
   Certificate m_certificate;
 };

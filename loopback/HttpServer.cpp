@@ -16,7 +16,7 @@ LoopbackServer::Dialogue HttpServer::Begin() {
   return [this, script = m_options.onConnect](std::string& received, bool) mutable -> std::optional<Saying> {
     if (!script && received.find("\r\n\r\n") != std::string::npos) script = Answer(received);
     if (!script) return std::nullopt;
-    return Saying{script->bytes, script->end, script->forEver, {}, script->pace};
+    return Saying{script->bytes, script->end, script->forEver, {}, script->pace, script->piece};
   };
 }
 

@@ -22,6 +22,7 @@ class HttpServer {
     std::string forEver{};
     std::chrono::milliseconds pace{0};
     End end = End::Close;
+    std::size_t piece = 0;
   };
   struct Options {
     std::optional<Identity> tls{};

@@ -5,6 +5,7 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string_view>
@@ -75,13 +76,16 @@ class LoopbackServer::Connection {
     const bool isAgain = m_sent == m_saying.bytes.size();
     if (isAgain) m_saying.bytes += m_saying.forEver;
     const auto rest = std::string_view(m_saying.bytes).substr(m_sent);
-    const auto size = isPaced && !isAgain ? 1 : rest.size();
+    const auto piece = m_saying.piece == 0 ? rest.size() : std::min(m_saying.piece, rest.size());
+    const auto size = isPaced && !isAgain ? 1 : piece;
     const auto sent = m_tls ? SSL_write(m_tls.get(), rest.data(), static_cast<int>(size))
                             : static_cast<int>(::send(m_fd.Get(), rest.data(), size, MSG_NOSIGNAL));
     m_isBroken = sent <= 0 && !WouldBlock(sent);
     if (sent <= 0) return false;
     m_sent += static_cast<std::size_t>(sent);
-    if (!m_saying.forEver.empty()) m_saying.bytes.erase(0, std::exchange(m_sent, 0));
+    if (m_sent < m_saying.bytes.size() || m_saying.forEver.empty()) return true;
+    m_saying.bytes.clear();
+    m_sent = 0;
     return true;
   }
 

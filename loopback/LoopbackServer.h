@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 
 #include "loopback/Certificates.h"
 #include "platform/EventFd.h"
@@ -29,11 +30,18 @@ struct Saying {
   std::string forEver{};               ///< after the bytes, again and again
   std::chrono::milliseconds delay{0};  ///< before the first byte
   std::chrono::milliseconds pace{0};   ///< unless 0: one byte, or one `forEver`, each time this has passed
+  std::size_t piece = 0;               ///< bytes of a write at most, in TLS of a record; 0: as many as go
 };
 
 /// Messages of TLS 1.2 in one record: each asks for a handshake, and so means nothing while one is under way.
 [[nodiscard]] inline std::string HelloRequests() {
   return std::string("\x16\x03\x03\x0f\xa0", 5) + std::string(4000, '\0');
+}
+
+/// The begin of a handshake message of 16 KiB, in records of one byte, and a further byte of it.
+[[nodiscard]] inline std::pair<std::string, std::string> HandshakeCrumbs() {
+  const auto crumb = [](char byte) { return std::string("\x16\x03\x03\0\x01", 5) + byte; };
+  return {crumb('\x02') + crumb('\0') + crumb('\x40') + crumb('\0'), crumb('\0')};
 }
 
 /// A server on a loopback port of its own, in a thread of its own: connections, TLS, and the pace of what is

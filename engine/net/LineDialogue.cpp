@@ -18,6 +18,7 @@ namespace norvane::engine {
 namespace {
 
 constexpr const char* ClosedByServer = "connection closed by the server";
+constexpr int MaxRecordsAtOnce = 256;
 
 }  // namespace
 
@@ -184,6 +185,7 @@ void LineDialogue::Ready(int, std::uint32_t events) {
     Flush();
   }
   m_isDry = false;
+  m_receivedRecords = 0;
   CallClient();
 }
 
@@ -224,7 +226,9 @@ bool LineDialogue::Receive() {
     return false;
   }
   const auto size = static_cast<std::size_t>(got);
-  m_isDry = !m_ssl && size < buffer.size();  // saves asking once more
+  // Without TLS it saves asking once more; with it, records of a byte must not hold up the loop.
+  m_isDry =
+      m_ssl ? ++m_receivedRecords >= MaxRecordsAtOnce && SSL_pending(m_ssl.get()) == 0 : size < buffer.size();
   m_in.append(buffer.data(), size);
   m_received += size;
   if (m_received > MaxReceived) Fail("more than " + std::to_string(MaxReceived >> 10) + " KiB received");

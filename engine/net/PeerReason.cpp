@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform/TlsLimits.h"
+
 namespace norvane::engine {
 
 std::string ConnectionFailure(int error, const std::string& otherwise) {
@@ -35,6 +37,8 @@ std::string CertificateFailure(long result, const std::string& host) {
       return certificate + " expired";
     case X509_V_ERR_CERT_NOT_YET_VALID:
       return certificate + " is not yet valid";
+    case platform::TlsKeyTooLong:
+      return certificate + " comes with a key above " + std::to_string(platform::MaxTlsKeyBits) + " bits";
     default:
       return certificate + " not trusted: " + X509_verify_cert_error_string(result);
   }

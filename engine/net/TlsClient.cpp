@@ -10,7 +10,7 @@
 
 #include "engine/net/PeerReason.h"
 #include "platform/NumericAddress.h"
-#include "platform/TlsMessages.h"
+#include "platform/TlsLimits.h"
 
 namespace norvane::engine {
 
@@ -34,9 +34,9 @@ TlsClient::TlsClient(std::string caFile)
   SSL_CTX_set_mode(context, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
                                 SSL_MODE_RELEASE_BUFFERS);
   // Our protocols mark their own ends, so a connection cut without close_notify is merely closed.
-  SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION | SSL_OP_IGNORE_UNEXPECTED_EOF);
+  SSL_CTX_set_options(context, SSL_OP_IGNORE_UNEXPECTED_EOF);
   SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
-  platform::LimitTlsMessages(context);
+  platform::LimitTls(context);
 }
 
 /// A file that cannot be read any more leaves those that were read before.

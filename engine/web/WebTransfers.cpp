@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "engine/web/WebReason.h"
-#include "platform/TlsMessages.h"
+#include "platform/TlsLimits.h"
 
 namespace norvane::engine {
 
@@ -108,7 +108,7 @@ void WebTransfers::Remove(Handle& handle) noexcept {
 }
 
 CURLcode WebTransfers::PrepareTls(CURL*, void* context, void*) noexcept {
-  platform::LimitTlsMessages(static_cast<SSL_CTX*>(context));
+  platform::LimitTls(static_cast<SSL_CTX*>(context));
   return CURLE_OK;
 }
 

@@ -107,6 +107,8 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
   };
   HttpServer silentAtOnce({.onConnect = Script{"", "", {}, End::Silence}});
   HttpServer resetAtOnce({.onConnect = Script{"", "", {}, End::Reset}});
+  const auto [crumb, crumbs] = loopback::HandshakeCrumbs();
+  HttpServer tlsCrumbs({.onConnect = Script{crumb, crumbs}});
   HttpServer endlessTls({.onConnect = Script{"", loopback::HelloRequests()}});
   HttpServer rubbishAtOnce({.onConnect = Script{"\x01\xff\x7f rubbish \r\n\r\n"}});
   struct Row {
@@ -122,6 +124,8 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
       {"no TLS", "https" + silentAtOnce.Url("/").substr(4), late + "(TLS handshake)"},
       {"endless TLS", "https" + endlessTls.Url("/").substr(4),
        "TLS with 127.0.0.1 failed: excessive message size"},
+      {"handshake in crumbs", "https" + tlsCrumbs.Url("/").substr(4),
+       "TLS with 127.0.0.1 failed: record too small"},
       {"reset at once", resetAtOnce.Url("/"), "connection reset by the server"},
       {"rubbish at once", rubbishAtOnce.Url("/"), "the reply is not HTTP"},
       {"another scheme", "ftp://127.0.0.1/", scheme},
@@ -175,6 +179,9 @@ TEST(WorkerThread, VerifiesCertificates) {
   };
   HttpServer good({.tls = authority.Issue("127.0.0.1")});
   good.Set("/", HttpServer::Reply("secure"));
+  good.Set("/crumbs",
+           {"HTTP/1.1 200 OK\r\nX: ", std::string(4096, 'x'), {}, HttpServer::End::Close, /*piece=*/1});
+  EXPECT_EQ(reason(good.Url("/crumbs")), "TLS broken: record too small");
   HttpServer plain;
   for (const auto& row : tests::CertificateCases(authority)) {
     SCOPED_TRACE(row.name);

@@ -261,11 +261,25 @@ TEST_P(MailProbe, VerifiesCertificatesWhereTheyArePromised) {
     EXPECT_EQ(worker.Check(target).result.reason, row.reason);
     EXPECT_EQ(server->Commands().empty(), row.reason != "Ok");
   }
+  const auto crumbling = m_kind.make({.tls = m_authority.Issue("127.0.0.1"), .isTlsFromStart = true});
+  crumbling->Set(
+      "",
+      {.bytes = (m_kind.protocol == "POP3" ? "+OK " : "220 ") + std::string(1000, 'x') + "\r\n", .piece = 1});
+  EXPECT_EQ(worker.Check(Target(m_kind.scheme + crumbling->Address())).result.reason, "Ok");
+
+  auto longKey = m_authority.Issue("127.0.0.1");
+  longKey.others = {m_authority.IssueForLongKey(1025)};
+  EXPECT_EQ(worker.Check(Target(m_kind.make({.tls = longKey})->Address())).result.reason,
+            "certificate of 127.0.0.1 comes with a key above 8192 bits")
+      << "a long key costs as much where nobody asks who the server is";
   const auto server = m_kind.make({});
   const auto promised = Target(m_kind.scheme + server->Address());
   EXPECT_EQ(worker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: wrong version number");
   server->Set("", {"", End::Stay, HelloRequests()});
   EXPECT_EQ(worker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: excessive message size");
+  const auto [crumb, crumbs] = HandshakeCrumbs();
+  server->Set("", {crumb, End::Stay, crumbs});
+  EXPECT_EQ(worker.Check(promised).result.reason, "TLS with 127.0.0.1 failed: record too small");
   options.caFile = folder / "none.pem";
   EXPECT_EQ(WorkerFixture(options).Check(promised).result.reason,
             "cannot read the file of trusted certificate authorities");
