@@ -21,6 +21,9 @@ using console::engine::KnownKeys;
 namespace {
 constexpr int ApplicationId = 0x4e6f7276;  // "Norv"
 constexpr int SchemaVersion = 1;
+/// Of the name of a new file while it is written; random digits follow, so that the name is surely ours.
+constexpr const char* SavingEnding = ".saving-";
+constexpr std::size_t SavingBytes = 8;
 constexpr int FirstKeyColumn = 2;  // behind number and name
 /// Leaves numbers for the monitors to come, which count on from the last one.
 constexpr std::int64_t LastNumber = 0x7fffffff;
@@ -144,17 +147,18 @@ bool Exists(const std::string& path) {
 /// A folder or a device isn't ours to put aside.
 void RequireFile(const std::string& path) {
   struct stat info {};
-  if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+  if (::lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISLNK(info.st_mode))
     throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
 }
 
 /// Opens an existing file and makes sure that it is a data file of a version that we understand.
 Database OpenOurs(const std::string& path) {
   struct stat info {};
-  if (::stat(path.c_str(), &info) != 0) {
+  if (::lstat(path.c_str(), &info) != 0) {
     if (errno == ENOENT) throw StoreError(StoreErrorCode::NoFile, path + ": no such file");
     FailedWith(path, errno);
   }
+  if (S_ISLNK(info.st_mode)) Unreadable(path, "is a symbolic link");
   if (!S_ISREG(info.st_mode)) Unreadable(path, "not a regular file");
   if (info.st_size == 0) Unreadable(path, "the file is empty");
   Database database(path, Database::Mode::Write);
@@ -178,21 +182,20 @@ void SyncFolderOf(const std::string& path) {
 /// Writes a whole new file beside the old one and puts it in its place, so that no moment shows half of it.
 /// The old one gets another name if `keptAs` is given.
 std::string SaveAll(const std::string& path, const Changes& changes, std::string* keptAs) {
-  const std::string temporary = path + ".new";
-  for (const char* ending : {"", "-journal"})
-    ::unlink((temporary + ending).c_str());
+  const std::string temporary = path + SavingEnding + platform::RandomText(SavingBytes);
   std::string state;
   try {
     {
-      Database database(temporary, Database::Mode::Create);
-      // Until the rename nobody reads this file: no journal is needed, and one fsync at the end is enough.
-      database.Run("PRAGMA page_size=8192; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF");
-      database.Run(Schema());
+      Database database(temporary, Database::Mode::New);
+      // Until the rename nobody reads this file: no journal on disk is needed, and one fsync at the end is
+      // enough.
+      database.Run("PRAGMA page_size=8192; PRAGMA journal_mode=MEMORY; PRAGMA synchronous=OFF");
       Transaction transaction(database);
+      database.Run(Schema());
       state = WriteChanges(database, changes);
       transaction.Commit();
     }
-    const platform::FileDescriptor file(::open(temporary.c_str(), O_RDONLY | O_CLOEXEC));
+    const platform::FileDescriptor file(::open(temporary.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     if (!file || ::fsync(file.Get()) != 0) FailedWith(temporary, errno);
     if (keptAs != nullptr) *keptAs = KeepAside(path);
     // A journal of the old file must not be applied to the new one.
@@ -290,6 +293,21 @@ std::optional<std::string> Save(const std::string& path, const Changes& changes,
   }
   if (!changes.all) return std::nullopt;
   return SaveAll(path, changes, isReadable ? nullptr : keptAs);
+}
+
+void RemoveLeftovers(const std::string& path) {
+  const auto name = std::filesystem::path(path).filename().string() + SavingEnding;
+  std::error_code error;
+  std::vector<std::filesystem::path> leftovers;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(std::filesystem::path(path).parent_path(), error)) {
+    const auto found = entry.path().filename().string();
+    if (found.starts_with(name) && found.size() == name.size() + 2 * SavingBytes &&
+        found.find_first_not_of("0123456789abcdef", name.size()) == std::string::npos)
+      leftovers.push_back(entry.path());
+  }
+  for (const auto& leftover : leftovers)
+    ::unlink(leftover.c_str());
 }
 
 }  // namespace norvane::engine::datafile

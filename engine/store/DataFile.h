@@ -45,9 +45,12 @@ struct Contents {
 /// Gives the new state once it is on disk. Whatever happens meanwhile, the file holds the old or the new
 /// state. Gives nothing if only changes were to be written and the file isn't in the known state (somebody
 /// replaced it): then all must be written. A file at `path` that cannot be read as a data file is kept: if
-/// `keptAs` is given it gets another name, which is reported there, else the save fails. So does a save onto
-/// what is no file at all.
+/// `keptAs` is given it gets another name, which is reported there, else the save fails. A symbolic link
+/// counts as such a file: it is not followed. A save onto what is no file at all fails.
 [[nodiscard]] std::optional<std::string> Save(const std::string& path, const Changes& changes,
                                               MonitorTypes types, std::string* keptAs);
+
+/// Removes what saves of this file left behind when they were killed. None may be under way.
+void RemoveLeftovers(const std::string& path);
 
 }  // namespace norvane::engine::datafile

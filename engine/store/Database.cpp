@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "console/engine/Limits.h"
 #include "console/engine/MonitorKeys.h"
@@ -32,8 +33,9 @@ StoreErrorCode CodeOf(int sqliteCode) {
   }
 }
 
-void MakePrivateFile(const std::string& path) {
-  const platform::FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600));
+void MakePrivateFile(const std::string& path, int flags) {
+  const platform::FileDescriptor file(
+      ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW | flags, 0600));
   if (!file) throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(errno));
   struct stat info {};
   // SQLite would read from a pipe until somebody writes.
@@ -45,7 +47,16 @@ void MakePrivateFile(const std::string& path) {
 void RequireRegularIfAny(const std::string& path) {
   struct stat info {};
   if (::lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
-    throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
+    throw StoreError(StoreErrorCode::Failed,
+                     path + (S_ISLNK(info.st_mode) ? ": is a symbolic link" : ": not a regular file"));
+}
+
+/// SQLite's refusal of links holds for folders too.
+std::string WithRealFolder(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path file(path);
+  const auto folder = std::filesystem::weakly_canonical(file.parent_path(), error);
+  return error ? path : (folder / file.filename()).string();
 }
 }  // namespace
 
@@ -54,10 +65,12 @@ void Database::Close::operator()(sqlite3* db) const noexcept {
 }
 
 Database::Database(const std::string& path, Mode mode) : m_path(path) {
-  if (mode == Mode::Create) MakePrivateFile(path);
-  const auto open = [&](int flags) {
+  RequireRegularIfAny(path);
+  if (mode != Mode::Write) MakePrivateFile(path, mode == Mode::New ? O_EXCL : 0);
+  const auto open = [&, name = WithRealFolder(path)](int flags) {
     sqlite3* db = nullptr;
-    const int code = sqlite3_open_v2(path.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    constexpr int always = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
+    const int code = sqlite3_open_v2(name.c_str(), &db, flags | always, nullptr);
     m_db.reset(db);
     return code;
   };

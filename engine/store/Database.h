@@ -15,10 +15,11 @@ namespace norvane::engine {
 /// database.
 class Database {
  public:
-  enum class Mode { Create, Write };
+  enum class Mode { Create, New, Write };
 
-  /// `Create` makes the file if there is none, mode 0600. `Write` also rolls back what a killed process left
-  /// half done; a file on a read-only medium is opened for reading alone.
+  /// `Create` makes the file if there is none, mode 0600, and so does `New`, where there must be none.
+  /// `Write` also rolls back what a killed process left half done; a file on a read-only medium is opened for
+  /// reading alone. A symbolic link in the place of the file is refused, but one to its folder is followed.
   Database(const std::string& path, Mode mode);
 
   /// Runs statements that give no rows.

@@ -17,14 +17,18 @@ using console::engine::EngineErrorCode;
 
 namespace {
 
-/// The same file under whatever name; a name that cannot be resolved stays as it is.
-std::string Canonical(const std::string& folder, const std::string& path) {
-  if (path.find('\0') != std::string::npos)  // C would read another name
-    throw EngineError(EngineErrorCode::Invalid, "a file name cannot contain NUL");
+namespace fs = std::filesystem;
+
+/// A name that cannot be resolved stays as it is.
+fs::path Canonical(const fs::path& path) {
   std::error_code error;
-  const auto full = std::filesystem::path(folder) / path;
-  const auto canonical = std::filesystem::weakly_canonical(full, error);
-  return error ? full.string() : canonical.string();
+  auto canonical = fs::weakly_canonical(path, error);
+  return error ? path : canonical;
+}
+
+/// The same, but that the file itself may be a link.
+fs::path WithCanonicalFolder(const fs::path& path) {
+  return Canonical(path.parent_path()) / path.filename();
 }
 
 std::uint32_t NumberOf(MonitorId id) {
@@ -49,9 +53,21 @@ Storage::Storage(Client& client, Writer& writer, std::string folder, MonitorType
       m_writer(writer),
       m_folder(std::move(folder)),
       m_types(types),
-      m_dataFile(Canonical(m_folder, std::string(platform::files::EngineData))) {}
+      m_dataFile(WithCanonicalFolder(platform::PathIn(m_folder, platform::files::EngineData)).string()) {}
+
+/// The same file under whatever name. Links that a user names are followed, one in the place of the data file
+/// is not.
+std::string Storage::FileAt(const std::string& path) const {
+  if (path.find('\0') != std::string::npos)  // C would read another name
+    throw EngineError(EngineErrorCode::Invalid, "a file name cannot contain NUL");
+  const auto full = fs::path(m_folder) / path;
+  return WithCanonicalFolder(full) == m_dataFile ? m_dataFile : Canonical(full).string();
+}
 
 std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
+  if (fs::is_symlink(fs::symlink_status(m_dataFile)))
+    throw StoreError(StoreErrorCode::Failed, m_dataFile + ": is a symbolic link");
+  datafile::RemoveLeftovers(m_dataFile);
   try {
     auto contents = datafile::Load(m_dataFile, m_lastGeneration, m_types);
     m_saved = SavedMark{std::move(contents.state), contents.table->LastChange()};
@@ -91,12 +107,11 @@ void Storage::RunNext() {
 }
 
 bool Storage::IsDataFile(const std::string& path) const {
-  return Canonical(m_folder, path) == m_dataFile;
+  return FileAt(path) == m_dataFile;
 }
 
 void Storage::Load(const std::string& path, Completion done) {
-  Enqueue([this, path = Canonical(m_folder, path)](Completion end) { StartLoad(path, std::move(end)); },
-          std::move(done));
+  Enqueue([this, path = FileAt(path)](Completion end) { StartLoad(path, std::move(end)); }, std::move(done));
 }
 
 void Storage::StartLoad(const std::string& path, Completion done) {
@@ -127,9 +142,8 @@ void Storage::Adopt(const std::string& path, datafile::Contents& contents) {
 }
 
 void Storage::Save(const std::string& path, Completion done) {
-  Enqueue(
-      [this, path = Canonical(m_folder, path)](Completion end) { StartSave(path, false, std::move(end)); },
-      std::move(done));
+  Enqueue([this, path = FileAt(path)](Completion end) { StartSave(path, false, std::move(end)); },
+          std::move(done));
 }
 
 /// What the file at `path` lacks, and `everything` if that is asked for or cheaper.

@@ -38,7 +38,8 @@ class Storage {
 
   /// The monitors of the folder's data file; none if there is no file, or a damaged one, which the next save
   /// keeps under another name. Throws StoreError if it merely cannot be read just now: by the next save it
-  /// may be well again, and an engine without monitors would replace it.
+  /// may be well again, and an engine without monitors would replace it. So for a symbolic link. Removes what
+  /// killed saves left.
   [[nodiscard]] std::unique_ptr<MonitorTable> LoadAtStart();
 
   // Relative paths start at the folder.
@@ -58,6 +59,7 @@ class Storage {
   using Step = std::function<void(Completion)>;
   struct Saving;
 
+  [[nodiscard]] std::string FileAt(const std::string& path) const;
   void Enqueue(Step step, Completion done);
   void RunNext();
   void StartLoad(const std::string& path, Completion done);

@@ -269,6 +269,31 @@ TEST(Service, RefusesToStartOnADataFileThatCannotBeReadJustNow) {
   EXPECT_EQ(engine.service.Table().Count(), 1u);
 }
 
+TEST(Service, FollowsNoLinkInThePlaceOfItsDataFileButTheOnesThatAUserNames) {
+  const TempFolder folder;
+  const std::string own = folder / "NorvaneEngine.dat", other = folder / "other", link = folder / "link";
+  const auto leftover = tests::WriteFile(own + ".saving-0123456789abcdef", "x");
+  {
+    Engine engine(folder.Path());
+    EXPECT_FALSE(fs::exists(leftover));
+    engine.Add("WebMonitor Of a");
+    EXPECT_EQ(engine.Save(other), std::nullopt);
+    const auto bytes = tests::ReadFile(other);
+    fs::create_symlink(other, own);
+    engine.Add("WebMonitor Of b");
+    EXPECT_EQ(engine.Save("NorvaneEngine.dat"), std::nullopt);
+    EXPECT_FALSE(fs::is_symlink(own));
+    EXPECT_EQ(tests::ReadFile(other), bytes);
+    fs::create_symlink(other, link);
+    EXPECT_EQ(engine.Save(link), std::nullopt);
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(datafile::Load(other, 1, ProbeTable()).table->Count(), 2u);
+  }
+  fs::remove(own);
+  fs::create_symlink(other, own);
+  EXPECT_THROW(Engine(folder.Path()), StoreError) << "without its monitors it watches nothing";
+}
+
 TEST(Service, ValuesOfTheServiceAreKeptAndThePassIsItsOwn) {
   const TempFolder folder;
   std::string pass, instance;

@@ -211,6 +211,49 @@ TEST(DataFile, ANewFileIsNotMendedByTheJournalOfAnOldOne) {
   EXPECT_EQ(datafile::Load(path, 1, ProbeTable()).table->Count(), 3u);
 }
 
+TEST(Database, ALinkInItsPlaceIsRefusedAndOneToItsFolderFollowed) {
+  const TempFolder folder;
+  fs::create_directory(folder / "real");
+  fs::create_directory_symlink(folder / "real", folder / "folder");
+  Database(folder / "folder/data", Database::Mode::Create).Run("CREATE TABLE t(x)");
+  fs::create_symlink(folder / "real/data", folder / "link");
+  fs::create_symlink(folder / "nothing", folder / "dangling");
+  for (const char* link : {"link", "dangling"})
+    for (const auto mode : {Database::Mode::Create, Database::Mode::New, Database::Mode::Write})
+      EXPECT_THROW(Database(folder / link, mode), StoreError) << link;
+  EXPECT_FALSE(fs::exists(folder / "nothing"));
+}
+
+TEST(DataFile, ALinkInItsPlaceIsPutAsideAndItsTargetLeftAlone) {
+  const TempFolder folder;
+  const auto target = folder / "target", link = folder / "data";
+  SaveOk(target, Sample(3));
+  const auto bytes = ReadFile(target);
+  fs::create_symlink(target, link);
+  EXPECT_EQ(Read(link), "unreadable");
+  EXPECT_THROW((void)datafile::Save(link, Sample(2), ProbeTable(), nullptr), StoreError);
+  std::string keptAs;
+  EXPECT_TRUE(datafile::Save(link, Sample(2), ProbeTable(), &keptAs));
+  EXPECT_EQ(fs::read_symlink(keptAs), target);
+  EXPECT_EQ(ReadFile(target), bytes);
+  EXPECT_FALSE(fs::is_symlink(link));
+  EXPECT_EQ(datafile::Load(link, 1, ProbeTable()).table->Count(), 2u);
+}
+
+TEST(DataFile, OnlyWhatItsOwnSavesLeftBehindIsRemoved) {
+  const TempFolder folder;
+  const auto path = folder / "data";
+  const auto ours = ".saving-0123456789abcdef";
+  for (const auto* ending :
+       {ours, ".saving-0123456789abcdef0", ".saving-by hand 16 chars", ".new", ".new-journal"})
+    WriteFile(path + ending, "x");
+  SaveOk(path, Sample(2));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path()), {}), 6);
+  datafile::RemoveLeftovers(path);
+  EXPECT_FALSE(fs::exists(path + ours));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path()), {}), 5);
+}
+
 TEST(Database, APipeIsRefusedAndNotWaitedFor) {
   const TempFolder folder;
   const auto pipe = folder / "pipe";
@@ -273,7 +316,7 @@ TEST(DataFile, AFailedSaveLeavesTheOldState) {
   });
   EXPECT_EQ(status, 0);
   EXPECT_EQ(Read(path), before);
-  EXPECT_FALSE(fs::exists(path + ".new"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path()), {}), 1) << "nothing half written stays";
 }
 
 /// A child saves changing states, sometimes few changes and sometimes all, until it is killed.
