@@ -3,6 +3,7 @@
 #include <getopt.h>
 #include <kj/async-io.h>
 #include <kj/async-unix.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -178,6 +179,8 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
 }  // namespace
 
 int Main(int argc, char** argv) {
+  // Passwords are in our memory: it goes into no core file, and other programs of the user cannot read it.
+  ::prctl(PR_SET_DUMPABLE, 0);
   std::signal(SIGPIPE, SIG_IGN);
   std::setlocale(LC_CTYPE, "C.UTF-8");  // libcurl reads host names in it
   std::signal(SIGCHLD, SIG_DFL);        // if inherited as ignored, exit statuses of children would be lost

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -142,6 +143,23 @@ TEST(EngineProgram, GoesOnAfterAnOrderlyEndAndAfterAKill) {
   engine.Signal(SIGTERM);
   EXPECT_EQ(engine.Wait().code, 0);
   EXPECT_FALSE(fs::exists(folder / "NorvaneEngine.sock"));
+}
+
+TEST(EngineProgram, LeavesNoCoreWithPasswords) {
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_CORE, &before), 0);
+  if (before.rlim_max == 0) GTEST_SKIP() << "nobody leaves one here";
+  const rlimit most{before.rlim_max, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_CORE, &most), 0);
+  const TempFolder folder;
+  Process engine({Program("norvane-engine"), "--folder", folder.Path()});
+  ::setrlimit(RLIMIT_CORE, &before);
+  while (RunProgram({Program("norvanectl"), "--folder", folder.Path(), "list"}).code == 3) {
+  }
+  engine.Signal(SIGABRT);
+  const auto finished = engine.Wait();
+  EXPECT_EQ(finished.code, 128 + SIGABRT);
+  EXPECT_FALSE(finished.hasDumped);
 }
 
 TEST(EngineProgram, FindsHostsWhoseNamesAreNoAscii) {

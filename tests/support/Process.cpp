@@ -85,6 +85,7 @@ Finished Process::Wait() {
   ::waitpid(m_pid, &status, 0);
   m_pid = -1;
   result.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  result.hasDumped = WIFSIGNALED(status) && WCOREDUMP(status);
   return result;
 }
 

@@ -14,6 +14,7 @@ namespace norvane::tests {
 
 struct Finished {
   int code = -1;  ///< exit code, or 128 + signal
+  bool hasDumped = false;
   std::string out;
   std::string err;
 };
