@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cstdio>
 #include <utility>
 
 #include "console/engine/EngineError.h"
@@ -23,11 +22,15 @@ using ce::EngineErrorCode;
 namespace files = platform::files;
 
 namespace {
-constexpr std::size_t MaxNotices = 50;
 constexpr std::chrono::milliseconds MaxSpread = std::chrono::minutes(10);
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
 constexpr std::chrono::milliseconds MaxFetchTime = std::chrono::minutes(1);
 constexpr std::size_t MaxFetches = 8;
+constexpr std::chrono::minutes TendPause{1};  // of the log files
+
+// Conditions.
+constexpr std::string_view AdminUnreachable = "administrator";
+constexpr std::chrono::hours MessageLostTime{24};
 
 CheckTarget TargetOf(const Monitor& monitor) {
   return {monitor.id, monitor.name, monitor.attributes};
@@ -38,15 +41,26 @@ Service::Service(Options options)
     : m_types(options.types),
       m_folder(std::move(options.folder)),
       m_instance(platform::RandomText(8)),
+      m_clock(std::move(options.clock)),
       m_writer(std::make_unique<Writer>(m_folder, m_wake)),
-      m_state(std::make_unique<EngineState>(m_folder, *m_writer, [this](const auto& text) { Notice(text); })),
-      m_storage(*this, *m_writer, m_folder, m_types),
+      m_ownLog(*m_writer, m_clock),
+      m_admin(
+          std::move(options.admin), m_folder,
+          [this](NotifyRequest message) {
+            m_worker->NotifyOnce(std::move(message), ++m_lastTicket);
+            return m_lastTicket;
+          },
+          m_clock),
+      m_health(m_clock, [this](auto key, const auto& condition,
+                               auto change) { ConditionChanged(key, condition, change); }),
+      m_state(std::make_unique<EngineState>(m_folder, *m_writer, m_health)),
+      m_storage(*this, *m_writer, m_health, m_folder, m_types),
       m_table(m_storage.LoadAtStart()),
-      m_worker(options.makeWorker(m_wake)) {
-  m_outages = std::make_unique<Outages>(
-      Outages::Hooks{*m_worker, [this] { return ++m_lastTicket; },
-                     [this](const auto& monitor, auto at, const auto& text) { Log(monitor, at, text); },
-                     std::move(options.clock)});
+      m_worker(options.makeWorker(m_wake, [this](const std::string& text) { m_ownLog.Write(text); })) {
+  m_health.Set(AdminUnreachable, m_admin.Misconfigured());
+  m_outages = std::make_unique<Outages>(Outages::Hooks{
+      *m_worker, [this] { return ++m_lastTicket; },
+      [this](const auto& monitor, auto at, const auto& text) { Log(monitor, at, text); }, m_clock});
   m_outages->Restore(m_state->OutagesAtStart(), *m_table);
   KeepOutages();
   StartAll();
@@ -64,13 +78,24 @@ int Service::WakeFd() const {
 void Service::OnWake() {
   assert(m_thread.IsInside());
   m_wake.Clear();
-  for (const auto& report : m_writer->Deliver())
-    Notice(report);
+  for (const auto& [logFile, text] : m_writer->Deliver())
+    logFile.empty() ? m_health.Note(text) : m_health.Set("log file " + logFile, text);
   const auto changeBefore = m_table->LastChange();
   for (auto& report : m_worker->DequeueReports())
     Handle(report);
   KeepOutages();
   if (m_table->LastChange() != changeBefore) NotifyObservers();
+}
+
+void Service::OnSecond() {
+  assert(m_thread.IsInside());
+  m_ownLog.Flush();
+  m_health.EndExpired();
+  m_admin.SendDue();
+  if (const auto now = m_clock(); now >= m_nextTend) {
+    m_nextTend = now + TendPause;
+    m_writer->TendLogs(m_logAge);
+  }
 }
 
 void Service::AddObserver(TableObserver& observer) {
@@ -249,7 +274,7 @@ void Service::Handle(Report& report) {
         },
         report);
     const auto why = "internal error: " + platform::ErrorText(std::current_exception());
-    Notice((monitor != nullptr ? monitor->name + ": " : std::string()) + why);
+    m_health.Note((monitor != nullptr ? monitor->name + ": " : std::string()) + why);
     std::visit(
         [&](const auto& each) {
           if constexpr (requires { each.result; })
@@ -283,10 +308,26 @@ void Service::HandleJudged(const Monitor& monitor, const CheckResult& result) {
 
 void Service::Handle(const NotificationEnded& ended) {
   const auto& result = ended.result;
-  if (const Monitor* monitor = m_table->Find(ended.id))
+  if (m_admin.IsSending(ended.ticket)) {
+    m_admin.Ended(result);
+    return m_health.Set(AdminUnreachable,
+                        result.IsGood() ? "" : "message to the administrator not accepted: " + result.reason);
+  }
+  if (const Monitor* monitor = m_table->Find(ended.id)) {
     Log(*monitor, result.at, result.IsGood() ? "notification sent" : "notification failed: " + result.reason);
+    if (!m_onDemand.contains(ended.ticket)) NoteNotification(*monitor, result);
+  }
   m_outages->NotifyEnded(ended.id, ended.ticket, result.IsGood());
   Answer(ended.ticket, result);
+}
+
+/// One way of notification that fails is one condition, however many outages use it.
+void Service::NoteNotification(const Monitor& monitor, const CheckResult& result) {
+  const auto key = "notification " + monitor.attributes->Get(ce::keys::NotifyMode);
+  if (result.IsGood())
+    m_health.Set(key, {});
+  else if (!m_health.Now().contains(key))
+    m_health.Note(key, "notification of " + monitor.name + " failed: " + result.reason, MessageLostTime);
 }
 
 void Service::Handle(const CommandEvent& event) {
@@ -319,10 +360,10 @@ void Service::Log(const Monitor& monitor, std::chrono::system_clock::time_point 
   m_writer->Log({std::move(pattern), at, monitor.name + ": " + text});
 }
 
-void Service::Notice(const std::string& text) {
-  std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
-  m_notices.push_back(text);
-  if (m_notices.size() > MaxNotices) m_notices.pop_front();
+void Service::ConditionChanged(std::string_view key, const Health::Condition& condition,
+                               Health::Change change) {
+  m_ownLog.Write((change == Health::Change::Ends ? "resolved: " : "") + condition.text);
+  if (key != AdminUnreachable) m_admin.Add(condition, change);
 }
 
 }  // namespace norvane::engine

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <exception>
 #include <functional>
 #include <map>
@@ -11,9 +10,12 @@
 #include <vector>
 
 #include "engine/checks/ProbeType.h"
+#include "engine/model/Health.h"
 #include "engine/model/MonitorTable.h"
 #include "engine/model/Worker.h"
 #include "engine/net/EventLoop.h"
+#include "engine/notify/AdminMessages.h"
+#include "engine/store/EngineLog.h"
 #include "engine/store/Storage.h"
 #include "platform/EventFd.h"
 #include "platform/ThreadCheck.h"
@@ -44,23 +46,26 @@ class Service final : private Storage::Client {
  public:
   struct Options {
     std::string folder;  ///< the application folder; must exist and be writable
-    /// Makes the worker, which signals the given event whenever reports wait.
-    std::function<std::unique_ptr<Worker>(platform::EventFd&)> makeWorker;
+    /// Makes the worker, which signals the given event whenever reports wait, and logs from its threads.
+    std::function<std::unique_ptr<Worker>(platform::EventFd&, EventLoop::ErrorLog)> makeWorker;
     EventLoop::Clock clock = &std::chrono::steady_clock::now;
     MonitorTypes types = ProbeTable();
+    AdminAddress admin{};
   };
 
   /// Reads the engine's own state and the data file of the folder and starts its enabled monitors. If the
-  /// data file is damaged the engine starts empty; the next save keeps that file under another name (see
-  /// `Notices`). Throws StoreError or std::system_error if the folder or a file in it cannot be worked with.
+  /// data file is damaged the engine starts empty; the next save keeps that file under another name. Throws
+  /// StoreError or std::system_error if the folder or a file in it cannot be worked with.
   explicit Service(Options options);
   ~Service() override;
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
-  /// What the administrator should know, a line each, oldest first: files that could not be read or written.
-  /// Each was also written to standard error when it came up.
-  [[nodiscard]] const std::deque<std::string>& Notices() const { return m_notices; }
+  /// What is wrong with the engine itself.
+  [[nodiscard]] const Health::Conditions& Conditions() const { return m_health.Now(); }
+  [[nodiscard]] EngineLog& OwnLog() { return m_ownLog; }
+  /// The engine's own logs are removed when they are older; 0, as at the start: never.
+  void KeepLogsFor(std::chrono::hours age) { m_logAge = age; }
   [[nodiscard]] const std::string& Folder() const { return m_folder; }
   /// Random, different for every process.
   [[nodiscard]] const std::string& Instance() const { return m_instance; }
@@ -68,6 +73,8 @@ class Service final : private Storage::Client {
 
   [[nodiscard]] int WakeFd() const;
   void OnWake();
+  /// Whatever is due by time alone. To be called about once a second.
+  void OnSecond();
 
   [[nodiscard]] const MonitorTable& Table() const override { return *m_table; }
   void AddObserver(TableObserver& observer);
@@ -109,7 +116,6 @@ class Service final : private Storage::Client {
 
  private:
   void ReplaceTable(std::unique_ptr<MonitorTable> table) override;
-  void Notice(const std::string& text) override;
 
   void StartAll();
   void StopAll();
@@ -121,6 +127,8 @@ class Service final : private Storage::Client {
   void Handle(const CommandOutput& output);
   void Handle(FetchEnded& ended);
   void Answer(std::uint64_t ticket, const CheckResult& result);
+  void ConditionChanged(std::string_view key, const Health::Condition& condition, Health::Change change);
+  void NoteNotification(const Monitor& monitor, const CheckResult& result);
   void KeepOutages();
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void NotifyObservers();
@@ -131,9 +139,12 @@ class Service final : private Storage::Client {
   MonitorTypes m_types;
   std::string m_folder;
   std::string m_instance;
-  std::deque<std::string> m_notices;
+  EventLoop::Clock m_clock;
   platform::EventFd m_wake;
   std::unique_ptr<Writer> m_writer;
+  EngineLog m_ownLog;
+  AdminMessages m_admin;
+  Health m_health;
   std::unique_ptr<EngineState> m_state;
   Storage m_storage;
   std::unique_ptr<MonitorTable> m_table;
@@ -143,6 +154,8 @@ class Service final : private Storage::Client {
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket
   std::map<std::uint64_t, FetchCompletion> m_fetches;   // by ticket
   std::uint64_t m_lastTicket = 0;
+  std::chrono::hours m_logAge{0};
+  Moment m_nextTend{};
   bool m_isEnding = false;
 };
 

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <clocale>
@@ -24,6 +25,7 @@
 #include "engine/Service.h"
 #include "engine/WorkerThread.h"
 #include "engine/store/StoreError.h"
+#include "formats/Number.h"
 #include "link/EngineServer.h"
 #include "link/Wire.h"
 #include "platform/FileDescriptor.h"
@@ -50,6 +52,9 @@ constexpr const char* Usage =
     "  --help        print this text\n\n"
     "SIGTERM ends it after saving. Exit codes: 0 ended normally, 1 failed, 2 usage error,\n"
     "3 another engine serves the folder, 4 the folder is not usable, 5 its path is too long for a socket.\n";
+
+constexpr const char* DefaultLogDays = "90";
+constexpr double MaxLogDays = 36500;
 
 /// Ends the program with an exit code; the text says why.
 class Exit : public std::runtime_error {
@@ -101,7 +106,8 @@ void Say(const std::string& text) {
   std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
 }
 
-std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::EventFd& wake) {
+std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::EventFd& wake,
+                                           const engine::EventLoop::ErrorLog& log) {
   const auto config = platform::PathIn(folder, platform::files::Config);
   engine::WorkerOptions options;
   options.folder = folder;
@@ -109,11 +115,44 @@ std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::
   try {
     options.charset = platform::LegacyCharset::FromConfig(config);
   } catch (const std::invalid_argument& unknown) {
-    Say(config + ": " + unknown.what() + ", using " + std::string(platform::LegacyCharset::DefaultName) +
+    log(config + ": " + unknown.what() + ", using " + std::string(platform::LegacyCharset::DefaultName) +
         " instead");
   }
-  options.log = Say;
+  options.log = log;
   return std::make_unique<engine::WorkerThread>(options, wake);
+}
+
+engine::Service::Options ServiceOptions(const std::string& folder) {
+  const auto config = platform::PathIn(folder, platform::files::Config);
+  engine::Service::Options options;
+  options.folder = folder;
+  options.makeWorker = [folder](auto& wake, const auto& log) { return MakeWorker(folder, wake, log); };
+  options.admin = {platform::IniValue("notify", "admin", "", config),
+                   platform::IniValue("notify", "to", "", config)};
+  return options;
+}
+
+void KeepLogs(engine::Service& service) {
+  const auto config = platform::PathIn(service.Folder(), platform::files::Config);
+  const auto text = platform::IniValue("log", "days", DefaultLogDays, config);
+  auto days = formats::ParseNumber(text);
+  if (!days || *days < 0) {
+    service.OwnLog().Write(config + ": days of logs negative or not a number, using " + DefaultLogDays +
+                           " instead");
+    days = formats::ParseNumber(DefaultLogDays);
+  }
+  service.KeepLogsFor(std::chrono::hours(static_cast<int>(std::min(*days, MaxLogDays) * 24)));
+}
+
+kj::Promise<void> EverySecond(kj::Timer& timer, engine::Service& service) {
+  return timer.afterDelay(1 * kj::SECONDS).then([&] {
+    try {
+      service.OnSecond();
+    } catch (const std::exception& error) {
+      Say(error.what());
+    }
+    return EverySecond(timer, service);
+  });
 }
 
 bool EngineAnswers(const std::string& folder) {
@@ -149,16 +188,20 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP})
     kj::UnixEventPort::captureSignal(signal);
   kj::AsyncIoContext io = kj::setupAsyncIo();
-  engine::Service service(
-      {arguments.folder, [&](platform::EventFd& wake) { return MakeWorker(arguments.folder, wake); }});
+  engine::Service service(ServiceOptions(arguments.folder));
+  KeepLogs(service);
+  const auto seconds = EverySecond(io.provider->getTimer(), service).eagerlyEvaluate(nullptr);
 
   auto endRequested = kj::newPromiseAndFulfiller<void>();
   link::EngineServer::Options options;
   options.folder = arguments.folder;
   options.onShutdown = [&] { endRequested.fulfiller->fulfill(); };
-  options.log = Say;
+  options.log = [&](const std::string& text) { service.OwnLog().Write(text); };
   auto server = std::make_unique<link::EngineServer>(io, service, options);
-  if (daemon != nullptr) daemon->Ready(arguments.folder);
+  if (daemon != nullptr) {
+    service.OwnLog().LeaveStandardError();
+    daemon->Ready(arguments.folder);
+  }
 
   auto end = std::move(endRequested.promise);
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {

@@ -7,6 +7,7 @@
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
 #include "console/engine/MonitorKeys.h"
+#include "engine/model/Health.h"
 #include "engine/store/KeepAside.h"
 #include "engine/store/StoreError.h"
 #include "engine/store/Writer.h"
@@ -21,17 +22,21 @@ using console::engine::service::ControlPass;
 
 namespace {
 constexpr std::size_t MaxValues = 64;
-}
 
-EngineState::EngineState(std::string folder, Writer& writer, Notice notice)
-    : m_folder(std::move(folder)), m_writer(writer), m_notice(std::move(notice)) {
+// Conditions.
+constexpr std::string_view Unreadable = "state file unreadable";
+constexpr std::string_view Unsaved = "state file unsaved";
+}  // namespace
+
+EngineState::EngineState(std::string folder, Writer& writer, Health& health)
+    : m_folder(std::move(folder)), m_writer(writer), m_health(health) {
   try {
     Open();
   } catch (const StoreError& error) {
     if (error.Code() != StoreErrorCode::Unreadable) throw;
     m_file.reset();
-    m_notice(std::string(error.what()) + "; kept as " + KeepAside(StateFile::PathIn(m_folder)) +
-             ", service-wide values lost");
+    m_health.Set(Unreadable, std::string(error.what()) + "; kept as " +
+                                 KeepAside(StateFile::PathIn(m_folder)) + ", service-wide values lost");
     Open();
   }
   if (!Value(ControlPass).empty()) return;
@@ -63,6 +68,7 @@ void EngineState::Commit(const std::map<std::string, std::string>& values, Compl
   m_writer.Run([file = m_file, changed] { file->SetConfig(changed); },
                [this, changed, done = std::move(done)](std::exception_ptr error) {
                  if (error) return done(ForConsole(error));
+                 m_health.Set(Unreadable, {});  // a console has set the values anew
                  for (const auto& [key, value] : changed)
                    m_values[key] = value;
                  done(nullptr);
@@ -101,8 +107,10 @@ void EngineState::StartWrite() {
                    m_failed.erase(monitor);
                  if (error) {
                    m_failed.insert(changes.begin(), changes.end());
-                   m_notice("an outage may be notified again after a restart: " + platform::ErrorText(error));
                  }
+                 m_health.Set(Unsaved, error ? "outages may be notified again after a restart: " +
+                                                   platform::ErrorText(error)
+                                             : std::string());
                  Write({});
                });
 }

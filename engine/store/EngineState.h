@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -11,15 +10,15 @@
 
 namespace norvane::engine {
 
+class Health;
+
 /// What the engine itself remembers: the service-wide values and the outages that last. On the service
 /// thread; the state file is written on the writer thread.
 class EngineState {
  public:
-  using Notice = std::function<void(const std::string&)>;
-
-  /// Reads the state file of the folder, or makes it; a damaged one is kept under another name. `notice` gets
-  /// what the administrator should know. Throws StoreError if the file cannot be worked with.
-  EngineState(std::string folder, Writer& writer, Notice notice);
+  /// Reads the state file of the folder, or makes it; a damaged one is kept under another name, of which
+  /// `health` hears. Throws StoreError if the file cannot be worked with.
+  EngineState(std::string folder, Writer& writer, Health& health);
 
   /// Empty text for a key that was never set.
   [[nodiscard]] std::string Value(std::string_view key) const;
@@ -44,7 +43,7 @@ class EngineState {
 
   std::string m_folder;
   Writer& m_writer;
-  Notice m_notice;
+  Health& m_health;
   // The writer thread's alone once it has the first job, which may outlive this.
   std::shared_ptr<StateFile> m_file;
   StateFile::Values m_values;

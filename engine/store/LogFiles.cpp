@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -15,6 +16,7 @@
 
 #include "platform/Ascii.h"
 #include "platform/FileDescriptor.h"
+#include "platform/FileNames.h"
 #include "platform/Paths.h"
 #include "platform/TimeText.h"
 #include "platform/Utf8.h"
@@ -60,9 +62,25 @@ void AppendEscaped(std::string_view text, std::string& line) {
 }
 
 platform::FileDescriptor Open(const std::string& path) {
-  // Non-blocking, so that a pipe without reader cannot hold the writer.
-  return platform::FileDescriptor(
-      ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0600));
+  // Non-blocking, so that a pipe cannot hold the writer.
+  constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  const int fd = ::open(path.c_str(), O_RDWR | flags, 0600);
+  return platform::FileDescriptor(fd < 0 && errno == EACCES ? ::open(path.c_str(), O_WRONLY | flags, 0600)
+                                                            : fd);
+}
+
+bool EndsWithNewline(int fd, off_t size) {
+  char last = '\n';
+  return size == 0 || ::pread(fd, &last, 1, size - 1) != 1 || last == '\n';
+}
+
+/// In the background standard error is the engine's log, for whatever a library or a crash prints.
+void MoveStandardOutput(const struct stat& from, int to) {
+  for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
+    struct stat status {};
+    if (::fstat(fd, &status) == 0 && status.st_dev == from.st_dev && status.st_ino == from.st_ino)
+      ::dup2(to, fd);
+  }
 }
 
 using Failure = std::optional<std::string>;
@@ -71,7 +89,8 @@ Failure LastError() {
   return std::generic_category().message(errno);
 }
 
-Failure WriteAll(int fd, std::string_view text) {
+/// Leaves in `text` what was not written.
+Failure WriteAll(int fd, std::string_view& text) {
   while (!text.empty()) {
     const auto written = ::write(fd, text.data(), text.size());
     if (written < 0 && errno != EINTR) return LastError();
@@ -80,7 +99,7 @@ Failure WriteAll(int fd, std::string_view text) {
   return std::nullopt;
 }
 
-Failure Append(const std::string& path, std::string_view text, std::uintmax_t maxSize) {
+Failure Append(const std::string& path, std::string_view& text, std::uintmax_t maxSize) {
   if (path.find('\0') != std::string::npos) return "NUL character in its name";
   auto file = Open(path);
   if (!file && errno == ENOENT) {
@@ -96,12 +115,16 @@ Failure Append(const std::string& path, std::string_view text, std::uintmax_t ma
     if (::rename(path.c_str(), (path + ".1").c_str()) != 0) return LastError();
     file = Open(path);
     if (!file) return LastError();
+    MoveStandardOutput(status, file.Get());
+  } else if (!EndsWithNewline(file.Get(), status.st_size)) {
+    std::string_view newline = "\n";
+    if (const auto failure = WriteAll(file.Get(), newline)) return failure;
   }
   return WriteAll(file.Get(), text);
 }
 
 /// One file's trouble, of whatever kind, is no other's.
-Failure TryAppend(const std::string& path, std::string_view text, std::uintmax_t maxSize) {
+Failure TryAppend(const std::string& path, std::string_view& text, std::uintmax_t maxSize) {
   try {
     return Append(path, text, maxSize);
   } catch (const std::exception& error) {
@@ -109,33 +132,102 @@ Failure TryAppend(const std::string& path, std::string_view text, std::uintmax_t
   }
 }
 
+void AppendLine(platform::WallTime at, const std::tm& local, std::string_view text, std::string& to) {
+  to += platform::TimeText(at, local) + " ";
+  AppendEscaped(text, to);
+  to += "\n";
+}
+
+/// `name` has the form of `pattern`, in which "#" is a digit.
+bool Matches(std::string_view name, std::string_view pattern) {
+  return std::ranges::equal(
+      name, pattern, [](char c, char form) { return form == '#' ? platform::IsAsciiDigit(c) : c == form; });
+}
+
+/// In the log folder.
+constexpr std::string_view DayFile = "NorvaneLog######.log";
+constexpr std::string_view RemovableFiles[] = {DayFile, "NorvaneLog######.log.1", "engine.log.1",
+                                               "commands.log.1"};
+/// A file that gets no more lines is not tried for ever.
+constexpr std::chrono::hours MaxRetryTime{24};
+
 }  // namespace
 
-LogFiles::LogFiles(std::string folder, std::function<void(const std::string&)> report)
+LogFiles::LogFiles(std::string folder, Report report)
     : m_folder(std::move(folder)), m_report(std::move(report)) {}
 
 void LogFiles::Write(const std::vector<LogLine>& lines) {
-  struct FileLines {
-    std::string pattern;
-    std::string text;
-    std::uintmax_t maxSize = 0;
-  };
+  for (const auto& [path, file] : ByPath(lines))
+    WriteFile(path, file);
+}
+
+void LogFiles::Retry() {
+  const auto now = platform::LocalTime(std::chrono::system_clock::now());
+  const auto gaps = m_gaps;
+  for (const auto& [pattern, gap] : gaps)
+    WriteFile(PathOf(pattern, now, m_folder), {pattern, {}, gap.maxSize});
+}
+
+std::map<std::string, LogFiles::FileLines> LogFiles::ByPath(const std::vector<LogLine>& lines) const {
   std::map<std::string, FileLines> files;
   for (const auto& line : lines) {
     const auto local = platform::LocalTime(line.at);
     auto& file = files[PathOf(line.pattern, local, m_folder)];
     file.pattern = line.pattern;
     file.maxSize = line.maxFileSize;
-    file.text += platform::TimeText(line.at, local) + " ";
-    AppendEscaped(line.text, file.text);
-    file.text += "\n";
+    AppendLine(line.at, local, line.text, file.text);
   }
-  for (const auto& [path, file] : files) {
-    const auto failure = TryAppend(path, file.text, file.maxSize);
-    if (!failure)
-      m_failing.erase(file.pattern);
-    else if (m_failing.insert(file.pattern).second)
-      m_report("log file " + path + " cannot be written: " + *failure);
+  return files;
+}
+
+void LogFiles::WriteFile(const std::string& path, const FileLines& file) {
+  const auto now = std::chrono::system_clock::now();
+  const auto known = m_gaps.find(file.pattern);
+  std::string text;
+  if (known != m_gaps.end()) {
+    const auto& gap = known->second;
+    AppendLine(now, platform::LocalTime(now),
+               "lines missing here: " + std::to_string(gap.lines) + ", the first of " +
+                   platform::TimeText(gap.since),
+               text);
+  }
+  text += file.text;
+  std::string_view rest = text;
+  const auto failure = TryAppend(path, rest, IsDayFile(path) ? MaxDayFileSize : file.maxSize);
+  if (!failure) {
+    if (known != m_gaps.end()) m_gaps.erase(known), m_report(file.pattern, {});
+    return;
+  }
+  const auto missing = static_cast<std::size_t>(std::ranges::count(rest, '\n'));
+  if (known == m_gaps.end()) {
+    m_gaps[file.pattern] = {missing, now, now, file.maxSize};
+    return m_report(file.pattern, "log file " + path + " cannot be written: " + *failure);
+  }
+  auto& gap = known->second;
+  const bool saysSo = rest.size() <= file.text.size();  // the line on the gap was written
+  gap.lines = saysSo ? missing : gap.lines + missing - 1;
+  if (!file.text.empty()) gap.last = now;
+  if (now - gap.last <= MaxRetryTime) return;
+  m_gaps.erase(known);
+  m_report(file.pattern, {});
+}
+
+bool LogFiles::IsDayFile(const std::string& path) const {
+  const auto folder = platform::PathIn(m_folder, platform::files::LogFolder) + "/";
+  return path.starts_with(folder) && Matches(std::string_view(path).substr(folder.size()), DayFile);
+}
+
+void LogFiles::RemoveOld(std::chrono::hours age) {
+  const auto oldest = std::filesystem::file_time_type::clock::now() - age;
+  std::error_code error;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(platform::PathIn(m_folder, platform::files::LogFolder), error)) {
+    const auto name = entry.path().filename().string();
+    const bool isOurs =
+        std::ranges::any_of(RemovableFiles, [&](auto pattern) { return Matches(name, pattern); });
+    if (isOurs && entry.symlink_status(error).type() == std::filesystem::file_type::regular &&
+        entry.last_write_time(error) < oldest && !error)
+      std::filesystem::remove(entry.path(), error);
   }
 }
 

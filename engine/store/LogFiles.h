@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <set>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -26,20 +26,49 @@ struct LogLine {
 /// logs elsewhere.
 ///
 /// A line is "<ISO 8601 local time with milliseconds and zone> <text>" with control characters as \n, \t, \r
-/// and \x1b, so that it stays one line and harmless on a terminal.
+/// and \x1b, so that it stays one line and harmless on a terminal. A line that a full disk or a crash cut is
+/// ended before the next one.
+///
+/// The engine's own day files (`files::MonitorLog`) are rotated at `MaxDayFileSize`.
 class LogFiles {
  public:
-  /// Relative patterns start at `folder`. `report` gets a text for a person, from Write's thread.
-  LogFiles(std::string folder, std::function<void(const std::string&)> report);
+  static constexpr std::uintmax_t MaxDayFileSize = 100 << 20;
 
-  /// Opens each file once, so that a file that was moved away is made anew. The lines of a file that cannot
-  /// be written are lost; that is reported once for a pattern until it works again, and stops nothing.
+  /// Called from the thread of `Write` when a file cannot be written, with what is wrong, and with an empty
+  /// text when it can again. The lines in between are lost, and the file says so.
+  using Report = std::function<void(const std::string& pattern, const std::string& problem)>;
+
+  /// Relative patterns start at `folder`.
+  LogFiles(std::string folder, Report report);
+
+  /// Opens each file once, so that a file that was moved away is made anew.
   void Write(const std::vector<LogLine>& lines);
+  /// Tries the files that could not be written last time, though there is no line for them.
+  void Retry();
+
+  /// Removes our own day files and rotated logs from our own log folder that were not written to for `age`.
+  void RemoveOld(std::chrono::hours age);
 
  private:
+  /// Lines that are missing in a file.
+  struct Gap {
+    std::size_t lines = 0;
+    std::chrono::system_clock::time_point since, last;
+    std::uintmax_t maxSize = 0;  // of the file
+  };
+  struct FileLines {
+    std::string pattern;
+    std::string text;
+    std::uintmax_t maxSize = 0;
+  };
+
+  [[nodiscard]] std::map<std::string, FileLines> ByPath(const std::vector<LogLine>& lines) const;
+  void WriteFile(const std::string& path, const FileLines& file);
+  [[nodiscard]] bool IsDayFile(const std::string& path) const;
+
   std::string m_folder;
-  std::function<void(const std::string&)> m_report;
-  std::set<std::string> m_failing;  // patterns
+  Report m_report;
+  std::map<std::string, Gap> m_gaps;  // by pattern
 };
 
 }  // namespace norvane::engine

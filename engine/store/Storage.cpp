@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "console/engine/EngineError.h"
+#include "engine/model/Health.h"
 #include "engine/store/DataFile.h"
 #include "engine/store/StoreError.h"
 #include "engine/store/Writer.h"
@@ -18,6 +19,10 @@ using console::engine::EngineErrorCode;
 namespace {
 
 namespace fs = std::filesystem;
+
+// Conditions.
+constexpr std::string_view Unreadable = "data file unreadable";
+constexpr std::string_view Unsaved = "data file unsaved";
 
 /// A name that cannot be resolved stays as it is.
 fs::path Canonical(const fs::path& path) {
@@ -48,9 +53,10 @@ struct Storage::Saving {
   std::string keptAs;
 };
 
-Storage::Storage(Client& client, Writer& writer, std::string folder, MonitorTypes types)
+Storage::Storage(Client& client, Writer& writer, Health& health, std::string folder, MonitorTypes types)
     : m_client(client),
       m_writer(writer),
+      m_health(health),
       m_folder(std::move(folder)),
       m_types(types),
       m_dataFile(WithCanonicalFolder(platform::PathIn(m_folder, platform::files::EngineData)).string()) {}
@@ -76,7 +82,8 @@ std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
   } catch (const StoreError& error) {
     if (error.Code() == StoreErrorCode::Failed) throw;
     if (error.Code() == StoreErrorCode::Unreadable)
-      m_client.Notice(std::string("cannot read the data file, starting without monitors: ") + error.what());
+      m_health.Set(Unreadable,
+                   std::string("cannot read the data file, started without monitors: ") + error.what());
     return std::make_unique<MonitorTable>(m_lastGeneration, m_types);
   }
 }
@@ -87,8 +94,8 @@ void Storage::Enqueue(Step step, Completion done) {
       try {
         done(error ? ForConsole(error) : nullptr);
       } catch (...) {
-        m_client.Notice("internal error after loading or saving: " +
-                        platform::ErrorText(std::current_exception()));
+        m_health.Note("internal error after loading or saving: " +
+                      platform::ErrorText(std::current_exception()));
       }
       m_steps.pop_front();
       RunNext();
@@ -138,12 +145,18 @@ void Storage::Adopt(const std::string& path, datafile::Contents& contents) {
   m_saved.reset();
   m_client.ReplaceTable(std::move(contents.table));
   m_servedFile = path;
+  m_health.Set(Unreadable, {});
   if (path == m_dataFile) m_saved = SavedMark{contents.state, m_client.Table().LastChange()};
 }
 
 void Storage::Save(const std::string& path, Completion done) {
   Enqueue([this, path = FileAt(path)](Completion end) { StartSave(path, false, std::move(end)); },
           std::move(done));
+}
+
+void Storage::SaveDataFile(Completion done) {
+  if (m_client.Table().Count() == 0 && m_health.Now().contains(Unreadable)) return done(nullptr);
+  Save(m_dataFile, std::move(done));
 }
 
 /// What the file at `path` lacks, and `everything` if that is asked for or cheaper.
@@ -179,15 +192,19 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
       [this, saving, path, done = std::move(done)](std::exception_ptr error) {
         try {
           if (!saving->keptAs.empty())
-            m_client.Notice(path + " was not a readable data file; kept as " + saving->keptAs);
+            m_health.Note(path + " was not a readable data file; kept as " + saving->keptAs);
           if (error) std::rethrow_exception(error);
           if (!saving->state) return StartSave(path, true, done);
           if (path == m_dataFile) {
             m_saved = SavedMark{*saving->state, saving->change};
             m_servedFile = path;
+            m_health.Set(Unreadable, {});
+            m_health.Set(Unsaved, {});
           }
         } catch (...) {
           error = std::current_exception();
+          if (path == m_dataFile)
+            m_health.Set(Unsaved, "cannot save the data file: " + platform::ErrorText(error));
         }
         done(error);
       });

@@ -12,6 +12,7 @@
 
 namespace norvane::engine {
 
+class Health;
 class Writer;
 namespace datafile {
 struct Contents;
@@ -30,11 +31,10 @@ class Storage {
     virtual ~Client() = default;
     [[nodiscard]] virtual const MonitorTable& Table() const = 0;
     virtual void ReplaceTable(std::unique_ptr<MonitorTable> table) = 0;
-    /// For the administrator.
-    virtual void Notice(const std::string& text) = 0;
   };
 
-  Storage(Client& client, Writer& writer, std::string folder, MonitorTypes types);
+  /// `health` hears of a data file that cannot be read or saved.
+  Storage(Client& client, Writer& writer, Health& health, std::string folder, MonitorTypes types);
 
   /// The monitors of the folder's data file; none if there is no file, or a damaged one, which the next save
   /// keeps under another name. Throws StoreError if it merely cannot be read just now: by the next save it
@@ -47,7 +47,8 @@ class Storage {
   [[nodiscard]] bool IsDataFile(const std::string& path) const;
   void Load(const std::string& path, Completion done);
   void Save(const std::string& path, Completion done);
-  void SaveDataFile(Completion done) { Save(m_dataFile, std::move(done)); }
+  /// The data file, but not an empty one in the place of what could not be read.
+  void SaveDataFile(Completion done);
 
  private:
   /// The content that the data file is known to have, so that only later changes need to be written.
@@ -69,6 +70,7 @@ class Storage {
 
   Client& m_client;
   Writer& m_writer;
+  Health& m_health;
   std::string m_folder;
   MonitorTypes m_types;
   std::string m_dataFile;

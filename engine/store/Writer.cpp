@@ -12,7 +12,10 @@ namespace norvane::engine {
 
 Writer::Writer(std::string folder, platform::EventFd& wake, WriteLines write)
     : m_wake(wake),
-      m_logFiles(std::move(folder), [this](const std::string& report) { Report(report); }),
+      m_logFiles(std::move(folder),
+                 [this](const auto& file, const auto& problem) {
+                   Report({file, problem});
+                 }),
       m_write(write ? std::move(write) : [this](const auto& lines) { m_logFiles.Write(lines); }),
       m_thread([this] { Loop(); }) {}
 
@@ -35,7 +38,6 @@ void Writer::Run(std::function<void()> work, std::function<void(std::exception_p
 }
 
 void Writer::Log(LogLine line) {
-  assert(m_service.IsInside());
   bool first = false;
   {
     const std::lock_guard lock(m_mutex);
@@ -48,29 +50,47 @@ void Writer::Log(LogLine line) {
   if (first) m_more.notify_one();
 }
 
-std::vector<std::string> Writer::Deliver() {
+void Writer::TendLogs(std::chrono::hours age) {
+  Run(
+      [this, age] {
+        m_logFiles.Retry();
+        if (age.count() != 0) m_logFiles.RemoveOld(age);
+      },
+      [](const std::exception_ptr&) {});
+}
+
+std::chrono::milliseconds Writer::BusyFor() const {
+  const std::lock_guard lock(m_mutex);
+  if (!m_busySince) return {};
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                               *m_busySince);
+}
+
+std::vector<Writer::Problem> Writer::Deliver() {
   assert(m_service.IsInside());
   Jobs finished;
-  std::vector<std::string> reports;
+  std::vector<Problem> problems;
   {
     const std::lock_guard lock(m_mutex);
     finished.swap(m_finished);
-    reports.swap(m_reports);
+    problems.swap(m_problems);
   }
   for (const auto& job : finished) {
     try {
       job.done(job.error);
     } catch (...) {
-      reports.push_back("internal error: " + platform::ErrorText(std::current_exception()));
+      problems.push_back({{}, "internal error: " + platform::ErrorText(std::current_exception())});
     }
   }
-  return reports;
+  return problems;
 }
 
 void Writer::Loop() {
   std::unique_lock lock(m_mutex);
   for (;;) {
+    m_busySince.reset();
     m_more.wait(lock, [this] { return m_stop || !m_jobs.empty() || !m_lines.empty(); });
+    m_busySince = std::chrono::steady_clock::now();
     if (!m_lines.empty()) {
       const auto lines = std::exchange(m_lines, {});
       const auto lost = std::exchange(m_linesLost, 0);
@@ -92,20 +112,21 @@ void Writer::Loop() {
   }
 }
 
-void Writer::Report(const std::string& report) {
+void Writer::Report(Problem problem) {
   const std::lock_guard lock(m_mutex);
-  m_reports.push_back(report);
+  m_problems.push_back(std::move(problem));
   m_wake.Signal();
 }
 
 void Writer::Write(const std::vector<LogLine>& lines, std::size_t lost) noexcept {
   try {
     m_write(lines);
-    if (lost != 0) Report(std::to_string(lost) + " log lines dropped: the disk is too slow");
+    if (lost != 0) Report({{}, std::to_string(lost) + " log lines dropped: the disk is too slow"});
   } catch (...) {
     try {
-      Report(std::to_string(lines.size() + lost) +
-             " log lines lost: " + platform::ErrorText(std::current_exception()));
+      Report({{},
+              std::to_string(lines.size() + lost) +
+                  " log lines lost: " + platform::ErrorText(std::current_exception())});
     } catch (const std::bad_alloc&) {
       std::fputs("norvane-engine: log lines lost: out of memory\n", stderr);
     }

@@ -102,8 +102,8 @@ TEST(Service, AReportThatCannotBeHandledLosesNoOther) {
   engine.service.OnWake();
   const std::string tooLong = "internal error: value longer than 1 MiB";
   EXPECT_EQ(answers, (std::vector<std::string>{tooLong, "down"}));
-  EXPECT_EQ(engine.service.Notices(), (std::deque<std::string>{"WebMonitor Of a: internal error: gone",
-                                                               "WebMonitor Of a: " + tooLong}));
+  EXPECT_EQ(engine.Conditions(),
+            (Calls{"WebMonitor Of a: internal error: gone", "WebMonitor Of a: " + tooLong}));
 }
 
 TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
@@ -216,7 +216,7 @@ TEST(Service, SavesWhatChangedSinceTheLastSave) {
     engine.Add("WebMonitor Of last");
     fs::rename(folder / "copy", own);
     EXPECT_EQ(engine.Save(own), std::nullopt);
-    EXPECT_TRUE(engine.service.Notices().empty());
+    EXPECT_EQ(engine.Conditions(), Calls{});
   }
   Engine engine(folder.Path());
   EXPECT_EQ(engine.service.Table().Count(), 10u);
@@ -232,8 +232,13 @@ TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
   tests::WriteFile(own, "this is no data file");
   tests::WriteFile(folder / "NorvaneEngine.state",
                    "nor is this a state file, although it has to be long enough");
+  {
+    Engine engine(folder.Path());
+    EXPECT_EQ(engine.Shutdown(), std::nullopt);
+    EXPECT_EQ(tests::ReadFile(own), "this is no data file") << "nothing was to be saved";
+  }
   Engine engine(folder.Path());
-  EXPECT_EQ(engine.service.Notices().size(), 2u);
+  EXPECT_EQ(engine.service.Conditions().size(), 1u);
   EXPECT_EQ(engine.Load(own), EngineErrorCode::Invalid);
   EXPECT_EQ(engine.Load("/proc/self/mem"), EngineErrorCode::Invalid);
   EXPECT_EQ(engine.Save(folder / "no folder/x"), EngineErrorCode::Failed);
@@ -243,7 +248,8 @@ TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
   EXPECT_EQ(engine.Save(std::string("a\0b", 3)), EngineErrorCode::Invalid);
   engine.Add("WebMonitor Of a");
   EXPECT_EQ(engine.Save(own), std::nullopt);
-  EXPECT_EQ(engine.service.Notices().size(), 3u);
+  ASSERT_EQ(engine.Conditions().size(), 1u);
+  EXPECT_NE(engine.Conditions()[0].find("; kept as"), std::string::npos) << engine.Conditions()[0];
   int kept = 0;
   for (const auto& entry : fs::directory_iterator(folder.Path()))
     kept += entry.path().filename().string().find(".unreadable-") != std::string::npos;

@@ -42,6 +42,13 @@ class TestEngine {
   std::optional<console::engine::EngineErrorCode> Shutdown() {
     return Await([&](engine::Completion done) { service.Shutdown(std::move(done)); });
   }
+  /// The texts of the engine's conditions.
+  [[nodiscard]] std::vector<std::string> Conditions() const {
+    std::vector<std::string> texts;
+    for (const auto& [key, condition] : service.Conditions())
+      texts.push_back(condition.text);
+    return texts;
+  }
   void RunUntil(const std::function<bool()>& condition) {
     while (!condition()) {
       pollfd fd{service.WakeFd(), POLLIN, 0};

@@ -50,7 +50,7 @@ class Engine {
 
   loopback::TempFolder m_folder;
   kj::AsyncIoContext m_io = kj::setupAsyncIo();
-  engine::Service m_service{{m_folder.Path(), [](platform::EventFd& wake) {
+  engine::Service m_service{{m_folder.Path(), [](auto& wake, const auto&) {
                                return std::make_unique<tests::ScriptedChecks>(wake);
                              }}};
   link::EngineServer m_server{m_io, m_service, Options()};

@@ -17,7 +17,7 @@ class ScriptedChecks : public engine::Worker {
   explicit ScriptedChecks(platform::EventFd& wake) : m_wake(wake) {}
   /// As a service takes it; `made` gets what was made.
   static auto Maker(ScriptedChecks*& made) {
-    return [&made](platform::EventFd& wake) {
+    return [&made](platform::EventFd& wake, const engine::EventLoop::ErrorLog&) {
       auto checks = std::make_unique<ScriptedChecks>(wake);
       made = checks.get();
       return checks;

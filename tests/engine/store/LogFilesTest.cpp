@@ -3,15 +3,16 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 
-#include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <future>
-#include <iterator>
 #include <stdexcept>
 
+#include "engine/store/EngineLog.h"
 #include "engine/store/Writer.h"
 #include "loopback/TempFolder.h"
 #include "platform/ErrorText.h"
@@ -47,7 +48,8 @@ class LogFilesTest : public ::testing::Test {
   loopback::TempFolder m_folder;
   std::chrono::system_clock::time_point m_moment;
   std::vector<std::string> m_reports;
-  LogFiles m_logs{m_folder.Path(), [this](const std::string& text) { m_reports.push_back(text); }};
+  LogFiles m_logs{m_folder.Path(),
+                  [this](const auto&, const auto& problem) { m_reports.push_back(problem); }};
 };
 
 const std::string Stamp = "2031-02-03T04:05:06.007+05:30 ";
@@ -118,7 +120,7 @@ TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
   const Rows<std::string, std::string> rows = {
       {"folder", "Is a directory"},
       {"file/below", "Not a directory"},
-      {"pipe", "No such device or address"},
+      {"pipe", "not a regular file"},
       {"/dev/null", "not a regular file"},
       {std::string("zero\0", 5), "NUL character in its name"},
       {"", "Is a directory"},
@@ -134,16 +136,76 @@ TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
   EXPECT_EQ(ReadFile(m_folder / "good").size(), line.size() * 3 * rows.size());
 }
 
-TEST_F(LogFilesTest, AFailureIsReportedAgainAfterTheFileWorked) {
-  fs::create_directory(m_folder / "a");
-  m_logs.Write({Line("a", "lost")});
-  fs::remove(m_folder / "a");
-  m_logs.Write({Line("a", "kept")});
-  EXPECT_EQ(ReadFile(m_folder / "a"), Stamp + "kept\n");
-  fs::remove(m_folder / "a");
-  fs::create_directory(m_folder / "a");
-  m_logs.Write({Line("a", "lost")});
+/// Files can grow to so many bytes, as on a disk that is then full.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : m_signal(std::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &m_before);
+    const rlimit limit{bytes, m_before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &m_before);
+    std::signal(SIGXFSZ, m_signal);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  sighandler_t m_signal;
+  rlimit m_before{};
+};
+
+TEST_F(LogFilesTest, AFileThatWasFullSaysHowManyLinesItLacks) {
+  const auto line = Stamp + "text\n";
+  {
+    const FileSizeLimit limit(line.size() + 5);
+    m_logs.Write({Line("a", "text"), Line("a", "text"), Line("a", "text")});
+    m_logs.Write({Line("a", "text")});
+    EXPECT_EQ(m_reports, std::vector<std::string>{"log file " + (m_folder / "a") +
+                                                  " cannot be written: File too large"});
+  }
+  m_logs.Retry();
+  EXPECT_EQ(m_reports.back(), "");
+  m_logs.Write({Line("a", "text")});
+  const auto text = ReadFile(m_folder / "a");
+  EXPECT_EQ(text.substr(0, line.size() + 6), line + Stamp.substr(0, 5) + "\n");
+  EXPECT_NE(text.find(" lines missing here: 3, the first of "), std::string::npos) << text;
+  EXPECT_TRUE(text.ends_with("\n" + line)) << text;
   EXPECT_EQ(m_reports.size(), 2u);
+}
+
+TEST_F(LogFilesTest, OnlyOurOwnOldLogsAreRemovedAndOnlyOurDayFilesLimited) {
+  const auto large = [this](const std::string& name) {
+    WriteFile(m_folder / name, "");
+    fs::resize_file(m_folder / name, LogFiles::MaxDayFileSize);
+    m_logs.Write({Line(name, "x")});
+    return fs::exists(m_folder / (name + ".1"));
+  };
+  fs::create_directory(m_folder / "log");
+  EXPECT_TRUE(large("log/NorvaneLog030231.log"));
+  EXPECT_FALSE(large("log/own.log"));
+  EXPECT_FALSE(large("NorvaneLog030231.log"));
+  fs::remove_all(m_folder / "log");
+
+  fs::create_directory(m_folder / "log");
+  const Rows<const char*, bool> rows = {
+      {"log/NorvaneLog030231.log", true},  {"log/NorvaneLog030231.log.1", true},
+      {"log/engine.log.1", true},          {"log/commands.log.1", true},
+      {"log/engine.log", false},           {"log/NorvaneLog0302311.log", false},
+      {"log/NorvaneLog03023x.log", false}, {"log/shop.log", false},
+      {"NorvaneLog030231.log", false},     {"log/NorvaneLog030231.log.gz", false},
+  };
+  const auto monthAgo = fs::file_time_type::clock::now() - std::chrono::hours(30 * 24);
+  for (const auto& [name, removed] : rows)
+    fs::last_write_time(WriteFile(m_folder / name, "x"), monthAgo);
+  fs::create_symlink(m_folder / "log/shop.log", m_folder / "log/NorvaneLog040231.log");
+  m_logs.RemoveOld(std::chrono::hours(31 * 24));
+  EXPECT_TRUE(fs::exists(m_folder / "log/engine.log.1"));
+  m_logs.RemoveOld(std::chrono::hours(29 * 24));
+  for (const auto& [name, removed] : rows)
+    EXPECT_NE(fs::exists(m_folder / name), removed) << name;
+  EXPECT_TRUE(fs::is_symlink(m_folder / "log/NorvaneLog040231.log"));
 }
 
 TEST_F(LogFilesTest, AFileWithALimitMakesRoomOnce) {
@@ -168,7 +230,7 @@ TEST_F(LogFilesTest, AFileWithALimitMakesRoomOnce) {
 TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
   const loopback::TempFolder folder;
   platform::EventFd wake;
-  std::vector<std::string> reports;
+  std::vector<Writer::Problem> problems;
   {
     std::promise<void> begun, disk, written;
     Writer writer(folder.Path(), wake);
@@ -184,9 +246,10 @@ TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
     disk.set_value();
     writer.Run([&] { written.set_value(); }, [](std::exception_ptr) {});
     written.get_future().wait();
-    reports = writer.Deliver();
+    problems = writer.Deliver();
   }
-  EXPECT_EQ(reports, std::vector<std::string>{"3 log lines dropped: the disk is too slow"});
+  ASSERT_EQ(problems.size(), 1u);
+  EXPECT_EQ(problems[0].text, "3 log lines dropped: the disk is too slow");
   EXPECT_EQ(ReadFile(folder / "log").size(), Writer::MaxLines * (Stamp.size() + 2));
 }
 
@@ -211,13 +274,43 @@ TEST(Writer, GoesOnAfterWhateverThrows) {
       pollfd fd{wake.Fd(), POLLIN, 0};
       ASSERT_EQ(::poll(&fd, 1, 30000), 1);
       wake.Clear();
-      std::ranges::copy(writer.Deliver(), std::back_inserter(reports));
+      for (const auto& problem : writer.Deliver())
+        reports.push_back(problem.text);
     }
     writer.Log({"log", {}, "good"});
   }
   EXPECT_EQ(ends, (Texts{"bad job", "done"}));
   EXPECT_EQ(reports, (Texts{"1 log lines lost: bad line", "internal error: bad completion"}));
   EXPECT_EQ(logged, Texts{"good"});
+}
+
+TEST(EngineLog, ThrottlesWhatRepeatsAndSaysHowOften) {
+  const loopback::TempFolder folder;
+  platform::EventFd wake;
+  std::vector<std::string> logged;
+  {
+    Writer writer(folder.Path(), wake, [&](const std::vector<LogLine>& lines) {
+      for (const auto& line : lines)
+        logged.push_back(line.text);
+    });
+    std::chrono::steady_clock::time_point now;
+    EngineLog log(writer, [&] { return now; });
+    log.LeaveStandardError();
+    for (int i = 0; i < 300; ++i)
+      log.Write("user " + std::to_string(i) + " refused");
+    log.Write("another");
+    log.Flush();
+    now += EngineLog::RepeatTime;
+    log.Flush();
+    log.Flush();
+    log.Write("user 300 refused");
+  }
+  std::vector<std::string> expected;
+  for (int i = 0; i < EngineLog::MaxRepeats; ++i)
+    expected.push_back("user " + std::to_string(i) + " refused");
+  expected.insert(expected.end(), {"another", "user 299 refused (and 289 more like this in the last minute)",
+                                   "user 300 refused"});
+  EXPECT_EQ(logged, expected);
 }
 
 }  // namespace
