@@ -18,6 +18,8 @@ namespace {
 
 /// How long a report waits for those of the checks that are still in flight: they are delivered in batches.
 constexpr milliseconds MaxReportDelay{20};
+/// While checks are in flight, so that the loop sees how long its thread was stopped.
+constexpr milliseconds Heartbeat{100};
 /// So that whoever reads the figures sees that the loop turns.
 constexpr milliseconds MaxWait{1000};
 /// Each check in flight costs memory too, a few ten kilobytes.
@@ -65,7 +67,7 @@ std::thread StartWithoutSignals(std::function<void()> run) {
 WorkerThread::WorkerThread(const WorkerOptions& options, platform::EventFd& reportsWait)
     : m_reportsWait(reportsWait),
       m_options(options),
-      m_loop(options.clock, options.log),
+      m_loop(options.clock, options.log, options.delay),
       m_alarm(m_loop, m_loop, [] {}),
       m_resolver(m_loop, options.resolver),
       m_tls(options.caFile),
@@ -176,7 +178,7 @@ void WorkerThread::Run() {
 
 void WorkerThread::RunOnce() {
   SetAlarm();
-  m_loop.RunOnce(MaxWait);
+  m_loop.RunOnce(m_checks.HasInFlight() ? Heartbeat : MaxWait);
   m_checks.Turn();
   PublishFigures();  // before the reports, so that whoever gets one finds it counted
   Deliver();

@@ -36,6 +36,7 @@ struct WorkerOptions {
   Resolver::Options resolver{};
   EventLoop::Clock clock = &std::chrono::steady_clock::now;
   EventLoop::ErrorLog log = &LogToStandardError;
+  DelayMeter::Source delay = &ThreadDelay;
 };
 
 /// The worker thread: one event loop for checks, notifications, commands and fetched pages. Its public

@@ -1,9 +1,5 @@
 #include "engine/net/EventLoop.h"
 
-#include <sys/epoll.h>
-
-#include <algorithm>
-#include <array>
 #include <cassert>
 #include <cerrno>
 #include <cstdio>
@@ -21,18 +17,30 @@ namespace {
 [[noreturn]] void Fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
+/// Tells of the epoll of the costly ones; the number of no descriptor.
+constexpr std::uint64_t CostlyOnes = ~std::uint64_t{0};
+/// A descriptor whose events took longer together is costly, until they are paid off: a fiftieth of the time
+/// that passes counts for each. A good check by HTTPS costs half of it.
+constexpr milliseconds MaxCheapCost{3};
+constexpr int PayOffFactor = 50;
 }  // namespace
 
 void LogToStandardError(const std::string& text) {
   std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
 }
 
-EventLoop::EventLoop(Clock clock, ErrorLog log)
+EventLoop::EventLoop(Clock clock, ErrorLog log, DelayMeter::Source delay)
     : m_clock(std::move(clock)),
       m_log(std::move(log)),
-      m_epoll(::epoll_create1(EPOLL_CLOEXEC)),
+      m_delay(std::move(delay)),
+      m_cheap{platform::FileDescriptor(::epoll_create1(EPOLL_CLOEXEC)), std::vector<epoll_event>(1)},
+      m_costly{platform::FileDescriptor(::epoll_create1(EPOLL_CLOEXEC)), std::vector<epoll_event>(1)},
       m_turnBegan(Now()) {
-  if (!m_epoll) Fail("epoll_create1");
+  if (!m_cheap.fd || !m_costly.fd) Fail("epoll_create1");
+  epoll_event event{};
+  event.events = EPOLLIN;
+  event.data.u64 = CostlyOnes;
+  if (::epoll_ctl(m_cheap.fd.Get(), EPOLL_CTL_ADD, m_costly.fd.Get(), &event) != 0) Fail("epoll_ctl");
 }
 
 void EventLoop::Handle(EventOwner& owner, const std::exception_ptr& error) noexcept {
@@ -43,26 +51,30 @@ void EventLoop::Handle(EventOwner& owner, const std::exception_ptr& error) noexc
   }
 }
 
+bool EventLoop::Control(int operation, int fd, const Watched& watched) noexcept {
+  epoll_event event{};
+  event.events = watched.events;
+  event.data.u64 = std::uint64_t{watched.use} << 32 | static_cast<std::uint32_t>(fd);
+  return ::epoll_ctl((watched.isCostly ? m_costly : m_cheap).fd.Get(), operation, fd, &event) == 0;
+}
+
 bool EventLoop::Watch(int fd, std::uint32_t events, Watcher& watcher) noexcept {
   assert(IsInside());
   const auto index = static_cast<std::size_t>(fd);
   try {
     if (index >= m_watched.size()) m_watched.resize(index + 1);
+    for (auto* epoll : {&m_cheap, &m_costly})
+      if (epoll->events.size() < index + 2) epoll->events.resize(2 * index + 2);
   } catch (const std::bad_alloc&) {
     return false;
   }
   auto& watched = m_watched[index];
-  const auto control = [&](int operation) {
-    epoll_event event{};
-    event.events = events;
-    event.data.u64 = std::uint64_t{watched.turn} << 32 | index;
-    return ::epoll_ctl(m_epoll.Get(), operation, fd, &event) == 0;
-  };
   const bool known = std::exchange(watched.watcher, &watcher) != nullptr;
-  if (known && control(EPOLL_CTL_MOD)) return true;
+  watched.events = events;
+  if (known && Control(EPOLL_CTL_MOD, fd, watched)) return true;
   // Not known, or closed behind our back, which took it out of the epoll.
-  watched.turn = ++m_lastTurn;
-  if (control(EPOLL_CTL_ADD)) return true;
+  watched = {&watcher, ++m_lastUse, events};
+  if (Control(EPOLL_CTL_ADD, fd, watched)) return true;
   watched.watcher = nullptr;
   return false;
 }
@@ -72,7 +84,7 @@ void EventLoop::Forget(int fd) noexcept {
   if (index >= m_watched.size() || m_watched[index].watcher == nullptr) return;
   m_watched[index].watcher = nullptr;
   // Fails only when the descriptor is closed already, which has taken it out of the epoll.
-  ::epoll_ctl(m_epoll.Get(), EPOLL_CTL_DEL, fd, nullptr);
+  static_cast<void>(Control(EPOLL_CTL_DEL, fd, m_watched[index]));
 }
 
 void EventLoop::Close(platform::FileDescriptor& fd) noexcept {
@@ -81,41 +93,117 @@ void EventLoop::Close(platform::FileDescriptor& fd) noexcept {
   fd.Reset();  // which takes it out of the epoll
 }
 
-int EventLoop::WaitFor(milliseconds longest) const {
-  if (m_timers.empty()) return static_cast<int>(longest.count());
-  const auto left = std::chrono::ceil<milliseconds>(std::get<Moment>(*m_timers.begin()) - Now());
-  return static_cast<int>(std::clamp(left, milliseconds{0}, longest).count());
-}
-
 void EventLoop::RunOnce(milliseconds longest) {
   assert(IsInside());
-  const auto now = Now();
-  m_turns.Note(now, std::chrono::duration_cast<std::chrono::microseconds>(now - m_turnBegan));
-  std::array<epoll_event, 256> events;
-  const int count = ::epoll_wait(m_epoll.Get(), events.data(), events.size(), WaitFor(longest));
-  m_turnBegan = Now();
-  if (count < 0 && errno != EINTR) Fail("epoll_wait");
-  for (int i = 0; i < count; ++i) {
-    const auto& event = events[static_cast<std::size_t>(i)];
-    const auto fd = static_cast<std::uint32_t>(event.data.u64);
-    const auto watched = m_watched[fd];
-    if (watched.watcher != nullptr && watched.turn == event.data.u64 >> 32)
-      Serve(watched.watcher->Owner(), [&] { watched.watcher->Ready(static_cast<int>(fd), event.events); });
+  EndTurn();
+  if (!m_isRoundOpen) BeginRound(longest);
+  ServeEvents(m_cheap, m_turnBegan);
+  if (m_cheap.IsServed()) {
+    if (m_costly.IsServed() && !m_costlyIsReady) m_costly.servedUpTo = m_cheap.servedUpTo;
+    RunTimers();
   }
-  RunTimers();
+  ServeCostly();
+}
+
+void EventLoop::EndTurn() {
+  const auto now = Now();
+  auto length = now - std::exchange(m_turnBegan, now);
+  if (length > MaxTurn) {
+    const auto before = m_delay.Scheduled();
+    static_cast<void>(m_delay.At(now));
+    length = std::max(length - (m_delay.Scheduled() - before), Moment::duration::zero());
+  }
+  m_turns.Note(now, std::chrono::duration_cast<std::chrono::microseconds>(length));
+}
+
+void EventLoop::BeginRound(milliseconds longest) {
+  m_delay.Rest(m_turnBegan);
+  const auto wait = WaitFor(longest);
+  const auto wake = m_turnBegan + wait;
+  m_lastArmedBefore = m_lastArmed;
+  Ask(m_cheap, wait);
+  m_isRoundOpen = true;
+  m_turnBegan = Now();
+  m_delay.Work(std::min(wake, m_turnBegan));
+  // Nothing was ready just now, unless the thread was held up on its way back.
+  if (m_cheap.count == 0 && m_turnBegan <= wake + MaxTurn) m_cheap.asked = m_turnBegan;
+}
+
+milliseconds EventLoop::WaitFor(milliseconds longest) const {
+  if (!m_costly.IsServed()) return milliseconds{0};
+  if (m_timers.empty()) return longest;
+  const auto left = std::chrono::ceil<milliseconds>(std::get<Moment>(*m_timers.begin()) - m_turnBegan);
+  return std::clamp(left, milliseconds{0}, longest);
+}
+
+void EventLoop::Ask(Epoll& epoll, milliseconds wait) {
+  epoll.asked = Now();
+  const int count = ::epoll_wait(epoll.fd.Get(), epoll.events.data(), static_cast<int>(epoll.events.size()),
+                                 static_cast<int>(wait.count()));
+  if (count < 0 && errno != EINTR) Fail("epoll_wait");
+  epoll.count = static_cast<std::size_t>(std::max(count, 0));
+  epoll.next = 0;
+}
+
+void EventLoop::ServeEvents(Epoll& epoll, Moment now) {
+  while (!epoll.IsServed()) {
+    now = ServeEvent(epoll.events[epoll.next++], now);
+    if (now >= TurnEnd()) break;
+  }
+  if (epoll.IsServed()) epoll.servedUpTo = epoll.asked;
+}
+
+/// Gives the moment of its end.
+Moment EventLoop::ServeEvent(epoll_event event, Moment now) {
+  if (event.data.u64 == CostlyOnes) {
+    m_costlyIsReady = true;
+    return now;
+  }
+  const auto index = static_cast<std::uint32_t>(event.data.u64);
+  const auto use = static_cast<std::uint32_t>(event.data.u64 >> 32);
+  const auto isCurrent = [&] { return m_watched[index].watcher != nullptr && m_watched[index].use == use; };
+  if (!isCurrent()) return now;
+  const bool wasPaidOff = m_watched[index].paidOff <= now;
+  auto& watcher = *m_watched[index].watcher;
+  Serve(watcher.Owner(), [&] { watcher.Ready(static_cast<int>(index), event.events); });
+  const auto end = Now();
+  if (!isCurrent()) return end;
+  auto& watched = m_watched[index];
+  watched.paidOff = std::max(watched.paidOff, now) + PayOffFactor * (end - now);
+  Rank(index, watched.isCostly ? !wasPaidOff : watched.paidOff - end > PayOffFactor * MaxCheapCost);
+  return end;
+}
+
+void EventLoop::Rank(std::size_t index, bool isCostly) noexcept {
+  auto& watched = m_watched[index];
+  if (watched.isCostly == isCostly) return;
+  const auto fd = static_cast<int>(index);
+  static_cast<void>(Control(EPOLL_CTL_DEL, fd, watched));
+  watched.isCostly = isCostly;
+  // If the kernel cannot watch it any more, its owner runs out of time.
+  if (!Control(EPOLL_CTL_ADD, fd, watched)) watched.watcher = nullptr;
+}
+
+void EventLoop::ServeCostly() {
+  if (m_costly.IsServed()) {
+    if (!std::exchange(m_costlyIsReady, false)) return;
+    Ask(m_costly, milliseconds{0});
+  }
+  ServeEvents(m_costly, Now());
 }
 
 void EventLoop::RunTimers() {
-  if (m_timers.empty()) return;
-  // What a timer's call sets for now waits for the next round, so that descriptors are not starved.
-  const auto last = m_lastArmed;
-  const auto now = Now();
+  m_isRoundOpen = false;
   while (!m_timers.empty()) {
     const auto [when, armed, timer] = *m_timers.begin();
-    if (when > now || armed > last) return;
+    // What this round has set for now waits for the next, so that descriptors are not starved.
+    if (when > m_cheap.servedUpTo || armed > m_lastArmedBefore) return;
     timer->Clear();
     const auto call = timer->m_call;  // lives on when the call destroys its timer
     Serve(timer->m_owner, call);
+    if (Now() < TurnEnd()) continue;
+    m_isRoundOpen = true;
+    return;
   }
 }
 

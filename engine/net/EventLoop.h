@@ -1,6 +1,10 @@
 #pragma once
 
+#include <sys/epoll.h>
+
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -9,6 +13,7 @@
 #include <tuple>
 #include <vector>
 
+#include "engine/net/DelayMeter.h"
 #include "engine/net/RecentMaximum.h"
 #include "platform/FileDescriptor.h"
 #include "platform/ThreadCheck.h"
@@ -43,14 +48,22 @@ void LogToStandardError(const std::string& text);
 /// One thread's loop over descriptors and timers: level-triggered epoll. Everything is called on that thread,
 /// which is the one that made the loop until another adopts it. No exception of an event leaves the loop: it
 /// goes to the event's owner, and events of no owner but the loop are logged.
+///
+/// A round serves all descriptors that are ready, then the timers that were due before it asked for them: a
+/// deadline finds everything read that came in time. It takes as many turns as it needs, each of which ends
+/// after `MaxTurn`. A descriptor whose events cost much time is served with what the others leave of a turn,
+/// one event at least.
 class EventLoop : public EventOwner {
  public:
   using Clock = std::function<Moment()>;
   using ErrorLog = std::function<void(const std::string&)>;
   class Timer;
 
+  static constexpr std::chrono::milliseconds MaxTurn = DelayMeter::MaxRound;
+
   /// Throws std::system_error when the kernel has no descriptor left.
-  explicit EventLoop(Clock clock = &std::chrono::steady_clock::now, ErrorLog log = &LogToStandardError);
+  explicit EventLoop(Clock clock = &std::chrono::steady_clock::now, ErrorLog log = &LogToStandardError,
+                     DelayMeter::Source delay = &ThreadDelay);
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
 
@@ -68,10 +81,16 @@ class EventLoop : public EventOwner {
   /// Forgets it and closes it, for a call of the system less.
   void Close(platform::FileDescriptor& fd) noexcept;
 
-  /// Waits until something is ready or the next timer is due, at most `longest`, and serves it.
+  /// A turn: waits until something is ready or the next timer is due, at most `longest`, unless the last
+  /// round isn't over.
   void RunOnce(std::chrono::milliseconds longest);
-  /// From one wait to the next, the longest of the last minute.
+  [[nodiscard]] bool IsRoundOver() const { return !m_isRoundOpen; }
+  /// Whatever was ready then has been served.
+  [[nodiscard]] Moment ServedUpTo() const { return std::min(m_cheap.servedUpTo, m_costly.servedUpTo); }
+  /// The longest turn of the last minute; waiting for a CPU isn't counted.
   [[nodiscard]] std::chrono::microseconds LongestTurn() const { return m_turns.At(Now()); }
+  /// How long the thread has been kept from its work so far; the difference of two moments counts.
+  [[nodiscard]] std::chrono::nanoseconds OwnDelay() { return m_delay.At(Now()); }
 
   /// Calls `event`; what it throws goes to `owner`.
   template <class Event>
@@ -88,22 +107,49 @@ class EventLoop : public EventOwner {
  private:
   struct Watched {
     Watcher* watcher = nullptr;
-    std::uint32_t turn = 0;  // distinguishes events of an earlier use of the descriptor's number
+    std::uint32_t use = 0;     // distinguishes events of an earlier use of the descriptor's number
+    std::uint32_t events = 0;  // watched for
+    bool isCostly = false;
+    Moment paidOff{};  // when a small share of all time has paid for its events
+  };
+  /// An epoll and the events that it gave last, which are served over several turns.
+  struct Epoll {
+    platform::FileDescriptor fd;
+    std::vector<epoll_event> events{};  // room for all that may be ready at once
+    std::size_t count = 0;
+    std::size_t next = 0;
+    Moment asked{};
+    Moment servedUpTo{};
+    [[nodiscard]] bool IsServed() const { return next == count; }
   };
   using Timers = std::set<std::tuple<Moment, std::uint64_t, Timer*>>;
 
   void Handle(EventOwner& owner, const std::exception_ptr& error) noexcept;
-  [[nodiscard]] int WaitFor(std::chrono::milliseconds longest) const;
+  [[nodiscard]] bool Control(int operation, int fd, const Watched& watched) noexcept;
+  void EndTurn();
+  void BeginRound(std::chrono::milliseconds longest);
+  [[nodiscard]] std::chrono::milliseconds WaitFor(std::chrono::milliseconds longest) const;
+  void Ask(Epoll& epoll, std::chrono::milliseconds wait);
+  void ServeEvents(Epoll& epoll, Moment now);
+  Moment ServeEvent(epoll_event event, Moment now);
+  void Rank(std::size_t index, bool isCostly) noexcept;
+  void ServeCostly();
   void RunTimers();
+  [[nodiscard]] Moment TurnEnd() const { return m_turnBegan + MaxTurn; }
 
   platform::ThreadCheck m_thread;
   Clock m_clock;
   ErrorLog m_log;
-  platform::FileDescriptor m_epoll;
+  DelayMeter m_delay;
+  Epoll m_cheap;
+  Epoll m_costly;  // its descriptor is watched by the other
+  bool m_costlyIsReady = false;
   std::vector<Watched> m_watched;  // by descriptor
-  std::uint32_t m_lastTurn = 0;
+  std::uint32_t m_lastUse = 0;
   Timers m_timers;
   std::uint64_t m_lastArmed = 0;
+  std::uint64_t m_lastArmedBefore = 0;  // the round; later ones wait for the next
+  bool m_isRoundOpen = false;
   Moment m_turnBegan;
   RecentMaximum<std::chrono::microseconds> m_turns;
 };

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+namespace norvane::engine {
+
+/// How long the calling thread has waited for a CPU so far, as far as the kernel tells, and the machine was
+/// suspended.
+[[nodiscard]] std::chrono::nanoseconds ThreadDelay();
+
+/// How long a loop's thread was kept from its work, in sum: by the scheduler, by a stop or a suspend, or by
+/// more events than it could serve within a turn. What a peer did in that time it could not see.
+class DelayMeter {
+ public:
+  using Moment = std::chrono::steady_clock::time_point;
+  /// A sum that only grows, of the thread that calls it.
+  using Source = std::function<std::chrono::nanoseconds()>;
+
+  /// A round of work that takes longer has kept others waiting.
+  static constexpr std::chrono::milliseconds MaxRound{5};
+
+  explicit DelayMeter(Source source) : m_source(std::move(source)) {}
+
+  /// The work of a round began at `from`, or should have, had the thread not overslept.
+  void Work(Moment from) { m_from = from; }
+  void Rest(Moment now);
+  /// The sum while at work, to within a few milliseconds.
+  [[nodiscard]] std::chrono::nanoseconds At(Moment now);
+  /// What of it came from the source.
+  [[nodiscard]] std::chrono::nanoseconds Scheduled() const { return m_scheduled; }
+
+ private:
+  [[nodiscard]] std::chrono::nanoseconds Overrun(Moment now) const;
+
+  Source m_source;
+  Moment m_from{};
+  Moment m_sampled{};
+  std::chrono::nanoseconds m_overrun{0};      // of the rounds that are over
+  std::chrono::nanoseconds m_overrunSeen{0};  // at the last sample
+  std::chrono::nanoseconds m_scheduled{0};    // the source's, at the last sample
+  std::chrono::nanoseconds m_sum{0};
+};
+
+}  // namespace norvane::engine
