@@ -1,5 +1,6 @@
 #include "engine/checks/CheckLoop.h"
 
+#include <algorithm>
 #include <cassert>
 #include <utility>
 
@@ -13,12 +14,18 @@
 namespace norvane::engine {
 
 using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
 
 namespace {
 
 /// Begun in one round of the loop. When checks are due faster than they can be made, those in flight then
 /// come to their end before more begin, and what they hold stays small and warm.
 constexpr int MaxBegunAtOnce = 32;
+/// A failure of a check is not believed when its thread was kept from its work for longer meanwhile.
+constexpr milliseconds MaxOwnDelay{500};
+/// A check that runs out of time gets what its thread was kept from its work, if it is more.
+constexpr milliseconds MinAllowance{20};
+constexpr int MaxAttempts = 4;
 /// What is less late than this is not worth a line in the log.
 constexpr milliseconds RemarkedLateness{1000};
 
@@ -38,9 +45,11 @@ class CheckLoop::Check final : public ProbeClient {
 
   void Begin() {
     m_began = m_owner.m_loop.Now();
+    m_delayBefore = m_owner.m_loop.OwnDelay();
+    m_allowed = {};
     report.result.at = std::chrono::system_clock::now();
-    m_owner.NoteStart(report, m_due);
-    m_deadline.Set(m_began + m_timeout);
+    if (m_attempts++ == 0) m_owner.NoteStart(report, m_due);
+    SetDeadline(m_began + m_timeout);
     m_probe = m_owner.m_types.at(TypeNameOf(m_target.name))->Make(m_target, m_timeout, *this);
     m_probe->Begin();
   }
@@ -50,6 +59,17 @@ class CheckLoop::Check final : public ProbeClient {
     Ended(why);
   }
 
+  /// The failure says nothing about the service: the engine may have missed what it did.
+  [[nodiscard]] bool WasHeldUp() const { return HeldUp() > MaxOwnDelay; }
+  /// Gives up what was done, to begin again. False if that was in vain too often.
+  [[nodiscard]] bool Rewind() {
+    m_heldUp += HeldUp();
+    m_deadline.Clear();
+    if (m_attempts == MaxAttempts) return false;
+    m_probe.reset();
+    return true;
+  }
+  [[nodiscard]] milliseconds HeldUpInAll() const { return std::chrono::round<milliseconds>(m_heldUp); }
   [[nodiscard]] milliseconds Lasted() const {
     return std::chrono::duration_cast<milliseconds>(m_owner.m_loop.Now() - m_began);
   }
@@ -59,13 +79,30 @@ class CheckLoop::Check final : public ProbeClient {
   Checks::iterator at;  // in the list that `isInFlight` tells
 
  private:
-  void TimeOut() { Ended(NoAnswerWithin(m_timeout, m_probe->Step())); }
+  [[nodiscard]] nanoseconds HeldUp() const { return m_owner.m_loop.OwnDelay() - m_delayBefore; }
+  void SetDeadline(Moment when) {
+    m_until = when;
+    m_deadline.Set(when);
+  }
+  void TimeOut() {
+    auto& loop = m_owner.m_loop;
+    if (loop.ServedUpTo() < m_until) return m_deadline.Set(m_until);  // the answer may wait to be read
+    const auto delay = HeldUp() - m_allowed;
+    if (delay <= MinAllowance) return Ended(NoAnswerWithin(m_timeout, m_probe->Step()));
+    m_allowed += delay;
+    SetDeadline(loop.Now() + std::min<nanoseconds>(delay, m_timeout));
+  }
 
   CheckLoop& m_owner;
   CheckTarget m_target;
   milliseconds m_timeout;
   Moment m_due;
   Moment m_began{};
+  int m_attempts = 0;
+  nanoseconds m_heldUp{0};       // in former attempts
+  nanoseconds m_delayBefore{0};  // of the loop's thread, when the attempt began
+  nanoseconds m_allowed{0};      // by which the deadline was put off already
+  Moment m_until{};
   EventLoop::Timer m_deadline;
   std::unique_ptr<Probe> m_probe;
 };
@@ -161,6 +198,7 @@ void CheckLoop::Enqueue(std::unique_ptr<Check> check) {
 }
 
 void CheckLoop::BeginWaiting() {
+  if (!m_loop.IsRoundOver()) return;  // those in flight come first
   for (int begun = 0; MayBegin() && begun < MaxBegunAtOnce; ++begun) {
     m_inFlight.splice(m_inFlight.end(), m_waiting, m_waiting.begin());
     auto& check = *m_inFlight.back();
@@ -192,12 +230,24 @@ CheckFigures CheckLoop::Figures() const {
 }
 
 void CheckLoop::End(Check& check, const std::string& failure) noexcept {
+  const bool isBelieved = failure.empty() || !check.WasHeldUp();
+  if (!isBelieved) {
+    ++m_figures.thrownAway;
+    if (check.Rewind()) {
+      check.isInFlight = false;
+      m_waiting.splice(m_waiting.begin(), m_inFlight, check.at);
+      return;
+    }
+  }
   m_loop.Serve(m_loop, [&] {
     auto& report = check.report;
-    report.result.outcome = failure.empty() ? Outcome::Good : Outcome::Failed;
-    report.result.reason = failure.empty() ? std::string(console::engine::ResultOk) : PlainText(failure);
-    report.result.duration = check.Lasted();
-    ++(report.result.IsGood() ? m_figures.good : m_figures.failed);
+    auto& result = report.result;
+    result.outcome = failure.empty() ? Outcome::Good : isBelieved ? Outcome::Failed : Outcome::NotMade;
+    result.reason = failure.empty() ? std::string(console::engine::ResultOk)
+                    : isBelieved    ? PlainText(failure)
+                                    : "the engine was held up for " + SecondsText(check.HeldUpInAll());
+    result.duration = check.Lasted();
+    ++(result.IsGood() ? m_figures.good : isBelieved ? m_figures.failed : m_figures.notMade);
     if (report.ticket == 0) {
       m_watched.at(report.id).check = nullptr;
       if (m_schedule.End(report.id, m_loop.Now()))

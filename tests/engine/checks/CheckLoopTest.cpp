@@ -1,0 +1,157 @@
+#include "engine/checks/CheckLoop.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "console/engine/MonitorKeys.h"
+
+namespace norvane::engine {
+namespace {
+
+using std::chrono::milliseconds;
+namespace keys = console::engine::keys;
+
+/// The probe that was begun last, for the test to end it.
+struct Running {
+  ProbeClient* client = nullptr;
+  int begun = 0;
+};
+Running running;
+
+class FakeProbe final : public Probe {
+ public:
+  explicit FakeProbe(ProbeClient& client) : m_client(client) {}
+  void Begin() override { running = {&m_client, running.begun + 1}; }
+  [[nodiscard]] std::string_view Step() const override { return "waiting"; }
+
+ private:
+  ProbeClient& m_client;
+};
+
+class FakeType final : public ProbeType {
+ public:
+  std::unique_ptr<Probe> Make(const CheckTarget&, milliseconds, ProbeClient& client) override {
+    return std::make_unique<FakeProbe>(client);
+  }
+};
+
+/// One check on demand, with a time-out of a second, in a time that the test lets pass.
+class HeldUpCheck {
+ public:
+  HeldUpCheck() {
+    running = {};
+    auto attributes = NewMonitorAttributes();
+    attributes.Set(keys::Timeout, "1");
+    m_checks.CheckOnce({1, "FakeMonitor Of x", std::make_shared<const Attributes>(attributes)}, 1);
+    Pass(5);
+  }
+  /// In steps that no loop is late by.
+  void Pass(int time) {
+    for (; time > 0; time -= 5)
+      Stall(5);
+  }
+  /// The thread does nothing for so long.
+  void Stall(int time) {
+    m_now += milliseconds(time);
+    for (int turns = 0; turns < 3; ++turns) {
+      m_loop.RunOnce(milliseconds(0));
+      m_checks.Turn();
+    }
+  }
+  std::vector<CheckEnded> reports;
+  [[nodiscard]] CheckFigures Figures() const { return m_checks.Figures(); }
+
+ private:
+  static std::unique_ptr<ProbeType> MakeType(ProbeContext&) { return std::make_unique<FakeType>(); }
+  static constexpr MonitorType Types[] = {{"FakeMonitor", false, &MakeType}};
+
+  Moment m_now{std::chrono::hours(1)};
+  EventLoop m_loop{[this] { return m_now; }, &LogToStandardError, [] { return std::chrono::nanoseconds(0); }};
+  Resolver m_resolver{m_loop, {}};
+  std::string m_caFile;
+  TlsClient m_tls{m_caFile};
+  platform::LegacyCharset m_charset;
+  ProbeContext m_context{m_loop, m_resolver, m_tls, m_caFile, m_charset, 0};
+  CheckLoop m_checks{m_context, Types, 1,
+                     [this](CheckEnded report) { reports.push_back(std::move(report)); }};
+};
+
+struct Step {
+  enum What { Pass, Stall, Fail, Succeed } what;
+  int time = 0;
+};
+
+TEST(CheckLoop, DoesNotTakeItsOwnDelayForAFailure) {
+  using S = Step;
+  const struct {
+    const char* name;
+    std::vector<Step> steps;
+    Outcome outcome;
+    std::string reason;
+    int begun = 1;
+  } rows[] = {
+      {"out of time", {{S::Pass, 1000}}, Outcome::Failed, "no answer within 1 s (waiting)"},
+      {"a little late", {{S::Pass, 980}, {S::Stall, 25}}, Outcome::Failed, "no answer within 1 s (waiting)"},
+      {"what a stall took is added", {{S::Stall, 405}, {S::Pass, 900}, {S::Succeed}}, Outcome::Good, "Ok"},
+      {"and nothing more",
+       {{S::Stall, 405}, {S::Pass, 1000}},
+       Outcome::Failed,
+       "no answer within 1 s (waiting)"},
+      {"a failure by itself stands", {{S::Stall, 405}, {S::Fail}}, Outcome::Failed, "broken"},
+      {"not after a long stall",
+       {{S::Stall, 605}, {S::Fail}, {S::Pass, 5}, {S::Succeed}},
+       Outcome::Good,
+       "Ok",
+       2},
+      {"what comes after it is believed",
+       {{S::Stall, 605}, {S::Fail}, {S::Pass, 5}, {S::Fail}},
+       Outcome::Failed,
+       "broken",
+       2},
+      {"good stands", {{S::Stall, 5000}, {S::Succeed}}, Outcome::Good, "Ok"},
+      {"a long stall gives as much time as a new check has",
+       {{S::Stall, 60000}, {S::Pass, 900}, {S::Pass, 105}, {S::Succeed}},
+       Outcome::Good,
+       "Ok",
+       2},
+      {"not for ever",
+       {{S::Stall, 605},
+        {S::Fail},
+        {S::Pass, 5},
+        {S::Stall, 605},
+        {S::Fail},
+        {S::Pass, 5},
+        {S::Stall, 605},
+        {S::Fail},
+        {S::Pass, 5},
+        {S::Stall, 605},
+        {S::Fail}},
+       Outcome::NotMade,
+       "the engine was held up for 2.4 s",
+       4},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    HeldUpCheck check;
+    for (const auto& step : row.steps) {
+      EXPECT_TRUE(check.reports.empty());
+      if (step.what == S::Pass) check.Pass(step.time);
+      if (step.what == S::Stall) check.Stall(step.time);
+      if (step.what == S::Fail) running.client->Ended("broken");
+      if (step.what == S::Succeed) running.client->Ended("");
+    }
+    ASSERT_EQ(check.reports.size(), 1u);
+    EXPECT_EQ(check.reports[0].result.outcome, row.outcome);
+    EXPECT_EQ(check.reports[0].result.reason, row.reason);
+    EXPECT_EQ(running.begun, row.begun);
+    const auto figures = check.Figures();
+    EXPECT_EQ(figures.good, row.outcome == Outcome::Good);
+    EXPECT_EQ(figures.failed, row.outcome == Outcome::Failed);
+    EXPECT_EQ(figures.notMade, row.outcome == Outcome::NotMade);
+  }
+}
+
+}  // namespace
+}  // namespace norvane::engine
