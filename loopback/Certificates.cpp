@@ -50,6 +50,16 @@ Certificate NewCertificate(EVP_PKEY* key, const std::string& commonName, int fro
   return certificate;
 }
 
+void AddHost(X509* certificate, const std::string& host) {
+  AddExtension(certificate, NID_subject_alt_name,
+               (platform::ParseNumericAddress(host) ? "IP:" : "DNS:") + host);
+}
+
+void Sign(X509* certificate, X509* issuer, EVP_PKEY* issuersKey) {
+  Need(X509_set_issuer_name(certificate, X509_get_subject_name(issuer)) == 1);
+  Need(X509_sign(certificate, issuersKey, EVP_sha256()) > 0);
+}
+
 }  // namespace
 
 CertificateAuthority::CertificateAuthority()
@@ -57,18 +67,40 @@ CertificateAuthority::CertificateAuthority()
       m_certificate(
           NewCertificate(m_key.get(), "Test authority " + std::to_string(NextSerial()), -1000, 1000)) {
   X509* self = m_certificate.get();
-  Need(X509_set_issuer_name(self, X509_get_subject_name(self)) == 1);
   AddExtension(self, NID_basic_constraints, "critical,CA:TRUE");
-  Need(X509_sign(self, m_key.get(), EVP_sha256()) > 0);
+  Sign(self, self, m_key.get());
 }
 
 Identity CertificateAuthority::Issue(const std::string& host, int fromDay, int untilDay) const {
-  auto key = NewKey();
+  const std::shared_ptr<EVP_PKEY> key(NewKey());
   auto certificate = NewCertificate(key.get(), host, fromDay, untilDay);
-  AddExtension(certificate.get(), NID_subject_alt_name,
-               (platform::ParseNumericAddress(host) ? "IP:" : "DNS:") + host);
-  Sign(certificate.get());
-  return {{certificate.release(), FreeSsl()}, {key.release(), FreeSsl()}};
+  AddHost(certificate.get(), host);
+  Sign(certificate.get(), m_certificate.get(), m_key.get());
+  return {std::move(certificate), key};
+}
+
+Identity CertificateAuthority::IssueFor(const std::string& host, const std::shared_ptr<EVP_PKEY>& key,
+                                        int authorities) const {
+  Identity identity{nullptr, key};
+  X509* issuer = m_certificate.get();
+  EVP_PKEY* issuersKey = m_key.get();
+  for (int i = 0; i <= authorities; ++i) {
+    const bool isLeaf = i == authorities;
+    std::shared_ptr<X509> made =
+        NewCertificate(key.get(), isLeaf ? host : "Authority " + std::to_string(i), -1, 1);
+    if (isLeaf)
+      AddHost(made.get(), host);
+    else
+      AddExtension(made.get(), NID_basic_constraints, "critical,CA:TRUE");
+    Sign(made.get(), issuer, issuersKey);
+    issuer = made.get();
+    issuersKey = key.get();
+    if (isLeaf)
+      identity.certificate = made;
+    else
+      identity.others.insert(identity.others.begin(), made);
+  }
+  return identity;
 }
 
 std::shared_ptr<X509> CertificateAuthority::IssueForLongKey(int bytes) const {
@@ -83,13 +115,8 @@ std::shared_ptr<X509> CertificateAuthority::IssueForLongKey(int bytes) const {
        EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, parameters.data()) == 1);
   const PrivateKey key(made);
   auto certificate = NewCertificate(key.get(), "long key", -1, 1);
-  Sign(certificate.get());
+  Sign(certificate.get(), m_certificate.get(), m_key.get());
   return {certificate.release(), FreeSsl()};
-}
-
-void CertificateAuthority::Sign(X509* certificate) const {
-  Need(X509_set_issuer_name(certificate, X509_get_subject_name(m_certificate.get())) == 1);
-  Need(X509_sign(certificate, m_key.get(), EVP_sha256()) > 0);
 }
 
 std::string CertificateAuthority::WriteTo(const std::string& path) const {

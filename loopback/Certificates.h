@@ -38,12 +38,13 @@ class CertificateAuthority {
   [[nodiscard]] Identity Issue(const std::string& host, int fromDay = -1, int untilDay = 1) const;
   /// For an RSA key of so many bytes whose private part nobody has.
   [[nodiscard]] std::shared_ptr<X509> IssueForLongKey(int bytes) const;
+  /// The same for a key that the server has, by way of so many authorities in between, with this key too.
+  [[nodiscard]] Identity IssueFor(const std::string& host, const std::shared_ptr<EVP_PKEY>& key,
+                                  int authorities = 0) const;
   /// Writes the authority's own certificate as PEM and gives the path back.
   std::string WriteTo(const std::string& path) const;
 
  private:
-  void Sign(X509* certificate) const;
-
   PrivateKey m_key;
   Certificate m_certificate;
 };

@@ -10,7 +10,9 @@ namespace norvane::loopback {
 
 HttpServer::HttpServer(const Options& options)
     : m_options(options),
-      m_server({.tls = options.tls, .isTlsFromStart = options.tls.has_value()}, [this] { return Begin(); }) {}
+      m_server(
+          {.tls = options.tls, .isTlsFromStart = options.tls.has_value(), .changeTls = options.changeTls},
+          [this] { return Begin(); }) {}
 
 LoopbackServer::Dialogue HttpServer::Begin() {
   return [this, script = m_options.onConnect](std::string& received, bool) mutable -> std::optional<Saying> {

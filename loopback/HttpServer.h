@@ -16,7 +16,7 @@ namespace norvane::loopback {
 class HttpServer {
  public:
   using End = Saying::End;
-  /// What a connection gets.
+  /// What a connection gets, as in `Saying`.
   struct Script {
     std::string bytes;
     std::string forEver{};
@@ -27,6 +27,7 @@ class HttpServer {
   struct Options {
     std::optional<Identity> tls{};
     std::optional<Script> onConnect{};  ///< played as soon as there is a connection, before any request
+    std::function<void(SSL_CTX*)> changeTls{};
   };
 
   HttpServer() : HttpServer(Options{}) {}

@@ -27,7 +27,7 @@ class LoopbackServer::Connection {
       : m_server(server), m_fd(std::move(fd)), m_dialogue(server.m_begin()) {
     const int yes = 1;
     ::setsockopt(m_fd.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    if (server.m_isTlsFromStart) BeginTls();
+    if (server.m_options.isTlsFromStart) BeginTls();
     Say(m_dialogue(m_received, m_tls != nullptr));
   }
 
@@ -56,7 +56,8 @@ class LoopbackServer::Connection {
   bool Say(std::optional<Saying> saying) {
     if (!saying) return false;
     m_saying = *std::move(saying);
-    if (m_saying.pace == milliseconds(0)) m_saying.pace = m_server.m_pace;
+    if (m_saying.pace == milliseconds(0)) m_saying.pace = m_server.m_options.pace;
+    if (m_saying.delay == milliseconds(0)) m_saying.delay = m_server.m_options.delay;
     m_next = SteadyClock::now() + m_saying.delay;
     m_sent = 0;
     m_hasEnded = false;
@@ -74,7 +75,10 @@ class LoopbackServer::Connection {
     const bool isPaced = m_saying.pace > milliseconds(0);
     if (isPaced) m_next = now + m_saying.pace;
     const bool isAgain = m_sent == m_saying.bytes.size();
-    if (isAgain) m_saying.bytes += m_saying.forEver;
+    if (isAgain) {
+      m_saying.bytes = m_saying.forEver;
+      m_sent = 0;
+    }
     const auto rest = std::string_view(m_saying.bytes).substr(m_sent);
     const auto piece = m_saying.piece == 0 ? rest.size() : std::min(m_saying.piece, rest.size());
     const auto size = isPaced && !isAgain ? 1 : piece;
@@ -83,9 +87,6 @@ class LoopbackServer::Connection {
     m_isBroken = sent <= 0 && !WouldBlock(sent);
     if (sent <= 0) return false;
     m_sent += static_cast<std::size_t>(sent);
-    if (m_sent < m_saying.bytes.size() || m_saying.forEver.empty()) return true;
-    m_saying.bytes.clear();
-    m_sent = 0;
     return true;
   }
 
@@ -134,11 +135,11 @@ class LoopbackServer::Connection {
 
 LoopbackServer::LoopbackServer(const Options& options, std::function<Dialogue()> begin)
     : m_begin(std::move(begin)),
+      m_options(options),
       m_tls(ServerContext(options.tls ? &*options.tls : nullptr)),
-      m_isTlsFromStart(options.isTlsFromStart),
-      m_pace(options.pace),
-      m_listener(BoundSocket(m_port)),
+      m_listener(BoundSocket(m_port, options.isOnAllAddresses ? INADDR_ANY : INADDR_LOOPBACK)),
       m_epoll(::epoll_create1(EPOLL_CLOEXEC)) {
+  if (m_tls && options.changeTls) options.changeTls(m_tls.get());
   if (::listen(m_listener.Get(), SOMAXCONN) != 0) ThrowErrno("listen");
   Watch(m_listener.Get(), EPOLLIN);
   Watch(m_stop.Fd(), EPOLLIN);
@@ -162,6 +163,7 @@ void LoopbackServer::Accept() {
     FileDescriptor fd(::accept4(m_listener.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!fd) return;
     const int number = fd.Get();
+    if (m_options.accepted) m_options.accepted(number);
     // Edge-triggered, so that what is waited for need not be set anew each time.
     Watch(number, EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET);
     m_connections[number] = std::make_unique<Connection>(*this, std::move(fd));

@@ -49,9 +49,13 @@ struct Saying {
 class LoopbackServer {
  public:
   struct Options {
-    std::optional<Identity> tls{};      ///< what a saying that ends in TLS goes on with
-    bool isTlsFromStart = false;        ///< TLS at once
-    std::chrono::milliseconds pace{0};  ///< of every saying that has none
+    std::optional<Identity> tls{};       ///< what a saying that ends in TLS goes on with
+    bool isTlsFromStart = false;         ///< TLS at once
+    std::chrono::milliseconds pace{0};   ///< of every saying that has none
+    std::chrono::milliseconds delay{0};  ///< likewise
+    bool isOnAllAddresses = false;       ///< 127.0.0.1 alone otherwise; for networks without any other device
+    std::function<void(int fd)> accepted{};     ///< called with each connection as soon as it is there
+    std::function<void(SSL_CTX*)> changeTls{};  ///< makes TLS unlike what sane servers have
   };
   /// Answers one client: removes a complete line from what was received; nothing while there is none. The
   /// first call is the greeting.
@@ -74,9 +78,8 @@ class LoopbackServer {
   void Watch(int fd, std::uint32_t events) const;
 
   const std::function<Dialogue()> m_begin;
+  const Options m_options;
   const TlsContext m_tls;
-  const bool m_isTlsFromStart;
-  const std::chrono::milliseconds m_pace;
   int m_port = 0;  // set when the listener is bound
   platform::FileDescriptor m_listener;
   platform::FileDescriptor m_epoll;

@@ -27,9 +27,10 @@ FileDescriptor NewSocket() {
   return fd;
 }
 
-FileDescriptor BoundSocket(int& port) {
+FileDescriptor BoundSocket(int& port, in_addr_t host) {
   auto fd = NewSocket();
   auto address = Address(0);
+  address.sin_addr.s_addr = htonl(host);
   socklen_t size = sizeof address;
   if (::bind(fd.Get(), reinterpret_cast<sockaddr*>(&address), size) != 0) ThrowErrno("bind");
   if (::getsockname(fd.Get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) ThrowErrno("getsockname");

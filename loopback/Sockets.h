@@ -14,7 +14,7 @@ namespace norvane::loopback {
 /// A TCP socket that never blocks.
 [[nodiscard]] platform::FileDescriptor NewSocket();
 
-/// Such a socket on a loopback port of its own, which `port` gets.
-[[nodiscard]] platform::FileDescriptor BoundSocket(int& port);
+/// Such a socket on a port of its own, which `port` gets.
+[[nodiscard]] platform::FileDescriptor BoundSocket(int& port, in_addr_t host = INADDR_LOOPBACK);
 
 }  // namespace norvane::loopback
