@@ -1,7 +1,5 @@
 #include "bench/EngineProcess.h"
 
-#include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -28,13 +26,18 @@ void WriteDataFile(const std::string& folder, std::vector<engine::datafile::Row>
     throw std::runtime_error("no data file");
 }
 
-EngineProcess::EngineProcess(const std::string& folder) {
+EngineProcess::EngineProcess(const std::string& folder, const std::function<void()>& prepare) {
   std::string program =
       (fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin/norvane-engine").string();
   std::string option = "--folder", value = folder;
   std::array<char*, 4> arguments{program.data(), option.data(), value.data(), nullptr};
-  if (::posix_spawn(&m_process, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0)
-    throw std::runtime_error("cannot start " + program);
+  if (!fs::exists(program)) throw std::runtime_error("there is no " + program);
+  m_process = ::fork();
+  if (m_process < 0) throw std::runtime_error("cannot start " + program);
+  if (m_process > 0) return;
+  prepare();
+  ::execv(program.c_str(), arguments.data());
+  ::_exit(1);
 }
 
 void EngineProcess::End() {
@@ -42,6 +45,20 @@ void EngineProcess::End() {
   ::kill(m_process, SIGTERM);
   ::waitpid(m_process, nullptr, 0);
   m_process = 0;
+}
+
+std::string EngineProcess::Ending() {
+  int status = 0;
+  if (m_process == 0 || ::waitpid(m_process, &status, WNOHANG) == 0) return {};
+  m_process = 0;
+  return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                             : "exit code " + std::to_string(WEXITSTATUS(status));
+}
+
+int EngineProcess::Descriptors() const {
+  std::error_code gone;
+  const fs::directory_iterator entries("/proc/" + std::to_string(m_process) + "/fd", gone);
+  return static_cast<int>(std::distance(begin(entries), fs::directory_iterator()));
 }
 
 double EngineProcess::Memory() const {

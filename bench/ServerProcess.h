@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/FileDescriptor.h"
 
@@ -30,6 +31,26 @@ class ServerProcess {
   pid_t m_process = -1;
   platform::FileDescriptor m_end;
   int m_port = 0;
+};
+
+/// Any number of them, unmade in that order.
+class ServerProcesses {
+ public:
+  ServerProcesses() = default;
+  ~ServerProcesses() {
+    while (!m_all.empty())
+      m_all.pop_back();
+  }
+  ServerProcesses(const ServerProcesses&) = delete;
+  ServerProcesses& operator=(const ServerProcesses&) = delete;
+
+  const ServerProcess& Add(const ServerProcess::Start& start) {
+    return *m_all.emplace_back(std::make_unique<ServerProcess>(start));
+  }
+  [[nodiscard]] const ServerProcess& At(std::size_t index) const { return *m_all.at(index); }
+
+ private:
+  std::vector<std::unique_ptr<ServerProcess>> m_all;
 };
 
 }  // namespace norvane::bench
