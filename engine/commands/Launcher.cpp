@@ -11,7 +11,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <set>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "engine/commands/Spawn.h"
@@ -50,6 +53,10 @@ std::string EndText(const siginfo_t& info) {
   const char* name = ::sigabbrev_np(info.si_status);
   return "was ended by signal " +
          (name != nullptr ? "SIG" + std::string(name) : std::to_string(info.si_status));
+}
+
+std::string SecondsText(Moment::duration time) {
+  return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count()) + " s";
 }
 
 }  // namespace
@@ -110,16 +117,17 @@ class Launcher::Output final : private Watcher, private EventOwner {
 /// One program that runs.
 class Launcher::Program final : private Watcher, private EventOwner {
  public:
-  Program(Launcher& owner, std::uint64_t number, MonitorId id, std::string path, pid_t pid,
-          platform::FileDescriptor pidfd)
+  Program(Launcher& owner, std::uint64_t number, const LaunchRequest& request, std::string path,
+          Spawned spawned)
       : m_owner(owner),
         m_number(number),
-        m_id(id),
+        m_id(request.id),
+        m_monitor(request.name),
         m_path(std::move(path)),
-        m_pid(pid),
-        m_pidfd(std::move(pidfd)),
+        m_pid(spawned.pid),
+        m_pidfd(std::move(spawned.pidfd)),
         m_timer(owner.m_loop, *this, [this] { TimeOut(); }) {
-    m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.limit);
+    m_timer.Set(m_started + m_owner.m_options.limit);
     if (m_owner.m_loop.Watch(m_pidfd.Get(), EPOLLIN, *this)) return;
     Signal(SIGKILL);
     ::waitpid(m_pid, nullptr, 0);
@@ -130,19 +138,28 @@ class Launcher::Program final : private Watcher, private EventOwner {
     if (!m_hasEnded) Signal(SIGTERM);
   }
 
+  [[nodiscard]] const std::string& MonitorName() const { return m_monitor; }
+  [[nodiscard]] const std::string& Path() const { return m_path; }
+  [[nodiscard]] Moment Started() const { return m_started; }
+  [[nodiscard]] std::string Age() const { return SecondsText(m_owner.m_loop.Now() - m_started); }
+  [[nodiscard]] bool IsOverdue() const { return m_isOverdue; }
+
+  /// Ends it, `why` goes to the log.
+  void Terminate(const std::string& why) {
+    m_isOverdue = true;
+    m_owner.ReportAs<CommandEvent>(m_id, "command " + m_path + " " + why + ", terminating it");
+    m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.grace);
+    Signal(SIGTERM);
+  }
+
  private:
   /// To the whole group. The number is ours until the program is reaped.
   void Signal(int signal) const { ::kill(-m_pid, signal); }
 
   void TimeOut() {
-    if (!std::exchange(m_isOverdue, true)) {
-      const auto limit = formats::FormatNumber(static_cast<double>(m_owner.m_options.limit.count()) / 1000);
-      m_owner.ReportAs<CommandEvent>(
-          m_id, "command " + m_path + " timed out after " + limit + " s, terminating it");
-      m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.grace);
-      return Signal(SIGTERM);
-    }
-    Signal(SIGKILL);
+    if (m_isOverdue) return Signal(SIGKILL);
+    const auto limit = formats::FormatNumber(static_cast<double>(m_owner.m_options.limit.count()) / 1000);
+    Terminate("timed out after " + limit + " s");
   }
   void Ready(int, std::uint32_t) override {
     // What it started and left behind shares its time.
@@ -162,7 +179,9 @@ class Launcher::Program final : private Watcher, private EventOwner {
   Launcher& m_owner;
   std::uint64_t m_number;
   MonitorId m_id;
+  std::string m_monitor;
   std::string m_path;
+  Moment m_started = m_owner.m_loop.Now();
   pid_t m_pid;
   platform::FileDescriptor m_pidfd;
   EventLoop::Timer m_timer;
@@ -171,37 +190,88 @@ class Launcher::Program final : private Watcher, private EventOwner {
 };
 
 Launcher::Launcher(EventLoop& loop, Options options, Deliver deliver)
-    : m_loop(loop), m_options(std::move(options)), m_deliver(std::move(deliver)) {}
+    : m_loop(loop),
+      m_options(std::move(options)),
+      m_deliver(std::move(deliver)),
+      m_next(loop, loop, [this] { StartNext(); }) {}
 
 Launcher::~Launcher() = default;
 
 void Launcher::Launch(LaunchRequest request) {
   assert(m_loop.IsInside());
-  if (m_waiting.size() >= m_options.maxWaiting) {
+  const auto ofOne =
+      std::ranges::count_if(m_waiting, [&](const auto& each) { return each.request.name == request.name; });
+  if (std::ssize(m_waiting) >= m_options.maxWaiting || ofOne >= m_options.maxWaitingOfOne) {
     ReportAs<CommandEvent>(request.id, "command " + request.program + " was not started: queue full");
     return;
   }
-  m_waiting.push_back(std::move(request));
-  StartWaiting();
+  m_waiting.push_back({std::move(request)});
+  m_next.Set(m_loop.Now());
 }
 
-void Launcher::StartWaiting() {
-  while (!m_waiting.empty() && m_running.size() < m_options.maxRunning) {
-    auto request = std::move(m_waiting.front());
-    m_waiting.pop_front();
-    Start(std::move(request));
+/// One in each turn of the loop: starting it takes longer than other events.
+void Launcher::StartNext() {
+  const auto next =
+      HasPlace()
+          ? std::ranges::find_if(
+                m_waiting, [this](const Waiting& each) { return RunningOf(each.request.name) == nullptr; })
+          : m_waiting.end();
+  if (next == m_waiting.end()) {
+    LogWaits();
+    return MakePlace();
+  }
+  const auto request = std::move(next->request);
+  m_waiting.erase(next);
+  if (!m_waiting.empty()) m_next.Set(m_loop.Now());
+  Start(request);
+}
+
+const Launcher::Program* Launcher::RunningOf(const std::string& monitor) const {
+  const auto found = std::ranges::find_if(
+      m_running, [&](const auto& running) { return running.second->MonitorName() == monitor; });
+  return found == m_running.end() ? nullptr : found->second.get();
+}
+
+void Launcher::LogWaits() {
+  for (auto& [request, isLogged] : m_waiting) {
+    if (std::exchange(isLogged, true)) continue;
+    const auto* own = RunningOf(request.name);
+    const auto& other = *m_running.begin()->second;
+    ReportAs<CommandEvent>(
+        request.id,
+        "command " + request.program + " waits: " +
+            (own != nullptr ? own->Path() + " of this monitor has run for " + own->Age()
+                            : std::to_string(m_running.size()) + " commands are running, " + other.Path() +
+                                  " of " + other.MonitorName() + " for " + other.Age()));
   }
 }
 
-void Launcher::Start(LaunchRequest request) {
+/// Ends programs that had their time, for each monitor that waits for a place the one that began first.
+void Launcher::MakePlace() {
+  std::set<std::string_view> monitors;
+  for (const auto& each : m_waiting)
+    if (RunningOf(each.request.name) == nullptr) monitors.insert(each.request.name);
+  auto wanted = static_cast<std::ptrdiff_t>(monitors.size()) -
+                std::ranges::count_if(m_running, [](const auto& each) { return each.second->IsOverdue(); });
+  for (const auto& [number, program] : m_running) {
+    if (wanted <= 0) return;
+    if (program->IsOverdue()) continue;
+    const auto due = program->Started() + m_options.crowdedLimit;
+    if (due > m_loop.Now()) return m_next.Set(due);
+    program->Terminate("has run for " + program->Age() + " and others wait");
+    --wanted;
+  }
+}
+
+void Launcher::Start(const LaunchRequest& request) {
   const auto number = ++m_lastNumber;
   try {
     const auto path = PathOf(request.program, m_options.folder);
-    auto spawned = Spawn(path, m_options.folder, Environment(std::move(request.environment)));
-    m_running[number] =
-        std::make_unique<Program>(*this, number, request.id, path, spawned.pid, std::move(spawned.pidfd));
+    auto spawned = Spawn(path, m_options.folder, Environment(request.environment));
+    auto output = std::move(spawned.output);
+    m_running[number] = std::make_unique<Program>(*this, number, request, path, std::move(spawned));
     ReportAs<CommandEvent>(request.id, "command " + path + " started");
-    m_outputs[number] = std::make_unique<Output>(*this, number, request, std::move(spawned.output));
+    m_outputs[number] = std::make_unique<Output>(*this, number, request, std::move(output));
   } catch (const std::exception& error) {
     ReportAs<CommandEvent>(request.id, "command " + request.program + " was not started: " + error.what());
   }
@@ -210,7 +280,7 @@ void Launcher::Start(LaunchRequest request) {
 void Launcher::Ended(std::uint64_t number) {
   m_running.erase(number);
   DropOldOutputs();
-  StartWaiting();
+  m_next.Set(m_loop.Now());
 }
 
 void Launcher::DropOldOutputs() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -20,14 +21,20 @@ namespace norvane::engine {
 /// program gets the application folder as its working folder, a process group of its own, no input and a
 /// small fixed environment beside the variables of its request. What it writes is reported line by line,
 /// within limits; a program that stays in the background when its parent ends should not write there.
+///
+/// A monitor has one program running at a time, its next ones wait in order. So one that hangs holds up its
+/// own monitor; where many hang, each ends early enough for others to get a place.
 class Launcher {
  public:
   struct Options {
-    std::string folder;             ///< the application folder, absolute
-    std::size_t maxRunning = 16;    ///< further ones wait
-    std::size_t maxWaiting = 1000;  ///< beyond, they fail
-    /// The program's whole group gets SIGTERM after `limit` and killed `grace` later.
+    std::string folder;                   ///< the application folder, absolute
+    std::size_t maxRunning = 64;          ///< further ones wait
+    std::ptrdiff_t maxWaiting = 1000;     ///< beyond, they fail
+    std::ptrdiff_t maxWaitingOfOne = 20;  ///< of one monitor
+    /// The program's whole group gets SIGTERM after `limit` and is killed `grace` later. While others wait
+    /// for one of the places, `crowdedLimit` holds.
     std::chrono::milliseconds limit = std::chrono::minutes(10);
+    std::chrono::milliseconds crowdedLimit = std::chrono::minutes(1);
     std::chrono::milliseconds grace = std::chrono::seconds(10);
   };
   using Deliver = std::function<void(Report)>;
@@ -49,8 +56,17 @@ class Launcher {
   class Program;
   class Output;
 
-  void StartWaiting();
-  void Start(LaunchRequest request);
+  struct Waiting {
+    LaunchRequest request;
+    bool isLogged = false;  ///< that it waits
+  };
+
+  void StartNext();
+  void Start(const LaunchRequest& request);
+  [[nodiscard]] const Program* RunningOf(const std::string& monitor) const;
+  [[nodiscard]] bool HasPlace() const { return m_running.size() < m_options.maxRunning; }
+  void LogWaits();
+  void MakePlace();
   void Ended(std::uint64_t number);
   void DropOldOutputs();
   template <class Event>
@@ -59,10 +75,11 @@ class Launcher {
   EventLoop& m_loop;
   Options m_options;
   Deliver m_deliver;
-  std::deque<LaunchRequest> m_waiting;
+  std::deque<Waiting> m_waiting;
   std::uint64_t m_lastNumber = 0;
-  std::map<std::uint64_t, std::unique_ptr<Program>> m_running;
-  std::map<std::uint64_t, std::unique_ptr<Output>> m_outputs;  // may outlive their programs
+  std::map<std::uint64_t, std::unique_ptr<Program>> m_running;  // in the order of their starts
+  std::map<std::uint64_t, std::unique_ptr<Output>> m_outputs;   // may outlive their programs
+  EventLoop::Timer m_next;  // when one may be started, or is to be ended for another
 };
 
 }  // namespace norvane::engine

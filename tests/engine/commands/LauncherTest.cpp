@@ -31,7 +31,7 @@ class LauncherTest : public testing::Test {
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
     return path;
   }
-  void Make(std::size_t maxRunning = 16, std::size_t maxWaiting = 1000) {
+  void Make(std::size_t maxRunning = Launcher::Options().maxRunning, std::ptrdiff_t maxWaiting = 1000) {
     m_launcher = std::make_unique<Launcher>(
         m_loop, Launcher::Options{m_folder.Path(), maxRunning, maxWaiting}, [this](const Report& report) {
           const auto* output = std::get_if<CommandOutput>(&report);
@@ -39,7 +39,9 @@ class LauncherTest : public testing::Test {
               .push_back(output != nullptr ? output->text : std::get<CommandEvent>(report).text);
         });
   }
-  void Launch(const std::string& program) { m_launcher->Launch({7, "shop", program, {"NORVANE_X=a b"}}); }
+  void Launch(const std::string& program, const std::string& monitor = "shop") {
+    m_launcher->Launch({7, monitor, program, {"NORVANE_X=a b"}});
+  }
   void RunUntil(const std::function<bool()>& condition) {
     for (int i = 0; i < 2000 && !condition(); ++i)
       m_loop.RunOnce(milliseconds(10));
@@ -85,6 +87,7 @@ cat; echo "$# arguments" >&2
   ::pthread_sigmask(SIG_SETMASK, &all, &before);
   const auto pipeBefore = ::signal(SIGPIPE, SIG_IGN);
   Launch("show");
+  m_loop.RunOnce(milliseconds(0));
   ::signal(SIGPIPE, pipeBefore);
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   RunUntil([&] { return m_output.size() == 7 && m_told.size() == 2; });
@@ -135,7 +138,7 @@ TEST_F(LauncherTest, EndsTheWholeGroupOfAProgramThatRunsTooLong) {
   Script("obstinate", "trap '' TERM; sleep 1000 & echo $!; wait; wait; sleep 1000");
   Make();
   Launch("willing");
-  Launch("obstinate");
+  Launch("obstinate", "other");
   RunUntil([&] { return m_output.size() == 2; });
   m_now += minutes(10) - milliseconds(1);
   m_loop.RunOnce(milliseconds(0));
@@ -148,7 +151,7 @@ TEST_F(LauncherTest, EndsTheWholeGroupOfAProgramThatRunsTooLong) {
   RunUntil(Told("obstinate was ended by signal SIGKILL"));
   for (const auto& line : m_output) {
     SCOPED_TRACE(line);
-    const auto status = "/proc/" + line.substr(std::string("shop: ").size()) + "/stat";
+    const auto status = "/proc/" + line.substr(line.find(' ') + 1) + "/stat";
     RunUntil([&] {
       const auto text = tests::ReadFile(status);
       return text.empty() || text.find(") Z ") != std::string::npos;  // a zombie is init's
@@ -159,16 +162,60 @@ TEST_F(LauncherTest, EndsTheWholeGroupOfAProgramThatRunsTooLong) {
 TEST_F(LauncherTest, RunsAFewAtATimeAndRefusesWhatIsTooMuch) {
   const auto gate = Gate();
   Script("wait", "read x < gate");
-  Make(2, 2);
+  Make(2, 4);
   for (int i = 0; i < 5; ++i)
-    Launch("wait");
-  EXPECT_EQ(Count("started"), 3) << "two and the one that is refused";
-  EXPECT_EQ(Count("wait was not started: queue full"), 1);
+    Launch("wait", "monitor " + std::to_string(i));
+  EXPECT_EQ(m_told, Texts{"command wait was not started: queue full"});
+  RunUntil([&] { return Count("wait started") == 2 && Count("wait waits: 2 commands are running, ") == 2; });
+  EXPECT_NE(m_told.back().find("wait of monitor 0 for 0 s"), std::string::npos) << m_told.back();
   for (const std::ptrdiff_t ended : {1, 2, 3, 4}) {
     Open(gate);
-    RunUntil([&] { return Count("exit code 0") == ended; });
-    EXPECT_EQ(Count(" started") - Count("not started"), std::min<std::ptrdiff_t>(2 + ended, 4));
+    RunUntil([&] {
+      return Count("exit code 0") == ended && Count("wait started") == std::min<std::ptrdiff_t>(2 + ended, 4);
+    });
   }
+}
+
+TEST_F(LauncherTest, CommandsThatHangHoldUpTheirOwnMonitorsOnly) {
+  constexpr int Hanging = 30;
+  const auto gate = Gate();
+  Script("hang", "read x < gate");
+  Script("next", "exit 0");
+  Make();
+  for (int i = 0; i < Hanging; ++i)
+    Launch("hang", "monitor " + std::to_string(i));
+  Launch("next", "monitor 5");
+  Launch("next", "another");
+  RunUntil(Told("next ended with exit code 0"));
+  EXPECT_EQ(Count("hang started"), Hanging);
+  EXPECT_EQ(Count("next waits: " + m_folder / "hang" + " of this monitor has run for 0 s"), 1);
+  EXPECT_EQ(Count("next started"), 1);
+  for (int i = 0; i < Hanging; ++i)
+    Open(gate);
+  RunUntil([&] { return Count("next ended with exit code 0") == 2; });
+  for (int i = 0; i < 22; ++i)
+    Launch("next", "flooding");
+  EXPECT_EQ(Count("queue full"), 2);
+}
+
+TEST_F(LauncherTest, WhileOthersWaitForAPlaceAProgramHasAMinute) {
+  Script("hang", "echo; exec sleep 1000");
+  Script("next", "exit 0");
+  Make(2);
+  Launch("hang", "first");
+  RunUntil([&] { return m_output.size() == 1; });
+  m_now += std::chrono::seconds(30);
+  Launch("hang", "second");
+  RunUntil([&] { return m_output.size() == 2; });
+  m_now += std::chrono::seconds(29);
+  Launch("next", "third");
+  Launch("next", "third");
+  RunUntil([&] { return Count("next waits: ") == 2; });
+  EXPECT_EQ(Count("terminating"), 0);
+  m_now += std::chrono::seconds(1);
+  RunUntil([&] { return Count("next ended with exit code 0") == 2; });
+  EXPECT_EQ(Count("hang has run for 60 s and others wait, terminating it"), 1) << "the second is not due";
+  EXPECT_EQ(Count("hang was ended by signal SIGTERM"), 1);
 }
 
 TEST_F(LauncherTest, KeepsOutputWithinLimits) {
