@@ -36,7 +36,7 @@ class Link {
 
   /// Begins a call of the session: `fill(request)` writes its parameters, `read(results)` reads what comes
   /// beside the answer; both run on the link's thread, `read` before the call has finished. By then the
-  /// mirror has come to the table as it was when the engine answered.
+  /// mirror has every change that the engine had made when it answered.
   template <class Request, class Fill, class Read>
   [[nodiscard]] std::shared_ptr<CallState> Begin(std::chrono::milliseconds timeout, Method<Request> method,
                                                  const Fill& fill, Read read) {

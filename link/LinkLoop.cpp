@@ -105,7 +105,7 @@ LinkLoop::LinkLoop(const LinkOptions& options, Mirror& mirror, console::engine::
 
 LinkLoop::~LinkLoop() noexcept = default;
 
-/// The call's end is told only after its work was dropped, since the caller's variables go then.
+/// The call finishes only after its work was dropped, since that refers to variables of the caller.
 void LinkLoop::Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& call, milliseconds timeout,
                       const char* timeoutText) {
   auto expired = m_timer.afterDelay(ToDuration(timeout)).then([call, timeoutText] {
@@ -129,7 +129,7 @@ void LinkLoop::Connect(const std::shared_ptr<CallState>& call) {
 }
 
 kj::Promise<void> LinkLoop::ReachAndGreet(CallState& call) {
-  // Later, since the caller is held until it can wait in its own way, and starting an engine takes a while.
+  // Not at once: the caller blocks until this returns, and starting an engine takes a while.
   return kj::evalLater([this, &call] { return Reach(call); }).then([this, &call](FileDescriptor socket) {
     return Greet(std::move(socket), call);
   });

@@ -16,7 +16,7 @@
 
 namespace norvane::link {
 
-/// What lives on the link's thread: the kj loop, the connection, the calls under way. All but `Executor` is
+/// What lives on the link's thread: the kj loop, the connection, the pending calls. All but `Executor` is
 /// for that thread.
 class LinkLoop final : private kj::TaskSet::ErrorHandler {
  public:
@@ -40,7 +40,7 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   void Run(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout, const Body& body);
   void WaitUntilGone(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout);
 
-  /// Ends when the mirror has come to the change; fails when the engine is gone.
+  /// Resolves when the mirror has the change of this number; fails when the engine is gone.
   [[nodiscard]] kj::Promise<void> WhenReached(std::uint64_t change);
 
  private:

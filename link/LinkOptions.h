@@ -11,7 +11,7 @@ namespace norvane::link {
 /// How a console reaches its engine and how long it waits.
 struct LinkOptions {
   std::string folder;  ///< the application folder
-  /// Starts the engine; called on the link's thread when nobody answers, once. What it throws
+  /// Starts the engine; called on the link's thread when no engine answers, once. What it throws
   /// becomes the error of the call. May be empty.
   std::function<void()> startEngine;
   /// How the calling thread waits; null just blocks. Must outlive the client and all that it made.

@@ -85,7 +85,7 @@ void Mirror::Table::Put(std::vector<Record> records) {
     if (isNew)
       inOrder.push_back(&place->second);
     else
-      byName.erase(place->second->name);  // its view goes with the old record
+      byName.erase(place->second->name);  // a view into the old record
     byName[record->name] = record->id;
     place->second = std::move(record);
   }
@@ -107,7 +107,7 @@ void Mirror::Apply(wire::Batch::Reader batch) {
     if (!batch.getUpToDate()) return;
   }
 
-  std::optional<Table> old;  // goes after the lock
+  std::optional<Table> old;  // destroyed after the lock is released
   const std::lock_guard lock(m_mutex);
   if (m_next.has_value()) {
     old = std::exchange(m_table, std::move(*m_next));

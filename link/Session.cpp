@@ -57,7 +57,7 @@ kj::Promise<void> Session::Act(Context& context, Action action) {
 }
 
 /// Starts what the service ends later. The console may be gone by then: the call is dropped with it, and the
-/// service's completion finds nobody.
+/// service's completion finds it gone.
 template <class Context, class Start>
 kj::Promise<Session::Ended> Session::Begin(Context& context, Start start) {
   assert(m_thread.IsInside());

@@ -22,9 +22,8 @@ class Session final : public wire::Session::Server,
   /// after `Close`.
   Session(engine::Service& service, std::function<void()> onShutdown, kj::PromiseFulfiller<void>& failed);
   ~Session() noexcept = default;
-  /// At the end of the connection, after which calls under way keep the session for a while, even longer than
-  /// the service: lets go of the service, and of the mirror, which a console may have made of the session
-  /// itself, so that neither would ever end.
+  /// When the connection ends. Pending calls may keep the session alive, even longer than the service, so it
+  /// releases the service; and the mirror, which may be this session itself: a cycle that would never end.
   void Close();
 
   kj::Promise<void> follow(FollowContext context) override;
@@ -71,7 +70,7 @@ class Session final : public wire::Session::Server,
   std::function<void()> m_onShutdown;
   kj::PromiseFulfiller<void>& m_failed;
   bool m_gateOpen = false;
-  std::map<std::uint32_t, std::uint64_t> m_fetches;  ///< those under way: the service's ticket by number
+  std::map<std::uint32_t, std::uint64_t> m_fetches;  ///< in progress: the service's ticket by number
   kj::Maybe<wire::Mirror::Client> m_mirror;
   ChangeFeed m_feed;
   bool m_feeding = false;

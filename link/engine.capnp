@@ -1,11 +1,11 @@
 @0xf2a6c27a5cc7878e;
 
-# What a console and the engine say to each other over the socket "NorvaneEngine.sock" in the application
+# The protocol between a console and the engine, over the socket "NorvaneEngine.sock" in the application
 # folder. The engine's bootstrap object is Greeter. Text is UTF-8; Data is text too, where a value may be long
 # or hold anything. Times are milliseconds since 1970, UTC.
 #
 # Failures of the engine's operations travel as Answer.error, with their code; a failed RPC call means that the
-# connection or the protocol is broken, and the console gives the connection up.
+# connection or the protocol is broken, and the console closes the connection.
 
 using Cxx = import "/capnp/c++.capnp";
 $Cxx.namespace("norvane::link::wire");
@@ -14,7 +14,7 @@ const protocolVersion :UInt16 = 2;
 
 interface Greeter {
   hello @0 (version :UInt16) -> (greeting :Greeting);
-  # The first message both ways. Whoever does not say it in time is dropped.
+  # The first message both ways. A client that does not send it in time is disconnected.
 }
 
 struct Greeting {
@@ -30,7 +30,7 @@ struct Greeting {
 struct EngineInfo {
   session @0 :Session;
   instance @1 :Text;
-  # Random, another for every engine process.
+  # Random, different for every engine process.
   version @2 :Text;
   processId @3 :UInt32;
   folder @4 :Text;
@@ -47,7 +47,7 @@ struct MonitorType {
 }
 
 interface Session {
-  # One console's way into the engine. Calls marked "gate" are refused until openGate has succeeded.
+  # One console's access to the engine. Calls marked "gate" are refused until openGate has succeeded.
 
   follow @0 (mirror :Mirror) -> ();
   # Sends all monitors to the mirror, then every change. Once per session.
@@ -64,11 +64,11 @@ interface Session {
   check @10 (id :UInt64) -> (answer :Answer, outcome :Outcome);  # gate
   notify @11 (id :UInt64) -> (answer :Answer, outcome :Outcome);  # gate
   shutdown @12 () -> (answer :Answer);  # gate
-  # The engine has begun to end; it closes the connection when everything is on disk.
+  # Answered when the shutdown has begun; the engine closes the connection when everything is on disk.
   fetch @13 (number :UInt32, url :Text, limitMs :UInt32) -> (answer :Answer, page :Page);  # gate
-  # Fetches a page, at most a few at a time. The console chooses the number, by which it may stop the fetch.
+  # Fetches a page; few may run at a time. The console chooses the number, which identifies it to stopFetch.
   stopFetch @14 (number :UInt32) -> (answer :Answer);
-  # The fetch ends with what has come of the page; harmless if it has ended.
+  # The fetch ends with the part of the page received so far; harmless if it has ended.
 }
 
 struct Page {
@@ -88,8 +88,8 @@ struct Page {
 
 struct Answer {
   change @0 :UInt64;
-  # Number of the table's last change. The call has ended for the console only when its mirror has come to it,
-  # so that a read sees every write that was made before.
+  # Number of the table's last change. The console's call returns only when its mirror has that change, so that
+  # a read sees every earlier write.
   union {
     done @1 :Void;
     error @2 :Error;
@@ -114,7 +114,7 @@ enum ErrorCode {
 }
 
 struct Outcome {
-  # Of a check or notification that was carried out, with whatever result.
+  # Of a check or notification that was made, good or failed.
   good @0 :Bool;
   reason @1 :Text;
   durationMs @2 :UInt32;
@@ -127,14 +127,14 @@ interface Mirror {
 
 struct Batch {
   reset @0 :Bool;
-  # Forget everything: the monitors that follow are of another table. Reads go on seeing the old ones until a
-  # batch is marked upToDate.
+  # Discard all monitors: those that follow are of another table. Reads see the old ones until a batch is
+  # marked upToDate.
   removed @1 :List(UInt64);
-  # Take these out first. Some may never have been sent.
+  # Remove these first. Some may never have been sent.
   monitors @2 :List(Monitor);
-  # New or changed, each as it stands now.
+  # New or changed, with their current values.
   change @3 :UInt64;
-  # The mirror has now come to the change of this number.
+  # With this batch the mirror has all changes up to this number.
   upToDate @4 :Bool;
   # Nothing was left to send.
 }
@@ -146,7 +146,7 @@ struct Monitor {
   values @2 :List(Data);
   # By position in EngineInfo.knownKeys; null where empty.
   others @3 :List(Pair);
-  # Attributes beside the known ones.
+  # Attributes with other keys.
   lastCheck :group {
     at @4 :Int64;
     # 0 if there was none.

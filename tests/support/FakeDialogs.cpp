@@ -27,24 +27,24 @@ FakeDialogs::~FakeDialogs() {
 
 BoxChoice FakeDialogs::Show(const Box& box) {
   m_boxes.push_back(box);
-  Tell(::testing::PrintToString(box));
+  Notify(::testing::PrintToString(box));
   if (onEvent && box.buttons == BoxButtons::Ok) return BoxChoice::Ok;
   if (m_answers.empty()) {
-    ADD_FAILURE() << "nobody announced this box: " << ::testing::PrintToString(box);
+    ADD_FAILURE() << "unannounced box: " << ::testing::PrintToString(box);
     return box.buttons == BoxButtons::Ok ? BoxChoice::Ok : BoxChoice::No;
   }
   const auto answer = m_answers.front();
   m_answers.pop_front();
   EXPECT_EQ(box.buttons == BoxButtons::Ok, answer == BoxChoice::Ok) << "no such button: " << box.text;
-  Tell(answer == BoxChoice::Yes ? "answered Yes" : "answered No");
+  Notify(answer == BoxChoice::Yes ? "answered Yes" : "answered No");
   return answer;
 }
 
 std::optional<std::string> FakeDialogs::OpenFile(const std::string& startFolder, const std::string& filter) {
   fileRequests.push_back({startFolder, filter});
-  Tell("file dialog in " + startFolder + " with " + filter);
+  Notify("file dialog in " + startFolder + " with " + filter);
   if (m_files.empty()) {
-    ADD_FAILURE() << "nobody announced a file dialog";
+    ADD_FAILURE() << "unannounced file dialog";
     return std::nullopt;
   }
   auto chosen = std::move(m_files.front());
@@ -54,20 +54,20 @@ std::optional<std::string> FakeDialogs::OpenFile(const std::string& startFolder,
 
 bool FakeDialogs::Open(const std::string& pathOrAddress) {
   opened.push_back(pathOrAddress);
-  Tell("opens the document \"" + pathOrAddress + '"');
+  Notify("opens the document \"" + pathOrAddress + '"');
   return openFindsFile;
 }
 
 void FakeDialogs::SetPendingCallText(const std::string& text, const std::string& title) {
-  Tell("text while a call is pending: [" + title + "] " + text);
+  Notify("text while a call is pending: [" + title + "] " + text);
 }
 
 void FakeDialogs::ShowHourglass(bool shown) {
-  if (hourglass != shown) Tell(shown ? "hourglass" : "normal pointer");
+  if (hourglass != shown) Notify(shown ? "hourglass" : "normal pointer");
   hourglass = shown;
 }
 
-void FakeDialogs::Tell(const std::string& event) const {
+void FakeDialogs::Notify(const std::string& event) const {
   if (onEvent) onEvent(event);
 }
 

@@ -16,8 +16,8 @@ void PrintTo(const Box& box, std::ostream* out);
 
 namespace norvane::tests {
 
-/// Opens no window: boxes are recorded and answered from a script. A box that nobody announced fails
-/// the test, and so does an answer that nobody asked for.
+/// Opens no window: boxes are recorded and answered from a script. An unannounced box fails the test, and so
+/// does an answer left over.
 class FakeDialogs : public console::shared::Dialogs {
  public:
   ~FakeDialogs() override;
@@ -40,7 +40,7 @@ class FakeDialogs : public console::shared::Dialogs {
   std::vector<std::string> opened;
   bool openFindsFile = true;
   bool hourglass = false;
-  /// Hears of everything as it happens. A box with OK alone need not be announced then.
+  /// Receives each event as it happens. A box with OK alone need not be announced then.
   std::function<void(const std::string& event)> onEvent;
 
   console::shared::BoxChoice Show(const console::shared::Box& box) override;
@@ -50,7 +50,7 @@ class FakeDialogs : public console::shared::Dialogs {
   void SetPendingCallText(const std::string& text, const std::string& title) override;
 
  private:
-  void Tell(const std::string& event) const;
+  void Notify(const std::string& event) const;
 
   std::deque<console::shared::BoxChoice> m_answers;
   std::deque<std::optional<std::string>> m_files;

@@ -33,7 +33,7 @@ class FakePort : public console::engine::Port {
   /// Puts a monitor of any name and kind at the end of the list.
   FakeMonitor& Place(std::string_view fullName,
                      std::map<std::string, std::string, std::less<>> attributes = {}, int kind = 0);
-  /// Takes it away behind the console's back. The name must exist; so for `At`.
+  /// Removes it without the console's knowledge. The name must exist; so for `At`.
   void Drop(std::string_view fullName);
   [[nodiscard]] FakeMonitor& At(std::string_view fullName);
   [[nodiscard]] std::vector<std::string> Names() const;

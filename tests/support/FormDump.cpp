@@ -131,7 +131,7 @@ bool IsWhole(const QWidget& widget) {
          widget.inherits("norvane::pages::Spinner");
 }
 
-/// A page within the main window is a form by itself. While it is being destroyed only its name says so.
+/// A page within the main window is a form of its own. While it is being destroyed only its name says so.
 bool IsOtherForm(const QWidget& widget) {
   return widget.objectName().startsWith(QLatin1String("frm"), Qt::CaseInsensitive) ||
          (widget.isWindow() && qobject_cast<const QMenu*>(&widget) == nullptr);
@@ -162,7 +162,8 @@ void AddState(State& state, const QObject& parent) {
     const auto* widget = qobject_cast<const QWidget*>(child);
     if (widget == nullptr || IsOtherForm(*widget)) continue;
     if (!name.empty()) state.emplace_back(name, Describe(*widget));
-    if (const auto place = LaidOutPlace(*widget); !place.empty()) state.emplace_back(name + " stands", place);
+    if (const auto place = LaidOutPlace(*widget); !place.empty())
+      state.emplace_back(name + " geometry", place);
     if (const auto* view = qobject_cast<const QTreeView*>(widget)) AddRows(state, *view, name);
     if (!IsWhole(*widget)) AddState(state, *widget);
   }
@@ -170,7 +171,8 @@ void AddState(State& state, const QObject& parent) {
 
 // What is designed.
 
-/// Where no font changes sizes and places: the parts of the main window, pictures, and where a page stands.
+/// Where no font changes sizes and places: the parts of the main window, pictures, and the position of a
+/// page.
 std::string Place(const QWidget& widget) {
   const auto name = NameOf(widget);
   if (name == "FrmStart" && widget.minimumSize() == widget.maximumSize())

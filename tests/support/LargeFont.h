@@ -5,7 +5,7 @@
 
 namespace norvane::tests {
 
-/// A user who needs letters more than half as large again, for as long as this stands.
+/// A user whose font is more than half as large again, during its lifetime.
 class LargeFont {
  public:
   LargeFont() {

@@ -16,7 +16,7 @@ namespace norvane::tests {
 namespace {
 constexpr std::string_view Scene = "==";
 constexpr std::string_view Command = "> ";
-/// In front of a step of which nothing is told.
+/// In front of a step whose trace is left out.
 constexpr std::string_view Quietly = "> quietly ";
 constexpr int PatienceMilliseconds = 60000;
 
@@ -57,7 +57,7 @@ void Script::BeginScene() {
   };
 }
 
-/// What happens while a console goes is nobody's business.
+/// What happens while a console is destroyed is not traced.
 void Script::EndScene() {
   m_trace.reset();
   m_console.reset();
@@ -95,7 +95,7 @@ void Script::Act(std::string command) {
   m_trace->AddChanges();
 }
 
-void Script::DoUnseen(const std::function<void()>& action) {
+void Script::RunUntraced(const std::function<void()>& action) {
   const auto before = m_text;
   LetTimeRun(action);
   m_text = before;
@@ -141,7 +141,7 @@ void PlayScript(const std::string& path) {
     WriteFile(path, actual);
     FAIL() << "renewed " << path;
   }
-  ADD_FAILURE() << path << " tells it another way (-) than it is (+):\n"
+  ADD_FAILURE() << path << ": expected (-) and actual (+) differ:\n"
                 << ::testing::internal::edit_distance::CreateUnifiedDiff(LinesOf(expected), LinesOf(actual));
 }
 

@@ -59,7 +59,7 @@ std::string At(const Arguments& arguments, std::size_t index, const std::string&
   return index < arguments.size() ? arguments[index] : otherwise;
 }
 
-// What the world is like.
+// Conditions.
 
 void Let(Script& script, const Arguments& a) {
   const auto be = a[0].find(" be ");
@@ -94,7 +94,7 @@ void CreateConsole(Script& script) {
 void Started(Script& script, const Arguments& /*a*/) {
   CreateConsole(script);
   auto& form = *script.Console().form;
-  script.DoUnseen([&form] { driver::LoadForm(form); });
+  script.RunUntraced([&form] { driver::LoadForm(form); });
   form.move(form.pos() / 2);  // now its middle is not that of the screen
   script.Record().RememberAll();
 }
@@ -152,7 +152,7 @@ void ChooseFile(Script& script, const Arguments& a) {
   script.Console().dialogs.AnnounceFile(a.empty() ? std::nullopt : std::optional(a[0]));
 }
 
-// What the user does.
+// Actions of the user.
 
 /// "minimised" is the one argument.
 void Load(Script& script, const Arguments& a) {
@@ -240,7 +240,7 @@ void Await(Script& script, const Arguments& a) {
   });
 }
 
-// What is looked at.
+// Inspection.
 
 void Dump(Script& script, const Arguments& a) {
   for (const auto* form : script.Console().Forms())
@@ -253,7 +253,7 @@ void Stored(Script& script, const Arguments& a) {
     script.Record().Add(key + " = \"" + value + '"');
 }
 
-/// What the shared objects stand for.
+/// The monitors that the shared objects refer to.
 void SharedObjects(Script& script, const Arguments& /*a*/) {
   const auto nameOf = [](const auto& itemOf) -> std::string {
     try {
@@ -277,7 +277,7 @@ void Focused(Script& script, const Arguments& /*a*/) {
 
 struct Verb {
   std::string_view name;
-  bool prepares;  ///< nothing comes of it
+  bool prepares;  ///< has no trace
   void (*act)(Script& script, const Arguments& arguments);
 };
 

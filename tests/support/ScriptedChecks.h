@@ -11,11 +11,11 @@
 
 namespace norvane::tests {
 
-/// A worker that runs nothing: records what it is told and reports what the test says.
+/// A worker that runs nothing: records its calls and reports what the test sets.
 class ScriptedChecks : public engine::Worker {
  public:
   explicit ScriptedChecks(platform::EventFd& wake) : m_wake(wake) {}
-  /// As a service takes it; `made` gets what was made.
+  /// For the constructor of a service; `made` gets the worker that it makes.
   static auto Maker(ScriptedChecks*& made) {
     return [&made](platform::EventFd& wake, const engine::EventLoop::ErrorLog&) {
       auto checks = std::make_unique<ScriptedChecks>(wake);

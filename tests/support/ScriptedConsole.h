@@ -29,7 +29,7 @@ class ScriptedConsole : public driver::ConsoleUser {
   [[nodiscard]] QWidget& Window() const override { return *form; }
   /// The main window, the page on show, and the dialogs on show by their names.
   [[nodiscard]] std::vector<QWidget*> Forms() const;
-  /// The one that takes input.
+  /// The one that accepts input.
   [[nodiscard]] QWidget& FormInFront() const;
   /// A control of the form in front, or of the page on show if that is the main window.
   template <class T = QWidget>
@@ -48,7 +48,7 @@ class ScriptedConsole : public driver::ConsoleUser {
     return control;
   }
 
-  /// "SERVER" and "FOLDER" in a script stand for what differs from run to run.
+  /// "SERVER" and "FOLDER" in a script replace what differs from run to run.
   [[nodiscard]] std::string Resolved(std::string text) const;
   [[nodiscard]] std::string Anonymous(std::string text) const;
 

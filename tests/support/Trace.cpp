@@ -46,7 +46,7 @@ void Trace::Add(const std::string& line) {
   m_text += "  " + text + "\n";
 }
 
-/// A change stands on a line of its own, so that one call more is one line more in a diff.
+/// A change has a line of its own, so that one call more is one line more in a diff.
 void Trace::AddCalls() {
   std::string line;
   const auto endLine = [&] {
@@ -78,12 +78,12 @@ void Trace::AddFolders() {
       Add("makes the folder " + entry.path().filename().string());
 }
 
-void Trace::ComparePlace(const QWidget& window, bool tell) {
+void Trace::ComparePlace(const QWidget& window, bool report) {
   const bool isPlaced = window.isVisible() && !window.isMinimized() && window.testAttribute(Qt::WA_Moved);
   if (!window.isWindow() || !isPlaced) return;
   const auto place = PlaceOf(window);
   auto& seen = m_places[&window];
-  if (tell && seen != place) Add(window.objectName().toStdString() + " is " + place);
+  if (report && seen != place) Add(window.objectName().toStdString() + " is " + place);
   seen = place;
 }
 
@@ -105,19 +105,19 @@ void Trace::Dump(const QWidget& form) {
   m_text += m_console.Anonymous(DumpOf(form));
 }
 
-void Trace::Compare(const QWidget& form, bool tell) {
+void Trace::Compare(const QWidget& form, bool report) {
   const auto head = form.objectName().toStdString();
   std::set<std::string> parts;
   for (const auto& [name, text] : StateOf(form)) {
     const auto part = name.empty() ? head : head + "." + name;
     auto& seen = m_seen[part];
-    if (tell && seen != text) Add(part + ": " + (text.empty() ? "on" : text));
+    if (report && seen != text) Add(part + ": " + (text.empty() ? "on" : text));
     seen = text;
     parts.insert(part);
   }
   std::erase_if(m_seen, [&](const auto& seen) {
     const bool gone = seen.first.starts_with(head + ".") && parts.count(seen.first) == 0;
-    if (gone && tell) Add(seen.first + ": gone");
+    if (gone && report) Add(seen.first + ": gone");
     return gone;
   });
 }

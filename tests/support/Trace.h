@@ -9,8 +9,9 @@
 
 namespace norvane::tests {
 
-/// What comes of a user's actions, as text: calls of the engine, boxes, windows, new folders, and whatever of
-/// the forms on show has changed. Time stands still meanwhile, so that a slow machine gives the same text.
+/// The effects of a user's actions, as text: calls of the engine, boxes, windows, new folders, and whatever
+/// of the forms on show has changed. Timers do not fire meanwhile, so that a slow machine gives the same
+/// text.
 class Trace : public QObject {
  public:
   /// Appends to `text`. `console` must outlive this.
@@ -23,7 +24,7 @@ class Trace : public QObject {
   void AddChanges() { AddChangesBut(nullptr); }
   /// One line of its own, after all that has changed so far.
   void AddAfterChanges(const std::string& line);
-  /// Takes the form as it is for what was there before.
+  /// Later changes are compared with the form as it is now.
   void Remember(const QWidget& form) { Compare(form, false); }
   /// The same for the whole console, so that nothing of it comes out later.
   void RememberAll();
@@ -41,8 +42,8 @@ class Trace : public QObject {
   /// `opening` was not on show before.
   void AddChangesBut(const QWidget* opening);
   void AddFolders();
-  void ComparePlace(const QWidget& window, bool tell);
-  void Compare(const QWidget& form, bool tell);
+  void ComparePlace(const QWidget& window, bool report);
+  void Compare(const QWidget& form, bool report);
   void WatchPages();
   [[nodiscard]] std::string PlaceOf(const QWidget& window) const;
 
