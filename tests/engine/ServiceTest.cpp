@@ -67,6 +67,11 @@ TEST(Service, KeepsResultsAndCountsFailuresInARow) {
     EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.duration.count(), 7);
   }
   EXPECT_EQ(engine.checks->calls, Calls{"Start WebMonitor Of a 0"}) << "a result is no change of settings";
+  engine.checks->Report(id, 0, "x");
+  engine.service.OnWake();
+  engine.service.Set(id, keys::Status, "Disable");
+  engine.service.Set(id, keys::Status, "Enable");
+  EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.failuresInARow, 0) << "a start counts anew";
 }
 
 TEST(Service, ACheckOnDemandAnswersEvenWhenItsMonitorHasGone) {

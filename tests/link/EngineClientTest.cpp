@@ -14,6 +14,7 @@
 #include "console/engine/MonitorKeys.h"
 #include "link/Wire.h"
 #include "platform/FileDescriptor.h"
+#include "platform/FileLock.h"
 #include "tests/link/RunningEngine.h"
 #include "tests/support/Errors.h"
 
@@ -309,11 +310,17 @@ TEST_F(EngineClientTest, WaitsForWhatOthersChange) {
 
 TEST_F(EngineClientTest, ShutdownReturnsWhenTheEngineHasGone) {
   Start();
-  EngineClient client(m_options);
-  EXPECT_EQ(CodeOf([&] { client.Shutdown(); }), EngineErrorCode::Refused) << "the gate is closed";
-  client.OpenGate(m_engine->ControlPass());
-  client.Shutdown();
-  EXPECT_EQ(CodeOf([&] { return client.Snapshot(); }), EngineErrorCode::Gone);
+  auto process = platform::FileLock::TryLock(m_folder / "NorvaneEngine.lock");
+  auto shutdown = std::async(std::launch::async, [this] {
+    EngineClient client(m_options);
+    EXPECT_EQ(CodeOf([&] { client.Shutdown(); }), EngineErrorCode::Refused) << "the gate is closed";
+    client.OpenGate(m_engine->ControlPass());
+    client.Shutdown();
+    EXPECT_EQ(CodeOf([&] { return client.Snapshot(); }), EngineErrorCode::Gone);
+  });
+  EXPECT_EQ(shutdown.wait_for(milliseconds(300)), std::future_status::timeout) << "it still has its lock";
+  process.reset();
+  shutdown.get();
 }
 
 /// Waits as a window does: in short steps, and told at the end.

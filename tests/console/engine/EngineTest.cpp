@@ -25,6 +25,9 @@ TEST(EngineObjects, EveryOperationReachesTheEngineAndIsAnnouncedInOrder) {
   EXPECT_EQ(engine.ConfigValues().count("LogFile"), 0u) << "held back until Commit";
   config->Commit();
   EXPECT_EQ(config->GetValue("LogFile"), "a.log");
+  engine.ConfigValues().erase("LogFile");
+  config->Commit();
+  EXPECT_EQ(engine.ConfigValues().count("LogFile"), 0u) << "committed once";
   engine.NewControlGate()->Open("fake control pass");
 
   const auto ref = engine.NewServiceRef();
@@ -62,6 +65,7 @@ TEST(EngineObjects, EveryOperationReachesTheEngineAndIsAnnouncedInOrder) {
                                        R"(SetValue("LogFile", "a.log"))",
                                        "Commit",
                                        R"(GetValue("LogFile"))",
+                                       "Commit",
                                        "New ControlGate",
                                        R"(Open("fake control pass"))",
                                        "New ServiceRef",
