@@ -24,8 +24,8 @@ namespace {
 constexpr std::size_t MaxValues = 64;
 
 // Conditions.
-constexpr std::string_view Unreadable = "state file unreadable";
-constexpr std::string_view Unsaved = "state file unsaved";
+constexpr std::string_view StateFileUnreadable = "state file unreadable";
+constexpr std::string_view StateFileUnsaved = "state file unsaved";
 }  // namespace
 
 EngineState::EngineState(std::string folder, Writer& writer, Health& health)
@@ -35,8 +35,9 @@ EngineState::EngineState(std::string folder, Writer& writer, Health& health)
   } catch (const StoreError& error) {
     if (error.Code() != StoreErrorCode::Unreadable) throw;
     m_file.reset();
-    m_health.Set(Unreadable, std::string(error.what()) + "; kept as " +
-                                 KeepAside(StateFile::PathIn(m_folder)) + ", service-wide values lost");
+    m_health.Set(StateFileUnreadable, std::string(error.what()) + "; kept as " +
+                                          KeepAside(StateFile::PathIn(m_folder)) +
+                                          ", service-wide values lost");
     Open();
   }
   if (!Value(ControlPass).empty()) return;
@@ -68,7 +69,7 @@ void EngineState::Commit(const std::map<std::string, std::string>& values, Compl
   m_writer.Run([file = m_file, changed] { file->SetConfig(changed); },
                [this, changed, done = std::move(done)](std::exception_ptr error) {
                  if (error) return done(ForConsole(error));
-                 m_health.Set(Unreadable, {});  // a console has set the values anew
+                 m_health.Set(StateFileUnreadable, {});  // a console has set the values anew
                  for (const auto& [key, value] : changed)
                    m_values[key] = value;
                  done(nullptr);
@@ -108,9 +109,9 @@ void EngineState::StartWrite() {
                  if (error) {
                    m_failed.insert(changes.begin(), changes.end());
                  }
-                 m_health.Set(Unsaved, error ? "outages may be notified again after a restart: " +
-                                                   platform::ErrorText(error)
-                                             : std::string());
+                 m_health.Set(StateFileUnsaved, error ? "outages may be notified again after a restart: " +
+                                                            platform::ErrorText(error)
+                                                      : std::string());
                  Write({});
                });
 }

@@ -21,8 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 // Conditions.
-constexpr std::string_view Unreadable = "data file unreadable";
-constexpr std::string_view Unsaved = "data file unsaved";
+constexpr std::string_view DataFileUnreadable = "data file unreadable";
+constexpr std::string_view DataFileUnsaved = "data file unsaved";
 
 /// A name that cannot be resolved stays as it is.
 fs::path Canonical(const fs::path& path) {
@@ -82,7 +82,7 @@ std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
   } catch (const StoreError& error) {
     if (error.Code() == StoreErrorCode::Failed) throw;
     if (error.Code() == StoreErrorCode::Unreadable)
-      m_health.Set(Unreadable,
+      m_health.Set(DataFileUnreadable,
                    std::string("cannot read the data file, started without monitors: ") + error.what());
     return std::make_unique<MonitorTable>(m_lastGeneration, m_types);
   }
@@ -145,7 +145,7 @@ void Storage::Adopt(const std::string& path, datafile::Contents& contents) {
   m_saved.reset();
   m_client.ReplaceTable(std::move(contents.table));
   m_servedFile = path;
-  m_health.Set(Unreadable, {});
+  m_health.Set(DataFileUnreadable, {});
   if (path == m_dataFile) m_saved = SavedMark{contents.state, m_client.Table().LastChange()};
 }
 
@@ -155,7 +155,7 @@ void Storage::Save(const std::string& path, Completion done) {
 }
 
 void Storage::SaveDataFile(Completion done) {
-  if (m_client.Table().Count() == 0 && m_health.Now().contains(Unreadable)) return done(nullptr);
+  if (m_client.Table().Count() == 0 && m_health.Now().contains(DataFileUnreadable)) return done(nullptr);
   Save(m_dataFile, std::move(done));
 }
 
@@ -198,13 +198,13 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
           if (path == m_dataFile) {
             m_saved = SavedMark{*saving->state, saving->change};
             m_servedFile = path;
-            m_health.Set(Unreadable, {});
-            m_health.Set(Unsaved, {});
+            m_health.Set(DataFileUnreadable, {});
+            m_health.Set(DataFileUnsaved, {});
           }
         } catch (...) {
           error = std::current_exception();
           if (path == m_dataFile)
-            m_health.Set(Unsaved, "cannot save the data file: " + platform::ErrorText(error));
+            m_health.Set(DataFileUnsaved, "cannot save the data file: " + platform::ErrorText(error));
         }
         done(error);
       });
