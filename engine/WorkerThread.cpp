@@ -1,6 +1,5 @@
 #include "engine/WorkerThread.h"
 
-#include <signal.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
 
@@ -9,6 +8,8 @@
 #include <iterator>
 #include <stdexcept>
 #include <utility>
+
+#include "platform/QuietThread.h"
 
 namespace norvane::engine {
 
@@ -50,18 +51,6 @@ std::size_t MaxInFlightOf(const WorkerOptions& options) {
   return options.maxInFlight == 0 ? most : std::min(options.maxInFlight, most);
 }
 
-/// The thread begins with all signals blocked: those of the process are the service thread's, and a peer that
-/// is gone shall not raise SIGPIPE in a library.
-std::thread StartWithoutSignals(std::function<void()> run) {
-  sigset_t all;
-  sigset_t before;
-  ::sigfillset(&all);
-  ::pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread thread(std::move(run));
-  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return thread;
-}
-
 }  // namespace
 
 WorkerThread::WorkerThread(const WorkerOptions& options, platform::EventFd& reportsWait)
@@ -71,7 +60,9 @@ WorkerThread::WorkerThread(const WorkerOptions& options, platform::EventFd& repo
       m_alarm(m_loop, m_loop, [] {}),
       m_resolver(m_loop, options.resolver),
       m_tls(options.caFile),
-      m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset, options.maxPageBytes},
+      m_calls(m_loop),
+      m_pageQuota(options.maxPageBytes),
+      m_context{m_loop, m_resolver, m_tls, m_options.caFile, m_options.charset, m_pageQuota, m_calls, m_pool},
       m_checks(m_context, options.types, MaxInFlightOf(options),
                [this](CheckEnded report) { Collect(std::move(report)); }),
       m_notifier(m_context, options.folder, [this](NotificationEnded report) { Collect(std::move(report)); }),
@@ -80,7 +71,7 @@ WorkerThread::WorkerThread(const WorkerOptions& options, platform::EventFd& repo
   if (!m_loop.Watch(m_commandsWait.Fd(), EPOLLIN, *this))
     throw std::runtime_error("the worker thread cannot watch its queue");
   PublishFigures();
-  m_thread = StartWithoutSignals([this] { Run(); });
+  m_thread = platform::StartQuietThread([this] { Run(); });
 }
 
 WorkerThread::~WorkerThread() {
@@ -88,6 +79,7 @@ WorkerThread::~WorkerThread() {
   m_commandsWait.Signal();
   m_thread.join();
   m_loop.Adopt();
+  m_pool.Stop();  // before the queue goes to which it posts
 }
 
 // On the service thread

@@ -12,8 +12,11 @@
 #include "engine/checks/CheckLoop.h"
 #include "engine/commands/Launcher.h"
 #include "engine/model/Worker.h"
+#include "engine/net/LoopQueue.h"
+#include "engine/net/ThreadPool.h"
 #include "engine/notify/Notifier.h"
 #include "engine/web/PageFetcher.h"
+#include "engine/web/PageQuota.h"
 #include "platform/EventFd.h"
 #include "platform/LegacyCharset.h"
 #include "platform/ThreadCheck.h"
@@ -99,6 +102,9 @@ class WorkerThread final : public Worker, private Watcher {
   EventLoop::Timer m_alarm;  // ends the wait for a scheduled start or for reports to be delivered
   Resolver m_resolver;
   TlsClient m_tls;
+  LoopQueue m_calls;
+  PageQuota m_pageQuota;
+  ThreadPool m_pool{2};
   ProbeContext m_context;
   CheckLoop m_checks;
   Notifier m_notifier;

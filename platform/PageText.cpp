@@ -1,5 +1,6 @@
 #include "platform/PageText.h"
 
+#include <algorithm>
 #include <numeric>
 
 #include "platform/Ascii.h"
@@ -15,6 +16,8 @@ constexpr std::string_view HttpBlanks = " \t";
 /// A page with more isn't in the set that it names, and its rest is decoded as UTF-8: iconv would spend
 /// seconds over a large page of nothing but faults.
 constexpr int MaxFaults = 4096;
+
+constexpr std::size_t PieceSize = 64 << 10;
 
 // Cuts the text up to `end` off the start of `rest`, and `end` with it.
 std::string_view CutUntil(char end, std::string_view& rest) {
@@ -58,26 +61,64 @@ std::string DecodeSingleByte(std::string_view body, const ByteMeanings& meanings
   return text;
 }
 
-std::string Convert(std::string_view body, CharsetConverter& converter) {
-  std::string text;
-  for (int faults = 0; converter.Convert(body, text) != CharsetConverter::Stop::End; ++faults) {
-    if (faults == MaxFaults) return ValidUtf8(text.append(body));
-    text += ReplacementUtf8;
-    if (body.empty()) break;  // some sets find fault with the end itself
-    body.remove_prefix(1);
+using Receive = std::function<void(std::string_view)>;
+
+/// Cuts a piece off the start of `body` that ends in front of a byte by which a character may begin, so that
+/// the pieces decode to what the whole would. Only rubbish has no such byte among four.
+std::string_view CutPiece(std::string_view& body) {
+  auto size = std::min(body.size(), PieceSize);
+  for (int back = 0; back < 4 && size < body.size() && !BeginsCharacter(body[size]); ++back)
+    --size;
+  const auto piece = body.substr(0, size);
+  body.remove_prefix(size);
+  return piece;
+}
+
+template <class Decode>
+void DecodePieces(std::string_view body, const Receive& receive, Decode decode) {
+  while (!body.empty())
+    receive(decode(CutPiece(body)));
+}
+
+void Convert(std::string_view body, CharsetConverter& converter, const Receive& receive) {
+  using Stop = CharsetConverter::Stop;
+  for (int faults = 0; !body.empty();) {
+    auto piece = body.substr(0, PieceSize);
+    const bool isLast = piece.size() == body.size();
+    std::string text;
+    const auto stop = converter.Convert(piece, text);
+    const auto rest = piece.size();
+    body.remove_prefix(std::min(body.size(), PieceSize) - rest);
+    const bool isCut = stop == Stop::Incomplete && !isLast && rest < PieceSize;
+    const bool isFault = stop != Stop::End && !isCut;
+    if (isFault && faults++ < MaxFaults) {
+      text += ReplacementUtf8;
+      body.remove_prefix(std::min<std::size_t>(body.size(), 1));  // some sets find fault with the end itself
+    }
+    receive(ValidUtf8(text));  // iconv lets a few codes through that UTF-8 excludes
+    if (faults > MaxFaults) return DecodePieces(body, receive, &ValidUtf8);
   }
+  std::string text;
   converter.Finish(text);
-  return ValidUtf8(text);  // iconv lets a few codes through that UTF-8 excludes
+  receive(ValidUtf8(text));
 }
 
 }  // namespace
 
-std::string DecodePage(std::string_view body, std::string_view contentType) {
+void DecodePage(std::string_view body, std::string_view contentType, const Receive& receive) {
   const std::string charset = CharsetOf(contentType);
-  if (charset.empty() || charset == "UTF-8" || charset == "UTF8") return ValidUtf8(body);
-  if (const auto* meanings = SingleByteCharset(charset)) return DecodeSingleByte(body, *meanings);
-  if (auto converter = CharsetConverter::Open("UTF-8", charset)) return Convert(body, *converter);
-  return ValidUtf8(body);
+  if (charset.empty() || charset == "UTF-8" || charset == "UTF8")
+    return DecodePieces(body, receive, &ValidUtf8);
+  if (const auto* meanings = SingleByteCharset(charset))
+    return DecodePieces(body, receive, [&](auto piece) { return DecodeSingleByte(piece, *meanings); });
+  if (auto converter = CharsetConverter::Open("UTF-8", charset)) return Convert(body, *converter, receive);
+  DecodePieces(body, receive, &ValidUtf8);
+}
+
+std::string DecodePage(std::string_view body, std::string_view contentType) {
+  std::string text;
+  DecodePage(body, contentType, [&](std::string_view piece) { text += piece; });
+  return text;
 }
 
 std::uint32_t ByteSum(std::string_view bytes) {

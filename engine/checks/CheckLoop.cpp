@@ -54,6 +54,7 @@ class CheckLoop::Check final : public ProbeClient {
     m_probe->Begin();
   }
   void Ended(std::string failure) noexcept override { m_owner.End(*this, failure); }
+  void Arrived() override { m_deadline.Clear(); }
   void Broke(const std::string& why) override {
     m_owner.m_loop.Log("check of " + m_target.name + ": " + why);
     Ended(why);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -11,6 +10,10 @@
 
 namespace norvane::engine {
 
+class LoopQueue;
+class PageQuota;
+class ThreadPool;
+
 /// What the probes of every type share. Outlives them.
 struct ProbeContext {
   EventLoop& loop;
@@ -18,8 +21,9 @@ struct ProbeContext {
   TlsClient& tls;
   const std::string& caFile;               ///< PEM file of the authorities that are trusted
   const platform::LegacyCharset& charset;  ///< in which the size of a page is counted
-  /// Bytes that are left for the pages held at once.
-  std::size_t pageQuota;
+  PageQuota& pageQuota;
+  LoopQueue& calls;  ///< into the loop
+  ThreadPool& pool;  ///< for what would hold the loop up
 };
 
 /// Gets the outcome of a probe, and owns the events of the probe: what one of them throws ends it too.
@@ -28,6 +32,8 @@ class ProbeClient : public EventOwner {
   /// Comes at most once. An empty `failure` is a success; the text may hold bytes from outside. Destroys the
   /// probe, which therefore touches nothing of its own afterwards.
   virtual void Ended(std::string failure) noexcept = 0;
+  /// The peer has done its part; what is still to come isn't its business.
+  virtual void Arrived() {}
 };
 
 /// One exchange with a peer, in the worker's loop; never blocks it. Destroying it gives up and leaves

@@ -1,44 +1,69 @@
 #pragma once
 
 #include <cstddef>
-#include <new>
-#include <string>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <string_view>
 #include <utility>
 
+#include "engine/web/PageQuota.h"
+
 namespace norvane::engine {
 
-/// A page as it arrives. What it holds is taken from `quota`, bytes that all pages in flight share, and
-/// goes back there with it; `quota` outlives the page.
+inline constexpr std::string_view NotEnoughMemory = "not enough memory for the page";
+
+/// A page as it arrives. Its bytes are taken from `quota`, which outlives it, and go back there with it.
 class HeldPage {
  public:
-  explicit HeldPage(std::size_t& quota) : m_quota(quota) {}
+  explicit HeldPage(PageQuota& quota) : m_quota(quota) {}
+  HeldPage(HeldPage&& other) noexcept
+      : m_quota(other.m_quota),
+        m_bytes(std::move(other.m_bytes)),
+        m_size(std::exchange(other.m_size, 0)),
+        m_capacity(std::exchange(other.m_capacity, 0)) {}
   ~HeldPage() { Clear(); }
-  HeldPage(const HeldPage&) = delete;
-  HeldPage& operator=(const HeldPage&) = delete;
+  HeldPage& operator=(HeldPage&&) = delete;
 
-  /// False, and nothing is appended, if the quota or the memory doesn't suffice.
-  [[nodiscard]] bool Append(std::string_view bytes) noexcept {
-    if (bytes.size() > m_quota) return false;
-    try {
-      m_bytes.append(bytes);
-    } catch (const std::bad_alloc&) {
-      return false;
+  /// Why nothing was appended, a literal for the user; empty when it was.
+  [[nodiscard]] std::string_view Append(std::string_view bytes) noexcept {
+    if (!m_quota.Acquire(bytes.size())) return "too many large pages at once";
+    if (!Reserve(m_size + bytes.size())) {
+      m_quota.Release(bytes.size());
+      return NotEnoughMemory;
     }
-    m_quota -= bytes.size();
-    return true;
+    std::memcpy(m_bytes.get() + m_size, bytes.data(), bytes.size());
+    m_size += bytes.size();
+    return {};
   }
-  void Clear() noexcept { static_cast<void>(Release()); }  // memory that it kept would count for nobody
-  /// The page now counts for the caller.
-  [[nodiscard]] std::string Release() noexcept {
-    m_quota += m_bytes.size();
-    return std::exchange(m_bytes, {});
+  void Clear() noexcept {
+    m_bytes.reset();
+    m_capacity = 0;
+    m_quota.Release(std::exchange(m_size, 0));
   }
-  [[nodiscard]] const std::string& Bytes() const noexcept { return m_bytes; }
+  [[nodiscard]] std::string_view Bytes() const noexcept { return {m_bytes.get(), m_size}; }
 
  private:
-  std::size_t& m_quota;
-  std::string m_bytes;
+  struct Free {
+    void operator()(char* bytes) const noexcept { std::free(bytes); }
+  };
+
+  /// By realloc, which moves a large page by its page table instead of copying it.
+  [[nodiscard]] bool Reserve(std::size_t size) noexcept {
+    if (size <= m_capacity) return true;
+    const auto capacity = m_capacity == 0 ? size : size + size / 4;
+    auto* moved = static_cast<char*>(std::realloc(m_bytes.get(), capacity));
+    if (moved == nullptr) return false;
+    static_cast<void>(m_bytes.release());
+    m_bytes.reset(moved);
+    m_capacity = capacity;
+    return true;
+  }
+
+  PageQuota& m_quota;
+  std::unique_ptr<char, Free> m_bytes;
+  std::size_t m_size = 0;
+  std::size_t m_capacity = 0;
 };
 
 }  // namespace norvane::engine

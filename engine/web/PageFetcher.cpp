@@ -11,11 +11,6 @@ namespace norvane::engine {
 
 using End = console::engine::PageReply::End;
 
-namespace {
-/// Of all fetches together.
-constexpr std::size_t PageQuota = std::size_t{64} << 20;
-}  // namespace
-
 class PageFetcher::Fetching final : public ProbeClient {
  public:
   Fetching(PageFetcher& owner, FetchRequest request, std::uint64_t ticket)
@@ -23,7 +18,7 @@ class PageFetcher::Fetching final : public ProbeClient {
         m_ticket(ticket),
         m_deadline(owner.m_context.loop, *this, [this] { TimeOut(); }),
         m_fetch(MakeWebFetch(owner.m_transfers, owner.m_context,
-                             {.url = std::move(request.url), .judge = AnyPage, .anyStatus = true},
+                             {.url = std::move(request.url), .anyStatus = true, .keepsPage = true},
                              request.limit, *this)),
         m_limit(request.limit) {}
 
@@ -41,7 +36,6 @@ class PageFetcher::Fetching final : public ProbeClient {
   }
 
  private:
-  static std::string AnyPage(const Page&) { return {}; }
   void TimeOut() { Deliver(End::TimedOut, NoAnswerWithin(m_limit, m_fetch->Step())); }
   void Deliver(End end, const std::string& reason) noexcept {
     auto& loop = m_owner.m_context.loop;
@@ -50,8 +44,9 @@ class PageFetcher::Fetching final : public ProbeClient {
       try {
         console::engine::PageReply reply{end, PlainText(reason), {}, {}};
         if (end == End::Complete) {
-          reply.contentType = m_fetch->Received().contentType;
-          reply.body = m_fetch->ReleaseBody();
+          const auto page = m_fetch->Received();
+          reply.contentType = page.contentType;
+          reply.body = page.body;
         }
         ended.reply = std::move(reply);
       } catch (const std::bad_alloc&) {
@@ -70,9 +65,10 @@ class PageFetcher::Fetching final : public ProbeClient {
 };
 
 PageFetcher::PageFetcher(ProbeContext& context, Deliver deliver)
-    : m_context(context), m_transfers(context.loop, context.caFile), m_deliver(std::move(deliver)) {
-  m_context.pageQuota = PageQuota;
-}
+    : m_context{context.loop,    context.resolver, context.tls,   context.caFile,
+                context.charset, m_quota,          context.calls, context.pool},
+      m_transfers(context.loop, context.caFile),
+      m_deliver(std::move(deliver)) {}
 
 PageFetcher::~PageFetcher() = default;
 

@@ -7,6 +7,7 @@
 
 #include "engine/model/Reports.h"
 #include "engine/net/Probe.h"
+#include "engine/web/PageQuota.h"
 #include "engine/web/WebTransfers.h"
 
 namespace norvane::engine {
@@ -29,7 +30,8 @@ class PageFetcher {
  private:
   class Fetching;
 
-  ProbeContext m_context;  // with a quota of its own: consoles must not make checks fail
+  PageQuota m_quota{std::size_t{64} << 20};  // their own: consoles must not make checks fail
+  ProbeContext m_context;
   WebTransfers m_transfers;
   Deliver m_deliver;
   std::map<std::uint64_t, std::unique_ptr<Fetching>> m_inFlight;  // by ticket

@@ -2,10 +2,12 @@
 
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <optional>
+#include <atomic>
+#include <exception>
+#include <new>
 #include <utility>
 
+#include "engine/net/ThreadPool.h"
 #include "engine/web/HeldPage.h"
 #include "engine/web/WebReason.h"
 #include "engine/web/WebTransfers.h"
@@ -26,6 +28,8 @@ constexpr std::size_t SmallPiece = 64;
 /// Of a chunk, in front of its bytes and behind them: its size, and two line ends.
 constexpr std::size_t ChunkFrame = 24;
 constexpr std::size_t MaxChunkExtensions = 64 << 10;
+/// Handing a smaller page to another thread would cost more than to judge it.
+constexpr std::size_t MaxJudgedInLoop = 64 << 10;
 // People type URLs with blanks and letters of their own language; browsers take them, and so do we.
 constexpr unsigned UrlFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_NON_SUPPORT_SCHEME;
 
@@ -44,15 +48,17 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   void Begin() override { Visit(std::string(platform::Trimmed(m_request.url)).c_str()); }
   [[nodiscard]] std::string_view Step() const override;
   [[nodiscard]] Page Received() const override;
-  [[nodiscard]] std::string ReleaseBody() noexcept override { return m_page.Release(); }
 
  private:
+  class Judging;
+
   void Visit(const char* url);
   void Fetch(const Resolver::Answer& answer);
   void SetOptions(const Resolver::Answer& answer);
   void TransferEnded(CURLcode code) override;
   EventOwner& Owner() override { return m_client; }
   [[nodiscard]] bool IsConnected() const;
+  void JudgePage();
   void End(std::string failure) { m_client.Ended(std::move(failure)); }
   /// Ends the transfer from within a callback of libcurl.
   std::size_t Refuse(std::string_view why) noexcept;
@@ -78,6 +84,7 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   std::unique_ptr<WebTransfers::Handle> m_handle;
   curl_socket_t m_socket = CURL_SOCKET_BAD;  // the latest that libcurl opened
   HeldPage m_page;
+  std::shared_ptr<Judging> m_judging;
   /// What has come from the present server, in bytes where nothing else is said.
   struct Counts {
     std::size_t page = 0;
@@ -90,7 +97,45 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   std::string_view m_refusal;  // why the transfer was ended by this end; a literal
 };
 
+/// A page that is judged in another thread, and what is thought of it.
+class Transfer::Judging {
+ public:
+  explicit Judging(Transfer& transfer)
+      : m_transfer(&transfer),
+        m_judge(transfer.m_request.judge),
+        m_contentType(transfer.Received().contentType),
+        m_page(std::move(transfer.m_page)) {}
+
+  /// In that thread. Gives the page's memory back at once.
+  void Judge() noexcept {
+    try {
+      if (!m_isGivenUp) m_failure = m_judge({m_page.Bytes(), m_contentType});
+    } catch (const std::exception&) {
+      m_failure.swap(m_shortage);
+    }
+    m_page.Clear();
+  }
+  // In the loop.
+  void GiveUp() noexcept {
+    m_isGivenUp = true;
+    m_transfer = nullptr;
+  }
+  void Deliver() {
+    if (m_transfer != nullptr) m_transfer->End(std::move(m_failure));
+  }
+
+ private:
+  Transfer* m_transfer;
+  std::atomic<bool> m_isGivenUp = false;
+  std::function<std::string(const Page&)> m_judge;
+  std::string m_contentType;
+  HeldPage m_page;
+  std::string m_failure;
+  std::string m_shortage{NotEnoughMemory};  // made when there is memory
+};
+
 Transfer::~Transfer() {
+  if (m_judging) m_judging->GiveUp();
   if (!m_handle) return;
   m_transfers.Remove(*m_handle);
   if (!m_hasSecret) m_transfers.Release(std::move(m_handle));
@@ -182,9 +227,9 @@ std::size_t Transfer::OnBody(char* bytes, std::size_t, std::size_t size, void* s
   if (counts.page > MaxPageSize) return 0;  // which ends the transfer
   if (++counts.pagePieces > MaxPieces && counts.page / SmallPiece < counts.pagePieces)
     return fetch.Refuse("the page comes in pieces of less than 64 bytes");
-  if (fetch.m_request.judge && !fetch.m_page.Append({bytes, size}))
-    return fetch.Refuse("too many large pages at once");
-  return size;
+  if (!fetch.m_request.judge && !fetch.m_request.keepsPage) return size;
+  const auto refusal = fetch.m_page.Append({bytes, size});
+  return refusal.empty() ? size : fetch.Refuse(refusal);
 }
 
 /// Line by line; those of trailers come here too.
@@ -241,9 +286,22 @@ void Transfer::TransferEnded(CURLcode code) {
   curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);
   if (redirect == nullptr && m_request.onlySuccess && status / 100 != 2)
     return End("HTTP status " + std::to_string(status));
-  if (redirect == nullptr) return End(m_request.judge ? m_request.judge(Received()) : std::string());
+  if (redirect == nullptr) return JudgePage();
   if (++m_redirects > MaxRedirects) return End("more than " + std::to_string(MaxRedirects) + " redirects");
   Visit(std::string(redirect).c_str());  // a copy, since the handle's next use frees it
+}
+
+void Transfer::JudgePage() {
+  if (!m_request.judge) return End({});
+  try {
+    if (m_page.Bytes().size() <= MaxJudgedInLoop) return End(m_request.judge(Received()));
+    m_judging = std::make_shared<Judging>(*this);
+    m_context.pool.Run([job = m_judging] { job->Judge(); }, m_context.calls,
+                       [job = m_judging] { job->Deliver(); });
+    m_client.Arrived();
+  } catch (const std::bad_alloc&) {
+    End(std::string(NotEnoughMemory));
+  }
 }
 
 Page Transfer::Received() const {

@@ -17,9 +17,11 @@ inline constexpr std::size_t MaxPageSize = std::size_t{16} << 20;
 struct WebRequest {
   std::string url;           ///< as a person types it
   bool onlySuccess = false;  ///< a reply that isn't 2xx is a failure
-  /// Why the page will not do; empty if it will. Without it any page will, and none is kept.
+  /// Why the page will not do; empty if it will. A large page is judged in another thread, maybe when the
+  /// fetch is gone. Without it any page will do.
   std::function<std::string(const Page&)> judge{};
   bool anyStatus = false;  ///< the page of an HTTP error will do too
+  bool keepsPage = false;  ///< for `Received`, without a judge
 };
 
 /// A page on its way.
@@ -27,8 +29,6 @@ class WebFetch : public Probe {
  public:
   /// What has come of the page so far, if it is kept.
   [[nodiscard]] virtual Page Received() const = 0;
-  /// Its bytes, which the fetch then no longer holds.
-  [[nodiscard]] virtual std::string ReleaseBody() noexcept = 0;
 };
 
 /// Fetches a page by GET, over http or https only, through at most five redirects. Certificates are verified,

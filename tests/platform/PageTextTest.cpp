@@ -63,6 +63,13 @@ TEST(PageText, DecodesByTheContentType) {
     for (int round = 0; round < 2; ++round)  // the second finds the set known
       EXPECT_EQ(DecodePage(body, contentType), text);
   }
+  const std::string odd = "x", japanese = "\x93\xfa", japaneseText = "\xe6\x97\xa5";
+  std::string page = odd, text = odd;
+  for (int i = 0; i < 40000; ++i) {
+    page += japanese;
+    text += japaneseText;
+  }
+  EXPECT_TRUE(DecodePage(page, "text/html; charset=shift_jis") == text) << "a piece ends within a character";
 }
 
 TEST(PageText, ReplacesWhatIsNoUtf8ByteByByte) {
@@ -81,8 +88,14 @@ TEST(PageText, ReplacesWhatIsNoUtf8ByteByByte) {
       {"surrogate", "\xed\xa0\x80", Replacements(3)},
       {"above the last code", "\xf4\x90\x80\x80\xf8", Replacements(5)},
   };
-  for (const auto& [name, body, text] : rows)
+  for (const auto& [name, body, text] : rows) {
     EXPECT_EQ(DecodePage(body, "text/plain"), text) << name;
+    // Wherever a long page is cut into pieces.
+    for (std::size_t before = (64 << 10) - 4; before <= 64 << 10; ++before)
+      EXPECT_TRUE(DecodePage(std::string(before, 'a') + body, "text/plain") ==
+                  std::string(before, 'a') + text)
+          << name;
+  }
 }
 
 TEST(PageText, ByteSumCountsBytesUnsigned) {

@@ -21,7 +21,7 @@ class WebType final : public ProbeType {
     const auto& flag = target.attributes->Get(keys::SuccessFlag);
     WebRequest request{target.attributes->Get(keys::Parameter)};
     if (JudgesContent(flag))
-      request.judge = [&flag, &charset = m_context.charset](const Page& page) {
+      request.judge = [flag, &charset = m_context.charset](const Page& page) {
         return PageFailure(flag, page, charset);
       };
     return MakeWebFetch(m_transfers, m_context, std::move(request), timeout, client);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "console/engine/MonitorKeys.h"
+#include "tests/engine/ProbeFixture.h"
 
 namespace norvane::engine {
 namespace {
@@ -69,12 +70,8 @@ class HeldUpCheck {
 
   Moment m_now{std::chrono::hours(1)};
   EventLoop m_loop{[this] { return m_now; }, &LogToStandardError, [] { return std::chrono::nanoseconds(0); }};
-  Resolver m_resolver{m_loop, {}};
-  std::string m_caFile;
-  TlsClient m_tls{m_caFile};
-  platform::LegacyCharset m_charset;
-  ProbeContext m_context{m_loop, m_resolver, m_tls, m_caFile, m_charset, 0};
-  CheckLoop m_checks{m_context, Types, 1,
+  tests::ProbeFixture m_probes{m_loop};
+  CheckLoop m_checks{m_probes.context, Types, 1,
                      [this](CheckEnded report) { reports.push_back(std::move(report)); }};
 };
 

@@ -6,6 +6,7 @@
 #include "loopback/HttpServer.h"
 #include "loopback/MailServers.h"
 #include "loopback/TempFolder.h"
+#include "tests/engine/ProbeFixture.h"
 #include "tests/support/Rows.h"
 
 namespace norvane::engine {
@@ -41,17 +42,13 @@ class NotifierTest : public testing::Test {
   const loopback::TempFolder m_folder;
   milliseconds m_ahead{0};
   EventLoop m_loop{[this] { return std::chrono::steady_clock::now() + m_ahead; }};
-  Resolver m_resolver{m_loop, {}};
-  const std::string m_caFile = "/etc/ssl/certs/ca-certificates.crt";
-  const platform::LegacyCharset m_charset;
-  TlsClient m_tls{m_caFile};
-  ProbeContext m_context{m_loop, m_resolver, m_tls, m_caFile, m_charset, 0};
+  tests::ProbeFixture m_probes{m_loop};
   std::string m_message =
       "Gr\xc3\xbc\xc3\x9f"
       "e & %s";
   std::vector<NotificationEnded> m_reports;
   std::uint64_t m_lastTicket = 0;
-  Notifier m_notifier{m_context, m_folder.Path(),
+  Notifier m_notifier{m_probes.context, m_folder.Path(),
                       [this](NotificationEnded report) { m_reports.push_back(std::move(report)); }};
 };
 

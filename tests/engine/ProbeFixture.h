@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "engine/net/LoopQueue.h"
+#include "engine/net/Probe.h"
+#include "engine/net/ThreadPool.h"
+#include "engine/web/PageQuota.h"
+
+namespace norvane::tests {
+
+/// What probes in `loop` share.
+struct ProbeFixture {
+  explicit ProbeFixture(engine::EventLoop& eventLoop, std::size_t pageBytes = 0)
+      : loop(eventLoop), quota(pageBytes) {}
+
+  engine::EventLoop& loop;
+  engine::Resolver resolver{loop, {}};
+  const std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
+  engine::TlsClient tls{caFile};
+  const platform::LegacyCharset charset{};
+  engine::PageQuota quota;
+  engine::LoopQueue calls{loop};
+  engine::ThreadPool pool{1};
+  engine::ProbeContext context{loop, resolver, tls, caFile, charset, quota, calls, pool};
+};
+
+}  // namespace norvane::tests
