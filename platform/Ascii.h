@@ -12,6 +12,10 @@ namespace norvane::platform {
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
+[[nodiscard]] constexpr char AsciiLower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 [[nodiscard]] inline std::string AsciiUpper(std::string_view text) {
   std::string upper(text);
   for (char& c : upper)
