@@ -25,7 +25,7 @@ namespace {
 constexpr std::chrono::milliseconds MaxSpread = std::chrono::minutes(10);
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
 constexpr std::chrono::milliseconds MaxFetchTime = std::chrono::minutes(1);
-constexpr std::size_t MaxFetches = 8;
+constexpr long MaxFetches = 8;
 constexpr std::chrono::minutes TendPause{1};  // of the log files
 
 // Conditions.
@@ -249,10 +249,10 @@ void Service::Notify(MonitorId id, CheckCompletion done) {
 
 std::uint64_t Service::Fetch(std::string url, std::chrono::milliseconds limit, FetchCompletion done) {
   if (url.size() > ce::MaxValueSize) throw EngineError(EngineErrorCode::Invalid, "URL too long");
-  if (m_fetches.size() >= MaxFetches)
+  if (m_fetchPlaces.use_count() > MaxFetches)  // one is our own
     throw EngineError(EngineErrorCode::Failed, "too many pages are being fetched");
   m_worker->Fetch({std::move(url), std::min(limit, MaxFetchTime)}, ++m_lastTicket);
-  m_fetches.emplace(m_lastTicket, std::move(done));
+  m_fetches.emplace(m_lastTicket, Fetching{std::move(done), m_fetchPlaces});
   return m_lastTicket;
 }
 
@@ -340,7 +340,7 @@ void Service::Handle(const CommandOutput& output) {
 
 void Service::Handle(FetchEnded& ended) {
   const auto waiting = m_fetches.extract(ended.ticket);
-  if (!waiting.empty()) waiting.mapped()(std::move(ended.reply));
+  if (!waiting.empty()) waiting.mapped().done(std::move(ended.reply), std::move(waiting.mapped().place));
 }
 
 /// Whoever asked for the check or the notification of `ticket`.

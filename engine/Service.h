@@ -27,7 +27,8 @@ class Outages;
 class Writer;
 
 using CheckCompletion = std::function<void(std::exception_ptr, const CheckResult&)>;
-using FetchCompletion = std::function<void(console::engine::PageReply)>;
+/// A page counts among those under way as long as somebody holds its `place`.
+using FetchCompletion = std::function<void(console::engine::PageReply, std::shared_ptr<void> place)>;
 
 /// Called on the service thread when the table has changed; asks the table what.
 class TableObserver {
@@ -152,7 +153,12 @@ class Service final : private Storage::Client {
   std::unique_ptr<Outages> m_outages;
   std::vector<TableObserver*> m_observers;
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket
-  std::map<std::uint64_t, FetchCompletion> m_fetches;   // by ticket
+  struct Fetching {
+    FetchCompletion done;
+    std::shared_ptr<void> place;
+  };
+  std::map<std::uint64_t, Fetching> m_fetches;  // by ticket
+  std::shared_ptr<void> m_fetchPlaces = std::make_shared<int>();
   std::uint64_t m_lastTicket = 0;
   std::chrono::hours m_logAge{0};
   Moment m_nextTend{};

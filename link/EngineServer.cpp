@@ -89,8 +89,8 @@ class EngineServer::HeldSession {
 
 class EngineServer::Greeter final : public wire::Greeter::Server {
  public:
-  Greeter(EngineServer& server, HeldSession& session, kj::PromiseFulfiller<void>& failed)
-      : m_server(server), m_session(session), m_failed(failed) {}
+  Greeter(EngineServer& server, PacedStream& stream, HeldSession& session, kj::PromiseFulfiller<void>& failed)
+      : m_server(server), m_stream(stream), m_session(session), m_failed(failed) {}
 
   kj::Promise<void> hello(HelloContext context) override {
     KJ_REQUIRE(!m_session.IsOpen(), "a second hello");
@@ -109,8 +109,9 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
 
  private:
   void Introduce(wire::EngineInfo::Builder engine) {
-    engine.setSession(
-        m_session.Hold(kj::heap<Session>(m_server.m_service, m_server.m_options.onShutdown, m_failed)));
+    engine.setSession(m_session.Hold(kj::heap<Session>(
+        m_server.m_service, m_server.m_options.onShutdown, [this] { return m_stream.WhenAllIsRead(); },
+        m_failed)));
     engine.setInstance(ToText(m_server.m_service.Instance()));
     engine.setVersion(NORVANE_VERSION);
     engine.setProcessId(static_cast<std::uint32_t>(::getpid()));
@@ -122,6 +123,7 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
   }
 
   EngineServer& m_server;
+  PacedStream& m_stream;
   HeldSession& m_session;
   kj::PromiseFulfiller<void>& m_failed;
 };
@@ -152,7 +154,7 @@ class EngineServer::Connection {
         m_fail(kj::mv(failed.fulfiller)),
         m_stream(kj::mv(stream)),
         m_network(m_stream, capnp::rpc::twoparty::Side::SERVER, ReaderLimit(MaxMessageToEngine)),
-        m_rpc(capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_session, *m_fail))) {
+        m_rpc(capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_stream, m_session, *m_fail))) {
     m_rpc.setFlowLimit(MaxWordsInFlight);
     ++m_server.m_connections;
   }

@@ -4,10 +4,22 @@ namespace norvane::link {
 
 kj::Promise<size_t> PacedStream::tryRead(void* buffer, size_t minBytes, size_t maxBytes) {
   if (!m_writing) return m_inner->tryRead(buffer, minBytes, maxBytes);
-  auto written = kj::newPromiseAndFulfiller<void>();
-  m_reader = kj::mv(written.fulfiller);
-  return written.promise.then(
+  return WhenWritten().then(
       [this, buffer, minBytes, maxBytes] { return tryRead(buffer, minBytes, maxBytes); });
+}
+
+kj::Promise<void> PacedStream::WhenAllIsRead() {
+  // Last, since the write of the next message in the queue begins only after the end of the one before.
+  return kj::evalLast([this]() -> kj::Promise<void> {
+    if (!m_writing) return kj::READY_NOW;
+    return WhenWritten().then([this] { return WhenAllIsRead(); });
+  });
+}
+
+kj::Promise<void> PacedStream::WhenWritten() {
+  auto written = kj::newPromiseAndFulfiller<void>();
+  m_waiting.add(kj::mv(written.fulfiller));
+  return kj::mv(written.promise);
 }
 
 kj::Promise<void> PacedStream::write(const void* buffer, size_t size) {
@@ -22,7 +34,9 @@ kj::Promise<void> PacedStream::Track(kj::Promise<void> write) {
   m_writing = true;
   return write.attach(kj::defer([this] {
     m_writing = false;
-    if (m_reader.get() != nullptr) m_reader->fulfill();
+    for (auto& waiting : m_waiting)
+      waiting->fulfill();
+    m_waiting.clear();
   }));
 }
 

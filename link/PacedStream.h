@@ -1,6 +1,7 @@
 #pragma once
 
 #include <kj/async-io.h>
+#include <kj/vector.h>
 
 namespace norvane::link {
 
@@ -18,12 +19,16 @@ class PacedStream final : public kj::AsyncIoStream {
   void shutdownWrite() override { m_inner->shutdownWrite(); }
   void abortRead() override { m_inner->abortRead(); }
 
+  /// Done when the peer has read all that was written so far.
+  kj::Promise<void> WhenAllIsRead();
+
  private:
+  kj::Promise<void> WhenWritten();
   kj::Promise<void> Track(kj::Promise<void> write);
 
   kj::Own<kj::AsyncIoStream> m_inner;
   bool m_writing = false;
-  kj::Own<kj::PromiseFulfiller<void>> m_reader;  ///< of the read that waits; null if none
+  kj::Vector<kj::Own<kj::PromiseFulfiller<void>>> m_waiting;  ///< for the write's end
 };
 
 }  // namespace norvane::link

@@ -12,10 +12,11 @@ using console::engine::EngineError;
 using console::engine::EngineErrorCode;
 using console::engine::PageReply;
 
-Session::Session(engine::Service& service, std::function<void()> onShutdown,
+Session::Session(engine::Service& service, std::function<void()> onShutdown, AwaitRead awaitRead,
                  kj::PromiseFulfiller<void>& failed)
     : m_service(service),
       m_onShutdown(std::move(onShutdown)),
+      m_awaitRead(std::move(awaitRead)),
       m_failed(failed),
       m_tasks(kj::heap<kj::TaskSet>(static_cast<kj::TaskSet::ErrorHandler&>(*this))) {
   m_service.AddObserver(*this);
@@ -190,7 +191,7 @@ kj::Promise<void> Session::shutdown(ShutdownContext context) {
 // Pages
 
 namespace {
-/// Of one console at a time.
+/// Of one console at a time, those that it has not read yet included.
 constexpr std::size_t MaxFetches = 4;
 
 constexpr bool Same(wire::Page::End a, PageReply::End b) {
@@ -199,6 +200,11 @@ constexpr bool Same(wire::Page::End a, PageReply::End b) {
 static_assert(Same(wire::Page::End::COMPLETE, PageReply::End::Complete) &&
               Same(wire::Page::End::TIMED_OUT, PageReply::End::TimedOut) &&
               Same(wire::Page::End::FAILED, PageReply::End::Failed));
+
+struct Fetched {
+  PageReply reply;
+  std::shared_ptr<void> place;
+};
 
 void WritePage(const PageReply& from, wire::Page::Builder to) {
   to.setEnd(static_cast<wire::Page::End>(from.end));
@@ -213,31 +219,32 @@ kj::Promise<void> Session::fetch(FetchContext context) {
   context.allowCancellation();
   const auto params = context.getParams();
   const auto number = params.getNumber();
-  auto ended = kj::newPromiseAndFulfiller<PageReply>();
+  auto ended = kj::newPromiseAndFulfiller<Fetched>();
   try {
     CheckGate();
     if (m_fetches.contains(number))
       throw EngineError(EngineErrorCode::Invalid, "the number of the fetch is in use");
     if (m_fetches.size() >= MaxFetches)
       throw EngineError(EngineErrorCode::Failed, "too many pages are being fetched");
-    const auto fulfiller =
-        std::make_shared<kj::Own<kj::PromiseFulfiller<PageReply>>>(kj::mv(ended.fulfiller));
+    const auto fulfiller = std::make_shared<kj::Own<kj::PromiseFulfiller<Fetched>>>(kj::mv(ended.fulfiller));
     m_fetches[number] =
         m_service.Fetch(ToString(params.getUrl()), std::chrono::milliseconds(params.getLimitMs()),
-                        [fulfiller](PageReply reply) { (*fulfiller)->fulfill(kj::mv(reply)); });
+                        [fulfiller](PageReply reply, std::shared_ptr<void> place) {
+                          (*fulfiller)->fulfill({kj::mv(reply), kj::mv(place)});
+                        });
   } catch (...) {
     WriteAnswer(context.getResults().initAnswer(), std::current_exception());
     return kj::READY_NOW;
   }
-  return ended.promise
-      .then([this, context](const PageReply& reply) mutable {
-        WriteAnswer(context.getResults().initAnswer(), nullptr);
-        WritePage(reply, context.getResults().initPage());
-      })
-      .attach(kj::defer([this, number] {  // also when the console has dropped the call
-        StopFetch(number);
-        m_fetches.erase(number);
-      }));
+  auto end = kj::defer([this, number] {  // also when the console has dropped the call
+    StopFetch(number);
+    m_fetches.erase(number);
+  });
+  return ended.promise.then([this, context, end = kj::mv(end)](Fetched&& fetched) mutable {
+    WriteAnswer(context.getResults().initAnswer(), nullptr);
+    WritePage(fetched.reply, context.getResults().initPage());
+    if (m_tasks.get() != nullptr) m_tasks->add(m_awaitRead().attach(kj::mv(end), kj::mv(fetched.place)));
+  });
 }
 
 kj::Promise<void> Session::stopFetch(StopFetchContext context) {

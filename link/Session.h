@@ -18,9 +18,12 @@ class Session final : public wire::Session::Server,
                       private engine::TableObserver,
                       private kj::TaskSet::ErrorHandler {
  public:
-  /// `failed` gets the error if the mirror cannot be fed any more; the session is of no use then. Not used
-  /// after `Close`.
-  Session(engine::Service& service, std::function<void()> onShutdown, kj::PromiseFulfiller<void>& failed);
+  using AwaitRead = std::function<kj::Promise<void>()>;
+
+  /// `awaitRead` is done when the console has read what was sent so far. `failed` gets the error if the
+  /// mirror cannot be fed any more; the session is of no use then. Neither is used after `Close`.
+  Session(engine::Service& service, std::function<void()> onShutdown, AwaitRead awaitRead,
+          kj::PromiseFulfiller<void>& failed);
   ~Session() noexcept = default;
   /// When the connection ends. Pending calls may keep the session alive, even longer than the service, so it
   /// releases the service; and the mirror, which may be this session itself: a cycle that would never end.
@@ -68,9 +71,11 @@ class Session final : public wire::Session::Server,
   platform::ThreadCheck m_thread;  ///< the service thread
   engine::Service& m_service;
   std::function<void()> m_onShutdown;
+  AwaitRead m_awaitRead;
   kj::PromiseFulfiller<void>& m_failed;
   bool m_gateOpen = false;
-  std::map<std::uint32_t, std::uint64_t> m_fetches;  ///< in progress: the service's ticket by number
+  /// The service's ticket of each fetch, by number, until its page was read.
+  std::map<std::uint32_t, std::uint64_t> m_fetches;
   kj::Maybe<wire::Mirror::Client> m_mirror;
   ChangeFeed m_feed;
   bool m_feeding = false;

@@ -276,6 +276,56 @@ TEST_F(EngineServerTest, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
   }
 }
 
+wire::Session::Client OpenSession(RawConsole& console, const std::string& pass) {
+  auto session = console.Hello(wire::PROTOCOL_VERSION).getGreeting().getEngine().getSession();
+  auto open = session.openGateRequest();
+  open.setControlPass(link::ToData(pass));
+  open.send().wait(console.Scope());
+  return session;
+}
+
+auto Fetch(wire::Session::Client& session, std::uint32_t number) {
+  auto fetch = session.fetchRequest();
+  fetch.setNumber(number);
+  fetch.setUrl("http://a/");
+  fetch.setLimitMs(1000);
+  return fetch.send();
+}
+
+TEST_F(EngineServerTest, PagesThatAConsoleDoesNotReadKeepTheirPlaces) {
+  Start();
+  EngineClient busy(m_options), other(m_options);
+  for (auto* client : {&busy, &other})
+    client->OpenGate(m_engine->ControlPass());
+  const auto fetchOne = [&] {
+    const auto fetch = other.Fetch("http://b/", milliseconds(1000));
+    fetch->Stop();
+    return fetch->Reply();
+  };
+  std::vector<std::unique_ptr<ce::PageFetch>> underWay;
+  {
+    RawConsole console(m_folder.Path());
+    auto session = OpenSession(console, m_engine->ControlPass());
+    std::vector<capnp::RemotePromise<wire::Session::FetchResults>> unread;
+    for (std::uint32_t number = 1; number <= 4; ++number)
+      unread.push_back(Fetch(session, number));
+    session.stopFetchRequest().send().wait(console.Scope());  // of none: by now the engine has the fetches
+    m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
+      for (const auto ticket : checks.fetches)
+        checks.Report(
+            engine::FetchEnded{ticket, {ce::PageReply::End::Complete, "", std::string(1 << 20, 'x'), ""}});
+      service.OnWake();
+    });
+    for (int i = 0; i < 4; ++i)
+      underWay.push_back(busy.Fetch("http://c/", milliseconds(1000)));
+    static_cast<void>(busy.ServiceValue("never set"));  // by now the engine has them too
+    EXPECT_EQ(fetchOne().reason, "too many pages are being fetched");
+  }
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (fetchOne().end != ce::PageReply::End::Complete)  // the engine sees the console leave a moment later
+    ASSERT_LT(std::chrono::steady_clock::now(), end);
+}
+
 TEST_F(EngineServerTest, AFetchIsStoppedWhenItsConsoleLeaves) {
   Start();
   const auto calls = [&] {
@@ -285,16 +335,8 @@ TEST_F(EngineServerTest, AFetchIsStoppedWhenItsConsoleLeaves) {
   };
   {
     RawConsole console(m_folder.Path());
-    auto session = console.Hello(wire::PROTOCOL_VERSION).getGreeting().getEngine().getSession();
-    auto open = session.openGateRequest();
-    const auto pass = m_engine->ControlPass();
-    open.setControlPass(link::ToData(pass));
-    open.send().wait(console.Scope());
-    auto fetch = session.fetchRequest();
-    fetch.setNumber(7);
-    fetch.setUrl("http://a/");
-    fetch.setLimitMs(1000);
-    const auto underWay = fetch.send();
+    auto session = OpenSession(console, m_engine->ControlPass());
+    const auto underWay = Fetch(session, 7);
     session.stopFetchRequest().send().wait(console.Scope());  // of no fetch that there is
     EXPECT_EQ(calls(), std::vector<std::string>{"Fetch http://a/ 1000"});
   }
