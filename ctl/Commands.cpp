@@ -39,9 +39,10 @@ ExitCode PrintOutcome(const Call& call, const ce::Outcome& outcome) {
 // The commands
 
 ExitCode Status(const Call& call) {
-  const auto fields = StatusOf(call.engine.Info(), call.engine.Snapshot());
+  const auto status = call.engine.QueryStatus()->Reply();
+  const auto fields = StatusOf(call.engine.Info(), status, call.engine.Snapshot());
   call.arguments.json ? PrintLine(Json(fields)) : PrintFields(fields);
-  return Done;
+  return status.IsHealthy() ? Done : NotGood;
 }
 
 ExitCode List(const Call& call) {
@@ -146,7 +147,8 @@ struct Command {
 constexpr std::size_t Any = 65536;
 
 constexpr std::array Commands = {
-    Command{"status", 0, 0, Status, "status               the engine: folder, process, counts"},
+    Command{"status", 0, 0, Status,
+            "status               the engine: folder, process, counts, what is wrong with it"},
     Command{"list", 0, 0, List, "list                 all monitors with their last results"},
     Command{"get", 1, 2, Get, "get NAME [KEY]       all attributes of a monitor, or one"},
     Command{"set", 2, 3, Set,
@@ -172,8 +174,9 @@ std::string HelpText() {
   for (const auto& command : Commands)
     text += std::string("  ") + command.usage + "\n";
   return text +
-         "\nExit codes: 0 success (check, notify: good), 1 the check or notification failed,\n"
-         "2 usage error, 3 no engine answers, 4 the engine refused.";
+         "\nExit codes: 0 success (check, notify, status: good), 1 the check or notification failed\n"
+         "or something is wrong with the engine, 2 usage error, 3 no engine answers, 4 the engine\n"
+         "refused.";
 }
 
 ExitCode Run(const Arguments& arguments) {

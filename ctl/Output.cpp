@@ -20,17 +20,27 @@ namespace keys = ce::keys;
 using platform::CountCharacters;
 
 namespace {
+void Fill(capnp::JsonValue::Builder json, const std::vector<Fields>& objects);
+
 void Fill(capnp::JsonValue::Builder json, const Fields& fields) {
   auto object = json.initObject(static_cast<unsigned>(fields.size()));
   for (unsigned i = 0; i < fields.size(); ++i) {
     object[i].setName(link::ToText(platform::ValidUtf8(fields[i].name)));
     auto value = object[i].initValue();
-    if (fields[i].isNumber) {
+    if (fields[i].objects) {
+      Fill(value, *fields[i].objects);
+    } else if (fields[i].isNumber) {
       value.setNumber(static_cast<double>(std::stoll(fields[i].text)));
     } else {
       value.setString(link::ToText(platform::ValidUtf8(fields[i].text)));
     }
   }
+}
+
+void Fill(capnp::JsonValue::Builder json, const std::vector<Fields>& objects) {
+  auto array = json.initArray(static_cast<unsigned>(objects.size()));
+  for (unsigned i = 0; i < objects.size(); ++i)
+    Fill(array[i], objects[i]);
 }
 
 std::string Encode(capnp::JsonValue::Reader json) {
@@ -55,9 +65,7 @@ std::string Json(const Fields& fields) {
 std::string Json(const std::vector<Fields>& objects) {
   capnp::MallocMessageBuilder message;
   auto json = message.initRoot<capnp::JsonValue>();
-  auto array = json.initArray(static_cast<unsigned>(objects.size()));
-  for (unsigned i = 0; i < objects.size(); ++i)
-    Fill(array[i], objects[i]);
+  Fill(json, objects);
   return Encode(json);
 }
 
@@ -106,7 +114,28 @@ Fields SummaryOf(const ce::MonitorRecord& monitor) {
           {"Failures", static_cast<long long>(monitor.failuresInARow)}};
 }
 
-Fields StatusOf(const ce::EngineInfo& info, const ce::MonitorSnapshot& monitors) {
+namespace {
+template <class Count>
+long long Number(Count count) {
+  return static_cast<long long>(count);
+}
+
+std::string HealthOf(const ce::EngineStatus& status) {
+  if (status.stalled.empty()) return status.conditions.empty() ? "good" : "not good";
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(status.stalledFor).count();
+  return "stalled for " + std::to_string(seconds) + " s (" + status.stalled + ")";
+}
+
+std::vector<Fields> ConditionsOf(const ce::EngineStatus& status) {
+  std::vector<Fields> conditions;
+  for (const auto& [text, since] : status.conditions)
+    conditions.push_back({{"Since", TimeText(since)}, {"Text", text}});
+  return conditions;
+}
+}  // namespace
+
+Fields StatusOf(const ce::EngineInfo& info, const ce::EngineStatus& status,
+                const ce::MonitorSnapshot& monitors) {
   long long running = 0, failing = 0;
   for (const auto& monitor : monitors) {
     if (monitor->Get(keys::Status) != ce::StatusEnable) continue;
@@ -122,7 +151,18 @@ Fields StatusOf(const ce::EngineInfo& info, const ce::MonitorSnapshot& monitors)
           {"StartedAt", Seconds(info.startedAt)},
           {"Monitors", static_cast<long long>(monitors.size())},
           {"Running", running},
-          {"Failing", failing}};
+          {"Failing", failing},
+          {"Health", HealthOf(status)},
+          {"ChecksMade", Number(status.checksMade)},
+          {"ChecksFailed", Number(status.checksFailed)},
+          {"ChecksNotMade", Number(status.checksNotMade)},
+          {"ResultsThrownAway", Number(status.resultsThrownAway)},
+          {"LatestStartMs", Number(status.latestStart.count())},
+          {"LongestTurnUs", Number(status.longestTurn.count())},
+          {"InFlight", Number(status.inFlight)},
+          {"Waiting", Number(status.waiting)},
+          {"Overdue", Number(status.overdue.size())},
+          {"Conditions", ConditionsOf(status)}};
 }
 
 void PrintLine(const std::string& text) {
@@ -138,7 +178,16 @@ void PrintFields(const Fields& fields) {
     width = std::max(width, CountCharacters(Escaped(field.name)));
   for (const auto& field : fields) {
     const auto name = Escaped(field.name);
-    PrintLine(name + std::string(width - CountCharacters(name) + 2, ' ') + Escaped(field.text));
+    const auto print = [&](const std::string& text) {
+      PrintLine(name + std::string(width - CountCharacters(name) + 2, ' ') + text);
+    };
+    if (!field.objects) print(Escaped(field.text));
+    for (const auto& object : field.objects.value_or(std::vector<Fields>())) {
+      std::string line;
+      for (const auto& value : object)
+        line += (line.empty() ? "" : " ") + Escaped(value.text);
+      print(line);
+    }
   }
 }
 

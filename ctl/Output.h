@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,15 +11,18 @@
 /// forms are one value each, with the attribute keys as they are.
 namespace norvane::ctl {
 
-/// A value of a JSON object: text, or a number.
+/// A value of a JSON object: text, a number, or a list of objects.
 struct Field {
   std::string name;
   std::string text;
   bool isNumber = false;
+  std::optional<std::vector<std::vector<Field>>> objects{};
 
   Field(std::string fieldName, std::string value) : name(std::move(fieldName)), text(std::move(value)) {}
   Field(std::string fieldName, long long value)
       : name(std::move(fieldName)), text(std::to_string(value)), isNumber(true) {}
+  Field(std::string fieldName, std::vector<std::vector<Field>> value)
+      : name(std::move(fieldName)), objects(std::move(value)) {}
 };
 using Fields = std::vector<Field>;
 
@@ -34,9 +38,10 @@ using Fields = std::vector<Field>;
 /// The columns of `list`.
 [[nodiscard]] Fields SummaryOf(const console::engine::MonitorRecord& monitor);
 [[nodiscard]] Fields StatusOf(const console::engine::EngineInfo& info,
+                              const console::engine::EngineStatus& status,
                               const console::engine::MonitorSnapshot& monitors);
 
-/// One line per field, the name first.
+/// One line per field, the name first; each object of a list has a line with its values.
 void PrintFields(const Fields& fields);
 /// Columns as wide as their widest cell; the field names of the first row are the heading.
 void PrintTable(const std::vector<Fields>& rows);

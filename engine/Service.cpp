@@ -53,6 +53,7 @@ Service::Service(Options options)
           m_clock),
       m_health(m_clock, [this](auto key, const auto& condition,
                                auto change) { ConditionChanged(key, condition, change); }),
+      m_selfCheck(m_health, m_clock),
       m_state(std::make_unique<EngineState>(m_folder, *m_writer, m_health)),
       m_storage(*this, *m_writer, m_health, m_folder, m_types),
       m_table(m_storage.LoadAtStart()),
@@ -78,6 +79,7 @@ int Service::WakeFd() const {
 void Service::OnWake() {
   assert(m_thread.IsInside());
   m_wake.Clear();
+  ++m_wakes;
   for (const auto& [logFile, text] : m_writer->Deliver())
     logFile.empty() ? m_health.Note(text) : m_health.Set("log file " + logFile, text);
   const auto changeBefore = m_table->LastChange();
@@ -91,11 +93,42 @@ void Service::OnSecond() {
   assert(m_thread.IsInside());
   m_ownLog.Flush();
   m_health.EndExpired();
+  m_selfCheck.Observe(Observe());
   m_admin.SendDue();
   if (const auto now = m_clock(); now >= m_nextTend) {
     m_nextTend = now + TendPause;
     m_writer->TendLogs(m_logAge);
   }
+}
+
+SelfCheck::Observation Service::Observe() const {
+  return {m_worker->Figures(), m_writer->BusyFor(), m_wakes};
+}
+
+ce::EngineStatus Service::Status() const {
+  const auto observation = Observe();
+  const auto& figures = observation.figures;
+  const auto stall = m_selfCheck.FindStall(observation);
+  ce::EngineStatus status{figures.Made(),
+                          figures.failed,
+                          figures.notMade,
+                          figures.thrownAway,
+                          figures.latestStart,
+                          figures.longestTurn,
+                          figures.inFlight,
+                          figures.waiting,
+                          std::string(stall.what),
+                          stall.lasting,
+                          {},
+                          {}};
+  for (const auto& [key, condition] : m_health.Now())
+    status.conditions.push_back({condition.text, condition.since});
+  const auto now = m_clock();
+  for (const auto& [id, monitor] : m_table->All()) {
+    if (monitor.Running() && monitor.overdueAt <= now)
+      status.overdue.push_back({monitor.name, monitor.lastCheck.at});
+  }
+  return status;
 }
 
 void Service::AddObserver(TableObserver& observer) {
@@ -165,12 +198,14 @@ void Service::Set(MonitorId id, std::string_view key, std::string value) {
   const Monitor& monitor = Get(id);
   if (!ran && monitor.Running()) {
     m_table->NoteCheck(id, {});
+    ExpectCheck(monitor, {});
     m_worker->Start(TargetOf(monitor), std::chrono::milliseconds(0));
   } else if (ran && !monitor.Running()) {
     m_worker->Stop(id);
     m_outages->Forget(id);
     KeepOutages();
   } else if (ran && key != ce::keys::Result) {
+    ExpectCheck(monitor, {});
     m_worker->Update(TargetOf(monitor));
   }
   NotifyObservers();
@@ -192,10 +227,16 @@ void Service::StartAll() {
   // machine that is seldom on for long shall come to a daily check too.
   for (std::size_t i = 0; i < running.size(); ++i) {
     const auto spread = std::min(CheckTimes::Of(*running[i]->attributes).interval, MaxSpread);
-    m_worker->Start(TargetOf(*running[i]),
-                    std::chrono::duration_cast<std::chrono::milliseconds>(
-                        spread * static_cast<double>(i) / static_cast<double>(running.size())));
+    const auto firstAfter = std::chrono::duration_cast<std::chrono::milliseconds>(
+        spread * static_cast<double>(i) / static_cast<double>(running.size()));
+    ExpectCheck(*running[i], firstAfter);
+    m_worker->Start(TargetOf(*running[i]), firstAfter);
   }
+}
+
+/// An interval is short for a check whose server is slow, three are not.
+void Service::ExpectCheck(const Monitor& monitor, std::chrono::milliseconds firstAfter) {
+  m_table->ExpectCheck(monitor.id, m_clock() + firstAfter + 3 * CheckTimes::Of(*monitor.attributes).interval);
 }
 
 void Service::StopAll() {
@@ -304,6 +345,7 @@ void Service::HandleJudged(const Monitor& monitor, const CheckResult& result) {
           " ms: " + result.reason);
   const int failures = monitor.Running() ? m_outages->Receive(monitor, result) : 0;
   m_table->NoteCheck(monitor.id, {true, result.at, result.duration, failures});
+  ExpectCheck(monitor, {});
 }
 
 void Service::Handle(const NotificationEnded& ended) {

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "console/engine/EngineStatus.h"
+#include "engine/SelfCheck.h"
 #include "engine/checks/ProbeType.h"
 #include "engine/model/Health.h"
 #include "engine/model/MonitorTable.h"
@@ -64,6 +66,9 @@ class Service final : private Storage::Client {
 
   /// What is wrong with the engine itself.
   [[nodiscard]] const Health::Conditions& Conditions() const { return m_health.Now(); }
+  [[nodiscard]] console::engine::EngineStatus Status() const;
+  /// Whether all threads go on; a supervisor may end a process that says no.
+  [[nodiscard]] bool IsAlive() const { return m_selfCheck.IsAlive(); }
   [[nodiscard]] EngineLog& OwnLog() { return m_ownLog; }
   /// The engine's own logs are removed when they are older; 0, as at the start: never.
   void KeepLogsFor(std::chrono::hours age) { m_logAge = age; }
@@ -130,6 +135,8 @@ class Service final : private Storage::Client {
   void Answer(std::uint64_t ticket, const CheckResult& result);
   void ConditionChanged(std::string_view key, const Health::Condition& condition, Health::Change change);
   void NoteNotification(const Monitor& monitor, const CheckResult& result);
+  [[nodiscard]] SelfCheck::Observation Observe() const;
+  void ExpectCheck(const Monitor& monitor, std::chrono::milliseconds firstAfter);
   void KeepOutages();
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void NotifyObservers();
@@ -146,6 +153,7 @@ class Service final : private Storage::Client {
   EngineLog m_ownLog;
   AdminMessages m_admin;
   Health m_health;
+  SelfCheck m_selfCheck;
   std::unique_ptr<EngineState> m_state;
   Storage m_storage;
   std::unique_ptr<MonitorTable> m_table;
@@ -162,6 +170,7 @@ class Service final : private Storage::Client {
   std::uint64_t m_lastTicket = 0;
   std::chrono::hours m_logAge{0};
   Moment m_nextTend{};
+  std::uint64_t m_wakes = 0;
   bool m_isEnding = false;
 };
 

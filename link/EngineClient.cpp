@@ -111,6 +111,46 @@ class LinkFetch final : public ce::PageFetch {
 };
 }  // namespace
 
+namespace {
+ce::EngineStatus ReadStatus(wire::Status::Reader from) {
+  ce::EngineStatus status;
+  status.checksMade = from.getChecksMade();
+  status.checksFailed = from.getChecksFailed();
+  status.checksNotMade = from.getChecksNotMade();
+  status.resultsThrownAway = from.getResultsThrownAway();
+  status.latestStart = std::chrono::milliseconds(from.getLatestStartMs());
+  status.longestTurn = std::chrono::microseconds(from.getLongestTurnUs());
+  status.inFlight = from.getInFlight();
+  status.waiting = from.getWaiting();
+  status.stalled = ToString(from.getStalled());
+  status.stalledFor = std::chrono::milliseconds(from.getStalledForMs());
+  for (const auto condition : from.getConditions())
+    status.conditions.push_back({ToString(condition.getText()), ToTime(condition.getSince())});
+  for (const auto overdue : from.getOverdue())
+    status.overdue.push_back({ToString(overdue.getName()), ToTime(overdue.getCheckedAt())});
+  return status;
+}
+
+class LinkStatusQuery final : public ce::StatusQuery {
+ public:
+  explicit LinkStatusQuery(Link& link)
+      : m_link(link),
+        m_call(link.Begin(
+            link.Options().callTimeout, &Session::statusRequest, [](auto&) {},
+            [reply = m_reply](const auto& results) { *reply = ReadStatus(results.getStatus()); })) {}
+  bool HasEnded() override { return m_call->WaitFor({}); }
+  ce::EngineStatus Reply() override {
+    m_link.Wait(*m_call);
+    return std::move(*m_reply);
+  }
+
+ private:
+  Link& m_link;
+  std::shared_ptr<ce::EngineStatus> m_reply = std::make_shared<ce::EngineStatus>();
+  std::shared_ptr<CallState> m_call;
+};
+}  // namespace
+
 EngineClient::EngineClient(LinkOptions options) : m_link(std::make_unique<Link>(std::move(options))) {}
 EngineClient::~EngineClient() = default;
 
@@ -145,6 +185,10 @@ std::string EngineClient::ServiceValue(std::string_view key) {
       [&](auto& request) { request.setKey(ToText(std::string(key))); },
       [&](const auto& results) { value = ToString(results.getValue()); });
   return value;
+}
+
+std::unique_ptr<ce::StatusQuery> EngineClient::QueryStatus() {
+  return std::make_unique<LinkStatusQuery>(*m_link);
 }
 
 // Writes

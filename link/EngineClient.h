@@ -25,6 +25,7 @@ class EngineClient final : public console::engine::Port {
   console::engine::MonitorSnapshot Snapshot() override;
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
   std::string ServiceValue(std::string_view key) override;
+  std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
 
   void OpenGate(std::string_view controlPass) override;
   void CommitServiceValues(const console::engine::ServiceValues& values) override;

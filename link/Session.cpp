@@ -188,6 +188,35 @@ kj::Promise<void> Session::shutdown(ShutdownContext context) {
   });
 }
 
+namespace {
+void WriteStatus(const console::engine::EngineStatus& from, wire::Status::Builder to) {
+  to.setChecksMade(from.checksMade);
+  to.setChecksFailed(from.checksFailed);
+  to.setChecksNotMade(from.checksNotMade);
+  to.setResultsThrownAway(from.resultsThrownAway);
+  to.setLatestStartMs(static_cast<std::uint64_t>(from.latestStart.count()));
+  to.setLongestTurnUs(static_cast<std::uint64_t>(from.longestTurn.count()));
+  to.setInFlight(from.inFlight);
+  to.setWaiting(from.waiting);
+  to.setStalled(ToText(from.stalled));
+  to.setStalledForMs(static_cast<std::uint64_t>(from.stalledFor.count()));
+  auto conditions = to.initConditions(static_cast<unsigned>(from.conditions.size()));
+  for (unsigned i = 0; i < conditions.size(); ++i) {
+    conditions[i].setText(ToText(from.conditions[i].text));
+    conditions[i].setSince(ToMilliseconds(from.conditions[i].since));
+  }
+  auto overdue = to.initOverdue(static_cast<unsigned>(from.overdue.size()));
+  for (unsigned i = 0; i < overdue.size(); ++i) {
+    overdue[i].setName(ToText(from.overdue[i].name));
+    overdue[i].setCheckedAt(ToMilliseconds(from.overdue[i].checkedAt));
+  }
+}
+}  // namespace
+
+kj::Promise<void> Session::status(StatusContext context) {
+  return Act(context, [this](auto, auto& results) { WriteStatus(m_service.Status(), results.initStatus()); });
+}
+
 // Pages
 
 namespace {

@@ -44,6 +44,7 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> shutdown(ShutdownContext context) override;
   kj::Promise<void> fetch(FetchContext context) override;
   kj::Promise<void> stopFetch(StopFetchContext context) override;
+  kj::Promise<void> status(StatusContext context) override;
 
  private:
   struct Ended {

@@ -10,7 +10,7 @@
 using Cxx = import "/capnp/c++.capnp";
 $Cxx.namespace("norvane::link::wire");
 
-const protocolVersion :UInt16 = 2;
+const protocolVersion :UInt16 = 3;
 
 interface Greeter {
   hello @0 (version :UInt16) -> (greeting :Greeting);
@@ -69,6 +69,33 @@ interface Session {
   # Fetches a page; few may run at a time. The console chooses the number, which identifies it to stopFetch.
   stopFetch @14 (number :UInt32) -> (answer :Answer);
   # The fetch ends with the part of the page received so far; harmless if it has ended.
+  status @15 () -> (answer :Answer, status :Status);
+}
+
+struct Status {
+  # As EngineStatus.
+  checksMade @0 :UInt64;
+  checksFailed @1 :UInt64;
+  checksNotMade @2 :UInt64;
+  resultsThrownAway @3 :UInt64;
+  latestStartMs @4 :UInt64;
+  longestTurnUs @5 :UInt64;
+  inFlight @6 :UInt64;
+  waiting @7 :UInt64;
+  stalled @8 :Text;
+  stalledForMs @9 :UInt64;
+  conditions @10 :List(Condition);
+  overdue @11 :List(Overdue);
+
+  struct Condition {
+    text @0 :Text;
+    since @1 :Int64;
+  }
+  struct Overdue {
+    name @0 :Text;
+    checkedAt @1 :Int64;
+    # 0 if it never was.
+  }
 }
 
 struct Page {

@@ -211,6 +211,8 @@ class EngineFactory : public EngineObject {
 
   /// Fetches a page through the engine.
   [[nodiscard]] std::unique_ptr<PageFetch> Fetch(const std::string& url, std::chrono::milliseconds limit);
+  /// Asks the engine how it is doing; none of the objects' operations, so no observer hears of it.
+  [[nodiscard]] std::unique_ptr<StatusQuery> QueryStatus() { return m_port.QueryStatus(); }
 };
 
 /// The component `T` of a root, by the id that `T` carries. Never empty.

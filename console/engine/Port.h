@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "console/engine/EngineStatus.h"
 #include "console/engine/MonitorRecord.h"
 #include "console/engine/PageFetch.h"
 
@@ -61,6 +62,8 @@ class Port {
   [[nodiscard]] virtual std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) = 0;
   /// Empty text for a key that was never set.
   [[nodiscard]] virtual std::string ServiceValue(std::string_view key) = 0;
+  /// Asks the engine how it is doing, without waiting for the answer. The query must not outlive the port.
+  [[nodiscard]] virtual std::unique_ptr<StatusQuery> QueryStatus() = 0;
 
   // Writes. All but the first need the open gate, and so does a fetch.
 

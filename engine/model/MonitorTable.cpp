@@ -96,6 +96,11 @@ void MonitorTable::NoteCheck(MonitorId id, const LastCheck& lastCheck) {
   if (found != m_monitors.end()) found->second.lastCheck = lastCheck;
 }
 
+void MonitorTable::ExpectCheck(MonitorId id, std::chrono::steady_clock::time_point overdueAt) {
+  const auto found = m_monitors.find(id);
+  if (found != m_monitors.end()) found->second.overdueAt = overdueAt;
+}
+
 const Monitor* MonitorTable::NextChanged(std::uint64_t change) const {
   const auto next = m_byChange.upper_bound(change);
   return next == m_byChange.end() ? nullptr : next->second;

@@ -27,6 +27,8 @@ struct Monitor {
   std::string name;
   std::shared_ptr<const Attributes> attributes;
   LastCheck lastCheck;
+  /// While the monitor runs: from then on its last check is too old.
+  std::chrono::steady_clock::time_point overdueAt{};
   std::uint64_t change = 0;  ///< number of the last change to name or attributes
 
   [[nodiscard]] bool Running() const;
@@ -58,6 +60,8 @@ class MonitorTable {
   void Set(MonitorId id, std::string_view key, std::string value);
   /// Not a change: no observer sees it. Unknown ids are ignored.
   void NoteCheck(MonitorId id, const LastCheck& lastCheck);
+  /// Likewise.
+  void ExpectCheck(MonitorId id, std::chrono::steady_clock::time_point overdueAt);
 
   [[nodiscard]] std::uint64_t LastChange() const { return m_lastChange; }
   /// The monitor that changed first after `change`, by change number; null if none did.

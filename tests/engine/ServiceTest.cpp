@@ -367,5 +367,53 @@ TEST(Service, InitFillsOnlyWhatIsEmpty) {
   EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::Command), "");
 }
 
+TEST(Service, AMonitorWithoutACheckForThreeIntervalsIsOverdue) {
+  const TempFolder folder;
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; });
+  const auto id = engine.Add("WebMonitor Of a");
+  engine.service.Set(id, keys::Interval, "10");
+  engine.service.Set(id, keys::Status, "Enable");
+  const auto overdueAfter = [&](int seconds) {
+    now += std::chrono::seconds(seconds);
+    return engine.service.Status().overdue.size();
+  };
+  EXPECT_EQ(overdueAfter(29), 0u);
+  EXPECT_EQ(overdueAfter(1), 1u);
+  engine.checks->Report(id, 0, "Ok");
+  engine.service.OnWake();
+  EXPECT_EQ(overdueAfter(29), 0u);
+  EXPECT_EQ(overdueAfter(1), 1u);
+  engine.service.Set(id, keys::Interval, "20");
+  EXPECT_EQ(overdueAfter(59), 0u);
+  EXPECT_EQ(overdueAfter(1), 1u);
+  engine.service.Set(id, keys::Status, "Disable");
+  EXPECT_EQ(overdueAfter(0), 0u);
+}
+
+TEST(Service, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  engine.checks->notifyOutcome = "no route";
+  const auto id = engine.Add("WebMonitor Of a", "Enable");
+  engine.service.Set(id, keys::NotifyMode, "TEL://");
+  engine.service.Set(id, keys::NotifyPager, "555");
+  engine.service.Set(id, keys::MaxFailTimes, "0");
+  engine.service.Notify(id, [](std::exception_ptr, const CheckResult&) {});
+  engine.service.OnWake();
+  EXPECT_EQ(engine.Conditions(), Calls{}) << "whoever asked for it is told";
+  const auto failAndRecover = [&] {
+    engine.checks->Report(id, 0, "down");
+    engine.service.OnWake();
+    engine.checks->Report(id, 0, "Ok");
+    engine.service.OnWake();
+  };
+  failAndRecover();
+  EXPECT_EQ(engine.Conditions(), Calls{"notification of WebMonitor Of a failed: no route"});
+  engine.checks->notifyOutcome = "Ok";
+  failAndRecover();
+  EXPECT_EQ(engine.Conditions(), Calls{});
+}
+
 }  // namespace
 }  // namespace norvane::engine

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <future>
 #include <optional>
 #include <thread>
@@ -17,6 +18,7 @@
 #include "platform/FileLock.h"
 #include "tests/link/RunningEngine.h"
 #include "tests/support/Errors.h"
+#include "tests/support/Files.h"
 
 namespace norvane::tests {
 namespace {
@@ -383,6 +385,34 @@ TEST_F(EngineClientTest, TheConsoleIsNotHeldWhileItsEngineStarts) {
   };
   EngineClient client(m_options);
   EXPECT_EQ(client.Snapshot().size(), 0u);
+}
+
+TEST_F(EngineClientTest, AskedForItsStatusTheEngineTellsAllOfIt) {
+  WriteFile(m_folder / "NorvaneEngine.dat", "no data file");
+  std::atomic<int> hours = 0;
+  m_engine.emplace(m_folder.Path(), nullptr,
+                   [&] { return std::chrono::steady_clock::now() + std::chrono::hours(hours); });
+  ce::EngineStatus expected;
+  m_engine->Do([&](engine::Service& service, ScriptedChecks& checks) {
+    checks.figures = {
+        1, 2, 3, 4, milliseconds(5), std::chrono::microseconds(6), 7, 8, std::chrono::steady_clock::now()};
+    for (const auto* name : {"WebMonitor Of checked", "WebMonitor Of never checked"})
+      service.Set(service.Add(name), keys::Status, "Enable");
+    checks.Report(service.Table().Find("WebMonitor Of checked")->id, 0, "Ok");
+    service.OnWake();
+    hours = 1;
+    expected = service.Status();
+  });
+  auto status = EngineClient(m_options).QueryStatus()->Reply();
+  EXPECT_GE(status.stalledFor, expected.stalledFor);
+  status.stalledFor = expected.stalledFor;
+  const auto inMilliseconds = [](auto& at) { at = std::chrono::floor<milliseconds>(at); };
+  inMilliseconds(expected.conditions.at(0).since);
+  inMilliseconds(expected.overdue.at(0).checkedAt);
+  EXPECT_EQ(status, expected);
+  EXPECT_EQ(expected.checksMade, 3u);
+  EXPECT_NE(expected.stalled, "");
+  EXPECT_EQ(expected.overdue.at(1).name, "WebMonitor Of never checked");
 }
 
 }  // namespace

@@ -11,8 +11,9 @@
 namespace norvane::tests {
 
 struct RunningEngine::Loop {
-  Loop(const std::string& folder, const std::function<void(link::EngineServer::Options&)>& tune)
-      : service({folder, ScriptedChecks::Maker(checks)}),
+  Loop(const std::string& folder, const std::function<void(link::EngineServer::Options&)>& tune,
+       const engine::EventLoop::Clock& clock)
+      : service({folder, ScriptedChecks::Maker(checks), clock}),
         server(std::in_place, io, service, Options(folder, tune)) {}
 
   link::EngineServer::Options Options(const std::string& folder,
@@ -43,8 +44,9 @@ struct RunningEngine::Loop {
   kj::Promise<void> closing = nullptr;
 };
 
-RunningEngine::RunningEngine(std::string folder, std::function<void(link::EngineServer::Options&)> tune)
-    : m_folder(std::move(folder)), m_tune(std::move(tune)) {
+RunningEngine::RunningEngine(std::string folder, std::function<void(link::EngineServer::Options&)> tune,
+                             engine::EventLoop::Clock clock)
+    : m_folder(std::move(folder)), m_tune(std::move(tune)), m_clock(std::move(clock)) {
   std::promise<Loop*> ready;
   auto isReady = ready.get_future();
   m_thread = std::thread(&RunningEngine::ThreadMain, this, std::move(ready));
@@ -64,7 +66,7 @@ RunningEngine::~RunningEngine() {
 void RunningEngine::ThreadMain(std::promise<Loop*> ready) {
   std::unique_ptr<Loop> loop;
   try {
-    loop = std::make_unique<Loop>(m_folder, m_tune);
+    loop = std::make_unique<Loop>(m_folder, m_tune, m_clock);
   } catch (...) {
     ready.set_exception(std::current_exception());
     return;

@@ -22,7 +22,8 @@ namespace norvane::tests {
 class RunningEngine {
  public:
   /// `tune` may change what is not given by the folder.
-  explicit RunningEngine(std::string folder, std::function<void(link::EngineServer::Options&)> tune = {});
+  explicit RunningEngine(std::string folder, std::function<void(link::EngineServer::Options&)> tune = {},
+                         engine::EventLoop::Clock clock = &std::chrono::steady_clock::now);
   ~RunningEngine();
   RunningEngine(const RunningEngine&) = delete;
   RunningEngine& operator=(const RunningEngine&) = delete;
@@ -41,6 +42,7 @@ class RunningEngine {
 
   std::string m_folder;
   std::function<void(link::EngineServer::Options&)> m_tune;
+  engine::EventLoop::Clock m_clock;
   Loop* m_loop = nullptr;  // on the thread's stack
   std::thread m_thread;
 };

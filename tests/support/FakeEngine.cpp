@@ -35,6 +35,16 @@ class FakeFetch : public ce::PageFetch {
   PageReply m_reply{PageReply::End::Failed, "no such page", "", ""};
   bool m_hasEnded = true;
 };
+
+class FakeStatusQuery : public ce::StatusQuery {
+ public:
+  explicit FakeStatusQuery(const FakePort& port) : m_port(port) {}
+  bool HasEnded() override { return m_port.answersStatus; }
+  ce::EngineStatus Reply() override { return m_port.status; }
+
+ private:
+  const FakePort& m_port;
+};
 }  // namespace
 
 // What the fake holds
@@ -120,6 +130,11 @@ std::string FakePort::ServiceValue(std::string_view key) {
   static_cast<void>(Info());
   const auto found = m_config.find(key);
   return found == m_config.end() ? std::string() : found->second;
+}
+
+std::unique_ptr<ce::StatusQuery> FakePort::QueryStatus() {
+  static_cast<void>(Info());
+  return std::make_unique<FakeStatusQuery>(*this);
 }
 
 // Writes

@@ -59,6 +59,8 @@ class FakePort : public console::engine::Port {
   RunnerAnswer initAnswer;  ///< its result goes nowhere
   RunnerAnswer monitorAnswer;
   RunnerAnswer notifyAnswer;
+  console::engine::EngineStatus status;  ///< what a query gives
+  bool answersStatus = true;             ///< or queries go on until it does
 
   const console::engine::EngineInfo& Info() override;
   std::size_t Count() override;
@@ -68,6 +70,7 @@ class FakePort : public console::engine::Port {
   console::engine::MonitorSnapshot Snapshot() override;
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
   std::string ServiceValue(std::string_view key) override;
+  std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
   void OpenGate(std::string_view controlPass) override;
   void CommitServiceValues(const console::engine::ServiceValues& values) override;
   void Load(std::string_view path) override;

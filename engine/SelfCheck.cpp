@@ -1,0 +1,73 @@
+#include "engine/SelfCheck.h"
+
+#include <algorithm>
+
+namespace norvane::engine {
+
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+namespace {
+constexpr seconds LoopTime{5};     // a turn takes milliseconds
+constexpr seconds ResultTime{10};  // reports are delivered within milliseconds
+constexpr seconds WriterTime{30};  // a save of all monitors on a slow disk takes seconds
+/// Growth counts as lasting from then on, and as over when nothing came for so long.
+constexpr minutes GrowthTime{1};
+
+milliseconds Between(Health::Moment from, Health::Moment to) {
+  return from < to ? std::chrono::duration_cast<milliseconds>(to - from) : milliseconds(0);
+}
+}  // namespace
+
+bool SelfCheck::Growth::Lasts(std::uint64_t newValue, Health::Moment now) {
+  const bool isOver = now - last > GrowthTime;
+  if (newValue != value) {
+    if (isOver) since = now;
+    last = now;
+    value = newValue;
+    return now - since >= GrowthTime;
+  }
+  return !isOver && last - since >= GrowthTime;
+}
+
+void SelfCheck::Observe(const Observation& observed) {
+  const auto now = m_clock();
+  const auto made = observed.figures.Made();
+  if (observed.deliveries != m_deliveries || made == m_made) {
+    m_deliveries = observed.deliveries;
+    m_made = made;
+    m_resultsMissingSince = Health::Moment::max();
+  } else {
+    m_resultsMissingSince = std::min(m_resultsMissingSince, now);
+  }
+  const auto stall = FindStall(observed);
+  m_stalled = stall.what.empty() ? 0 : m_stalled + 1;
+  if (IsAlive())
+    m_health.Set("stalled", {});
+  else
+    m_health.Set("stalled", "the engine has stalled: " + std::string(stall.what));
+  m_health.Set("not made",
+               m_notMade.Lasts(observed.figures.notMade, now) ? "checks cannot be made in time" : "");
+  m_health.Set("thrown away", m_thrownAway.Lasts(observed.figures.thrownAway, now)
+                                  ? "results of checks are thrown away, the engine is held up"
+                                  : "");
+}
+
+SelfCheck::Stall SelfCheck::FindStall(const Observation& observed) const {
+  const auto now = m_clock();
+  const struct {
+    Stall stall;
+    milliseconds allowed;
+  } parts[] = {
+      {{"the checks do not go on", Between(observed.figures.lastTurn, now)}, LoopTime},
+      {{"results do not arrive", Between(m_resultsMissingSince, now)}, ResultTime},
+      {{"the disk does not answer", observed.writerBusy}, WriterTime},
+  };
+  for (const auto& [stall, allowed] : parts) {
+    if (stall.lasting >= allowed) return stall;
+  }
+  return {};
+}
+
+}  // namespace norvane::engine
