@@ -32,7 +32,12 @@ constexpr std::size_t FirstSlot = 0;
 }  // namespace
 
 FrmStart::FrmStart(shared::MainBas& bas)
-    : m_bas(bas), m_ui(std::make_unique<Ui::FrmStart>()), m_tree(ImgLstS), m_list(ImgLstS), Timer1(this) {
+    : m_bas(bas),
+      m_ui(std::make_unique<Ui::FrmStart>()),
+      m_tree(ImgLstS),
+      m_list(ImgLstS),
+      m_healthTips(bas, m_tree, m_list),
+      Timer1(this) {
   m_ui->setupUi(this);
   setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                  Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
@@ -314,6 +319,7 @@ void FrmStart::Timer1_Timer() {
     m_bas.EndProcess();
     return;
   }
+  m_healthTips.Refresh();
   m_ui->LstV->clearSelection();
 }
 

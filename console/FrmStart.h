@@ -4,6 +4,7 @@
 #include <QTimer>
 #include <memory>
 
+#include "console/HealthTips.h"
 #include "console/ImageList.h"
 #include "console/StatusModel.h"
 #include "console/TreeModel.h"
@@ -95,6 +96,7 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   ImageList ImgLstS;
   TreeModel m_tree;
   StatusModel m_list;
+  HealthTips m_healthTips;
   QTimer Timer1;
   bool LaidOut = false;
   bool InPoll = false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,6 +38,8 @@ class StatusModel : public QAbstractTableModel {
   /// Shows only with the next `ShowStates`, so that a poll of many rows repaints once.
   void SetState(int row, RowState state) { m_rows[static_cast<std::size_t>(row)].state = state; }
   void ShowStates();
+  /// Gives the rows tool tips, by full name; `others` is that of the others, and may be empty.
+  void SetToolTips(std::map<std::string, QString> toolTips, const QString& others = {});
 
   [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
   [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
@@ -51,6 +54,8 @@ class StatusModel : public QAbstractTableModel {
 
   const ImageList& m_images;
   std::vector<StatusRow> m_rows;
+  std::map<std::string, QString> m_toolTips;
+  QString m_otherToolTip;
   std::optional<int> m_sortKey;
 };
 

@@ -52,6 +52,10 @@ void TreeModel::Remove(const Node& node) {
   endRemoveRows();
 }
 
+void TreeModel::SetRootToolTip(const QString& text) {
+  m_rootToolTip = text;
+}
+
 void TreeModel::SetStopped(const Node& node, bool stopped) {
   m_children[static_cast<std::size_t>(RowOf(node))]->stopped = stopped;
   const auto index = IndexOf(node);
@@ -98,6 +102,7 @@ QVariant TreeModel::data(const QModelIndex& index, int role) const {
   if (node == nullptr) return {};
   if (role == Qt::DisplayRole) return QString::fromStdString(node->name);
   if (role == Qt::DecorationRole) return m_images.Image(node->Image());
+  if (role == Qt::ToolTipRole && node == m_root.get() && !m_rootToolTip.isEmpty()) return m_rootToolTip;
   return {};
 }
 

@@ -29,6 +29,7 @@ class TreeModel : public QAbstractItemModel {
   [[nodiscard]] const Node& Neighbour(const Node& node) const;
   /// Not for the root.
   void Remove(const Node& node);
+  void SetRootToolTip(const QString& text);
   /// Not for the root.
   void SetStopped(const Node& node, bool stopped);
 
@@ -50,6 +51,7 @@ class TreeModel : public QAbstractItemModel {
 
   const ImageList& m_images;
   std::unique_ptr<Node> m_root;
+  QString m_rootToolTip;
   std::vector<std::unique_ptr<Node>> m_children;
 };
 

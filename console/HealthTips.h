@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "console/engine/EngineStatus.h"
+
+namespace norvane::console {
+
+namespace shared {
+class MainBas;
+}
+class StatusModel;
+class TreeModel;
+
+/// What is wrong with the engine as the tool tip of the tree's root, and which rows of the list are too old
+/// as theirs.
+class HealthTips {
+ public:
+  HealthTips(shared::MainBas& bas, TreeModel& tree, StatusModel& list);
+
+  /// Shows what the engine answered to the question of the last call, and asks again: it never waits.
+  void Refresh();
+
+ private:
+  void Show(const engine::EngineStatus& status);
+  void ShowNoAnswer();
+
+  shared::MainBas& m_bas;
+  TreeModel& m_tree;
+  StatusModel& m_list;
+  std::unique_ptr<engine::StatusQuery> m_query;
+  std::chrono::system_clock::time_point m_answeredAt = std::chrono::system_clock::now();
+};
+
+}  // namespace norvane::console
