@@ -35,6 +35,7 @@
 #include "platform/LegacyCharset.h"
 #include "platform/Paths.h"
 #include "service/Daemon.h"
+#include "service/ServiceManager.h"
 
 namespace norvane::service {
 namespace {
@@ -144,14 +145,21 @@ void KeepLogs(engine::Service& service) {
   service.KeepLogsFor(std::chrono::hours(static_cast<int>(std::min(*days, MaxLogDays) * 24)));
 }
 
-kj::Promise<void> EverySecond(kj::Timer& timer, engine::Service& service) {
+std::string Summary(const engine::Service& service) {
+  const auto text = std::to_string(service.Table().Count()) + " monitors";
+  const auto problems = service.Conditions().size();
+  return problems == 0 ? text : text + ", " + std::to_string(problems) + " problems: see norvanectl status";
+}
+
+kj::Promise<void> EverySecond(kj::Timer& timer, engine::Service& service, ServiceManager& manager) {
   return timer.afterDelay(1 * kj::SECONDS).then([&] {
     try {
       service.OnSecond();
+      manager.Report(service.IsAlive(), Summary(service));
     } catch (const std::exception& error) {
       Say(error.what());
     }
-    return EverySecond(timer, service);
+    return EverySecond(timer, service, manager);
   });
 }
 
@@ -190,7 +198,8 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
   kj::AsyncIoContext io = kj::setupAsyncIo();
   engine::Service service(ServiceOptions(arguments.folder));
   KeepLogs(service);
-  const auto seconds = EverySecond(io.provider->getTimer(), service).eagerlyEvaluate(nullptr);
+  ServiceManager manager;
+  const auto seconds = EverySecond(io.provider->getTimer(), service, manager).eagerlyEvaluate(nullptr);
 
   auto endRequested = kj::newPromiseAndFulfiller<void>();
   link::EngineServer::Options options;
@@ -203,11 +212,14 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
     daemon->Ready(arguments.folder);
   }
 
+  manager.Notify("READY=1");
+
   auto end = std::move(endRequested.promise);
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     end = end.exclusiveJoin(io.unixEventPort.onSignal(signal).ignoreResult());
   }
   end.wait(io.waitScope);
+  manager.Notify("STOPPING=1");
 
   auto saved = kj::newPromiseAndFulfiller<void>();
   std::exception_ptr failure;

@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
@@ -160,6 +163,51 @@ TEST(EngineProgram, LeavesNoCoreWithPasswords) {
   const auto finished = engine.Wait();
   EXPECT_EQ(finished.code, 128 + SIGABRT);
   EXPECT_FALSE(finished.hasDumped);
+}
+
+TEST(EngineProgram, TellsWhoeverLooksThatItCouldNotReadItsDataFile) {
+  const TempFolder folder;
+  WriteFile(folder / "NorvaneEngine.dat", "no data file");
+  const Engine engine(folder);
+  const auto status = engine.Ctl({"status"}), json = engine.Ctl({"--json", "status"});
+  EXPECT_EQ(status.code, 1);
+  EXPECT_NE(status.out.find(" cannot read the data file, "), std::string::npos) << status.out;
+  EXPECT_NE(json.out.find("\"Conditions\":[{\"Since\":\"20"), std::string::npos) << json.out;
+  while (ReadFile(folder / "log/engine.log").find(" cannot read the data file, ") == std::string::npos)
+    std::this_thread::yield();
+}
+
+TEST(EngineProgram, KeepsItsServiceManagerInformed) {
+  const TempFolder folder;
+  for (const std::string& name : {folder / "notify", "@" + (folder / "notify")}) {
+    SCOPED_TRACE(name);
+    const platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path, name.size());
+    if (name.front() == '@') address.sun_path[0] = '\0';
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+    ASSERT_EQ(::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+    const auto await = [&](const std::string& state) {
+      std::string received;
+      while (received != state) {
+        pollfd ready{socket.Get(), POLLIN, 0};
+        ASSERT_EQ(::poll(&ready, 1, 20000), 1) << "no " << state;
+        received.resize(1000);
+        received.resize(static_cast<std::size_t>(::recv(socket.Get(), received.data(), received.size(), 0)));
+      }
+    };
+    ::setenv("NOTIFY_SOCKET", name.c_str(), 1);
+    Process engine({Program("norvane-engine"), "--folder", folder.Path()});
+    ::unsetenv("NOTIFY_SOCKET");
+    await("READY=1");
+    EXPECT_TRUE(fs::exists(folder / "NorvaneEngine.sock"));
+    await("WATCHDOG=1");
+    await("STATUS=0 monitors");
+    engine.Signal(SIGTERM);
+    await("STOPPING=1");
+    EXPECT_EQ(engine.Wait().code, 0);
+  }
 }
 
 TEST(EngineProgram, FindsHostsWhoseNamesAreNoAscii) {
