@@ -20,7 +20,7 @@ std::vector<std::string> Scripts() {
 
 class ScriptTest : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(ScriptTest, ComesOutAsItIsTold) {
+TEST_P(ScriptTest, MatchesItsExpectedTrace) {
   PlayScript(GetParam());
 }
 

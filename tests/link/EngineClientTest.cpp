@@ -32,7 +32,7 @@ using std::chrono::seconds;
 
 using EngineClientTest = LinkTest;
 
-TEST_F(EngineClientTest, StartsTheEngineOnceIfNobodyAnswers) {
+TEST_F(EngineClientTest, StartsTheEngineOnceIfNoneAnswers) {
   int starts = 0;
   m_options.startEngine = [&] {
     ++starts;
@@ -45,7 +45,7 @@ TEST_F(EngineClientTest, StartsTheEngineOnceIfNobodyAnswers) {
   EXPECT_EQ(starts, 1) << "the second found it running";
 }
 
-TEST_F(EngineClientTest, AnEngineThatCannotBeStartedIsToldAndNotTriedAgain) {
+TEST_F(EngineClientTest, AnEngineThatCannotBeStartedIsReportedAndNotRetried) {
   int starts = 0;
   m_options.startTimeout = milliseconds(50);
   m_options.startEngine = [&] {
@@ -91,7 +91,7 @@ TEST_F(EngineClientTest, StartsTheEngineIfTheOneThatListensEndsBeforeItGreets) {
   ending.join();
 }
 
-TEST_F(EngineClientTest, AThreadThatCannotBeSetUpIsToldAndTriedAgain) {
+TEST_F(EngineClientTest, AThreadThatCannotBeSetUpIsReportedAndRetried) {
   Start();
   EngineClient client(m_options);
   int lastTwo[2];  // too few for its loop, but a sanitizer looks around through a pipe
@@ -115,7 +115,7 @@ TEST_F(EngineClientTest, AThreadThatCannotBeSetUpIsToldAndTriedAgain) {
   EXPECT_EQ(client.Snapshot().size(), 0u);
 }
 
-TEST_F(EngineClientTest, TellsOfTheEngineAndItsMonitors) {
+TEST_F(EngineClientTest, DescribesTheEngineAndItsMonitors) {
   Start();
   std::string instance;
   m_engine->Do([&](engine::Service& service, ScriptedChecks& checks) {
@@ -248,7 +248,7 @@ TEST_F(FetchTest, APageComesThroughTheEngine) {
   }
 }
 
-TEST_F(FetchTest, AStoppedFetchEndsWithWhatCame) {
+TEST_F(FetchTest, AStoppedFetchEndsWithThePartReceived) {
   ce::OpenGate(*client);
   const auto fetch = client->Fetch("http://a/", seconds(60));
   fetch->Stop();
@@ -256,7 +256,7 @@ TEST_F(FetchTest, AStoppedFetchEndsWithWhatCame) {
   fetch->Stop();
 }
 
-TEST_F(FetchTest, AFetchThatNobodyWaitsForIsStopped) {
+TEST_F(FetchTest, AnAbandonedFetchIsStopped) {
   const auto stops = [&] { return std::ranges::count(WorkerCalls(), "StopFetch"); };
   ce::OpenGate(*client);
   static_cast<void>(client->Fetch("http://a/", seconds(60)));
@@ -325,7 +325,7 @@ TEST_F(EngineClientTest, ShutdownReturnsWhenTheEngineHasGone) {
   shutdown.get();
 }
 
-/// Waits as a window does: in short steps, and told at the end.
+/// Waits as a window does: in short steps, with a callback at the end.
 class SteppingWaiter : public ce::CallWaiter {
  public:
   explicit SteppingWaiter(std::function<void()> eachStep) : m_eachStep(std::move(eachStep)) {}

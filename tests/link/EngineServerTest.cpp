@@ -71,7 +71,7 @@ TEST_F(EngineServerTest, WhatOtherThreadsMakeWhileItOpensTheSocketKeepsItsMode) 
   writer.join();
 }
 
-TEST_F(EngineServerTest, TakesThePlaceOfADeadEnginesSocket) {
+TEST_F(EngineServerTest, ReplacesTheSocketOfADeadEngine) {
   const auto address = link::SocketAddress(m_folder.Path());
   {
     const platform::FileDescriptor dead(::socket(AF_UNIX, SOCK_STREAM, 0));
@@ -124,7 +124,7 @@ TEST_F(EngineServerTest, AStrangerThatNeverSaysHelloIsDropped) {
   EXPECT_EQ(client.Count(), 0u);
 }
 
-TEST_F(EngineServerTest, AnotherProtocolVersionIsToldWhatIsWrong) {
+TEST_F(EngineServerTest, AnotherProtocolVersionIsRefusedWithTheReason) {
   Start();
   RawConsole console(m_folder.Path());
   const auto response = console.Hello(wire::PROTOCOL_VERSION + 1);
@@ -142,7 +142,7 @@ std::string Words(std::initializer_list<std::uint32_t> words) {
   return bytes;
 }
 
-TEST_F(EngineServerTest, APeerThatBreaksTheProtocolIsDroppedAndNobodyElse) {
+TEST_F(EngineServerTest, OnlyAPeerThatBreaksTheProtocolIsDisconnected) {
   Start();
   EngineClient bystander(m_options);
   static_cast<void>(bystander.Info());
@@ -177,7 +177,7 @@ TEST_F(EngineServerTest, ServesNoMoreConsolesThanItsLimitAndTheNextWhenOneHasLef
     ASSERT_LT(std::chrono::steady_clock::now(), end);
 }
 
-/// Takes batches, and answers them when the test says.
+/// Receives batches and answers them when the test lets it.
 class HoldingMirror final : public wire::Mirror::Server {
  public:
   explicit HoldingMirror(std::vector<kj::Own<kj::PromiseFulfiller<void>>>& held) : m_held(held) {}
@@ -198,7 +198,7 @@ class HoldingMirror final : public wire::Mirror::Server {
   std::vector<kj::Own<kj::PromiseFulfiller<void>>>& m_held;
 };
 
-TEST_F(EngineServerTest, AConsoleThatNeverAnswersGetsOneBatchAndHoldsUpNobody) {
+TEST_F(EngineServerTest, AConsoleThatNeverAnswersGetsOneBatchAndDelaysNoOther) {
   Start();
   constexpr int Count = 2500;
   m_engine->Do([](engine::Service& service, ScriptedChecks&) {
@@ -268,7 +268,7 @@ TEST_F(EngineServerTest, APeerThatCallsAndNeverReadsIsNotReadAnyMore) {
   std::string left;
   for (int idle = 0; idle < 50;) {
     if (left.empty()) left = BootstrapRequests(std::exchange(question, question + Batch), Batch);
-    ASSERT_LT(question, static_cast<unsigned>(Enough)) << "the engine takes calls without end";
+    ASSERT_LT(question, static_cast<unsigned>(Enough)) << "the engine accepts calls without end";
     const auto sent = peer.SendSome(left);
     left.erase(0, sent);
     idle = sent == 0 ? idle + 1 : 0;

@@ -63,7 +63,7 @@ void ExpectSame(const MonitorTable& table, const Mirror& mirror) {
   }
 }
 
-TEST(Mirror, ComesToTheTableFromAnyRunOfChanges) {
+TEST(Mirror, EqualsTheTableAfterAnyRunOfChanges) {
   std::mt19937 random(20);  // NOLINT: the same run every time
   const auto below = [&](std::size_t end) {
     return std::uniform_int_distribution<std::size_t>(0, end - 1)(random);

@@ -18,9 +18,9 @@ class RawPeer {
  public:
   explicit RawPeer(const std::string& folder);
   void Send(std::string_view bytes);
-  /// Sends what the engine takes at once; gives how much that was. Throws if the connection is closed.
+  /// Sends what fits into the socket at once; returns how much that was. Throws if the connection is closed.
   [[nodiscard]] std::size_t SendSome(std::string_view bytes);
-  /// Takes what comes until the engine closes the connection.
+  /// Receives until the engine closes the connection.
   void AwaitClosed();
 
  private:

@@ -129,7 +129,7 @@ TEST_F(PagerTypesTest, TheReplyIsUtf8OrElseLatin1) {
   EXPECT_TRUE(support::LoadPagerTypes(*bas, nullptr));
 }
 
-TEST_F(PagerTypesTest, WithoutAReplyTheUserIsToldAndTheNextOpeningAsksAgain) {
+TEST_F(PagerTypesTest, WithoutAReplyABoxAppearsAndTheNextOpeningAsksAgain) {
   SetList({""});
   ExpectFailure();
   SetList({.body = "", .isComplete = false});
@@ -159,7 +159,7 @@ TEST_F(PagerTypesTest, WhileTheGatewayIsSilentTheUserWaits) {
   EXPECT_FALSE(opened);
 }
 
-TEST_F(PagerTypesTest, AGatewayThatCannotBeToldApartStopsTheStart) {
+TEST_F(PagerTypesTest, AnAmbiguousGatewayStopsTheStart) {
   EXPECT_THROW(StartWith("http://mode.example.com/?"), std::invalid_argument);
   EXPECT_THROW(StartWith("pager.example.com/?"), std::invalid_argument);
 }

@@ -156,7 +156,7 @@ TEST_F(UrlCheckTest, APageWithoutABlankIsShownAsSoon) {
   Close(viewer);
 }
 
-TEST_F(UrlCheckTest, WhatCannotBeCheckedIsTold) {
+TEST_F(UrlCheckTest, AFailedCheckShowsItsReason) {
   engine.Pages()[Server + "/silent"] = {.body = "", .isComplete = false};
   engine.Pages()[Server + "/empty"] = {""};
   const struct {
@@ -228,7 +228,7 @@ TEST_F(UrlCheckTest, WhileItRunsTheUserCanOnlyCancel) {
   EXPECT_EQ(form->txtBySize.text().toStdString(), "as it was!");
 }
 
-TEST_F(UrlCheckTest, ACancelledCheckGoesOnWithWhatCame) {
+TEST_F(UrlCheckTest, ACancelledCheckShowsThePartReceived) {
   engine.Pages()[Server + "/part"] = {.body = "abcd", .isComplete = false};
   Open();
   form->optFlag_0.setChecked(true);

@@ -222,7 +222,7 @@ TEST(EngineProgram, FindsHostsWhoseNamesAreNoAscii) {
   EXPECT_EQ(check.code, 0) << check.out;
 }
 
-TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
+TEST(CtlProgram, CarriesOutCommandsAndReportsTheirOutcome) {
   const TempFolder folder;
   HttpServer server;
   server.Set("/good", HttpServer::Reply("hello"));
@@ -293,7 +293,7 @@ TEST(CtlProgram, DoesWhatItIsToldAndTellsHowItWent) {
   }
 }
 
-TEST(CtlProgram, WatchTellsEveryChangeButNoPassword) {
+TEST(CtlProgram, WatchPrintsEveryChangeButNoPassword) {
   const TempFolder folder;
   const Engine engine(folder);
   const std::string mail = "Pop3Monitor Of mail";

@@ -108,7 +108,7 @@ TEST_F(StoryTest, FromNothingToAMonitorThatOutlivesConsoleAndEngine) {
   EXPECT_EQ(console.OnPage<QLineEdit>("txtPagerNumber").text(), QStringLiteral("5551234"));
 }
 
-TEST_F(StoryTest, OutageIsSeenAndToldUntilItEnds) {
+TEST_F(StoryTest, OutageIsShownAndNotifiedUntilItEnds) {
   HttpServer web;
   SmtpServer post;
   web.Set("/", HttpServer::Reply("good"));
@@ -208,7 +208,7 @@ TEST_F(StoryTest, KilledEngineEndsTheConsoleAndNothingSavedIsLost) {
   EXPECT_EQ(Names(console), names);
 }
 
-TEST_F(StoryTest, EngineThatCanNotBeStartedIsToldAndShowsInTheCaption) {
+TEST_F(StoryTest, EngineThatCanNotBeStartedGivesABoxAndACaption) {
   std::filesystem::remove(folder / "norvane-engine");
   WriteFile(folder / "NorvaneEngine.dat", "some data");
   ConsoleRun console(folder.Path());

@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 using console::shared::QtCallWaiter;
 using console::shared::QtDialogs;
 
-/// A call that finishes when told to, on a thread of its own.
+/// A call that the test finishes, on a thread of its own.
 class ScriptedCall : public console::engine::PendingCall {
  public:
   ~ScriptedCall() override {
@@ -108,7 +108,7 @@ TEST_F(QtCallWaiterTest, PaintsAndShutsOutInputAndTicks) {
   EXPECT_EQ(clicks, 1) << "and so does input";
 }
 
-TEST_F(QtCallWaiterTest, UserWhoActsIsToldOncePerCall) {
+TEST_F(QtCallWaiterTest, AUserWhoActsGetsOneBoxPerCall) {
   QtCallWaiter waiter(dialogs, 1ms);
   QTimer::singleShot(50, [&] {
     QTest::mouseClick(&button, Qt::LeftButton);

@@ -64,7 +64,7 @@ TEST(QtDialogs, AnswersOfABox) {
   }
 }
 
-TEST(QtDialogs, FileDialogTakesStartFolderAndFilter) {
+TEST(QtDialogs, FileDialogHasStartFolderAndFilter) {
   const loopback::TempFolder folder;
   QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
   Meet<QFileDialog>([&](QFileDialog& dialog) {
