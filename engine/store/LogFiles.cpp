@@ -63,7 +63,7 @@ void AppendEscaped(std::string_view text, std::string& line) {
 
 platform::FileDescriptor Open(const std::string& path) {
   // Non-blocking, so that a pipe cannot hold the writer.
-  constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW;
   const int fd = ::open(path.c_str(), O_RDWR | flags, 0600);
   return platform::FileDescriptor(fd < 0 && errno == EACCES ? ::open(path.c_str(), O_WRONLY | flags, 0600)
                                                             : fd);
@@ -107,6 +107,7 @@ Failure Append(const std::string& path, std::string_view& text, std::uintmax_t m
       return error.message();
     file = Open(path);
   }
+  if (!file && errno == ELOOP) return "is a symbolic link";
   struct stat status {};
   if (!file || ::fstat(file.Get(), &status) != 0) return LastError();
   if (!S_ISREG(status.st_mode)) return "not a regular file";

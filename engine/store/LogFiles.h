@@ -22,8 +22,8 @@ struct LogLine {
 ///
 /// A pattern is a path in which %d, %m and %y stand for day, month and two-digit year, by the local time of
 /// the line; any other "%" is literal, and "\" separates like "/". Missing folders are made. Folders
-/// and files that it makes are the owner's only (0700, 0600). Links are followed: an administrator may keep
-/// logs elsewhere.
+/// and files that it makes are the owner's only (0700, 0600). A link to a folder is followed, since an
+/// administrator may keep logs elsewhere. One in the place of a file is not: lines hold what strangers sent.
 ///
 /// A line is "<ISO 8601 local time with milliseconds and zone> <text>" with control characters as \n, \t, \r
 /// and \x1b, so that it stays one line and harmless on a terminal. A line that a full disk or a crash cut is

@@ -117,8 +117,10 @@ TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
   WriteFile(m_folder / "file", "");
   fs::create_directory(m_folder / "folder");
   ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+  fs::create_symlink(m_folder / "file", m_folder / "link");
   const Rows<std::string, std::string> rows = {
       {"folder", "Is a directory"},
+      {"link", "is a symbolic link"},
       {"file/below", "Not a directory"},
       {"pipe", "not a regular file"},
       {"/dev/null", "not a regular file"},
