@@ -21,6 +21,8 @@ namespace {
 /// Limit, in words, of one console's messages that wait for their answer; beyond it no more are read. A
 /// single message may be larger.
 constexpr std::size_t MaxWordsInFlight = 8192;
+/// What comes before is small, and anybody can send it.
+constexpr std::uint64_t MaxMessageBeforeHello = 4096;
 constexpr auto AcceptPause = 100 * kj::MILLISECONDS;
 constexpr int Backlog = 64;
 
@@ -152,7 +154,8 @@ class EngineServer::Connection {
       : m_server(server),
         m_failed(kj::mv(failed.promise)),
         m_fail(kj::mv(failed.fulfiller)),
-        m_stream(kj::mv(stream)),
+        m_stream(kj::mv(stream),
+                 [this] { return m_session.IsOpen() ? MaxMessageToEngine : MaxMessageBeforeHello; }),
         m_network(m_stream, capnp::rpc::twoparty::Side::SERVER, ReaderLimit(MaxMessageToEngine)),
         m_rpc(capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_stream, m_session, *m_fail))) {
     m_rpc.setFlowLimit(MaxWordsInFlight);

@@ -1,8 +1,11 @@
 #include "link/PacedStream.h"
 
+#include <kj/debug.h>
+
 namespace norvane::link {
 
 kj::Promise<size_t> PacedStream::tryRead(void* buffer, size_t minBytes, size_t maxBytes) {
+  if (minBytes > m_maxRead()) return KJ_EXCEPTION(FAILED, "message too large at this point", minBytes);
   if (!m_writing) return m_inner->tryRead(buffer, minBytes, maxBytes);
   return WhenWritten().then(
       [this, buffer, minBytes, maxBytes] { return tryRead(buffer, minBytes, maxBytes); });

@@ -143,12 +143,13 @@ std::string Words(std::initializer_list<std::uint32_t> words) {
 }
 
 TEST_F(EngineServerTest, OnlyAPeerThatBreaksTheProtocolIsDisconnected) {
-  Start();
+  Start([](EngineServer::Options& options) { options.handshake = std::chrono::hours(1); });
   EngineClient bystander(m_options);
   static_cast<void>(bystander.Info());
   const std::pair<const char*, std::string> rows[] = {
       {"text", "GET / HTTP/1.1\r\nHost: engine\r\n\r\n"},
       {"a segment of 40 MiB", Words({0, (40u << 20) / 8})},
+      {"a segment of 1 MiB before any hello", Words({0, (1u << 20) / 8})},
       {"far too many segments", Words({0xfffffff0u, 1})},
       {"a pointer that leads out of the message", Words({0, 1, 0x7ffffffcu, 0xffffffffu})},
       {"a message of many bytes that say nothing", Words({0, 4096}) + std::string(4096 * 8, '\xa5')},
