@@ -102,8 +102,8 @@ class WorkerThread final : public Worker, private Watcher {
   EventLoop::Timer m_alarm;  // ends the wait for a scheduled start or for reports to be delivered
   Resolver m_resolver;
   TlsClient m_tls;
-  LoopQueue m_calls;
   PageQuota m_pageQuota;
+  LoopQueue m_calls;
   ThreadPool m_pool{2};
   ProbeContext m_context;
   CheckLoop m_checks;
