@@ -33,6 +33,7 @@
 #include "platform/FileNames.h"
 #include "platform/IniFile.h"
 #include "platform/LegacyCharset.h"
+#include "platform/MemoryLimit.h"
 #include "platform/Paths.h"
 #include "service/Daemon.h"
 #include "service/ServiceManager.h"
@@ -119,6 +120,7 @@ std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::
     log(config + ": " + unknown.what() + ", using " + std::string(platform::LegacyCharset::DefaultName) +
         " instead");
   }
+  options.maxPageBytes = std::min(options.maxPageBytes, platform::MemoryLimit() / 4);
   options.log = log;
   return std::make_unique<engine::WorkerThread>(options, wake);
 }
@@ -236,6 +238,7 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
 int Main(int argc, char** argv) {
   // Passwords are in our memory: it goes into no core file, and other programs of the user cannot read it.
   ::prctl(PR_SET_DUMPABLE, 0);
+  platform::TuneAllocator();
   std::signal(SIGPIPE, SIG_IGN);
   std::setlocale(LC_CTYPE, "C.UTF-8");  // libcurl reads host names in it
   std::signal(SIGCHLD, SIG_DFL);        // if inherited as ignored, exit statuses of children would be lost
