@@ -57,7 +57,7 @@ int CheckerRun::Scheduled(int perSecond, int seconds) {
   return good;
 }
 
-std::vector<engine::CheckEnded> AwaitReports(engine::WorkerThread& checker, platform::EventFd& event) {
+std::vector<engine::CheckEnded> AwaitReports(engine::WorkerThreads& checker, platform::EventFd& event) {
   pollfd fd{event.Fd(), POLLIN, 0};
   ::poll(&fd, 1, -1);
   event.Clear();

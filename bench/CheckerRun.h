@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/WorkerThread.h"
+#include "engine/WorkerThreads.h"
 #include "platform/EventFd.h"
 
 namespace norvane::bench {
@@ -27,11 +27,11 @@ class CheckerRun {
   std::string m_name;
   std::shared_ptr<const engine::Attributes> m_attributes;
   platform::EventFd m_event;
-  engine::WorkerThread m_checker;
+  engine::WorkerThreads m_checker;
 };
 
 /// The next reports of a checker, once there are some.
-[[nodiscard]] std::vector<engine::CheckEnded> AwaitReports(engine::WorkerThread& checker,
+[[nodiscard]] std::vector<engine::CheckEnded> AwaitReports(engine::WorkerThreads& checker,
                                                            platform::EventFd& event);
 
 }  // namespace norvane::bench

@@ -122,7 +122,7 @@ void LateQuits(FigureTable& table, const CheckedServers& servers) {
   constexpr double QuitMilliseconds = 200;
   table.Section("64 mail checks at once, QUIT answered after 200 ms");
   platform::EventFd event;
-  engine::WorkerThread checker({}, event);
+  engine::WorkerThreads checker({}, event);
   const auto pop3 = std::make_shared<const engine::Attributes>(Pop3Monitor(servers.slowPop3));
   const auto smtp = std::make_shared<const engine::Attributes>(SmtpMonitor(servers.slowSmtp));
   std::vector<double> times;

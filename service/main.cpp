@@ -23,7 +23,7 @@
 
 #include "console/engine/EngineError.h"
 #include "engine/Service.h"
-#include "engine/WorkerThread.h"
+#include "engine/WorkerThreads.h"
 #include "engine/store/StoreError.h"
 #include "formats/Number.h"
 #include "link/EngineServer.h"
@@ -57,6 +57,7 @@ constexpr const char* Usage =
 
 constexpr const char* DefaultLogDays = "90";
 constexpr double MaxLogDays = 36500;
+constexpr int MaxCheckThreads = 64;
 
 /// Ends the program with an exit code; the text says why.
 class Exit : public std::runtime_error {
@@ -108,6 +109,17 @@ void Say(const std::string& text) {
   std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
 }
 
+/// 0 stands for the default.
+std::size_t CheckThreads(const std::string& config, const engine::EventLoop::ErrorLog& log) {
+  const auto text = platform::IniValue("checks", "threads", "", config);
+  if (text.empty()) return 0;
+  const auto threads = formats::ParseNumber(text);
+  if (threads && *threads >= 1 && *threads <= MaxCheckThreads) return static_cast<std::size_t>(*threads);
+  log(config + ": threads of checks not a number from 1 to " + std::to_string(MaxCheckThreads) +
+      ", using one for each CPU");
+  return 0;
+}
+
 std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::EventFd& wake,
                                            const engine::EventLoop::ErrorLog& log) {
   const auto config = platform::PathIn(folder, platform::files::Config);
@@ -121,8 +133,9 @@ std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::
         " instead");
   }
   options.maxPageBytes = std::min(options.maxPageBytes, platform::MemoryLimit() / 4);
+  options.threads = CheckThreads(config, log);
   options.log = log;
-  return std::make_unique<engine::WorkerThread>(options, wake);
+  return std::make_unique<engine::WorkerThreads>(options, wake);
 }
 
 engine::Service::Options ServiceOptions(const std::string& folder) {

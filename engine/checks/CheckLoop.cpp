@@ -29,6 +29,10 @@ constexpr int MaxAttempts = 4;
 /// What is less late than this is not worth a line in the log.
 constexpr milliseconds RemarkedLateness{1000};
 
+std::string About(nanoseconds time) {
+  return SecondsText(std::chrono::round<std::chrono::duration<std::int64_t, std::deci>>(time));
+}
+
 }  // namespace
 
 /// One check from the moment it is due. It waits for its turn first; its time runs from its real start.
@@ -70,7 +74,8 @@ class CheckLoop::Check final : public ProbeClient {
     m_probe.reset();
     return true;
   }
-  [[nodiscard]] milliseconds HeldUpInAll() const { return std::chrono::round<milliseconds>(m_heldUp); }
+  [[nodiscard]] bool WasRewound() const { return m_heldUp > nanoseconds{0}; }
+  [[nodiscard]] std::string HeldUpText() const { return "the engine was held up for " + About(m_heldUp); }
   [[nodiscard]] milliseconds Lasted() const {
     return std::chrono::duration_cast<milliseconds>(m_owner.m_loop.Now() - m_began);
   }
@@ -108,8 +113,8 @@ class CheckLoop::Check final : public ProbeClient {
   std::unique_ptr<Probe> m_probe;
 };
 
-CheckLoop::CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxInFlight, Deliver deliver)
-    : m_loop(context.loop), m_deliver(std::move(deliver)), m_maxInFlight(maxInFlight) {
+CheckLoop::CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxInFlight, Hooks hooks)
+    : m_loop(context.loop), m_hooks(std::move(hooks)), m_maxInFlight(maxInFlight) {
   for (const auto& type : types)
     m_types.emplace(type.name, type.makeProbes(context));
 }
@@ -127,13 +132,14 @@ milliseconds CheckLoop::SetTarget(Watched& watched, CheckTarget target) {
   return times.interval;
 }
 
-void CheckLoop::Start(CheckTarget target, milliseconds firstAfter, std::uint64_t start) {
+void CheckLoop::Start(CheckTarget target, CheckStart start) {
   assert(m_loop.IsInside());
   const auto id = target.id;
   Stop(id);
   auto& watched = m_watched[id];
-  watched.start = start;
-  m_schedule.Add(id, m_loop.Now() + firstAfter, SetTarget(watched, std::move(target)));
+  watched.start = start.number;
+  m_schedule.Add(id, start.first, SetTarget(watched, std::move(target)));
+  watched.remarked = start.isRemarked;
 }
 
 void CheckLoop::Update(CheckTarget target) {
@@ -150,6 +156,20 @@ void CheckLoop::Stop(MonitorId id) {
   if (watched->second.check != nullptr) Drop(*watched->second.check);
   m_schedule.Remove(id);
   m_watched.erase(watched);
+}
+
+void CheckLoop::Release(MonitorId id) {
+  assert(m_loop.IsInside());
+  const auto found = m_watched.find(id);
+  if (found == m_watched.end()) return;
+  found->second.isLeaving = true;
+  if (found->second.check == nullptr) HandOver(id, found->second);
+}
+
+void CheckLoop::HandOver(MonitorId id, const Watched& watched) {
+  m_hooks.release({id, {watched.start, m_schedule.Next(id), watched.remarked}});
+  m_schedule.Remove(id);
+  m_watched.erase(id);
 }
 
 void CheckLoop::CheckOnce(CheckTarget target, std::uint64_t ticket) {
@@ -216,7 +236,7 @@ void CheckLoop::NoteStart(CheckEnded& report, Moment due) {
   m_figures.notMade += start.missed;
   if (start.late < RemarkedLateness && start.missed == 0) return;
   AppendRemark(report.remark,
-               "started " + SecondsText(start.late) + " late" +
+               "started " + About(start.late) + " late" +
                    (start.missed == 0 ? "" : ", checks not made: " + std::to_string(start.missed)));
 }
 
@@ -243,19 +263,25 @@ void CheckLoop::End(Check& check, const std::string& failure) noexcept {
   m_loop.Serve(m_loop, [&] {
     auto& report = check.report;
     auto& result = report.result;
+    if (isBelieved && check.WasRewound()) AppendRemark(report.remark, "made anew, " + check.HeldUpText());
     result.outcome = failure.empty() ? Outcome::Good : isBelieved ? Outcome::Failed : Outcome::NotMade;
     result.reason = failure.empty() ? std::string(console::engine::ResultOk)
                     : isBelieved    ? PlainText(failure)
-                                    : "the engine was held up for " + SecondsText(check.HeldUpInAll());
+                                    : check.HeldUpText();
     result.duration = check.Lasted();
     ++(result.IsGood() ? m_figures.good : isBelieved ? m_figures.failed : m_figures.notMade);
     if (report.ticket == 0) {
       m_watched.at(report.id).check = nullptr;
-      if (m_schedule.End(report.id, m_loop.Now()))
+      const bool outlasted = m_schedule.End(report.id, m_loop.Now());
+      if (outlasted && !check.WasRewound())
         AppendRemark(report.remark, "the check took longer than its interval");
     }
     report.remark = PlainText(report.remark);
-    m_deliver(std::move(report));
+    const auto id = report.id;
+    const bool isScheduled = report.ticket == 0;
+    m_hooks.deliver(std::move(report));
+    if (!isScheduled) return;
+    if (const auto& watched = m_watched.at(id); watched.isLeaving) HandOver(id, watched);
   });
   Drop(check);
 }

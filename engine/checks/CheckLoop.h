@@ -17,23 +17,41 @@
 
 namespace norvane::engine {
 
+/// When the checks of a monitor begin, or go on in another loop.
+struct CheckStart {
+  std::uint64_t number = 0;  ///< distinguishes this start of the monitor from former ones
+  Moment first{};
+  bool isRemarked = false;  ///< what is wrong with its attributes was reported already
+};
+
+/// A monitor that a loop no longer checks.
+struct ReleasedMonitor {
+  MonitorId id = 0;
+  CheckStart start;  ///< by which another loop goes on
+};
+
 /// The checks of one event loop: starts them as they fall due, runs their probes under their time-outs and
 /// reports how they end. On the loop's thread.
 class CheckLoop {
  public:
-  using Deliver = std::function<void(CheckEnded)>;
+  struct Hooks {
+    std::function<void(CheckEnded)> deliver;
+    std::function<void(const ReleasedMonitor&)> release = [](const auto&) {};
+  };
 
   /// At most `maxInFlight` checks are under way; further ones wait, which is none of their time. Throws
   /// std::exception when a library cannot be set up.
-  CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxInFlight, Deliver deliver);
+  CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxInFlight, Hooks hooks);
   ~CheckLoop();
   CheckLoop(const CheckLoop&) = delete;
   CheckLoop& operator=(const CheckLoop&) = delete;
 
-  /// As in CheckRunner. `start` is the number of this start of the monitor.
-  void Start(CheckTarget target, std::chrono::milliseconds firstAfter, std::uint64_t start);
+  /// As in CheckRunner.
+  void Start(CheckTarget target, CheckStart start);
   void Update(CheckTarget target);
   void Stop(MonitorId id);
+  /// Gives the monitor up when the check that waits or is in flight has ended.
+  void Release(MonitorId id);
   void CheckOnce(CheckTarget target, std::uint64_t ticket);
 
   /// Begins what is due. Called in each round of the loop, at `NextTurn` at the latest.
@@ -52,11 +70,13 @@ class CheckLoop {
     std::chrono::milliseconds timeout{};
     std::string remark;      // on the attributes as they are
     bool remarked = false;   // reported already
-    Check* check = nullptr;  // in flight
+    Check* check = nullptr;  // that waits or is in flight
+    bool isLeaving = false;
   };
 
   /// Gives the interval.
   std::chrono::milliseconds SetTarget(Watched& watched, CheckTarget target);
+  void HandOver(MonitorId id, const Watched& watched);
   void EnqueueDue();
   void EnqueueScheduled(Watched& watched);
   void Enqueue(std::unique_ptr<Check> check);
@@ -68,7 +88,7 @@ class CheckLoop {
   void Drop(Check& check) noexcept;
 
   EventLoop& m_loop;
-  Deliver m_deliver;
+  Hooks m_hooks;
   std::map<std::string_view, std::unique_ptr<ProbeType>> m_types;
   std::size_t m_maxInFlight;
   Schedule m_schedule;

@@ -44,6 +44,8 @@ class Schedule {
   /// The check has ended. True if it outlasted its interval; the next is then due at once.
   bool End(MonitorId id, Moment now);
 
+  /// When a monitor is due whose check neither waits nor runs.
+  [[nodiscard]] Moment Next(MonitorId id) const { return m_entries.at(id).due; }
   /// When the next batch is to start.
   [[nodiscard]] std::optional<Moment> NextStart() const;
 

@@ -21,4 +21,9 @@ struct CheckResult {
   [[nodiscard]] bool IsGood() const { return outcome == Outcome::Good; }
 };
 
+/// Of what could not even begin; the log has more.
+[[nodiscard]] inline CheckResult InternalFailure() {
+  return {Outcome::Failed, "internal error", std::chrono::system_clock::now()};
+}
+
 }  // namespace norvane::engine

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/WorkerThread.h"
+#include "engine/WorkerThreads.h"
 #include "loopback/Certificates.h"
 #include "platform/EventFd.h"
 
@@ -19,7 +19,7 @@ namespace norvane::tests {
 class WorkerFixture {
  public:
   explicit WorkerFixture(const engine::WorkerOptions& options = {}) : m_worker(options, m_event) {}
-  engine::WorkerThread* operator->() { return &m_worker; }
+  engine::WorkerThreads* operator->() { return &m_worker; }
 
   /// Waits for the next reports; none within half a minute fails the test.
   std::vector<engine::CheckEnded> Next() {
@@ -53,7 +53,7 @@ class WorkerFixture {
 
  private:
   platform::EventFd m_event;
-  engine::WorkerThread m_worker;
+  engine::WorkerThreads m_worker;
   bool m_gaveUp = false;
 };
 

@@ -71,8 +71,8 @@ class HeldUpCheck {
   Moment m_now{std::chrono::hours(1)};
   EventLoop m_loop{[this] { return m_now; }, &LogToStandardError, [] { return std::chrono::nanoseconds(0); }};
   tests::ProbeFixture m_probes{m_loop};
-  CheckLoop m_checks{m_probes.context, Types, 1,
-                     [this](CheckEnded report) { reports.push_back(std::move(report)); }};
+  CheckLoop m_checks{
+      m_probes.context, Types, 1, {[this](CheckEnded report) { reports.push_back(std::move(report)); }}};
 };
 
 struct Step {

@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "engine/WorkerThread.h"
+#include "engine/WorkerThreads.h"
 #include "loopback/Certificates.h"
 #include "loopback/HttpServer.h"
 #include "loopback/TempFolder.h"
@@ -48,7 +48,7 @@ class Fetcher {
 
  private:
   platform::EventFd m_event;
-  WorkerThread m_worker;
+  WorkerThreads m_worker;
   std::uint64_t m_ticket = 0;
 };
 

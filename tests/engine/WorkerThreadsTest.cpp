@@ -1,4 +1,4 @@
-#include "engine/WorkerThread.h"
+#include "engine/WorkerThreads.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <new>
+#include <set>
 #include <stdexcept>
 
 #include "console/engine/MonitorKeys.h"
@@ -32,7 +33,7 @@ CheckTarget Target(MonitorId id, const std::string& parameter, const std::string
   return {id, "WebMonitor Of " + std::to_string(id), std::make_shared<const Attributes>(attributes)};
 }
 
-TEST(WorkerThread, TellsWhyAPageIsBad) {
+TEST(WorkerThreads, TellsWhyAPageIsBad) {
   using Script = HttpServer::Script;
   using End = HttpServer::End;
   const loopback::RefusingPort refusing;
@@ -171,7 +172,7 @@ TEST(WorkerThread, TellsWhyAPageIsBad) {
   EXPECT_LE(OpenDescriptors(), descriptors);
 }
 
-TEST(WorkerThread, VerifiesCertificates) {
+TEST(WorkerThreads, VerifiesCertificates) {
   const loopback::TempFolder folder;
   const loopback::CertificateAuthority authority;
   WorkerOptions options;
@@ -206,7 +207,7 @@ TEST(WorkerThread, VerifiesCertificates) {
             "cannot read the file of trusted certificate authorities");
 }
 
-TEST(WorkerThread, AsksAsAPlainClient) {
+TEST(WorkerThreads, AsksAsAPlainClient) {
   HttpServer server;
   server.Set("/", HttpServer::Redirect("/second"));
   server.Set("/second", {"HTTP/1.1 200 OK\r\nSet-Cookie: a=b\r\nContent-Length: 0\r\n\r\n"});
@@ -231,7 +232,7 @@ TEST(WorkerThread, AsksAsAPlainClient) {
   EXPECT_EQ(requests[2].find("Authorization"), std::string::npos);
 }
 
-TEST(WorkerThread, KeepsCheckingUntilStopped) {
+TEST(WorkerThreads, KeepsCheckingUntilStopped) {
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));
   WorkerFixture worker;
@@ -252,11 +253,33 @@ TEST(WorkerThread, KeepsCheckingUntilStopped) {
   EXPECT_TRUE(worker.Check(Target(7, server.Url("/"))).result.IsGood()) << "this one is asked for";
 }
 
-TEST(WorkerThread, AReportUnderwayIsNotTakenAfterStop) {
+TEST(WorkerThreads, LosesNoMonitorWhenLoadsAreEvened) {
+  HttpServer server;
+  server.Set("/", HttpServer::Reply("x"));
+  WorkerOptions options;
+  options.threads = 2;
+  WorkerFixture worker(options);
+  const auto awaitEach = [&](const std::string& reason) {
+    for (std::set<MonitorId> left{2, 4, 6, 8}; !left.empty() && !worker.GaveUp();)
+      for (const auto& report : worker.Next())
+        if (report.result.reason == reason) left.erase(report.id);
+  };
+  for (MonitorId id = 1; id <= 8; ++id)
+    worker->Start(Target(id, server.Url("/")), milliseconds(0));
+  for (const MonitorId id : {1, 3, 5, 7})  // all that one of the threads has
+    worker->Stop(id);
+  awaitEach("Ok");
+  for (const MonitorId id : {2, 4, 6, 8})
+    worker->Update(Target(id, server.Url("/none")));
+  awaitEach("HTTP status 404");
+  awaitEach("HTTP status 404");
+}
+
+TEST(WorkerThreads, AReportUnderwayIsNotTakenAfterStop) {
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));
   platform::EventFd event;
-  WorkerThread worker({}, event);
+  WorkerThreads worker({}, event);
   worker.Start(Target(7, server.Url("/")), milliseconds(0));
   pollfd fd{event.Fd(), POLLIN, 0};
   ASSERT_EQ(::poll(&fd, 1, 30000), 1);  // its report waits in the queue
@@ -269,12 +292,13 @@ TEST(WorkerThread, AReportUnderwayIsNotTakenAfterStop) {
     EXPECT_EQ(std::get<CheckEnded>(report).result.reason, "HTTP status 404");
 }
 
-TEST(WorkerThread, TheTimeOfACheckRunsFromItsRealStart) {
+TEST(WorkerThreads, TheTimeOfACheckRunsFromItsRealStart) {
   HttpServer server;
   server.Set("/silent", {"", "", {}, HttpServer::End::Silence});
   server.Set("/", HttpServer::Reply("x"));
   WorkerOptions options;
   options.maxInFlight = 1;
+  options.threads = 1;
   WorkerFixture worker(options);
   const auto reports = worker.CheckAll({Target(1, server.Url("/silent"), "", "1.2"),
                                         Target(2, server.Url("/"), "", "0.3"), Target(3, server.Url("/"))});
@@ -290,7 +314,7 @@ TEST(WorkerThread, TheTimeOfACheckRunsFromItsRealStart) {
   EXPECT_GE(figures.latestStart, milliseconds(1000));
 }
 
-TEST(WorkerThread, HoldsPagesWithinASharedQuota) {
+TEST(WorkerThreads, HoldsPagesWithinASharedQuota) {
   HttpServer server;
   server.Set("/fits", HttpServer::Reply(std::string(2000, 'x')));
   server.Set("/large", HttpServer::Reply(std::string(4000, 'x')));
@@ -308,7 +332,7 @@ TEST(WorkerThread, HoldsPagesWithinASharedQuota) {
   EXPECT_EQ(reason("/fits", "SIZE:2000"), "Ok") << "the page that did not fit must have given back its part";
 }
 
-TEST(WorkerThread, RemarksOnceOnANumberItCannotUse) {
+TEST(WorkerThreads, RemarksOnceOnANumberItCannotUse) {
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));
   const auto target = [&](const std::string& timeout) { return Target(7, server.Url("/"), "", timeout); };
@@ -374,7 +398,7 @@ class ThrowingType final : public ProbeType {
   ProbeContext& m_context;
 };
 
-TEST(WorkerThread, WhatACheckThrowsFailsThatCheckAlone) {
+TEST(WorkerThreads, WhatACheckThrowsFailsThatCheckAlone) {
   const MonitorType types[] = {
       ProbeTable()[0], {"ThrowingMonitor", false, [](ProbeContext& context) -> std::unique_ptr<ProbeType> {
                           return std::make_unique<ThrowingType>(context);
@@ -399,26 +423,27 @@ TEST(WorkerThread, WhatACheckThrowsFailsThatCheckAlone) {
   }
 }
 
-TEST(WorkerThread, ReportsACheckThatCannotBegin) {
-  std::atomic<int> throwsAt = 0;  // the first or second time that the clock is asked from now on
+TEST(WorkerThreads, ReportsACheckThatCannotBegin) {
+  std::atomic<int> throwsAt = 0;  // the first, second or third time that the clock is asked from now on
   WorkerOptions options;
   options.clock = [&] {
     if (throwsAt > 0 && --throwsAt == 0) throw std::bad_alloc();
     return std::chrono::steady_clock::now();
   };
   options.log = [](const std::string&) {};
+  options.threads = 1;
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));
   WorkerFixture worker(options);
   std::string reason = "Ok";
   for (int tries = 0; reason == "Ok"; ++tries) {  // the worker itself may ask before it comes to the check
-    throwsAt = 1 + tries % 2;
+    throwsAt = 1 + tries % 3;
     reason = worker.Check(Target(1, server.Url("/"))).result.reason;
   }
   EXPECT_EQ(reason, "internal error");
 }
 
-TEST(WorkerThread, EndsPromptlyWithChecksInFlight) {
+TEST(WorkerThreads, EndsPromptlyWithChecksInFlight) {
   HttpServer server;
   server.Set("/silent", {"", "", {}, HttpServer::End::Silence});
   const auto began = std::chrono::steady_clock::now();

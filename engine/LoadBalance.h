@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "engine/model/Requests.h"
+
+namespace norvane::engine {
+
+/// Distributes monitors over loops by their loads: checks a second.
+class LoadBalance {
+ public:
+  struct Move {
+    MonitorId id;
+    std::size_t to;
+  };
+
+  explicit LoadBalance(std::size_t loops) : m_loops(loops) {}
+
+  /// Gives the loop of a new monitor, the one with the least load.
+  std::size_t Add(MonitorId id, double load);
+  void SetLoad(MonitorId id, double load);
+  /// Harmless if it isn't there.
+  void Remove(MonitorId id);
+
+  /// Moves a monitor to a loop with less to do, if that is worth while.
+  [[nodiscard]] std::optional<Move> Even();
+
+ private:
+  struct Placed {
+    std::size_t loop;
+    double load;
+  };
+  struct Loop {
+    double load = 0;
+    std::unordered_set<MonitorId> monitors{};
+  };
+
+  void Place(MonitorId id, std::size_t loop, double load);
+
+  std::vector<Loop> m_loops;
+  std::unordered_map<MonitorId, Placed> m_placed;
+};
+
+}  // namespace norvane::engine
