@@ -15,7 +15,7 @@
 #include <string>
 
 #include "bench/HostileRun.h"
-#include "bench/PrivateNetwork.h"
+#include "loopback/PrivateNetwork.h"
 #include "loopback/TempFolder.h"
 
 namespace norvane::bench {
@@ -78,7 +78,8 @@ void Print(const HostileRow& row, const HostileFigures& figures, bool isGood, co
 int Main(const std::vector<std::string>& arguments) {
   const auto wishes = Parse(arguments);
   const loopback::TempFolder folder;
-  EnterPrivateNetwork(folder.Path());
+  loopback::EnterPrivateNetwork();
+  loopback::AskLoopbackForNames(folder.Path());
   const loopback::CertificateAuthority authority;
   for (const auto& row : HostileRows())
     if (Runs(row, wishes)) std::printf("%-11s %s\n", row.name, row.what);

@@ -1,4 +1,4 @@
-#include "bench/PrivateNetwork.h"
+#include "loopback/PrivateNetwork.h"
 
 #include <net/if.h>
 #include <sched.h>
@@ -14,7 +14,7 @@
 
 #include "loopback/Sockets.h"
 
-namespace norvane::bench {
+namespace norvane::loopback {
 
 namespace {
 
@@ -33,12 +33,12 @@ void RaiseLoopback() {
   ifreq request{};
   std::strcpy(request.ifr_name, "lo");
   request.ifr_flags = IFF_UP | IFF_RUNNING;
-  Need(::ioctl(loopback::NewSocket().Get(), SIOCSIFFLAGS, &request) == 0, "loopback device");
+  Need(::ioctl(NewSocket().Get(), SIOCSIFFLAGS, &request) == 0, "loopback device");
 }
 
 }  // namespace
 
-void EnterPrivateNetwork(const std::string& folder) {
+void EnterPrivateNetwork() {
   const auto user = std::to_string(::getuid());
   const auto group = std::to_string(::getgid());
   Need(::unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWNET) == 0, "unshare");
@@ -46,10 +46,13 @@ void EnterPrivateNetwork(const std::string& folder) {
   WriteFile("/proc/self/uid_map", user + " " + user + " 1\n");
   WriteFile("/proc/self/gid_map", group + " " + group + " 1\n");
   RaiseLoopback();
+}
+
+void AskLoopbackForNames(const std::string& folder) {
   const auto names = folder + "/resolv.conf";
   WriteFile(names, "nameserver 127.0.0.1\n");
   Need(::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
   Need(::mount(names.c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) == 0, "/etc/resolv.conf");
 }
 
-}  // namespace norvane::bench
+}  // namespace norvane::loopback
