@@ -129,8 +129,7 @@ std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::
   try {
     options.charset = platform::LegacyCharset::FromConfig(config);
   } catch (const std::invalid_argument& unknown) {
-    log(config + ": " + unknown.what() + ", using " + std::string(platform::LegacyCharset::DefaultName) +
-        " instead");
+    log(unknown.what() + (", using " + std::string(platform::LegacyCharset::DefaultName)) + " instead");
   }
   options.maxPageBytes = std::min(options.maxPageBytes, platform::MemoryLimit() / 4);
   options.threads = CheckThreads(config, log);
