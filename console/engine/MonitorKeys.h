@@ -1,6 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -34,6 +37,13 @@ inline constexpr std::array<std::string_view, 18> KnownKeys = {
     keys::NotifyMode, keys::NotifyPager, keys::NotifyMsg, keys::Command, keys::CommandSucc,  keys::LogFile,
     keys::PopAccount, keys::PopPass,     keys::From,      keys::To,      keys::Status,       keys::Result,
 };
+
+/// The position of a key in KnownKeys, if it is one of them.
+[[nodiscard]] constexpr std::optional<std::size_t> KnownPosition(std::string_view key) {
+  const auto found = std::ranges::find(KnownKeys, key);
+  if (found == KnownKeys.end()) return std::nullopt;
+  return static_cast<std::size_t>(found - KnownKeys.begin());
+}
 
 inline constexpr std::string_view StatusEnable = "Enable";
 inline constexpr std::string_view StatusDisable = "Disable";

@@ -1,14 +1,6 @@
 #include "console/engine/MonitorRecord.h"
 
-#include <algorithm>
-
 namespace norvane::console::engine {
-
-std::optional<std::size_t> KnownPosition(std::string_view key) {
-  const auto found = std::find(KnownKeys.begin(), KnownKeys.end(), key);
-  if (found == KnownKeys.end()) return std::nullopt;
-  return static_cast<std::size_t>(found - KnownKeys.begin());
-}
 
 KnownValues::KnownValues(const Views& values) {
   std::size_t size = 0;

@@ -14,9 +14,6 @@
 
 namespace norvane::console::engine {
 
-/// The position of a key in KnownKeys, if it is one of them.
-[[nodiscard]] std::optional<std::size_t> KnownPosition(std::string_view key);
-
 /// A text for each of KnownKeys, all in one piece: a monitor has many and most are short or empty.
 class KnownValues {
  public:

@@ -1,7 +1,5 @@
 #include "engine/model/Attributes.h"
 
-#include <algorithm>
-
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
 
@@ -9,15 +7,9 @@ namespace norvane::engine {
 
 using console::engine::EngineError;
 using console::engine::EngineErrorCode;
-using console::engine::KnownKeys;
+using console::engine::KnownPosition;
 
 namespace {
-constexpr std::size_t NotKnown = KnownKeys.size();
-
-std::size_t IndexOf(std::string_view key) {
-  return static_cast<std::size_t>(std::find(KnownKeys.begin(), KnownKeys.end(), key) - KnownKeys.begin());
-}
-
 [[noreturn]] void Refuse(const char* why) {
   throw EngineError(EngineErrorCode::Invalid, why);
 }
@@ -29,7 +21,7 @@ void CheckSize(const std::string& value) {
 
 const std::string& Attributes::Get(std::string_view key) const {
   static const std::string never;
-  if (const auto index = IndexOf(key); index != NotKnown) return m_known[index];
+  if (const auto position = KnownPosition(key)) return m_known[*position];
   const auto other = m_others.find(key);
   return other == m_others.end() ? never : other->second;
 }
@@ -40,7 +32,7 @@ void Attributes::SetAt(std::size_t index, std::string value) {
 }
 
 void Attributes::Set(std::string_view key, std::string value) {
-  if (const auto index = IndexOf(key); index != NotKnown) return SetAt(index, std::move(value));
+  if (const auto position = KnownPosition(key)) return SetAt(*position, std::move(value));
   CheckSize(value);
   if (key.empty() || key.size() > console::engine::MaxKeySize) Refuse("attribute name empty or too long");
   const auto other = m_others.find(key);
