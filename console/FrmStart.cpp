@@ -27,7 +27,6 @@ using shared::BoxChoice;
 using shared::BoxIcon;
 
 constexpr int PollMilliseconds = 5000;
-constexpr int NoPageKind = 1;
 constexpr std::size_t FirstSlot = 0;
 }  // namespace
 
@@ -260,7 +259,7 @@ void FrmStart::ShowMonitor(const Node& node) {
   m_ui->ToolBar_property->setEnabled(true);
   if (!Resolve(node)) return;
   m_bas.CurrentMonitor = m_bas.CurrentRef->GetMonitor();
-  if (m_bas.CurrentMonitor->Kind() == NoPageKind) return;
+  if (m_bas.CurrentMonitor->Kind() == engine::KindWithoutPage) return;
   const auto type = m_bas.CurrentMonitor->TypeName();
   for (std::size_t slot = 0; slot < MonitorTypes().size(); ++slot)
     if (MonitorTypes()[slot].name == type) ShowPage(LoadedPage(slot));

@@ -7,9 +7,6 @@
 namespace norvane::console::engine {
 
 namespace {
-constexpr int KindWithPage = 0;
-constexpr int KindWithoutPage = 1;
-
 std::int32_t ResultOf(const Outcome& outcome) {
   return outcome.good ? 0 : -1;
 }

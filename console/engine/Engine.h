@@ -161,6 +161,10 @@ class ServiceRoot : public EngineObject {
   [[nodiscard]] Component GetComponent(std::string_view id, ServiceRef& ref);
 };
 
+/// Whether the console has a page for a monitor's type.
+inline constexpr int KindWithPage = 0;
+inline constexpr int KindWithoutPage = 1;
+
 /// One monitor. Stays valid while it is held; calls throw `NotFound` once the monitor has been removed.
 class MonitorItem : public EngineObject {
  public:
@@ -168,7 +172,7 @@ class MonitorItem : public EngineObject {
   /// The full name.
   [[nodiscard]] std::string Name();
   [[nodiscard]] std::string TypeName();
-  /// 1 means that the console has no page for it.
+  /// `KindWithPage` or `KindWithoutPage`.
   [[nodiscard]] int Kind();
   /// Empty text for a key that was never set.
   [[nodiscard]] std::string GetAttr(std::string_view key);
