@@ -24,30 +24,30 @@ std::string OpenWindow() {
   return text;
 }
 
-/// A user who waits for a window while this object lives.
-class Visitor : public QObject {
+/// Polls for a modal window, as `InWindow` says, while this object lives.
+class ModalUser : public QObject {
  public:
-  Visitor(std::string name, std::function<bool(QWidget&)> meet)
-      : m_name(std::move(name)), m_meet(std::move(meet)) {
+  ModalUser(std::string name, std::function<bool(QWidget&)> answer)
+      : m_name(std::move(name)), m_answer(std::move(answer)) {
     m_since.start();
     LookAgain();
   }
   void Finish() const {
     if (m_failure) std::rethrow_exception(m_failure);
-    if (!m_met) throw std::runtime_error("the window \"" + m_name + "\" did not come");
+    if (!m_isAnswered) throw std::runtime_error("the window \"" + m_name + "\" did not come");
   }
 
  private:
   // While an engine call is unanswered only single shots go off.
-  void LookAgain() { QTimer::singleShot(LookMilliseconds, this, &Visitor::Look); }
+  void LookAgain() { QTimer::singleShot(LookMilliseconds, this, &ModalUser::Look); }
 
   void Look() {
     try {
       if (m_since.hasExpired(PatienceMilliseconds))
-        throw std::runtime_error("the window \"" + m_name + (m_met ? "\" does not go" : "\" did not come") +
-                                 OpenWindow());
+        throw std::runtime_error("the window \"" + m_name +
+                                 (m_isAnswered ? "\" does not go" : "\" did not come") + OpenWindow());
       QWidget* window = QApplication::activeModalWidget();
-      if (!m_met && window != nullptr && window->isVisible()) m_met = m_meet(*window);
+      if (!m_isAnswered && window != nullptr && window->isVisible()) m_isAnswered = m_answer(*window);
       return LookAgain();
     } catch (...) {
       m_failure = std::current_exception();
@@ -56,9 +56,9 @@ class Visitor : public QObject {
   }
 
   const std::string m_name;
-  const std::function<bool(QWidget&)> m_meet;
+  const std::function<bool(QWidget&)> m_answer;
   QElapsedTimer m_since;
-  bool m_met = false;
+  bool m_isAnswered = false;
   std::exception_ptr m_failure;
 };
 }  // namespace
@@ -84,16 +84,16 @@ void Await(const std::string& what, const std::function<bool()>& holds) {
     throw std::runtime_error(what + " did not come" + OpenWindow());
 }
 
-void MeetWindow(const std::string& name, const std::function<void()>& act,
-                const std::function<bool(QWidget&)>& meet) {
-  const Visitor visitor(name, meet);
+void InWindow(const std::string& name, const std::function<void()>& act,
+              const std::function<bool(QWidget&)>& answer) {
+  const ModalUser user(name, answer);
   act();
-  visitor.Finish();
+  user.Finish();
 }
 
 void InBox(const std::string& title, const std::function<void()>& act,
            const std::function<void(QMessageBox&)>& answer) {
-  MeetWindow(title, act, [&](QWidget& window) {
+  InWindow(title, act, [&](QWidget& window) {
     auto* box = qobject_cast<QMessageBox*>(&window);
     const bool isRight = box != nullptr && box->windowTitle().toStdString() == title;
     if (isRight) answer(*box);

@@ -29,16 +29,16 @@ void Answer(QMessageBox& box, const std::string& caption);
 /// Lets events run until `holds`. `what` names it in the error if it never does.
 void Await(const std::string& what, const std::function<bool()>& holds);
 
-/// Does `act`, which opens a window that shuts out all others and returns when that is closed, with a user
-/// who is there as soon as a window comes for which `meet` holds. What `meet` throws comes out of this, the
-/// window being closed. `name` is for the error if no such window comes.
-void MeetWindow(const std::string& name, const std::function<void()>& act,
-                const std::function<bool(QWidget&)>& meet);
+/// Runs `act`, which opens a modal window and returns when it is closed. Meanwhile `answer` is called with
+/// each modal window that appears, until it returns true: it has handled that one. If it throws, the window
+/// is closed and the exception rethrown here. `name` is for the error if no such window appears.
+void InWindow(const std::string& name, const std::function<void()>& act,
+              const std::function<bool(QWidget&)>& answer);
 
 /// The same for a form, in which the user does `answer`.
 template <class Form>
 void InForm(const std::function<void()>& act, const std::function<void(Form&)>& answer) {
-  MeetWindow(Form::staticMetaObject.className(), act, [&answer](QWidget& window) {
+  InWindow(Form::staticMetaObject.className(), act, [&answer](QWidget& window) {
     auto* form = qobject_cast<Form*>(&window);
     if (form != nullptr) answer(*form);
     return form != nullptr;
