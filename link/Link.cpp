@@ -23,7 +23,7 @@ void Link::ThreadMain(std::promise<void> ready) {
     loop.RunUntilEnd();
   } catch (const std::exception& error) {
     if (m_loop != nullptr) throw;
-    // One of kj must end on the thread that threw it, or the process ends.
+    // A kj exception must be destroyed on the thread that threw it, or the process ends: copy the text.
     ready.set_exception(std::make_exception_ptr(std::runtime_error(error.what())));
   }
 }

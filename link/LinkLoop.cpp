@@ -114,7 +114,7 @@ void LinkLoop::Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& 
   m_tasks.add(work.exclusiveJoin(kj::mv(expired))
                   .catch_([this, call](kj::Exception&& exception) {
                     if (exception.getType() == kj::Exception::Type::DISCONNECTED)
-                      Lose();  // it may know first
+                      Lose();  // this call may be the first to notice
                     call->Fail(ErrorOf(exception));
                   })
                   .then([call] { call->Finish(); }));
@@ -220,7 +220,7 @@ void LinkLoop::Run(const std::shared_ptr<CallState>& call, milliseconds timeout,
 
 void LinkLoop::WaitUntilGone(const std::shared_ptr<CallState>& call, milliseconds timeout) {
   assert(m_thread.IsInside());
-  auto gone = WhenReached(Never).catch_([](const kj::Exception&) {});  // its only way to end
+  auto gone = WhenReached(Never).catch_([](const kj::Exception&) {});  // the promise never resolves otherwise
   Finish(kj::mv(gone), call, timeout, "the engine did not exit in time");
 }
 
@@ -249,7 +249,7 @@ void LinkLoop::Lose() {
 }
 
 void LinkLoop::taskFailed(kj::Exception&&) {
-  Lose();  // a task ends in a call's end, so nothing can be relied on any more
+  Lose();  // finishing a call failed, so the state is unknown
 }
 
 }  // namespace norvane::link

@@ -20,8 +20,8 @@ class Session final : public wire::Session::Server,
  public:
   using AwaitRead = std::function<kj::Promise<void>()>;
 
-  /// `awaitRead` is done when the console has read what was sent so far. `failed` gets the error if the
-  /// mirror cannot be fed any more; the session is of no use then. Neither is used after `Close`.
+  /// `awaitRead` is done when the console has read what was sent so far. `failed` is rejected when the
+  /// mirror cannot be updated any more; the connection must then be closed. Neither is used after `Close`.
   Session(engine::Service& service, std::function<void()> onShutdown, AwaitRead awaitRead,
           kj::PromiseFulfiller<void>& failed);
   ~Session() noexcept = default;

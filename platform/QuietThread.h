@@ -7,8 +7,8 @@
 
 namespace norvane::platform {
 
-/// Starts a thread with all signals blocked: those of the process are the main thread's, and a peer that is
-/// gone shall not raise SIGPIPE in a library.
+/// Starts a thread with all signals blocked: the main thread handles those of the process, and a library that
+/// writes to a closed connection must not raise SIGPIPE.
 template <class Run>
 [[nodiscard]] std::thread StartQuietThread(Run&& run) {
   sigset_t all;

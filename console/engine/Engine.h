@@ -23,7 +23,7 @@ class ServiceRoot;
 /// The class that a `ServiceRef` must name before `GetRoot`.
 inline constexpr std::string_view RootClassId = "{1B2D038B-C28B-11D3-9CCC-00A0246E266E}";
 
-/// Hears of each operation of the objects, and of each object made directly, before it does anything. What it
+/// Called before each operation of the objects, and before an object is made directly. What it
 /// throws becomes the operation's failure.
 class CallObserver {
  public:
@@ -215,7 +215,7 @@ class EngineFactory : public EngineObject {
 
   /// Fetches a page through the engine.
   [[nodiscard]] std::unique_ptr<PageFetch> Fetch(const std::string& url, std::chrono::milliseconds limit);
-  /// Asks the engine how it is doing; none of the objects' operations, so no observer hears of it.
+  /// Asks the engine how it is doing; none of the objects' operations, so no observer is called.
   [[nodiscard]] std::unique_ptr<StatusQuery> QueryStatus() { return m_port.QueryStatus(); }
 };
 

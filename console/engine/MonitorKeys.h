@@ -50,7 +50,7 @@ inline constexpr std::string_view StatusDisable = "Disable";
 inline constexpr std::string_view ResultOk = "Ok";
 
 /// What a new monitor has: stopped, checked every minute with half a minute to answer, two tries. The numbers
-/// also act wherever a text that is none was stored.
+/// are also the defaults for stored texts that are not numbers.
 inline constexpr std::array<std::pair<std::string_view, std::string_view>, 5> NewMonitorValues = {{
     {keys::Status, StatusDisable},
     {keys::Interval, "60"},

@@ -64,7 +64,7 @@ class SpawnAttributes {
   posix_spawnattr_t m_attributes{};
 };
 
-/// The call takes `char*` for reasons of its age and changes nothing.
+/// posix_spawn's signature is older than const.
 char* Pointer(const std::string& text) {
   return const_cast<char*>(text.c_str());
 }
@@ -89,7 +89,7 @@ Spawned Spawn(const std::string& path, const std::string& folder,
   Check(::posix_spawn(&spawned.pid, path.c_str(), actions.Get(), attributes.Get(), arguments,
                       variables.data()));
   spawned.pidfd.Reset(::pidfd_open(spawned.pid, 0));
-  if (!spawned.pidfd) {  // nobody would hear of its end
+  if (!spawned.pidfd) {  // its end would go unnoticed
     const int error = errno;
     ::kill(-spawned.pid, SIGKILL);
     ::waitpid(spawned.pid, nullptr, 0);

@@ -7,8 +7,8 @@
 
 namespace norvane::engine {
 
-/// How often a monitor is checked and how long a check may take, from its attributes. What does not read as a
-/// number above 0 acts as the default, a number beyond the limits as the nearer one.
+/// How often a monitor is checked and how long a check may take, from its attributes: clamped to the limits,
+/// the default for what is not a number above 0.
 struct CheckTimes {
   std::chrono::milliseconds interval;
   std::chrono::milliseconds timeout;

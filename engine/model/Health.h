@@ -25,17 +25,17 @@ class Health {
 
   /// An event counts as a condition for so long.
   static constexpr std::chrono::hours EventTime{1};
-  /// Further ones are only told to the observer, and never end.
+  /// Further ones are not kept: the observer is notified of their beginning, never of an end.
   static constexpr std::size_t MaxConditions = 100;
 
   Health(Clock clock, Observer observer) : m_clock(std::move(clock)), m_observer(std::move(observer)) {}
 
   [[nodiscard]] const Conditions& Now() const { return m_conditions; }
 
-  /// The state of `key`: what is wrong with it, or empty. The observer hears of a beginning and an end.
+  /// The state of `key`: what is wrong with it, or empty. Notifies the observer of a beginning and an end.
   void Set(std::string_view key, const std::string& problem);
-  /// Something went wrong just now. Ends by itself, or by `Set` with the same key. The observer hears of
-  /// each.
+  /// Something went wrong just now. Ends by itself, or by `Set` with the same key. Notifies the observer each
+  /// time.
   void Note(std::string_view key, const std::string& text, std::chrono::seconds lasting = EventTime);
   void Note(const std::string& text) { Note(text, text); }
   /// To be called now and then.

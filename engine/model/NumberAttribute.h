@@ -10,13 +10,13 @@ namespace norvane::engine {
 /// How an attribute that holds a number is read.
 struct NumberRule {
   std::string_view key;
-  double least, most;  ///< the nearer one acts for a number beyond them
-  /// A 0 that is too little stands for the default, and makes no remark.
+  double least, most;  ///< to which the number is clamped
+  /// A 0 below `least` means the default, without a remark.
   bool zeroIsDefault = false;
 };
 
-/// The number that acts: the default of a new monitor for what is no number, below 0, or 0 where that is too
-/// little. If the attribute has another, that is appended to `remark`.
+/// The attribute's number, clamped; the default of a new monitor if it is negative, not a number, or a 0
+/// below `least`. A remark is appended if the result is not the attribute's number.
 [[nodiscard]] double ReadNumber(const NumberRule& rule, const Attributes& attributes, std::string& remark);
 
 /// Puts "; " between two remarks that are not empty.

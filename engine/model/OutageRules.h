@@ -6,9 +6,9 @@
 
 namespace norvane::engine {
 
-/// What a monitor's attributes say about its failures. Both numbers may have a fraction, with which the count
-/// of failures is compared as it stands: 2.5 is reached, and exceeded, by the third failure, and lets two
-/// commands pass. A number below 0, or what is no number, acts as the default of 2.
+/// What a monitor's attributes say about its failures. Both numbers may have a fraction, and are not rounded:
+/// 2.5 is reached, and exceeded, by the third failure, and allows two commands. Negative or not a number
+/// means the default of 2.
 struct OutageRules {
   double failTimes = 0;     ///< failures in a row that make an outage; at least 1
   double maxFailTimes = 0;  ///< commands in one outage at most; a notification goes when failures exceed it

@@ -27,7 +27,7 @@ class Outage {
   explicit Outage(const OutageRecord& record) : m_record(record) {}
 
   [[nodiscard]] const OutageRecord& What() const { return m_record; }
-  /// Or a restart would begin it anew, or send a second notification.
+  /// Without its record a restart would begin it again, or send a second notification.
   [[nodiscard]] bool MustOutliveEngine() const { return m_record.isOpen || m_record.notified; }
 
   /// One more failed check, which was started at `at`. The actions count as done; a notification is under

@@ -38,12 +38,12 @@ void MakePrivateFile(const std::string& path, int flags) {
       ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW | flags, 0600));
   if (!file) throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(errno));
   struct stat info {};
-  // SQLite would read from a pipe until somebody writes.
+  // SQLite would block on a FIFO.
   if (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))
     throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
 }
 
-/// SQLite opens whatever lies beside its file, and opening a FIFO waits for somebody to write.
+/// SQLite opens the journals that it finds beside its file, and would block on a FIFO.
 void RequireRegularIfAny(const std::string& path) {
   struct stat info {};
   if (::lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode))

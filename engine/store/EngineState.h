@@ -16,8 +16,8 @@ class Health;
 /// thread; the state file is written on the writer thread.
 class EngineState {
  public:
-  /// Reads the state file of the folder, or makes it; a damaged one is kept under another name, of which
-  /// `health` hears. Throws StoreError if the file cannot be worked with.
+  /// Reads the state file of the folder, or makes it; a damaged one is kept under another name, which
+  /// is reported to `health`. Throws StoreError if the file cannot be worked with.
   EngineState(std::string folder, Writer& writer, Health& health);
 
   /// Empty text for a key that was never set.
@@ -30,8 +30,8 @@ class EngineState {
 
   /// Those that lasted when the last engine ended.
   [[nodiscard]] const OutageRecords& OutagesAtStart() const { return m_outagesAtStart; }
-  /// One write at a time: what changes meanwhile goes together into the next one, and so does what a full
-  /// disk did not take.
+  /// One write at a time: changes that come meanwhile are batched into the next one, with those whose write
+  /// failed.
   void Write(OutageChanges changes);
   /// Writes in any case, also what failed before.
   void WriteAtEnd(OutageChanges changes);

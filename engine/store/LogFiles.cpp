@@ -62,7 +62,7 @@ void AppendEscaped(std::string_view text, std::string& line) {
 }
 
 platform::FileDescriptor Open(const std::string& path) {
-  // Non-blocking, so that a pipe cannot hold the writer.
+  // Non-blocking, so that a FIFO cannot block the writer.
   constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW;
   const int fd = ::open(path.c_str(), O_RDWR | flags, 0600);
   return platform::FileDescriptor(fd < 0 && errno == EACCES ? ::open(path.c_str(), O_WRONLY | flags, 0600)
@@ -124,7 +124,7 @@ Failure Append(const std::string& path, std::string_view& text, std::uintmax_t m
   return WriteAll(file.Get(), text);
 }
 
-/// One file's trouble, of whatever kind, is no other's.
+/// Whatever fails with one file, the others are still written.
 Failure TryAppend(const std::string& path, std::string_view& text, std::uintmax_t maxSize) {
   try {
     return Append(path, text, maxSize);
@@ -149,7 +149,7 @@ bool Matches(std::string_view name, std::string_view pattern) {
 constexpr std::string_view DayFile = "NorvaneLog######.log";
 constexpr std::string_view RemovableFiles[] = {DayFile, "NorvaneLog######.log.1", "engine.log.1",
                                                "commands.log.1"};
-/// A file that gets no more lines is not tried for ever.
+/// For a file that gets no more lines.
 constexpr std::chrono::hours MaxRetryTime{24};
 
 }  // namespace

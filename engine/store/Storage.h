@@ -33,7 +33,7 @@ class Storage {
     virtual void ReplaceTable(std::unique_ptr<MonitorTable> table) = 0;
   };
 
-  /// `health` hears of a data file that cannot be read or saved.
+  /// A data file that cannot be read or saved is reported to `health`.
   Storage(Client& client, Writer& writer, Health& health, std::string folder, MonitorTypes types);
 
   /// The monitors of the folder's data file; none if there is no file, or a damaged one, which the next save

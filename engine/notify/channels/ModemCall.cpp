@@ -27,7 +27,7 @@ namespace {
 /// What a modem says at the end of a command.
 struct Result {
   std::string_view text;     // at the head of a line
-  std::string_view failure;  // of a call; empty: it has come about
+  std::string_view failure;  // of the call; empty: it succeeded
   bool isOnline = false;     // the modem treats what follows as data
 };
 constexpr Result Results[] = {
@@ -92,7 +92,7 @@ class ModemCall final : public Probe, private Watcher {
 
 ModemCall::~ModemCall() {
   if (!m_line) return;
-  // Whatever it was doing: any character ends the dialling, and this is all that can be said without waiting.
+  // In any state: a character aborts the dialling, and a single write is all that needs no waiting.
   [[maybe_unused]] const bool isSaid = m_line->Write("\rATH\r");
   Close();
 }
@@ -187,7 +187,7 @@ void ModemCall::TimeOut() {
   }
 }
 
-/// Nothing more can be said to the modem; a call that had come about stays one.
+/// The line is broken. A call that had a result before keeps it.
 void ModemCall::Break(const char* why) {
   const bool isOver = m_stage != Stage::Init && m_stage != Stage::Dial;
   Close();

@@ -20,7 +20,7 @@ struct ModemSettings {
   std::string dial;               ///< key "dial", "ATDT": the number follows at once
   std::chrono::seconds wait{30};  ///< key "wait": for the result of a call
 
-  /// What is no sensible number acts as the default.
+  /// A number that is missing or out of range is replaced by the default.
   [[nodiscard]] static ModemSettings FromConfig(const std::string& path);
 };
 
