@@ -93,6 +93,7 @@ class CheckLoop::Check final : public ProbeClient {
   void TimeOut() {
     auto& loop = m_owner.m_loop;
     if (loop.ServedUpTo() < m_until) return m_deadline.Set(m_until);  // the answer may wait to be read
+    if (m_probe->IsQueued()) return SetDeadline(loop.Now() + m_timeout);
     const auto delay = HeldUp() - m_allowed;
     if (delay <= MinAllowance) return Ended(NoAnswerWithin(m_timeout, m_probe->Step()));
     m_allowed += delay;
@@ -114,12 +115,23 @@ class CheckLoop::Check final : public ProbeClient {
 };
 
 CheckLoop::CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxInFlight, Hooks hooks)
-    : m_loop(context.loop), m_hooks(std::move(hooks)), m_maxInFlight(maxInFlight) {
+    : m_loop(context.loop),
+      m_resolver(context.resolver),
+      m_hooks(std::move(hooks)),
+      m_maxInFlight(maxInFlight) {
+  m_resolver.DeliverWhile([this] { return HasPlace(); });
   for (const auto& type : types)
     m_types.emplace(type.name, type.makeProbes(context));
 }
 
-CheckLoop::~CheckLoop() = default;
+CheckLoop::~CheckLoop() {
+  m_resolver.DeliverWhile({});
+}
+
+/// Names that hang must not keep others from being checked.
+bool CheckLoop::HasPlace() const {
+  return m_inFlight.size() < m_maxInFlight + m_resolver.Queries();
+}
 
 milliseconds CheckLoop::SetTarget(Watched& watched, CheckTarget target) {
   watched.target = std::move(target);
@@ -260,9 +272,16 @@ void CheckLoop::End(Check& check, const std::string& failure) noexcept {
       return;
     }
   }
+  auto& report = check.report;
+  const auto id = report.id;
+  const bool isScheduled = report.ticket == 0;
   m_loop.Serve(m_loop, [&] {
-    auto& report = check.report;
     auto& result = report.result;
+    bool outlasted = false;
+    if (isScheduled) {  // first, whether there is memory for the report or not
+      m_watched.at(id).check = nullptr;
+      outlasted = m_schedule.End(id, m_loop.Now());
+    }
     if (isBelieved && check.WasRewound()) AppendRemark(report.remark, "made anew, " + check.HeldUpText());
     result.outcome = failure.empty() ? Outcome::Good : isBelieved ? Outcome::Failed : Outcome::NotMade;
     result.reason = failure.empty() ? std::string(console::engine::ResultOk)
@@ -270,16 +289,12 @@ void CheckLoop::End(Check& check, const std::string& failure) noexcept {
                                     : check.HeldUpText();
     result.duration = check.Lasted();
     ++(result.IsGood() ? m_figures.good : isBelieved ? m_figures.failed : m_figures.notMade);
-    if (report.ticket == 0) {
-      m_watched.at(report.id).check = nullptr;
-      const bool outlasted = m_schedule.End(report.id, m_loop.Now());
-      if (outlasted && !check.WasRewound())
-        AppendRemark(report.remark, "the check took longer than its interval");
-    }
+    if (outlasted && !check.WasRewound())
+      AppendRemark(report.remark, "the check took longer than its interval");
     report.remark = PlainText(report.remark);
-    const auto id = report.id;
-    const bool isScheduled = report.ticket == 0;
     m_hooks.deliver(std::move(report));
+  });
+  m_loop.Serve(m_loop, [&] {
     if (!isScheduled) return;
     if (const auto& watched = m_watched.at(id); watched.isLeaving) HandOver(id, watched);
   });

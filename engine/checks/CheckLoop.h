@@ -39,7 +39,8 @@ class CheckLoop {
     std::function<void(const ReleasedMonitor&)> release = [](const auto&) {};
   };
 
-  /// At most `maxInFlight` checks are under way; further ones wait, which is none of their time. Throws
+  /// At most `maxInFlight` checks are under way, not counted those that wait for a name; further ones wait,
+  /// which is none of their time. Throws
   /// std::exception when a library cannot be set up.
   CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxInFlight, Hooks hooks);
   ~CheckLoop();
@@ -80,7 +81,8 @@ class CheckLoop {
   void EnqueueDue();
   void EnqueueScheduled(Watched& watched);
   void Enqueue(std::unique_ptr<Check> check);
-  [[nodiscard]] bool MayBegin() const { return !m_waiting.empty() && m_inFlight.size() < m_maxInFlight; }
+  [[nodiscard]] bool HasPlace() const;
+  [[nodiscard]] bool MayBegin() const { return !m_waiting.empty() && HasPlace(); }
   void BeginWaiting();
   /// The check of `report`, which was due at `due`, begins now.
   void NoteStart(CheckEnded& report, Moment due);
@@ -88,6 +90,7 @@ class CheckLoop {
   void Drop(Check& check) noexcept;
 
   EventLoop& m_loop;
+  Resolver& m_resolver;
   Hooks m_hooks;
   std::map<std::string_view, std::unique_ptr<ProbeType>> m_types;
   std::size_t m_maxInFlight;

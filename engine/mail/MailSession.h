@@ -15,6 +15,7 @@ class MailSession : public Probe, private LineDialogue::Client {
  public:
   void Begin() final;
   [[nodiscard]] std::string_view Step() const final;
+  [[nodiscard]] bool IsQueued() const final { return m_dialogue->IsQueued(); }
 
  protected:
   /// How the session ended: empty when it is good, else why not. None while it goes on.

@@ -53,6 +53,8 @@ class LineDialogue : private Watcher {
   [[nodiscard]] const std::string& Failure() const { return m_failure; }
   /// What is going on while no lines can be exchanged ("connecting"), else empty.
   [[nodiscard]] std::string_view Step() const;
+  /// The lookup of the name has yet to begin, since there are too many.
+  [[nodiscard]] bool IsQueued() const { return m_query && m_query->IsQueued(); }
   [[nodiscard]] bool IsSecured() const { return m_ssl != nullptr; }
   /// The address at this end, without its port; empty if there is no connection.
   [[nodiscard]] std::string LocalAddress() const;

@@ -45,6 +45,8 @@ class Probe {
   virtual void Begin() = 0;
   /// What the probe is waiting for ("connecting"), for the reason of a check that ran out of time.
   [[nodiscard]] virtual std::string_view Step() const = 0;
+  /// It waits for a turn of this engine rather than for a peer.
+  [[nodiscard]] virtual bool IsQueued() const { return false; }
 };
 
 }  // namespace norvane::engine

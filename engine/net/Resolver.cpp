@@ -1,30 +1,37 @@
 #include "engine/net/Resolver.h"
 
-#include <ares.h>
-#include <sys/epoll.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <new>
-#include <stdexcept>
+#include <cassert>
+#include <iterator>
 #include <utility>
 
-#include "engine/net/Reason.h"
 #include "platform/Ascii.h"
 #include "platform/NumericAddress.h"
 
 namespace norvane::engine {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
+using Outcome = NameLookup::Outcome;
 
 namespace {
 
-constexpr seconds ShortestKept{5};
-constexpr seconds LongestKept{300};
-constexpr seconds FailureKept{5};
-constexpr std::size_t MaxAddresses = 16;
 constexpr const char* ResolvConf = "/etc/resolv.conf";
+
+/// Lookups of a lane take a place each while they are younger than this: a good name server has answered.
+constexpr milliseconds Young{500};
+constexpr std::size_t MaxYoung = 256;
+/// Lookups under way of names of which nothing is known, and of those that hung. Each takes a few kilobytes.
+constexpr std::size_t MaxNew = 4096;
+constexpr std::size_t MaxSlow = 2048;
+constexpr std::size_t MaxHung = 64 << 10;
+/// So that a turn of the loop stays short.
+constexpr int MaxBegunAtOnce = 32;
+constexpr milliseconds MaxDelivery{2};
+/// How long an answer waits for a place before it looks again, and a lookup.
+constexpr milliseconds DeliverPause{5};
+constexpr milliseconds BeginPause{50};
 
 /// Always this machine, whatever files or name servers say (RFC 6761, section 6.3).
 bool IsLocalhost(const std::string& host) {
@@ -40,22 +47,6 @@ std::string NumericAddress(std::string_view host) {
   return isNumeric ? bare : std::string();
 }
 
-std::string FailureText(int status) {
-  switch (status) {
-    case ARES_ENOTFOUND:
-    case ARES_ENODATA:
-      return "name not found";
-    case ARES_EBADNAME:
-      return "invalid host name";
-    case ARES_ETIMEOUT:
-      return "no answer from the name server";
-    case ARES_ECONNREFUSED:  // or it answered that it cannot, or will not
-      return "no usable answer from the name server";
-    default:
-      return PlainText(std::string("name lookup failed: ") + ares_strerror(status));
-  }
-}
-
 /// Differs for a file that was changed or replaced.
 std::pair<timespec, ino_t> StampOf(const char* path) {
   struct stat status {};
@@ -69,115 +60,25 @@ bool Same(const std::pair<timespec, ino_t>& a, const std::pair<timespec, ino_t>&
 
 }  // namespace
 
-/// The one place that touches c-ares: a channel with its sockets in the loop.
-class Resolver::Channel : public Watcher {
- public:
-  Channel(Resolver& owner, const Options& options)
-      : m_owner(owner),
-        m_stamp(StampOf(ResolvConf)),
-        m_timer(owner.m_loop, owner.m_loop, [this] { Process(ARES_SOCKET_BAD, 0); }) {
-    static const int library = ares_library_init(ARES_LIB_INIT_ALL);
-    char lookups[] = "fb";  // the hosts file, then the servers
-    ares_options wanted{};
-    wanted.timeout = static_cast<int>(options.tryTimeout.count());
-    wanted.tries = options.tries;
-    wanted.lookups = lookups;
-    wanted.sock_state_cb = &Channel::SocketState;
-    wanted.sock_state_cb_data = this;
-    const int mask = ARES_OPT_TIMEOUTMS | ARES_OPT_TRIES | ARES_OPT_LOOKUPS | ARES_OPT_SOCK_STATE_CB;
-    int status = library == ARES_SUCCESS ? ares_init_options(&m_channel, &wanted, mask) : library;
-    if (status == ARES_SUCCESS && !options.nameServers.empty())
-      status = ares_set_servers_ports_csv(m_channel, options.nameServers.c_str());
-    if (status == ARES_SUCCESS) return;
-    if (m_channel != nullptr) ares_destroy(m_channel);
-    throw std::runtime_error(std::string("cannot set up name lookup: ") + ares_strerror(status));
-  }
-  ~Channel() override { ares_destroy(m_channel); }
-
-  void Begin(const std::string& host) {
-    ares_addrinfo_hints hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    ares_getaddrinfo(m_channel, host.c_str(), nullptr, &hints, &Channel::Answered,
-                     new Pending(1, Asked{m_owner, host}));
-    SetTimer();
-  }
-  [[nodiscard]] bool IsStale() const { return !Same(m_stamp, StampOf(ResolvConf)); }
-
-  void Ready(int fd, std::uint32_t events) override { Process(fd, events); }
-  EventOwner& Owner() override { return m_owner.m_loop; }
-
- private:
-  static void SocketState(void* self, ares_socket_t fd, int readable, int writable) noexcept {
-    auto& channel = *static_cast<Channel*>(self);
-    if (readable == 0 && writable == 0) return channel.m_owner.m_loop.Forget(fd);
-    const auto events = (readable != 0 ? EPOLLIN : 0u) | (writable != 0 ? EPOLLOUT : 0u);
-    // If the kernel cannot watch it, the lookup ends by its own time-out.
-    static_cast<void>(channel.m_owner.m_loop.Watch(fd, events, channel));
-  }
-
-  static void Answered(void* argument, int status, int, ares_addrinfo* info) noexcept {
-    std::unique_ptr<Pending> pending(static_cast<Pending*>(argument));
-    const std::unique_ptr<ares_addrinfo, decltype(&ares_freeaddrinfo)> owned(info, &ares_freeaddrinfo);
-    if (status == ARES_EDESTRUCTION || status == ARES_ECANCELLED) return;  // the channel is being replaced
-    auto& asked = pending->front();
-    auto& resolver = asked.resolver;
-    try {
-      Read(status, info, asked);
-    } catch (const std::bad_alloc&) {
-      asked.answer = {{}, "out of memory"};
-    }
-    resolver.m_answered.splice(resolver.m_answered.end(), *pending);
-    resolver.m_deliver.Set(resolver.m_loop.Now());
-  }
-
-  static void Read(int status, const ares_addrinfo* info, Asked& asked) {
-    asked.keep = LongestKept;
-    for (auto* node = info != nullptr ? info->nodes : nullptr; node != nullptr; node = node->ai_next) {
-      asked.keep = std::min(asked.keep, seconds{node->ai_ttl});
-      if (asked.answer.addresses.size() < MaxAddresses)
-        asked.answer.addresses.push_back(platform::NumericAddressText(*node->ai_addr));
-    }
-    if (status == ARES_SUCCESS && asked.answer.addresses.empty()) status = ARES_ENODATA;
-    if (status != ARES_SUCCESS) {
-      asked.answer = {{}, FailureText(status)};
-      asked.keep = FailureKept;
-    }
-    asked.keep = std::max(asked.keep, ShortestKept);
-  }
-
-  void Process(int fd, std::uint32_t events) {
-    const bool canWrite = (events & EPOLLOUT) != 0;
-    const bool canRead =
-        (events & ~static_cast<std::uint32_t>(EPOLLOUT)) != 0;  // errors are found by reading
-    ares_process_fd(m_channel, canRead ? fd : ARES_SOCKET_BAD, canWrite ? fd : ARES_SOCKET_BAD);
-    SetTimer();
-  }
-
-  void SetTimer() {
-    timeval left{};
-    if (ares_timeout(m_channel, nullptr, &left) == nullptr) return m_timer.Clear();
-    const auto wait = seconds{left.tv_sec} + std::chrono::microseconds{left.tv_usec};
-    // A millisecond more, or c-ares finds that nothing is due yet.
-    m_timer.Set(m_owner.m_loop.Now() + wait + milliseconds{1});
-  }
-
-  Resolver& m_owner;
-  ares_channel m_channel = nullptr;
-  std::pair<timespec, ino_t> m_stamp;
-  EventLoop::Timer m_timer;
-};
-
 Resolver::Resolver(EventLoop& loop, Options options)
     : m_loop(loop),
       m_options(std::move(options)),
       m_deliver(loop, loop, [this] { DeliverAnswers(); }),
-      m_channel(std::make_unique<Channel>(*this, m_options)) {
-  m_deliver.Set(
-      m_loop.Now());  // from now on `Set` allocates nothing, and the callback of c-ares cannot throw
+      m_beginWaiting(loop, loop, [this] { BeginWaiting(); }),
+      m_stamp(StampOf(ResolvConf)),
+      m_udp(MakeChannel(NameChannel::Transport::Udp)) {
+  // From now on `Set` allocates nothing, and the callback of c-ares cannot throw.
+  for (auto* timer : {&m_deliver, &m_beginWaiting})
+    timer->Set(m_loop.Now());
 }
 
 Resolver::~Resolver() = default;
+
+std::unique_ptr<NameChannel> Resolver::MakeChannel(NameChannel::Transport transport) {
+  return std::make_unique<NameChannel>(
+      m_loop, NameChannel::Options{m_options.nameServers, m_options.tryTimeout, m_options.tries}, transport,
+      [this](NameLookup& lookup) { Answered(lookup); });
+}
 
 const Resolver::Answer* Resolver::Known(const std::string& host) {
   if (auto address = NumericAddress(host); !address.empty()) {
@@ -189,74 +90,165 @@ const Resolver::Answer* Resolver::Known(const std::string& host) {
     return &m_atHand;
   }
   const auto cached = m_cache.find(host);
-  if (cached == m_cache.end()) return nullptr;
-  if (cached->second.until > m_loop.Now()) return &cached->second.answer;
-  m_cache.erase(cached);
-  return nullptr;
+  return cached != m_cache.end() && cached->second.until > m_loop.Now() ? &cached->second.answer : nullptr;
 }
 
 std::unique_ptr<Resolver::Query> Resolver::LookUp(const std::string& host, EventOwner& owner, Done done) {
-  RenewChannel();
+  RenewChannels();
   std::unique_ptr<Query> query(new Query(*this, host, owner, std::move(done)));
-  const auto [lookup, isNew] = m_lookups.try_emplace(host);
-  try {
-    lookup->second.push_back(query.get());
-    if (isNew) m_channel->Begin(host);
-  } catch (...) {
-    if (isNew) m_lookups.erase(lookup);  // or nobody would ask for this name again
-    throw;
-  }
+  LookupOf(host).queries.push_back(query.get());
+  BeginWaiting();
   return query;
 }
 
 /// A machine that changes networks, or was not yet in one when the engine started, gets other name servers.
-void Resolver::RenewChannel() {
-  if (!m_options.nameServers.empty() || !m_channel->IsStale()) return;
-  m_channel = std::make_unique<Channel>(*this, m_options);
-  for (const auto& [host, queries] : m_lookups)
-    m_channel->Begin(host);
+void Resolver::RenewChannels() {
+  const auto stamp = StampOf(ResolvConf);
+  if (!m_options.nameServers.empty() || Same(m_stamp, stamp)) return;
+  m_udp = MakeChannel(NameChannel::Transport::Udp);
+  m_tcp.reset();
+  m_stamp = stamp;
+  for (std::size_t lane = 0; lane < Lanes; ++lane) {
+    auto& waiting = m_waiting[lane];
+    for (auto& lookup : m_underWay[lane])
+      lookup.in = &waiting;
+    waiting.splice(waiting.begin(), m_underWay[lane]);
+  }
 }
 
-void Resolver::Keep(const std::string& host, const Answer& answer, seconds keep) {
+Resolver::Lane Resolver::LaneOf(const std::string& host) const {
+  if (m_hung.contains(host)) return Slow;
+  const auto cached = m_cache.find(host);
+  return cached != m_cache.end() && !cached->second.answer.addresses.empty() ? Proven : New;
+}
+
+Resolver::Lookup& Resolver::LookupOf(const std::string& host) {
+  if (const auto known = m_lookups.find(host); known != m_lookups.end()) return *known->second;
+  Lookups made(1);
+  auto& lookup = made.front();
+  lookup.host = host;
+  lookup.lane = LaneOf(host);
+  lookup.at = made.begin();
+  m_lookups.emplace(host, &lookup);
+  lookup.in = &m_waiting[lookup.lane];
+  lookup.in->splice(lookup.in->end(), made);
+  return lookup;
+}
+
+void Resolver::Move(Lookup& lookup, Lookups& to) noexcept {
+  to.splice(to.end(), *lookup.in, lookup.at);
+  lookup.in = &to;
+}
+
+void Resolver::Erase(Lookup& lookup) noexcept {
+  m_lookups.erase(lookup.host);
+  lookup.in->erase(lookup.at);
+}
+
+bool Resolver::HasPlace(Lane lane, Moment now) const {
+  const auto& underWay = m_underWay[lane];
+  if (lane == Slow) return underWay.size() < MaxSlow;
+  if (lane == New && underWay.size() >= MaxNew) return false;
+  return underWay.size() < MaxYoung || std::prev(underWay.end(), MaxYoung)->began + Young <= now;
+}
+
+void Resolver::BeginWaiting() {
+  const auto now = m_loop.Now();
+  auto next = Moment::max();
+  int begun = 0;
+  for (const auto lane : {Proven, New, Slow}) {
+    for (auto& waiting = m_waiting[lane]; !waiting.empty();) {
+      auto& lookup = waiting.front();
+      if (lookup.queries.empty()) {  // withdrawn meanwhile
+        Erase(lookup);
+        continue;
+      }
+      const bool hasPlace = HasPlace(lane, now);
+      if (!hasPlace || begun++ == MaxBegunAtOnce) {
+        next = std::min(next, hasPlace ? now : now + BeginPause);
+        break;
+      }
+      lookup.began = now;
+      Move(lookup, m_underWay[lane]);
+      m_udp->Begin(lookup, now);
+    }
+  }
+  if (next != Moment::max()) m_beginWaiting.Set(next);
+}
+
+/// Answers are given out outside of c-ares' own calls, so that whoever gets one may look up the next name or
+/// destroy its query.
+void Resolver::Answered(NameLookup& answered) noexcept {
+  Move(static_cast<Lookup&>(answered), m_answered);
+  m_deliver.Set({});
+}
+
+/// A server that cannot be reached by TCP makes all lookups fail that it has been asked for by the same
+/// channel, hence one for those that need it.
+void Resolver::AskByTcp(Lookup& lookup) {
+  if (!m_tcp) m_tcp = MakeChannel(NameChannel::Transport::Tcp);
+  lookup.began = m_loop.Now();
+  Move(lookup, m_underWay[lookup.lane]);
+  m_tcp->Begin(lookup, lookup.began);
+}
+
+void Resolver::DeliverAnswers() {
+  const auto end = m_loop.Now() + MaxDelivery;
+  while (!m_answered.empty()) {
+    auto& lookup = m_answered.front();
+    if (lookup.outcome == Outcome::Empty && !std::exchange(lookup.triedTcp, true)) {
+      m_loop.Serve(m_loop, [&] { AskByTcp(lookup); });
+      continue;
+    }
+    if (!std::exchange(lookup.isKept, true)) m_loop.Serve(m_loop, [&] { Keep(lookup); });
+    while (!lookup.queries.empty()) {
+      const auto now = m_loop.Now();
+      if (m_mayGoOn && !m_mayGoOn()) return m_deliver.Set(now + DeliverPause);
+      if (now >= end) return m_deliver.Set(now);
+      DeliverNext(lookup);
+    }
+    Erase(lookup);
+  }
+}
+
+void Resolver::DeliverNext(Lookup& lookup) noexcept {
+  auto* query = lookup.queries.front();
+  lookup.queries.pop_front();
+  --m_queries;
+  const auto done = std::exchange(query->m_done, {});
+  m_loop.Serve(query->m_owner, [&] { done(lookup.answer); });
+}
+
+void Resolver::Keep(const Lookup& lookup) {
+  if (lookup.outcome == Outcome::TimedOut) {
+    if (m_hung.size() >= MaxHung) m_hung.clear();
+    m_hung.insert(lookup.host);
+    return;
+  }
+  m_hung.erase(lookup.host);
   const auto now = m_loop.Now();
   if (m_cache.size() >= m_options.maxCached)
     std::erase_if(m_cache, [&](const auto& entry) { return entry.second.until <= now; });
   if (m_cache.size() >= m_options.maxCached) m_cache.erase(m_cache.begin());
-  m_cache.insert_or_assign(host, Cached{answer, now + keep});
-}
-
-Resolver::Query* Resolver::NextQuery(const std::string& host) {
-  const auto lookup = m_lookups.find(host);
-  if (lookup == m_lookups.end() || lookup->second.empty()) return nullptr;
-  auto* query = lookup->second.front();
-  lookup->second.pop_front();
-  return query;
-}
-
-/// Outside of c-ares' own calls, so that a callback may look up the next name or destroy its query.
-void Resolver::DeliverAnswers() {
-  for (auto& asked : std::exchange(m_answered, {})) {
-    m_loop.Serve(m_loop, [&] { Keep(asked.host, asked.answer, asked.keep); });
-    Deliver(asked.host, asked.answer);
-  }
-}
-
-void Resolver::Deliver(const std::string& host, const Answer& answer) {
-  // Searched anew each time, since a callback may add lookups and withdraw queries.
-  for (auto* query = NextQuery(host); query != nullptr; query = NextQuery(host)) {
-    const auto done = std::exchange(query->m_done, {});
-    m_loop.Serve(query->m_owner, [&] { done(answer); });
-  }
-  m_lookups.erase(host);
+  m_cache.insert_or_assign(lookup.host, Cached{lookup.answer, now + lookup.keep});
 }
 
 Resolver::Query::Query(Resolver& resolver, std::string host, EventOwner& owner, Done done)
-    : m_resolver(resolver), m_host(std::move(host)), m_owner(owner), m_done(std::move(done)) {}
+    : m_resolver(resolver), m_host(std::move(host)), m_owner(owner), m_done(std::move(done)) {
+  ++m_resolver.m_queries;
+}
 
 Resolver::Query::~Query() {
   if (!m_done) return;  // was answered
+  --m_resolver.m_queries;
   const auto lookup = m_resolver.m_lookups.find(m_host);
-  if (lookup != m_resolver.m_lookups.end()) lookup->second.remove(this);
+  if (lookup != m_resolver.m_lookups.end()) lookup->second->queries.remove(this);
+}
+
+bool Resolver::Query::IsQueued() const {
+  const auto lookup = m_resolver.m_lookups.find(m_host);
+  return lookup != m_resolver.m_lookups.end() &&
+         lookup->second->in == &m_resolver.m_waiting[lookup->second->lane];
 }
 
 }  // namespace norvane::engine

@@ -1,20 +1,30 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <array>
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <list>
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <vector>
+#include <unordered_set>
+#include <utility>
 
 #include "engine/net/EventLoop.h"
+#include "engine/net/NameChannel.h"
 
 namespace norvane::engine {
 
 /// Looks up host names through the hosts file and the machine's name servers, in the loop, without ever
 /// blocking it for a server. Lookups of one name at one time are one; answers are kept for their time to
 /// live, within limits.
+///
+/// So many lookups are under way at once and no more; the others wait in three lanes, so that names which
+/// hang hold up no others: names that were found before, names of which nothing is known, and names whose
+/// last lookup timed out.
 class Resolver {
  public:
   struct Options {
@@ -24,10 +34,7 @@ class Resolver {
     int tries = 3;
     std::size_t maxCached = 4096;  ///< answers that are kept
   };
-  struct Answer {
-    std::vector<std::string> addresses;  ///< numeric, the preferred first: "127.0.0.1", "::1"
-    std::string failure;                 ///< why there is none; for the user
-  };
+  using Answer = NameAnswer;
   using Done = std::function<void(const Answer&)>;
 
   /// Someone's interest in a lookup; destroying it withdraws the interest. Must not outlive the resolver.
@@ -45,36 +52,60 @@ class Resolver {
   /// goes to `owner`.
   [[nodiscard]] std::unique_ptr<Query> LookUp(const std::string& host, EventOwner& owner, Done done);
 
+  /// Those without an answer yet.
+  [[nodiscard]] std::size_t Queries() const { return m_queries; }
+  /// Answers are given out only while `mayGoOn` holds, which is asked before each.
+  void DeliverWhile(std::function<bool()> mayGoOn) { m_mayGoOn = std::move(mayGoOn); }
+
  private:
-  class Channel;
-  /// A name that c-ares was asked for, and later the answer. In a list of its own, so that c-ares' callback,
-  /// which must not throw, needs no memory to add it to `m_answered`.
-  struct Asked {
-    Resolver& resolver;
-    std::string host;
-    Answer answer{};
-    std::chrono::seconds keep{};
+  enum Lane : std::size_t { Proven, New, Slow, Lanes };
+  struct Lookup;
+  using Lookups = std::list<Lookup>;
+  struct Lookup : NameLookup {
+    Lane lane = New;
+    std::list<Query*> queries{};  ///< who waits for it
+    Lookups* in = nullptr;        ///< the list that it is in, and where
+    Lookups::iterator at{};
+    Moment began{};
+    bool triedTcp = false;
+    bool isKept = false;
   };
-  using Pending = std::list<Asked>;
   struct Cached {
     Answer answer;
     Moment until;
   };
+  using FileStamp = std::pair<timespec, ino_t>;
 
-  void RenewChannel();
-  void Keep(const std::string& host, const Answer& answer, std::chrono::seconds keep);
-  [[nodiscard]] Query* NextQuery(const std::string& host);
+  [[nodiscard]] std::unique_ptr<NameChannel> MakeChannel(NameChannel::Transport transport);
+  void RenewChannels();
+  [[nodiscard]] Lookup& LookupOf(const std::string& host);
+  [[nodiscard]] Lane LaneOf(const std::string& host) const;
+  static void Move(Lookup& lookup, Lookups& to) noexcept;
+  void Erase(Lookup& lookup) noexcept;
+  void BeginWaiting();
+  [[nodiscard]] bool HasPlace(Lane lane, Moment now) const;
+  void Answered(NameLookup& lookup) noexcept;
+  void AskByTcp(Lookup& lookup);
   void DeliverAnswers();
-  void Deliver(const std::string& host, const Answer& answer);
+  void DeliverNext(Lookup& lookup) noexcept;
+  void Keep(const Lookup& lookup);
 
   EventLoop& m_loop;
   Options m_options;
-  std::unordered_map<std::string, std::list<Query*>> m_lookups;  // under way, with who waits for each
-  std::unordered_map<std::string, Cached> m_cache;
-  Pending m_answered;
+  std::function<bool()> m_mayGoOn;
+  std::size_t m_queries = 0;
+  std::unordered_map<std::string, Lookup*> m_lookups;  // all, by host
+  std::array<Lookups, Lanes> m_waiting;
+  std::array<Lookups, Lanes> m_underWay;  // each in the order in which they began
+  Lookups m_answered;
+  std::unordered_map<std::string, Cached> m_cache;  // also what is past its time, as proof that there was one
+  std::unordered_set<std::string> m_hung;           // names whose last lookup timed out
   EventLoop::Timer m_deliver;
+  EventLoop::Timer m_beginWaiting;
   Answer m_atHand;
-  std::unique_ptr<Channel> m_channel;  // last, since its end calls back
+  FileStamp m_stamp;  // of the machine's list of servers when the channels were made
+  std::unique_ptr<NameChannel> m_udp;
+  std::unique_ptr<NameChannel> m_tcp;  // made when it is needed
 };
 
 class Resolver::Query {
@@ -82,6 +113,9 @@ class Resolver::Query {
   ~Query();
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
+
+  /// The lookup has yet to begin, since there are too many.
+  [[nodiscard]] bool IsQueued() const;
 
  private:
   friend class Resolver;

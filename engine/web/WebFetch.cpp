@@ -47,6 +47,7 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
 
   void Begin() override { Visit(std::string(platform::Trimmed(m_request.url)).c_str()); }
   [[nodiscard]] std::string_view Step() const override;
+  [[nodiscard]] bool IsQueued() const override { return m_query && m_query->IsQueued(); }
   [[nodiscard]] Page Received() const override;
 
  private:

@@ -11,6 +11,7 @@
 
 #include "console/engine/MonitorKeys.h"
 #include "loopback/HttpServer.h"
+#include "loopback/NameServer.h"
 #include "loopback/TempFolder.h"
 #include "tests/engine/WorkerFixture.h"
 
@@ -312,6 +313,21 @@ TEST(WorkerThreads, TheTimeOfACheckRunsFromItsRealStart) {
   EXPECT_EQ(figures.good, 2u);
   EXPECT_EQ(figures.failed, 1u);
   EXPECT_GE(figures.latestStart, milliseconds(1000));
+}
+
+TEST(WorkerThreads, ACheckThatWaitsForANameTakesNoPlace) {
+  const loopback::NameServer silent(0, [](const loopback::DnsQuestion&) { return std::string(); });
+  HttpServer server;
+  server.Set("/", HttpServer::Reply("x"));
+  WorkerOptions options;
+  options.maxInFlight = 1;
+  options.resolver.nameServers = "127.0.0.1:" + std::to_string(silent.Port());
+  WorkerFixture worker(options);
+  const auto reports =
+      worker.CheckAll({Target(1, "http://hang.test/", "", "1.2"), Target(2, server.Url("/"))});
+  EXPECT_EQ(reports[0].result.reason, "no answer within 1.2 s (looking up the name)");
+  EXPECT_EQ(reports[1].result.reason, "Ok");
+  EXPECT_EQ(reports[1].remark, "") << "the other must not have been late";
 }
 
 TEST(WorkerThreads, HoldsPagesWithinASharedQuota) {

@@ -35,21 +35,61 @@ FakeNameServer::FakeNameServer(engine::EventLoop& loop, std::map<std::string, En
 }
 
 FakeNameServer::~FakeNameServer() {
-  m_loop.Forget(m_socket.Get());
+  for (auto* fd : {&m_socket, &m_listener, &m_connection})
+    m_loop.Close(*fd);
+}
+
+void FakeNameServer::ListenByTcp() {
+  m_listener.Reset(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(m_port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (::bind(m_listener.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(m_listener.Get(), 1) != 0 || !m_loop.Watch(m_listener.Get(), EPOLLIN, *this))
+    throw std::runtime_error("no name server by TCP");
 }
 
 void FakeNameServer::Ready(int fd, std::uint32_t) {
+  if (fd == m_connection.Get()) return AnswerByTcp();
+  if (fd == m_listener.Get()) {
+    m_loop.Close(m_connection);
+    m_connection.Reset(::accept4(fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    return static_cast<void>(m_loop.Watch(m_connection.Get(), EPOLLIN, *this));
+  }
+  while (AnswerByUdp()) {
+  }
+}
+
+/// False when nothing has come.
+bool FakeNameServer::AnswerByUdp() {
   std::array<char, 512> buffer;
   sockaddr_storage peer{};
   socklen_t size = sizeof peer;
   auto* plain = reinterpret_cast<sockaddr*>(&peer);
-  const auto got = ::recvfrom(fd, buffer.data(), buffer.size(), 0, plain, &size);
-  if (got <= static_cast<ssize_t>(HeaderSize)) return;
-  const auto answer = Answer({buffer.data(), static_cast<std::size_t>(got)});
-  if (!m_isSilent) ::sendto(fd, answer.data(), answer.size(), 0, plain, size);
+  const auto got = ::recvfrom(m_socket.Get(), buffer.data(), buffer.size(), 0, plain, &size);
+  if (got <= static_cast<ssize_t>(HeaderSize)) return false;
+  const auto answer = Answer({buffer.data(), static_cast<std::size_t>(got)}, false);
+  if (!answer.empty()) ::sendto(m_socket.Get(), answer.data(), answer.size(), 0, plain, size);
+  return true;
 }
 
-std::string FakeNameServer::Answer(const std::string& question) {
+/// Messages are headed by their size.
+void FakeNameServer::AnswerByTcp() {
+  std::array<char, 4096> buffer;
+  const auto got = ::recv(m_connection.Get(), buffer.data(), buffer.size(), 0);
+  if (got <= 0) return m_loop.Close(m_connection);
+  std::string questions(buffer.data(), static_cast<std::size_t>(got));
+  while (questions.size() > 2) {
+    const auto size = static_cast<std::size_t>(questions[1]);
+    const auto answer = Answer(questions.substr(2, size), true);
+    const auto message = Bytes({0, static_cast<int>(answer.size())}) + answer;
+    ::send(m_connection.Get(), message.data(), message.size(), MSG_NOSIGNAL);
+    questions.erase(0, 2 + size);
+  }
+}
+
+std::string FakeNameServer::Answer(const std::string& question, bool isTcp) {
   std::string name;
   std::size_t at = HeaderSize;
   for (auto label = static_cast<std::size_t>(question.at(at)); label != 0;
@@ -61,15 +101,18 @@ std::string FakeNameServer::Answer(const std::string& question) {
   if (wantsAddress) m_asked.push_back(name);
   const auto entry = m_entries.find(name);
   const bool exists = entry != m_entries.end();
+  if (m_isSilent || (exists && entry->second.isSilent)) return {};
+  const bool isCut = exists && entry->second.isLong && !isTcp;
+  const bool hasAddress = exists && wantsAddress && !m_refuses && !isCut;
   // Header: the question's id, an authoritative answer, no error, "no such name" or "refused", counts.
   auto answer = question.substr(0, 2) +
-                Bytes({0x85,
+                Bytes({isCut ? 0x87 : 0x85,
                        m_refuses ? 0x85
                        : exists  ? 0x80
                                  : 0x83,
-                       0, 1, 0, exists && wantsAddress && !m_refuses, 0, 0, 0, 0}) +
+                       0, 1, 0, hasAddress, 0, 0, 0, 0}) +
                 question.substr(HeaderSize, at + 5 - HeaderSize);
-  if (!exists || !wantsAddress || m_refuses) return answer;
+  if (!hasAddress) return answer;
   const auto ttl = entry->second.timeToLive;
   answer += Bytes({0xc0, HeaderSize, 0, TypeA, 0, 1, 0, 0, ttl >> 8, ttl & 0xff, 0, 4});
   in_addr address{};

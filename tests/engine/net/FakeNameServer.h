@@ -9,12 +9,14 @@
 
 namespace norvane::tests {
 
-/// A name server on a loopback port, in the loop of the test. Knows IPv4 addresses only (RFC 1035).
+/// A name server on a loopback port, UDP only, in the loop of the test. Knows IPv4 addresses only (RFC 1035).
 class FakeNameServer : private engine::Watcher {
  public:
   struct Entry {
     std::string address;
     int timeToLive = 60;  ///< seconds
+    bool isLong = false;  ///< too long for UDP
+    bool isSilent = false;
   };
   /// Names that are not in `entries` do not exist.
   FakeNameServer(engine::EventLoop& loop, std::map<std::string, Entry> entries);
@@ -26,15 +28,22 @@ class FakeNameServer : private engine::Watcher {
   [[nodiscard]] const std::vector<std::string>& Asked() const { return m_asked; }
   void FallSilent() { m_isSilent = true; }
   void Refuse() { m_refuses = true; }
+  /// From now on there is TCP too, which is refused before.
+  void ListenByTcp();
 
  private:
   void Ready(int fd, std::uint32_t events) override;
   engine::EventOwner& Owner() override { return m_loop; }
-  [[nodiscard]] std::string Answer(const std::string& question);
+  /// Empty: none.
+  [[nodiscard]] std::string Answer(const std::string& question, bool isTcp);
+  [[nodiscard]] bool AnswerByUdp();
+  void AnswerByTcp();
 
   engine::EventLoop& m_loop;
   std::map<std::string, Entry> m_entries;
   platform::FileDescriptor m_socket;
+  platform::FileDescriptor m_listener;
+  platform::FileDescriptor m_connection;  // the latest
   int m_port = 0;
   std::vector<std::string> m_asked;
   bool m_isSilent = false;

@@ -129,6 +129,79 @@ TEST_F(ResolverTest, ARefusingNameServerIsNoSilentOne) {
   EXPECT_EQ(Ask(resolver, "shop.test").failure, "no usable answer from the name server");
 }
 
+TEST_F(ResolverTest, ALongAnswerIsAskedForByTcp) {
+  FakeNameServer server(m_loop, {{"long.test", {.address = "192.0.2.7", .isLong = true}}});
+  server.ListenByTcp();
+  Resolver resolver(m_loop, {server.Address()});
+  EXPECT_EQ(Ask(resolver, "long.test").addresses, Strings{"192.0.2.7"});
+}
+
+TEST_F(ResolverTest, ALongAnswerWithoutTcpHarmsNoOtherLookup) {
+  std::map<std::string, FakeNameServer::Entry> entries{
+      {"long.test", {.address = "192.0.2.7", .isLong = true}}};
+  for (int i = 0; i < 100; ++i)
+    entries["shop" + std::to_string(i) + ".test"] = {"192.0.2.8"};
+  FakeNameServer server(m_loop, entries);
+  Resolver resolver(m_loop, {server.Address()});
+  std::map<std::string, Resolver::Answer> answers;
+  std::vector<std::unique_ptr<Resolver::Query>> queries;
+  for (const auto& [host, entry] : entries)
+    queries.push_back(
+        resolver.LookUp(host, m_loop, [&, name = host](const auto& got) { answers[name] = got; }));
+  RunUntil([&] { return answers.size() == entries.size(); });
+  for (const auto& [host, answer] : answers)
+    EXPECT_EQ(answer.failure, host == "long.test" ? "no usable answer from the name server" : "") << host;
+}
+
+TEST_F(ResolverTest, NamesThatHangHoldUpNoOthers) {
+  constexpr int Hanging = 1000;
+  std::map<std::string, FakeNameServer::Entry> entries{{"proven.test", {"192.0.2.1"}},
+                                                       {"new.test", {"192.0.2.2"}}};
+  for (int i = 0; i < Hanging; ++i)
+    entries["hang" + std::to_string(i) + ".test"] = {.address = {}, .isSilent = true};
+  FakeNameServer server(m_loop, entries);
+  Resolver resolver(m_loop, {server.Address(), milliseconds(300), 1});
+  static_cast<void>(Ask(resolver, "proven.test"));
+  m_ahead += seconds(60);
+  int hung = 0;
+  std::vector<std::unique_ptr<Resolver::Query>> queries;
+  const auto askForAll = [&] {
+    queries.clear();
+    hung = 0;
+    for (int i = 0; i < Hanging; ++i) {
+      queries.push_back(
+          resolver.LookUp("hang" + std::to_string(i) + ".test", m_loop, [&](const auto&) { ++hung; }));
+      if (i % 32 == 0) m_loop.RunOnce(milliseconds(0));  // or the server's socket overflows
+    }
+  };
+  askForAll();
+  EXPECT_FALSE(queries.front()->IsQueued());
+  EXPECT_TRUE(queries.back()->IsQueued());
+  EXPECT_EQ(Ask(resolver, "proven.test").addresses, Strings{"192.0.2.1"});
+  EXPECT_LT(hung, Hanging / 2) << "a name that was found before comes first";
+  RunUntil([&] { return hung == Hanging; });
+  askForAll();
+  EXPECT_EQ(Ask(resolver, "new.test").addresses, Strings{"192.0.2.2"});
+  EXPECT_LT(hung, Hanging / 2) << "a name that hung comes last";
+}
+
+TEST_F(ResolverTest, AnswersWaitForAPlace) {
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+  Resolver resolver(m_loop, {server.Address()});
+  int places = 1;
+  resolver.DeliverWhile([&] { return places > 0; });
+  const auto take = [&](const auto&) { --places; };
+  const auto first = resolver.LookUp("shop.test", m_loop, take);
+  const auto second = resolver.LookUp("shop.test", m_loop, take);
+  RunUntil([&] { return places == 0; });
+  m_loop.RunOnce(milliseconds(20));
+  EXPECT_EQ(places, 0);
+  EXPECT_EQ(resolver.Queries(), 1u);
+  places = 1;
+  RunUntil([&] { return resolver.Queries() == 0; });
+  EXPECT_EQ(places, 0);
+}
+
 TEST_F(ResolverTest, AWithdrawnQueryStillFillsTheCache) {
   FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
   Resolver resolver(m_loop, {server.Address()});
