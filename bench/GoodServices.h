@@ -29,8 +29,9 @@ struct Starts {
 };
 
 /// Well-behaved web, POP3 and SMTP servers in processes of their own, which note when a check of which
-/// monitor comes, the name server by which they are found, and a bare process that connects at the same pace
-/// as the checks do. Monitor N of service K is at 127.0.K.N, "K-N.good.test". In a private network.
+/// monitor comes, the name server by which they are found, and a bare process that connects at the pace of
+/// the checks and works as much. Monitor N of service K is at 127.0.K.N, "K-N.good.test". In a private
+/// network.
 class GoodServices {
  public:
   static constexpr int Count = 200;

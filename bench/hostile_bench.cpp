@@ -1,7 +1,7 @@
 // The engine beside hostile peers and on a machine that is short of something: 200 well-behaved web, POP3 and
 // SMTP services, checked each second, are to be checked on time and found good all the same. A line for each
 // row: good checks made of those due, checks that failed, starts more than 250 ms late, by how much the
-// latest was, and how late a bare process was that merely connects at the same pace.
+// latest was, and how late a bare process was that connects at the same pace and uses the processor as much.
 //
 // Run: build/release/bench/hostile_bench [--short] [--seconds N] [--reasons] [ROW...]; without a row all but
 // the longest, which takes about six minutes. `--short` is for every change, and takes two. `--reasons` shows
