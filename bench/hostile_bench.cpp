@@ -4,12 +4,11 @@
 // latest was, and how late a bare process was that connects at the same pace and uses the processor as much.
 //
 // Run: build/release/bench/hostile_bench [--short] [--seconds N] [--reasons] [ROW...]; without a row all but
-// the longest, which takes about six minutes. `--short` is for every change, and takes two. `--reasons` shows
-// what is said of the hostile peers. Ends with 1 if a check failed falsely, came later than the bare process
-// allows, or the engine ended. It needs a network of its own: the right to make namespaces.
+// the longest, which takes about seven minutes. `--short` is for every change, and takes four. `--reasons`
+// shows what is said of the hostile peers. Ends with 1 if a check failed falsely, came later than the bare
+// process allows, or the engine ended. It needs a network of its own: the right to make namespaces.
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <exception>
 #include <string>
