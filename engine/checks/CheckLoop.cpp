@@ -21,11 +21,11 @@ namespace {
 /// Begun in one round of the loop. When checks are due faster than they can be made, those in flight then
 /// come to their end before more begin, and what they hold stays small and warm.
 constexpr int MaxBegunAtOnce = 32;
-/// A failure of a check is not believed when its thread was kept from its work for longer meanwhile.
-constexpr milliseconds MaxOwnDelay{500};
-/// A check that runs out of time gets what its thread was kept from its work, if it is more.
+/// A check that runs out of time gets what its thread was kept from its work besides, if it is more.
 constexpr milliseconds MinAllowance{20};
 constexpr int MaxAttempts = 4;
+/// How long a page may wait to be looked at.
+constexpr std::chrono::minutes MaxJudging{1};
 /// What is less late than this is not worth a line in the log.
 constexpr milliseconds RemarkedLateness{1000};
 
@@ -51,6 +51,7 @@ class CheckLoop::Check final : public ProbeClient {
     m_began = m_owner.m_loop.Now();
     m_delayBefore = m_owner.m_loop.OwnDelay();
     m_allowed = {};
+    m_isOutOfTime = m_lostItsTime = m_hasArrived = false;
     report.result.at = std::chrono::system_clock::now();
     if (m_attempts++ == 0) m_owner.NoteStart(report, m_due);
     SetDeadline(m_began + m_timeout);
@@ -58,14 +59,26 @@ class CheckLoop::Check final : public ProbeClient {
     m_probe->Begin();
   }
   void Ended(std::string failure) noexcept override { m_owner.End(*this, failure); }
-  void Arrived() override { m_deadline.Clear(); }
+  void Arrived() override {
+    m_hasArrived = true;
+    SetDeadline(m_owner.m_loop.Now() + MaxJudging);
+  }
   void Broke(const std::string& why) override {
     m_owner.m_loop.Log("check of " + m_target.name + ": " + why);
     Ended(why);
   }
 
-  /// The failure says nothing about the service: the engine may have missed what it did.
-  [[nodiscard]] bool WasHeldUp() const { return HeldUp() > MaxOwnDelay; }
+  /// A failure may be the engine's own, which kept the peer waiting: worth another attempt.
+  [[nodiscard]] bool MayBeOurs() const {
+    if (m_isOutOfTime || WasStalled()) return WasStalled();
+    const auto delay = HeldUp();
+    return delay > DelayMeter::MaxDelay && delay > (m_owner.m_loop.Now() - m_began) / 2;
+  }
+  /// The engine did nothing for so long that a failure says nothing about the service. A check that runs out
+  /// of time gets back what it lost, and only the loss of all of it at once spoils that.
+  [[nodiscard]] bool WasStalled() const {
+    return m_isOutOfTime ? m_lostItsTime : m_owner.m_loop.LastStall() >= m_began;
+  }
   /// Gives up what was done, to begin again. False if that was in vain too often.
   [[nodiscard]] bool Rewind() {
     m_heldUp += HeldUp();
@@ -95,7 +108,11 @@ class CheckLoop::Check final : public ProbeClient {
     if (loop.ServedUpTo() < m_until) return m_deadline.Set(m_until);  // the answer may wait to be read
     if (m_probe->IsQueued()) return SetDeadline(loop.Now() + m_timeout);
     const auto delay = HeldUp() - m_allowed;
-    if (delay <= MinAllowance) return Ended(NoAnswerWithin(m_timeout, m_probe->Step()));
+    m_lostItsTime = m_lostItsTime || m_hasArrived || delay >= m_timeout;
+    if (m_hasArrived || delay <= MinAllowance) {
+      m_isOutOfTime = true;
+      return Ended(NoAnswerWithin(m_timeout, m_probe->Step()));
+    }
     m_allowed += delay;
     SetDeadline(loop.Now() + std::min<nanoseconds>(delay, m_timeout));
   }
@@ -109,6 +126,9 @@ class CheckLoop::Check final : public ProbeClient {
   nanoseconds m_heldUp{0};       // in former attempts
   nanoseconds m_delayBefore{0};  // of the loop's thread, when the attempt began
   nanoseconds m_allowed{0};      // by which the deadline was put off already
+  bool m_hasArrived = false;     // all that the peer has to send
+  bool m_isOutOfTime = false;
+  bool m_lostItsTime = false;  // to the engine's own delay, at once
   Moment m_until{};
   EventLoop::Timer m_deadline;
   std::unique_ptr<Probe> m_probe;
@@ -263,15 +283,13 @@ CheckFigures CheckLoop::Figures() const {
 }
 
 void CheckLoop::End(Check& check, const std::string& failure) noexcept {
-  const bool isBelieved = failure.empty() || !check.WasHeldUp();
-  if (!isBelieved) {
+  if (!failure.empty() && check.MayBeOurs() && check.Rewind()) {
     ++m_figures.thrownAway;
-    if (check.Rewind()) {
-      check.isInFlight = false;
-      m_waiting.splice(m_waiting.begin(), m_inFlight, check.at);
-      return;
-    }
+    check.isInFlight = false;
+    m_waiting.splice(m_waiting.begin(), m_inFlight, check.at);
+    return;
   }
+  const bool isBelieved = failure.empty() || !check.WasStalled();
   auto& report = check.report;
   const auto id = report.id;
   const bool isScheduled = report.ticket == 0;

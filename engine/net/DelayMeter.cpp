@@ -47,7 +47,12 @@ nanoseconds DelayMeter::Overrun(Moment now) const {
   return std::max<nanoseconds>(now - m_from - MaxRound, nanoseconds{0});
 }
 
+DelayMeter::Moment DelayMeter::LastStall(Moment now) const {
+  return Overrun(now) > MaxDelay ? now : m_lastStall;
+}
+
 void DelayMeter::Rest(Moment now) {
+  m_lastStall = LastStall(now);
   m_overrun += Overrun(now);
   m_from = now;
 }

@@ -19,6 +19,8 @@ class DelayMeter {
 
   /// A round of work that takes longer has kept others waiting.
   static constexpr std::chrono::milliseconds MaxRound{5};
+  /// A delay in one piece from which peers may have given up on us.
+  static constexpr std::chrono::milliseconds MaxDelay{500};
 
   explicit DelayMeter(Source source) : m_source(std::move(source)) {}
 
@@ -27,6 +29,8 @@ class DelayMeter {
   void Rest(Moment now);
   /// The sum while at work, to within a few milliseconds.
   [[nodiscard]] std::chrono::nanoseconds At(Moment now);
+  /// When the latest round ended that was late by more than `MaxDelay`; `now` if this one is.
+  [[nodiscard]] Moment LastStall(Moment now) const;
   /// What of it came from the source.
   [[nodiscard]] std::chrono::nanoseconds Scheduled() const { return m_scheduled; }
 
@@ -35,6 +39,7 @@ class DelayMeter {
 
   Source m_source;
   Moment m_from{};
+  Moment m_lastStall{};
   Moment m_sampled{};
   std::chrono::nanoseconds m_overrun{0};      // of the rounds that are over
   std::chrono::nanoseconds m_overrunSeen{0};  // at the last sample

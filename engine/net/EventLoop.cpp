@@ -37,6 +37,7 @@ EventLoop::EventLoop(Clock clock, ErrorLog log, DelayMeter::Source delay)
       m_costly{platform::FileDescriptor(::epoll_create1(EPOLL_CLOEXEC)), std::vector<epoll_event>(1)},
       m_turnBegan(Now()) {
   if (!m_cheap.fd || !m_costly.fd) Fail("epoll_create1");
+  m_delay.Work(m_turnBegan);
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.u64 = CostlyOnes;

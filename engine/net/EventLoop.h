@@ -91,6 +91,7 @@ class EventLoop : public EventOwner {
   [[nodiscard]] std::chrono::microseconds LongestTurn() const { return m_turns.At(Now()); }
   /// How long the thread has been kept from its work so far; the difference of two moments counts.
   [[nodiscard]] std::chrono::nanoseconds OwnDelay() { return m_delay.At(Now()); }
+  [[nodiscard]] Moment LastStall() const { return m_delay.LastStall(Now()); }
 
   /// Calls `event`; what it throws goes to `owner`.
   template <class Event>

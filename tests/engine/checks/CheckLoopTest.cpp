@@ -76,7 +76,7 @@ class HeldUpCheck {
 };
 
 struct Step {
-  enum What { Pass, Stall, Fail, Succeed } what;
+  enum What { Pass, Stall, Arrive, Fail, Succeed } what;
   int time = 0;
 };
 
@@ -113,6 +113,34 @@ TEST(CheckLoop, DoesNotTakeItsOwnDelayForAFailure) {
        Outcome::Good,
        "Ok",
        2},
+      {"short stalls are given back, and the failure is believed",
+       {{S::Stall, 405}, {S::Stall, 405}, {S::Pass, 190}, {S::Stall, 405}, {S::Stall, 405}, {S::Pass, 810}},
+       Outcome::Failed,
+       "no answer within 1 s (waiting)"},
+      {"what fails again and again beside short stalls is believed",
+       {{S::Stall, 405},
+        {S::Stall, 405},
+        {S::Fail},
+        {S::Pass, 5},
+        {S::Stall, 405},
+        {S::Stall, 405},
+        {S::Fail},
+        {S::Pass, 5},
+        {S::Stall, 405},
+        {S::Stall, 405},
+        {S::Fail},
+        {S::Pass, 5},
+        {S::Stall, 405},
+        {S::Stall, 405},
+        {S::Fail}},
+       Outcome::Failed,
+       "broken",
+       4},
+      {"a page that nobody had time to look at",
+       {{S::Arrive}, {S::Pass, 60005}, {S::Pass, 5}, {S::Succeed}},
+       Outcome::Good,
+       "Ok",
+       2},
       {"not for ever",
        {{S::Stall, 605},
         {S::Fail},
@@ -136,6 +164,7 @@ TEST(CheckLoop, DoesNotTakeItsOwnDelayForAFailure) {
       EXPECT_TRUE(check.reports.empty());
       if (step.what == S::Pass) check.Pass(step.time);
       if (step.what == S::Stall) check.Stall(step.time);
+      if (step.what == S::Arrive) running.client->Arrived();
       if (step.what == S::Fail) running.client->Ended("broken");
       if (step.what == S::Succeed) running.client->Ended("");
     }
