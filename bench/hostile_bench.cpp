@@ -4,9 +4,10 @@
 // latest was, and how late a bare process was that connects at the same pace and uses the processor as much.
 //
 // Run: build/release/bench/hostile_bench [--short] [--seconds N] [--reasons] [ROW...]; without a row all but
-// the longest, which takes about seven minutes. `--short` is for every change, and takes four. `--reasons`
-// shows what is said of the hostile peers. Ends with 1 if a check failed falsely, came later than the bare
-// process allows, or the engine ended. It needs a network of its own: the right to make namespaces.
+// the longest, which takes about seven minutes. `--short` is for every change, and takes four; a row that is
+// only late is tried once more there, since another program may have used the processor. `--reasons` shows
+// what is said of the hostile peers. Ends with 1 if a check failed falsely, came later than the bare process
+// allows, or the engine ended. It needs a network of its own: the right to make namespaces.
 
 #include <algorithm>
 #include <cstdio>
@@ -87,8 +88,11 @@ int Main(const std::vector<std::string>& arguments) {
   int ran = 0, missed = 0;
   for (const auto& row : HostileRows()) {
     if (!Runs(row, wishes)) continue;
-    const auto figures = RunBeside(row, authority, wishes.time);
-    const bool isGood = figures.failed == 0 && figures.ending.empty() && !IsLate(row, figures);
+    auto figures = RunBeside(row, authority, wishes.time);
+    const auto isUnharmed = [&] { return figures.failed == 0 && figures.ending.empty(); };
+    if (wishes.isShort && isUnharmed() && IsLate(row, figures))
+      figures = RunBeside(row, authority, wishes.time);
+    const bool isGood = isUnharmed() && !IsLate(row, figures);
     Print(row, figures, isGood, wishes);
     ++ran;
     missed += !isGood;
