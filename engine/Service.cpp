@@ -31,6 +31,8 @@ constexpr std::chrono::minutes TendPause{1};  // of the log files
 // Conditions.
 constexpr std::string_view AdminUnreachable = "administrator";
 constexpr std::chrono::hours MessageLostTime{24};
+constexpr std::string_view CommandsHeldUp = "commands";
+constexpr std::chrono::minutes HeldUpTime{10};
 
 CheckTarget TargetOf(const Monitor& monitor) {
   return {monitor.id, monitor.name, monitor.attributes};
@@ -373,7 +375,10 @@ void Service::NoteNotification(const Monitor& monitor, const CheckResult& result
 }
 
 void Service::Handle(const CommandEvent& event) {
-  if (const Monitor* monitor = m_table->Find(event.id)) Log(*monitor, event.at, event.text);
+  const Monitor* monitor = m_table->Find(event.id);
+  if (monitor == nullptr) return;
+  Log(*monitor, event.at, event.text);
+  if (event.isHeldUp) m_health.Note(CommandsHeldUp, monitor->name + ": " + event.text, HeldUpTime);
 }
 
 void Service::Handle(const CommandOutput& output) {

@@ -66,6 +66,10 @@ void Launcher::ReportAs(MonitorId id, const std::string& text) {
   m_deliver(Event{id, std::chrono::system_clock::now(), PlainText(text, MaxTextSize)});
 }
 
+void Launcher::ReportHeldUp(MonitorId id, const std::string& text) {
+  m_deliver(CommandEvent{id, std::chrono::system_clock::now(), PlainText(text, MaxTextSize), true});
+}
+
 /// Reads what a program writes, by lines.
 class Launcher::Output final : private Watcher, private EventOwner {
  public:
@@ -202,8 +206,9 @@ void Launcher::Launch(LaunchRequest request) {
   const auto ofOne =
       std::ranges::count_if(m_waiting, [&](const auto& each) { return each.request.name == request.name; });
   if (std::ssize(m_waiting) >= m_options.maxWaiting || ofOne >= m_options.maxWaitingOfOne) {
-    ReportAs<CommandEvent>(request.id, "command " + request.program + " was not started: queue full");
-    return;
+    const auto text = "command " + request.program + " was not started: queue full";
+    return std::ssize(m_waiting) >= m_options.maxWaiting ? ReportHeldUp(request.id, text)
+                                                         : ReportAs<CommandEvent>(request.id, text);
   }
   m_waiting.push_back({std::move(request)});
   m_next.Set(m_loop.Now());
@@ -237,12 +242,12 @@ void Launcher::LogWaits() {
     if (std::exchange(isLogged, true)) continue;
     const auto* own = RunningOf(request.name);
     const auto& other = *m_running.begin()->second;
-    ReportAs<CommandEvent>(
-        request.id,
-        "command " + request.program + " waits: " +
-            (own != nullptr ? own->Path() + " of this monitor has run for " + own->Age()
-                            : std::to_string(m_running.size()) + " commands are running, " + other.Path() +
-                                  " of " + other.MonitorName() + " for " + other.Age()));
+    const auto waits = "command " + request.program + " waits: ";
+    if (own != nullptr)
+      ReportAs<CommandEvent>(request.id, waits + own->Path() + " of this monitor has run for " + own->Age());
+    else
+      ReportHeldUp(request.id, waits + std::to_string(m_running.size()) + " commands are running, " +
+                                   other.Path() + " of " + other.MonitorName() + " for " + other.Age());
   }
 }
 

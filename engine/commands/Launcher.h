@@ -71,6 +71,7 @@ class Launcher {
   void DropOldOutputs();
   template <class Event>
   void ReportAs(MonitorId id, const std::string& text);
+  void ReportHeldUp(MonitorId id, const std::string& text);
 
   EventLoop& m_loop;
   Options m_options;

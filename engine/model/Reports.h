@@ -31,7 +31,8 @@ struct NotificationEnded {
 struct CommandEvent {
   MonitorId id = 0;
   std::chrono::system_clock::time_point at;
-  std::string text;  ///< for the log of the monitor
+  std::string text;       ///< for the log of the monitor
+  bool isHeldUp = false;  ///< by the commands of other monitors
 };
 
 /// A line that a command wrote.

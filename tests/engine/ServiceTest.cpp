@@ -415,5 +415,21 @@ TEST(Service, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
   EXPECT_EQ(engine.Conditions(), Calls{});
 }
 
+TEST(Service, CommandsThatHoldUpOthersAreAConditionForAWhile) {
+  const TempFolder folder;
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; });
+  const auto id = engine.Add("WebMonitor Of a");
+  engine.checks->Report(CommandEvent{id, {}, "command x waits", true});
+  engine.checks->Report(CommandEvent{id, {}, "command y started"});
+  engine.service.OnWake();
+  now += std::chrono::minutes(10) - std::chrono::seconds(1);
+  engine.service.OnSecond();
+  EXPECT_EQ(engine.Conditions(), Calls{"WebMonitor Of a: command x waits"});
+  now += std::chrono::seconds(1);
+  engine.service.OnSecond();
+  EXPECT_EQ(engine.Conditions(), Calls{});
+}
+
 }  // namespace
 }  // namespace norvane::engine

@@ -35,6 +35,7 @@ class LauncherTest : public testing::Test {
     m_launcher = std::make_unique<Launcher>(
         m_loop, Launcher::Options{m_folder.Path(), maxRunning, maxWaiting}, [this](const Report& report) {
           const auto* output = std::get_if<CommandOutput>(&report);
+          m_heldUp += output == nullptr && std::get<CommandEvent>(report).isHeldUp ? 1 : 0;
           (output != nullptr ? m_output : m_told)
               .push_back(output != nullptr ? output->text : std::get<CommandEvent>(report).text);
         });
@@ -66,6 +67,7 @@ class LauncherTest : public testing::Test {
   Moment m_now{std::chrono::hours(1)};
   EventLoop m_loop{[this] { return m_now; }};
   Texts m_told;
+  int m_heldUp = 0;  ///< among them
   Texts m_output;
   std::unique_ptr<Launcher> m_launcher;
 };
@@ -168,6 +170,7 @@ TEST_F(LauncherTest, RunsAFewAtATimeAndRefusesWhatIsTooMuch) {
   EXPECT_EQ(m_told, Texts{"command wait was not started: queue full"});
   RunUntil([&] { return Count("wait started") == 2 && Count("wait waits: 2 commands are running, ") == 2; });
   EXPECT_NE(m_told.back().find("wait of monitor 0 for 0 s"), std::string::npos) << m_told.back();
+  EXPECT_EQ(m_heldUp, 3);
   for (const std::ptrdiff_t ended : {1, 2, 3, 4}) {
     Open(gate);
     RunUntil([&] {
@@ -196,6 +199,7 @@ TEST_F(LauncherTest, CommandsThatHangHoldUpTheirOwnMonitorsOnly) {
   for (int i = 0; i < 22; ++i)
     Launch("next", "flooding");
   EXPECT_EQ(Count("queue full"), 2);
+  EXPECT_EQ(m_heldUp, 0);
 }
 
 TEST_F(LauncherTest, WhileOthersWaitForAPlaceAProgramHasAMinute) {
