@@ -1,6 +1,7 @@
 #include "engine/SelfCheck.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace norvane::engine {
 
@@ -12,16 +13,17 @@ namespace {
 constexpr seconds LoopTime{5};     // a turn takes milliseconds
 constexpr seconds ResultTime{10};  // reports are delivered within milliseconds
 constexpr seconds WriterTime{30};  // a save of all monitors on a slow disk takes seconds
-/// Growth counts as lasting from then on, and as over when nothing came for so long.
 constexpr minutes GrowthTime{1};
+constexpr minutes MaxPause{2};
+constexpr minutes MaxLookupPause{10};  // most names are asked for at the interval of a monitor
 
 milliseconds Between(Health::Moment from, Health::Moment to) {
   return from < to ? std::chrono::duration_cast<milliseconds>(to - from) : milliseconds(0);
 }
 }  // namespace
 
-bool SelfCheck::Growth::Lasts(std::uint64_t newValue, Health::Moment now) {
-  const bool isOver = now - last > GrowthTime;
+bool SelfCheck::Growth::Lasts(std::uint64_t newValue, Health::Moment now, minutes maxPause) {
+  const bool isOver = now - last > maxPause;
   if (newValue != value) {
     if (isOver) since = now;
     last = now;
@@ -47,11 +49,14 @@ void SelfCheck::Observe(const Observation& observed) {
     m_health.Set("stalled", {});
   else
     m_health.Set("stalled", "the engine has stalled: " + std::string(stall.what));
-  m_health.Set("not made",
-               m_notMade.Lasts(observed.figures.notMade, now) ? "checks cannot be made in time" : "");
-  m_health.Set("thrown away", m_thrownAway.Lasts(observed.figures.thrownAway, now)
-                                  ? "results of checks are thrown away, the engine is held up"
-                                  : "");
+  const auto set = [&](const char* text, bool holds) { m_health.Set(text, holds ? text : ""); };
+  const auto& figures = observed.figures;
+  set("checks cannot be made in time", m_notMade.Lasts(figures.notMade, now, MaxPause));
+  set("results of checks are thrown away, the engine is held up",
+      m_thrownAway.Lasts(figures.thrownAway, now, MaxPause));
+  if (std::exchange(m_answered, figures.lookupsAnswered) != figures.lookupsAnswered)
+    m_unanswered = {figures.lookupsUnanswered};
+  set("the name servers do not answer", m_unanswered.Lasts(figures.lookupsUnanswered, now, MaxLookupPause));
 }
 
 SelfCheck::Stall SelfCheck::FindStall(const Observation& observed) const {

@@ -41,13 +41,14 @@ class SelfCheck {
   struct Growth {
     std::uint64_t value = 0;
     Health::Moment since{}, last{};
-    [[nodiscard]] bool Lasts(std::uint64_t newValue, Health::Moment now);
+    /// Whether it has been growing for a minute, with pauses of `maxPause` at most.
+    [[nodiscard]] bool Lasts(std::uint64_t newValue, Health::Moment now, std::chrono::minutes maxPause);
   };
 
   Health& m_health;
   Health::Clock m_clock;
-  Growth m_notMade, m_thrownAway;
-  std::uint64_t m_made = 0, m_deliveries = 0;
+  Growth m_notMade, m_thrownAway, m_unanswered;
+  std::uint64_t m_answered = 0, m_made = 0, m_deliveries = 0;
   Health::Moment m_resultsMissingSince = Health::Moment::max();
   int m_stalled = 0;
 };

@@ -278,6 +278,8 @@ CheckFigures CheckLoop::Figures() const {
   figures.longestTurn = m_loop.LongestTurn();
   figures.inFlight = m_inFlight.size();
   figures.waiting = m_waiting.size();
+  figures.lookupsAnswered = m_resolver.ServerAnswers();
+  figures.lookupsUnanswered = m_resolver.ServerFailures();
   figures.lastTurn = m_loop.Now();
   return figures;
 }

@@ -17,7 +17,9 @@ struct CheckFigures {
   std::chrono::milliseconds latestStart{0};  ///< the latest start of a check in the last minute
   std::chrono::microseconds longestTurn{0};  ///< of an event loop in the last minute
   std::size_t inFlight = 0;
-  std::size_t waiting = 0;  ///< due, but held back by the limit on those in flight
+  std::size_t waiting = 0;              ///< due, but held back by the limit on those in flight
+  std::uint64_t lookupsAnswered = 0;    ///< by a name server, that there is no such name too
+  std::uint64_t lookupsUnanswered = 0;  ///< by any
   /// When the event loop that turned the longest time ago did so; a second ago at most unless it hangs.
   std::chrono::steady_clock::time_point lastTurn = std::chrono::steady_clock::time_point::max();
 
@@ -32,6 +34,8 @@ struct CheckFigures {
     longestTurn = std::max(longestTurn, other.longestTurn);
     inFlight += other.inFlight;
     waiting += other.waiting;
+    lookupsAnswered += other.lookupsAnswered;
+    lookupsUnanswered += other.lookupsUnanswered;
     lastTurn = std::min(lastTurn, other.lastTurn);
     return *this;
   }

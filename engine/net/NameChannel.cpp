@@ -56,6 +56,12 @@ Outcome OutcomeOf(int status) {
   }
 }
 
+/// What is answered at once was not asked of a server.
+NameLookup::Source SourceOf(int status, bool isAtOnce) {
+  if (status == ARES_ETIMEOUT || status == ARES_ECONNREFUSED) return NameLookup::Source::None;
+  return isAtOnce ? NameLookup::Source::HostsFile : NameLookup::Source::Server;
+}
+
 void Read(int status, const ares_addrinfo* info, NameLookup& lookup) {
   lookup.keep = LongestKept;
   lookup.answer.addresses.clear();
@@ -116,7 +122,9 @@ void NameChannel::Begin(NameLookup& lookup, Moment now) noexcept {
   ares_addrinfo_hints hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
+  m_isBeginning = true;
   ares_getaddrinfo(m_channel.get(), lookup.host.c_str(), nullptr, &hints, &NameChannel::OnAnswer, &lookup);
+  m_isBeginning = false;
 }
 
 void NameChannel::SocketState(void* self, int fd, int readable, int writable) noexcept {
@@ -133,6 +141,7 @@ void NameChannel::OnAnswer(void* argument, int status, int, ares_addrinfo* info)
   auto& lookup = *static_cast<NameLookup*>(argument);
   auto& channel = *lookup.channel;
   --channel.m_underWay;
+  lookup.source = SourceOf(status, channel.m_isBeginning);
   if (channel.m_transport == Transport::Tcp && status == ARES_ETIMEOUT)
     status = ARES_ECONNREFUSED;  // it has answered by UDP
   try {

@@ -28,8 +28,10 @@ struct NameLookup {
     Unknown,
     TimedOut
   };
+  enum class Source { HostsFile, Server, None };
   std::string host;
   Outcome outcome{};
+  Source source{};  ///< of the answer
   NameAnswer answer{};
   std::chrono::seconds keep{};     ///< how long that holds
   NameChannel* channel = nullptr;  ///< the latest that it was asked of
@@ -74,6 +76,7 @@ class NameChannel : private Watcher {
   Transport m_transport;
   Answered m_answered;
   std::size_t m_underWay = 0;
+  bool m_isBeginning = false;
   EventLoop::Timer m_tick;
   std::unique_ptr<ares_channeldata, Free> m_channel;  // last, since its end calls back
 };

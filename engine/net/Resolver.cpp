@@ -179,7 +179,12 @@ void Resolver::BeginWaiting() {
 /// Answers are given out outside of c-ares' own calls, so that whoever gets one may look up the next name or
 /// destroy its query.
 void Resolver::Answered(NameLookup& answered) noexcept {
-  Move(static_cast<Lookup&>(answered), m_answered);
+  auto& lookup = static_cast<Lookup&>(answered);
+  if (!lookup.triedTcp) {  // or a server has answered before
+    m_serverAnswers += lookup.source == NameLookup::Source::Server ? 1 : 0;
+    m_serverFailures += lookup.source == NameLookup::Source::None ? 1 : 0;
+  }
+  Move(lookup, m_answered);
   m_deliver.Set({});
 }
 

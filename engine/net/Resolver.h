@@ -4,6 +4,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <list>
@@ -54,6 +55,10 @@ class Resolver {
 
   /// Those without an answer yet.
   [[nodiscard]] std::size_t Queries() const { return m_queries; }
+  /// Lookups that a name server has answered, be it that there is no such name.
+  [[nodiscard]] std::uint64_t ServerAnswers() const { return m_serverAnswers; }
+  /// Lookups that no name server has answered.
+  [[nodiscard]] std::uint64_t ServerFailures() const { return m_serverFailures; }
   /// Answers are given out only while `mayGoOn` holds, which is asked before each.
   void DeliverWhile(std::function<bool()> mayGoOn) { m_mayGoOn = std::move(mayGoOn); }
 
@@ -94,6 +99,7 @@ class Resolver {
   Options m_options;
   std::function<bool()> m_mayGoOn;
   std::size_t m_queries = 0;
+  std::uint64_t m_serverAnswers = 0, m_serverFailures = 0;
   std::unordered_map<std::string, Lookup*> m_lookups;  // all, by host
   std::array<Lookups, Lanes> m_waiting;
   std::array<Lookups, Lanes> m_underWay;  // each in the order in which they began

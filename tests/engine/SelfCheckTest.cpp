@@ -88,18 +88,33 @@ TEST_F(SelfCheckTest, WhatFailsForAMinuteIsACondition) {
   for (const auto& [text, counter] : rows) {
     SCOPED_TRACE(text);
     const auto grow = [counter = counter](auto& observed) { ++(observed.figures.*counter); };
-    Pass(100);
+    Pass(200);
     Pass(60, grow);
     EXPECT_EQ(Conditions(), "") << "a burst";
     Pass(1, grow);
     EXPECT_EQ(Conditions(), text);
-    Pass(60);
+    Pass(120);
     EXPECT_EQ(Conditions(), text);
     Pass(1);
     EXPECT_EQ(Conditions(), "");
     Pass(1, grow);
     EXPECT_EQ(Conditions(), "");
   }
+}
+
+TEST_F(SelfCheckTest, NameServersAreSilentUntilOneAnswers) {
+  const auto ask = [](auto& observed) { ++observed.figures.lookupsUnanswered; };
+  Pass(1);
+  Pass(30, ask);
+  Pass(1, [](auto& observed) { ++observed.figures.lookupsAnswered; });
+  Pass(60, ask);
+  EXPECT_EQ(Conditions(), "");
+  Pass(1, ask);
+  EXPECT_EQ(Conditions(), "the name servers do not answer;");
+  Pass(300);
+  EXPECT_EQ(Conditions(), "the name servers do not answer;");
+  Pass(1, [](auto& observed) { ++observed.figures.lookupsAnswered; });
+  EXPECT_EQ(Conditions(), "");
 }
 
 }  // namespace

@@ -396,8 +396,15 @@ TEST_F(EngineClientTest, AskedForItsStatusTheEngineTellsAllOfIt) {
                    [&] { return std::chrono::steady_clock::now() + std::chrono::hours(hours); });
   ce::EngineStatus expected;
   m_engine->Do([&](engine::Service& service, ScriptedChecks& checks) {
-    checks.figures = {
-        1, 2, 3, 4, milliseconds(5), std::chrono::microseconds(6), 7, 8, std::chrono::steady_clock::now()};
+    checks.figures = {.good = 1,
+                      .failed = 2,
+                      .notMade = 3,
+                      .thrownAway = 4,
+                      .latestStart = milliseconds(5),
+                      .longestTurn = std::chrono::microseconds(6),
+                      .inFlight = 7,
+                      .waiting = 8,
+                      .lastTurn = std::chrono::steady_clock::now()};
     for (const auto* name : {"WebMonitor Of checked", "WebMonitor Of never checked"})
       service.Set(service.Add(name), keys::Status, "Enable");
     checks.Report(service.Table().Find("WebMonitor Of checked")->id, 0, "Ok");

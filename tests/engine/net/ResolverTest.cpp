@@ -52,6 +52,8 @@ TEST_F(ResolverTest, FindsAddressesAndTellsWhyNot) {
     EXPECT_EQ(answer.addresses, addresses);
     EXPECT_EQ(answer.failure, failure);
   }
+  EXPECT_EQ(resolver.ServerAnswers(), 4u) << "the first three need no server";
+  EXPECT_EQ(resolver.ServerFailures(), 0u);
 }
 
 TEST_F(ResolverTest, LocalhostIsThisMachineOnASystemWithoutHostsFile) {
@@ -120,6 +122,8 @@ TEST_F(ResolverTest, ASilentNameServerIsToldFromAnUnknownName) {
   server.FallSilent();
   Resolver resolver(m_loop, {server.Address(), milliseconds(20), 2});
   EXPECT_EQ(Ask(resolver, "shop.test").failure, "no answer from the name server");
+  EXPECT_EQ(resolver.ServerAnswers(), 0u);
+  EXPECT_EQ(resolver.ServerFailures(), 1u);
 }
 
 TEST_F(ResolverTest, ARefusingNameServerIsNoSilentOne) {
