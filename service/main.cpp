@@ -162,7 +162,7 @@ void KeepLogs(engine::Service& service) {
 std::string Summary(const engine::Service& service) {
   const auto text = std::to_string(service.Table().Count()) + " monitors";
   const auto problems = service.Conditions().size();
-  return problems == 0 ? text : text + ", " + std::to_string(problems) + " problems: see norvanectl status";
+  return problems == 0 ? text : text + "; problems: " + std::to_string(problems) + ", see norvanectl status";
 }
 
 kj::Promise<void> EverySecond(kj::Timer& timer, engine::Service& service, ServiceManager& manager) {
