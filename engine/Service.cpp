@@ -31,6 +31,7 @@ constexpr std::chrono::minutes TendPause{1};  // of the log files
 // Conditions.
 constexpr std::string_view AdminUnreachable = "administrator";
 constexpr std::chrono::hours MessageLostTime{24};
+constexpr std::string_view BadLogFiles = "log files";
 constexpr std::string_view CommandsHeldUp = "commands";
 constexpr std::chrono::minutes HeldUpTime{10};
 
@@ -83,12 +84,25 @@ void Service::OnWake() {
   m_wake.Clear();
   ++m_wakes;
   for (const auto& [logFile, text] : m_writer->Deliver())
-    logFile.empty() ? m_health.Note(text) : m_health.Set("log file " + logFile, text);
+    logFile.empty() ? m_health.Note("writer", text) : HandleLogFile(logFile, text);
   const auto changeBefore = m_table->LastChange();
   for (auto& report : m_worker->DequeueReports())
     Handle(report);
   KeepOutages();
   if (m_table->LastChange() != changeBefore) NotifyObservers();
+}
+
+/// All log files together are one condition: each monitor may name one.
+void Service::HandleLogFile(const std::string& pattern, const std::string& problem) {
+  if (problem.empty())
+    m_badLogFiles.erase(pattern);
+  else
+    m_badLogFiles[pattern] = problem;
+  if (m_badLogFiles.empty()) return m_health.Set(BadLogFiles, {});
+  if (!problem.empty() && m_badLogFiles.size() > 1) m_ownLog.Write(problem);
+  const auto more = m_badLogFiles.size() - 1;
+  m_health.Set(BadLogFiles,
+               m_badLogFiles.begin()->second + (more == 0 ? "" : " (and " + std::to_string(more) + " more)"));
 }
 
 void Service::OnSecond() {
@@ -207,7 +221,7 @@ void Service::Set(MonitorId id, std::string_view key, std::string value) {
     m_outages->Forget(id);
     KeepOutages();
   } else if (ran && key != ce::keys::Result) {
-    ExpectCheck(monitor, {});
+    if (key == ce::keys::Interval) ExpectCheck(monitor, {});
     m_worker->Update(TargetOf(monitor));
   }
   NotifyObservers();
@@ -317,7 +331,7 @@ void Service::Handle(Report& report) {
         },
         report);
     const auto why = "internal error: " + platform::ErrorText(std::current_exception());
-    m_health.Note((monitor != nullptr ? monitor->name + ": " : std::string()) + why);
+    m_health.Note("internal error", (monitor != nullptr ? monitor->name + ": " : std::string()) + why);
     std::visit(
         [&](const auto& each) {
           if constexpr (requires { each.result; })

@@ -133,6 +133,7 @@ class Service final : private Storage::Client {
   void Handle(const CommandOutput& output);
   void Handle(FetchEnded& ended);
   void Answer(std::uint64_t ticket, const CheckResult& result);
+  void HandleLogFile(const std::string& pattern, const std::string& problem);
   void ConditionChanged(std::string_view key, const Health::Condition& condition, Health::Change change);
   void NoteNotification(const Monitor& monitor, const CheckResult& result);
   [[nodiscard]] SelfCheck::Observation Observe() const;
@@ -154,6 +155,7 @@ class Service final : private Storage::Client {
   AdminMessages m_admin;
   Health m_health;
   SelfCheck m_selfCheck;
+  std::map<std::string, std::string> m_badLogFiles;  // what is wrong, by pattern
   std::unique_ptr<EngineState> m_state;
   Storage m_storage;
   std::unique_ptr<MonitorTable> m_table;

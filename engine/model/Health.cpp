@@ -14,14 +14,14 @@ void Health::Set(std::string_view key, const std::string& problem) {
 }
 
 void Health::Note(std::string_view key, const std::string& text, std::chrono::seconds lasting) {
+  const auto end = m_clock() + lasting;
   const auto known = m_conditions.find(key);
+  if (known == m_conditions.end() && m_conditions.size() < MaxConditions) return Begin(key, text, end);
   if (known != m_conditions.end()) {
     known->second.text = text;
-    known->second.end = m_clock() + lasting;
-    m_observer(key, known->second, Change::Recurs);
-  } else {
-    Begin(key, text, m_clock() + lasting);
+    known->second.end = end;
   }
+  m_observer(key, {text, std::chrono::system_clock::now(), end}, Change::Recurs);
 }
 
 void Health::EndExpired() {
@@ -33,9 +33,8 @@ void Health::EndExpired() {
 }
 
 void Health::Begin(std::string_view key, const std::string& text, Moment end) {
-  const Condition condition{text, std::chrono::system_clock::now(), end};
-  if (m_conditions.size() < MaxConditions) m_conditions.emplace(key, condition);
-  m_observer(key, condition, Change::Begins);
+  const auto begun = m_conditions.emplace(key, Condition{text, std::chrono::system_clock::now(), end}).first;
+  m_observer(key, begun->second, Change::Begins);
 }
 
 void Health::End(Conditions::iterator at) {

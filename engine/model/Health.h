@@ -25,7 +25,7 @@ class Health {
 
   /// An event counts as a condition for so long.
   static constexpr std::chrono::hours EventTime{1};
-  /// Further ones are not kept: the observer is notified of their beginning, never of an end.
+  /// Beyond, events are not kept: the observer is notified as if they recurred.
   static constexpr std::size_t MaxConditions = 100;
 
   Health(Clock clock, Observer observer) : m_clock(std::move(clock)), m_observer(std::move(observer)) {}
@@ -37,7 +37,6 @@ class Health {
   /// Something went wrong just now. Ends by itself, or by `Set` with the same key. Notifies the observer each
   /// time.
   void Note(std::string_view key, const std::string& text, std::chrono::seconds lasting = EventTime);
-  void Note(const std::string& text) { Note(text, text); }
   /// To be called now and then.
   void EndExpired();
 

@@ -13,7 +13,7 @@ namespace {
 constexpr std::uintmax_t MaxFileSize = 10 << 20;
 constexpr std::size_t ComparedBytes = 64;
 /// Beyond, all others count as one message.
-constexpr std::size_t MaxDifferent = 200;
+constexpr std::size_t MaxDifferent = 50;
 
 std::string WithoutNumbers(std::string_view text) {
   std::string shape;

@@ -94,8 +94,8 @@ void Storage::Enqueue(Step step, Completion done) {
       try {
         done(error ? ForConsole(error) : nullptr);
       } catch (...) {
-        m_health.Note("internal error after loading or saving: " +
-                      platform::ErrorText(std::current_exception()));
+        m_health.Note("internal error", "internal error after loading or saving: " +
+                                            platform::ErrorText(std::current_exception()));
       }
       m_steps.pop_front();
       RunNext();
@@ -192,7 +192,7 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
       [this, saving, path, done = std::move(done)](std::exception_ptr error) {
         try {
           if (!saving->keptAs.empty())
-            m_health.Note(path + " was not a readable data file; kept as " + saving->keptAs);
+            m_health.Note("kept aside", path + " was not a readable data file; kept as " + saving->keptAs);
           if (error) std::rethrow_exception(error);
           if (!saving->state) return StartSave(path, true, done);
           if (path == m_dataFile) {

@@ -107,8 +107,7 @@ TEST(Service, AReportThatCannotBeHandledLosesNoOther) {
   engine.service.OnWake();
   const std::string tooLong = "internal error: value longer than 1 MiB";
   EXPECT_EQ(answers, (std::vector<std::string>{tooLong, "down"}));
-  EXPECT_EQ(engine.Conditions(),
-            (Calls{"WebMonitor Of a: internal error: gone", "WebMonitor Of a: " + tooLong}));
+  EXPECT_EQ(engine.Conditions(), Calls{"WebMonitor Of a: " + tooLong}) << "the last one";
 }
 
 TEST(Service, GoesOnWhereItStoodAndSpreadsTheFirstChecks) {
@@ -384,6 +383,8 @@ TEST(Service, AMonitorWithoutACheckForThreeIntervalsIsOverdue) {
   engine.service.OnWake();
   EXPECT_EQ(overdueAfter(29), 0u);
   EXPECT_EQ(overdueAfter(1), 1u);
+  engine.service.Set(id, "note", "no reason to be younger");
+  EXPECT_EQ(overdueAfter(0), 1u);
   engine.service.Set(id, keys::Interval, "20");
   EXPECT_EQ(overdueAfter(59), 0u);
   EXPECT_EQ(overdueAfter(1), 1u);
@@ -413,6 +414,34 @@ TEST(Service, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
   engine.checks->notifyOutcome = "Ok";
   failAndRecover();
   EXPECT_EQ(engine.Conditions(), Calls{});
+}
+
+TEST(Service, LogFilesThatCannotBeWrittenAreOneCondition) {
+  const TempFolder folder;
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; });
+  const std::string bad[] = {folder / "a", folder / "b"};
+  for (const auto& log : bad) {
+    fs::create_directory(log);
+    const auto id = engine.Add("WebMonitor Of " + log.substr(log.size() - 1));
+    engine.service.Set(id, keys::LogFile, log);
+    engine.checks->Report(id, 0, "Ok");
+  }
+  const auto awaitConditions = [&](const Calls& conditions) {
+    engine.RunUntil([&] { return engine.Conditions() == conditions; });
+  };
+  const auto problemOf = [](const std::string& log) {
+    return "log file " + log + " cannot be written: Is a directory";
+  };
+  awaitConditions({problemOf(bad[0]) + " (and 1 more)"});
+  fs::remove(bad[0]);
+  now += std::chrono::minutes(1);
+  engine.service.OnSecond();
+  awaitConditions({problemOf(bad[1])});
+  fs::remove(bad[1]);
+  now += std::chrono::minutes(1);
+  engine.service.OnSecond();
+  awaitConditions({});
 }
 
 TEST(Service, CommandsThatHoldUpOthersAreAConditionForAWhile) {

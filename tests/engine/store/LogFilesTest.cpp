@@ -1,11 +1,13 @@
 #include "engine/store/LogFiles.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -16,6 +18,7 @@
 #include "engine/store/Writer.h"
 #include "loopback/TempFolder.h"
 #include "platform/ErrorText.h"
+#include "platform/FileDescriptor.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
 
@@ -227,6 +230,22 @@ TEST_F(LogFilesTest, AFileWithALimitMakesRoomOnce) {
   EXPECT_EQ(file("limited.log"), Stamp + std::string("d\n"));
   EXPECT_EQ(file("limited.log.1").size(), 100u);
   EXPECT_EQ(ModeOf(m_folder / "limited.log"), 0600u);
+}
+
+TEST_F(LogFilesTest, WhatIsPrintedFollowsALogThatIsRotated) {
+  const auto write = [&] {
+    auto line = Line("engine.log", "x");
+    line.maxFileSize = 1;
+    m_logs.Write({line});
+  };
+  write();
+  const platform::FileDescriptor before(::dup(STDOUT_FILENO)),
+      log(::open((m_folder / "engine.log").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+  ::dup2(log.Get(), STDOUT_FILENO);
+  write();
+  EXPECT_EQ(::write(STDOUT_FILENO, "printed", 7), 7);
+  ::dup2(before.Get(), STDOUT_FILENO);
+  EXPECT_EQ(ReadFile(m_folder / "engine.log"), Stamp + "x\nprinted");
 }
 
 TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
