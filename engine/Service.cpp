@@ -12,6 +12,7 @@
 #include "engine/store/Writer.h"
 #include "platform/ErrorText.h"
 #include "platform/FileNames.h"
+#include "platform/MemoryReserve.h"
 #include "platform/RandomText.h"
 
 namespace norvane::engine {
@@ -110,6 +111,7 @@ void Service::OnSecond() {
   m_ownLog.Flush();
   m_health.EndExpired();
   m_selfCheck.Observe(Observe());
+  m_health.Set("memory", platform::RestoreMemoryReserve() ? "" : "memory is short");
   m_admin.SendDue();
   if (const auto now = m_clock(); now >= m_nextTend) {
     m_nextTend = now + TendPause;

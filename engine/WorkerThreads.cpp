@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/model/CheckTimes.h"
+#include "platform/MemoryLimit.h"
 
 namespace norvane::engine {
 
@@ -31,8 +32,14 @@ std::size_t ChecksByDescriptors() {
   return std::clamp<std::size_t>(checks, 1, MaxInFlight);
 }
 
+/// With TLS a check may take this much.
+std::size_t ChecksByMemory() {
+  constexpr std::size_t Each = 128 << 10;
+  return platform::MemoryLimit() / 2 / Each;
+}
+
 std::size_t MaxInFlightOf(const WorkerOptions& options, std::size_t threads) {
-  const auto most = std::max<std::size_t>(ChecksByDescriptors() / threads, 1);
+  const auto most = std::max<std::size_t>(std::min(ChecksByDescriptors(), ChecksByMemory()) / threads, 1);
   return options.maxInFlight == 0 ? most : std::min(options.maxInFlight, most);
 }
 

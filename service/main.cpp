@@ -34,6 +34,7 @@
 #include "platform/IniFile.h"
 #include "platform/LegacyCharset.h"
 #include "platform/MemoryLimit.h"
+#include "platform/MemoryReserve.h"
 #include "platform/Paths.h"
 #include "service/Daemon.h"
 #include "service/ServiceManager.h"
@@ -251,6 +252,7 @@ int Main(int argc, char** argv) {
   // Passwords are in our memory: it goes into no core file, and other programs of the user cannot read it.
   ::prctl(PR_SET_DUMPABLE, 0);
   platform::TuneAllocator();
+  platform::KeepMemoryReserve();
   std::signal(SIGPIPE, SIG_IGN);
   std::setlocale(LC_CTYPE, "C.UTF-8");  // libcurl reads host names in it
   std::signal(SIGCHLD, SIG_DFL);        // if inherited as ignored, exit statuses of children would be lost

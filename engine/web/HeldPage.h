@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/web/PageQuota.h"
+#include "platform/MemoryReserve.h"
 
 namespace norvane::engine {
 
@@ -48,11 +49,17 @@ class HeldPage {
     void operator()(char* bytes) const noexcept { std::free(bytes); }
   };
 
-  /// By realloc, which moves a large page by its page table instead of copying it.
+  static constexpr std::size_t SmallSize = 64 << 10;
+
+  /// By realloc, which moves a large page by its page table instead of copying it. What is kept back when
+  /// memory is short is not for large ones.
   [[nodiscard]] bool Reserve(std::size_t size) noexcept {
     if (size <= m_capacity) return true;
     const auto capacity = m_capacity == 0 ? size : size + size / 4;
-    auto* moved = static_cast<char*>(std::realloc(m_bytes.get(), capacity));
+    const bool isSmall = capacity <= SmallSize;
+    if (!isSmall && platform::IsMemoryShort()) return false;
+    auto* moved = static_cast<char*>(isSmall ? platform::ReservedRealloc(m_bytes.get(), capacity)
+                                             : std::realloc(m_bytes.get(), capacity));
     if (moved == nullptr) return false;
     static_cast<void>(m_bytes.release());
     m_bytes.reset(moved);

@@ -2,10 +2,12 @@
 
 #include <sys/epoll.h>
 
+#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
 #include "engine/web/WebReason.h"
+#include "platform/MemoryReserve.h"
 #include "platform/TlsLimits.h"
 
 namespace norvane::engine {
@@ -23,7 +25,10 @@ CurlList List(const std::string& line) {
 }
 
 CURLM* NewMulti() {
-  static const CURLcode global = curl_global_init(CURL_GLOBAL_DEFAULT);
+  // It divides by zero after certain failures to get memory.
+  static const CURLcode global =
+      curl_global_init_mem(CURL_GLOBAL_DEFAULT, &platform::ReservedMalloc, &std::free,
+                           &platform::ReservedRealloc, &platform::ReservedStrdup, &platform::ReservedCalloc);
   return global == CURLE_OK ? curl_multi_init() : nullptr;
 }
 }  // namespace
