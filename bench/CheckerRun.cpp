@@ -30,7 +30,10 @@ engine::CheckTarget CheckerRun::Target(engine::MonitorId id) const {
 int CheckerRun::OnDemand(int checks) {
   int begun = 0;
   int good = 0;
-  const auto begin = [&] { m_checker.CheckOnce(Target(1), static_cast<std::uint64_t>(++begun)); };
+  const auto begin = [&] {
+    const auto ticket = static_cast<std::uint64_t>(++begun);
+    m_checker.CheckOnce(Target(ticket), ticket);  // of another monitor each, which uses all threads
+  };
   while (begun < std::min(checks, InFlight * 4))
     begin();
   for (int ended = 0; ended < checks;)

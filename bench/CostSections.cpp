@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "bench/BareMailLoop.h"
@@ -115,6 +116,36 @@ void CostOfChecks(FigureTable& table, const CheckedServers& servers) {
   Report(table, {"HTTPS, verified", 2000, run(secureWeb),
                  runOf("WebMonitor Of bench", WebMonitor(servers.secureUrl, servers.wanted), secure),
                  MostMicrosecondsSecure});
+}
+
+void CostOfLoops(FigureTable& table, const CheckedServers& servers) {
+  constexpr double MostDearer = 1.1;
+  constexpr double LeastMore = 1.7;
+  table.Section("one loop and two, the best of 5");
+  const std::tuple<const char*, std::string, int> pages[] = {{"web, 4 KB page", servers.url, 20000},
+                                                             {"HTTPS, verified", servers.secureUrl, 2000}};
+  for (const auto& [name, url, checks] : pages) {
+    std::vector<std::unique_ptr<CheckerRun>> checkers;
+    std::vector<CostRow> rows;
+    for (const std::size_t loops : {1, 2}) {
+      engine::WorkerOptions options;
+      options.threads = loops;
+      options.caFile = servers.caFile;
+      checkers.push_back(
+          std::make_unique<CheckerRun>("WebMonitor Of bench", WebMonitor(url, servers.wanted), options));
+      rows.push_back({name + (": " + std::to_string(loops) + (loops == 1 ? " loop" : " loops")), checks,
+                      [&checker = *checkers.back(), count = checks] { return checker.OnDemand(count); }});
+    }
+    MeasureInTurns(rows, Rounds);
+    for (const auto& row : rows) {
+      table.Add(row.name, row.best.Each(), "us");
+      table.Add(row.name + ", at most", row.best.Possible(), "a second");
+    }
+    table.Add(std::string(name) + ": dearer with two", rows[1].best.Each() / rows[0].best.Each(), "",
+              MostDearer);
+    table.Add(std::string(name) + ": time of a check with two",
+              rows[0].best.Possible() / rows[1].best.Possible(), "", 1 / LeastMore);
+  }
 }
 
 void LateQuits(FigureTable& table, const CheckedServers& servers) {

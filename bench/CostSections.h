@@ -22,6 +22,8 @@ inline constexpr const char* Password = "secret";
 
 /// CPU per check against bare loops.
 void CostOfChecks(FigureTable& table, const CheckedServers& servers);
+/// CPU per check, and checks a second by the CPU time of the busiest thread, with one loop and with two.
+void CostOfLoops(FigureTable& table, const CheckedServers& servers);
 /// Mail checks at once against servers that answer QUIT late.
 void LateQuits(FigureTable& table, const CheckedServers& servers);
 

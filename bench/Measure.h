@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -39,23 +42,41 @@ inline double Quantile(std::vector<double> values, double part) {
   return values[static_cast<std::size_t>(part * static_cast<double>(values.size() - 1))];
 }
 
-/// What a number of checks cost this process, all threads together.
+/// CPU seconds of each thread of this process so far.
+inline std::map<std::string, double> ThreadSeconds() {
+  std::map<std::string, double> seconds;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    double nanoseconds = 0;
+    std::ifstream(task.path() / "schedstat") >> nanoseconds;
+    seconds[task.path().filename()] = 1e-9 * nanoseconds;
+  }
+  return seconds;
+}
+
+/// What a number of checks cost this process.
 struct Cost {
   int checks = 0;
-  double cpu = 0;   // seconds
-  double wall = 0;  // seconds
+  double cpu = 0;      // seconds of all threads together
+  double wall = 0;     // seconds
+  double busiest = 0;  // seconds of the thread that had most to do
 
   [[nodiscard]] double Each() const { return 1e6 * cpu / checks; }  // microseconds of CPU
+  /// Checks a second that the threads could make, had each of them a CPU of its own.
+  [[nodiscard]] double Possible() const { return checks / busiest; }
 };
 
 /// `run` gives how many of the `checks` were good; anything but all of them throws.
 inline Cost Measure(int checks, const std::function<int()>& run) {
   const auto began = Clock::now();
   const auto cpu = OwnCpuSeconds();
+  auto threads = ThreadSeconds();
   if (const int good = run(); good != checks)
     throw std::runtime_error("only " + std::to_string(good) + " of " + std::to_string(checks) +
                              " checks were good");
-  return {checks, OwnCpuSeconds() - cpu, std::chrono::duration<double>(Clock::now() - began).count()};
+  Cost cost{checks, OwnCpuSeconds() - cpu, std::chrono::duration<double>(Clock::now() - began).count()};
+  for (const auto& [thread, seconds] : ThreadSeconds())
+    cost.busiest = std::max(cost.busiest, seconds - threads[thread]);
+  return cost;
 }
 
 /// One way of making checks, measured several times in turns with others: the best counts, since other work
