@@ -14,8 +14,10 @@ constexpr auto ByLoad = [](const auto& a, const auto& b) { return a.load < b.loa
 }  // namespace
 
 std::size_t LoadBalance::Add(MonitorId id, double load) {
-  const auto least = std::min_element(m_loops.begin(), m_loops.end(), ByLoad);
-  const auto loop = static_cast<std::size_t>(least - m_loops.begin());
+  auto free =
+      std::find_if(m_loops.begin(), m_loops.end(), [&](const Loop& loop) { return loop.load < m_enough; });
+  if (free == m_loops.end()) free = std::min_element(m_loops.begin(), m_loops.end(), ByLoad);
+  const auto loop = static_cast<std::size_t>(free - m_loops.begin());
   Place(id, loop, load);
   return loop;
 }
@@ -43,7 +45,7 @@ void LoadBalance::Remove(MonitorId id) {
 std::optional<LoadBalance::Move> LoadBalance::Even() {
   const auto [least, most] = std::minmax_element(m_loops.begin(), m_loops.end(), ByLoad);
   const auto gap = most->load - least->load;
-  if (gap <= EvenEnough * most->load) return std::nullopt;
+  if (most->load <= m_enough || gap <= EvenEnough * most->load) return std::nullopt;
   int tried = 0;
   for (const auto id : most->monitors) {
     const auto load = m_placed.at(id).load;

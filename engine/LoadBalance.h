@@ -18,9 +18,11 @@ class LoadBalance {
     std::size_t to;
   };
 
-  explicit LoadBalance(std::size_t loops) : m_loops(loops) {}
+  /// A loop with less to do than `enough` gets monitors before others do: checks that start together cost
+  /// less.
+  LoadBalance(std::size_t loops, double enough) : m_loops(loops), m_enough(enough) {}
 
-  /// Gives the loop of a new monitor, the one with the least load.
+  /// Gives the loop of a new monitor, the one with the least load if all have enough.
   std::size_t Add(MonitorId id, double load);
   void SetLoad(MonitorId id, double load);
   /// Harmless if it isn't there.
@@ -42,6 +44,7 @@ class LoadBalance {
   void Place(MonitorId id, std::size_t loop, double load);
 
   std::vector<Loop> m_loops;
+  double m_enough;
   std::unordered_map<MonitorId, Placed> m_placed;
 };
 

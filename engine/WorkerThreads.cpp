@@ -58,7 +58,9 @@ double LoadOf(const CheckTarget& target) {
 }  // namespace
 
 WorkerThreads::WorkerThreads(const WorkerOptions& options, platform::EventFd& reportsWait)
-    : m_shared(options, reportsWait), m_actions(m_shared), m_balance(ThreadsOf(options)) {
+    : m_shared(options, reportsWait),
+      m_actions(m_shared),
+      m_balance(ThreadsOf(options), options.enoughForThread) {
   const auto threads = ThreadsOf(options);
   const auto maxInFlight = MaxInFlightOf(options, threads);
   for (std::size_t i = 0; i < threads; ++i)

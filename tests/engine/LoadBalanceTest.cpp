@@ -12,6 +12,7 @@ namespace {
 /// Two loops, and the loads that a balance should have given them.
 class Loops {
  public:
+  explicit Loops(double enough = 0) : m_balance(2, enough) {}
   void Add(MonitorId id, double load) { Put(id, m_balance.Add(id, load), load); }
   void Remove(MonitorId id) {
     m_balance.Remove(id);
@@ -41,7 +42,7 @@ class Loops {
       Put(move->id, move->to, m_placed[move->id].second);
   }
 
-  LoadBalance m_balance{2};
+  LoadBalance m_balance;
   std::vector<std::pair<std::size_t, double>> m_placed;
 };
 
@@ -71,6 +72,17 @@ TEST(LoadBalance, LeavesAMonitorWhereMovingItWouldGainNothing) {
   loops.Remove(3);
   EXPECT_EQ(loops.Loads(), std::pair(1.0, 3.0));
   EXPECT_EQ(loops.moves, 0);
+}
+
+TEST(LoadBalance, UsesAnotherLoopWhenOneHasEnough) {
+  Loops loops(10);
+  for (MonitorId id = 1; id <= 15; ++id)
+    loops.Add(id, 1);
+  EXPECT_EQ(loops.Loads(), std::pair(5.0, 10.0));
+  loops.Remove(15);
+  EXPECT_EQ(loops.Loads(), std::pair(4.0, 10.0));
+  loops.SetLoad(1, 4);
+  EXPECT_LE(loops.Loads().second, 10);
 }
 
 }  // namespace

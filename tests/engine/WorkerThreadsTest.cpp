@@ -259,6 +259,7 @@ TEST(WorkerThreads, LosesNoMonitorWhenLoadsAreEvened) {
   server.Set("/", HttpServer::Reply("x"));
   WorkerOptions options;
   options.threads = 2;
+  options.enoughForThread = 0;
   WorkerFixture worker(options);
   const auto awaitEach = [&](const std::string& reason) {
     for (std::set<MonitorId> left{2, 4, 6, 8}; !left.empty() && !worker.GaveUp();)
