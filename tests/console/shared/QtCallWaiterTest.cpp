@@ -160,6 +160,7 @@ TEST_F(QtCallWaiterTest, AnsweredCallNeedsNoLoop) {
   QObject scope;
   QTimer::singleShot(0, &scope, [&ran] { ran = true; });
   call.Finish();
+  ASSERT_TRUE(call.WaitFor(30s));  // its thread may be late
   waiter.Wait(call);
   EXPECT_FALSE(ran);
 }
