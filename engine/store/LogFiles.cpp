@@ -119,7 +119,7 @@ Failure Append(const std::string& path, std::string_view& text, std::uintmax_t m
     MoveStandardOutput(status, file.Get());
   } else if (!EndsWithNewline(file.Get(), status.st_size)) {
     std::string_view newline = "\n";
-    if (const auto failure = WriteAll(file.Get(), newline)) return failure;
+    if (auto failure = WriteAll(file.Get(), newline)) return failure;
   }
   return WriteAll(file.Get(), text);
 }

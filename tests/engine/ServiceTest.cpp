@@ -238,6 +238,9 @@ TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
                    "nor is this a state file, although it has to be long enough");
   {
     Engine engine(folder.Path());
+    EXPECT_EQ(engine.Conditions().size(), 2u);
+    EXPECT_EQ(engine.Commit("LogFile", "x.log"), std::nullopt);
+    EXPECT_EQ(engine.Conditions().size(), 1u) << "the values of the service are set anew";
     EXPECT_EQ(engine.Shutdown(), std::nullopt);
     EXPECT_EQ(tests::ReadFile(own), "this is no data file") << "nothing was to be saved";
   }
@@ -369,27 +372,60 @@ TEST(Service, InitFillsOnlyWhatIsEmpty) {
 TEST(Service, AMonitorWithoutACheckForThreeIntervalsIsOverdue) {
   const TempFolder folder;
   Moment now;
-  Engine engine(folder.Path(), [&] { return now; });
-  const auto id = engine.Add("WebMonitor Of a");
-  engine.service.Set(id, keys::Interval, "10");
-  engine.service.Set(id, keys::Status, "Enable");
-  const auto overdueAfter = [&](int seconds) {
-    now += std::chrono::seconds(seconds);
-    return engine.service.Status().overdue.size();
+  {
+    Engine engine(folder.Path(), [&] { return now; });
+    const auto id = engine.Add("WebMonitor Of a");
+    engine.service.Set(id, keys::Interval, "10");
+    engine.service.Set(id, keys::Status, "Enable");
+    const auto overdueAfter = [&](int seconds) {
+      now += std::chrono::seconds(seconds);
+      return engine.service.Status().overdue.size();
+    };
+    EXPECT_EQ(overdueAfter(29), 0u);
+    EXPECT_EQ(overdueAfter(1), 1u);
+    engine.checks->Report(id, 0, "Ok");
+    engine.service.OnWake();
+    EXPECT_EQ(overdueAfter(29), 0u);
+    EXPECT_EQ(overdueAfter(1), 1u);
+    engine.service.Set(id, "note", "no reason to be younger");
+    EXPECT_EQ(overdueAfter(0), 1u);
+    engine.service.Set(id, keys::Interval, "20");
+    EXPECT_EQ(overdueAfter(59), 0u);
+    EXPECT_EQ(overdueAfter(1), 1u);
+    engine.service.Set(id, keys::Status, "Disable");
+    EXPECT_EQ(overdueAfter(0), 0u);
+    engine.service.Set(id, keys::Status, "Enable");
+    EXPECT_EQ(engine.Shutdown(), std::nullopt);
+  }
+  const Engine engine(folder.Path(), [&] { return now; });
+  EXPECT_EQ(engine.service.Status().overdue.size(), 0u) << "it has not run long enough";
+  now += std::chrono::seconds(60);
+  EXPECT_EQ(engine.service.Status().overdue.size(), 1u);
+}
+
+TEST(Service, TheAdministratorHearsOfConditionsButNotOfHisOwnSilence) {
+  const TempFolder folder;
+  tests::WriteFile(folder / "NorvaneEngine.dat", "no data file");
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; }, {"TEL://", "555"});
+  engine.checks->notifyOutcome = "no route";
+  const auto pass = [&](std::chrono::seconds time) {
+    now += time;
+    engine.service.OnSecond();
+    engine.service.OnWake();
   };
-  EXPECT_EQ(overdueAfter(29), 0u);
-  EXPECT_EQ(overdueAfter(1), 1u);
-  engine.checks->Report(id, 0, "Ok");
-  engine.service.OnWake();
-  EXPECT_EQ(overdueAfter(29), 0u);
-  EXPECT_EQ(overdueAfter(1), 1u);
-  engine.service.Set(id, "note", "no reason to be younger");
-  EXPECT_EQ(overdueAfter(0), 1u);
-  engine.service.Set(id, keys::Interval, "20");
-  EXPECT_EQ(overdueAfter(59), 0u);
-  EXPECT_EQ(overdueAfter(1), 1u);
-  engine.service.Set(id, keys::Status, "Disable");
-  EXPECT_EQ(overdueAfter(0), 0u);
+  pass(AdminMessages::GatherTime);
+  ASSERT_EQ(engine.checks->notifications.size(), 1u);
+  EXPECT_EQ(engine.checks->notifications[0].to, "555");
+  const std::string unreachable = "message to the administrator not accepted: no route";
+  EXPECT_EQ(engine.Conditions().front(), unreachable);
+  engine.checks->notifyOutcome = "Ok";
+  pass(AdminMessages::RetryPauses[0]);
+  ASSERT_EQ(engine.checks->notifications.size(), 2u);
+  EXPECT_EQ(engine.checks->notifications[1].message, engine.checks->notifications[0].message);
+  EXPECT_EQ(engine.Conditions().size(), 1u) << "the data file still cannot be read";
+  pass(std::chrono::hours(1));
+  EXPECT_EQ(engine.checks->notifications.size(), 2u);
 }
 
 TEST(Service, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {

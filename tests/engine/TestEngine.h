@@ -17,8 +17,10 @@ namespace norvane::tests {
 class TestEngine {
  public:
   explicit TestEngine(const std::string& folder,
-                      engine::EventLoop::Clock now = &std::chrono::steady_clock::now)
-      : service({folder, ScriptedChecks::Maker(checks), std::move(now)}) {}
+                      engine::EventLoop::Clock now = &std::chrono::steady_clock::now,
+                      engine::AdminAddress admin = {})
+      : service({folder, ScriptedChecks::Maker(checks), std::move(now), engine::ProbeTable(),
+                 std::move(admin)}) {}
 
   /// Runs the loop until the operation has called its completion; gives the error's code, if there was one.
   std::optional<console::engine::EngineErrorCode> Await(

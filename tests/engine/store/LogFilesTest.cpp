@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <future>
 #include <stdexcept>
+#include <thread>
 
 #include "engine/store/EngineLog.h"
 #include "engine/store/Writer.h"
@@ -262,11 +263,15 @@ TEST(Writer, DropsTheLinesThatADiskKeepsWaitingAndTellsSo) {
         },
         [](std::exception_ptr) {});
     begun.get_future().wait();
+    while (writer.BusyFor().count() == 0)
+      std::this_thread::yield();
     for (std::size_t i = 0; i < Writer::MaxLines + 3; ++i)
       writer.Log({"log", {}, "x"});
     disk.set_value();
     writer.Run([&] { written.set_value(); }, [](std::exception_ptr) {});
     written.get_future().wait();
+    while (writer.BusyFor().count() != 0)
+      std::this_thread::yield();
     problems = writer.Deliver();
   }
   ASSERT_EQ(problems.size(), 1u);
