@@ -49,7 +49,8 @@ std::optional<LoadBalance::Move> LoadBalance::Even() {
   int tried = 0;
   for (const auto id : most->monitors) {
     const auto load = m_placed.at(id).load;
-    if (load < gap) {  // else the other loop would have more to do afterwards
+    // Else the other loop would have as much to do afterwards, or more. Sums of loads are not exact.
+    if (load < gap * (1 - EvenEnough)) {
       const auto to = static_cast<std::size_t>(least - m_loops.begin());
       Remove(id);
       Place(id, to, load);

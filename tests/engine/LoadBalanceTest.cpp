@@ -85,5 +85,17 @@ TEST(LoadBalance, UsesAnotherLoopWhenOneHasEnough) {
   EXPECT_LE(loops.Loads().second, 10);
 }
 
+TEST(LoadBalance, ComesToAnEndWhileEqualMonitorsGo) {
+  constexpr MonitorId Count = 60;
+  for (const double interval : {3.0, 6.0, 300.0}) {
+    Loops loops;
+    for (MonitorId id = 1; id <= Count; ++id)
+      loops.Add(id, 1 / interval);
+    for (MonitorId id = 1; id <= Count; ++id)
+      loops.Remove(id);
+    EXPECT_LE(loops.moves, static_cast<int>(Count));
+  }
+}
+
 }  // namespace
 }  // namespace norvane::engine
