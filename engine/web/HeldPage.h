@@ -13,6 +13,7 @@
 namespace norvane::engine {
 
 inline constexpr std::string_view NotEnoughMemory = "not enough memory for the page";
+inline constexpr std::string_view TooManyLargePages = "too many large pages at once";
 
 /// A page as it arrives. Its bytes are taken from `quota`, which outlives it, and go back there with it.
 class HeldPage {
@@ -28,8 +29,11 @@ class HeldPage {
 
   /// Why nothing was appended, a literal for the user; empty when it was.
   [[nodiscard]] std::string_view Append(std::string_view bytes) noexcept {
-    if (!m_quota.Acquire(bytes.size())) return "too many large pages at once";
-    if (!Reserve(m_size + bytes.size())) {
+    // A large page takes no more than it leaves to others, so that some is left for small ones.
+    const auto size = m_size + bytes.size();
+    if (size > SmallSize && size > m_quota.Left()) return TooManyLargePages;
+    if (!m_quota.Acquire(bytes.size())) return TooManyLargePages;
+    if (!Reserve(size)) {
       m_quota.Release(bytes.size());
       return NotEnoughMemory;
     }
