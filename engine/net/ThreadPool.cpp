@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -14,16 +15,18 @@ namespace {
 constexpr int Niceness = 10;
 }  // namespace
 
-void ThreadPool::Run(std::function<void()> work, LoopQueue& queue, LoopQueue::Call done) {
+void ThreadPool::Run(std::size_t size, std::function<void()> work, LoopQueue& queue, LoopQueue::Call done) {
   std::list<Job> job;
-  job.push_back({std::move(work), queue, {}});
+  job.push_back({size, std::move(work), queue, {}});
   job.back().done.push_back(std::move(done));
   {
     const std::lock_guard lock(m_mutex);
     if (m_jobs.size() >= m_idle && m_threads.size() < m_maxThreads) AddThread();
-    m_jobs.splice(m_jobs.end(), job);
+    const auto larger =
+        std::find_if(m_jobs.begin(), m_jobs.end(), [size](const Job& other) { return other.size > size; });
+    m_jobs.splice(larger, job);
   }
-  m_changed.notify_one();
+  m_changes.release();
 }
 
 void ThreadPool::AddThread() {
@@ -38,18 +41,19 @@ void ThreadPool::AddThread() {
 
 void ThreadPool::RunJobs() {
   ::setpriority(PRIO_PROCESS, 0, Niceness);  // of this thread
-  std::unique_lock lock(m_mutex);
   while (true) {
-    m_changed.wait(lock, [this] { return m_isEnding || !m_jobs.empty(); });
-    if (m_isEnding) return;
+    m_changes.acquire();
     std::list<Job> job;
-    job.splice(job.end(), m_jobs, m_jobs.begin());
-    --m_idle;
-    lock.unlock();
+    {
+      const std::lock_guard lock(m_mutex);
+      if (m_isEnding) return;
+      job.splice(job.end(), m_jobs, m_jobs.begin());
+      --m_idle;
+    }
     job.front().work();
     job.front().queue.Post(job.front().done);
     job.clear();
-    lock.lock();
+    const std::lock_guard lock(m_mutex);
     ++m_idle;
   }
 }
@@ -59,7 +63,7 @@ void ThreadPool::Stop() {
     const std::lock_guard lock(m_mutex);
     m_isEnding = true;
   }
-  m_changed.notify_all();
+  m_changes.release(static_cast<std::ptrdiff_t>(m_threads.size()));
   for (auto& thread : m_threads)
     thread.join();
   m_threads.clear();

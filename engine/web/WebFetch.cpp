@@ -297,8 +297,9 @@ void Transfer::JudgePage() {
   try {
     if (m_page.Bytes().size() <= MaxJudgedInLoop) return End(m_request.judge(Received()));
     m_judging = std::make_shared<Judging>(*this);
-    m_context.pool.Run([job = m_judging] { job->Judge(); }, m_context.calls,
-                       [job = m_judging] { job->Deliver(); });
+    m_context.pool.Run(
+        m_page.Bytes().size(), [job = m_judging] { job->Judge(); }, m_context.calls,
+        [job = m_judging] { job->Deliver(); });
     m_client.Arrived();
   } catch (const std::bad_alloc&) {
     End(std::string(NotEnoughMemory));
