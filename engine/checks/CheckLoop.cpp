@@ -61,6 +61,7 @@ class CheckLoop::Check final : public ProbeClient {
   void Ended(std::string failure) noexcept override { m_owner.End(*this, failure); }
   void Arrived() override {
     m_hasArrived = true;
+    m_lasted = m_owner.m_loop.Now() - m_began;
     SetDeadline(m_owner.m_loop.Now() + MaxJudging);
   }
   void Broke(const std::string& why) override {
@@ -77,7 +78,7 @@ class CheckLoop::Check final : public ProbeClient {
   /// The engine did nothing for so long that a failure says nothing about the service. A check that runs out
   /// of time gets back what it lost, and only the loss of all of it at once spoils that.
   [[nodiscard]] bool WasStalled() const {
-    return m_isOutOfTime ? m_lostItsTime : m_owner.m_loop.LastStall() >= m_began;
+    return m_isOutOfTime ? m_lostItsTime : m_owner.m_loop.LastStall() >= m_began + DelayMeter::MaxDelay;
   }
   /// Gives up what was done, to begin again. False if that was in vain too often.
   [[nodiscard]] bool Rewind() {
@@ -90,7 +91,7 @@ class CheckLoop::Check final : public ProbeClient {
   [[nodiscard]] bool WasRewound() const { return m_heldUp > nanoseconds{0}; }
   [[nodiscard]] std::string HeldUpText() const { return "the engine was held up for " + About(m_heldUp); }
   [[nodiscard]] milliseconds Lasted() const {
-    return std::chrono::duration_cast<milliseconds>(m_owner.m_loop.Now() - m_began);
+    return std::chrono::duration_cast<milliseconds>(m_hasArrived ? m_lasted : m_owner.m_loop.Now() - m_began);
   }
 
   CheckEnded report;  // filled as the check goes on
@@ -127,6 +128,7 @@ class CheckLoop::Check final : public ProbeClient {
   nanoseconds m_delayBefore{0};  // of the loop's thread, when the attempt began
   nanoseconds m_allowed{0};      // by which the deadline was put off already
   bool m_hasArrived = false;     // all that the peer has to send
+  Moment::duration m_lasted{};   // until then
   bool m_isOutOfTime = false;
   bool m_lostItsTime = false;  // to the engine's own delay, at once
   Moment m_until{};
@@ -139,7 +141,8 @@ CheckLoop::CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxI
       m_resolver(context.resolver),
       m_hooks(std::move(hooks)),
       m_maxInFlight(maxInFlight) {
-  m_resolver.DeliverWhile([this] { return HasPlace(); });
+  // The places are reckoned for two descriptors each, and few checks need the second.
+  m_resolver.DeliverWhile([this] { return m_inFlight.size() < 2 * m_maxInFlight + m_resolver.Queries(); });
   for (const auto& type : types)
     m_types.emplace(type.name, type.makeProbes(context));
 }

@@ -69,7 +69,7 @@ std::string_view LineDialogue::Step() const {
 
 void LineDialogue::Open(const ServerAddress& server, std::chrono::milliseconds timeout) {
   m_server = server;
-  m_deadline = m_context.loop.Now() + timeout;
+  m_timeout = timeout;
   if (const auto* answer = m_context.resolver.Known(server.host)) return Resolved(*answer);
   m_query = m_context.resolver.LookUp(server.host, m_owner,
                                       [this](const Resolver::Answer& answer) { Resolved(answer); });
@@ -81,6 +81,7 @@ void LineDialogue::Resolved(const Resolver::Answer& answer) {
     Fail(answer.failure);
   } else {
     m_state = State::Connecting;
+    m_deadline = m_context.loop.Now() + m_timeout;
     m_addresses.assign(answer.addresses.rbegin(), answer.addresses.rend());
     TryNextAddress({});
   }

@@ -90,7 +90,8 @@ class LineDialogue : private Watcher {
   EventOwner& m_owner;
   Client& m_client;
   ServerAddress m_server;
-  Moment m_deadline;
+  std::chrono::milliseconds m_timeout{};
+  Moment m_deadline;                 // of the last address, which the client looks after
   State m_state = State::LookingUp;  // when it failed, where
   std::string m_failure;
   std::unique_ptr<Resolver::Query> m_query;

@@ -252,8 +252,9 @@ Resolver::Query::~Query() {
 
 bool Resolver::Query::IsQueued() const {
   const auto lookup = m_resolver.m_lookups.find(m_host);
-  return lookup != m_resolver.m_lookups.end() &&
-         lookup->second->in == &m_resolver.m_waiting[lookup->second->lane];
+  if (lookup == m_resolver.m_lookups.end()) return false;
+  const auto* in = lookup->second->in;
+  return in == &m_resolver.m_waiting[lookup->second->lane] || in == &m_resolver.m_answered;
 }
 
 }  // namespace norvane::engine

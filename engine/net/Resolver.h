@@ -59,7 +59,8 @@ class Resolver {
   [[nodiscard]] std::uint64_t ServerAnswers() const { return m_serverAnswers; }
   /// Lookups that no name server has answered.
   [[nodiscard]] std::uint64_t ServerFailures() const { return m_serverFailures; }
-  /// Answers are given out only while `mayGoOn` holds, which is asked before each.
+  /// Answers are given out only while `mayGoOn` holds, which is asked before each; until then the query
+  /// counts as queued.
   void DeliverWhile(std::function<bool()> mayGoOn) { m_mayGoOn = std::move(mayGoOn); }
 
  private:
@@ -120,7 +121,7 @@ class Resolver::Query {
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
-  /// The lookup has yet to begin, since there are too many.
+  /// The lookup has yet to begin, or its answer to be given out, since there are too many.
   [[nodiscard]] bool IsQueued() const;
 
  private:
