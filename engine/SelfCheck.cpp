@@ -23,7 +23,8 @@ milliseconds Between(Health::Moment from, Health::Moment to) {
 }  // namespace
 
 bool SelfCheck::Growth::Lasts(std::uint64_t newValue, Health::Moment now, minutes maxPause) {
-  const bool isOver = now - last > maxPause;
+  // The clock begins with the machine: soon after that, `last` would seem to be a moment ago.
+  const bool isOver = last == Health::Moment{} || now - last > maxPause;
   if (newValue != value) {
     if (isOver) since = now;
     last = now;

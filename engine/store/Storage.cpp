@@ -145,8 +145,9 @@ void Storage::Adopt(const std::string& path, datafile::Contents& contents) {
   m_saved.reset();
   m_client.ReplaceTable(std::move(contents.table));
   m_servedFile = path;
+  if (path != m_dataFile) return;
   m_health.Set(DataFileUnreadable, {});
-  if (path == m_dataFile) m_saved = SavedMark{contents.state, m_client.Table().LastChange()};
+  m_saved = SavedMark{contents.state, m_client.Table().LastChange()};
 }
 
 void Storage::Save(const std::string& path, Completion done) {
