@@ -18,14 +18,16 @@ namespace keys = console::engine::keys;
 struct Running {
   ProbeClient* client = nullptr;
   int begun = 0;
+  bool isQueued = false;
 };
 Running running;
 
 class FakeProbe final : public Probe {
  public:
   explicit FakeProbe(ProbeClient& client) : m_client(client) {}
-  void Begin() override { running = {&m_client, running.begun + 1}; }
+  void Begin() override { running = {&m_client, running.begun + 1, false}; }
   [[nodiscard]] std::string_view Step() const override { return "waiting"; }
+  [[nodiscard]] bool IsQueued() const override { return running.isQueued; }
 
  private:
   ProbeClient& m_client;
@@ -76,7 +78,7 @@ class HeldUpCheck {
 };
 
 struct Step {
-  enum What { Pass, Stall, Arrive, Fail, Succeed } what;
+  enum What { Pass, Stall, Queue, Dequeue, Arrive, Fail, Succeed } what;
   int time = 0;
 };
 
@@ -136,6 +138,14 @@ TEST(CheckLoop, DoesNotTakeItsOwnDelayForAFailure) {
        Outcome::Failed,
        "broken",
        4},
+      {"waiting for a turn of the engine's own is none of its time",
+       {{S::Queue}, {S::Pass, 3000}, {S::Dequeue}, {S::Pass, 900}, {S::Succeed}},
+       Outcome::Good,
+       "Ok"},
+      {"only while it waits",
+       {{S::Queue}, {S::Pass, 900}, {S::Dequeue}, {S::Pass, 105}},
+       Outcome::Failed,
+       "no answer within 1 s (waiting)"},
       {"a page that nobody had time to look at",
        {{S::Arrive}, {S::Pass, 60005}, {S::Pass, 5}, {S::Succeed}},
        Outcome::Good,
@@ -164,6 +174,8 @@ TEST(CheckLoop, DoesNotTakeItsOwnDelayForAFailure) {
       EXPECT_TRUE(check.reports.empty());
       if (step.what == S::Pass) check.Pass(step.time);
       if (step.what == S::Stall) check.Stall(step.time);
+      if (step.what == S::Queue) running.isQueued = true;
+      if (step.what == S::Dequeue) running.isQueued = false;
       if (step.what == S::Arrive) running.client->Arrived();
       if (step.what == S::Fail) running.client->Ended("broken");
       if (step.what == S::Succeed) running.client->Ended("");
