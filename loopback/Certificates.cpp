@@ -103,9 +103,11 @@ Identity CertificateAuthority::IssueFor(const std::string& host, const std::shar
   return identity;
 }
 
-std::shared_ptr<X509> CertificateAuthority::IssueForLongKey(int bytes) const {
-  std::vector<unsigned char> modulus(static_cast<std::size_t>(bytes), 0xff);
-  std::array<unsigned char, 3> exponent{1, 0, 1};
+std::shared_ptr<X509> CertificateAuthority::IssueForLongKey(std::size_t bytes,
+                                                            std::size_t exponentBytes) const {
+  std::vector<unsigned char> modulus(bytes, 0xff);
+  std::vector<unsigned char> exponent(exponentBytes);
+  exponent.front() = exponent.back() = 1;
   std::array parameters{OSSL_PARAM_construct_BN(OSSL_PKEY_PARAM_RSA_N, modulus.data(), modulus.size()),
                         OSSL_PARAM_construct_BN(OSSL_PKEY_PARAM_RSA_E, exponent.data(), exponent.size()),
                         OSSL_PARAM_construct_end()};

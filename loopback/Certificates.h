@@ -37,7 +37,7 @@ class CertificateAuthority {
   /// For an IP address or a DNS name, valid from and until so many days from now (negative: in the past).
   [[nodiscard]] Identity Issue(const std::string& host, int fromDay = -1, int untilDay = 1) const;
   /// For an RSA key of so many bytes whose private part nobody has.
-  [[nodiscard]] std::shared_ptr<X509> IssueForLongKey(int bytes) const;
+  [[nodiscard]] std::shared_ptr<X509> IssueForLongKey(std::size_t bytes, std::size_t exponentBytes = 3) const;
   /// The same for a key that the server has, by way of so many authorities in between, with this key too.
   [[nodiscard]] Identity IssueFor(const std::string& host, const std::shared_ptr<EVP_PKEY>& key,
                                   int authorities = 0) const;

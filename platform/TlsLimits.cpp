@@ -1,6 +1,7 @@
 #include "platform/TlsLimits.h"
 
 #include <openssl/bio.h>
+#include <openssl/core_names.h>
 #include <openssl/err.h>
 #include <openssl/sslerr.h>
 
@@ -90,19 +91,32 @@ void Trace(int isOurs, int, int type, const void* buffer, std::size_t size, SSL*
     AddCost(ssl, HandshakeRecordCost, SSL_R_RECORD_TOO_SMALL);
 }
 
-bool HasLongKey(const STACK_OF(X509) * certificates) noexcept {
+/// Of an RSA key. OpenSSL limits it for long keys only, and with a large one a short key costs as much.
+int ExponentBits(const EVP_PKEY* key) noexcept {
+  BIGNUM* exponent = nullptr;
+  if (EVP_PKEY_is_a(key, "RSA") == 0 && EVP_PKEY_is_a(key, "RSA-PSS") == 0) return 0;
+  EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_E, &exponent);
+  const int bits = exponent != nullptr ? BN_num_bits(exponent) : 0;
+  BN_free(exponent);
+  return bits;
+}
+
+/// Why no signature by one of these is to be verified.
+int KeyFault(const STACK_OF(X509) * certificates) noexcept {
   for (int i = 0; i < sk_X509_num(certificates); ++i) {
     const auto* key = X509_get0_pubkey(sk_X509_value(certificates, i));
-    if (key != nullptr && EVP_PKEY_get_bits(key) > MaxTlsKeyBits) return true;
+    if (key == nullptr) continue;
+    if (EVP_PKEY_get_bits(key) > MaxTlsKeyBits) return TlsKeyTooLong;
+    if (ExponentBits(key) > MaxTlsExponentBits) return TlsExponentTooLong;
   }
-  return false;
+  return X509_V_OK;
 }
 
 int Verify(X509_STORE_CTX* chain, void*) noexcept {
   auto* ssl = static_cast<SSL*>(X509_STORE_CTX_get_ex_data(chain, SSL_get_ex_data_X509_STORE_CTX_idx()));
-  if (HasLongKey(X509_STORE_CTX_get0_untrusted(chain))) {
+  if (const int fault = KeyFault(X509_STORE_CTX_get0_untrusted(chain)); fault != X509_V_OK) {
     SSL_set_verify(ssl, SSL_VERIFY_PEER, nullptr);  // or this result would count for nothing
-    X509_STORE_CTX_set_error(chain, TlsKeyTooLong);
+    X509_STORE_CTX_set_error(chain, fault);
     return 0;
   }
   return SSL_get_verify_mode(ssl) == SSL_VERIFY_NONE ? 1 : X509_verify_cert(chain);

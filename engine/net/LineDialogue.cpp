@@ -18,7 +18,9 @@ namespace norvane::engine {
 namespace {
 
 constexpr const char* ClosedByServer = "connection closed by the server";
-constexpr int MaxRecordsAtOnce = 256;
+/// How often a server is received from before the loop looks after others; with TLS each time gives a record.
+constexpr int MaxReceipts = 4;
+constexpr int MaxTlsReceipts = 256;
 
 }  // namespace
 
@@ -186,7 +188,7 @@ void LineDialogue::Ready(int, std::uint32_t events) {
     Flush();
   }
   m_isDry = false;
-  m_receivedRecords = 0;
+  m_receipts = 0;
   CallClient();
 }
 
@@ -227,9 +229,9 @@ bool LineDialogue::Receive() {
     return false;
   }
   const auto size = static_cast<std::size_t>(got);
-  // Without TLS it saves asking once more; with it, records of a byte must not hold up the loop.
-  m_isDry =
-      m_ssl ? ++m_receivedRecords >= MaxRecordsAtOnce && SSL_pending(m_ssl.get()) == 0 : size < buffer.size();
+  ++m_receipts;
+  m_isDry = m_ssl ? m_receipts >= MaxTlsReceipts && SSL_pending(m_ssl.get()) == 0
+                  : m_receipts >= MaxReceipts || size < buffer.size();  // which saves asking once more
   m_in.append(buffer.data(), size);
   m_received += size;
   if (m_received > MaxReceived) Fail("more than " + std::to_string(MaxReceived >> 10) + " KiB received");

@@ -103,7 +103,7 @@ class LineDialogue : private Watcher {
   std::string m_in;
   std::size_t m_consumed = 0;  // how much of m_in the client has had
   std::size_t m_received = 0;  // in all
-  int m_receivedRecords = 0;   // of TLS, since the loop called
+  int m_receipts = 0;          // since the loop called
   bool m_isDry = false;        // nothing is received until the loop calls
   std::string m_out;
 };

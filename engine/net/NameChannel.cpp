@@ -122,6 +122,8 @@ void NameChannel::Begin(NameLookup& lookup, Moment now) noexcept {
   ares_addrinfo_hints hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
+  // To sort addresses takes a socket for each, and TCP brings thousands.
+  if (m_transport == Transport::Tcp) hints.ai_flags = ARES_AI_NOSORT;
   m_isBeginning = true;
   ares_getaddrinfo(m_channel.get(), lookup.host.c_str(), nullptr, &hints, &NameChannel::OnAnswer, &lookup);
   m_isBeginning = false;

@@ -39,6 +39,9 @@ std::string CertificateFailure(long result, const std::string& host) {
       return certificate + " is not yet valid";
     case platform::TlsKeyTooLong:
       return certificate + " comes with a key above " + std::to_string(platform::MaxTlsKeyBits) + " bits";
+    case platform::TlsExponentTooLong:
+      return certificate + " comes with an RSA exponent above " +
+             std::to_string(platform::MaxTlsExponentBits) + " bits";
     default:
       return certificate + " not trusted: " + X509_verify_cert_error_string(result);
   }

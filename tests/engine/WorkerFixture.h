@@ -73,8 +73,10 @@ struct CertificateCase {
 inline std::vector<CertificateCase> CertificateCases(const loopback::CertificateAuthority& trusted) {
   const char* address = "127.0.0.1";
   const std::string of = "certificate of 127.0.0.1 ", tls = "TLS with 127.0.0.1 failed: ";
-  auto longKey = trusted.Issue(address), usualKey = longKey, longChain = longKey, oldGroup = longKey;
+  auto longKey = trusted.Issue(address), usualKey = longKey, largeExponent = longKey, longChain = longKey,
+       oldGroup = longKey;
   longKey.others = {trusted.IssueForLongKey(1025)};
+  largeExponent.others = {trusted.IssueForLongKey(256, 9)};
   usualKey.others.assign(30, trusted.IssueForLongKey(1024));
   longChain.others.assign(40, trusted.Issue(address).certificate);
   oldGroup.groups = "ffdhe2048";
@@ -89,6 +91,7 @@ inline std::vector<CertificateCase> CertificateCases(const loopback::Certificate
        of + "not trusted: unable to get local issuer certificate"},
       {"usual keys", usualKey, address, "Ok"},
       {"long key", longKey, address, of + "comes with a key above 8192 bits"},
+      {"large exponent", largeExponent, address, of + "comes with an RSA exponent above 64 bits"},
       {"long chain", longChain, address, tls + "excessive message size"},
       {"finite-field group", oldGroup, address, tls + "sslv3 alert handshake failure"},
   };
