@@ -27,7 +27,7 @@ constexpr std::chrono::milliseconds MaxSpread = std::chrono::minutes(10);
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
 constexpr std::chrono::milliseconds MaxFetchTime = std::chrono::minutes(1);
 constexpr long MaxFetches = 8;
-constexpr std::chrono::minutes TendPause{1};  // of the log files
+constexpr std::chrono::minutes TendPause{1};  // of the files
 
 // Conditions.
 constexpr std::string_view AdminUnreachable = "administrator";
@@ -116,6 +116,7 @@ void Service::OnSecond() {
   if (const auto now = m_clock(); now >= m_nextTend) {
     m_nextTend = now + TendPause;
     m_writer->TendLogs(m_logAge);
+    if (!m_isEnding) m_storage.RetrySave();
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <openssl/crypto.h>
 
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "console/engine/EngineError.h"
@@ -22,6 +24,7 @@ using console::engine::service::ControlPass;
 
 namespace {
 constexpr std::size_t MaxValues = 64;
+constexpr std::uintmax_t MinFileSize = 512;  // of one page, the least that SQLite has
 
 // Conditions.
 constexpr std::string_view StateFileUnreadable = "state file unreadable";
@@ -46,6 +49,11 @@ EngineState::EngineState(std::string folder, Writer& writer, Health& health)
 }
 
 void EngineState::Open() {
+  std::error_code absent;
+  const auto path = StateFile::PathIn(m_folder);
+  // SQLite takes it for a new file.
+  if (const auto size = std::filesystem::file_size(path, absent); !absent && size < MinFileSize)
+    throw StoreError(StoreErrorCode::Unreadable, path + ": cut short");
   m_file = std::make_shared<StateFile>(m_folder);
   m_values = m_file->Config();
   m_outagesAtStart = m_file->OpenOutages();

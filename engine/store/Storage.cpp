@@ -160,6 +160,10 @@ void Storage::SaveDataFile(Completion done) {
   Save(m_dataFile, std::move(done));
 }
 
+void Storage::RetrySave() {
+  if (m_health.Now().contains(DataFileUnsaved)) SaveDataFile([](const std::exception_ptr&) {});
+}
+
 /// What the file at `path` lacks, and `everything` if that is asked for or cheaper.
 void Storage::Gather(const std::string& path, bool everything, Saving& saving) const {
   const auto& table = m_client.Table();

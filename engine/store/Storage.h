@@ -49,6 +49,8 @@ class Storage {
   void Save(const std::string& path, Completion done);
   /// The data file, but not an empty one in the place of what could not be read.
   void SaveDataFile(Completion done);
+  /// Saves the data file if that failed the last time.
+  void RetrySave();
 
  private:
   /// The content that the data file is known to have, so that only later changes need to be written.

@@ -234,9 +234,8 @@ TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
   const TempFolder folder;
   const std::string own = folder / "NorvaneEngine.dat";
   tests::WriteFile(own, "this is no data file");
-  tests::WriteFile(folder / "NorvaneEngine.state",
-                   "nor is this a state file, although it has to be long enough");
-  {
+  for (const auto& state : {std::string(), std::string(600, 'x')}) {
+    tests::WriteFile(folder / "NorvaneEngine.state", state);
     Engine engine(folder.Path());
     EXPECT_EQ(engine.Conditions().size(), 2u);
     EXPECT_EQ(engine.Commit("LogFile", "x.log"), std::nullopt);
@@ -260,8 +259,22 @@ TEST(Service, AnUnreadableFileIsToldAndKeptAndTheEngineLives) {
   int kept = 0;
   for (const auto& entry : fs::directory_iterator(folder.Path()))
     kept += entry.path().filename().string().find(".unreadable-") != std::string::npos;
-  EXPECT_EQ(kept, 2);
+  EXPECT_EQ(kept, 3);
   EXPECT_EQ(engine.Load(own), std::nullopt);
+}
+
+TEST(Service, SavesTheDataFileAsSoonAsItCanBeSaved) {
+  const TempFolder folder;
+  const std::string own = folder / "NorvaneEngine.dat";
+  Engine engine(folder.Path());
+  engine.Add("WebMonitor Of a");
+  fs::create_directory(own);
+  EXPECT_EQ(engine.Save(own), EngineErrorCode::Failed);
+  EXPECT_EQ(engine.Conditions().size(), 1u);
+  fs::remove(own);
+  engine.service.OnSecond();
+  engine.RunUntil([&] { return engine.Conditions().empty(); });
+  EXPECT_TRUE(fs::is_regular_file(own));
 }
 
 TEST(Service, RefusesToStartOnADataFileThatCannotBeReadJustNow) {
