@@ -18,7 +18,7 @@ using std::chrono::nanoseconds;
 namespace {
 
 /// A sample costs a call of the system or two.
-constexpr std::chrono::milliseconds MinSampleInterval{5};
+constexpr std::chrono::milliseconds MinSampleInterval{20};
 
 /// Nothing where the kernel keeps no such figure.
 nanoseconds RunQueueDelay() {
@@ -57,15 +57,22 @@ void DelayMeter::Rest(Moment now) {
   m_from = now;
 }
 
+bool DelayMeter::IsDue(Moment now) const {
+  return now - m_sampled >= MinSampleInterval;
+}
+
 nanoseconds DelayMeter::At(Moment now) {
+  if (IsDue(now)) Sample(now);
+  return m_sum + (m_overrun + Overrun(now) - m_overrunSeen);
+}
+
+void DelayMeter::Sample(Moment now) {
   const auto overrun = m_overrun + Overrun(now);
-  if (now - m_sampled < MinSampleInterval) return m_sum + (overrun - m_overrunSeen);
   const auto scheduled = m_source();
   if (std::exchange(m_sampled, now) == Moment{}) m_scheduled = scheduled;
   // A thread that waits for a CPU overruns its round too: the same time is not counted twice.
   m_sum += std::max(overrun - std::exchange(m_overrunSeen, overrun),
                     scheduled - std::exchange(m_scheduled, scheduled));
-  return m_sum;
 }
 
 }  // namespace norvane::engine

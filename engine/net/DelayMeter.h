@@ -27,11 +27,14 @@ class DelayMeter {
   /// The work of a round began at `from`, or should have, had the thread not overslept.
   void Work(Moment from) { m_from = from; }
   void Rest(Moment now);
+  /// Asks the source, which costs a call of the system or two, and so is due every few milliseconds only.
+  void Sample(Moment now);
+  [[nodiscard]] bool IsDue(Moment now) const;
   /// The sum while at work, to within a few milliseconds.
   [[nodiscard]] std::chrono::nanoseconds At(Moment now);
   /// When the latest round ended that was late by more than `MaxDelay`; `now` if this one is.
   [[nodiscard]] Moment LastStall(Moment now) const;
-  /// What of it came from the source.
+  /// What the source said last.
   [[nodiscard]] std::chrono::nanoseconds Scheduled() const { return m_scheduled; }
 
  private:

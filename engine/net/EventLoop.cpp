@@ -109,11 +109,10 @@ void EventLoop::RunOnce(milliseconds longest) {
 void EventLoop::EndTurn() {
   const auto now = Now();
   auto length = now - std::exchange(m_turnBegan, now);
-  if (length > MaxTurn) {
-    const auto before = m_delay.Scheduled();
-    static_cast<void>(m_delay.At(now));
-    length = std::max(length - (m_delay.Scheduled() - before), Moment::duration::zero());
-  }
+  if (length > MaxTurn || m_delay.IsDue(now)) m_delay.Sample(now);
+  const auto scheduled = m_delay.Scheduled();
+  const auto waited = scheduled - std::exchange(m_scheduled, scheduled);
+  if (length > MaxTurn) length = std::max(length - waited, Moment::duration::zero());
   m_turns.Note(now, std::chrono::duration_cast<std::chrono::microseconds>(length));
 }
 

@@ -152,6 +152,7 @@ class EventLoop : public EventOwner {
   std::uint64_t m_lastArmedBefore = 0;  // the round; later ones wait for the next
   bool m_isRoundOpen = false;
   Moment m_turnBegan;
+  std::chrono::nanoseconds m_scheduled{0};  // what the delays came to that the thread had before this turn
   RecentMaximum<std::chrono::microseconds> m_turns;
 };
 
