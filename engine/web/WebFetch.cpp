@@ -2,13 +2,12 @@
 
 #include <sys/socket.h>
 
-#include <atomic>
-#include <exception>
 #include <new>
 #include <utility>
 
-#include "engine/net/ThreadPool.h"
 #include "engine/web/HeldPage.h"
+#include "engine/web/PageJudging.h"
+#include "engine/web/ReplyBudget.h"
 #include "engine/web/WebReason.h"
 #include "engine/web/WebTransfers.h"
 #include "platform/Ascii.h"
@@ -19,15 +18,6 @@ namespace norvane::engine {
 namespace {
 
 constexpr int MaxRedirects = 5;
-constexpr std::size_t MaxHeaderSize = 256 << 10;
-constexpr std::size_t MaxHeaderLines = 2000;
-/// A reply may come in so many pieces, and in more if they are not small on average: each costs a call,
-/// however little is in it.
-constexpr std::size_t MaxPieces = 32 << 10;
-constexpr std::size_t SmallPiece = 64;
-/// Of a chunk, in front of its bytes and behind them: its size, and two line ends.
-constexpr std::size_t ChunkFrame = 24;
-constexpr std::size_t MaxChunkExtensions = 64 << 10;
 /// Handing a smaller page to another thread would cost more than to judge it.
 constexpr std::size_t MaxJudgedInLoop = 64 << 10;
 // People type URLs with blanks and letters of their own language; browsers take them, and so do we.
@@ -51,8 +41,6 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   [[nodiscard]] Page Received() const override;
 
  private:
-  class Judging;
-
   void Visit(const char* url);
   void Fetch(const Resolver::Answer& answer);
   void SetOptions(const Resolver::Answer& answer);
@@ -85,54 +73,10 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   std::unique_ptr<WebTransfers::Handle> m_handle;
   curl_socket_t m_socket = CURL_SOCKET_BAD;  // the latest that libcurl opened
   HeldPage m_page;
-  std::shared_ptr<Judging> m_judging;
-  /// What has come from the present server, in bytes where nothing else is said.
-  struct Counts {
-    std::size_t page = 0;
-    std::size_t pagePieces = 0;
-    std::size_t chunked = 0;  ///< the page as it came, chunks and what lies between them
-    std::size_t header = 0;
-    std::size_t headerLines = 0;
-  } m_counts;
+  std::shared_ptr<PageJudging> m_judging;
+  ReplyBudget m_budget;  // of the present server
   bool m_headerEnded = false;
   std::string_view m_refusal;  // why the transfer was ended by this end; a literal
-};
-
-/// A page that is judged in another thread, and what is thought of it.
-class Transfer::Judging {
- public:
-  explicit Judging(Transfer& transfer)
-      : m_transfer(&transfer),
-        m_judge(transfer.m_request.judge),
-        m_contentType(transfer.Received().contentType),
-        m_page(std::move(transfer.m_page)) {}
-
-  /// In that thread. Gives the page's memory back at once.
-  void Judge() noexcept {
-    try {
-      if (!m_isGivenUp) m_failure = m_judge({m_page.Bytes(), m_contentType});
-    } catch (const std::exception&) {
-      m_failure.swap(m_shortage);
-    }
-    m_page.Clear();
-  }
-  // In the loop.
-  void GiveUp() noexcept {
-    m_isGivenUp = true;
-    m_transfer = nullptr;
-  }
-  void Deliver() {
-    if (m_transfer != nullptr) m_transfer->End(std::move(m_failure));
-  }
-
- private:
-  Transfer* m_transfer;
-  std::atomic<bool> m_isGivenUp = false;
-  std::function<std::string(const Page&)> m_judge;
-  std::string m_contentType;
-  HeldPage m_page;
-  std::string m_failure;
-  std::string m_shortage{NotEnoughMemory};  // made when there is memory
 };
 
 Transfer::~Transfer() {
@@ -183,7 +127,7 @@ void Transfer::Fetch(const Resolver::Answer& answer) {
   if (answer.addresses.empty()) return End(answer.failure);
   if (!m_handle) m_handle = m_transfers.Acquire();
   m_page.Clear();
-  m_counts = {};
+  m_budget = {};
   m_headerEnded = false;
   SetOptions(answer);
   m_transfers.Add(*m_handle, *this);
@@ -223,13 +167,9 @@ std::size_t Transfer::Refuse(std::string_view why) noexcept {
 
 std::size_t Transfer::OnBody(char* bytes, std::size_t, std::size_t size, void* self) noexcept {
   auto& fetch = *static_cast<Transfer*>(self);
-  auto& counts = fetch.m_counts;
-  counts.page += size;
-  if (counts.page > MaxPageSize) return 0;  // which ends the transfer
-  if (++counts.pagePieces > MaxPieces && counts.page / SmallPiece < counts.pagePieces)
-    return fetch.Refuse("the page comes in pieces of less than 64 bytes");
-  if (!fetch.m_request.judge && !fetch.m_request.keepsPage) return size;
-  const auto refusal = fetch.m_page.Append({bytes, size});
+  const bool isKept = fetch.m_request.judge || fetch.m_request.keepsPage;
+  auto refusal = fetch.m_budget.AddPiece(size);
+  if (refusal.empty() && isKept) refusal = fetch.m_page.Append({bytes, size});
   return refusal.empty() ? size : fetch.Refuse(refusal);
 }
 
@@ -239,10 +179,9 @@ std::size_t Transfer::OnHeader(char* bytes, std::size_t, std::size_t size, void*
   const std::string_view line(bytes, size);
   if (line.starts_with("HTTP/")) fetch.m_headerEnded = false;
   if (line == "\r\n" || line == "\n") fetch.m_headerEnded = true;
-  fetch.m_counts.header += size;
-  if (fetch.m_counts.header > MaxHeaderSize || ++fetch.m_counts.headerLines > MaxHeaderLines)
-    return fetch.Refuse("reply header too long");
-  return fetch.BeginsEncoding(line) ? fetch.Refuse("unrequested transfer encoding") : size;
+  auto refusal = fetch.m_budget.AddHeaderLine(size);
+  if (refusal.empty() && fetch.BeginsEncoding(line)) refusal = "unrequested transfer encoding";
+  return refusal.empty() ? size : fetch.Refuse(refusal);
 }
 
 /// libcurl decompresses whatever says that it is compressed, layer upon layer, within one call.
@@ -259,17 +198,15 @@ bool Transfer::BeginsEncoding(std::string_view headerLine) noexcept {
 }
 
 int Transfer::OnTrace(CURL*, curl_infotype type, char*, std::size_t size, void* self) noexcept {
-  if (type == CURLINFO_DATA_IN) static_cast<Transfer*>(self)->m_counts.chunked += size;
+  if (type == CURLINFO_DATA_IN) static_cast<Transfer*>(self)->m_budget.AddChunked(size);
   return 0;
 }
 
 int Transfer::OnProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
   auto& fetch = *static_cast<Transfer*>(self);
-  const auto& counts = fetch.m_counts;
-  const auto framed = counts.page + counts.header + counts.pagePieces * ChunkFrame;
-  if (counts.chunked <= framed + MaxChunkExtensions) return 0;
-  fetch.Refuse("more than 64 KiB of chunk extensions");
-  return 1;
+  const auto refusal = fetch.m_budget.ChunkFailure();
+  if (!refusal.empty()) fetch.Refuse(refusal);
+  return refusal.empty() ? 0 : 1;
 }
 
 void Transfer::TransferEnded(CURLcode code) {
@@ -278,8 +215,7 @@ void Transfer::TransferEnded(CURLcode code) {
   long status = 0;
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   if (status >= 400 && !m_request.anyStatus) return End("HTTP status " + std::to_string(status));
-  if (m_counts.page > MaxPageSize || code == CURLE_FILESIZE_EXCEEDED)
-    return End("page larger than " + std::to_string(MaxPageSize >> 20) + " MiB");
+  if (code == CURLE_FILESIZE_EXCEEDED) m_refusal = PageTooLarge;
   if (!m_refusal.empty()) return End(std::string(m_refusal));
   if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl accepts as a reply
   if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
@@ -296,10 +232,10 @@ void Transfer::JudgePage() {
   if (!m_request.judge) return End({});
   try {
     if (m_page.Bytes().size() <= MaxJudgedInLoop) return End(m_request.judge(Received()));
-    m_judging = std::make_shared<Judging>(*this);
-    m_context.pool.Run(
-        m_page.Bytes().size(), [job = m_judging] { job->Judge(); }, m_context.calls,
-        [job = m_judging] { job->Deliver(); });
+    m_judging =
+        std::make_shared<PageJudging>(std::move(m_page), std::string(Received().contentType), m_request.judge,
+                                      [this](std::string failure) { End(std::move(failure)); });
+    PageJudging::Begin(m_judging, m_context.pool, m_context.calls);
     m_client.Arrived();
   } catch (const std::bad_alloc&) {
     End(std::string(NotEnoughMemory));

@@ -11,9 +11,6 @@
 
 namespace norvane::engine {
 
-/// Bytes of a page at most.
-inline constexpr std::size_t MaxPageSize = std::size_t{16} << 20;
-
 struct WebRequest {
   std::string url;           ///< as a person types it
   bool onlySuccess = false;  ///< a reply that isn't 2xx is a failure
