@@ -321,6 +321,7 @@ TEST(WorkerThreads, ACheckThatWaitsForANameTakesNoPlace) {
   HttpServer server;
   server.Set("/", HttpServer::Reply("x"));
   WorkerOptions options;
+  options.threads = 1;
   options.maxInFlight = 1;
   options.resolver.nameServers = "127.0.0.1:" + std::to_string(silent.Port());
   WorkerFixture worker(options);
