@@ -83,7 +83,7 @@ bool MainBas::MonitorExists(std::string_view fullName) const {
 
 void MainBas::ReleaseAll() {
   for (std::size_t slot = 0; slot < UsedSlots; ++slot)
-    delete PageForms[slot].data();
+    delete std::exchange(PageForms[slot], {}).data();  // out of reach of whoever hears of its end
   CurrentRef.Release();
   Monitors.Release();
   PagerTypes.clear();
