@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "console/engine/MonitorKeys.h"
 #include "engine/Service.h"
 #include "tests/support/Errors.h"
 #include "tests/support/ScriptedChecks.h"
@@ -31,6 +32,15 @@ class TestEngine {
       RunUntil([&] { return result.has_value(); });
       if (result && *result) std::rethrow_exception(*result);
     });
+  }
+  engine::MonitorId Add(const std::string& name, const std::string& status = "Disable") {
+    const auto id = service.Add(name);
+    service.Set(id, console::engine::keys::Status, status);
+    return id;
+  }
+  [[nodiscard]] std::string Attr(const std::string& name, std::string_view key) const {
+    const engine::Monitor* monitor = service.Table().Find(name);
+    return monitor == nullptr ? "no such monitor" : monitor->attributes->Get(key);
   }
   std::optional<console::engine::EngineErrorCode> Load(const std::string& path) {
     return Await([&](engine::Completion done) { service.Load(path, std::move(done)); });

@@ -1,0 +1,149 @@
+// What the service tells of itself: conditions, messages to the administrator, monitors that are overdue.
+
+#include <chrono>
+#include <filesystem>
+
+#include "engine/Service.h"
+#include "loopback/TempFolder.h"
+#include "tests/engine/TestEngine.h"
+#include "tests/support/Files.h"
+#include "tests/support/Rows.h"
+
+namespace norvane::engine {
+namespace {
+
+namespace fs = std::filesystem;
+namespace keys = console::engine::keys;
+using loopback::TempFolder;
+using Calls = std::vector<std::string>;
+using Engine = tests::TestEngine;
+
+TEST(ServiceHealth, AMonitorWithoutACheckForThreeIntervalsIsOverdue) {
+  const TempFolder folder;
+  Moment now;
+  {
+    Engine engine(folder.Path(), [&] { return now; });
+    const auto id = engine.Add("WebMonitor Of a");
+    engine.service.Set(id, keys::Interval, "10");
+    engine.service.Set(id, keys::Status, "Enable");
+    const auto overdueAfter = [&](int seconds) {
+      now += std::chrono::seconds(seconds);
+      return engine.service.Status().overdue.size();
+    };
+    EXPECT_EQ(overdueAfter(29), 0u);
+    EXPECT_EQ(overdueAfter(1), 1u);
+    engine.checks->Report(id, 0, "Ok");
+    engine.service.OnWake();
+    EXPECT_EQ(overdueAfter(29), 0u);
+    EXPECT_EQ(overdueAfter(1), 1u);
+    engine.service.Set(id, "note", "no reason to be younger");
+    EXPECT_EQ(overdueAfter(0), 1u);
+    engine.service.Set(id, keys::Interval, "20");
+    EXPECT_EQ(overdueAfter(59), 0u);
+    EXPECT_EQ(overdueAfter(1), 1u);
+    engine.service.Set(id, keys::Status, "Disable");
+    EXPECT_EQ(overdueAfter(0), 0u);
+    engine.service.Set(id, keys::Status, "Enable");
+    EXPECT_EQ(engine.Shutdown(), std::nullopt);
+  }
+  const Engine engine(folder.Path(), [&] { return now; });
+  EXPECT_EQ(engine.service.Status().overdue.size(), 0u) << "it has not run long enough";
+  now += std::chrono::seconds(60);
+  EXPECT_EQ(engine.service.Status().overdue.size(), 1u);
+}
+
+TEST(ServiceHealth, TheAdministratorHearsOfConditionsButNotOfHisOwnSilence) {
+  const TempFolder folder;
+  tests::WriteFile(folder / "NorvaneEngine.dat", "no data file");
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; }, {"TEL://", "555"});
+  engine.checks->notifyOutcome = "no route";
+  const auto pass = [&](std::chrono::seconds time) {
+    now += time;
+    engine.service.OnSecond();
+    engine.service.OnWake();
+  };
+  pass(AdminMessages::GatherTime);
+  ASSERT_EQ(engine.checks->notifications.size(), 1u);
+  EXPECT_EQ(engine.checks->notifications[0].to, "555");
+  const std::string unreachable = "message to the administrator not accepted: no route";
+  EXPECT_EQ(engine.Conditions().front(), unreachable);
+  engine.checks->notifyOutcome = "Ok";
+  pass(AdminMessages::RetryPauses[0]);
+  ASSERT_EQ(engine.checks->notifications.size(), 2u);
+  EXPECT_EQ(engine.checks->notifications[1].message, engine.checks->notifications[0].message);
+  EXPECT_EQ(engine.Conditions().size(), 1u) << "the data file still cannot be read";
+  pass(std::chrono::hours(1));
+  EXPECT_EQ(engine.checks->notifications.size(), 2u);
+}
+
+TEST(ServiceHealth, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  engine.checks->notifyOutcome = "no route";
+  const auto id = engine.Add("WebMonitor Of a", "Enable");
+  engine.service.Set(id, keys::NotifyMode, "TEL://");
+  engine.service.Set(id, keys::NotifyPager, "555");
+  engine.service.Set(id, keys::MaxFailTimes, "0");
+  engine.service.Notify(id, [](std::exception_ptr, const CheckResult&) {});
+  engine.service.OnWake();
+  EXPECT_EQ(engine.Conditions(), Calls{}) << "whoever asked for it is told";
+  const auto failAndRecover = [&] {
+    engine.checks->Report(id, 0, "down");
+    engine.service.OnWake();
+    engine.checks->Report(id, 0, "Ok");
+    engine.service.OnWake();
+  };
+  failAndRecover();
+  EXPECT_EQ(engine.Conditions(), Calls{"notification of WebMonitor Of a failed: no route"});
+  engine.checks->notifyOutcome = "Ok";
+  failAndRecover();
+  EXPECT_EQ(engine.Conditions(), Calls{});
+}
+
+TEST(ServiceHealth, LogFilesThatCannotBeWrittenAreOneCondition) {
+  const TempFolder folder;
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; });
+  const std::string bad[] = {folder / "a", folder / "b"};
+  for (const auto& log : bad) {
+    fs::create_directory(log);
+    const auto id = engine.Add("WebMonitor Of " + log.substr(log.size() - 1));
+    engine.service.Set(id, keys::LogFile, log);
+    engine.checks->Report(id, 0, "Ok");
+  }
+  const auto awaitConditions = [&](const Calls& conditions) {
+    engine.RunUntil([&] { return engine.Conditions() == conditions; });
+  };
+  const auto problemOf = [](const std::string& log) {
+    return "log file " + log + " cannot be written: Is a directory";
+  };
+  awaitConditions({problemOf(bad[0]) + " (and 1 more)"});
+  fs::remove(bad[0]);
+  now += std::chrono::minutes(1);
+  engine.service.OnSecond();
+  awaitConditions({problemOf(bad[1])});
+  fs::remove(bad[1]);
+  now += std::chrono::minutes(1);
+  engine.service.OnSecond();
+  awaitConditions({});
+}
+
+TEST(ServiceHealth, CommandsThatHoldUpOthersAreAConditionForAWhile) {
+  const TempFolder folder;
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; });
+  const auto id = engine.Add("WebMonitor Of a");
+  engine.checks->Report(CommandEvent{id, {}, "command x waits", true});
+  engine.checks->Report(CommandEvent{id, {}, "command y started"});
+  engine.service.OnWake();
+  now += std::chrono::minutes(10) - std::chrono::seconds(1);
+  engine.service.OnSecond();
+  EXPECT_EQ(engine.Conditions(), Calls{"WebMonitor Of a: command x waits"});
+  now += std::chrono::seconds(1);
+  engine.service.OnSecond();
+  EXPECT_EQ(engine.Conditions(), Calls{});
+}
+
+}  // namespace
+}  // namespace norvane::engine
