@@ -289,7 +289,7 @@ void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
 void Service::Shutdown(Completion done) {
   m_isEnding = true;
   StopAll();
-  m_state->WriteAtEnd(m_outages->DequeueChanges(true));
+  m_state->WriteAtEnd({m_outages->DequeueChanges(true), {}, {}});
   m_storage.SaveDataFile(std::move(done));
 }
 
@@ -414,7 +414,7 @@ void Service::Answer(std::uint64_t ticket, const CheckResult& result) {
 }
 
 void Service::KeepOutages() {
-  m_state->Write(m_outages->DequeueChanges(false));
+  m_state->Write({m_outages->DequeueChanges(false), {}, {}});
 }
 
 void Service::Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text) {

@@ -27,6 +27,8 @@ struct NotifyRequest {
   std::string to;       ///< mail address or number
   std::string message;  ///< the mail's subject, or the short message
   std::string body;     ///< of a mail
+  /// The same for each try, so that a repetition can be recognised; empty: made anew for each.
+  std::string identity{};
 };
 
 /// A program to be started because of a monitor.

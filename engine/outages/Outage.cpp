@@ -18,12 +18,13 @@ Outage::Actions Outage::Fail(const OutageRules& rules, std::chrono::system_clock
 }
 
 bool Outage::MayNotify(Moment now) const {
-  return !m_record.notified && !m_isNotifying && (!m_lastTry || now - *m_lastTry >= NotifyAgainAfter);
+  return m_record.message != OutageRecord::Message::Accepted && !m_isNotifying &&
+         (!m_lastTry || now - *m_lastTry >= NotifyAgainAfter);
 }
 
 void Outage::NotifyEnded(bool accepted) {
   m_isNotifying = false;
-  m_record.notified = m_record.notified || accepted;
+  if (accepted) m_record.message = OutageRecord::Message::Accepted;
 }
 
 }  // namespace norvane::engine

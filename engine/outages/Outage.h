@@ -28,7 +28,9 @@ class Outage {
 
   [[nodiscard]] const OutageRecord& What() const { return m_record; }
   /// Without its record a restart would begin it again, or send a second notification.
-  [[nodiscard]] bool MustOutliveEngine() const { return m_record.isOpen || m_record.notified; }
+  [[nodiscard]] bool MustOutliveEngine() const {
+    return m_record.isOpen || m_record.message != OutageRecord::Message::None;
+  }
 
   /// One more failed check, which was started at `at`. The actions count as done; a notification is under
   /// way until `NotifyEnded`.

@@ -56,7 +56,7 @@ void EngineState::Open() {
     throw StoreError(StoreErrorCode::Unreadable, path + ": cut short");
   m_file = std::make_shared<StateFile>(m_folder);
   m_values = m_file->Config();
-  m_outagesAtStart = m_file->OpenOutages();
+  m_atStart = m_file->Read();
 }
 
 std::string EngineState::Value(std::string_view key) const {
@@ -89,34 +89,36 @@ bool EngineState::IsControlPass(std::string_view text) const {
   return text.size() == pass.size() && CRYPTO_memcmp(text.data(), pass.data(), pass.size()) == 0;
 }
 
-void EngineState::Write(OutageChanges changes) {
+std::uint64_t EngineState::Write(StateChanges changes) {
   Add(std::move(changes));
-  if (m_writes == 0 && !m_waiting.empty()) StartWrite();
+  if (m_writes == 0 && !m_waiting.IsEmpty()) StartWrite();
+  return m_asked;
 }
 
-void EngineState::WriteAtEnd(OutageChanges changes) {
+void EngineState::WriteAtEnd(StateChanges changes) {
   Add(std::move(changes));
   StartWrite();
 }
 
-void EngineState::Add(OutageChanges changes) {
-  changes.merge(m_waiting);  // the newer ones stay
+void EngineState::Add(StateChanges changes) {
+  if (!changes.IsEmpty()) ++m_asked;
+  changes.Merge(std::exchange(m_waiting, {}));
   m_waiting = std::move(changes);
 }
 
 void EngineState::StartWrite() {
   auto changes = std::exchange(m_waiting, {});
-  changes.merge(std::exchange(m_failed, {}));  // the newer ones stay
+  changes.Merge(std::exchange(m_failed, {}));
   ++m_writes;
-  m_writer.Run([file = m_file, changes] { file->SetOutages(changes); },
-               [this, changes](const std::exception_ptr& error) {
+  m_writer.Run([file = m_file, changes] { file->Write(changes); },
+               [this, changes, number = m_asked](const std::exception_ptr& error) {
                  --m_writes;
                  // Two may be under way at the end: the later one's records are newer.
-                 for (const auto& [monitor, record] : changes)
-                   m_failed.erase(monitor);
-                 if (error) {
-                   m_failed.insert(changes.begin(), changes.end());
-                 }
+                 m_failed.Forget(changes);
+                 if (error)
+                   m_failed.Merge(changes);
+                 else if (m_failed.IsEmpty())
+                   m_written = number;
                  m_health.Set(StateFileUnsaved, error ? "outages may be notified again after a restart: " +
                                                             platform::ErrorText(error)
                                                       : std::string());

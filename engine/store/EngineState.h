@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "engine/model/StateChanges.h"
 #include "engine/store/StateFile.h"
 #include "engine/store/Storage.h"
 
@@ -12,8 +14,8 @@ namespace norvane::engine {
 
 class Health;
 
-/// What the engine itself remembers: the service-wide values and the outages that last. On the service
-/// thread; the state file is written on the writer thread.
+/// What the engine itself remembers: the service-wide values, outages, owed messages, silences. On the
+/// service thread; the state file is written on the writer thread.
 class EngineState {
  public:
   /// Reads the state file of the folder, or makes it; a damaged one is kept under another name, which
@@ -28,17 +30,22 @@ class EngineState {
   /// Compares in constant time.
   [[nodiscard]] bool IsControlPass(std::string_view text) const;
 
-  /// Those that lasted when the last engine ended.
-  [[nodiscard]] const OutageRecords& OutagesAtStart() const { return m_outagesAtStart; }
+  /// As the last engine left them.
+  [[nodiscard]] const OutageRecords& OutagesAtStart() const { return m_atStart.outages; }
+  [[nodiscard]] const OwedMessages& OwedAtStart() const { return m_atStart.owed; }
+  [[nodiscard]] const Silences& SilencesAtStart() const { return m_atStart.silences; }
   /// One write at a time: changes that come meanwhile are batched into the next one, with those whose write
   /// failed.
-  void Write(OutageChanges changes);
+  /// Gives a number that grows; the changes are on disk once `Written` has reached it.
+  std::uint64_t Write(StateChanges changes);
+  /// Changes on the writer thread's return, that is within `Writer::Deliver`.
+  [[nodiscard]] std::uint64_t Written() const { return m_written; }
   /// Writes in any case, also what failed before.
-  void WriteAtEnd(OutageChanges changes);
+  void WriteAtEnd(StateChanges changes);
 
  private:
   void Open();
-  void Add(OutageChanges changes);
+  void Add(StateChanges changes);
   void StartWrite();
 
   std::string m_folder;
@@ -47,10 +54,11 @@ class EngineState {
   // The writer thread's alone once it has the first job, which may outlive this.
   std::shared_ptr<StateFile> m_file;
   StateFile::Values m_values;
-  OutageRecords m_outagesAtStart;
-  OutageChanges m_waiting;
-  OutageChanges m_failed;  // of writes that failed
-  int m_writes = 0;        // handed to the writer and not yet done
+  StateFile::Contents m_atStart;
+  StateChanges m_waiting;
+  StateChanges m_failed;  // of writes that failed
+  int m_writes = 0;       // handed to the writer and not yet done
+  std::uint64_t m_asked = 0, m_written = 0;
 };
 
 }  // namespace norvane::engine

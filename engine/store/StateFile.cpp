@@ -35,25 +35,29 @@ void StateFile::SetConfig(const Values& values) {
   transaction.Commit();
 }
 
-OutageRecords StateFile::OpenOutages() {
-  OutageRecords outages;
+StateFile::Contents StateFile::Read() {
+  Contents contents;
   Statement rows(m_database, "SELECT monitor,failures,since,is_open,launched,notified FROM failing");
   while (rows.Step()) {
     const std::chrono::milliseconds since(rows.NumberAt(2));
-    outages.try_emplace(
+    contents.outages.try_emplace(
         std::string(rows.TextAt(0)),
-        OutageRecord{static_cast<int>(rows.NumberAt(1)), std::chrono::system_clock::time_point(since),
-                     rows.NumberAt(3) != 0, static_cast<int>(rows.NumberAt(4)), rows.NumberAt(5) != 0});
+        OutageRecord{{},
+                     static_cast<int>(rows.NumberAt(1)),
+                     std::chrono::system_clock::time_point(since),
+                     rows.NumberAt(3) != 0,
+                     static_cast<int>(rows.NumberAt(4)),
+                     rows.NumberAt(5) != 0 ? OutageRecord::Message::Accepted : OutageRecord::Message::None});
   }
-  return outages;
+  return contents;
 }
 
-void StateFile::SetOutages(const OutageChanges& changes) {
+void StateFile::Write(const StateChanges& changes) {
   Transaction transaction(m_database);
   {
     Statement insert(m_database, "INSERT OR REPLACE INTO failing VALUES(?,?,?,?,?,?)");
     Statement remove(m_database, "DELETE FROM failing WHERE monitor=?");
-    for (const auto& [monitor, record] : changes) {
+    for (const auto& [monitor, record] : changes.outages) {
       if (!record) {
         remove.Bind(1, monitor).Step();
         continue;
@@ -61,7 +65,7 @@ void StateFile::SetOutages(const OutageChanges& changes) {
       const auto since = std::chrono::floor<std::chrono::milliseconds>(record->since.time_since_epoch());
       insert.Bind(1, monitor).Bind(2, std::int64_t{record->failures}).Bind(3, std::int64_t{since.count()});
       insert.Bind(4, std::int64_t{record->isOpen}).Bind(5, std::int64_t{record->launched});
-      insert.Bind(6, std::int64_t{record->notified}).Step();
+      insert.Bind(6, std::int64_t{record->message == OutageRecord::Message::Accepted}).Step();
     }
   }
   transaction.Commit();

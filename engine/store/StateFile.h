@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "engine/model/OutageRecord.h"
+#include "engine/model/StateChanges.h"
 #include "engine/store/Database.h"
 
 namespace norvane::engine {
@@ -24,8 +24,13 @@ class StateFile {
   /// Values that are not among them stay.
   void SetConfig(const Values& values);
 
-  [[nodiscard]] OutageRecords OpenOutages();
-  void SetOutages(const OutageChanges& changes);
+  struct Contents {
+    OutageRecords outages;
+    OwedMessages owed;
+    Silences silences;
+  };
+  [[nodiscard]] Contents Read();
+  void Write(const StateChanges& changes);
 
  private:
   Database m_database;
