@@ -5,13 +5,13 @@
 #include <QScopedValueRollback>
 #include <QScreen>
 
-#include "console/MonitorTypes.h"
+#include "console/FormTable.h"
 #include "console/StatusPoll.h"
 #include "console/WindowLayout.h"
 #include "console/engine/MonitorKeys.h"
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/WindowTitle.h"
-#include "console/shared/Wire.h"
 #include "platform/Paths.h"
 #include "platform/Registry.h"
 #include "support/FrmSplash.h"
@@ -68,7 +68,7 @@ void FrmStart::DrawImages() {
 }
 
 void FrmStart::FillMenuNew() {
-  for (const auto& type : MonitorTypes()) {
+  for (const auto& type : FormTable()) {
     if (type.menuClick == nullptr) continue;
     auto* entry = m_ui->mnuNew->addAction(QLatin1String(type.caption));
     entry->setObjectName(QLatin1String(type.menu));
@@ -78,19 +78,20 @@ void FrmStart::FillMenuNew() {
 }
 
 void FrmStart::WireControls() {
-  using shared::Wire;
-  Wire(m_bas, m_ui->TvCtrl, &ClickTree::NodeClick, this, &FrmStart::TvCtrl_Click);
-  Wire(m_bas, m_ui->LstV, &QTreeView::clicked, this, &FrmStart::LstV_ItemClick);
-  Wire(m_bas, m_ui->LstV->header(), &QHeaderView::sectionClicked, this, &FrmStart::LstV_ColumnClick);
-  Wire(m_bas, &Timer1, &QTimer::timeout, this, &FrmStart::Timer1_Timer);
-  Wire(m_bas, m_ui->ToolBar, &QToolBar::actionTriggered, this, &FrmStart::ToolBar_ButtonClick);
-  Wire(m_bas, m_ui->mnuDelete, &QAction::triggered, this, &FrmStart::mnuDelete_Click);
-  Wire(m_bas, m_ui->mnuExit, &QAction::triggered, this, &FrmStart::mnuExit_Click);
-  Wire(m_bas, m_ui->mnuStop, &QAction::triggered, this, &FrmStart::mnuStop_Click);
-  Wire(m_bas, m_ui->mnuStart, &QAction::triggered, this, &FrmStart::mnuStart_Click);
-  Wire(m_bas, m_ui->mnuAbout, &QAction::triggered, this, &FrmStart::mnuAbout_Click);
-  Wire(m_bas, m_ui->mnuhelphelp, &QAction::triggered, this, &FrmStart::mnuhelphelp_Click);
-  Wire(m_bas, m_ui->mnuFeedback, &QAction::triggered, this, &FrmStart::mnuFeedback_Click);
+  using shared::ConnectHandler;
+  ConnectHandler(m_bas, m_ui->TvCtrl, &ClickTree::NodeClick, this, &FrmStart::TvCtrl_Click);
+  ConnectHandler(m_bas, m_ui->LstV, &QTreeView::clicked, this, &FrmStart::LstV_ItemClick);
+  ConnectHandler(m_bas, m_ui->LstV->header(), &QHeaderView::sectionClicked, this,
+                 &FrmStart::LstV_ColumnClick);
+  ConnectHandler(m_bas, &Timer1, &QTimer::timeout, this, &FrmStart::Timer1_Timer);
+  ConnectHandler(m_bas, m_ui->ToolBar, &QToolBar::actionTriggered, this, &FrmStart::ToolBar_ButtonClick);
+  ConnectHandler(m_bas, m_ui->mnuDelete, &QAction::triggered, this, &FrmStart::mnuDelete_Click);
+  ConnectHandler(m_bas, m_ui->mnuExit, &QAction::triggered, this, &FrmStart::mnuExit_Click);
+  ConnectHandler(m_bas, m_ui->mnuStop, &QAction::triggered, this, &FrmStart::mnuStop_Click);
+  ConnectHandler(m_bas, m_ui->mnuStart, &QAction::triggered, this, &FrmStart::mnuStart_Click);
+  ConnectHandler(m_bas, m_ui->mnuAbout, &QAction::triggered, this, &FrmStart::mnuAbout_Click);
+  ConnectHandler(m_bas, m_ui->mnuhelphelp, &QAction::triggered, this, &FrmStart::mnuhelphelp_Click);
+  ConnectHandler(m_bas, m_ui->mnuFeedback, &QAction::triggered, this, &FrmStart::mnuFeedback_Click);
 }
 
 // Start and end.
@@ -261,8 +262,8 @@ void FrmStart::ShowMonitor(const Node& node) {
   m_bas.CurrentMonitor = m_bas.CurrentRef->GetMonitor();
   if (m_bas.CurrentMonitor->Kind() == engine::KindWithoutPage) return;
   const auto type = m_bas.CurrentMonitor->TypeName();
-  for (std::size_t slot = 0; slot < MonitorTypes().size(); ++slot)
-    if (MonitorTypes()[slot].name == type) ShowPage(LoadedPage(slot));
+  for (std::size_t slot = 0; slot < FormTable().size(); ++slot)
+    if (FormTable()[slot].name == type) ShowPage(LoadedPage(slot));
   const bool running = m_bas.CurrentMonitor->GetAttr(keys::Status) == engine::StatusEnable;
   EnableButtons(true, !running, running);
   EnableMenus();
@@ -272,7 +273,7 @@ void FrmStart::ShowMonitor(const Node& node) {
 shared::Page& FrmStart::LoadedPage(std::size_t slot) {
   auto& page = m_bas.PageForms[slot];
   if (!page) {
-    page = MonitorTypes()[slot].loadPage(m_bas, m_ui->Fram);
+    page = FormTable()[slot].loadPage(m_bas, m_ui->Fram);
     page->hide();  // or it would come up together with the window
   }
   return *page;

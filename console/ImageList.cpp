@@ -2,7 +2,7 @@
 
 #include <QFile>
 
-#include "console/MonitorTypes.h"
+#include "console/FormTable.h"
 #include "console/shared/MonitorTree.h"
 
 // The macro works only outside of namespaces.
@@ -24,7 +24,7 @@ QString File(const std::string& name) {
 ImageList::ImageList() {
   for (const char* key : {"global", AnyMonitor, "ServerMonitor"})
     m_images.emplace(key, Drawing(key));
-  for (const auto& type : MonitorTypes())
+  for (const auto& type : FormTable())
     for (const bool stopped : {false, true}) {
       const auto key = shared::TreeNode{.type = std::string(type.name), .stopped = stopped}.Image();
       m_images.emplace(key, Drawing(QFile::exists(File(key)) ? key : AnyMonitor));

@@ -1,7 +1,7 @@
 #include "pages/FrmSmtpMonitor.h"
 
-#include "console/shared/Wire.h"
-#include "settings/Transfer.h"
+#include "console/shared/ConnectHandler.h"
+#include "settings/PageData.h"
 #include "ui_FrmSmtpMonitor.h"
 #include "ui_MonitorPage.h"
 
@@ -22,8 +22,8 @@ FrmSmtpMonitor::FrmSmtpMonitor(console::shared::MainBas& bas, QWidget* parent)
       m_general(std::make_unique<Ui::FrmSmtpMonitor>()) {
   m_general->setupUi(m_ui->General);
   Form_Load(TabOrder);
-  console::shared::Wire(bas, m_general->txtMonitorPoint, &console::shared::LeaveEdit::LostFocus, this,
-                        &FrmSmtpMonitor::txtMonitorPoint_LostFocus);
+  console::shared::ConnectHandler(bas, m_general->txtMonitorPoint, &console::shared::LeaveEdit::LostFocus,
+                                  this, &FrmSmtpMonitor::txtMonitorPoint_LostFocus);
 }
 
 FrmSmtpMonitor::~FrmSmtpMonitor() = default;

@@ -6,13 +6,13 @@
 #include <stdexcept>
 
 #include "console/engine/EngineError.h"
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/MainBas.h"
-#include "console/shared/Wire.h"
 #include "pages/Spinner.h"
 #include "settings/NumberFields.h"
+#include "settings/PageData.h"
 #include "settings/PageRules.h"
-#include "settings/PagerTypes.h"
-#include "settings/Transfer.h"
+#include "settings/PagerTypeRows.h"
 #include "support/PagerTypes.h"
 #include "ui_MonitorPage.h"
 
@@ -101,21 +101,22 @@ void MonitorPage::FitLargeFont() {
 }
 
 void MonitorPage::WireControls() {
-  using console::shared::Wire;
+  using console::shared::ConnectHandler;
   for (const auto* box : findChildren<QLineEdit*>())
-    Wire(m_bas, box, &QLineEdit::textChanged, this, &MonitorPage::EnableApply);
-  Wire(m_bas, m_ui->chkByEmail, &QCheckBox::toggled, this, &MonitorPage::chkByEmail_Click);
-  Wire(m_bas, m_ui->chkByPager, &QCheckBox::toggled, this, &MonitorPage::chkByPager_Click);
-  Wire(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &MonitorPage::chkInetCall_Click);
-  Wire(m_bas, m_ui->cmbPagerType, &QComboBox::currentIndexChanged, this, &MonitorPage::cmbPagerType_Change);
-  Wire(m_bas, m_ui->cmbPagerType, &console::shared::DropDownList::DropDown, this,
-       &MonitorPage::cmbPagerType_DropDown);
-  Wire(m_bas, m_ui->cmdTestEmail, &QPushButton::clicked, this, &MonitorPage::cmdTestEmail_Click);
-  Wire(m_bas, m_ui->cmdTestPager, &QPushButton::clicked, this, &MonitorPage::cmdTestPager_Click);
-  Wire(m_bas, m_ui->cmdTest, &QPushButton::clicked, this, &MonitorPage::cmdTest_Click);
-  Wire(m_bas, m_ui->cmdRestore, &QPushButton::clicked, this, &MonitorPage::cmdRestore_Click);
-  Wire(m_bas, m_ui->cmdApply, &QPushButton::clicked, this, &MonitorPage::cmdApply_Click);
-  Wire(m_bas, m_ui->cmdHelp, &QPushButton::clicked, this, &MonitorPage::cmdHelp_Click);
+    ConnectHandler(m_bas, box, &QLineEdit::textChanged, this, &MonitorPage::EnableApply);
+  ConnectHandler(m_bas, m_ui->chkByEmail, &QCheckBox::toggled, this, &MonitorPage::chkByEmail_Click);
+  ConnectHandler(m_bas, m_ui->chkByPager, &QCheckBox::toggled, this, &MonitorPage::chkByPager_Click);
+  ConnectHandler(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &MonitorPage::chkInetCall_Click);
+  ConnectHandler(m_bas, m_ui->cmbPagerType, &QComboBox::currentIndexChanged, this,
+                 &MonitorPage::cmbPagerType_Change);
+  ConnectHandler(m_bas, m_ui->cmbPagerType, &console::shared::DropDownList::DropDown, this,
+                 &MonitorPage::cmbPagerType_DropDown);
+  ConnectHandler(m_bas, m_ui->cmdTestEmail, &QPushButton::clicked, this, &MonitorPage::cmdTestEmail_Click);
+  ConnectHandler(m_bas, m_ui->cmdTestPager, &QPushButton::clicked, this, &MonitorPage::cmdTestPager_Click);
+  ConnectHandler(m_bas, m_ui->cmdTest, &QPushButton::clicked, this, &MonitorPage::cmdTest_Click);
+  ConnectHandler(m_bas, m_ui->cmdRestore, &QPushButton::clicked, this, &MonitorPage::cmdRestore_Click);
+  ConnectHandler(m_bas, m_ui->cmdApply, &QPushButton::clicked, this, &MonitorPage::cmdApply_Click);
+  ConnectHandler(m_bas, m_ui->cmdHelp, &QPushButton::clicked, this, &MonitorPage::cmdHelp_Click);
   connect(m_ui->cmdBrowse_0, &QPushButton::clicked, this, [this] { cmdBrowse_Click(0); });
   connect(m_ui->cmdBrowse_1, &QPushButton::clicked, this, [this] { cmdBrowse_Click(1); });
 }

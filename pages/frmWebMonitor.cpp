@@ -1,7 +1,7 @@
 #include "pages/frmWebMonitor.h"
 
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/UrlCheck.h"
-#include "console/shared/Wire.h"
 #include "ui_DefaultCommand.h"
 #include "ui_MonitorPage.h"
 #include "ui_frmWebMonitor.h"
@@ -32,11 +32,12 @@ frmWebMonitor::frmWebMonitor(console::shared::MainBas& bas, QWidget* parent)
       console::shared::UrlCheckControls{*this, *m_general->txtMonitorPoint, *m_general->Command1,
                                         *m_general->lbl, *m_general->optFlag_0, *m_general->txtBySize},
       console::shared::UrlCheck::Flag::AsSelected);
-  using console::shared::Wire;
-  Wire(bas, m_general->Command1, &QPushButton::clicked, this, &frmWebMonitor::Command1_Click);
-  Wire(bas, m_default->chkDefaultCmd, &QCheckBox::toggled, this, &frmWebMonitor::chkDefaultCmd_Click);
+  using console::shared::ConnectHandler;
+  ConnectHandler(bas, m_general->Command1, &QPushButton::clicked, this, &frmWebMonitor::Command1_Click);
+  ConnectHandler(bas, m_default->chkDefaultCmd, &QCheckBox::toggled, this,
+                 &frmWebMonitor::chkDefaultCmd_Click);
   for (const auto* option : {m_general->optFlag_0, m_general->optFlag_1, m_general->optFlag_2})
-    Wire(bas, option, &QAbstractButton::toggled, this, &frmWebMonitor::optFlag_Click);
+    ConnectHandler(bas, option, &QAbstractButton::toggled, this, &frmWebMonitor::optFlag_Click);
 }
 
 frmWebMonitor::~frmWebMonitor() = default;

@@ -9,7 +9,7 @@
 #include "console/shared/UserInput.h"
 #include "platform/PageText.h"
 #include "platform/Utf8.h"
-#include "settings/PagerTypes.h"
+#include "settings/PagerTypeRows.h"
 
 namespace norvane::support {
 

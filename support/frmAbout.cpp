@@ -3,8 +3,8 @@
 #include <QIcon>
 #include <utility>
 
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/MainBas.h"
-#include "console/shared/Wire.h"
 #include "ui_frmAbout.h"
 
 // The macro works only outside of namespaces.
@@ -32,8 +32,9 @@ frmAbout::frmAbout(console::shared::MainBas& bas, QWidget* owner, const platform
   m_ui->picIcon->setPixmap(
       QIcon(QStringLiteral(":/norvane/about.svg")).pixmap(m_ui->picIcon->minimumSize(), devicePixelRatioF()));
   DrawLinks();
-  console::shared::Wire(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &frmAbout::cmdOK_Click);
-  console::shared::Wire(m_bas, m_ui->cmdSysInfo, &QPushButton::clicked, this, &frmAbout::cmdSysInfo_Click);
+  console::shared::ConnectHandler(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &frmAbout::cmdOK_Click);
+  console::shared::ConnectHandler(m_bas, m_ui->cmdSysInfo, &QPushButton::clicked, this,
+                                  &frmAbout::cmdSysInfo_Click);
   Form_Load();
 }
 

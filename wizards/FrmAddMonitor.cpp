@@ -1,11 +1,11 @@
 #include "wizards/FrmAddMonitor.h"
 
 #include "console/engine/MonitorKeys.h"
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/FieldControls.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/MonitorNames.h"
 #include "console/shared/MonitorTree.h"
-#include "console/shared/Wire.h"
 #include "settings/NewMonitor.h"
 #include "ui_FrmAddMonitor.h"
 #include "wizards/FrmWizWeb.h"
@@ -25,12 +25,12 @@ FrmAddMonitor::FrmAddMonitor(console::shared::MainBas& bas, QWidget* owner)
 FrmAddMonitor::~FrmAddMonitor() = default;
 
 void FrmAddMonitor::Form_Load() {
-  using console::shared::Wire;
-  Wire(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &FrmAddMonitor::cmdOK_Click);
-  Wire(m_bas, m_ui->cmdCancel, &QPushButton::clicked, this, &FrmAddMonitor::cmdCancel_Click);
+  using console::shared::ConnectHandler;
+  ConnectHandler(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &FrmAddMonitor::cmdOK_Click);
+  ConnectHandler(m_bas, m_ui->cmdCancel, &QPushButton::clicked, this, &FrmAddMonitor::cmdCancel_Click);
   FillTypes();
-  Wire(m_bas, m_ui->cmbMonitorType, &QComboBox::currentIndexChanged, this,
-       &FrmAddMonitor::cmbMonitorType_Click);
+  ConnectHandler(m_bas, m_ui->cmbMonitorType, &QComboBox::currentIndexChanged, this,
+                 &FrmAddMonitor::cmbMonitorType_Click);
   if (m_ui->cmbMonitorType->count() > 0) m_ui->cmbMonitorType->setCurrentIndex(0);
 }
 

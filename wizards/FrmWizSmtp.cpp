@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "console/shared/Wire.h"
-#include "settings/Transfer.h"
+#include "console/shared/ConnectHandler.h"
+#include "settings/PageData.h"
 #include "ui_FrmWizSmtp.h"
 #include "ui_Wizard.h"
 
@@ -15,8 +15,8 @@ FrmWizSmtp::FrmWizSmtp(console::shared::MainBas& bas, QWidget* owner)
   m_own->setupUi(m_ui->Own);
   delete std::exchange(m_ui->Label5_1, nullptr);  // the frame's title says it
   Form_Load({.caption = "Add SmtpMonitor Wizard", .monitorName = "example", .frame2 = "Notification mode"});
-  console::shared::Wire(m_bas, m_own->txtMonitorPoint, &console::shared::LeaveEdit::LostFocus, this,
-                        &FrmWizSmtp::txtMonitorPoint_LostFocus);
+  console::shared::ConnectHandler(m_bas, m_own->txtMonitorPoint, &console::shared::LeaveEdit::LostFocus, this,
+                                  &FrmWizSmtp::txtMonitorPoint_LostFocus);
 }
 
 FrmWizSmtp::~FrmWizSmtp() = default;

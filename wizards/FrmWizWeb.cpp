@@ -1,7 +1,7 @@
 #include "wizards/FrmWizWeb.h"
 
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/UrlCheck.h"
-#include "console/shared/Wire.h"
 #include "ui_FrmWizWeb.h"
 #include "ui_Wizard.h"
 
@@ -22,7 +22,8 @@ FrmWizWeb::FrmWizWeb(console::shared::MainBas& bas, QWidget* owner)
       console::shared::UrlCheckControls{*this, *m_own->txtMonitorPoint, *m_own->Command1, *m_own->lbl,
                                         *m_own->optFlag_0, *m_own->txtBySize},
       console::shared::UrlCheck::Flag::SelectBySize);
-  console::shared::Wire(m_bas, m_own->Command1, &QPushButton::clicked, this, &FrmWizWeb::Command1_Click);
+  console::shared::ConnectHandler(m_bas, m_own->Command1, &QPushButton::clicked, this,
+                                  &FrmWizWeb::Command1_Click);
 }
 
 FrmWizWeb::~FrmWizWeb() = default;

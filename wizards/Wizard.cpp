@@ -6,14 +6,14 @@
 
 #include "console/engine/EngineError.h"
 #include "console/engine/MonitorKeys.h"
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/MonitorTree.h"
-#include "console/shared/Wire.h"
 #include "platform/FileNames.h"
 #include "platform/Paths.h"
 #include "settings/NewMonitor.h"
-#include "settings/PagerTypes.h"
-#include "settings/Transfer.h"
+#include "settings/PageData.h"
+#include "settings/PagerTypeRows.h"
 #include "support/PagerTypes.h"
 #include "ui_Wizard.h"
 
@@ -67,13 +67,14 @@ void Wizard::OrderTabs() {
 }
 
 void Wizard::WireControls() {
-  using console::shared::Wire;
-  Wire(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &Wizard::chkInetCall_Click);
-  Wire(m_bas, m_ui->cmbPagerType, &console::shared::DropDownList::DropDown, this,
-       &Wizard::cmbPagerType_DropDown);
-  Wire(m_bas, m_ui->cmbPagerType, &QComboBox::currentIndexChanged, this, &Wizard::cmbPagerType_Change);
-  Wire(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &Wizard::cmdOK_Click);
-  Wire(m_bas, m_ui->cmdCancel, &QPushButton::clicked, this, &Wizard::cmdCancel_Click);
+  using console::shared::ConnectHandler;
+  ConnectHandler(m_bas, m_ui->chkInetCall, &QCheckBox::toggled, this, &Wizard::chkInetCall_Click);
+  ConnectHandler(m_bas, m_ui->cmbPagerType, &console::shared::DropDownList::DropDown, this,
+                 &Wizard::cmbPagerType_DropDown);
+  ConnectHandler(m_bas, m_ui->cmbPagerType, &QComboBox::currentIndexChanged, this,
+                 &Wizard::cmbPagerType_Change);
+  ConnectHandler(m_bas, m_ui->cmdOK, &QPushButton::clicked, this, &Wizard::cmdOK_Click);
+  ConnectHandler(m_bas, m_ui->cmdCancel, &QPushButton::clicked, this, &Wizard::cmdCancel_Click);
   m_ui->cmdOK->installEventFilter(this);
   m_ui->cmdCancel->installEventFilter(this);
 }

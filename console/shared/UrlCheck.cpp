@@ -6,10 +6,10 @@
 #include <QRadioButton>
 #include <utility>
 
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/FrmURLShow.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/UserInput.h"
-#include "console/shared/Wire.h"
 #include "platform/Blanks.h"
 #include "platform/PageText.h"
 
@@ -26,7 +26,7 @@ constexpr QLatin1String WaitingText("Waiting for response...");
 UrlCheck::UrlCheck(MainBas& bas, const UrlCheckControls& controls, Flag flag, std::chrono::milliseconds limit)
     : m_bas(bas), m_controls(controls), m_flag(flag), m_limit(limit) {
   m_look.setInterval(LookMilliseconds);
-  Wire(m_bas, &m_look, &QTimer::timeout, this, &UrlCheck::Look);
+  ConnectHandler(m_bas, &m_look, &QTimer::timeout, this, &UrlCheck::Look);
 }
 
 UrlCheck::~UrlCheck() {

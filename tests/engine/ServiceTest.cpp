@@ -342,7 +342,7 @@ TEST(Service, LogsEveryCheckWhereItsMonitorOrTheServiceSays) {
     engine.service.Set(own, keys::LogFile, folder / "own.log");
     const auto plain = engine.Add("WebMonitor Of plain");
     engine.checks->Report(own, 0, "HTTP status 404");
-    engine.checks->Report(CheckEnded{plain, 0, tests::ScriptedChecks::ResultOf("Ok"), "a remark"});
+    engine.checks->Report(CheckEnded{plain, 0, tests::FakeWorker::ResultOf("Ok"), "a remark"});
     engine.service.OnWake();
     EXPECT_EQ(engine.Commit("LogFile", "service.log"), std::nullopt);
     engine.checks->Report(plain, 0, "Ok");

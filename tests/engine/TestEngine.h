@@ -10,7 +10,7 @@
 #include "console/engine/MonitorKeys.h"
 #include "engine/Service.h"
 #include "tests/support/Errors.h"
-#include "tests/support/ScriptedChecks.h"
+#include "tests/support/FakeWorker.h"
 
 namespace norvane::tests {
 
@@ -20,8 +20,8 @@ class TestEngine {
   explicit TestEngine(const std::string& folder,
                       engine::EventLoop::Clock now = &std::chrono::steady_clock::now,
                       engine::AdminAddress admin = {})
-      : service({folder, ScriptedChecks::Maker(checks), std::move(now), engine::ProbeTable(),
-                 std::move(admin)}) {}
+      : service({folder, FakeWorker::Maker(checks), std::move(now), engine::ProbeTable(), std::move(admin)}) {
+  }
 
   /// Runs the loop until the operation has called its completion; gives the error's code, if there was one.
   std::optional<console::engine::EngineErrorCode> Await(
@@ -69,7 +69,7 @@ class TestEngine {
     }
   }
 
-  ScriptedChecks* checks = nullptr;
+  FakeWorker* checks = nullptr;
   engine::Service service;
 };
 

@@ -14,7 +14,7 @@
 #include "link/Wire.h"
 #include "loopback/TempFolder.h"
 #include "tests/fuzz/Fuzzer.h"
-#include "tests/support/ScriptedChecks.h"
+#include "tests/support/FakeWorker.h"
 
 namespace {
 
@@ -80,9 +80,8 @@ class Engine {
 
   loopback::TempFolder m_folder;
   kj::AsyncIoContext m_io = kj::setupAsyncIo();
-  engine::Service m_service{{m_folder.Path(), [](auto& wake, const auto&) {
-                               return std::make_unique<tests::ScriptedChecks>(wake);
-                             }}};
+  engine::Service m_service{
+      {m_folder.Path(), [](auto& wake, const auto&) { return std::make_unique<tests::FakeWorker>(wake); }}};
   link::EngineServer m_server{m_io, m_service, Options()};
 };
 

@@ -45,7 +45,7 @@ class LinkWorld : public World {
   LinkWorld() { m_engine.emplace(m_folder.Path()); }
   Port& Console() override { return m_client; }
   void FailChecks(const std::string& fullName) override {
-    m_engine->Do([&](engine::Service&, ScriptedChecks& checks) { checks.outcomes[fullName] = "refused"; });
+    m_engine->Do([&](engine::Service&, FakeWorker& checks) { checks.outcomes[fullName] = "refused"; });
   }
   void EndEngine() override { m_engine.reset(); }
 

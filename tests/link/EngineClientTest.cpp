@@ -118,7 +118,7 @@ TEST_F(EngineClientTest, AThreadThatCannotBeSetUpIsReportedAndRetried) {
 TEST_F(EngineClientTest, DescribesTheEngineAndItsMonitors) {
   Start();
   std::string instance;
-  m_engine->Do([&](engine::Service& service, ScriptedChecks& checks) {
+  m_engine->Do([&](engine::Service& service, FakeWorker& checks) {
     instance = service.Instance();
     service.Add("WebMonitor Of a");
     service.Set(service.Add("WebMonitor Of b"), keys::Status, "Enable");  // failures of others do not count
@@ -182,7 +182,7 @@ TEST_F(EngineClientTest, ACheckThatIsNotAnsweredTimesOutAndNothingElseSuffers) {
   ce::OpenGate(client);
   client.Add("WebMonitor Of a");
   const auto id = client.Find("WebMonitor Of a");
-  m_engine->Do([](engine::Service&, ScriptedChecks& checks) { checks.holdChecks = true; });
+  m_engine->Do([](engine::Service&, FakeWorker& checks) { checks.holdChecks = true; });
   EXPECT_EQ(CodeOf([&] { return client.Check(id); }), EngineErrorCode::TimedOut);
   client.SetAttribute(id, keys::Interval, "5");
   EXPECT_EQ(client.Get(id)->Get(keys::Interval), "5");
@@ -206,7 +206,7 @@ class FetchTest : public LinkTest {
     client.emplace(m_options);
   }
   void Report(std::size_t fetch, const ce::PageReply& reply) {
-    m_engine->Do([&](engine::Service&, ScriptedChecks& checks) {
+    m_engine->Do([&](engine::Service&, FakeWorker& checks) {
       checks.Report(engine::FetchEnded{checks.fetches.at(fetch), reply});
     });
   }
@@ -214,7 +214,7 @@ class FetchTest : public LinkTest {
   std::vector<std::string> WorkerCalls() {
     static_cast<void>(client->ServiceValue("LogFile"));  // is answered after them
     std::vector<std::string> calls;
-    m_engine->Do([&](engine::Service&, ScriptedChecks& checks) { calls = checks.calls; });
+    m_engine->Do([&](engine::Service&, FakeWorker& checks) { calls = checks.calls; });
     return calls;
   }
 
@@ -306,7 +306,7 @@ TEST_F(EngineClientTest, WaitsForWhatOthersChange) {
   const auto seen = client.WaitForUpdate(0, seconds(60));
   EXPECT_EQ(client.WaitForUpdate(seen, milliseconds(1)), seen);
   auto later = std::async(std::launch::async, [&] {
-    m_engine->Do([](engine::Service& service, ScriptedChecks&) { service.Add("WebMonitor Of a"); });
+    m_engine->Do([](engine::Service& service, FakeWorker&) { service.Add("WebMonitor Of a"); });
   });
   EXPECT_GT(client.WaitForUpdate(seen, seconds(60)), seen);
   EXPECT_EQ(client.Snapshot().size(), 1u);
@@ -353,13 +353,13 @@ class SteppingWaiter : public ce::CallWaiter {
 
 TEST_F(EngineClientTest, TheConsoleSpendsTheTimeOfACallAsItLikes) {
   Start();
-  m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
+  m_engine->Do([](engine::Service& service, FakeWorker& checks) {
     service.Add("WebMonitor Of a");
     checks.holdChecks = true;
   });
   SteppingWaiter waiter([&] {
     if (waiter.steps < 5) return;
-    m_engine->Do([](engine::Service&, ScriptedChecks& checks) {
+    m_engine->Do([](engine::Service&, FakeWorker& checks) {
       for (const auto& [id, ticket] : std::exchange(checks.held, {}))
         checks.Report(id, ticket, "answered after some steps");
     });
@@ -395,7 +395,7 @@ TEST_F(EngineClientTest, AskedForItsStatusTheEngineTellsAllOfIt) {
   m_engine.emplace(m_folder.Path(), nullptr,
                    [&] { return std::chrono::steady_clock::now() + std::chrono::hours(hours); });
   ce::EngineStatus expected;
-  m_engine->Do([&](engine::Service& service, ScriptedChecks& checks) {
+  m_engine->Do([&](engine::Service& service, FakeWorker& checks) {
     checks.figures = {.good = 1,
                       .failed = 2,
                       .notMade = 3,

@@ -202,7 +202,7 @@ class HoldingMirror final : public wire::Mirror::Server {
 TEST_F(EngineServerTest, AConsoleThatNeverAnswersGetsOneBatchAndDelaysNoOther) {
   Start();
   constexpr int Count = 2500;
-  m_engine->Do([](engine::Service& service, ScriptedChecks&) {
+  m_engine->Do([](engine::Service& service, FakeWorker&) {
     for (int i = 0; i < Count; ++i)
       service.Add("WebMonitor Of " + std::to_string(i));
   });
@@ -311,7 +311,7 @@ TEST_F(EngineServerTest, PagesThatAConsoleDoesNotReadKeepTheirPlaces) {
     for (std::uint32_t number = 1; number <= 4; ++number)
       unread.push_back(Fetch(session, number));
     session.stopFetchRequest().send().wait(console.Scope());  // of none: by now the engine has the fetches
-    m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
+    m_engine->Do([](engine::Service& service, FakeWorker& checks) {
       for (const auto ticket : checks.fetches)
         checks.Report(
             engine::FetchEnded{ticket, {ce::PageReply::End::Complete, "", std::string(1 << 20, 'x'), ""}});
@@ -331,7 +331,7 @@ TEST_F(EngineServerTest, AFetchIsStoppedWhenItsConsoleLeaves) {
   Start();
   const auto calls = [&] {
     std::vector<std::string> all;
-    m_engine->Do([&](engine::Service&, ScriptedChecks& checks) { all = checks.calls; });
+    m_engine->Do([&](engine::Service&, FakeWorker& checks) { all = checks.calls; });
     return all;
   };
   {
@@ -348,7 +348,7 @@ TEST_F(EngineServerTest, AFetchIsStoppedWhenItsConsoleLeaves) {
 
 TEST_F(EngineServerTest, AConsoleMayLeaveWhileItsCheckRuns) {
   Start();
-  m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
+  m_engine->Do([](engine::Service& service, FakeWorker& checks) {
     service.Add("WebMonitor Of a");
     checks.holdChecks = true;
   });
@@ -359,7 +359,7 @@ TEST_F(EngineServerTest, AConsoleMayLeaveWhileItsCheckRuns) {
     EXPECT_THROW(static_cast<void>(client.Check(client.Find("WebMonitor Of a"))), ce::EngineError);
   }
   EXPECT_TRUE(Serves());
-  m_engine->Do([](engine::Service& service, ScriptedChecks& checks) {
+  m_engine->Do([](engine::Service& service, FakeWorker& checks) {
     ASSERT_EQ(checks.held.size(), 1u);
     checks.Report(checks.held[0].first, checks.held[0].second, "too late");
     service.OnWake();

@@ -13,7 +13,7 @@ namespace norvane::tests {
 struct RunningEngine::Loop {
   Loop(const std::string& folder, const std::function<void(link::EngineServer::Options&)>& tune,
        const engine::EventLoop::Clock& clock)
-      : service({folder, ScriptedChecks::Maker(checks), clock}),
+      : service({folder, FakeWorker::Maker(checks), clock}),
         server(std::in_place, io, service, Options(folder, tune)) {}
 
   link::EngineServer::Options Options(const std::string& folder,
@@ -38,7 +38,7 @@ struct RunningEngine::Loop {
   std::mutex mutex;
   std::condition_variable logged;
   std::vector<std::string> log;
-  ScriptedChecks* checks = nullptr;
+  FakeWorker* checks = nullptr;
   engine::Service service;
   std::optional<link::EngineServer> server;  // until a console asks the engine to end
   kj::Promise<void> closing = nullptr;
@@ -75,13 +75,13 @@ void RunningEngine::ThreadMain(std::promise<Loop*> ready) {
   loop->end.promise.wait(loop->io.waitScope);
 }
 
-void RunningEngine::Do(const std::function<void(engine::Service&, ScriptedChecks&)>& action) {
+void RunningEngine::Do(const std::function<void(engine::Service&, FakeWorker&)>& action) {
   m_loop->executor.executeSync([&] { action(m_loop->service, *m_loop->checks); });
 }
 
 std::string RunningEngine::ControlPass() {
   std::string pass;
-  Do([&](engine::Service& service, ScriptedChecks&) {
+  Do([&](engine::Service& service, FakeWorker&) {
     pass = service.ConfigValue(console::engine::service::ControlPass);
   });
   return pass;

@@ -14,7 +14,7 @@
 #include "link/EngineClient.h"
 #include "link/EngineServer.h"
 #include "loopback/TempFolder.h"
-#include "tests/support/ScriptedChecks.h"
+#include "tests/support/FakeWorker.h"
 
 namespace norvane::tests {
 
@@ -29,7 +29,7 @@ class RunningEngine {
   RunningEngine& operator=(const RunningEngine&) = delete;
 
   /// Runs `action` on the service thread and waits for it.
-  void Do(const std::function<void(engine::Service&, ScriptedChecks&)>& action);
+  void Do(const std::function<void(engine::Service&, FakeWorker&)>& action);
   [[nodiscard]] std::string ControlPass();
   /// What the server has logged so far.
   [[nodiscard]] std::vector<std::string> Log();

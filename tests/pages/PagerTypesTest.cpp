@@ -9,9 +9,9 @@
 #include <optional>
 #include <stdexcept>
 
+#include "console/shared/ConnectHandler.h"
 #include "console/shared/DropDownList.h"
 #include "console/shared/MainBas.h"
-#include "console/shared/Wire.h"
 #include "loopback/TempFolder.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"

@@ -1,4 +1,4 @@
-#include "console/MonitorTypes.h"
+#include "console/FormTable.h"
 
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/MainBas.h"
@@ -29,7 +29,7 @@ constexpr auto mnuNewPop3Monitor_Click = Launch<wizards::FrmWizPop>;
 constexpr auto mnuSmtpMonitor_Click = Launch<wizards::FrmWizSmtp>;
 
 // clang-format off
-constexpr MonitorType Rows[] = {
+constexpr TypeForms Rows[] = {
     {engine::TypeWeb, Load<pages::frmWebMonitor>,
      "mnuNewWebMonitor", "Web Monitor", mnuNewWebMonitor_Click},
     {engine::TypePop3, Load<pages::FrmPop3Monitor>,
@@ -41,7 +41,7 @@ constexpr MonitorType Rows[] = {
 static_assert(std::size(Rows) <= shared::UsedSlots);
 }  // namespace
 
-std::span<const MonitorType> MonitorTypes() {
+std::span<const TypeForms> FormTable() {
   return Rows;
 }
 

@@ -9,13 +9,14 @@ namespace norvane::console::shared {
 /// Connects a signal with a handler of a form, through `MainBas::RunHandler`. The handler has the signal's
 /// first argument or none.
 template <class Sender, class Signal, class Form>
-void Wire(MainBas& bas, const Sender* sender, Signal signal, Form* form, void (Form::*handler)()) {
+void ConnectHandler(MainBas& bas, const Sender* sender, Signal signal, Form* form, void (Form::*handler)()) {
   QObject::connect(sender, signal, form,
                    [&bas, form, handler] { bas.RunHandler([form, handler] { (form->*handler)(); }); });
 }
 
 template <class Sender, class Signal, class Form, class Argument>
-void Wire(MainBas& bas, const Sender* sender, Signal signal, Form* form, void (Form::*handler)(Argument)) {
+void ConnectHandler(MainBas& bas, const Sender* sender, Signal signal, Form* form,
+                    void (Form::*handler)(Argument)) {
   QObject::connect(sender, signal, form, [&bas, form, handler](Argument argument) {
     bas.RunHandler([form, handler, &argument] { (form->*handler)(argument); });
   });

@@ -12,13 +12,13 @@
 namespace norvane::tests {
 
 /// A worker that runs nothing: records its calls and reports what the test sets.
-class ScriptedChecks : public engine::Worker {
+class FakeWorker : public engine::Worker {
  public:
-  explicit ScriptedChecks(platform::EventFd& wake) : m_wake(wake) {}
+  explicit FakeWorker(platform::EventFd& wake) : m_wake(wake) {}
   /// For the constructor of a service; `made` gets the worker that it makes.
-  static auto Maker(ScriptedChecks*& made) {
+  static auto Maker(FakeWorker*& made) {
     return [&made](platform::EventFd& wake, const engine::EventLoop::ErrorLog&) {
-      auto checks = std::make_unique<ScriptedChecks>(wake);
+      auto checks = std::make_unique<FakeWorker>(wake);
       made = checks.get();
       return checks;
     };

@@ -13,7 +13,7 @@ class Page;
 }  // namespace shared
 
 /// What the console has for a type of monitor. A monitor of any other type is shown in tree and list only.
-struct MonitorType {
+struct TypeForms {
   std::string_view name;  ///< as the engine knows it; also the key of its image
   shared::Page* (*loadPage)(shared::MainBas& bas, QWidget* parent);
   const char* menu = nullptr;     ///< name of the entry of `mnuNew` that opens its wizard; null without one
@@ -23,6 +23,6 @@ struct MonitorType {
 
 /// One row each. Its place in the list is the slot of its page in `PageForms`, and of its entry in the menu.
 /// The page of the first gives the main window its width.
-[[nodiscard]] std::span<const MonitorType> MonitorTypes();
+[[nodiscard]] std::span<const TypeForms> FormTable();
 
 }  // namespace norvane::console

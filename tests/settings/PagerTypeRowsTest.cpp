@@ -1,4 +1,4 @@
-#include "settings/PagerTypes.h"
+#include "settings/PagerTypeRows.h"
 
 #include <gtest/gtest.h>
 

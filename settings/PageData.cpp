@@ -1,4 +1,4 @@
-#include "settings/Transfer.h"
+#include "settings/PageData.h"
 
 #include "formats/SuccessFlag.h"
 #include "platform/Ascii.h"

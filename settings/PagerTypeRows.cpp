@@ -1,4 +1,4 @@
-#include "settings/PagerTypes.h"
+#include "settings/PagerTypeRows.h"
 
 #include "platform/Utf8.h"
 
