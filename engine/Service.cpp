@@ -26,7 +26,7 @@ namespace {
 constexpr std::chrono::milliseconds MaxSpread = std::chrono::minutes(10);
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
 constexpr std::chrono::milliseconds MaxFetchTime = std::chrono::minutes(1);
-constexpr long MaxFetches = 8;
+constexpr std::size_t MaxFetchesInAll = 8;
 constexpr std::chrono::minutes TendPause{1};  // of the files
 
 // Conditions.
@@ -38,6 +38,12 @@ constexpr std::chrono::minutes HeldUpTime{10};
 
 CheckTarget TargetOf(const Monitor& monitor) {
   return {monitor.id, monitor.name, monitor.attributes};
+}
+
+/// Counts in `used` while anybody holds it.
+std::shared_ptr<void> Occupy(const std::shared_ptr<std::size_t>& used) {
+  ++*used;
+  return {used.get(), [used](void*) { --*used; }};
 }
 }  // namespace
 
@@ -309,10 +315,10 @@ void Service::Notify(MonitorId id, CheckCompletion done) {
 
 std::uint64_t Service::Fetch(std::string url, std::chrono::milliseconds limit, FetchCompletion done) {
   if (url.size() > ce::MaxValueSize) throw EngineError(EngineErrorCode::Invalid, "URL too long");
-  if (m_fetchPlaces.use_count() > MaxFetches)  // one is our own
+  if (*m_fetchPlacesUsed >= MaxFetchesInAll)
     throw EngineError(EngineErrorCode::Failed, "too many pages are being fetched");
   m_worker->Fetch({std::move(url), std::min(limit, MaxFetchTime)}, ++m_lastTicket);
-  m_fetches.emplace(m_lastTicket, Fetching{std::move(done), m_fetchPlaces});
+  m_fetches.emplace(m_lastTicket, Fetching{std::move(done), Occupy(m_fetchPlacesUsed)});
   return m_lastTicket;
 }
 

@@ -168,7 +168,7 @@ class Service final : private Storage::Client {
     std::shared_ptr<void> place;
   };
   std::map<std::uint64_t, Fetching> m_fetches;  // by ticket
-  std::shared_ptr<void> m_fetchPlaces = std::make_shared<int>();
+  std::shared_ptr<std::size_t> m_fetchPlacesUsed = std::make_shared<std::size_t>(0);
   std::uint64_t m_lastTicket = 0;
   std::chrono::hours m_logAge{0};
   Moment m_nextTend{};

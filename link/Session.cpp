@@ -221,7 +221,7 @@ kj::Promise<void> Session::status(StatusContext context) {
 
 namespace {
 /// Of one console at a time, those that it has not read yet included.
-constexpr std::size_t MaxFetches = 4;
+constexpr std::size_t MaxFetchesOfConsole = 4;
 
 constexpr bool Same(wire::Page::End a, PageReply::End b) {
   return static_cast<int>(a) == static_cast<int>(b);
@@ -253,7 +253,7 @@ kj::Promise<void> Session::fetch(FetchContext context) {
     CheckGate();
     if (m_fetches.contains(number))
       throw EngineError(EngineErrorCode::Invalid, "the number of the fetch is in use");
-    if (m_fetches.size() >= MaxFetches)
+    if (m_fetches.size() >= MaxFetchesOfConsole)
       throw EngineError(EngineErrorCode::Failed, "too many pages are being fetched");
     const auto fulfiller = std::make_shared<kj::Own<kj::PromiseFulfiller<Fetched>>>(kj::mv(ended.fulfiller));
     m_fetches[number] =
