@@ -193,20 +193,20 @@ bool Service::IsControlPass(std::string_view text) const {
 // Monitors
 
 /// What comes after the last save has begun would be lost.
-void Service::CheckNotEnding() const {
+void Service::RequireNotEnding() const {
   if (m_isEnding) throw EngineError(EngineErrorCode::Refused, "the engine is ending");
 }
 
 MonitorId Service::Add(std::string_view fullName) {
   assert(m_thread.IsInside());
-  CheckNotEnding();
+  RequireNotEnding();
   const MonitorId id = m_table->Add(fullName, NewMonitorAttributes()).id;
   NotifyObservers();
   return id;
 }
 
 void Service::Remove(MonitorId id) {
-  CheckNotEnding();
+  RequireNotEnding();
   m_worker->Stop(Get(id).id);
   m_outages->Forget(id);
   KeepOutages();
@@ -215,7 +215,7 @@ void Service::Remove(MonitorId id) {
 }
 
 void Service::Set(MonitorId id, std::string_view key, std::string value) {
-  CheckNotEnding();
+  RequireNotEnding();
   const bool ran = Get(id).Running();
   const auto changeBefore = m_table->LastChange();
   m_table->Set(id, key, std::move(value));
@@ -273,7 +273,7 @@ void Service::StopAll() {
 // Storage
 
 void Service::Load(const std::string& path, Completion done) {
-  CheckNotEnding();
+  RequireNotEnding();
   m_storage.Load(path, std::move(done));
 }
 

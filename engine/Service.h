@@ -142,7 +142,7 @@ class Service final : private Storage::Client {
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void NotifyObservers();
   [[nodiscard]] const Monitor& Get(MonitorId id) const;
-  void CheckNotEnding() const;
+  void RequireNotEnding() const;
 
   platform::ThreadCheck m_thread;
   MonitorTypes m_types;

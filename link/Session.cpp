@@ -33,7 +33,7 @@ void Session::Close() {
 
 // How a call becomes an answer
 
-void Session::CheckGate() const {
+void Session::RequireGate() const {
   if (!m_gateOpen) throw EngineError(EngineErrorCode::Refused, "the control gate is closed");
 }
 
@@ -113,7 +113,7 @@ kj::Promise<void> Session::configValue(ConfigValueContext context) {
 
 kj::Promise<void> Session::commitConfig(CommitConfigContext context) {
   return ActLater(context, [this](auto params, const End& end) {
-    CheckGate();
+    RequireGate();
     std::map<std::string, std::string> values;
     for (const auto pair : params.getValues())
       values[ToString(pair.getKey())] = ToString(pair.getValue());
@@ -124,28 +124,28 @@ kj::Promise<void> Session::commitConfig(CommitConfigContext context) {
 kj::Promise<void> Session::load(LoadContext context) {
   return ActLater(context, [this](auto params, const End& end) {
     const auto path = ToString(params.getPath());
-    if (!m_service.IsDataFile(path)) CheckGate();
+    if (!m_service.IsDataFile(path)) RequireGate();
     m_service.Load(path, [end](std::exception_ptr error) { end(error, {}); });
   });
 }
 
 kj::Promise<void> Session::save(SaveContext context) {
   return ActLater(context, [this](auto params, const End& end) {
-    CheckGate();
+    RequireGate();
     m_service.Save(ToString(params.getPath()), [end](std::exception_ptr error) { end(error, {}); });
   });
 }
 
 kj::Promise<void> Session::add(AddContext context) {
   return Act(context, [this](auto params, auto&) {
-    CheckGate();
+    RequireGate();
     m_service.Add(ToString(params.getName()));
   });
 }
 
 kj::Promise<void> Session::remove(RemoveContext context) {
   return Act(context, [this](auto params, auto&) {
-    CheckGate();
+    RequireGate();
     const auto name = ToString(params.getName());
     const auto* monitor = m_service.Table().Find(name);
     if (monitor == nullptr) throw EngineError(EngineErrorCode::NotFound, "no such monitor: " + name);
@@ -155,35 +155,35 @@ kj::Promise<void> Session::remove(RemoveContext context) {
 
 kj::Promise<void> Session::setAttribute(SetAttributeContext context) {
   return Act(context, [this](auto params, auto&) {
-    CheckGate();
+    RequireGate();
     m_service.Set(params.getId(), ToString(params.getKey()), ToString(params.getValue()));
   });
 }
 
 kj::Promise<void> Session::init(InitContext context) {
   return Act(context, [this](auto params, auto&) {
-    CheckGate();
+    RequireGate();
     m_service.Init(params.getId());
   });
 }
 
 kj::Promise<void> Session::check(CheckContext context) {
   return RunLater(context, [this](auto params, const End& end) {
-    CheckGate();
+    RequireGate();
     m_service.Check(params.getId(), end);
   });
 }
 
 kj::Promise<void> Session::notify(NotifyContext context) {
   return RunLater(context, [this](auto params, const End& end) {
-    CheckGate();
+    RequireGate();
     m_service.Notify(params.getId(), end);
   });
 }
 
 kj::Promise<void> Session::shutdown(ShutdownContext context) {
   return Act(context, [this](auto, auto&) {
-    CheckGate();
+    RequireGate();
     m_onShutdown();
   });
 }
@@ -250,7 +250,7 @@ kj::Promise<void> Session::fetch(FetchContext context) {
   const auto number = params.getNumber();
   auto ended = kj::newPromiseAndFulfiller<Fetched>();
   try {
-    CheckGate();
+    RequireGate();
     if (m_fetches.contains(number))
       throw EngineError(EngineErrorCode::Invalid, "the number of the fetch is in use");
     if (m_fetches.size() >= MaxFetchesOfConsole)

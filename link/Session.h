@@ -62,7 +62,7 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> ActLater(Context context, Start start);
   template <class Context, class Start>
   kj::Promise<void> RunLater(Context context, Start start);
-  void CheckGate() const;
+  void RequireGate() const;
   void StopFetch(std::uint32_t number);
 
   void TableChanged() override;

@@ -20,7 +20,7 @@ std::string_view TypeNameOf(std::string_view fullName) {
   return fullName.substr(0, fullName.find(ce::NameSeparator));
 }
 
-void CheckFullName(std::string_view name) {
+void RequireFullName(std::string_view name) {
   if (name.size() > ce::MaxNameSize) RefuseName(name, "monitor name too long");
   if (std::ranges::any_of(name, &platform::IsAsciiControl))
     RefuseName(name, "control character in the monitor name");

@@ -8,7 +8,7 @@ namespace norvane::engine {
 [[nodiscard]] std::string_view TypeNameOf(std::string_view fullName);
 
 /// Throws EngineError (Invalid) for what is no full name, whatever the type.
-void CheckFullName(std::string_view name);
+void RequireFullName(std::string_view name);
 
 /// Throws the error of a name that cannot be a monitor's.
 [[noreturn]] void RefuseName(std::string_view name, std::string_view why);

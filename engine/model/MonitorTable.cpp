@@ -15,8 +15,8 @@ constexpr std::uint64_t FirstOf(std::uint32_t generation) {
   return std::uint64_t{generation} << 32;
 }
 
-void CheckName(std::string_view name, MonitorTypes types) {
-  CheckFullName(name);
+void RequireName(std::string_view name, MonitorTypes types) {
+  RequireFullName(name);
   if (FindType(types, TypeNameOf(name)) != nullptr) return;
   std::string known;
   for (const auto& type : types)
@@ -55,7 +55,7 @@ void MonitorTable::Touch(Monitor& monitor) {
 }
 
 const Monitor& MonitorTable::Add(std::string_view fullName, Attributes attributes, std::uint32_t number) {
-  CheckName(fullName, m_types);
+  RequireName(fullName, m_types);
   if (Find(fullName) != nullptr)
     throw EngineError(EngineErrorCode::Exists, "monitor already exists: " + std::string(fullName));
   if (Count() >= ce::MaxMonitors)

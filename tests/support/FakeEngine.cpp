@@ -139,7 +139,7 @@ std::unique_ptr<ce::StatusQuery> FakePort::QueryStatus() {
 
 // Writes
 
-void FakePort::CheckGate() {
+void FakePort::RequireGate() {
   static_cast<void>(Info());
   if (!m_gateOpen) throw EngineError(EngineErrorCode::Refused, "the control gate is closed");
 }
@@ -151,7 +151,7 @@ void FakePort::OpenGate(std::string_view controlPass) {
 }
 
 void FakePort::CommitServiceValues(const ce::ServiceValues& values) {
-  CheckGate();
+  RequireGate();
   if (values.count(ce::service::ControlPass) != 0)
     throw EngineError(EngineErrorCode::Invalid, "ControlPass cannot be set");
   for (const auto& [key, value] : values)
@@ -160,7 +160,7 @@ void FakePort::CommitServiceValues(const ce::ServiceValues& values) {
 
 void FakePort::Load(std::string_view path) {
   static_cast<void>(Info());
-  if (!path.ends_with(platform::files::EngineData)) CheckGate();
+  if (!path.ends_with(platform::files::EngineData)) RequireGate();
   const auto file = m_files.find(path);
   if (file == m_files.end())
     throw EngineError(EngineErrorCode::NotFound, "no such file: " + std::string(path));
@@ -170,7 +170,7 @@ void FakePort::Load(std::string_view path) {
 }
 
 void FakePort::Save(std::string_view path) {
-  CheckGate();
+  RequireGate();
   auto& file = m_files[std::string(path)];
   file.clear();
   for (const auto& [id, monitor] : m_monitors)
@@ -178,8 +178,8 @@ void FakePort::Save(std::string_view path) {
 }
 
 void FakePort::Add(std::string_view fullName) {
-  CheckGate();
-  engine::CheckFullName(fullName);
+  RequireGate();
+  engine::RequireFullName(fullName);
   if (std::ranges::count(m_types, engine::TypeNameOf(fullName)) == 0)
     engine::RefuseName(fullName, "unknown monitor type");
   const auto names = Names();
@@ -189,19 +189,19 @@ void FakePort::Add(std::string_view fullName) {
 }
 
 void FakePort::Remove(std::string_view fullName) {
-  CheckGate();
+  RequireGate();
   Drop(fullName);
 }
 
 void FakePort::SetAttribute(MonitorId id, std::string_view key, std::string_view value) {
-  CheckGate();
+  RequireGate();
   if (key.empty() || key.size() > ce::MaxKeySize || value.size() > ce::MaxValueSize)
     throw EngineError(EngineErrorCode::Invalid, "the key or the value is too long, or the key is empty");
   Held(id).attributes[std::string(key)] = value;
 }
 
 ce::Outcome FakePort::Run(MonitorId id, const RunnerAnswer& answer) {
-  CheckGate();
+  RequireGate();
   Held(id);
   const bool good = answer.result >= 0;
   return {.good = good,

@@ -86,7 +86,7 @@ class FakePort : public console::engine::Port {
                                                     std::chrono::milliseconds limit) override;
 
  private:
-  void CheckGate();
+  void RequireGate();
   FakeMonitor& Held(console::engine::MonitorId id);
   console::engine::Outcome Run(console::engine::MonitorId id, const RunnerAnswer& answer);
 
