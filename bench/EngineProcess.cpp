@@ -9,7 +9,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "engine/checks/ProbeType.h"
+#include "engine/checks/ProbeTable.h"
 #include "platform/FileNames.h"
 
 namespace norvane::bench {

@@ -11,7 +11,7 @@
 
 #include "bench/Measure.h"
 #include "bench/SampleMonitors.h"
-#include "engine/checks/ProbeType.h"
+#include "engine/checks/ProbeTable.h"
 #include "engine/store/DataFile.h"
 #include "platform/FileDescriptor.h"
 

@@ -11,9 +11,9 @@
 #include "engine/WorkerOptions.h"
 #include "engine/model/CheckFigures.h"
 #include "engine/net/LoopQueue.h"
+#include "engine/net/PageQuota.h"
 #include "engine/net/Probe.h"
 #include "engine/net/ThreadPool.h"
-#include "engine/web/PageQuota.h"
 
 namespace norvane::engine {
 

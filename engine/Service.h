@@ -11,7 +11,7 @@
 
 #include "console/engine/EngineStatus.h"
 #include "engine/SelfCheck.h"
-#include "engine/checks/ProbeType.h"
+#include "engine/checks/ProbeTable.h"
 #include "engine/model/Health.h"
 #include "engine/model/MonitorTable.h"
 #include "engine/model/Worker.h"

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "engine/checks/ProbeType.h"
+#include "engine/checks/ProbeTable.h"
 #include "engine/net/EventLoop.h"
 #include "engine/net/Resolver.h"
 #include "platform/LegacyCharset.h"

@@ -1,3 +1,5 @@
+#include "engine/checks/ProbeTable.h"
+
 #include <array>
 
 #include "console/engine/MonitorKeys.h"

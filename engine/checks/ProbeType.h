@@ -19,7 +19,4 @@ class ProbeType {
                                                     ProbeClient& client) = 0;
 };
 
-/// The types that this engine checks.
-[[nodiscard]] MonitorTypes ProbeTable();
-
 }  // namespace norvane::engine

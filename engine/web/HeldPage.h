@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "engine/web/PageQuota.h"
+#include "engine/net/PageQuota.h"
 #include "platform/MemoryReserve.h"
 
 namespace norvane::engine {

@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "engine/model/Reports.h"
+#include "engine/net/PageQuota.h"
 #include "engine/net/Probe.h"
-#include "engine/web/PageQuota.h"
 #include "engine/web/WebTransfers.h"
 
 namespace norvane::engine {

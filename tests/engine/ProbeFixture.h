@@ -4,9 +4,9 @@
 #include <string>
 
 #include "engine/net/LoopQueue.h"
+#include "engine/net/PageQuota.h"
 #include "engine/net/Probe.h"
 #include "engine/net/ThreadPool.h"
-#include "engine/web/PageQuota.h"
 
 namespace norvane::tests {
 

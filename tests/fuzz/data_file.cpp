@@ -9,7 +9,7 @@
 #include <array>
 
 #include "bench/SampleMonitors.h"
-#include "engine/checks/ProbeType.h"
+#include "engine/checks/ProbeTable.h"
 #include "engine/store/DataFile.h"
 #include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "console/engine/EngineError.h"
-#include "engine/checks/ProbeType.h"
+#include "engine/checks/ProbeTable.h"
 #include "engine/model/MonitorTable.h"
 #include "link/ChangeFeed.h"
 #include "link/Wire.h"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "console/engine/Limits.h"
-#include "engine/checks/ProbeType.h"
+#include "engine/checks/ProbeTable.h"
 #include "tests/support/Errors.h"
 
 namespace norvane::engine {

@@ -12,7 +12,7 @@
 #include <functional>
 #include <random>
 
-#include "engine/checks/ProbeType.h"
+#include "engine/checks/ProbeTable.h"
 #include "engine/store/Database.h"
 #include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
