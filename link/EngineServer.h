@@ -24,10 +24,12 @@ namespace norvane::link {
 class EngineServer final : private kj::TaskSet::ErrorHandler {
  public:
   struct Options {
-    std::string folder;                        ///< locked by the caller: a socket found there is stale
-    std::function<void()> onShutdown = [] {};  ///< a console asks the engine to end; on the service thread
-    std::function<void(const std::string&)> log = [](const std::string&) {
-    };  ///< a line for the administrator
+    /// Locked by the caller: a socket found there is stale.
+    std::string folder;
+    /// A console asks the engine to end; on the service thread.
+    std::function<void()> onShutdown = [] {};
+    /// A line for the administrator.
+    std::function<void(const std::string&)> log = [](const auto&) {};
     std::chrono::milliseconds handshake{5000};
     std::size_t maxConnections = 32;
     std::function<bool(uid_t)> mayConnect = IsOwnUserOrRoot;

@@ -11,15 +11,15 @@ namespace norvane::engine {
 struct CheckFigures {
   std::uint64_t good = 0;
   std::uint64_t failed = 0;
-  std::uint64_t notMade =
-      0;  ///< scheduled starts that were missed, and checks that the engine could not judge
+  /// Scheduled starts that were missed, and checks that the engine could not judge.
+  std::uint64_t notMade = 0;
   std::uint64_t thrownAway = 0;  ///< failures that may be the engine's own; each check was made anew
   std::chrono::milliseconds latestStart{0};  ///< the latest start of a check in the last minute
   std::chrono::microseconds longestTurn{0};  ///< of an event loop in the last minute
   std::size_t inFlight = 0;
   std::size_t waiting = 0;              ///< due, but held back by the limit on those in flight
-  std::uint64_t lookupsAnswered = 0;    ///< by a name server, that there is no such name too
-  std::uint64_t lookupsUnanswered = 0;  ///< by any
+  std::uint64_t lookupsAnswered = 0;    ///< by a name server, be it that there is no such name
+  std::uint64_t lookupsUnanswered = 0;  ///< by none
   /// When the event loop that turned the longest time ago did so; a second ago at most unless it hangs.
   std::chrono::steady_clock::time_point lastTurn = std::chrono::steady_clock::time_point::max();
 

@@ -15,8 +15,8 @@ struct CheckEnded {
   MonitorId id = 0;
   std::uint64_t ticket = 0;  ///< of `CheckOnce`; 0 for a scheduled check
   CheckResult result;
-  std::string
-      remark{};  ///< for the log, beside the result ("the check took longer than its interval"); may be empty
+  /// For the log, beside the result ("the check took longer than its interval"); may be empty.
+  std::string remark{};
   std::uint64_t start = 0;  ///< of a scheduled check: which start of its monitor it belongs to
 };
 

@@ -44,7 +44,7 @@ nanoseconds ThreadDelay() {
 }
 
 nanoseconds DelayMeter::Overrun(Moment now) const {
-  return std::max<nanoseconds>(now - m_from - MaxRound, nanoseconds{0});
+  return std::max<nanoseconds>(now - m_from - MaxPromptRound, nanoseconds{0});
 }
 
 DelayMeter::Moment DelayMeter::LastStall(Moment now) const {

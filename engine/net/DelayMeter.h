@@ -10,27 +10,28 @@ namespace norvane::engine {
 [[nodiscard]] std::chrono::nanoseconds ThreadDelay();
 
 /// How long a loop's thread was kept from its work, in sum: by the scheduler, by a stop or a suspend, or by
-/// more events than it could serve within a turn. What a peer did in that time it could not see.
+/// more events than it could serve in a short round. What a peer did in that time it could not see.
 class DelayMeter {
  public:
   using Moment = std::chrono::steady_clock::time_point;
   /// A sum that only grows, of the thread that calls it.
   using Source = std::function<std::chrono::nanoseconds()>;
 
-  /// A round of work that takes longer has kept others waiting.
-  static constexpr std::chrono::milliseconds MaxRound{5};
+  /// A round that takes longer has kept those waiting whom it served last.
+  static constexpr std::chrono::milliseconds MaxPromptRound{5};
   /// A delay in one piece from which peers may have given up on us.
   static constexpr std::chrono::milliseconds MaxDelay{500};
 
   explicit DelayMeter(Source source) : m_source(std::move(source)) {}
 
-  /// The work of a round began at `from`, or should have, had the thread not overslept.
+  /// A round began at `from`, or should have, had the thread not overslept.
   void Work(Moment from) { m_from = from; }
+  /// The round is over; the thread waits for the next.
   void Rest(Moment now);
   /// Asks the source, which costs a call of the system or two, and so is due every few milliseconds only.
   void Sample(Moment now);
   [[nodiscard]] bool IsDue(Moment now) const;
-  /// The sum while at work, to within a few milliseconds.
+  /// The sum within a round, to within a few milliseconds.
   [[nodiscard]] std::chrono::nanoseconds At(Moment now);
   /// When the latest round ended that was late by more than `MaxDelay`; `now` if this one is.
   [[nodiscard]] Moment LastStall(Moment now) const;

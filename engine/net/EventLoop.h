@@ -59,7 +59,8 @@ class EventLoop : public EventOwner {
   using ErrorLog = std::function<void(const std::string&)>;
   class Timer;
 
-  static constexpr std::chrono::milliseconds MaxTurn = DelayMeter::MaxRound;
+  /// A round that ends within one turn has kept nobody waiting.
+  static constexpr std::chrono::milliseconds MaxTurn = DelayMeter::MaxPromptRound;
 
   /// Throws std::system_error when the kernel has no descriptor left.
   explicit EventLoop(Clock clock = &std::chrono::steady_clock::now, ErrorLog log = &LogToStandardError,

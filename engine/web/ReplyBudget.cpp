@@ -18,7 +18,7 @@ constexpr std::size_t MaxChunkExtensions = 64 << 10;
 
 std::string_view ReplyBudget::AddHeaderLine(std::size_t bytes) noexcept {
   m_header += bytes;
-  return m_header > MaxHeaderSize || ++m_headerLines > MaxHeaderLines ? "reply header too long" : "";
+  return m_header > MaxHeaderSize || ++m_headerLines > MaxHeaderLines ? HeaderTooLong : "";
 }
 
 std::string_view ReplyBudget::AddPiece(std::size_t bytes) noexcept {

@@ -8,6 +8,7 @@ namespace norvane::engine {
 /// Bytes of a page at most.
 inline constexpr std::size_t MaxPageSize = std::size_t{16} << 20;
 inline constexpr std::string_view PageTooLarge = "page larger than 16 MiB";
+inline constexpr std::string_view HeaderTooLong = "reply header too long";
 
 /// What a web server may send, counted as it comes: all of it costs, whether it is a part of the page or not.
 /// What gives a text tells why the reply is refused, a literal for the user; empty while it is not.

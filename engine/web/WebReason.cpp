@@ -5,12 +5,11 @@
 #include <string_view>
 
 #include "engine/net/PeerReason.h"
+#include "engine/web/ReplyBudget.h"
 
 namespace norvane::engine {
 
 namespace {
-
-constexpr const char* HeaderTooLong = "reply header too long";
 
 /// The system's own, if it has one.
 std::string SystemFailure(CURL* curl, const std::string& otherwise) {
@@ -47,7 +46,8 @@ std::string_view TlsMessage(std::string_view message) {
 
 std::string BrokenConnection(CURL* curl, CURLcode code, const char* message) {
   const auto text = MessageOf(code, message);
-  if (text.starts_with("Out of memory in chunked")) return HeaderTooLong;  // the header behind the chunks
+  if (text.starts_with("Out of memory in chunked"))
+    return std::string(HeaderTooLong);  // the header behind the chunks
   if (text.find("::") != text.npos) {
     const auto reason = TlsMessage(text);
     return "TLS broken: " + std::string(reason.substr(0, reason.find(", errno")));
@@ -80,7 +80,7 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* message, cons
     case CURLE_UNSUPPORTED_PROTOCOL:
       return "the reply is not HTTP";
     case CURLE_OUT_OF_MEMORY:  // what libcurl says to a header line beyond its own limit
-      return HeaderTooLong;
+      return std::string(HeaderTooLong);
     default:
       return WithMessage("web check failed", code, message);
   }
