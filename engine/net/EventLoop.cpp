@@ -178,10 +178,11 @@ void EventLoop::Rank(std::size_t index, bool isCostly) noexcept {
   auto& watched = m_watched[index];
   if (watched.isCostly == isCostly) return;
   const auto fd = static_cast<int>(index);
+  auto ranked = watched;
+  ranked.isCostly = isCostly;
+  if (!Control(EPOLL_CTL_ADD, fd, ranked)) return;  // the kernel has no memory; another event may find some
   static_cast<void>(Control(EPOLL_CTL_DEL, fd, watched));
-  watched.isCostly = isCostly;
-  // If the kernel cannot watch it any more, its owner runs out of time.
-  if (!Control(EPOLL_CTL_ADD, fd, watched)) watched.watcher = nullptr;
+  watched = ranked;
 }
 
 void EventLoop::ServeCostly() {

@@ -12,7 +12,7 @@
 namespace norvane::engine {
 
 namespace {
-constexpr int Niceness = 10;
+constexpr int MinNiceness = 10;
 }  // namespace
 
 void ThreadPool::Run(std::size_t size, std::function<void()> work, LoopQueue& queue, LoopQueue::Call done) {
@@ -40,7 +40,7 @@ void ThreadPool::AddThread() {
 }
 
 void ThreadPool::RunJobs() {
-  ::setpriority(PRIO_PROCESS, 0, Niceness);  // of this thread
+  ::setpriority(PRIO_PROCESS, 0, std::max(::getpriority(PRIO_PROCESS, 0), MinNiceness));  // of this thread
   while (true) {
     m_changes.acquire();
     std::list<Job> job;
