@@ -102,6 +102,16 @@ TEST_F(SelfCheckTest, WhatFailsForAMinuteIsACondition) {
   }
 }
 
+TEST_F(SelfCheckTest, TheFirstProblemAfterTheMachinesStartIsNoLastingOne) {
+  m_now = Health::Moment() + seconds(90);  // as the clock has it soon after the machine has started
+  Pass(10, [](auto& observed) {
+    ++observed.figures.notMade;
+    ++observed.figures.thrownAway;
+    ++observed.figures.lookupsUnanswered;
+  });
+  EXPECT_EQ(Conditions(), "");
+}
+
 TEST_F(SelfCheckTest, NameServersAreSilentUntilOneAnswers) {
   const auto ask = [](auto& observed) { ++observed.figures.lookupsUnanswered; };
   Pass(1);
