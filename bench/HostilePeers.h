@@ -47,6 +47,7 @@ struct HostileRow {
   std::chrono::seconds stoppedFor{0};   ///< the engine gets SIGSTOP, and SIGCONT after so long
   std::size_t addressSpaceMegabytes{};  ///< of the engine at most; 0: no limit
   int busyLoops = 0;                    ///< processes beside an engine of the lowest priority
+  int threads = 0;                      ///< for the engine's checks; 0: by default
 };
 
 [[nodiscard]] const std::vector<HostileRow>& HostileRows();

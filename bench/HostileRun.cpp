@@ -93,7 +93,8 @@ class HostileRun {
     rows.insert(rows.end(), m_peers.Monitors().begin(), m_peers.Monitors().end());
     WriteDataFile(m_folder.Path(), std::move(rows));
     std::ofstream(m_folder / "config.ini")
-        << "[tls]\ncafile=" << authority.WriteTo(m_folder / "ca.pem") << "\n";
+        << "[tls]\ncafile=" << authority.WriteTo(m_folder / "ca.pem") << "\n"
+        << (row.threads == 0 ? "" : "[checks]\nthreads=" + std::to_string(row.threads) + "\n");
     m_engine.emplace(m_folder.Path(), [this] { BecomeEngine(); });
   }
 
