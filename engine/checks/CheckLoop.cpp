@@ -21,8 +21,12 @@ namespace {
 /// Begun in one round of the loop. When checks are due faster than they can be made, those in flight then
 /// come to their end before more begin, and what they hold stays small and warm.
 constexpr int MaxBegunAtOnce = 32;
-/// A check that runs out of time gets what its thread was kept from its work besides, if it is more.
+/// So long a turn may begin checks.
+constexpr milliseconds MaxBeginning{2};
+/// A check that runs out of time gets what its thread was kept from its work besides, if it is more, but no
+/// more than so many times its time-out.
 constexpr milliseconds MinAllowance{20};
+constexpr int MaxExtension = 2;
 constexpr int MaxAttempts = 4;
 /// How long a page may wait to be looked at.
 constexpr std::chrono::minutes MaxJudging{1};
@@ -53,7 +57,10 @@ class CheckLoop::Check final : public ProbeClient {
     m_allowed = {};
     m_isOutOfTime = m_lostItsTime = m_hasArrived = false;
     report.result.at = std::chrono::system_clock::now();
-    if (m_attempts++ == 0) m_owner.NoteStart(report, m_due);
+    if (m_attempts++ == 0) {
+      m_owner.NoteStart(report, m_due);
+      m_started = m_began;
+    }
     SetDeadline(m_began + m_timeout);
     m_probe = m_owner.m_types.at(TypeNameOf(m_target.name))->Make(m_target, m_timeout, *this);
     m_probe->Begin();
@@ -90,15 +97,18 @@ class CheckLoop::Check final : public ProbeClient {
   }
   [[nodiscard]] bool WasRewound() const { return m_heldUp > nanoseconds{0}; }
   [[nodiscard]] std::string HeldUpText() const { return "the engine was held up for " + About(m_heldUp); }
-  [[nodiscard]] milliseconds Lasted() const {
-    return std::chrono::duration_cast<milliseconds>(m_hasArrived ? m_lasted : m_owner.m_loop.Now() - m_began);
-  }
+  [[nodiscard]] milliseconds Lasted() const { return std::chrono::duration_cast<milliseconds>(Duration()); }
+  /// When the check would have ended, had the engine not held it up.
+  [[nodiscard]] Moment Answered() const { return m_started + Duration(); }
 
   CheckEnded report;  // filled as the check goes on
   bool isInFlight = false;
   Checks::iterator at;  // in the list that `isInFlight` tells
 
  private:
+  [[nodiscard]] Moment::duration Duration() const {
+    return m_hasArrived ? m_lasted : m_owner.m_loop.Now() - m_began;
+  }
   [[nodiscard]] nanoseconds HeldUp() const { return m_owner.m_loop.OwnDelay() - m_delayBefore; }
   void SetDeadline(Moment when) {
     m_until = when;
@@ -114,19 +124,30 @@ class CheckLoop::Check final : public ProbeClient {
       m_isOutOfTime = true;
       return Ended(NoAnswerWithin(m_timeout, m_probe->Step()));
     }
+    const auto extension = std::min<nanoseconds>({delay, m_timeout, MaxExtension * m_timeout - m_extended});
+    if (extension <= nanoseconds{0}) return GiveUp();
     m_allowed += delay;
-    SetDeadline(loop.Now() + std::min<nanoseconds>(delay, m_timeout));
+    m_extended += extension;
+    SetDeadline(loop.Now() + extension);
+  }
+  /// The engine gets no further with it.
+  void GiveUp() {
+    m_isOutOfTime = m_lostItsTime = true;
+    m_attempts = MaxAttempts;
+    Ended("the engine is held up");
   }
 
   CheckLoop& m_owner;
   CheckTarget m_target;
   milliseconds m_timeout;
   Moment m_due;
-  Moment m_began{};
+  Moment m_began{};    // the attempt
+  Moment m_started{};  // the first
   int m_attempts = 0;
   nanoseconds m_heldUp{0};       // in former attempts
   nanoseconds m_delayBefore{0};  // of the loop's thread, when the attempt began
-  nanoseconds m_allowed{0};      // by which the deadline was put off already
+  nanoseconds m_allowed{0};      // of the delay since, for which the deadline was put off already
+  nanoseconds m_extended{0};     // by which it was put off, in all attempts
   bool m_hasArrived = false;     // all that the peer has to send
   Moment::duration m_lasted{};   // until then
   bool m_isOutOfTime = false;
@@ -170,11 +191,18 @@ milliseconds CheckLoop::SetTarget(Watched& watched, CheckTarget target) {
 void CheckLoop::Start(CheckTarget target, CheckStart start) {
   assert(m_loop.IsInside());
   const auto id = target.id;
+  if (const auto known = m_watched.find(id); known != m_watched.end() && known->second.start == start.number)
+    return Update(std::move(target));
   Stop(id);
-  auto& watched = m_watched[id];
-  watched.start = start.number;
-  m_schedule.Add(id, start.first, SetTarget(watched, std::move(target)));
-  watched.remarked = start.isRemarked;
+  try {
+    auto& watched = m_watched[id];
+    watched.start = start.number;
+    m_schedule.Add(id, start.first, SetTarget(watched, std::move(target)));
+    watched.remarked = start.isRemarked;
+  } catch (...) {
+    Stop(id);
+    throw;
+  }
 }
 
 void CheckLoop::Update(CheckTarget target) {
@@ -218,18 +246,20 @@ void CheckLoop::CheckOnce(CheckTarget target, std::uint64_t ticket) {
 
 void CheckLoop::Turn() {
   assert(m_loop.IsInside());
+  const auto now = m_loop.Now();
   const auto start = m_schedule.NextStart();
-  if (start && *start <= m_loop.Now()) EnqueueDue();
-  BeginWaiting();
+  if (start && *start <= now) EnqueueDue(now + MaxBeginning);
+  BeginWaiting(now + MaxBeginning);
 }
 
 std::optional<Moment> CheckLoop::NextTurn() const {
   return MayBegin() ? m_loop.Now() : m_schedule.NextStart();
 }
 
-void CheckLoop::EnqueueDue() {
-  const auto now = m_loop.Now();
-  while (const auto id = m_schedule.DequeueDue(now)) {
+void CheckLoop::EnqueueDue(Moment end) {
+  for (auto now = m_loop.Now(); now < end; now = m_loop.Now()) {
+    const auto id = m_schedule.DequeueDue(now);
+    if (!id) return;
     auto& watched = m_watched.at(*id);
     m_loop.Serve(m_loop, [&] { EnqueueScheduled(watched); });
     if (watched.check != nullptr) continue;
@@ -253,9 +283,10 @@ void CheckLoop::Enqueue(std::unique_ptr<Check> check) {
   entry.at = m_waiting.insert(m_waiting.end(), std::move(check));
 }
 
-void CheckLoop::BeginWaiting() {
+void CheckLoop::BeginWaiting(Moment end) {
   if (!m_loop.IsRoundOver()) return;  // those in flight come first
   for (int begun = 0; MayBegin() && begun < MaxBegunAtOnce; ++begun) {
+    if (begun > 0 && m_loop.Now() >= end) return;
     m_inFlight.splice(m_inFlight.end(), m_waiting, m_waiting.begin());
     auto& check = *m_inFlight.back();
     check.isInFlight = true;
@@ -303,7 +334,7 @@ void CheckLoop::End(Check& check, const std::string& failure) noexcept {
     bool outlasted = false;
     if (isScheduled) {  // first, whether there is memory for the report or not
       m_watched.at(id).check = nullptr;
-      outlasted = m_schedule.End(id, m_loop.Now());
+      outlasted = m_schedule.End(id, check.Answered());
     }
     if (isBelieved && check.WasRewound()) AppendRemark(report.remark, "made anew, " + check.HeldUpText());
     result.outcome = failure.empty() ? Outcome::Good : isBelieved ? Outcome::Failed : Outcome::NotMade;

@@ -39,15 +39,14 @@ class CheckLoop {
     std::function<void(const ReleasedMonitor&)> release = [](const auto&) {};
   };
 
-  /// At most `maxInFlight` checks are under way, not counted those that wait for a name; further ones wait,
-  /// which is none of their time. Throws
-  /// std::exception when a library cannot be set up.
+  /// At most `maxInFlight` checks are under way, not counting those that wait for a name; further ones wait,
+  /// which is none of their time. Throws std::exception when a library cannot be set up.
   CheckLoop(ProbeContext& context, MonitorTypes types, std::size_t maxInFlight, Hooks hooks);
   ~CheckLoop();
   CheckLoop(const CheckLoop&) = delete;
   CheckLoop& operator=(const CheckLoop&) = delete;
 
-  /// As in CheckRunner.
+  /// As in CheckRunner. A start that was made already is an update. One that throws was not made.
   void Start(CheckTarget target, CheckStart start);
   void Update(CheckTarget target);
   void Stop(MonitorId id);
@@ -55,7 +54,7 @@ class CheckLoop {
   void Release(MonitorId id);
   void CheckOnce(CheckTarget target, std::uint64_t ticket);
 
-  /// Begins what is due. Called in each round of the loop, at `NextTurn` at the latest.
+  /// Begins what is due. Called at the end of each turn of the loop, at `NextTurn` at the latest.
   void Turn();
   /// None: not until something else happens.
   [[nodiscard]] std::optional<Moment> NextTurn() const;
@@ -78,12 +77,12 @@ class CheckLoop {
   /// Gives the interval.
   std::chrono::milliseconds SetTarget(Watched& watched, CheckTarget target);
   void HandOver(MonitorId id, const Watched& watched);
-  void EnqueueDue();
+  void EnqueueDue(Moment end);
   void EnqueueScheduled(Watched& watched);
   void Enqueue(std::unique_ptr<Check> check);
   [[nodiscard]] bool HasPlace() const;
   [[nodiscard]] bool MayBegin() const { return !m_waiting.empty() && HasPlace(); }
-  void BeginWaiting();
+  void BeginWaiting(Moment end);
   /// The check of `report`, which was due at `due`, begins now.
   void NoteStart(CheckEnded& report, Moment due);
   void End(Check& check, const std::string& failure) noexcept;

@@ -26,12 +26,14 @@ void Schedule::SetInterval(MonitorId id, Interval interval) {
   if (entry.started) Plan(id, entry, entry.planned + interval);
 }
 
-void Schedule::Plan(MonitorId id, Entry& entry, Moment due) {
-  if (entry.running.empty()) {
-    m_due.erase({entry.due, id});
-    m_due.emplace(due, id);
-  }
+/// Allocates nothing: a monitor must not get lost.
+void Schedule::Plan(MonitorId id, Entry& entry, Moment due) noexcept {
+  const auto before = entry.due;
   entry.due = due;
+  if (!entry.running.empty()) return;
+  auto planned = m_due.extract({before, id});
+  planned.value().first = due;
+  m_due.insert(std::move(planned));
 }
 
 std::optional<MonitorId> Schedule::DequeueDue(Moment now) {
@@ -52,12 +54,12 @@ Schedule::Lateness Schedule::Begin(MonitorId id, Moment now) {
   return {std::chrono::duration_cast<Interval>(late), missed};
 }
 
-bool Schedule::End(MonitorId id, Moment now) {
+bool Schedule::End(MonitorId id, Moment answered) {
   auto& entry = m_entries.at(id);
   assert(!entry.running.empty() && entry.started);
   // A start that came late may end past the next planned one without having outlasted anything.
-  const bool outlasted = now - *entry.started >= entry.interval;
-  if (outlasted) entry.due = std::max(entry.due, now);
+  const bool outlasted = answered - *entry.started >= entry.interval;
+  if (outlasted) entry.due = std::max(entry.due, answered);
   entry.running.value().first = entry.due;
   m_due.insert(std::move(entry.running));
   return outlasted;

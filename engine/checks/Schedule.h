@@ -41,8 +41,9 @@ class Schedule {
   [[nodiscard]] std::optional<MonitorId> DequeueDue(Moment now);
   /// The check really begins.
   Lateness Begin(MonitorId id, Moment now);
-  /// The check has ended. True if it outlasted its interval; the next is then due at once.
-  bool End(MonitorId id, Moment now);
+  /// The check has ended, and the service's part in it at `answered`. True if that outlasted the interval;
+  /// the next is then due at once. Starts that passed later are missed.
+  bool End(MonitorId id, Moment answered);
 
   /// When a monitor is due whose check neither waits nor runs.
   [[nodiscard]] Moment Next(MonitorId id) const { return m_entries.at(id).due; }
@@ -59,7 +60,7 @@ class Schedule {
     Due::node_type running{};         // the entry of `m_due` while the check waits or runs
   };
 
-  void Plan(MonitorId id, Entry& entry, Moment due);
+  void Plan(MonitorId id, Entry& entry, Moment due) noexcept;
 
   std::unordered_map<MonitorId, Entry> m_entries;
   Due m_due;  // those whose check neither waits nor runs

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "console/engine/MonitorKeys.h"
+#include "tests/engine/FailingAllocations.h"
 #include "tests/engine/ProbeFixture.h"
 
 namespace norvane::engine {
@@ -19,13 +22,19 @@ struct Running {
   ProbeClient* client = nullptr;
   int begun = 0;
   bool isQueued = false;
+  std::function<void()> begin = [] {};
 };
 Running running;
 
 class FakeProbe final : public Probe {
  public:
   explicit FakeProbe(ProbeClient& client) : m_client(client) {}
-  void Begin() override { running = {&m_client, running.begun + 1, false}; }
+  void Begin() override {
+    running.client = &m_client;
+    ++running.begun;
+    running.isQueued = false;
+    running.begin();
+  }
   [[nodiscard]] std::string_view Step() const override { return "waiting"; }
   [[nodiscard]] bool IsQueued() const override { return running.isQueued; }
 
@@ -40,16 +49,15 @@ class FakeType final : public ProbeType {
   }
 };
 
-/// One check on demand, with a time-out of a second, in a time that the test lets pass.
-class HeldUpCheck {
+/// Checks with a time-out of a second and an interval of two, in a time that the test lets pass.
+class TimedChecks {
  public:
-  HeldUpCheck() {
-    running = {};
-    auto attributes = NewMonitorAttributes();
-    attributes.Set(keys::Timeout, "1");
-    m_checks.CheckOnce({1, "FakeMonitor Of x", std::make_shared<const Attributes>(attributes)}, 1);
-    Pass(5);
+  TimedChecks() { running = {}; }
+  void CheckOnce(int count = 1) {
+    for (int ticket = 1; ticket <= count; ++ticket)
+      m_checks.CheckOnce(m_target, static_cast<std::uint64_t>(ticket));
   }
+  void Start() { m_checks.Start(m_target, {1, m_now}); }
   /// In steps that no loop is late by.
   void Pass(int time) {
     for (; time > 0; time -= 5)
@@ -63,18 +71,27 @@ class HeldUpCheck {
       m_checks.Turn();
     }
   }
+  /// What an event costs.
+  void Spend(int time) { m_now += milliseconds(time); }
   std::vector<CheckEnded> reports;
   [[nodiscard]] CheckFigures Figures() const { return m_checks.Figures(); }
 
  private:
   static std::unique_ptr<ProbeType> MakeType(ProbeContext&) { return std::make_unique<FakeType>(); }
   static constexpr MonitorType Types[] = {{"FakeMonitor", false, &MakeType}};
+  static CheckTarget Target() {
+    auto attributes = NewMonitorAttributes();
+    attributes.Set(keys::Timeout, "1");
+    attributes.Set(keys::Interval, "2");
+    return {1, "FakeMonitor Of x", std::make_shared<const Attributes>(attributes)};
+  }
 
   Moment m_now{std::chrono::hours(1)};
   EventLoop m_loop{[this] { return m_now; }, &LogToStandardError, [] { return std::chrono::nanoseconds(0); }};
   tests::ProbeFixture m_probes{m_loop};
+  const CheckTarget m_target = Target();
   CheckLoop m_checks{
-      m_probes.context, Types, 1, {[this](CheckEnded report) { reports.push_back(std::move(report)); }}};
+      m_probes.context, Types, 10, {[this](CheckEnded report) { reports.push_back(std::move(report)); }}};
 };
 
 struct Step {
@@ -138,6 +155,8 @@ TEST(CheckLoop, DoesNotTakeItsOwnDelayForAFailure) {
        Outcome::Failed,
        "broken",
        4},
+      {"what is held up for ever was not made", std::vector<Step>(9, {S::Stall, 405}), Outcome::NotMade,
+       "the engine was held up for 3.6 s"},
       {"waiting for a turn of the engine's own is none of its time",
        {{S::Queue}, {S::Pass, 3000}, {S::Dequeue}, {S::Pass, 900}, {S::Succeed}},
        Outcome::Good,
@@ -169,7 +188,9 @@ TEST(CheckLoop, DoesNotTakeItsOwnDelayForAFailure) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    HeldUpCheck check;
+    TimedChecks check;
+    check.CheckOnce();
+    check.Pass(5);
     for (const auto& step : row.steps) {
       EXPECT_TRUE(check.reports.empty());
       if (step.what == S::Pass) check.Pass(step.time);
@@ -188,6 +209,49 @@ TEST(CheckLoop, DoesNotTakeItsOwnDelayForAFailure) {
     EXPECT_EQ(figures.good, row.outcome == Outcome::Good);
     EXPECT_EQ(figures.failed, row.outcome == Outcome::Failed);
     EXPECT_EQ(figures.notMade, row.outcome == Outcome::NotMade);
+  }
+}
+
+TEST(CheckLoop, CountsTheStartsMissedWhileAPageIsJudged) {
+  TimedChecks checks;
+  checks.Start();
+  checks.Pass(5);
+  running.client->Arrived();
+  checks.Pass(5000);
+  running.client->Ended("");
+  checks.Pass(5);
+  EXPECT_EQ(running.begun, 2);
+  EXPECT_EQ(checks.Figures().notMade, 1u) << "that of the third second; the check of the fifth is late";
+  EXPECT_EQ(checks.reports.at(0).remark, "") << "it did not take longer than its interval";
+}
+
+TEST(CheckLoop, BeginsNoMoreThanATurnMayHold) {
+  TimedChecks checks;
+  running.begin = [&] { checks.Spend(1); };
+  checks.CheckOnce(4);
+  checks.Stall(0);
+  EXPECT_GT(running.begun, 2) << "turn after turn";
+  checks.Stall(0);
+  EXPECT_EQ(running.begun, 4);
+  EXPECT_LE(checks.Figures().longestTurn, milliseconds(3));
+}
+
+TEST(CheckLoop, AStartForWhichThereIsNoMemoryCanBeMadeAgain) {
+  bool isShort = true;
+  for (int allocations = 0; isShort; ++allocations) {
+    SCOPED_TRACE(allocations);
+    TimedChecks checks;
+    tests::FailAllocations(allocations);
+    try {
+      checks.Start();
+      isShort = false;
+    } catch (const std::bad_alloc&) {
+    }
+    tests::AllowAllocations();
+    checks.Start();
+    checks.Start();
+    checks.Pass(5);
+    EXPECT_EQ(running.begun, 1);
   }
 }
 
