@@ -26,7 +26,9 @@ LoopThread::LoopThread(LoopsShared& shared)
       m_tls(shared.options.caFile),
       m_calls(m_loop),
       m_context{m_loop,           m_resolver, m_tls,      shared.options.caFile, shared.options.charset,
-                shared.pageQuota, m_calls,    shared.pool} {}
+                shared.pageQuota, m_calls,    shared.pool} {
+  m_alarm.Set(m_loop.Now());  // from now on `Set` allocates nothing
+}
 
 void LoopThread::Begin() {
   PublishFigures();
@@ -54,6 +56,7 @@ void LoopThread::Post(std::function<void()> run, std::optional<Report> failure) 
     try {
       run();
     } catch (...) {
+      if (!failure) m_hasLostCall = true;
       if (failure) Collect(*failure);
       throw;
     }

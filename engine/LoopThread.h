@@ -40,6 +40,8 @@ class LoopThread {
   void End();
   /// From any thread.
   [[nodiscard]] CheckFigures Figures() const;
+  /// Whether a call without a report of its failure has thrown since the last time. From any thread.
+  [[nodiscard]] bool HasLostCall() { return m_hasLostCall.exchange(false); }
 
  protected:
   /// `shared` outlives it. Throws std::exception when the machine gives no descriptors or a library cannot be
@@ -47,7 +49,7 @@ class LoopThread {
   explicit LoopThread(LoopsShared& shared);
   void Begin();
 
-  /// Calls `run` in the loop, and reports `failure` if it throws.
+  /// Calls `run` in the loop, and reports `failure`, if there is one, when it throws.
   void Post(std::function<void()> run, std::optional<Report> failure);
 
   // In the loop.
@@ -81,6 +83,7 @@ class LoopThread {
   mutable std::mutex m_mutex;  // guards the figures
   CheckFigures m_figures;
   std::atomic<bool> m_isEnding = false;
+  std::atomic<bool> m_hasLostCall = false;
   std::thread m_thread;
 };
 

@@ -116,6 +116,7 @@ void Service::OnSecond() {
   assert(m_thread.IsInside());
   m_ownLog.Flush();
   m_health.EndExpired();
+  m_worker->OnSecond();
   m_selfCheck.Observe(Observe());
   m_health.Set("memory", platform::RestoreMemoryReserve() ? "" : "memory is short");
   m_admin.SendDue();

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <new>
 #include <utility>
 
 #include "engine/model/CheckTimes.h"
@@ -84,9 +85,24 @@ void WorkerThreads::Start(CheckTarget target, milliseconds firstAfter) {
   StartOn(monitor, {monitor.start, m_shared.options.clock() + firstAfter});
 }
 
-void WorkerThreads::StartOn(Started& monitor, CheckStart start) {
+void WorkerThreads::StartOn(const Started& monitor, CheckStart start) noexcept try {
   m_checks[monitor.thread]->Post(
       [target = monitor.target, start](CheckLoop& checks) { checks.Start(target, start); });
+} catch (const std::bad_alloc&) {
+  m_hasLostStart = true;
+}
+
+/// A start that its loop has made already is an update there, so all may be asked for again. Monitors on
+/// their way to another thread are started there anyway.
+void WorkerThreads::OnSecond() {
+  assert(m_service.IsInside());
+  bool isLost = std::exchange(m_hasLostStart, false);
+  for (auto& checks : m_checks)
+    isLost = checks->HasLostCall() || isLost;
+  if (!isLost) return;
+  const auto now = m_shared.options.clock();
+  for (const auto& [id, monitor] : m_started)
+    if (monitor.next == monitor.thread) StartOn(monitor, {monitor.start, now});
 }
 
 void WorkerThreads::Update(CheckTarget target) {
@@ -100,10 +116,11 @@ void WorkerThreads::Update(CheckTarget target) {
 }
 
 void WorkerThreads::Stop(MonitorId id) {
-  const auto monitor = m_started.extract(id);
-  if (monitor.empty()) return;
+  const auto monitor = m_started.find(id);
+  if (monitor == m_started.end()) return;
+  m_checks[monitor->second.thread]->Post([id](CheckLoop& checks) { checks.Stop(id); });
+  m_started.erase(monitor);
   m_balance.Remove(id);
-  m_checks[monitor.mapped().thread]->Post([id](CheckLoop& checks) { checks.Stop(id); });
   Even();
 }
 
@@ -120,8 +137,9 @@ void WorkerThreads::CheckOnce(CheckTarget target, std::uint64_t ticket) {
 void WorkerThreads::Even() {
   while (const auto move = m_balance.Even()) {
     auto& monitor = m_started.at(move->id);
-    const bool isMoving = std::exchange(monitor.next, move->to) != monitor.thread;
+    const bool isMoving = monitor.next != monitor.thread;
     if (!isMoving) m_checks[monitor.thread]->Post([id = move->id](CheckLoop& checks) { checks.Release(id); });
+    monitor.next = move->to;
   }
 }
 

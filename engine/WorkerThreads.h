@@ -34,6 +34,7 @@ class WorkerThreads final : public Worker {
   void Fetch(FetchRequest request, std::uint64_t ticket) override;
   void StopFetch(std::uint64_t ticket) override;
   [[nodiscard]] std::vector<Report> DequeueReports() override;
+  void OnSecond() override;
 
  private:
   struct Started {
@@ -43,7 +44,7 @@ class WorkerThreads final : public Worker {
     std::size_t next{thread};  // that is to check it, once the other has released it
   };
 
-  void StartOn(Started& monitor, CheckStart start);
+  void StartOn(const Started& monitor, CheckStart start) noexcept;
   void Receive(const ReleasedMonitor& released);
   void Even();
 
@@ -54,6 +55,7 @@ class WorkerThreads final : public Worker {
   LoadBalance m_balance;
   std::unordered_map<MonitorId, Started> m_started;
   std::uint64_t m_lastStart = 0;
+  bool m_hasLostStart = false;  // a start that never came to its loop
 };
 
 }  // namespace norvane::engine

@@ -58,6 +58,8 @@ class Worker : public CheckRunner, public ActionRunner, public FetchRunner {
  public:
   /// The reports that came since the last call, oldest first.
   [[nodiscard]] virtual std::vector<Report> DequeueReports() = 0;
+  /// To be called about once a second. Makes up for calls that failed for want of memory.
+  virtual void OnSecond() {}
 };
 
 }  // namespace norvane::engine

@@ -8,11 +8,13 @@
 #include <new>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 #include "console/engine/MonitorKeys.h"
 #include "loopback/HttpServer.h"
 #include "loopback/NameServer.h"
 #include "loopback/TempFolder.h"
+#include "tests/engine/FailingAllocations.h"
 #include "tests/engine/WorkerFixture.h"
 
 namespace norvane::engine {
@@ -459,6 +461,31 @@ TEST(WorkerThreads, ReportsACheckThatCannotBegin) {
     reason = worker.Check(Target(1, server.Url("/"))).result.reason;
   }
   EXPECT_EQ(reason, "internal error");
+}
+
+TEST(WorkerThreads, ChecksWhatCouldNotBeStartedOnceThereIsMemory) {
+  std::atomic<bool> isShort = true;
+  WorkerOptions options;
+  options.clock = [&, own = std::this_thread::get_id()] {
+    if (std::this_thread::get_id() != own) isShort ? tests::FailAllocations() : tests::AllowAllocations();
+    return std::chrono::steady_clock::now();
+  };
+  options.threads = 1;
+  HttpServer server;
+  server.Set("/", HttpServer::Reply("x"));
+  platform::EventFd event;
+  WorkerThreads worker(options, event);
+  const int failed = tests::FailedAllocations();
+  worker.Start(Target(1, server.Url("/")), milliseconds(0));
+  while (tests::FailedAllocations() == failed)
+    std::this_thread::yield();
+  isShort = false;
+  pollfd fd{event.Fd(), POLLIN, 0};
+  int arrived = 0;
+  for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+       arrived == 0 && std::chrono::steady_clock::now() < end; arrived = ::poll(&fd, 1, 20))
+    worker.OnSecond();
+  EXPECT_EQ(arrived, 1);
 }
 
 TEST(WorkerThreads, EndsPromptlyWithChecksInFlight) {
