@@ -1,17 +1,16 @@
 #include "engine/store/DataFile.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 
 #include "console/engine/EngineError.h"
+#include "engine/store/Checksum.h"
 #include "engine/store/Database.h"
 #include "engine/store/KeepAside.h"
+#include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
-#include "platform/FileDescriptor.h"
 #include "platform/RandomText.h"
 
 namespace norvane::engine::datafile {
@@ -21,9 +20,6 @@ using console::engine::KnownKeys;
 namespace {
 constexpr int ApplicationId = 0x4e6f7276;  // "Norv"
 constexpr int SchemaVersion = 1;
-/// Of the name of a new file while it is written; random digits follow, so that the name is surely ours.
-constexpr const char* SavingEnding = ".saving-";
-constexpr std::size_t SavingBytes = 8;
 constexpr int FirstKeyColumn = 2;  // behind number and name
 /// Leaves numbers for the monitors to come, which count on from the last one.
 constexpr std::int64_t LastNumber = 0x7fffffff;
@@ -54,25 +50,6 @@ std::string Schema() {
          "PRAGMA application_id=" +
          std::to_string(ApplicationId) + ";PRAGMA user_version=" + std::to_string(SchemaVersion);
 }
-
-/// FNV-1a over all that a row holds, lengths included.
-class Checksum {
- public:
-  void Add(std::uint64_t number) {
-    for (int i = 0; i < 8; ++i)
-      AddByte(static_cast<unsigned char>(number >> (8 * i)));
-  }
-  void Add(std::string_view text) {
-    Add(text.size());
-    for (const char c : text)
-      AddByte(static_cast<unsigned char>(c));
-  }
-  [[nodiscard]] std::int64_t Value() const { return static_cast<std::int64_t>(m_value); }
-
- private:
-  void AddByte(unsigned char byte) { m_value = (m_value ^ byte) * 0x100000001b3u; }
-  std::uint64_t m_value = 0xcbf29ce484222325u;
-};
 
 std::int64_t ChecksumOf(std::uint32_t number, std::string_view name, const Attributes& attributes) {
   Checksum sum;
@@ -164,8 +141,8 @@ Database OpenOurs(const std::string& path) {
   Database database(path, Database::Mode::Write);
   if (database.Number("PRAGMA application_id") != ApplicationId) Unreadable(path, "not a Norvane data file");
   const auto version = database.Number("PRAGMA user_version");
-  if (version != SchemaVersion)
-    Unreadable(path, "made by another version of Norvane (" + std::to_string(version) + ")");
+  if (version > SchemaVersion) throw NewerFile(path);
+  if (version != SchemaVersion) Unreadable(path, "the file is damaged: no such version");
   return database;
 }
 
@@ -173,39 +150,23 @@ std::string StateIn(Database& database) {
   return database.Text("SELECT state FROM file_state");
 }
 
-void SyncFolderOf(const std::string& path) {
-  const auto folder = std::filesystem::path(path).parent_path();
-  const platform::FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!fd || ::fsync(fd.Get()) != 0) FailedWith(folder.string(), errno);
-}
-
-/// Writes a whole new file beside the old one and puts it in its place, so that no moment shows half of it.
-/// The old one gets another name if `keptAs` is given.
+/// Writes a whole new file. The old one gets another name if `keptAs` is given.
 std::string SaveAll(const std::string& path, const Changes& changes, std::string* keptAs) {
-  const std::string temporary = path + SavingEnding + platform::RandomText(SavingBytes);
+  NewFile file(path);
   std::string state;
-  try {
-    {
-      Database database(temporary, Database::Mode::New);
-      // Until the rename nobody reads this file: no journal on disk is needed, and one fsync at the end is
-      // enough.
-      database.Run("PRAGMA page_size=8192; PRAGMA journal_mode=MEMORY; PRAGMA synchronous=OFF");
-      Transaction transaction(database);
-      database.Run(Schema());
-      state = WriteChanges(database, changes);
-      transaction.Commit();
-    }
-    const platform::FileDescriptor file(::open(temporary.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (!file || ::fsync(file.Get()) != 0) FailedWith(temporary, errno);
-    if (keptAs != nullptr) *keptAs = KeepAside(path);
-    // A journal of the old file must not be applied to the new one.
-    if (::unlink((path + "-journal").c_str()) != 0 && errno != ENOENT) FailedWith(path + "-journal", errno);
-    if (::rename(temporary.c_str(), path.c_str()) != 0) FailedWith(path, errno);
-  } catch (...) {
-    ::unlink(temporary.c_str());
-    throw;
+  {
+    Database database(file.Name(), Database::Mode::New);
+    // Until the rename nobody reads this file: no journal on disk is needed, and one fsync at the end is
+    // enough.
+    database.Run("PRAGMA page_size=8192; PRAGMA journal_mode=MEMORY; PRAGMA synchronous=OFF");
+    Transaction transaction(database);
+    database.Run(Schema());
+    state = WriteChanges(database, changes);
+    transaction.Commit();
   }
-  SyncFolderOf(path);
+  file.Sync();
+  if (keptAs != nullptr) *keptAs = KeepAside(path);
+  file.PutInPlace();
   return state;
 }
 
@@ -285,7 +246,7 @@ std::optional<std::string> Save(const std::string& path, const Changes& changes,
       // Only a file that we could have loaded may be replaced.
       if (changes.all && !isKnown) (void)ReadAll(database, path, 0, types);
     } catch (const StoreError& error) {
-      if (error.Code() != StoreErrorCode::Unreadable) throw;
+      if (error.Code() == StoreErrorCode::Failed) throw;
       if (keptAs == nullptr)
         throw StoreError(StoreErrorCode::Unreadable, path + " exists and is not a data file");
       isReadable = false;
@@ -293,21 +254,6 @@ std::optional<std::string> Save(const std::string& path, const Changes& changes,
   }
   if (!changes.all) return std::nullopt;
   return SaveAll(path, changes, isReadable ? nullptr : keptAs);
-}
-
-void RemoveLeftovers(const std::string& path) {
-  const auto name = std::filesystem::path(path).filename().string() + SavingEnding;
-  std::error_code error;
-  std::vector<std::filesystem::path> leftovers;
-  for (const auto& entry :
-       std::filesystem::directory_iterator(std::filesystem::path(path).parent_path(), error)) {
-    const auto found = entry.path().filename().string();
-    if (found.starts_with(name) && found.size() == name.size() + 2 * SavingBytes &&
-        found.find_first_not_of("0123456789abcdef", name.size()) == std::string::npos)
-      leftovers.push_back(entry.path());
-  }
-  for (const auto& leftover : leftovers)
-    ::unlink(leftover.c_str());
 }
 
 }  // namespace norvane::engine::datafile

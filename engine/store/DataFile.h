@@ -50,7 +50,4 @@ struct Contents {
 [[nodiscard]] std::optional<std::string> Save(const std::string& path, const Changes& changes,
                                               MonitorTypes types, std::string* keptAs);
 
-/// Removes what saves of this file left behind when they were killed. None may be under way.
-void RemoveLeftovers(const std::string& path);
-
 }  // namespace norvane::engine::datafile

@@ -6,6 +6,7 @@
 #include "console/engine/EngineError.h"
 #include "engine/model/Health.h"
 #include "engine/store/DataFile.h"
+#include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
 #include "engine/store/Writer.h"
 #include "platform/ErrorText.h"
@@ -73,14 +74,14 @@ std::string Storage::FileAt(const std::string& path) const {
 std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
   if (fs::is_symlink(fs::symlink_status(m_dataFile)))
     throw StoreError(StoreErrorCode::Failed, m_dataFile + ": is a symbolic link");
-  datafile::RemoveLeftovers(m_dataFile);
+  NewFile::RemoveLeftovers(m_dataFile);
   try {
     auto contents = datafile::Load(m_dataFile, m_lastGeneration, m_types);
     m_saved = SavedMark{std::move(contents.state), contents.table->LastChange()};
     m_servedFile = m_dataFile;
     return std::move(contents.table);
   } catch (const StoreError& error) {
-    if (error.Code() == StoreErrorCode::Failed) throw;
+    if (error.Code() == StoreErrorCode::Failed || error.Code() == StoreErrorCode::Newer) throw;
     if (error.Code() == StoreErrorCode::Unreadable)
       m_health.Set(DataFileUnreadable,
                    std::string("cannot read the data file, started without monitors: ") + error.what());

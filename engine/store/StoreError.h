@@ -8,7 +8,8 @@ namespace norvane::engine {
 
 enum class StoreErrorCode {
   NoFile,      ///< there is no file of that name
-  Unreadable,  ///< not a data file of ours, a damaged one, or one of a newer version
+  Unreadable,  ///< not a file of ours, or a damaged one
+  Newer,       ///< one whose form only a newer version knows
   Failed,      ///< the disk or the permissions; the file is as it was
 };
 
@@ -21,6 +22,10 @@ class StoreError : public std::runtime_error {
  private:
   StoreErrorCode m_code;
 };
+
+[[nodiscard]] inline StoreError NewerFile(const std::string& path) {
+  return {StoreErrorCode::Newer, path + ": made by a newer Norvane"};
+}
 
 /// A StoreError as the EngineError that a console gets; any other as it is.
 [[nodiscard]] std::exception_ptr ForConsole(const std::exception_ptr& error);

@@ -14,6 +14,7 @@
 
 #include "engine/checks/ProbeTable.h"
 #include "engine/store/Database.h"
+#include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
@@ -249,7 +250,7 @@ TEST(DataFile, OnlyWhatItsOwnSavesLeftBehindIsRemoved) {
     WriteFile(path + ending, "x");
   SaveOk(path, Sample(2));
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path()), {}), 6);
-  datafile::RemoveLeftovers(path);
+  NewFile::RemoveLeftovers(path);
   EXPECT_FALSE(fs::exists(path + ours));
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path()), {}), 5);
 }
