@@ -2,8 +2,6 @@
 
 #include <openssl/crypto.h>
 
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "console/engine/EngineError.h"
@@ -11,6 +9,7 @@
 #include "console/engine/MonitorKeys.h"
 #include "engine/model/Health.h"
 #include "engine/store/KeepAside.h"
+#include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
 #include "engine/store/Writer.h"
 #include "platform/ErrorText.h"
@@ -24,7 +23,6 @@ using console::engine::service::ControlPass;
 
 namespace {
 constexpr std::size_t MaxValues = 64;
-constexpr std::uintmax_t MinFileSize = 512;  // of one page, the least that SQLite has
 
 // Conditions.
 constexpr std::string_view StateFileUnreadable = "state file unreadable";
@@ -33,6 +31,7 @@ constexpr std::string_view StateFileUnsaved = "state file unsaved";
 
 EngineState::EngineState(std::string folder, Writer& writer, Health& health)
     : m_folder(std::move(folder)), m_writer(writer), m_health(health) {
+  NewFile::RemoveLeftovers(StateFile::PathIn(m_folder));
   try {
     Open();
   } catch (const StoreError& error) {
@@ -49,11 +48,6 @@ EngineState::EngineState(std::string folder, Writer& writer, Health& health)
 }
 
 void EngineState::Open() {
-  std::error_code absent;
-  const auto path = StateFile::PathIn(m_folder);
-  // SQLite takes it for a new file.
-  if (const auto size = std::filesystem::file_size(path, absent); !absent && size < MinFileSize)
-    throw StoreError(StoreErrorCode::Unreadable, path + ": cut short");
   m_file = std::make_shared<StateFile>(m_folder);
   m_values = m_file->Config();
   m_atStart = m_file->Read();

@@ -8,16 +8,18 @@
 
 namespace norvane::engine {
 
-/// What the engine itself must remember, apart from the monitors: the service-wide values and the
-/// outages that last. Lies in the application folder, mode 0600, since it holds the control pass. Throws
-/// StoreError; writes are on disk when they return.
+/// What the engine itself must remember, apart from the monitors: the service-wide values, the outages that
+/// last, owed messages, silences. Lies in the application folder, mode 0600, since it holds the control pass.
+/// Each row has a checksum, and a sum over all of them shows that a row is missing or of another moment.
+/// Throws StoreError; writes are on disk when they return.
 class StateFile {
  public:
   using Values = std::map<std::string, std::string, std::less<>>;
 
   [[nodiscard]] static std::string PathIn(const std::string& folder);
 
-  /// Opens or makes the file.
+  /// Opens the file and checks all of it, or makes it. One of an earlier schema is brought to the present
+  /// one.
   explicit StateFile(const std::string& folder);
 
   [[nodiscard]] Values Config();
@@ -30,9 +32,15 @@ class StateFile {
     Silences silences;
   };
   [[nodiscard]] Contents Read();
+  /// What is on disk already costs no write.
   void Write(const StateChanges& changes);
 
  private:
+  [[nodiscard]] static std::string MadeIn(const std::string& folder);
+  void Migrate();
+  void CheckAll();
+
+  std::string m_path;
   Database m_database;
 };
 
