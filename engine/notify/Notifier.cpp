@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "console/engine/MonitorKeys.h"
+#include "engine/net/Deadline.h"
 #include "engine/net/Reason.h"
 #include "platform/FileNames.h"
 
@@ -25,7 +26,7 @@ class Notifier::Sending final : public ProbeClient {
 
   void Enter(Sendings::iterator at) { m_at = at; }
   void Begin() {
-    m_deadline.Set(m_owner.m_loop.Now() + m_queue.row.timeout);
+    m_deadline.Set(m_queue.row.timeout);
     m_probe = m_queue.channel->Make(m_mode, m_request, m_queue.row.timeout, *this);
     m_probe->Begin();
   }
@@ -52,7 +53,7 @@ class Notifier::Sending final : public ProbeClient {
   NotifyRequest m_request;
   NotificationEnded m_report;
   Moment m_asked;
-  EventLoop::Timer m_deadline;
+  Deadline m_deadline;
   std::unique_ptr<Probe> m_probe;
   Sendings::iterator m_at;
 };

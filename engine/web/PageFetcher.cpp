@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "engine/net/Deadline.h"
 #include "engine/net/Reason.h"
 #include "engine/web/WebFetch.h"
 
@@ -23,7 +24,7 @@ class PageFetcher::Fetching final : public ProbeClient {
         m_limit(request.limit) {}
 
   void Begin() {
-    m_deadline.Set(m_owner.m_context.loop.Now() + m_limit);
+    m_deadline.Set(m_limit);
     m_fetch->Begin();
   }
   void Stop() { Deliver(End::Complete, {}); }
@@ -59,7 +60,7 @@ class PageFetcher::Fetching final : public ProbeClient {
 
   PageFetcher& m_owner;
   std::uint64_t m_ticket;
-  EventLoop::Timer m_deadline;
+  Deadline m_deadline;
   std::unique_ptr<WebFetch> m_fetch;
   std::chrono::milliseconds m_limit;
 };

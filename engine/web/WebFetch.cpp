@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <new>
 #include <utility>
 
@@ -47,6 +48,7 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   void TransferEnded(CURLcode code) override;
   EventOwner& Owner() override { return m_client; }
   [[nodiscard]] bool IsConnected() const;
+  [[nodiscard]] bool WasCutShort(CURLcode code) const;
   void JudgePage();
   void End(std::string failure) { m_client.Ended(std::move(failure)); }
   /// Ends the transfer from within a callback of libcurl.
@@ -151,7 +153,7 @@ void Transfer::SetOptions(const Resolver::Answer& answer) {
   curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 1L);
   curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, &Transfer::OnProgress);
   curl_easy_setopt(curl, CURLOPT_XFERINFODATA, this);
-  // The client's time-out comes first. libcurl uses this one to share the time between several addresses.
+  // libcurl uses it to share the time between several addresses. The client's time-out comes first.
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_timeout.count()) + 1000L);
 }
 
@@ -209,8 +211,17 @@ int Transfer::OnProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_of
   return refusal.empty() ? 0 : 1;
 }
 
+/// libcurl's own limit on connecting comes first where the client's was put off, since the engine was held
+/// up.
+bool Transfer::WasCutShort(CURLcode code) const {
+  long error = 0;
+  curl_easy_getinfo(m_handle->Get(), CURLINFO_OS_ERRNO, &error);
+  return code == CURLE_OPERATION_TIMEDOUT && error != ETIMEDOUT;
+}
+
 void Transfer::TransferEnded(CURLcode code) {
   m_transfers.Remove(*m_handle);
+  if (WasCutShort(code)) return m_transfers.Add(*m_handle, *this);
   CURL* curl = m_handle->Get();
   long status = 0;
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <new>
 #include <optional>
@@ -64,6 +65,18 @@ TEST_F(WebFetchTest, ALargePageIsJudgedWhileTheLoopGoesOn) {
   RunUntil([&] { return m_failure.has_value(); });
   EXPECT_EQ(m_failure, "1048576");
   EXPECT_EQ(m_probes.quota.Left(), Quota);
+}
+
+TEST_F(WebFetchTest, ConnectsAnewWhileTheClientHasTime) {
+  std::atomic<int> connections = 0;
+  loopback::LoopbackServer silent({.accepted = [&](int) { ++connections; }},
+                                  [] { return [](std::string&, bool) { return std::nullopt; }; });
+  const auto time = milliseconds(50) - seconds(1);  // libcurl has a second more for connecting
+  m_fetch = MakeWebFetch(m_transfers, m_probes.context,
+                         {.url = "https://127.0.0.1:" + std::to_string(silent.Port())}, time, *this);
+  m_fetch->Begin();
+  RunUntil([&] { return connections == 2; });
+  EXPECT_FALSE(m_failure);
 }
 
 TEST_F(WebFetchTest, ALargePageMayOutliveItsFetch) {
