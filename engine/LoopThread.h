@@ -20,9 +20,12 @@ namespace norvane::engine {
 /// What all loops share.
 struct LoopsShared {
   LoopsShared(const WorkerOptions& workerOptions, platform::EventFd& reportsWait)
-      : options(workerOptions), pageQuota(options.maxPageBytes), reports(reportsWait) {}
+      : options(workerOptions), pageQuota(options.maxPageBytes), reports(reportsWait) {
+    options.resolver.hosts = &hosts;
+  }
 
   WorkerOptions options;
+  HostsFile hosts;
   PageQuota pageQuota;
   ThreadPool pool{2};
   ReportQueue reports;

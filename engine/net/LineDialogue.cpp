@@ -73,8 +73,8 @@ void LineDialogue::Open(const ServerAddress& server, std::chrono::milliseconds t
   m_server = server;
   m_timeout = timeout;
   if (const auto* answer = m_context.resolver.Known(server.host)) return Resolved(*answer);
-  m_query = m_context.resolver.LookUp(server.host, m_owner,
-                                      [this](const Resolver::Answer& answer) { Resolved(answer); });
+  m_query = m_context.resolver.LookUp(
+      server.host, m_owner, [this](const Resolver::Answer& answer) { Resolved(answer); }, m_timeout);
 }
 
 void LineDialogue::Resolved(const Resolver::Answer& answer) {

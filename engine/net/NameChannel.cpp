@@ -15,7 +15,7 @@ namespace norvane::engine {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-using Outcome = NameLookup::Outcome;
+using Outcome = NameResult::Outcome;
 
 namespace {
 
@@ -57,27 +57,27 @@ Outcome OutcomeOf(int status) {
 }
 
 /// What is answered at once was not asked of a server.
-NameLookup::Source SourceOf(int status, bool isAtOnce) {
-  if (status == ARES_ETIMEOUT || status == ARES_ECONNREFUSED) return NameLookup::Source::None;
-  return isAtOnce ? NameLookup::Source::HostsFile : NameLookup::Source::Server;
+NameResult::Source SourceOf(int status, bool isAtOnce) {
+  if (status == ARES_ETIMEOUT || status == ARES_ECONNREFUSED) return NameResult::Source::None;
+  return isAtOnce ? NameResult::Source::Nobody : NameResult::Source::Server;
 }
 
-void Read(int status, const ares_addrinfo* info, NameLookup& lookup) {
-  lookup.keep = LongestKept;
-  lookup.answer.addresses.clear();
+void Read(int status, const ares_addrinfo* info, NameResult& result) {
+  result.keep = LongestKept;
+  result.answer.addresses.clear();
   for (auto* node = info != nullptr ? info->nodes : nullptr; node != nullptr; node = node->ai_next) {
-    lookup.keep = std::min(lookup.keep, seconds{node->ai_ttl});
-    if (lookup.answer.addresses.size() < MaxAddresses)
-      lookup.answer.addresses.push_back(platform::NumericAddressText(*node->ai_addr));
+    result.keep = std::min(result.keep, seconds{node->ai_ttl});
+    if (result.answer.addresses.size() < MaxAddresses)
+      result.answer.addresses.push_back(platform::NumericAddressText(*node->ai_addr));
   }
-  if (status == ARES_SUCCESS && lookup.answer.addresses.empty()) status = ARES_ENODATA;
-  lookup.outcome = OutcomeOf(status);
+  if (status == ARES_SUCCESS && result.answer.addresses.empty()) status = ARES_ENODATA;
+  result.outcome = OutcomeOf(status);
   if (status != ARES_SUCCESS) {
-    lookup.answer.addresses.clear();
-    lookup.answer.failure = FailureText(status);
-    lookup.keep = FailureKept;
+    result.answer.addresses.clear();
+    result.answer.failure = FailureText(status);
+    result.keep = FailureKept;
   }
-  lookup.keep = std::max(lookup.keep, ShortestKept);
+  result.keep = std::max(result.keep, ShortestKept);
 }
 
 }  // namespace
@@ -89,16 +89,18 @@ NameChannel::NameChannel(EventLoop& loop, const Options& options, Transport tran
       m_tick(loop, loop, [this] { Process(ARES_SOCKET_BAD, ARES_SOCKET_BAD); }) {
   static const int library = ares_library_init(ARES_LIB_INIT_ALL);
   const bool isTcp = transport == Transport::Tcp;
-  char lookups[] = "fb";  // the hosts file, then the servers
+  char lookups[] = "b";  // the servers alone: c-ares would read the hosts file for each name
+  std::string serversFile = options.serversFile;
   ares_options wanted{};
   wanted.flags = isTcp ? ARES_FLAG_USEVC : ARES_FLAG_IGNTC;
   wanted.timeout = static_cast<int>(options.tryTimeout.count());
   wanted.tries = isTcp ? 1 : options.tries;
   wanted.lookups = lookups;
+  wanted.resolvconf_path = serversFile.data();
   wanted.sock_state_cb = &NameChannel::SocketState;
   wanted.sock_state_cb_data = this;
-  const int mask =
-      ARES_OPT_FLAGS | ARES_OPT_TIMEOUTMS | ARES_OPT_TRIES | ARES_OPT_LOOKUPS | ARES_OPT_SOCK_STATE_CB;
+  const int mask = ARES_OPT_FLAGS | ARES_OPT_TIMEOUTMS | ARES_OPT_TRIES | ARES_OPT_LOOKUPS |
+                   ARES_OPT_RESOLVCONF | ARES_OPT_SOCK_STATE_CB;
   ares_channel channel = nullptr;
   int status = library == ARES_SUCCESS ? ares_init_options(&channel, &wanted, mask) : library;
   m_channel.reset(channel);
@@ -115,18 +117,18 @@ void NameChannel::Free::operator()(ares_channeldata* channel) const noexcept {
   ares_destroy(channel);
 }
 
-void NameChannel::Begin(NameLookup& lookup, Moment now) noexcept {
-  lookup.channel = this;
+void NameChannel::Ask(NameQuestion& question, const std::string& host, int family, Moment now) noexcept {
+  question.channel = this;
   ++m_underWay;
   m_tick.Set(now + Tick);
   ares_addrinfo_hints hints{};
-  hints.ai_family = AF_UNSPEC;
+  hints.ai_family = family;
   hints.ai_socktype = SOCK_STREAM;
   // To sort addresses takes a socket for each, and TCP brings thousands.
   if (m_transport == Transport::Tcp) hints.ai_flags = ARES_AI_NOSORT;
-  m_isBeginning = true;
-  ares_getaddrinfo(m_channel.get(), lookup.host.c_str(), nullptr, &hints, &NameChannel::OnAnswer, &lookup);
-  m_isBeginning = false;
+  m_isAsking = true;
+  ares_getaddrinfo(m_channel.get(), host.c_str(), nullptr, &hints, &NameChannel::OnAnswer, &question);
+  m_isAsking = false;
 }
 
 void NameChannel::SocketState(void* self, int fd, int readable, int writable) noexcept {
@@ -140,21 +142,21 @@ void NameChannel::SocketState(void* self, int fd, int readable, int writable) no
 void NameChannel::OnAnswer(void* argument, int status, int, ares_addrinfo* info) noexcept {
   const std::unique_ptr<ares_addrinfo, decltype(&ares_freeaddrinfo)> owned(info, &ares_freeaddrinfo);
   if (status == ARES_EDESTRUCTION || status == ARES_ECANCELLED) return;  // the channel goes
-  auto& lookup = *static_cast<NameLookup*>(argument);
-  auto& channel = *lookup.channel;
+  auto& question = *static_cast<NameQuestion*>(argument);
+  auto& channel = *question.channel;
   --channel.m_underWay;
-  lookup.source = SourceOf(status, channel.m_isBeginning);
+  question.source = SourceOf(status, channel.m_isAsking);
   if (channel.m_transport == Transport::Tcp && status == ARES_ETIMEOUT)
     status = ARES_ECONNREFUSED;  // it has answered by UDP
   try {
-    Read(status, info, lookup);
+    Read(status, info, question);
   } catch (const std::bad_alloc&) {
-    lookup.outcome = Outcome::Unknown;
-    lookup.answer.addresses.clear();
-    lookup.answer.failure = "out of memory";  // short enough to need none
-    lookup.keep = {};
+    question.outcome = Outcome::Unknown;
+    question.answer.addresses.clear();
+    question.answer.failure = "out of memory";  // short enough to need none
+    question.keep = {};
   }
-  channel.m_answered(lookup);
+  channel.m_answered(question);
 }
 
 void NameChannel::Ready(int fd, std::uint32_t events) {

@@ -20,24 +20,30 @@ struct NameAnswer {
   std::string failure;                 ///< why there is none; for the user
 };
 
-/// A name that the servers are asked for, and what comes of it.
-struct NameLookup {
+/// What came of a question to the name servers.
+struct NameResult {
   enum class Outcome {
     Found,
     Empty,  ///< an answer without addresses, which may have been cut
     Unknown,
     TimedOut
   };
-  enum class Source { HostsFile, Server, None };
-  std::string host;
+  enum class Source {
+    Server,
+    None,   ///< no server has answered
+    Nobody  ///< no server was asked
+  };
   Outcome outcome{};
   Source source{};  ///< of the answer
   NameAnswer answer{};
-  std::chrono::seconds keep{};     ///< how long that holds
+  std::chrono::seconds keep{};  ///< how long that holds
+};
+
+struct NameQuestion : NameResult {
   NameChannel* channel = nullptr;  ///< the latest that it was asked of
 };
 
-/// Lookups through the hosts file and the name servers by c-ares, with its sockets in the loop.
+/// Questions to the name servers by c-ares, with its sockets in the loop.
 class NameChannel : private Watcher {
  public:
   enum class Transport {
@@ -47,19 +53,21 @@ class NameChannel : private Watcher {
   struct Options {
     /// "127.0.0.1:5353,[::1]:53" instead of those that the machine names; empty for the machine's.
     std::string servers;
+    std::string serversFile;               ///< in which the machine names them
     std::chrono::milliseconds tryTimeout;  ///< of the first try; later ones wait longer
     int tries;
   };
-  /// A lookup has ended. Called within `Begin` or an event; must not call the channel and throws nothing.
-  using Answered = std::function<void(NameLookup&)>;
+  /// Called within `Ask` or an event; must not call the channel and throws nothing.
+  using Answered = std::function<void(NameQuestion&)>;
 
   /// Throws std::exception if it cannot be set up.
   NameChannel(EventLoop& loop, const Options& options, Transport transport, Answered answered);
-  /// Forgets the lookups under way.
+  /// Forgets the questions under way.
   ~NameChannel() override;
 
-  /// `lookup` lives until it is answered, or the channel is gone.
-  void Begin(NameLookup& lookup, Moment now) noexcept;
+  /// Asks for the addresses of `host`, of one family or AF_UNSPEC. `question` lives until it is answered, or
+  /// the channel is gone.
+  void Ask(NameQuestion& question, const std::string& host, int family, Moment now) noexcept;
 
  private:
   struct Free {
@@ -67,7 +75,7 @@ class NameChannel : private Watcher {
   };
 
   static void SocketState(void* self, int fd, int readable, int writable) noexcept;
-  static void OnAnswer(void* lookup, int status, int, ares_addrinfo* info) noexcept;
+  static void OnAnswer(void* question, int status, int, ares_addrinfo* info) noexcept;
   void Ready(int fd, std::uint32_t events) override;
   EventOwner& Owner() override { return m_loop; }
   void Process(int readable, int writable);
@@ -76,7 +84,7 @@ class NameChannel : private Watcher {
   Transport m_transport;
   Answered m_answered;
   std::size_t m_underWay = 0;
-  bool m_isBeginning = false;
+  bool m_isAsking = false;
   EventLoop::Timer m_tick;
   std::unique_ptr<ares_channeldata, Free> m_channel;  // last, since its end calls back
 };

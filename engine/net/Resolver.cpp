@@ -1,24 +1,28 @@
 #include "engine/net/Resolver.h"
 
-#include <sys/stat.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cassert>
 #include <iterator>
 #include <utility>
 
+#include "engine/net/AddressOrder.h"
 #include "platform/Ascii.h"
 #include "platform/NumericAddress.h"
 
 namespace norvane::engine {
 
 using std::chrono::milliseconds;
-using Outcome = NameLookup::Outcome;
+using Outcome = NameResult::Outcome;
 
 namespace {
 
-constexpr const char* ResolvConf = "/etc/resolv.conf";
-
+/// How long a family that has addresses waits for the other.
+constexpr milliseconds FamilyPatience{200};
+/// Neither wait takes more of the time of whoever asks.
+constexpr int MostOfTime = 4;
+constexpr std::chrono::seconds HostsKept{5};
 /// Lookups of a lane take a place each while they are younger than this: a good name server has answered.
 constexpr milliseconds Young{500};
 constexpr std::size_t MaxYoung = 256;
@@ -28,7 +32,7 @@ constexpr std::size_t MaxSlow = 2048;
 constexpr std::size_t MaxHung = 64 << 10;
 /// So that a turn of the loop stays short.
 constexpr int MaxBegunAtOnce = 32;
-constexpr milliseconds MaxDelivery{2};
+constexpr milliseconds MaxWork{2};
 /// How long an answer waits for a place before it looks again, and a lookup.
 constexpr milliseconds DeliverPause{5};
 constexpr milliseconds BeginPause{50};
@@ -47,26 +51,20 @@ std::string NumericAddress(std::string_view host) {
   return isNumeric ? bare : std::string();
 }
 
-/// Differs for a file that was changed or replaced.
-std::pair<timespec, ino_t> StampOf(const char* path) {
-  struct stat status {};
-  ::stat(path, &status);  // a missing file has the stamp of zeros
-  return {status.st_mtim, status.st_ino};
-}
-
-bool Same(const std::pair<timespec, ino_t>& a, const std::pair<timespec, ino_t>& b) {
-  return a.second == b.second && a.first.tv_sec == b.first.tv_sec && a.first.tv_nsec == b.first.tv_nsec;
-}
-
 }  // namespace
+
+Resolver::Lookup::Lookup(Resolver& resolver, std::string name)
+    : host(std::move(name)),
+      lane(resolver.LaneOf(host)),
+      patience(resolver.m_loop, resolver.m_loop, [&resolver, this] { resolver.LosePatience(*this); }) {}
 
 Resolver::Resolver(EventLoop& loop, Options options)
     : m_loop(loop),
       m_options(std::move(options)),
       m_deliver(loop, loop, [this] { DeliverAnswers(); }),
       m_beginWaiting(loop, loop, [this] { BeginWaiting(); }),
-      m_stamp(StampOf(ResolvConf)),
-      m_udp(MakeChannel(NameChannel::Transport::Udp)) {
+      m_stamp(platform::FileStamp::Of(m_options.serversFile.c_str())),
+      m_udp(MakeChannel(NameChannel::Transport::Udp, m_options.tries)) {
   // From now on `Set` allocates nothing, and the callback of c-ares cannot throw.
   for (auto* timer : {&m_deliver, &m_beginWaiting})
     timer->Set(m_loop.Now());
@@ -74,10 +72,10 @@ Resolver::Resolver(EventLoop& loop, Options options)
 
 Resolver::~Resolver() = default;
 
-std::unique_ptr<NameChannel> Resolver::MakeChannel(NameChannel::Transport transport) {
+std::unique_ptr<NameChannel> Resolver::MakeChannel(NameChannel::Transport transport, int tries) {
   return std::make_unique<NameChannel>(
-      m_loop, NameChannel::Options{m_options.nameServers, m_options.tryTimeout, m_options.tries}, transport,
-      [this](NameLookup& lookup) { Answered(lookup); });
+      m_loop, NameChannel::Options{m_options.nameServers, m_options.serversFile, m_options.tryTimeout, tries},
+      transport, [this](NameQuestion& question) { Answered(question); });
 }
 
 const Resolver::Answer* Resolver::Known(const std::string& host) {
@@ -89,31 +87,40 @@ const Resolver::Answer* Resolver::Known(const std::string& host) {
     m_atHand.addresses = {"127.0.0.1", "::1"};
     return &m_atHand;
   }
+  const auto now = m_loop.Now();
   const auto cached = m_cache.find(host);
-  return cached != m_cache.end() && cached->second.until > m_loop.Now() ? &cached->second.answer : nullptr;
+  if (cached != m_cache.end() && cached->second.until > now) return &cached->second.answer;
+  if (m_options.hosts == nullptr) return nullptr;
+  auto addresses = m_options.hosts->Find(host, now);
+  if (addresses.empty()) return nullptr;
+  m_atHand.addresses = InOrderOfUse(std::move(addresses));
+  KeepAnswer(host, m_atHand, HostsKept);
+  return &m_atHand;
 }
 
-std::unique_ptr<Resolver::Query> Resolver::LookUp(const std::string& host, EventOwner& owner, Done done) {
+std::unique_ptr<Resolver::Query> Resolver::LookUp(const std::string& host, EventOwner& owner, Done done,
+                                                  milliseconds time) {
   RenewChannels();
   std::unique_ptr<Query> query(new Query(*this, host, owner, std::move(done)));
-  LookupOf(host).queries.push_back(query.get());
+  auto& lookup = LookupOf(host);
+  lookup.queries.push_back(query.get());
+  lookup.time = std::min(lookup.time, time);
   BeginWaiting();
   return query;
 }
 
 /// A machine that changes networks, or was not yet in one when the engine started, gets other name servers.
 void Resolver::RenewChannels() {
-  const auto stamp = StampOf(ResolvConf);
-  if (!m_options.nameServers.empty() || Same(m_stamp, stamp)) return;
-  m_udp = MakeChannel(NameChannel::Transport::Udp);
+  const auto stamp = platform::FileStamp::Of(m_options.serversFile.c_str());
+  if (m_stamp == stamp) return;
+  m_udp = MakeChannel(NameChannel::Transport::Udp, m_options.tries);
   m_tcp.reset();
+  m_apart.reset();
   m_stamp = stamp;
-  for (std::size_t lane = 0; lane < Lanes; ++lane) {
-    auto& waiting = m_waiting[lane];
-    for (auto& lookup : m_underWay[lane])
-      lookup.in = &waiting;
-    waiting.splice(waiting.begin(), m_underWay[lane]);
-  }
+  for (auto& underWay : m_underWay)
+    while (!underWay.empty())
+      AskAnew(underWay.back());
+  m_asked.clear();
 }
 
 Resolver::Lane Resolver::LaneOf(const std::string& host) const {
@@ -124,10 +131,8 @@ Resolver::Lane Resolver::LaneOf(const std::string& host) const {
 
 Resolver::Lookup& Resolver::LookupOf(const std::string& host) {
   if (const auto known = m_lookups.find(host); known != m_lookups.end()) return *known->second;
-  Lookups made(1);
-  auto& lookup = made.front();
-  lookup.host = host;
-  lookup.lane = LaneOf(host);
+  Lookups made;
+  auto& lookup = made.emplace_back(*this, host);
   lookup.at = made.begin();
   m_lookups.emplace(host, &lookup);
   lookup.in = &m_waiting[lookup.lane];
@@ -153,7 +158,8 @@ bool Resolver::HasPlace(Lane lane, Moment now) const {
 }
 
 void Resolver::BeginWaiting() {
-  const auto now = m_loop.Now();
+  auto now = m_loop.Now();
+  const auto end = now + MaxWork;
   auto next = Moment::max();
   int begun = 0;
   for (const auto lane : {Proven, New, Slow}) {
@@ -164,48 +170,125 @@ void Resolver::BeginWaiting() {
         continue;
       }
       const bool hasPlace = HasPlace(lane, now);
-      if (!hasPlace || begun++ == MaxBegunAtOnce) {
+      if (!hasPlace || begun++ == MaxBegunAtOnce || now >= end) {
         next = std::min(next, hasPlace ? now : now + BeginPause);
         break;
       }
       lookup.began = now;
       Move(lookup, m_underWay[lane]);
-      m_udp->Begin(lookup, now);
+      m_loop.Serve(
+          m_loop, [&] { lookup.patience.Set(now + std::min(m_options.patience, lookup.time / MostOfTime)); });
+      Ask(*m_udp, lookup, Both, lookup.idle);
+      now = m_loop.Now();
     }
   }
   if (next != Moment::max()) m_beginWaiting.Set(next);
 }
 
-/// Answers are given out outside of c-ares' own calls, so that whoever gets one may look up the next name or
-/// destroy its query.
-void Resolver::Answered(NameLookup& answered) noexcept {
-  auto& lookup = static_cast<Lookup&>(answered);
-  if (!lookup.triedTcp) {  // or a server has answered before
-    m_serverAnswers += lookup.source == NameLookup::Source::Server ? 1 : 0;
-    m_serverFailures += lookup.source == NameLookup::Source::None ? 1 : 0;
-  }
-  Move(lookup, m_answered);
-  m_deliver.Set({});
+void Resolver::Ask(NameChannel& channel, Lookup& lookup, Families families, Questions& question) noexcept {
+  auto& asked = question.front();
+  asked.families = families;
+  asked.of = &lookup;
+  asked.at = question.begin();
+  m_asked.splice(m_asked.end(), question, asked.at);
+  lookup.asked[families] = &asked;
+  constexpr int Hints[] = {AF_UNSPEC, AF_INET, AF_INET6};
+  channel.Ask(asked, lookup.host, Hints[families], m_loop.Now());
 }
 
 /// A server that cannot be reached by TCP makes all lookups fail that it has been asked for by the same
 /// channel, hence one for those that need it.
 void Resolver::AskByTcp(Lookup& lookup) {
-  if (!m_tcp) m_tcp = MakeChannel(NameChannel::Transport::Tcp);
+  if (!m_tcp) m_tcp = MakeChannel(NameChannel::Transport::Tcp, m_options.tries);
   lookup.began = m_loop.Now();
   Move(lookup, m_underWay[lookup.lane]);
-  m_tcp->Begin(lookup, lookup.began);
+  Ask(*m_tcp, lookup, Both, lookup.idle);
+}
+
+/// By one try: what was asked for both families together goes on, and tries again.
+void Resolver::AskApart(Lookup& lookup) {
+  if (!m_apart) m_apart = MakeChannel(NameChannel::Transport::Udp, 1);
+  for (const auto family : {IPv4, IPv6}) {
+    Questions made(1);
+    Ask(*m_apart, lookup, family, made);
+  }
+}
+
+void Resolver::AskAnew(Lookup& lookup) noexcept {
+  lookup.patience.Clear();
+  if (auto* asked = lookup.asked[Both]) lookup.idle.splice(lookup.idle.end(), m_asked, asked->at);
+  lookup.asked = {};
+  lookup.result = {};
+  lookup.triedTcp = lookup.isKept = false;
+  auto& waiting = m_waiting[lookup.lane];
+  waiting.splice(waiting.begin(), *lookup.in, lookup.at);
+  lookup.in = &waiting;
+  m_beginWaiting.Set(m_loop.Now());
+}
+
+void Resolver::LosePatience(Lookup& lookup) {
+  if (lookup.result.answer.addresses.empty()) return AskApart(lookup);
+  Conclude(lookup);
+}
+
+void Resolver::Answered(NameQuestion& answered) noexcept {
+  auto& question = static_cast<Question&>(answered);
+  Questions over;
+  over.splice(over.end(), m_asked, question.at);
+  if (question.of == nullptr) return;  // the other family had addresses
+  auto& lookup = *question.of;
+  lookup.asked[question.families] = nullptr;
+  if (question.families != Both) return m_loop.Serve(m_loop, [&] { AddFamily(lookup, question); });
+  lookup.idle.splice(lookup.idle.end(), over);
+  if (question.outcome == Outcome::Found || lookup.result.answer.addresses.empty())
+    lookup.result = std::move(static_cast<NameResult&>(question));
+  Conclude(lookup);
+}
+
+void Resolver::AddFamily(Lookup& lookup, NameResult& result) {
+  auto& addresses = lookup.result.answer.addresses;
+  const auto former = addresses.empty() ? result.keep : lookup.result.keep;
+  std::ranges::move(result.answer.addresses, std::back_inserter(addresses));
+  if (addresses.empty()) return;  // both together go on
+  lookup.result.keep = std::min(former, result.keep);
+  addresses = InOrderOfUse(std::move(addresses));
+  const bool isLast = lookup.asked[IPv4] == nullptr && lookup.asked[IPv6] == nullptr;
+  if (isLast) return Conclude(lookup);
+  lookup.patience.Set(m_loop.Now() + std::min(FamilyPatience, lookup.time / MostOfTime));
+}
+
+/// Answers are given out outside of c-ares' own calls, so that whoever gets one may look up the next name or
+/// destroy its query.
+void Resolver::Conclude(Lookup& lookup) noexcept {
+  for (auto*& asked : lookup.asked)
+    if (asked != nullptr) std::exchange(asked, nullptr)->of = nullptr;
+  lookup.patience.Clear();
+  Move(lookup, m_answered);
+  m_deliver.Set({});
+}
+
+/// No server has answered while this engine was held up, which may be why.
+bool Resolver::WasStalled(const Lookup& lookup) const {
+  return lookup.result.source == NameResult::Source::None && !lookup.queries.empty() &&
+         m_loop.LastStall() >= lookup.began;
 }
 
 void Resolver::DeliverAnswers() {
-  const auto end = m_loop.Now() + MaxDelivery;
+  const auto end = m_loop.Now() + MaxWork;
   while (!m_answered.empty()) {
     auto& lookup = m_answered.front();
-    if (lookup.outcome == Outcome::Empty && !std::exchange(lookup.triedTcp, true)) {
+    if (WasStalled(lookup)) {
+      AskAnew(lookup);
+      continue;
+    }
+    if (lookup.result.outcome == Outcome::Empty && !std::exchange(lookup.triedTcp, true)) {
       m_loop.Serve(m_loop, [&] { AskByTcp(lookup); });
       continue;
     }
-    if (!std::exchange(lookup.isKept, true)) m_loop.Serve(m_loop, [&] { Keep(lookup); });
+    if (!std::exchange(lookup.isKept, true)) {
+      Count(lookup);
+      m_loop.Serve(m_loop, [&] { Keep(lookup); });
+    }
     while (!lookup.queries.empty()) {
       const auto now = m_loop.Now();
       if (m_mayGoOn && !m_mayGoOn()) return m_deliver.Set(now + DeliverPause);
@@ -221,21 +304,32 @@ void Resolver::DeliverNext(Lookup& lookup) noexcept {
   lookup.queries.pop_front();
   --m_queries;
   const auto done = std::exchange(query->m_done, {});
-  m_loop.Serve(query->m_owner, [&] { done(lookup.answer); });
+  m_loop.Serve(query->m_owner, [&] { done(lookup.result.answer); });
+}
+
+void Resolver::Count(const Lookup& lookup) {
+  using Source = NameResult::Source;
+  const auto source = lookup.triedTcp ? Source::Server : lookup.result.source;  // it has answered by UDP
+  m_serverAnswers += source == Source::Server ? 1 : 0;
+  m_serverFailures += source == Source::None ? 1 : 0;
 }
 
 void Resolver::Keep(const Lookup& lookup) {
-  if (lookup.outcome == Outcome::TimedOut) {
+  if (lookup.result.outcome == Outcome::TimedOut) {
     if (m_hung.size() >= MaxHung) m_hung.clear();
     m_hung.insert(lookup.host);
     return;
   }
   m_hung.erase(lookup.host);
+  KeepAnswer(lookup.host, lookup.result.answer, lookup.result.keep);
+}
+
+void Resolver::KeepAnswer(const std::string& host, const Answer& answer, std::chrono::seconds keep) {
   const auto now = m_loop.Now();
   if (m_cache.size() >= m_options.maxCached)
     std::erase_if(m_cache, [&](const auto& entry) { return entry.second.until <= now; });
   if (m_cache.size() >= m_options.maxCached) m_cache.erase(m_cache.begin());
-  m_cache.insert_or_assign(lookup.host, Cached{lookup.answer, now + lookup.keep});
+  m_cache.insert_or_assign(host, Cached{answer, now + keep});
 }
 
 Resolver::Query::Query(Resolver& resolver, std::string host, EventOwner& owner, Done done)

@@ -1,27 +1,29 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <ctime>
 #include <functional>
 #include <list>
 #include <memory>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
-#include <utility>
 
 #include "engine/net/EventLoop.h"
+#include "engine/net/HostsFile.h"
 #include "engine/net/NameChannel.h"
+#include "platform/FileStamp.h"
 
 namespace norvane::engine {
 
 /// Looks up host names through the hosts file and the machine's name servers, in the loop, without ever
 /// blocking it for a server. Lookups of one name at one time are one; answers are kept for their time to
 /// live, within limits.
+///
+/// A server is asked for both families of addresses at once. When that is not answered soon, each is asked
+/// for apart, and the one that has addresses waits for the other only a little: some servers never answer
+/// for one of the two.
 ///
 /// So many lookups are under way at once and no more; the others wait in three lanes, so that names which
 /// hang hold up no others: names that were found before, names of which nothing is known, and names whose
@@ -33,7 +35,12 @@ class Resolver {
     std::string nameServers;
     std::chrono::milliseconds tryTimeout{2000};  ///< of the first try; later ones wait longer
     int tries = 3;
+    /// How long a server may take for both families together before each is asked for apart.
+    std::chrono::milliseconds patience{250};
     std::size_t maxCached = 4096;  ///< answers that are kept
+    /// In which the machine names them; they are asked anew when it has changed.
+    std::string serversFile = "/etc/resolv.conf";
+    HostsFile* hosts = nullptr;  ///< whose names come first
   };
   using Answer = NameAnswer;
   using Done = std::function<void(const Answer&)>;
@@ -46,12 +53,13 @@ class Resolver {
   Resolver(const Resolver&) = delete;
   Resolver& operator=(const Resolver&) = delete;
 
-  /// The answer if it is at hand: `host` is numeric ("127.0.0.1", "::1", "[::1]"), is "localhost", or was
-  /// looked up lately. Stands until the next call, or until the loop goes on.
+  /// The answer if it is at hand: `host` is numeric ("127.0.0.1", "::1", "[::1]"), is "localhost", was looked
+  /// up lately, or is in the hosts file. Stands until the next call, or until the loop goes on.
   [[nodiscard]] const Answer* Known(const std::string& host);
   /// Calls `done` once from the loop, never before it returns. `done` may destroy the query; what it throws
-  /// goes to `owner`.
-  [[nodiscard]] std::unique_ptr<Query> LookUp(const std::string& host, EventOwner& owner, Done done);
+  /// goes to `owner`. Who has little `time` for all that it does waits less for a second family.
+  [[nodiscard]] std::unique_ptr<Query> LookUp(const std::string& host, EventOwner& owner, Done done,
+                                              std::chrono::milliseconds time = std::chrono::hours(1));
 
   /// Those without an answer yet.
   [[nodiscard]] std::size_t Queries() const { return m_queries; }
@@ -65,14 +73,30 @@ class Resolver {
 
  private:
   enum Lane : std::size_t { Proven, New, Slow, Lanes };
+  enum Families : std::size_t { Both, IPv4, IPv6, FamiliesEnd };
+  struct Question;
   struct Lookup;
+  using Questions = std::list<Question>;
   using Lookups = std::list<Lookup>;
-  struct Lookup : NameLookup {
+  /// Lives until it is answered, though nobody may wait for it any more.
+  struct Question : NameQuestion {
+    Families families = Both;
+    Lookup* of = nullptr;
+    Questions::iterator at{};
+  };
+  struct Lookup {
+    Lookup(Resolver& resolver, std::string name);
+    std::string host;
     Lane lane = New;
     std::list<Query*> queries{};  ///< who waits for it
     Lookups* in = nullptr;        ///< the list that it is in, and where
     Lookups::iterator at{};
     Moment began{};
+    std::chrono::milliseconds time = std::chrono::hours(1);  ///< of those who wait for it, the least
+    Questions idle = Questions(1);               ///< the one for both families, while it isn't asked
+    std::array<Question*, FamiliesEnd> asked{};  ///< those under way
+    EventLoop::Timer patience;  ///< ends the wait for both families together, then for the other
+    NameResult result{};        ///< of one family as long as it is under way
     bool triedTcp = false;
     bool isKept = false;
   };
@@ -80,9 +104,8 @@ class Resolver {
     Answer answer;
     Moment until;
   };
-  using FileStamp = std::pair<timespec, ino_t>;
 
-  [[nodiscard]] std::unique_ptr<NameChannel> MakeChannel(NameChannel::Transport transport);
+  [[nodiscard]] std::unique_ptr<NameChannel> MakeChannel(NameChannel::Transport transport, int tries);
   void RenewChannels();
   [[nodiscard]] Lookup& LookupOf(const std::string& host);
   [[nodiscard]] Lane LaneOf(const std::string& host) const;
@@ -90,11 +113,20 @@ class Resolver {
   void Erase(Lookup& lookup) noexcept;
   void BeginWaiting();
   [[nodiscard]] bool HasPlace(Lane lane, Moment now) const;
-  void Answered(NameLookup& lookup) noexcept;
+  void Ask(NameChannel& channel, Lookup& lookup, Families families, Questions& question) noexcept;
   void AskByTcp(Lookup& lookup);
+  void AskApart(Lookup& lookup);
+  void AskAnew(Lookup& lookup) noexcept;
+  void LosePatience(Lookup& lookup);
+  void Answered(NameQuestion& question) noexcept;
+  void AddFamily(Lookup& lookup, NameResult& result);
+  void Conclude(Lookup& lookup) noexcept;
+  [[nodiscard]] bool WasStalled(const Lookup& lookup) const;
   void DeliverAnswers();
   void DeliverNext(Lookup& lookup) noexcept;
+  void Count(const Lookup& lookup);
   void Keep(const Lookup& lookup);
+  void KeepAnswer(const std::string& host, const Answer& answer, std::chrono::seconds keep);
 
   EventLoop& m_loop;
   Options m_options;
@@ -105,14 +137,16 @@ class Resolver {
   std::array<Lookups, Lanes> m_waiting;
   std::array<Lookups, Lanes> m_underWay;  // each in the order in which they began
   Lookups m_answered;
+  Questions m_asked;                                // under way
   std::unordered_map<std::string, Cached> m_cache;  // also what is past its time, as proof that there was one
   std::unordered_set<std::string> m_hung;           // names whose last lookup timed out
   EventLoop::Timer m_deliver;
   EventLoop::Timer m_beginWaiting;
   Answer m_atHand;
-  FileStamp m_stamp;  // of the machine's list of servers when the channels were made
+  platform::FileStamp m_stamp;  // of the machine's list of servers when the channels were made
   std::unique_ptr<NameChannel> m_udp;
-  std::unique_ptr<NameChannel> m_tcp;  // made when it is needed
+  std::unique_ptr<NameChannel> m_tcp;    // made when it is needed
+  std::unique_ptr<NameChannel> m_apart;  // likewise; for one family at a time
 };
 
 class Resolver::Query {

@@ -120,8 +120,8 @@ void Transfer::Visit(const char* url) {
   if (m_host.empty()) return End("invalid host name");
   m_hasSecret = m_hasSecret || !UrlPart(m_url.get(), CURLUPART_USER).empty();
   if (const auto* answer = m_context.resolver.Known(m_host)) return Fetch(*answer);
-  m_query =
-      m_context.resolver.LookUp(m_host, m_client, [this](const Resolver::Answer& answer) { Fetch(answer); });
+  m_query = m_context.resolver.LookUp(
+      m_host, m_client, [this](const Resolver::Answer& answer) { Fetch(answer); }, m_timeout);
 }
 
 void Transfer::Fetch(const Resolver::Answer& answer) {

@@ -13,9 +13,16 @@ namespace norvane::tests {
 namespace {
 constexpr std::size_t HeaderSize = 12;
 constexpr char TypeA = 1;
+constexpr int Refused = 0x85, NoSuchName = 0x83, ServerFailure = 0x82, NoError = 0x80;
 
 std::string Bytes(std::initializer_list<int> values) {
   return {values.begin(), values.end()};
+}
+
+/// Empty for no address.
+std::string AddressBytes(int family, const std::string& address) {
+  std::string bytes(family == AF_INET ? sizeof(in_addr) : sizeof(in6_addr), '\0');
+  return ::inet_pton(family, address.c_str(), bytes.data()) == 1 ? bytes : std::string();
 }
 }  // namespace
 
@@ -97,27 +104,31 @@ std::string FakeNameServer::Answer(const std::string& question, bool isTcp) {
     name += (name.empty() ? "" : ".") + question.substr(at + 1, label);
     at += 1 + label;
   }
-  const bool wantsAddress = question.at(at + 2) == TypeA;
-  if (wantsAddress) m_asked.push_back(name);
-  const auto entry = m_entries.find(name);
-  const bool exists = entry != m_entries.end();
-  if (m_isSilent || (exists && entry->second.isSilent)) return {};
-  const bool isCut = exists && entry->second.isLong && !isTcp;
-  const bool hasAddress = exists && wantsAddress && !m_refuses && !isCut;
-  // Header: the question's id, an authoritative answer, no error, "no such name" or "refused", counts.
-  auto answer = question.substr(0, 2) +
-                Bytes({isCut ? 0x87 : 0x85,
-                       m_refuses ? 0x85
-                       : exists  ? 0x80
-                                 : 0x83,
-                       0, 1, 0, hasAddress, 0, 0, 0, 0}) +
+  const char type = question.at(at + 2);
+  if (type == TypeA) m_asked.push_back(name);
+  const auto found = m_entries.find(name);
+  const bool exists = found != m_entries.end();
+  const auto entry = exists ? found->second : Entry{};
+  const auto reply = type == TypeA ? entry.ipv4 : entry.ipv6;
+  if (m_isSilent || entry.isSilent || reply == Reply::Silence || m_toLose-- > 0) return {};
+  const bool isCut = entry.isLong && !isTcp;
+  auto address =
+      AddressBytes(type == TypeA ? AF_INET : AF_INET6, type == TypeA ? entry.address : entry.address6);
+  const bool hasAddress = !address.empty() && reply == Reply::Answer && !m_refuses && !isCut;
+  const int code = m_refuses                 ? Refused
+                   : !exists                 ? NoSuchName
+                   : reply == Reply::Failure ? ServerFailure
+                                             : NoError;
+  // Header: the question's id, an authoritative answer, how it went, counts.
+  const int count = !hasAddress ? 0 : entry.hasTwo ? 2 : 1;
+  auto answer = question.substr(0, 2) + Bytes({isCut ? 0x87 : 0x85, code, 0, 1, 0, count, 0, 0, 0, 0}) +
                 question.substr(HeaderSize, at + 5 - HeaderSize);
-  if (!hasAddress) return answer;
-  const auto ttl = entry->second.timeToLive;
-  answer += Bytes({0xc0, HeaderSize, 0, TypeA, 0, 1, 0, 0, ttl >> 8, ttl & 0xff, 0, 4});
-  in_addr address{};
-  ::inet_pton(AF_INET, entry->second.address.c_str(), &address);
-  return answer.append(reinterpret_cast<const char*>(&address), sizeof address);
+  const auto ttl = entry.timeToLive;
+  const auto size = static_cast<int>(address.size());
+  const auto head = Bytes({0xc0, HeaderSize, 0, type, 0, 1, 0, 0, ttl >> 8, ttl & 0xff, 0, size});
+  for (int i = 0; i < count; ++i, ++address.back())
+    answer += head + address;
+  return answer;
 }
 
 }  // namespace norvane::tests

@@ -9,14 +9,18 @@
 
 namespace norvane::tests {
 
-/// A name server on a loopback port, UDP only, in the loop of the test. Knows IPv4 addresses only (RFC 1035).
+/// A name server on a loopback port, UDP only, in the loop of the test (RFC 1035, RFC 3596).
 class FakeNameServer : private engine::Watcher {
  public:
+  enum class Reply { Answer, Silence, Failure };
   struct Entry {
-    std::string address;
+    std::string address;  ///< of IPv4; the next one too with `hasTwo`
     int timeToLive = 60;  ///< seconds
     bool isLong = false;  ///< too long for UDP
     bool isSilent = false;
+    bool hasTwo = false;
+    std::string address6{};
+    Reply ipv4 = Reply::Answer, ipv6 = Reply::Answer;  ///< to questions for such addresses
   };
   /// Names that are not in `entries` do not exist.
   FakeNameServer(engine::EventLoop& loop, std::map<std::string, Entry> entries);
@@ -27,6 +31,9 @@ class FakeNameServer : private engine::Watcher {
   /// The names that were asked for an IPv4 address, in order.
   [[nodiscard]] const std::vector<std::string>& Asked() const { return m_asked; }
   void FallSilent() { m_isSilent = true; }
+  void Speak() { m_isSilent = false; }
+  /// The next questions are not answered.
+  void Lose(int questions) { m_toLose = questions; }
   void Refuse() { m_refuses = true; }
   /// From now on there is TCP too, which is refused before.
   void ListenByTcp();
@@ -46,6 +53,7 @@ class FakeNameServer : private engine::Watcher {
   platform::FileDescriptor m_connection;  // the latest
   int m_port = 0;
   std::vector<std::string> m_asked;
+  int m_toLose = 0;
   bool m_isSilent = false;
   bool m_refuses = false;
 };

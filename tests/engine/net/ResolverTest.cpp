@@ -4,7 +4,9 @@
 
 #include <algorithm>
 
+#include "loopback/TempFolder.h"
 #include "tests/engine/net/FakeNameServer.h"
+#include "tests/support/Files.h"
 #include "tests/support/Rows.h"
 
 namespace norvane::engine {
@@ -28,10 +30,11 @@ class ResolverTest : public ::testing::Test {
       m_loop.RunOnce(milliseconds(1000));
     ASSERT_TRUE(isDone());
   }
-  Resolver::Answer Ask(Resolver& resolver, const std::string& host) {
+  Resolver::Answer Ask(Resolver& resolver, const std::string& host, milliseconds time = seconds(60)) {
     if (const auto* known = resolver.Known(host)) return *known;
     std::optional<Resolver::Answer> answer;
-    const auto query = resolver.LookUp(host, m_loop, [&](const Resolver::Answer& got) { answer = got; });
+    const auto query = resolver.LookUp(
+        host, m_loop, [&](const Resolver::Answer& got) { answer = got; }, time);
     RunUntil([&] { return answer.has_value(); });
     return answer.value_or(Resolver::Answer{});
   }
@@ -131,6 +134,83 @@ TEST_F(ResolverTest, ARefusingNameServerIsNoSilentOne) {
   server.Refuse();
   Resolver resolver(m_loop, {server.Address(), milliseconds(20), 2});
   EXPECT_EQ(Ask(resolver, "shop.test").failure, "no usable answer from the name server");
+}
+
+TEST_F(ResolverTest, AddressesOfOneFamilyWillDo) {
+  using Reply = FakeNameServer::Reply;
+  const std::string ipv4 = "192.0.2.7", ipv6 = "2001:db8::7";
+  const Rows<const char*, Reply, Reply, Strings> rows = {
+      {"both", Reply::Answer, Reply::Answer, {ipv4, ipv6}},
+      {"no answer for IPv6", Reply::Answer, Reply::Silence, {ipv4}},
+      {"no answer for IPv4", Reply::Silence, Reply::Answer, {ipv6}},
+      {"a failure for IPv6", Reply::Answer, Reply::Failure, {ipv4}},
+      {"a failure for IPv4", Reply::Failure, Reply::Answer, {ipv6}},
+      {"a failure for IPv6, no answer for IPv4", Reply::Silence, Reply::Failure, {}},
+  };
+  for (const auto& [name, forIPv4, forIPv6, addresses] : rows) {
+    SCOPED_TRACE(name);
+    FakeNameServer server(
+        m_loop, {{"shop.test", {.address = ipv4, .address6 = ipv6, .ipv4 = forIPv4, .ipv6 = forIPv6}}});
+    // What waits for both to answer waits longer than the test.
+    const milliseconds tryTimeout = addresses.empty() ? milliseconds(300) : seconds(60);
+    Resolver resolver(m_loop, {.nameServers = server.Address(), .tryTimeout = tryTimeout, .tries = 1});
+    auto answer = Ask(resolver, "shop.test", milliseconds(80));
+    std::ranges::sort(answer.addresses);
+    EXPECT_EQ(answer.addresses, addresses);
+    EXPECT_EQ(answer.failure, addresses.empty() ? "no answer from the name server" : "");
+  }
+}
+
+TEST_F(ResolverTest, WhatWasLostWhileTheEngineStalledIsAskedAnew) {
+  for (const bool isStalled : {false, true}) {
+    FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+    server.Lose(2);  // for both families
+    Resolver resolver(m_loop, {.nameServers = server.Address(),
+                               .tryTimeout = milliseconds(20),
+                               .tries = 1,
+                               .patience = seconds(60)});
+    std::optional<Resolver::Answer> answer;
+    std::unique_ptr<Resolver::Query> query;
+    EventLoop::Timer begin(m_loop, m_loop, [&] {
+      query = resolver.LookUp("shop.test", m_loop, [&](const auto& got) { answer = got; });
+      if (isStalled) m_ahead += seconds(2);
+    });
+    begin.Set(m_loop.Now());
+    RunUntil([&] { return answer.has_value(); });
+    EXPECT_EQ(answer->failure, isStalled ? "" : "no answer from the name server");
+    EXPECT_EQ(resolver.ServerFailures(), isStalled ? 0u : 1u);
+  }
+}
+
+TEST_F(ResolverTest, NewServersAreAskedForWhatTheFormerHaveNotAnswered) {
+  const loopback::TempFolder folder;
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}, {"other.test", {"192.0.2.8"}}});
+  server.FallSilent();
+  Resolver resolver(m_loop, {.nameServers = server.Address(),
+                             .tryTimeout = seconds(60),
+                             .patience = seconds(60),
+                             .serversFile = folder / "resolv.conf"});
+  Strings answers;
+  const auto keep = [&](const auto& answer) {
+    answers.insert(answers.end(), answer.addresses.begin(), answer.addresses.end());
+  };
+  const auto first = resolver.LookUp("shop.test", m_loop, keep);
+  RunUntil([&] { return !server.Asked().empty(); });
+  server.Speak();
+  tests::WriteFile(folder / "resolv.conf", "nameserver 127.0.0.1\n");
+  const auto second = resolver.LookUp("other.test", m_loop, keep);
+  RunUntil([&] { return answers.size() == 2; });
+  std::ranges::sort(answers);
+  EXPECT_EQ(answers, (Strings{"192.0.2.7", "192.0.2.8"}));
+}
+
+TEST_F(ResolverTest, TheHostsFileComesBeforeTheServers) {
+  const loopback::TempFolder folder;
+  HostsFile hosts(tests::WriteFile(folder / "hosts", "fe80::1 Shop.test\n192.0.2.9 web shop.TEST\n"));
+  FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
+  Resolver resolver(m_loop, {.nameServers = server.Address(), .hosts = &hosts});
+  EXPECT_EQ(Ask(resolver, "shop.test").addresses.size(), 2u);
+  EXPECT_EQ(server.Asked(), Strings());
 }
 
 TEST_F(ResolverTest, ALongAnswerIsAskedForByTcp) {
