@@ -161,9 +161,22 @@ class Launcher::Program final : private Watcher, private EventOwner {
   void Signal(int signal) const { ::kill(-m_pid, signal); }
 
   void TimeOut() {
-    if (m_isOverdue) return Signal(SIGKILL);
+    if (m_isKilled) return OutliveKill();
+    if (m_isOverdue) return Kill();
     const auto limit = formats::FormatNumber(static_cast<double>(m_owner.m_options.limit.count()) / 1000);
     Terminate("timed out after " + limit + " s");
+  }
+  void Kill() {
+    m_isKilled = true;
+    Signal(SIGKILL);
+    m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.killGrace);
+  }
+  void OutliveKill() {
+    if (m_owner.FreePlace(m_number))
+      m_owner.ReportHeldUp(m_id, "command " + m_path + " (process " + std::to_string(m_pid) +
+                                     ") cannot be killed, not waiting for it any longer");
+    else
+      m_timer.Set(m_owner.m_loop.Now() + m_owner.m_options.killGrace);
   }
   void Ready(int, std::uint32_t) override {
     // What it started and left behind shares its time.
@@ -190,6 +203,7 @@ class Launcher::Program final : private Watcher, private EventOwner {
   platform::FileDescriptor m_pidfd;
   EventLoop::Timer m_timer;
   bool m_isOverdue = false;
+  bool m_isKilled = false;
   bool m_hasEnded = false;
 };
 
@@ -282,8 +296,17 @@ void Launcher::Start(const LaunchRequest& request) {
   }
 }
 
+/// Of a program that goes on; false if too many do so already.
+bool Launcher::FreePlace(std::uint64_t number) {
+  if (m_withoutPlace.size() >= m_options.maxWithoutPlace) return false;
+  m_withoutPlace.insert(m_running.extract(number));
+  m_next.Set(m_loop.Now());
+  return true;
+}
+
 void Launcher::Ended(std::uint64_t number) {
   m_running.erase(number);
+  m_withoutPlace.erase(number);
   DropOldOutputs();
   m_next.Set(m_loop.Now());
 }

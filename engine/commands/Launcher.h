@@ -23,7 +23,8 @@ namespace norvane::engine {
 /// within limits; a program that stays in the background when its parent ends should not write there.
 ///
 /// A monitor has one program running at a time, its next ones wait in order. So one that hangs holds up its
-/// own monitor; where many hang, each ends early enough for others to get a place.
+/// own monitor; where many hang, each ends early enough for others to get a place. One that even SIGKILL does
+/// not end, such as one that waits for a dead disk or has left its group, loses its place after a while.
 class Launcher {
  public:
   struct Options {
@@ -36,6 +37,8 @@ class Launcher {
     std::chrono::milliseconds limit = std::chrono::minutes(10);
     std::chrono::milliseconds crowdedLimit = std::chrono::minutes(1);
     std::chrono::milliseconds grace = std::chrono::seconds(10);
+    std::chrono::milliseconds killGrace = std::chrono::minutes(1);  ///< then it loses its place
+    std::size_t maxWithoutPlace = 64;                               ///< beyond, they keep their places
   };
   using Deliver = std::function<void(Report)>;
 
@@ -67,6 +70,7 @@ class Launcher {
   [[nodiscard]] bool HasPlace() const { return m_running.size() < m_options.maxRunning; }
   void LogWaits();
   void MakePlace();
+  [[nodiscard]] bool FreePlace(std::uint64_t number);
   void Ended(std::uint64_t number);
   void DropOldOutputs();
   template <class Event>
@@ -79,7 +83,8 @@ class Launcher {
   std::deque<Waiting> m_waiting;
   std::uint64_t m_lastNumber = 0;
   std::map<std::uint64_t, std::unique_ptr<Program>> m_running;  // in the order of their starts
-  std::map<std::uint64_t, std::unique_ptr<Output>> m_outputs;   // may outlive their programs
+  std::map<std::uint64_t, std::unique_ptr<Program>> m_withoutPlace;
+  std::map<std::uint64_t, std::unique_ptr<Output>> m_outputs;  // may outlive their programs
   EventLoop::Timer m_next;  // when one may be started, or is to be ended for another
 };
 

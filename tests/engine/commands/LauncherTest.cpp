@@ -222,6 +222,32 @@ TEST_F(LauncherTest, WhileOthersWaitForAPlaceAProgramHasAMinute) {
   EXPECT_EQ(Count("hang was ended by signal SIGTERM"), 1);
 }
 
+TEST_F(LauncherTest, AProgramThatCannotBeKilledLosesItsPlaceAfterAWhile) {
+  const auto gate = Gate();
+  // It leaves the group that is killed.
+  Script("stay",
+         "exec perl -e '$| = 1; setpgrp(0, getpgrp(getppid)); print \"\\n\"; open(F, \"gate\"); <F>'\n");
+  Script("next", "exit 0");
+  Make(1);
+  Launch("stay");
+  RunUntil([&] { return m_output.size() == 1; });
+  Launch("next");
+  Launch("next", "other");
+  m_now += minutes(1);
+  RunUntil(Told("stay has run for 60 s and others wait, terminating it"));
+  m_now += std::chrono::seconds(10);
+  m_loop.RunOnce(milliseconds(0));
+  m_now += minutes(1) - milliseconds(1);
+  m_loop.RunOnce(milliseconds(0));
+  EXPECT_EQ(Count("cannot be killed"), 0);
+  EXPECT_EQ(Count("next started"), 0);
+  m_now += milliseconds(1);
+  RunUntil([&] { return Count("next ended with exit code 0") == 2; });
+  EXPECT_EQ(Count(") cannot be killed, not waiting for it any longer"), 1);
+  Open(gate);
+  RunUntil(Told("stay ended with exit code 0"));
+}
+
 TEST_F(LauncherTest, KeepsOutputWithinLimits) {
   Script("talk", R"(head -c 2000 /dev/zero | tr '\0' x; echo; printf '\033[2J\377\n'
 i=0; while [ $i -lt 2000 ]; do echo $i; i=$((i+1)); done; printf end)");
