@@ -394,7 +394,7 @@ void Service::NoteNotification(const Monitor& monitor, const CheckResult& result
   const auto key = "notification " + monitor.attributes->Get(ce::keys::NotifyMode);
   if (result.IsGood())
     m_health.Set(key, {});
-  else if (!m_health.Now().contains(key))
+  else
     m_health.Note(key, "notification of " + monitor.name + " failed: " + result.reason, MessageLostTime);
 }
 

@@ -51,10 +51,14 @@ NotifyRequest AdminMessages::Message() const {
 
 void AdminMessages::Ended(const CheckResult& result) {
   m_ticket = 0;
-  const bool isOver = result.IsGood() || m_tries == std::size(RetryPauses);
-  m_next = m_clock() + (isOver ? MinPause : RetryPauses[m_tries]);
-  m_tries = isOver ? 0 : m_tries + 1;
-  if (isOver) m_lines.erase(m_lines.begin(), m_lines.begin() + static_cast<std::ptrdiff_t>(m_sending));
+  if (!result.IsGood()) {
+    m_next = m_clock() + RetryPauses[m_tries];
+    m_tries = std::min(m_tries + 1, std::size(RetryPauses) - 1);
+    return;
+  }
+  m_next = m_clock() + MinPause;
+  m_tries = 0;
+  m_lines.erase(m_lines.begin(), m_lines.begin() + static_cast<std::ptrdiff_t>(m_sending));
 }
 
 }  // namespace norvane::engine

@@ -19,8 +19,8 @@ struct AdminAddress {
 };
 
 /// Messages to the administrator about conditions of the engine that begin or end. What comes up within
-/// `GatherTime` is one message. One that is not accepted is tried again after each of `RetryPauses`, with
-/// what has come up meanwhile, and then given up. On the service thread.
+/// `GatherTime` is one message. One that is not accepted is tried again after each of `RetryPauses`, then
+/// after the last of them until it is, with what has come up meanwhile. On the service thread.
 class AdminMessages {
  public:
   static constexpr std::chrono::seconds GatherTime{10};

@@ -79,7 +79,8 @@ TEST(ServiceHealth, TheAdministratorHearsOfConditionsButNotOfHisOwnSilence) {
 
 TEST(ServiceHealth, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
   const TempFolder folder;
-  Engine engine(folder.Path());
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; });
   engine.checks->notifyOutcome = "no route";
   const auto id = engine.Add("WebMonitor Of a", "Enable");
   engine.service.Set(id, keys::NotifyMode, "TEL://");
@@ -95,7 +96,13 @@ TEST(ServiceHealth, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
     engine.service.OnWake();
   };
   failAndRecover();
-  EXPECT_EQ(engine.Conditions(), Calls{"notification of WebMonitor Of a failed: no route"});
+  const Calls failed{"notification of WebMonitor Of a failed: no route"};
+  EXPECT_EQ(engine.Conditions(), failed);
+  now += std::chrono::hours(20);
+  failAndRecover();
+  now += std::chrono::hours(20);
+  engine.service.OnSecond();
+  EXPECT_EQ(engine.Conditions(), failed) << "it still fails";
   engine.checks->notifyOutcome = "Ok";
   failAndRecover();
   EXPECT_EQ(engine.Conditions(), Calls{});

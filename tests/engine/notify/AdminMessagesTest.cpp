@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <optional>
 
 namespace norvane::engine {
@@ -61,7 +62,7 @@ TEST_F(AdminMessagesTest, GatherWhatComesUpTogetherAndPauseBetweenMessages) {
   EXPECT_EQ(After(seconds(1)), " resolved: disk full");
 }
 
-TEST_F(AdminMessagesTest, TryAgainAFewTimesThenGiveUp) {
+TEST_F(AdminMessagesTest, TryAgainUntilTheyAreAccepted) {
   Add("first");
   EXPECT_EQ(After(seconds(10)), " first");
   for (const auto pause : AdminMessages::RetryPauses) {
@@ -69,11 +70,20 @@ TEST_F(AdminMessagesTest, TryAgainAFewTimesThenGiveUp) {
     EXPECT_EQ(After(pause - seconds(1)), "nothing");
     EXPECT_EQ(After(seconds(1)), " first");
   }
-  Add("second");
-  End(false);
-  EXPECT_EQ(After(AdminMessages::MinPause), " second") << "the first was given up";
+  const auto pause = *std::rbegin(AdminMessages::RetryPauses);
+  for (int i = 0; i < 3; ++i) {
+    Add("later");
+    End(false);
+    EXPECT_EQ(After(pause - seconds(1)), "nothing");
+    EXPECT_NE(After(seconds(1)), "nothing");
+  }
+  EXPECT_EQ(m_sent->body.find("first") < m_sent->body.find("later"), true);
   End(true);
   EXPECT_EQ(After(std::chrono::hours(2)), "nothing");
+  Add("again");
+  EXPECT_EQ(After(seconds(10)), " again");
+  End(false);
+  EXPECT_EQ(After(AdminMessages::RetryPauses[0]), " again") << "the pauses begin anew";
 }
 
 }  // namespace
