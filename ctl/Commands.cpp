@@ -133,8 +133,16 @@ ExitCode Load(const Call& call) {
 }
 
 ExitCode Shutdown(const Call& call) {
+  const bool force = !call.operands.empty();
+  if (force && call.operands[0] != "--force") throw UsageError("unknown operand: " + call.operands[0]);
   ce::OpenGate(call.engine);
-  call.engine.Shutdown();
+  try {
+    call.engine.Shutdown(force);
+  } catch (const ce::EngineError& error) {
+    if (error.Code() != ce::EngineErrorCode::Failed) throw;
+    throw ce::EngineError(error.Code(),
+                          error.what() + std::string("; the engine goes on (shutdown --force ends it)"));
+  }
   return Done;
 }
 
@@ -163,7 +171,8 @@ constexpr std::array Commands = {
     Command{"load", 0, 1, Load,
             "load [FILE]          replace all monitors by those in the data file, or in FILE"},
     Command{"watch", 0, 0, Watch, "watch                print a line for each change"},
-    Command{"shutdown", 0, 0, Shutdown, "shutdown             end the engine after saving"},
+    Command{"shutdown", 0, 1, Shutdown,
+            "shutdown [--force]   end the engine after saving; --force: even if it cannot save"},
 };
 }  // namespace
 

@@ -46,7 +46,7 @@ void DemoFolder::EndEngine() const {
   try {
     link::EngineClient engine({.folder = m_path, .startEngine = {}});
     console::engine::OpenGate(engine);
-    engine.Shutdown();
+    engine.Shutdown(false);
   } catch (const EngineError& failure) {
     if (failure.Code() != EngineErrorCode::Gone) throw;  // nobody is there
   }

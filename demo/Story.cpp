@@ -80,7 +80,7 @@ void Story::SecondRun() {
   ThroughBox(
       "Restart",
       [&] {
-        m_engine.Shutdown();
+        m_engine.Shutdown(false);
         Await("the end of the console", [&] {
           if (!console.hasEnded) console.console.form.Timer1_Timer();
           return console.hasEnded;

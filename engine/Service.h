@@ -103,6 +103,9 @@ class Service final : private Storage::Client {
   [[nodiscard]] bool IsDataFile(const std::string& path) const { return m_storage.IsDataFile(path); }
   void Load(const std::string& path, Completion done);
   void Save(const std::string& path, Completion done);
+  /// As `Shutdown` does at the end: an engine that is to end on request saves first, and goes on if it
+  /// cannot.
+  void SaveDataFile(Completion done) { m_storage.SaveDataFile(std::move(done)); }
 
   /// Runs one check now. Its result is stored and logged like that of a scheduled one, and while the monitor
   /// runs it counts like one for outages; a stopped monitor has none.

@@ -243,10 +243,11 @@ ce::Outcome EngineClient::Notify(ce::MonitorId id) {
   return Run(*m_link, &Session::notifyRequest, id);
 }
 
-void EngineClient::Shutdown() {
+void EngineClient::Shutdown(bool force) {
   static_cast<void>(Info());  // an engine that was not there is no engine that has ended
   try {
-    m_link->Call(m_link->Options().callTimeout, &Session::shutdownRequest, [](auto&) {});
+    m_link->Call(m_link->Options().storeTimeout, &Session::shutdownRequest,
+                 [&](auto& request) { request.setForce(force); });
     m_link->WaitUntilGone(m_link->Options().storeTimeout);
   } catch (const ce::EngineError& error) {
     if (error.Code() != ce::EngineErrorCode::Gone) throw;  // it ended faster than its answer came

@@ -37,7 +37,7 @@ class EngineClient final : public console::engine::Port {
   console::engine::MonitorId Init(console::engine::MonitorId id) override;
   console::engine::Outcome Check(console::engine::MonitorId id) override;
   console::engine::Outcome Notify(console::engine::MonitorId id) override;
-  void Shutdown() override;
+  void Shutdown(bool force) override;
   std::unique_ptr<console::engine::PageFetch> Fetch(const std::string& url,
                                                     std::chrono::milliseconds limit) override;
 

@@ -182,9 +182,14 @@ kj::Promise<void> Session::notify(NotifyContext context) {
 }
 
 kj::Promise<void> Session::shutdown(ShutdownContext context) {
-  return Act(context, [this](auto, auto&) {
+  return ActLater(context, [this](auto params, const End& end) {
     RequireGate();
-    m_onShutdown();
+    const auto onSaved = [end, force = params.getForce(),
+                          onShutdown = m_onShutdown](const std::exception_ptr& error) {
+      if (!error || force) onShutdown();
+      end(force ? nullptr : error, {});
+    };
+    m_service.SaveDataFile(onSaved);
   });
 }
 

@@ -63,8 +63,9 @@ interface Session {
   init @9 (id :UInt64) -> (answer :Answer);  # gate
   check @10 (id :UInt64) -> (answer :Answer, outcome :Outcome);  # gate
   notify @11 (id :UInt64) -> (answer :Answer, outcome :Outcome);  # gate
-  shutdown @12 () -> (answer :Answer);  # gate
-  # Answered when the shutdown has begun; the engine closes the connection when everything is on disk.
+  shutdown @12 (force :Bool) -> (answer :Answer);  # gate
+  # Answered when the data file is saved and the shutdown has begun; the engine closes the connection when
+  # everything is on disk. If the data file cannot be saved the engine goes on, unless it is forced.
   fetch @13 (number :UInt32, url :Text, limitMs :UInt32) -> (answer :Answer, page :Page);  # gate
   # Fetches a page; few may run at a time. The console chooses the number, which identifies it to stopFetch.
   stopFetch @14 (number :UInt32) -> (answer :Answer);

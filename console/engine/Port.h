@@ -81,8 +81,9 @@ class Port {
   virtual MonitorId Init(MonitorId id) = 0;
   [[nodiscard]] virtual Outcome Check(MonitorId id) = 0;
   [[nodiscard]] virtual Outcome Notify(MonitorId id) = 0;
-  /// Returns when the engine has ended and another can serve its folder.
-  virtual void Shutdown() = 0;
+  /// Returns when the engine has ended and another can serve its folder. An engine that cannot save goes on,
+  /// and this throws, unless `force` makes it end all the same.
+  virtual void Shutdown(bool force) = 0;
 
   /// Begins to fetch a page as the check of a web monitor does, but that the page of an HTTP error is a page
   /// too. Doesn't wait, and doesn't throw: failures are told in the reply. `limit` is the time until the page

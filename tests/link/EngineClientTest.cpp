@@ -317,9 +317,9 @@ TEST_F(EngineClientTest, ShutdownReturnsWhenTheEngineHasGone) {
   auto process = platform::FileLock::TryLock(m_folder / "NorvaneEngine.lock");
   auto shutdown = std::async(std::launch::async, [this] {
     EngineClient client(m_options);
-    EXPECT_EQ(CodeOf([&] { client.Shutdown(); }), EngineErrorCode::Refused) << "the gate is closed";
+    EXPECT_EQ(CodeOf([&] { client.Shutdown(false); }), EngineErrorCode::Refused) << "the gate is closed";
     client.OpenGate(m_engine->ControlPass());
-    client.Shutdown();
+    client.Shutdown(false);
     EXPECT_EQ(CodeOf([&] { return client.Snapshot(); }), EngineErrorCode::Gone);
   });
   EXPECT_EQ(shutdown.wait_for(milliseconds(300)), std::future_status::timeout) << "it still has its lock";

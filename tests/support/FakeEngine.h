@@ -81,7 +81,7 @@ class FakePort : public console::engine::Port {
   console::engine::MonitorId Init(console::engine::MonitorId id) override;
   console::engine::Outcome Check(console::engine::MonitorId id) override;
   console::engine::Outcome Notify(console::engine::MonitorId id) override;
-  void Shutdown() override { EndEngine(); }
+  void Shutdown(bool) override { EndEngine(); }
   std::unique_ptr<console::engine::PageFetch> Fetch(const std::string& url,
                                                     std::chrono::milliseconds limit) override;
 
