@@ -53,6 +53,11 @@ std::optional<double> ParseNumber(std::string_view text) {
   return number->value;
 }
 
+std::optional<double> ParseNumber(std::string_view text, double least, double most) {
+  const auto number = ParseNumber(text);
+  return number && *number >= least && *number <= most ? number : std::nullopt;
+}
+
 std::string FormatNumber(double value) {
   if (value == 0) return "0";  // -0 too
   const double rounded = Rounded(value);

@@ -15,6 +15,8 @@ namespace norvane::formats {
 
 /// The number if the whole of `text` is one.
 [[nodiscard]] std::optional<double> ParseNumber(std::string_view text);
+/// The same for numbers from `least` to `most`.
+[[nodiscard]] std::optional<double> ParseNumber(std::string_view text, double least, double most);
 
 /// The shortest decimal text of `value`, which is finite, in up to 15 significant digits: 9, 1.5, -0.25.
 /// It has an exponent only from 1e15 up and below 1e-15. ParseNumber reads it back.

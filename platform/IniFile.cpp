@@ -5,7 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <optional>
+#include <system_error>
+#include <utility>
 
 #include "platform/Ascii.h"
 #include "platform/Blanks.h"
@@ -20,24 +21,32 @@ constexpr std::size_t MaxValueCharacters = 299;
 constexpr std::string_view IniBlanks = " \t\r";
 constexpr std::string_view ByteOrderMark = "\xef\xbb\xbf";
 
-std::string ReadFile(const std::string& path) {
+std::string LastError() {
+  return std::generic_category().message(errno);
+}
+
+/// Gives what is wrong; nothing is wrong with a file that is missing.
+std::string ReadFile(const std::string& path, std::string& text) {
   // Non-blocking, so that a FIFO of that name cannot block the caller.
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
-  if (!file || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  if (!file && errno == ENOENT) return {};
+  if (!file || ::fstat(file.Get(), &status) != 0) return LastError();
+  if (!S_ISREG(status.st_mode)) return "not a regular file";
 
-  std::string text(MaxFileSize + 1, '\0');
+  std::string bytes(MaxFileSize + 1, '\0');
   std::size_t size = 0;
-  while (size < text.size()) {
-    const auto got = ::read(file.Get(), text.data() + size, text.size() - size);
+  while (size < bytes.size()) {
+    const auto got = ::read(file.Get(), bytes.data() + size, bytes.size() - size);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return {};
+    if (got < 0) return LastError();
     if (got == 0) break;
     size += static_cast<std::size_t>(got);
   }
-  if (size > MaxFileSize) return {};
-  text.resize(size);
-  return text;
+  if (size > MaxFileSize) return "larger than 1 MiB";
+  bytes.resize(size);
+  text = std::move(bytes);
+  return {};
 }
 
 std::string_view Unquoted(std::string_view value) {
@@ -54,32 +63,41 @@ std::string Cut(std::string_view value) {
   return {value.begin(), end};
 }
 
-std::optional<std::string_view> Find(std::string_view text, std::string_view section, std::string_view key) {
-  bool inSection = false;
-  while (!text.empty()) {
+}  // namespace
+
+IniFile::IniFile(const std::string& path) {
+  std::string content;
+  problem = ReadFile(path, content);
+  std::string_view text = content;
+  if (text.starts_with(ByteOrderMark)) text.remove_prefix(ByteOrderMark.size());
+  for (int number = 1; !text.empty(); ++number) {
     const auto end = text.find('\n');
     const auto line = Trimmed(text.substr(0, end), IniBlanks);
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    if (line.starts_with(';')) continue;
+    if (problem.empty() && !IsValidUtf8(line)) problem = "line " + std::to_string(number) + " is not UTF-8";
     if (line.starts_with('[')) {
-      if (inSection) return std::nullopt;
-      inSection = EqualsIgnoringCase(Trimmed(line.substr(1, line.find(']') - 1), IniBlanks), section);
-    } else if (const auto equals = line.find('=');
-               inSection && equals != std::string_view::npos && !line.starts_with(';')) {
-      if (EqualsIgnoringCase(Trimmed(line.substr(0, equals), IniBlanks), key))
-        return Unquoted(Trimmed(line.substr(equals + 1), IniBlanks));
+      sections.push_back({std::string(Trimmed(line.substr(1, line.find(']') - 1), IniBlanks)), {}});
+    } else if (const auto equals = line.find('='); !sections.empty() && equals != std::string_view::npos) {
+      sections.back().entries.push_back({std::string(Trimmed(line.substr(0, equals), IniBlanks)),
+                                         Cut(Unquoted(Trimmed(line.substr(equals + 1), IniBlanks)))});
     }
   }
-  return std::nullopt;
 }
 
-}  // namespace
+const std::string* IniFile::Find(std::string_view section, std::string_view key) const {
+  const auto found = std::ranges::find_if(
+      sections, [&](const Section& each) { return EqualsIgnoringCase(each.name, section); });
+  if (found == sections.end()) return nullptr;
+  const auto entry = std::ranges::find_if(
+      found->entries, [&](const Entry& each) { return EqualsIgnoringCase(each.key, key); });
+  return entry == found->entries.end() ? nullptr : &entry->value;
+}
 
 std::string IniValue(std::string_view section, std::string_view key, std::string_view defaultValue,
                      const std::string& filePath) {
-  const std::string content = ReadFile(filePath);
-  std::string_view text = content;
-  if (text.starts_with(ByteOrderMark)) text.remove_prefix(ByteOrderMark.size());
-  if (const auto value = Find(text, Trimmed(section), Trimmed(key))) return Cut(*value);
+  const IniFile file(filePath);
+  if (const auto* value = file.Find(Trimmed(section), Trimmed(key))) return *value;
   return Cut(defaultValue.substr(0, defaultValue.find_last_not_of(' ') + 1));
 }
 

@@ -2,19 +2,40 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace norvane::platform {
 
-/// The value of `key` in `section` of a text file of sections ("[help]") and lines "key=value", by the rules
-/// of GetPrivateProfileStringA:
-/// - names match in any letter case (ASCII letters only); the first section of a name counts, and in it the
-///   first line with the key;
+/// A text file of sections ("[help]") and lines "key=value", by the rules of GetPrivateProfileStringA:
+/// - names match in any letter case (ASCII letters only);
 /// - blanks and tabs around names and values do not count, nor does one pair of quotes around a value, single
 ///   or double; lines that begin with ";" and lines without "=" are skipped; nothing is unescaped or split;
-/// - the result is cut to 299 characters, what a buffer of 300 holds.
-/// Gives `defaultValue`, without its trailing blanks, where the key is not found. A file that is missing,
-/// refused, no regular file or larger than 1 MiB counts as empty. The text is UTF-8; a byte order mark, LF
-/// and CRLF are understood. The file is read anew at each call. Any thread.
+/// - a value is cut to 299 characters, what a buffer of 300 holds.
+/// The text is UTF-8; a byte order mark, LF and CRLF are understood.
+struct IniFile {
+  struct Entry {
+    std::string key;
+    std::string value;
+  };
+  struct Section {
+    std::string name;
+    std::vector<Entry> entries;
+  };
+
+  /// Reads it; any thread.
+  explicit IniFile(const std::string& path);
+
+  /// The first section of that name counts, and in it the first line with the key; null if there is none.
+  [[nodiscard]] const std::string* Find(std::string_view section, std::string_view key) const;
+
+  std::vector<Section> sections;  ///< in their order; a name may come twice
+  /// Why a file that is there could not be read, so that it counts as empty: refused, no regular file, larger
+  /// than 1 MiB. Or which line is no UTF-8, and counts nevertheless.
+  std::string problem;
+};
+
+/// The value of `key` in `section` of the file, read anew at each call; `defaultValue`, without its trailing
+/// blanks, where the key is not found. Any thread.
 [[nodiscard]] std::string IniValue(std::string_view section, std::string_view key,
                                    std::string_view defaultValue, const std::string& filePath);
 

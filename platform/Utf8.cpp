@@ -61,6 +61,10 @@ std::size_t AsciiPrefix(std::string_view text) {
   return i;
 }
 
+bool IsValidUtf8(std::string_view bytes) {
+  return ValidPrefix(bytes) == bytes.size();
+}
+
 std::string ValidUtf8(std::string_view bytes) {
   std::size_t valid = ValidPrefix(bytes);
   std::string text(bytes.substr(0, valid));

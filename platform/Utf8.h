@@ -43,6 +43,8 @@ struct Utf8Character {
   return AsciiPrefix(text) == text.size();
 }
 
+[[nodiscard]] bool IsValidUtf8(std::string_view bytes);
+
 /// `bytes` with U+FFFD in place of each byte that is no part of a valid character.
 [[nodiscard]] std::string ValidUtf8(std::string_view bytes);
 

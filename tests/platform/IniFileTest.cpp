@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+
 #include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
 #include "tests/support/Rows.h"
@@ -73,6 +75,36 @@ TEST(IniFile, GivesTheDefaultWhereThereIsNoFileToRead) {
   const auto filled = [&](std::size_t size) { return entry + std::string(size - entry.size(), '\n'); };
   EXPECT_EQ(IniValue("s", "k", "d", WriteFile(folder / "full.ini", filled(limit))), "v");
   EXPECT_EQ(IniValue("s", "k", "d", WriteFile(folder / "large.ini", filled(limit + 1))), "d");
+}
+
+TEST(IniFile, ListsItsSectionsAndSaysWhatIsWrongWithIt) {
+  const TempFolder folder;
+  const IniFile file(WriteFile(folder / "config.ini",
+                               "lost=1\n[mail a]\nuser=x\n\nno entry\n[log]\n[MAIL b]\nuser=y\nuser=z\n"));
+  std::string text;
+  for (const auto& section : file.sections) {
+    text += "[" + section.name + "]";
+    for (const auto& entry : section.entries)
+      text += entry.key + "=" + entry.value + ";";
+  }
+  EXPECT_EQ(text, "[mail a]user=x;[log][MAIL b]user=y;user=z;");
+  EXPECT_EQ(file.problem, "");
+
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  std::filesystem::create_symlink("loop", folder / "loop");
+  const Rows<std::string, std::string> rows = {
+      {folder / "missing.ini", ""},
+      {folder.Path(), "not a regular file"},
+      {folder / "pipe", "not a regular file"},
+      {folder / "loop", "Too many levels of symbolic links"},
+      {WriteFile(folder / "large.ini", std::string((1 << 20) + 1, '\n')), "larger than 1 MiB"},
+      {WriteFile(folder / "comment.ini", "; caf\xe9\n"), ""},
+      {WriteFile(folder / "latin1.ini", "[a]\nk=caf\xe9\nk=\xe9\n"), "line 2 is not UTF-8"},
+      {WriteFile(folder / "utf16.ini", std::string("\xff\xfe[\0a\0]\0", 8)), "line 1 is not UTF-8"},
+  };
+  for (const auto& [path, problem] : rows)
+    EXPECT_EQ(IniFile(path).problem, problem) << path;
+  EXPECT_EQ(IniValue("a", "k", "", folder / "latin1.ini"), "caf\xe9");
 }
 
 }  // namespace

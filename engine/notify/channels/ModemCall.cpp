@@ -221,12 +221,12 @@ ModemSettings ModemSettings::FromConfig(const std::string& path) {
     return platform::IniValue("modem", key, standard, path);
   };
   const auto number = [&](const char* key, int standard, double most) {
-    const auto value = formats::ParseNumber(text(key, ""));
-    return value && *value >= 1 && *value <= most ? static_cast<int>(*value) : standard;
+    const auto value = formats::ParseNumber(text(key, ""), 1, most);
+    return value ? static_cast<int>(*value) : standard;
   };
   ModemSettings settings;
   settings.device = text("device", "");
-  settings.speed = number("speed", settings.speed, 1e6);
+  settings.speed = number("speed", settings.speed, MaxSpeed);
   settings.init = text("init", "ATZ");
   settings.dial = text("dial", "ATDT");
   settings.wait = seconds(number("wait", static_cast<int>(settings.wait.count()), MaxWait.count()));

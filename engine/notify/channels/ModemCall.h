@@ -11,6 +11,7 @@ namespace norvane::engine {
 
 /// The section "modem" of "config.ini".
 struct ModemSettings {
+  static constexpr int MaxSpeed = 1000000;
   /// Longest time to wait for the result of a call.
   static constexpr std::chrono::seconds MaxWait{600};
 
