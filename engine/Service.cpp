@@ -67,8 +67,10 @@ Service::Service(Options options)
       m_state(std::make_unique<EngineState>(m_folder, *m_writer, m_health)),
       m_storage(*this, *m_writer, m_health, m_folder, m_types),
       m_table(m_storage.LoadAtStart()),
-      m_worker(options.makeWorker(m_wake, [this](const std::string& text) { m_ownLog.Write(text); })) {
+      m_worker(options.makeWorker(m_wake, [this](const std::string& text) { m_ownLog.Write(text); })),
+      m_logAge(options.logAge) {
   m_health.Set(AdminUnreachable, m_admin.Misconfigured());
+  m_health.Set("config.ini", options.configProblem);
   m_outages = std::make_unique<Outages>(Outages::Hooks{
       *m_worker, [this] { return ++m_lastTicket; },
       [this](const auto& monitor, auto at, const auto& text) { Log(monitor, at, text); }, m_clock});
@@ -79,6 +81,7 @@ Service::Service(Options options)
 
 Service::~Service() {
   m_worker.reset();
+  m_ownLog.FlushAll();
   m_writer.reset();  // its jobs use the rest
 }
 

@@ -54,6 +54,8 @@ class Service final : private Storage::Client {
     EventLoop::Clock clock = &std::chrono::steady_clock::now;
     MonitorTypes types = ProbeTable();
     AdminAddress admin{};
+    std::string configProblem{};   ///< of "config.ini"; a condition until the engine ends
+    std::chrono::hours logAge{0};  ///< the engine's own logs are removed when they are older; 0: never
   };
 
   /// Reads the engine's own state and the data file of the folder and starts its enabled monitors. If the
@@ -70,9 +72,6 @@ class Service final : private Storage::Client {
   /// Whether all threads go on; a supervisor may end a process that says no.
   [[nodiscard]] bool IsAlive() const { return m_selfCheck.IsAlive(); }
   [[nodiscard]] EngineLog& OwnLog() { return m_ownLog; }
-  /// The engine's own logs are removed when they are older; 0, as at the start: never.
-  void KeepLogsFor(std::chrono::hours age) { m_logAge = age; }
-  [[nodiscard]] const std::string& Folder() const { return m_folder; }
   /// Random, different for every process.
   [[nodiscard]] const std::string& Instance() const { return m_instance; }
   [[nodiscard]] MonitorTypes Types() const { return m_types; }
@@ -173,7 +172,7 @@ class Service final : private Storage::Client {
   std::map<std::uint64_t, Fetching> m_fetches;  // by ticket
   std::shared_ptr<std::size_t> m_fetchPlacesUsed = std::make_shared<std::size_t>(0);
   std::uint64_t m_lastTicket = 0;
-  std::chrono::hours m_logAge{0};
+  std::chrono::hours m_logAge;
   Moment m_nextTend{};
   std::uint64_t m_wakes = 0;
   bool m_isEnding = false;

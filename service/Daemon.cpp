@@ -48,17 +48,22 @@ Daemon::Daemon() {
   if (!nothing || ::dup2(nothing.Get(), STDIN_FILENO) < 0) Fail("/dev/null");
 }
 
-void Daemon::Ready(const std::string& folder) {
+std::string Daemon::Ready(const std::string& folder) {
   const auto logFolder = platform::PathIn(folder, platform::files::LogFolder);
   const auto path = platform::PathIn(folder, platform::files::EngineLog);
-  if (::mkdir(logFolder.c_str(), 0700) != 0 && errno != EEXIST) Fail(logFolder);
+  ::mkdir(logFolder.c_str(), 0700);
   // Non-blocking, so that a FIFO of that name cannot block the engine and the process that starts it.
-  const platform::FileDescriptor log(
+  platform::FileDescriptor log(
       ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
-  if (!log) Fail(path);
+  std::string problem;
+  if (!log) {
+    problem = path + ": " + std::generic_category().message(errno);
+    log.Reset(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  }
   if (::write(m_ready.Get(), "r", 1) != 1) Fail("the process that started this one");
   m_ready.Reset();
   if (::dup2(log.Get(), STDOUT_FILENO) < 0 || ::dup2(log.Get(), STDERR_FILENO) < 0) Fail(path);
+  return problem;
 }
 
 }  // namespace norvane::service

@@ -13,7 +13,10 @@ class Daemon {
   /// Forks, so no thread may run yet. Does not return in the parent, which waits for `Ready` and exits with
   /// 0, or with the child's exit code if the child exits before. Throws std::system_error.
   Daemon();
-  void Ready(const std::string& folder);
+  /// Gives why the log cannot be opened; the output goes nowhere then. Throws std::system_error.
+  [[nodiscard]] std::string Ready(const std::string& folder);
+  /// Whether the output goes to the caller no more.
+  [[nodiscard]] bool IsReady() const { return !m_ready; }
 
  private:
   platform::FileDescriptor m_ready;

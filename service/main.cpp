@@ -24,18 +24,18 @@
 #include "console/engine/EngineError.h"
 #include "engine/Service.h"
 #include "engine/WorkerThreads.h"
+#include "engine/store/EngineLog.h"
 #include "engine/store/StoreError.h"
-#include "formats/Number.h"
 #include "link/EngineServer.h"
 #include "link/Wire.h"
+#include "platform/ErrorText.h"
 #include "platform/FileDescriptor.h"
 #include "platform/FileLock.h"
 #include "platform/FileNames.h"
-#include "platform/IniFile.h"
-#include "platform/LegacyCharset.h"
 #include "platform/MemoryLimit.h"
 #include "platform/MemoryReserve.h"
 #include "platform/Paths.h"
+#include "service/Config.h"
 #include "service/Daemon.h"
 #include "service/ServiceManager.h"
 
@@ -55,10 +55,6 @@ constexpr const char* Usage =
     "  --help        print this text\n\n"
     "SIGTERM ends it after saving. Exit codes: 0 ended normally, 1 failed, 2 usage error,\n"
     "3 another engine serves the folder, 4 the folder is not usable, 5 its path is too long for a socket.\n";
-
-constexpr const char* DefaultLogDays = "90";
-constexpr double MaxLogDays = 36500;
-constexpr int MaxCheckThreads = 64;
 
 /// Ends the program with an exit code; the text says why.
 class Exit : public std::runtime_error {
@@ -106,58 +102,26 @@ std::optional<Arguments> Parse(int argc, char** argv) {
   return arguments;
 }
 
-void Say(const std::string& text) {
-  std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
-}
-
-/// 0 stands for the default.
-std::size_t CheckThreads(const std::string& config, const engine::EventLoop::ErrorLog& log) {
-  const auto text = platform::IniValue("checks", "threads", "", config);
-  if (text.empty()) return 0;
-  const auto threads = formats::ParseNumber(text);
-  if (threads && *threads >= 1 && *threads <= MaxCheckThreads) return static_cast<std::size_t>(*threads);
-  log(config + ": threads of checks not a number from 1 to " + std::to_string(MaxCheckThreads) +
-      ", using one for each CPU");
-  return 0;
-}
-
-std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, platform::EventFd& wake,
-                                           const engine::EventLoop::ErrorLog& log) {
-  const auto config = platform::PathIn(folder, platform::files::Config);
+std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, const Config& config,
+                                           platform::EventFd& wake, const engine::EventLoop::ErrorLog& log) {
   engine::WorkerOptions options;
   options.folder = folder;
-  options.caFile = platform::IniValue("tls", "cafile", options.caFile, config);
-  try {
-    options.charset = platform::LegacyCharset::FromConfig(config);
-  } catch (const std::invalid_argument& unknown) {
-    log(unknown.what() + (", using " + std::string(platform::LegacyCharset::DefaultName)) + " instead");
-  }
+  options.caFile = config.caFile;
+  options.charset = config.charset;
   options.maxPageBytes = std::min(options.maxPageBytes, platform::MemoryLimit() / 4);
-  options.threads = CheckThreads(config, log);
+  options.threads = config.checkThreads;
   options.log = log;
   return std::make_unique<engine::WorkerThreads>(options, wake);
 }
 
-engine::Service::Options ServiceOptions(const std::string& folder) {
-  const auto config = platform::PathIn(folder, platform::files::Config);
+engine::Service::Options ServiceOptions(const std::string& folder, const Config& config) {
   engine::Service::Options options;
   options.folder = folder;
-  options.makeWorker = [folder](auto& wake, const auto& log) { return MakeWorker(folder, wake, log); };
-  options.admin = {platform::IniValue("notify", "admin", "", config),
-                   platform::IniValue("notify", "to", "", config)};
+  options.makeWorker = [&](auto& wake, const auto& log) { return MakeWorker(folder, config, wake, log); };
+  options.admin = config.admin;
+  options.configProblem = config.problem;
+  options.logAge = config.logAge;
   return options;
-}
-
-void KeepLogs(engine::Service& service) {
-  const auto config = platform::PathIn(service.Folder(), platform::files::Config);
-  const auto text = platform::IniValue("log", "days", DefaultLogDays, config);
-  auto days = formats::ParseNumber(text);
-  if (!days || *days < 0) {
-    service.OwnLog().Write(config + ": days of logs negative or not a number, using " + DefaultLogDays +
-                           " instead");
-    days = formats::ParseNumber(DefaultLogDays);
-  }
-  service.KeepLogsFor(std::chrono::hours(static_cast<int>(std::min(*days, MaxLogDays) * 24)));
 }
 
 std::string Summary(const engine::Service& service) {
@@ -172,7 +136,7 @@ kj::Promise<void> EverySecond(kj::Timer& timer, engine::Service& service, Servic
       service.OnSecond();
       manager.Report(service.IsAlive(), Summary(service));
     } catch (const std::exception& error) {
-      Say(error.what());
+      service.OwnLog().Write(error.what());
     }
     return EverySecond(timer, service, manager);
   });
@@ -205,26 +169,28 @@ platform::FileLock LockFolder(const std::string& folder) {
   }
 }
 
-void Serve(const Arguments& arguments, Daemon* daemon) {
-  RequireShortPath(arguments.folder);
-  const auto lock = LockFolder(arguments.folder);
+/// Throws if the engine cannot start, or ends without having saved.
+void Serve(const std::string& folder, Daemon* daemon) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP})
     kj::UnixEventPort::captureSignal(signal);
   kj::AsyncIoContext io = kj::setupAsyncIo();
-  engine::Service service(ServiceOptions(arguments.folder));
-  KeepLogs(service);
+  const auto config = Config::Read(platform::PathIn(folder, platform::files::Config));
+  engine::Service service(ServiceOptions(folder, config));
+  for (const auto& remark : config.remarks)
+    service.OwnLog().Write(remark);
   ServiceManager manager;
   const auto seconds = EverySecond(io.provider->getTimer(), service, manager).eagerlyEvaluate(nullptr);
 
   auto endRequested = kj::newPromiseAndFulfiller<void>();
   link::EngineServer::Options options;
-  options.folder = arguments.folder;
+  options.folder = folder;
   options.onShutdown = [&] { endRequested.fulfiller->fulfill(); };
   options.log = [&](const std::string& text) { service.OwnLog().Write(text); };
   auto server = std::make_unique<link::EngineServer>(io, service, options);
   if (daemon != nullptr) {
     service.OwnLog().LeaveStandardError();
-    daemon->Ready(arguments.folder);
+    // The attempt to log it makes it a condition.
+    if (const auto problem = daemon->Ready(folder); !problem.empty()) service.OwnLog().Write(problem);
   }
 
   manager.Notify("READY=1");
@@ -243,7 +209,19 @@ void Serve(const Arguments& arguments, Daemon* daemon) {
     saved.fulfiller->fulfill();
   });
   saved.promise.wait(io.waitScope);
-  if (failure) std::rethrow_exception(failure);
+  if (failure) throw std::runtime_error("ended without saving: " + platform::ErrorText(failure));
+}
+
+/// What ends the engine is in its log too.
+void LockAndServe(const std::string& folder, Daemon* daemon) {
+  RequireShortPath(folder);
+  const auto lock = LockFolder(folder);
+  try {
+    Serve(folder, daemon);
+  } catch (const std::exception& error) {
+    engine::EngineLog::Append(folder, error.what());
+    throw;
+  }
 }
 
 }  // namespace
@@ -254,31 +232,32 @@ int Main(int argc, char** argv) {
   platform::TuneAllocator();
   platform::KeepMemoryReserve();
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);        // a file that may not grow is a write that fails
   std::setlocale(LC_CTYPE, "C.UTF-8");  // libcurl reads host names in it
   std::signal(SIGCHLD, SIG_DFL);        // if inherited as ignored, exit statuses of children would be lost
   ::umask(0077);
+  std::optional<Daemon> daemon;
+  const auto fail = [&](ExitCode code, const std::exception& error) {
+    // Once the engine is in the background standard error is its log, which has the reason.
+    if (!daemon || !daemon->IsReady()) engine::EngineLog::PrintToStandardError(error.what());
+    return code;
+  };
   try {
     const auto arguments = Parse(argc, argv);
     if (!arguments) return Done;
-    std::optional<Daemon> daemon;
     if (arguments->detach) daemon.emplace();
-    Serve(*arguments, daemon ? &*daemon : nullptr);
+    LockAndServe(arguments->folder, daemon ? &*daemon : nullptr);
     return Done;
   } catch (const Exit& exit) {
-    if (exit.Code() == UsageError)
-      std::fputs(exit.what(), stderr);
-    else
-      Say(exit.what());
-    return exit.Code();
+    if (exit.Code() != UsageError) return fail(exit.Code(), exit);
+    std::fputs(exit.what(), stderr);
+    return UsageError;
   } catch (const engine::StoreError& error) {
-    Say(error.what());
-    return FolderUnusable;
+    return fail(FolderUnusable, error);
   } catch (const std::system_error& error) {
-    Say(error.what());
-    return FolderUnusable;
+    return fail(FolderUnusable, error);
   } catch (const std::exception& error) {
-    Say(error.what());
-    return Failed;
+    return fail(Failed, error);
   }
 }
 

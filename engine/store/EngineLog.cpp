@@ -10,7 +10,6 @@
 namespace norvane::engine {
 
 namespace {
-constexpr std::uintmax_t MaxFileSize = 10 << 20;
 constexpr std::size_t ComparedBytes = 64;
 /// Beyond, all others count as one message.
 constexpr std::size_t MaxDifferent = 50;
@@ -21,6 +20,11 @@ std::string WithoutNumbers(std::string_view text) {
     if (!platform::IsAsciiDigit(c)) shape += c;
   }
   return shape;
+}
+
+LogLine Line(std::string text) {
+  return {std::string(platform::files::EngineLog), std::chrono::system_clock::now(), std::move(text),
+          EngineLog::MaxFileSize};
 }
 }  // namespace
 
@@ -39,10 +43,18 @@ void EngineLog::Write(const std::string& text) {
 }
 
 void EngineLog::Flush() {
+  FlushOlder(RepeatTime);
+}
+
+void EngineLog::FlushAll() {
+  FlushOlder(std::chrono::seconds(0));
+}
+
+void EngineLog::FlushOlder(std::chrono::seconds age) {
   const std::lock_guard lock(m_mutex);
-  std::erase_if(m_repeated, [this, now = m_clock()](const auto& entry) {
+  std::erase_if(m_repeated, [this, age, now = m_clock()](const auto& entry) {
     const auto& repeated = entry.second;
-    if (now - repeated.since < RepeatTime) return false;
+    if (now - repeated.since < age) return false;
     if (const int more = repeated.count - MaxRepeats; more > 0)
       Print(repeated.last + " (and " + std::to_string(more - 1) + " more like this in the last minute)");
     return true;
@@ -55,9 +67,16 @@ void EngineLog::LeaveStandardError() {
 }
 
 void EngineLog::Print(const std::string& text) {
-  if (m_toStandardError) std::fprintf(stderr, "norvane-engine: %s\n", text.c_str());
-  m_writer.Log(
-      {std::string(platform::files::EngineLog), std::chrono::system_clock::now(), text, MaxFileSize});
+  if (m_toStandardError) PrintToStandardError(text);
+  m_writer.Log(Line(text));
+}
+
+void EngineLog::PrintToStandardError(std::string_view text) {
+  std::fprintf(stderr, "norvane-engine: %s\n", EscapeControls(text).c_str());
+}
+
+void EngineLog::Append(const std::string& folder, const std::string& text) {
+  LogFiles(folder, [](const auto&, const auto&) {}).Write({Line(text)});
 }
 
 }  // namespace norvane::engine

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 namespace norvane::engine {
 
@@ -17,14 +19,22 @@ class EngineLog {
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
   static constexpr int MaxRepeats = 10;  ///< in `RepeatTime`
   static constexpr std::chrono::seconds RepeatTime{60};
+  static constexpr std::uintmax_t MaxFileSize = 10 << 20;
 
   EngineLog(Writer& writer, Clock clock);
 
   void Write(const std::string& text);
   /// Logs how many messages were left out. To be called now and then.
   void Flush();
+  /// The same at the end, however short the time.
+  void FlushAll();
   /// From now on to the file only: standard error has become that file.
   void LeaveStandardError();
+
+  /// To standard error alone, control characters escaped as in the file.
+  static void PrintToStandardError(std::string_view text);
+  /// To the file of `folder` alone and at once, when there is no writer: before its start or after its end.
+  static void Append(const std::string& folder, const std::string& text);
 
  private:
   struct Repeated {
@@ -34,6 +44,7 @@ class EngineLog {
   };
 
   void Print(const std::string& text);
+  void FlushOlder(std::chrono::seconds age);
 
   Writer& m_writer;
   Clock m_clock;

@@ -39,7 +39,7 @@ EngineState::EngineState(std::string folder, Writer& writer, Health& health)
     m_file.reset();
     m_health.Set(StateFileUnreadable, std::string(error.what()) + "; kept as " +
                                           KeepAside(StateFile::PathIn(m_folder)) +
-                                          ", service-wide values lost");
+                                          ", service-wide values lost until a console starts");
     Open();
   }
   if (!Value(ControlPass).empty()) return;

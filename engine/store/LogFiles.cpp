@@ -22,6 +22,9 @@
 #include "platform/Utf8.h"
 
 namespace norvane::engine {
+
+namespace fs = std::filesystem;
+
 namespace {
 
 std::string PathOf(const std::string& pattern, const std::tm& local, const std::string& folder) {
@@ -46,18 +49,6 @@ std::string EscapeOf(unsigned char control) {
       return "\\t";
     default:
       return "\\x" + platform::HexText(control);
-  }
-}
-
-void AppendEscaped(std::string_view text, std::string& line) {
-  while (!text.empty()) {
-    const auto [code, size] = platform::FirstCharacter(text);
-    const auto bytes = text.substr(0, std::max<std::size_t>(size, 1));
-    if (platform::IsControl(code))
-      line += EscapeOf(static_cast<unsigned char>(code));
-    else
-      line += bytes;
-    text.remove_prefix(bytes.size());
   }
 }
 
@@ -103,7 +94,7 @@ Failure Append(const std::string& path, std::string_view& text, std::uintmax_t m
   if (path.find('\0') != std::string::npos) return "NUL character in its name";
   auto file = Open(path);
   if (!file && errno == ENOENT) {
-    if (const auto error = platform::MakeFolder(std::filesystem::path(path).parent_path().string()))
+    if (const auto error = platform::MakeFolder(fs::path(path).parent_path().string()))
       return error.message();
     file = Open(path);
   }
@@ -124,18 +115,9 @@ Failure Append(const std::string& path, std::string_view& text, std::uintmax_t m
   return WriteAll(file.Get(), text);
 }
 
-/// Whatever fails with one file, the others are still written.
-Failure TryAppend(const std::string& path, std::string_view& text, std::uintmax_t maxSize) {
-  try {
-    return Append(path, text, maxSize);
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-}
-
 void AppendLine(platform::WallTime at, const std::tm& local, std::string_view text, std::string& to) {
   to += platform::TimeText(at, local) + " ";
-  AppendEscaped(text, to);
+  to += EscapeControls(text);
   to += "\n";
 }
 
@@ -149,10 +131,27 @@ bool Matches(std::string_view name, std::string_view pattern) {
 constexpr std::string_view DayFile = "NorvaneLog######.log";
 constexpr std::string_view RemovableFiles[] = {DayFile, "NorvaneLog######.log.1", "engine.log.1",
                                                "commands.log.1"};
+/// In the application folder; those of the data file and the state file have more parts, such as a journal.
+constexpr std::string_view OwnPrefixes[] = {"NorvaneEngine.", "NorvaneConsole.", "config.ini", "help.htm"};
+constexpr std::string_view OwnNames[] = {"norvane", "norvane-engine", "norvanectl"};
 /// For a file that gets no more lines.
 constexpr std::chrono::hours MaxRetryTime{24};
 
 }  // namespace
+
+std::string EscapeControls(std::string_view text) {
+  std::string line;
+  while (!text.empty()) {
+    const auto [code, size] = platform::FirstCharacter(text);
+    const auto bytes = text.substr(0, std::max<std::size_t>(size, 1));
+    if (platform::IsControl(code))
+      line += EscapeOf(static_cast<unsigned char>(code));
+    else
+      line += bytes;
+    text.remove_prefix(bytes.size());
+  }
+  return line;
+}
 
 LogFiles::LogFiles(std::string folder, Report report)
     : m_folder(std::move(folder)), m_report(std::move(report)) {}
@@ -213,22 +212,44 @@ void LogFiles::WriteFile(const std::string& path, const FileLines& file) {
   m_report(file.pattern, {});
 }
 
+/// Whatever fails with one file, the others are still written.
+Failure LogFiles::TryAppend(const std::string& path, std::string_view& text, std::uintmax_t maxSize) const {
+  try {
+    return IsOwnFile(path) ? "a file of Norvane's own" : Append(path, text, maxSize);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
+/// Whichever way the path leads there; the last part of it is no link (see `Open`).
+bool LogFiles::IsOwnFile(const fs::path& path) const {
+  const auto name = path.filename().string();
+  const auto lies = [folder = path.parent_path()](const fs::path& in) {
+    std::error_code missing;
+    return fs::equivalent(folder, in, missing);
+  };
+  const bool hasOwnName =
+      std::ranges::any_of(OwnPrefixes, [&](auto prefix) { return name.starts_with(prefix); }) ||
+      std::ranges::find(OwnNames, name) != std::end(OwnNames);
+  return (hasOwnName && lies(m_folder)) || lies(m_folder + "/help");
+}
+
 bool LogFiles::IsDayFile(const std::string& path) const {
   const auto folder = platform::PathIn(m_folder, platform::files::LogFolder) + "/";
   return path.starts_with(folder) && Matches(std::string_view(path).substr(folder.size()), DayFile);
 }
 
 void LogFiles::RemoveOld(std::chrono::hours age) {
-  const auto oldest = std::filesystem::file_time_type::clock::now() - age;
+  const auto oldest = fs::file_time_type::clock::now() - age;
   std::error_code error;
   for (const auto& entry :
-       std::filesystem::directory_iterator(platform::PathIn(m_folder, platform::files::LogFolder), error)) {
+       fs::directory_iterator(platform::PathIn(m_folder, platform::files::LogFolder), error)) {
     const auto name = entry.path().filename().string();
     const bool isOurs =
         std::ranges::any_of(RemovableFiles, [&](auto pattern) { return Matches(name, pattern); });
-    if (isOurs && entry.symlink_status(error).type() == std::filesystem::file_type::regular &&
+    if (isOurs && entry.symlink_status(error).type() == fs::file_type::regular &&
         entry.last_write_time(error) < oldest && !error)
-      std::filesystem::remove(entry.path(), error);
+      fs::remove(entry.path(), error);
   }
 }
 

@@ -2,9 +2,12 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace norvane::engine {
@@ -18,12 +21,16 @@ struct LogLine {
   std::uintmax_t maxFileSize = 0;
 };
 
+/// Control characters as \n, \t, \r and \x1b.
+[[nodiscard]] std::string EscapeControls(std::string_view text);
+
 /// Appends lines to log files. For one thread, the writer.
 ///
 /// A pattern is a path in which %d, %m and %y stand for day, month and two-digit year, by the local time of
 /// the line; any other "%" is literal, and "\" separates like "/". Missing folders are made. Folders
 /// and files that it makes are the owner's only (0700, 0600). A link to a folder is followed, since an
 /// administrator may keep logs elsewhere. One in the place of a file is not: lines hold what strangers sent.
+/// For the same reason no line goes to the programs' own files in `folder`, such as the data file.
 ///
 /// A line is "<ISO 8601 local time with milliseconds and zone> <text>" with control characters as \n, \t, \r
 /// and \x1b, so that it stays one line and harmless on a terminal. A line that a full disk or a crash cut is
@@ -64,7 +71,10 @@ class LogFiles {
 
   [[nodiscard]] std::map<std::string, FileLines> ByPath(const std::vector<LogLine>& lines) const;
   void WriteFile(const std::string& path, const FileLines& file);
+  [[nodiscard]] std::optional<std::string> TryAppend(const std::string& path, std::string_view& text,
+                                                     std::uintmax_t maxSize) const;
   [[nodiscard]] bool IsDayFile(const std::string& path) const;
+  [[nodiscard]] bool IsOwnFile(const std::filesystem::path& path) const;
 
   std::string m_folder;
   Report m_report;

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 #include "loopback/HttpServer.h"
@@ -54,8 +55,6 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
   WriteFile(folder / "file", "x");
   const std::string longPath = folder / std::string(120, 'x');
   fs::create_directory(longPath);
-  fs::create_directories(folder / "pipe/log");
-  ASSERT_EQ(::mkfifo((folder / "pipe/log/engine.log").c_str(), 0600), 0);
   struct Row {
     const char* name;
     Arguments arguments;
@@ -70,7 +69,6 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
        "another engine serves"},
       {"missing", {"--folder", folder / "missing"}, 4, "No such file"},
       {"no folder", {"--folder", folder / "file"}, 4, "Not a directory"},
-      {"a pipe for its log", {"--folder", folder / "pipe", "--detach"}, 4, "engine.log: No such device"},
       {"too long", {"--folder", longPath}, 5, "too long"},
       {"option", {"--frob"}, 2, "Usage"},
       {"operand", {"x"}, 2, "Usage"},
@@ -84,6 +82,111 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
     EXPECT_EQ(finished.code, row.code);
     EXPECT_NE(finished.err.find(row.says), std::string::npos) << finished.err;
   }
+}
+
+TEST(EngineProgram, GoesOnInTheBackgroundWithoutItsLog) {
+  struct Row {
+    const char* name;
+    std::function<int(const std::string&)> put;
+    const char* says;
+  };
+  const Row rows[] = {
+      {"pipe", [](const auto& log) { return ::mkfifo(log.c_str(), 0600); }, "not a regular file"},
+      {"link", [](const auto& log) { return ::symlink("/dev/null", log.c_str()); }, "is a symbolic link"},
+      {"folder", [](const auto& log) { return ::mkdir(log.c_str(), 0700); }, "Is a directory"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const TempFolder folder;
+    fs::create_directory(folder / "log");
+    ASSERT_EQ(row.put(folder / "log/engine.log"), 0);
+    const Engine engine(folder);
+    Finished status;
+    do {  // the writer is trying
+      status = engine.Ctl({"status"});
+    } while (status.code == 0);
+    EXPECT_NE(status.out.find("engine.log cannot be written: " + std::string(row.says)), std::string::npos)
+        << status.out;
+  }
+}
+
+TEST(EngineProgram, SaysOnceWhatItCannotUseOfItsSettings) {
+  const TempFolder folder;
+  WriteFile(
+      folder / "config.ini",
+      "[log]\ndays=0.01\n[checks]\nthreads=many\n[text]\nCharset=klingon\n[modem]\nspeed=fast\nwait=45\n"
+      "[Tel\x1b[7m]\npassword=secret\n[tel\x1b]\n[help]\nfeedback=x\n[notify]\nadmn=x\nADMN=y\n"
+      "[log]\ndays=\xe9\n");
+  fs::create_directory(folder / "log");
+  const auto old = WriteFile(folder / "log/NorvaneLog010126.log", "x");
+  fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(91 * 24));
+  Process engine({Program("norvane-engine"), "--folder", folder.Path()});
+  while (fs::exists(old))  // the default of days
+    std::this_thread::yield();
+  engine.Signal(SIGTERM);
+  const std::string expected[] = {
+      "config.ini: line 19 is not UTF-8",
+      "config.ini: [text] charset=klingon is not a character set, using windows-1252",
+      "config.ini: [log] days=0.01 is not 0 or a number from 0.05, using 90",
+      "config.ini: [checks] threads=many is not a number from 1 to 64, using one for each CPU",
+      "config.ini: [modem] speed=fast is not a number from 1 to 1000000, using 9600",
+      "config.ini: unknown section [Tel\\x1b[7m]",
+      "config.ini: unknown section [tel\\x1b]",
+      "config.ini: unknown key [notify] admn",
+  };
+  std::string text;
+  for (const auto& line : expected)
+    text += "norvane-engine: " + line + "\n";
+  EXPECT_EQ(engine.Wait().err, text);
+  for (const auto& line : expected)
+    EXPECT_NE(ReadFile(folder / "log/engine.log").find(" " + line + "\n"), std::string::npos) << line;
+}
+
+/// A running engine that can save no more.
+class FullDisk : public testing::Test {
+ protected:
+  FullDisk() {
+    Finished add;
+    do {
+      add = Ctl({"add", "WebMonitor Of shop"});
+    } while (add.code == 3);
+    const auto status = Ctl({"--json", "status"}).out;
+    const std::string key = "\"ProcessId\":";
+    const auto process = std::stoi(status.substr(status.find(key) + key.size()));
+    rlimit size{};
+    ::prlimit(process, RLIMIT_FSIZE, nullptr, &size);
+    size.rlim_cur = 8192;
+    EXPECT_EQ(::prlimit(process, RLIMIT_FSIZE, &size, nullptr), 0);
+  }
+  Finished Ctl(Arguments arguments) const {
+    arguments.insert(arguments.begin(), {Program("norvanectl"), "--folder", m_folder.Path()});
+    return RunProgram(arguments);
+  }
+  void ExpectToldOfTheEnd() {
+    const std::string told = "ended without saving: " + (m_folder / "NorvaneEngine.dat");
+    const auto finished = m_engine.Wait();
+    EXPECT_EQ(finished.code, 1);
+    EXPECT_NE(finished.err.find(told), std::string::npos) << finished.err;
+    const auto log = ReadFile(m_folder / "log/engine.log");
+    EXPECT_NE(log.find(told), std::string::npos) << log;
+  }
+
+  const TempFolder m_folder;
+  Process m_engine{{Program("norvane-engine"), "--folder", m_folder.Path()}};
+};
+
+TEST_F(FullDisk, AnEngineGoesOnWhenItCannotSaveUnlessItIsForced) {
+  const auto refused = Ctl({"shutdown"});
+  EXPECT_EQ(refused.code, 4);
+  EXPECT_NE(refused.err.find("the engine goes on"), std::string::npos) << refused.err;
+  EXPECT_EQ(Ctl({"set", "WebMonitor Of shop", "note", "still here"}).code, 0);
+  EXPECT_EQ(Ctl({"shutdown", "--force"}).code, 0);
+  ExpectToldOfTheEnd();
+}
+
+TEST_F(FullDisk, AnEngineThatASignalEndsSaysThatItCouldNotSave) {
+  m_engine.Signal(SIGTERM);
+  ExpectToldOfTheEnd();
 }
 
 TEST(EngineProgram, HearsOfTheEndOfItsCommandsWhoeverStartsIt) {
@@ -277,6 +380,7 @@ TEST(CtlProgram, CarriesOutCommandsAndReportsTheirOutcome) {
       {{"frob"}, 2, "unknown command: frob"},
       {{"add"}, 2, "operands"},
       {{"list", "x"}, 2, "operands"},
+      {{"shutdown", "now"}, 2, "unknown operand: now"},
       {{"--frob", "list"}, 2, "invalid option: --frob"},
       {{"--folder", folder / "elsewhere", "list"}, 3, "no engine answers"},
       {{"--help"}, 0, "Exit codes"},

@@ -142,6 +142,38 @@ TEST_F(LogFilesTest, AFileThatCannotBeWrittenIsReportedOnceAndHoldsNothingUp) {
   EXPECT_EQ(ReadFile(m_folder / "good").size(), line.size() * 3 * rows.size());
 }
 
+TEST_F(LogFilesTest, NoLineGoesToTheProgramsOwnFiles) {
+  fs::create_directories(m_folder / "help/sub");
+  fs::create_directory(m_folder / "log");
+  fs::create_directory_symlink(m_folder.Path(), m_folder / "log/up");
+  const Rows<std::string, bool> rows = {
+      {"NorvaneEngine.dat", true},
+      {"NorvaneEngine.dat-journal", true},
+      {"NorvaneEngine.state", true},
+      {"NorvaneConsole.lock", true},
+      {"config.ini", true},
+      {"help.htm", true},
+      {"help/page.htm", true},
+      {"norvanectl", true},
+      {m_folder / "config.ini", true},
+      {"log/../config.ini", true},
+      {"log\\up\\config.ini", true},
+      {"log/config.ini", false},
+      {"norvane.log", false},
+      {"log/up/shop.log", false},
+      {"log/NorvaneEngine.log", false},
+      {"config.log", false},
+  };
+  for (const auto& [pattern, isOurs] : rows) {
+    m_reports.clear();
+    m_logs.Write({Line(pattern, "x")});
+    EXPECT_EQ(m_reports.size(), isOurs ? 1u : 0u) << pattern;
+    for (const auto& report : m_reports)
+      EXPECT_TRUE(report.ends_with(": a file of Norvane's own")) << report;
+  }
+  EXPECT_FALSE(fs::exists(m_folder / "config.ini"));
+}
+
 /// Files can grow to so many bytes, as on a disk that is then full.
 class FileSizeLimit {
  public:
@@ -329,13 +361,18 @@ TEST(EngineLog, ThrottlesWhatRepeatsAndSaysHowOften) {
     now += EngineLog::RepeatTime;
     log.Flush();
     log.Flush();
-    log.Write("user 300 refused");
+    for (int i = 300; i < 320; ++i)
+      log.Write("user " + std::to_string(i) + " refused");
+    log.FlushAll();
   }
   std::vector<std::string> expected;
   for (int i = 0; i < EngineLog::MaxRepeats; ++i)
     expected.push_back("user " + std::to_string(i) + " refused");
-  expected.insert(expected.end(), {"another", "user 299 refused (and 289 more like this in the last minute)",
-                                   "user 300 refused"});
+  expected.insert(expected.end(),
+                  {"another", "user 299 refused (and 289 more like this in the last minute)"});
+  for (int i = 0; i < EngineLog::MaxRepeats; ++i)
+    expected.push_back("user " + std::to_string(300 + i) + " refused");
+  expected.emplace_back("user 319 refused (and 9 more like this in the last minute)");
   EXPECT_EQ(logged, expected);
 }
 

@@ -1,0 +1,134 @@
+#include "service/Config.h"
+
+#include <algorithm>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+
+#include "engine/notify/channels/ModemCall.h"
+#include "formats/Number.h"
+#include "platform/Ascii.h"
+#include "platform/IniFile.h"
+
+namespace norvane::service {
+
+namespace {
+
+constexpr int MaxCheckThreads = 64;
+constexpr double MinLogDays = 0.05, MaxLogDays = 36500;  // an hour at least
+
+/// Gives whether the value makes sense. An empty one stands for the default.
+using Apply = bool (*)(const std::string& value, Config& config);
+
+bool ApplyCharset(const std::string& value, Config& config) {
+  try {
+    config.charset = platform::LegacyCharset(value);
+    return true;
+  } catch (const std::invalid_argument&) {
+    return false;
+  }
+}
+
+bool ApplyThreads(const std::string& value, Config& config) {
+  const auto threads = formats::ParseNumber(value, 1, MaxCheckThreads);
+  if (threads) config.checkThreads = static_cast<std::size_t>(*threads);
+  return threads || value.empty();
+}
+
+bool ApplyLogDays(const std::string& value, Config& config) {
+  const auto days = formats::ParseNumber(value);
+  const bool makesSense = days && (*days == 0 || *days >= MinLogDays);
+  if (makesSense) config.logAge = std::chrono::hours(static_cast<int>(std::min(*days, MaxLogDays) * 24));
+  return makesSense || value.empty();
+}
+
+template <std::string engine::AdminAddress::*Field>
+bool ApplyAdmin(const std::string& value, Config& config) {
+  config.admin.*Field = value;
+  return true;
+}
+
+bool ApplyCaFile(const std::string& value, Config& config) {
+  config.caFile = value;
+  return true;
+}
+
+/// Of a setting that somebody else reads.
+template <int Most>
+bool IsNumberTo(const std::string& value, Config&) {
+  return value.empty() || formats::ParseNumber(value, 1, Most);
+}
+
+bool AcceptAll(const std::string&, Config&) {
+  return true;
+}
+
+struct Setting {
+  std::string_view section, key;
+  Apply apply = &AcceptAll;
+  const char* meaning = "";   ///< of a value
+  const char* fallback = "";  ///< used instead of one that makes no sense
+};
+
+constexpr int MaxWait = engine::ModemSettings::MaxWait.count();
+
+/// All that anybody reads in the file, the console too.
+constexpr Setting Settings[] = {
+    {"help", "feedback"},
+    {"text", "charset", &ApplyCharset, "a character set", platform::LegacyCharset::DefaultName.data()},
+    {"gateway", "url"},
+    {"gateway", "sender"},
+    {"notify", "admin", &ApplyAdmin<&engine::AdminAddress::mode>},
+    {"notify", "to", &ApplyAdmin<&engine::AdminAddress::to>},
+    {"log", "days", &ApplyLogDays, "0 or a number from 0.05", "90"},
+    {"checks", "threads", &ApplyThreads, "a number from 1 to 64", "one for each CPU"},
+    {"tls", "cafile", &ApplyCaFile},
+    {"modem", "device"},
+    {"modem", "speed", &IsNumberTo<engine::ModemSettings::MaxSpeed>, "a number from 1 to 1000000", "9600"},
+    {"modem", "init"},
+    {"modem", "dial"},
+    {"modem", "wait", &IsNumberTo<MaxWait>, "a number from 1 to 600", "30"},
+};
+
+bool Same(std::string_view a, std::string_view b) {
+  return platform::EqualsIgnoringCase(a, b);
+}
+
+/// The name of a section or key that nobody knows.
+std::string Unknown(const platform::IniFile::Section& section, const platform::IniFile::Entry* entry) {
+  const auto name = "[" + section.name + "]";
+  if (std::ranges::none_of(Settings, [&](const auto& each) { return Same(each.section, section.name); }))
+    return "section " + name;
+  if (entry == nullptr || std::ranges::any_of(Settings, [&](const auto& each) {
+        return Same(each.section, section.name) && Same(each.key, entry->key);
+      }))
+    return {};
+  return "key " + name + " " + entry->key;
+}
+
+}  // namespace
+
+Config Config::Read(const std::string& path) {
+  const platform::IniFile file(path);
+  Config config;
+  if (!file.problem.empty()) config.problem = "config.ini: " + file.problem;
+  for (const auto& [section, key, apply, meaning, fallback] : Settings) {
+    const auto* value = file.Find(section, key);
+    if (value != nullptr && !apply(*value, config))
+      config.remarks.push_back("config.ini: [" + std::string(section) + "] " + std::string(key) + "=" +
+                               *value + " is not " + meaning + ", using " + fallback);
+  }
+  std::set<std::string> unknown;
+  const auto note = [&](const std::string& name) {
+    if (!name.empty() && unknown.insert(platform::AsciiUpper(name)).second)
+      config.remarks.push_back("config.ini: unknown " + name);
+  };
+  for (const auto& section : file.sections) {
+    note(Unknown(section, nullptr));
+    for (const auto& entry : section.entries)
+      note(Unknown(section, &entry));
+  }
+  return config;
+}
+
+}  // namespace norvane::service

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "engine/WorkerOptions.h"
+#include "engine/notify/AdminMessages.h"
+
+namespace norvane::service {
+
+/// What the engine reads from "config.ini" at its start; a value that makes no sense is replaced by its
+/// default. The modem's settings are read at each call (`ModemSettings`), and checked here.
+struct Config {
+  std::string caFile = engine::WorkerOptions().caFile;
+  platform::LegacyCharset charset{};
+  std::size_t checkThreads = 0;  ///< 0: one for each CPU
+  engine::AdminAddress admin{};
+  std::chrono::hours logAge{90 * 24};  ///< 0: for ever
+
+  /// Why the file could not be read, or which line of it; empty if it could, or if there is none.
+  std::string problem{};
+  /// For the log: each value that makes no sense, with the default used, and once each key or section that
+  /// nobody knows.
+  std::vector<std::string> remarks{};
+
+  [[nodiscard]] static Config Read(const std::string& path);
+};
+
+}  // namespace norvane::service
