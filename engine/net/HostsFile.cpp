@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::chrono::seconds LookInterval{1};
 constexpr std::size_t MaxSize = 64 << 20;  // what is behind it counts for nothing
-constexpr std::size_t MaxAddresses = 16;   // of a name
+constexpr std::size_t MaxFound = 16;       // of a name
 constexpr std::string_view Blanks = " \t\r\v\f";
 
 std::string TextOf(const std::string& path) {
@@ -95,7 +95,7 @@ std::vector<std::string> HostsFile::Find(std::string_view name, Moment now) {
     auto address = Normalized(entry.address);
     if (address.empty() || std::ranges::find(addresses, address) != addresses.end()) continue;
     addresses.push_back(std::move(address));
-    if (addresses.size() == MaxAddresses) break;
+    if (addresses.size() == MaxFound) break;
   }
   return addresses;
 }
