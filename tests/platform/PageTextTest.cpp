@@ -70,6 +70,13 @@ TEST(PageText, DecodesByTheContentType) {
     text += japaneseText;
   }
   EXPECT_TRUE(DecodePage(page, "text/html; charset=shift_jis") == text) << "a piece ends within a character";
+  const std::string switching = "\x1b$BF|K\\\x1b(Bb";
+  for (std::size_t before = (64 << 10) - switching.size(); before <= 64 << 10; ++before) {
+    const std::string start(before, 'a');
+    EXPECT_TRUE(DecodePage(start + switching, "text/html; charset=iso-2022-jp") ==
+                start + "\xe6\x97\xa5\xe6\x9c\xac" + "b")
+        << "a piece ends " << (64 << 10) - before << " bytes into what switches between sets";
+  }
 }
 
 TEST(PageText, ReplacesWhatIsNoUtf8ByteByByte) {
