@@ -119,8 +119,8 @@ void NameChannel::Free::operator()(ares_channeldata* channel) const noexcept {
 
 void NameChannel::Ask(NameQuestion& question, const std::string& host, int family, Moment now) noexcept {
   question.channel = this;
-  ++m_underWay;
-  m_tick.Set(now + Tick);
+  // Not by each, or no time-out would come as long as lookups begin.
+  if (m_underWay++ == 0) m_tick.Set(now + Tick);
   ares_addrinfo_hints hints{};
   hints.ai_family = family;
   hints.ai_socktype = SOCK_STREAM;

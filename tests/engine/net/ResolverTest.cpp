@@ -69,6 +69,21 @@ TEST_F(ResolverTest, LocalhostIsThisMachineOnASystemWithoutHostsFile) {
   }
 }
 
+TEST_F(ResolverTest, LookupsThatBeginHoldNoTimeOutBack) {
+  FakeNameServer server(m_loop, {});
+  server.FallSilent();
+  Resolver resolver(m_loop, {server.Address(), milliseconds(20), 1});
+  bool isOver = false;
+  std::vector<std::unique_ptr<Resolver::Query>> queries;
+  EventLoop::Timer next(m_loop, m_loop, [&] {
+    queries.push_back(resolver.LookUp(std::to_string(queries.size()) + ".test", m_loop,
+                                      [&](const Resolver::Answer&) { isOver = true; }));
+    next.Set(m_loop.Now() + milliseconds(10));
+  });
+  next.Set(m_loop.Now());
+  RunUntil([&] { return isOver; });
+}
+
 TEST_F(ResolverTest, LookupsOfOneNameAreOne) {
   FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}});
   Resolver resolver(m_loop, {server.Address()});
