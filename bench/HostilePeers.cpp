@@ -19,6 +19,7 @@ namespace keys = console::engine::keys;
 using loopback::HttpServer;
 using loopback::Saying;
 using namespace std::chrono_literals;
+using namespace std::string_view_literals;
 using End = Saying::End;
 
 namespace {
@@ -36,6 +37,12 @@ std::string Repeated(const std::string& text, int times) {
 const std::string ChunkedHead = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
 const HostilePeers::Settings DefaultTimes{{keys::Interval, "60"}, {keys::Timeout, "30"}};
 
+/// Of monitors that run from the engine's start.
+HostilePeers::Settings Running(HostilePeers::Settings settings) {
+  settings.emplace_back(keys::Status, ce::StatusEnable);
+  return settings;
+}
+
 /// One server with one script, and so many monitors of it.
 void AddWeb(HostilePeers& peers, int count, const HttpServer::Script& script,
             const HostilePeers::Settings& settings = {}, const HttpServer::Options& options = {}) {
@@ -51,6 +58,17 @@ void AddWeb(HostilePeers& peers, int count, const HttpServer::Script& script,
 
 void AddOneByteChunks(HostilePeers& peers, int count, const HostilePeers::Settings& settings) {
   AddWeb(peers, count, {ChunkedHead, Repeated("1\r\nx\r\n", 10000)}, settings);
+}
+
+/// A byte of it becomes a thousand: zeros, compressed.
+void AddCompressed(HostilePeers& peers) {
+  static constexpr std::string_view begin =
+      "\x1f\x8b\x08\0\0\0\0\0\x02\x03\xec\xc1\x01\x01\0\0\0\x80\x90\xfe\xaf\xee\x08\x0a"sv;
+  const std::string zeros(65536, '\0');
+  const std::string status = "HTTP/1.1 200 OK\r\n";
+  for (const auto& header : {"Content-Encoding: gzip\r\n\r\n", "Content-Encoding: gzip, gzip, gzip\r\n\r\n",
+                             "Content-Encoding: deflate\r\n\r\n", "Transfer-Encoding: gzip\r\n\r\n"})
+    AddWeb(peers, 3, {status + header + std::string(begin), zeros}, {{keys::SuccessFlag, "STR:nowhere"}});
 }
 
 void AddExtensions(HostilePeers& peers) {
@@ -328,6 +346,7 @@ const std::vector<HostileRow>& HostileRows() {
        [](HostilePeers& peers) { AddOneByteChunks(peers, 3, {}); }},
       {"chunks30", "30 of them with default times",
        [](HostilePeers& peers) { AddOneByteChunks(peers, 30, DefaultTimes); }, false},
+      {"gzip", "12 endless compressed pages, unasked", &AddCompressed},
       {"extensions", "20 endless chunk extensions", &AddExtensions},
       {.name = "rubbish",
        .what = "57 rubbish pages of 15 MB in 20 s",
@@ -342,8 +361,8 @@ const std::vector<HostileRow>& HostileRows() {
       {"silence", "1,500 peers that answer nothing", &AddSilence},
       {"names", "20,000 names that hang", names(20000), false},
       {.name = "names1",
-       .what = "20,000 names that hang, one thread for all checks",
-       .addPeers = names(20000),
+       .what = "20,000 names that hang from the start, one thread for checks",
+       .addPeers = [](HostilePeers& peers) { AddNames(peers, 20000, ".hang.test", Running(DefaultTimes)); },
        .isShort = false,
        .threads = 1},
       {"names2000", "2,000 names that hang", names(2000)},
