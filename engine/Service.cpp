@@ -96,10 +96,16 @@ void Service::OnWake() {
   for (const auto& [logFile, text] : m_writer->Deliver())
     logFile.empty() ? m_health.Note("writer", text) : HandleLogFile(logFile, text);
   const auto changeBefore = m_table->LastChange();
+  std::exception_ptr lost;
   for (auto& report : m_worker->DequeueReports())
-    Handle(report);
+    try {
+      Handle(report);
+    } catch (...) {  // there is no memory to tell of what it threw
+      lost = std::current_exception();
+    }
   KeepOutages();
   if (m_table->LastChange() != changeBefore) NotifyObservers();
+  if (lost) std::rethrow_exception(lost);
 }
 
 /// All log files together are one condition: each monitor may name one.
@@ -119,9 +125,9 @@ void Service::OnSecond() {
   assert(m_thread.IsInside());
   m_ownLog.Flush();
   m_health.EndExpired();
-  m_worker->OnSecond();
   m_selfCheck.Observe(Observe());
   m_health.Set("memory", platform::RestoreMemoryReserve() ? "" : "memory is short");
+  m_worker->OnSecond();
   m_admin.SendDue();
   if (const auto now = m_clock(); now >= m_nextTend) {
     m_nextTend = now + TendPause;
