@@ -8,6 +8,7 @@
 #include "console/engine/EngineError.h"
 #include "engine/store/Checksum.h"
 #include "engine/store/Database.h"
+#include "engine/store/GoodCopy.h"
 #include "engine/store/KeepAside.h"
 #include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
@@ -19,7 +20,9 @@ using console::engine::KnownKeys;
 
 namespace {
 constexpr int ApplicationId = 0x4e6f7276;  // "Norv"
-constexpr int SchemaVersion = 1;
+/// Each key that comes to the end of `KnownKeys` makes a new version.
+constexpr std::size_t KeysOfVersion1 = 18;
+constexpr std::int64_t SchemaVersion = KnownKeys.size() - KeysOfVersion1 + 1;
 constexpr int FirstKeyColumn = 2;  // behind number and name
 /// Leaves numbers for the monitors to come, which count on from the last one.
 constexpr std::int64_t LastNumber = 0x7fffffff;
@@ -32,12 +35,17 @@ constexpr std::int64_t LastNumber = 0x7fffffff;
   throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(error));
 }
 
-/// The known keys as quoted column names, each behind a comma, followed by `after`.
-std::string KeyColumns(const std::string& after) {
+/// The first known keys as quoted column names, each behind a comma, followed by `after`.
+std::string KeyColumns(const std::string& after, std::size_t count = KnownKeys.size()) {
   std::string columns;
-  for (const auto key : KnownKeys)
-    columns += ",\"" + std::string(key) + "\"" + after;
+  for (std::size_t i = 0; i < count; ++i)
+    columns += ",\"" + std::string(KnownKeys[i]) + "\"" + after;
   return columns;
+}
+
+/// How many of the known keys were known when the file was made.
+std::size_t KeyCount(Database& database) {
+  return KeysOfVersion1 - 1 + static_cast<std::size_t>(database.Number("PRAGMA user_version"));
 }
 
 std::string Schema() {
@@ -51,13 +59,14 @@ std::string Schema() {
          std::to_string(ApplicationId) + ";PRAGMA user_version=" + std::to_string(SchemaVersion);
 }
 
-std::int64_t ChecksumOf(std::uint32_t number, std::string_view name, const Attributes& attributes) {
+/// `keyCount` of the known keys have columns, `others` are the further ones.
+std::int64_t ChecksumOf(const Row& row, std::size_t keyCount, const Attributes::Others& others) {
   Checksum sum;
-  sum.Add(number);
-  sum.Add(name);
-  for (std::size_t i = 0; i < KnownKeys.size(); ++i)
-    sum.Add(attributes.At(i));
-  for (const auto& [key, value] : attributes.Unknown()) {
+  sum.Add(row.number);
+  sum.Add(row.name);
+  for (std::size_t i = 0; i < keyCount; ++i)
+    sum.Add(row.attributes->At(i));
+  for (const auto& [key, value] : others) {
     sum.Add(key);
     sum.Add(value);
   }
@@ -68,7 +77,8 @@ std::int64_t ChecksumOf(std::uint32_t number, std::string_view name, const Attri
 class RowWriter {
  public:
   explicit RowWriter(Database& database)
-      : m_insert(database, "INSERT OR REPLACE INTO monitor VALUES(?,?" + Marks() + ",?)"),
+      : m_insert(database, "INSERT OR REPLACE INTO monitor(number,name" + KeyColumns("") +
+                               ",checksum)VALUES(?,?" + Marks() + ",?)"),
         m_insertOther(database, "INSERT INTO monitor_other VALUES(?,?,?)"),
         m_remove(database, "DELETE FROM monitor WHERE number=?"),
         m_removeOther(database, "DELETE FROM monitor_other WHERE number=?") {}
@@ -79,7 +89,7 @@ class RowWriter {
     for (std::size_t i = 0; i < KnownKeys.size(); ++i)
       m_insert.Bind(static_cast<int>(i) + FirstKeyColumn + 1, attributes.At(i));
     m_insert.Bind(static_cast<int>(KnownKeys.size()) + FirstKeyColumn + 1,
-                  ChecksumOf(row.number, row.name, attributes));
+                  ChecksumOf(row, KnownKeys.size(), attributes.Unknown()));
     m_insert.Step();
     m_removeOther.Bind(1, std::int64_t{row.number}).Step();
     for (const auto& [key, value] : attributes.Unknown())
@@ -142,7 +152,7 @@ Database OpenOurs(const std::string& path) {
   if (database.Number("PRAGMA application_id") != ApplicationId) Unreadable(path, "not a Norvane data file");
   const auto version = database.Number("PRAGMA user_version");
   if (version > SchemaVersion) throw NewerFile(path);
-  if (version != SchemaVersion) Unreadable(path, "the file is damaged: no such version");
+  if (version < 1) Unreadable(path, "the file is damaged: no such version");
   return database;
 }
 
@@ -187,24 +197,25 @@ Attributes::Others OthersAt(Statement& others, std::uint32_t number, bool& more)
 }
 
 void ReadRows(Database& database, const std::string& path, MonitorTable& table) {
-  Statement rows(database, "SELECT number,name" + KeyColumns("") + ",checksum FROM monitor ORDER BY number");
+  const auto keyCount = KeyCount(database);
+  Statement rows(database,
+                 "SELECT number,name" + KeyColumns("", keyCount) + ",checksum FROM monitor ORDER BY number");
   Statement others(database, "SELECT number,key,value FROM monitor_other ORDER BY number");
   bool moreOthers = others.Step();
   while (rows.Step()) {
     if (rows.NumberAt(0) < 1 || rows.NumberAt(0) > LastNumber)
       Unreadable(path, "monitor number out of range");
-    const auto number = static_cast<std::uint32_t>(rows.NumberAt(0));
-    Attributes attributes;
-    for (std::size_t i = 0; i < KnownKeys.size(); ++i)
-      attributes.SetAt(i, std::string(rows.TextAt(static_cast<int>(i) + FirstKeyColumn)));
-    for (auto& [key, value] : OthersAt(others, number, moreOthers))
-      attributes.Set(key, value);
-    const auto name = rows.TextAt(1);
-    if (ChecksumOf(number, name, attributes) !=
-        rows.NumberAt(static_cast<int>(KnownKeys.size()) + FirstKeyColumn))
-      Unreadable(path, "the file is damaged: the monitor " + std::to_string(number) +
+    const auto attributes = std::make_shared<Attributes>();
+    const Row row{static_cast<std::uint32_t>(rows.NumberAt(0)), std::string(rows.TextAt(1)), attributes};
+    for (std::size_t i = 0; i < keyCount; ++i)
+      attributes->SetAt(i, std::string(rows.TextAt(static_cast<int>(i) + FirstKeyColumn)));
+    const auto otherValues = OthersAt(others, row.number, moreOthers);
+    if (ChecksumOf(row, keyCount, otherValues) != rows.NumberAt(static_cast<int>(keyCount) + FirstKeyColumn))
+      Unreadable(path, "the file is damaged: the monitor " + std::to_string(row.number) +
                            " does not match its checksum");
-    table.Add(name, std::move(attributes), number);
+    for (const auto& [key, value] : otherValues)
+      attributes->Set(key, value);
+    table.Add(row.name, std::move(*attributes), row.number);
   }
 }
 
@@ -229,6 +240,19 @@ Contents Load(const std::string& path, std::uint32_t generation, MonitorTypes ty
   return ReadAll(database, path, generation, types);
 }
 
+void KeepCopy(const std::string& path, MonitorTypes types) {
+  const auto copy = GoodCopyOf(path);
+  Database database = OpenOurs(path);
+  try {
+    if (StateOf(copy) == StateIn(database)) return;
+  } catch (const StoreError& error) {
+    if (error.Code() == StoreErrorCode::Failed) throw;
+  }
+  const auto contents = ReadAll(database, path, 0, types);
+  if (contents.table->Count() == 0 && Exists(copy)) return;
+  KeepGoodCopy(database, path);
+}
+
 std::string StateOf(const std::string& path) {
   Database database = OpenOurs(path);
   return StateIn(database);
@@ -237,12 +261,13 @@ std::string StateOf(const std::string& path) {
 std::optional<std::string> Save(const std::string& path, const Changes& changes, MonitorTypes types,
                                 std::string* keptAs) {
   RequireFile(path);
-  bool isReadable = true;
+  bool isReadable = Exists(path) || !Exists(GoodCopyOf(path));
   if (Exists(path)) {
     try {
       Database database = OpenOurs(path);
       const bool isKnown = changes.known && StateIn(database) == *changes.known;
-      if (!changes.all && isKnown) return SaveChanged(database, changes);
+      if (!changes.all && isKnown && KeyCount(database) == KnownKeys.size())
+        return SaveChanged(database, changes);
       // Only a file that we could have loaded may be replaced.
       if (changes.all && !isKnown) (void)ReadAll(database, path, 0, types);
     } catch (const StoreError& error) {

@@ -100,6 +100,11 @@ void Database::Run(const std::string& sql) {
   if (sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) Fail();
 }
 
+void Database::CopyTo(const std::string& path) {
+  MakePrivateFile(path, O_EXCL);
+  Statement(*this, "VACUUM INTO ?").Bind(1, path).Step();
+}
+
 std::int64_t Database::Number(const std::string& sql) {
   Statement statement(*this, sql);
   return statement.Step() ? statement.NumberAt(0) : 0;

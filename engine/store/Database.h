@@ -24,6 +24,8 @@ class Database {
 
   /// Runs statements that give no rows.
   void Run(const std::string& sql);
+  /// Writes a compact copy, mode 0600, to a path where there is no file. It isn't synced.
+  void CopyTo(const std::string& path);
   /// The first column of the first row as a number.
   [[nodiscard]] std::int64_t Number(const std::string& sql);
   /// The first column of the first row as text; empty without a row.

@@ -2,12 +2,14 @@
 
 #include <openssl/crypto.h>
 
+#include <filesystem>
 #include <utility>
 
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
 #include "console/engine/MonitorKeys.h"
 #include "engine/model/Health.h"
+#include "engine/store/GoodCopy.h"
 #include "engine/store/KeepAside.h"
 #include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
@@ -23,28 +25,62 @@ using console::engine::service::ControlPass;
 
 namespace {
 constexpr std::size_t MaxValues = 64;
+constexpr std::chrono::hours CopyPause{1};
 
 // Conditions.
 constexpr std::string_view StateFileUnreadable = "state file unreadable";
 constexpr std::string_view StateFileUnsaved = "state file unsaved";
+constexpr std::string_view StateFileUncopied = "state file not copied";
 }  // namespace
 
 EngineState::EngineState(std::string folder, Writer& writer, Health& health)
     : m_folder(std::move(folder)), m_writer(writer), m_health(health) {
   NewFile::RemoveLeftovers(StateFile::PathIn(m_folder));
   try {
-    Open();
+    const auto path = StateFile::PathIn(m_folder);
+    if (!std::filesystem::exists(std::filesystem::symlink_status(path)) && !GoodCopyTime(path).empty())
+      Recover(path + ": no such file");
+    else
+      Open();
   } catch (const StoreError& error) {
     if (error.Code() != StoreErrorCode::Unreadable) throw;
-    m_file.reset();
-    m_health.Set(StateFileUnreadable, std::string(error.what()) + "; kept as " +
-                                          KeepAside(StateFile::PathIn(m_folder)) +
-                                          ", service-wide values lost until a console starts");
-    Open();
+    Recover(error.what());
   }
   if (!Value(ControlPass).empty()) return;
   m_values[std::string(ControlPass)] = platform::RandomText(16);
   m_file->SetConfig(m_values);
+}
+
+void EngineState::Recover(std::string problem) {
+  const auto path = StateFile::PathIn(m_folder);
+  m_file.reset();
+  if (const auto time = GoodCopyTime(path); !time.empty()) {
+    problem += "; going on with its copy of " + time + "; kept as " + RestoreGoodCopy(path);
+    try {
+      Open();
+      return m_health.Note(StateFileUnreadable, problem);
+    } catch (const StoreError& error) {
+      if (error.Code() != StoreErrorCode::Unreadable) throw;
+      problem += std::string("; ") + error.what();
+      m_file.reset();
+    }
+  }
+  m_health.Set(StateFileUnreadable, problem + "; kept as " + KeepAside(path) +
+                                        ", service-wide values lost until a console starts");
+  Open();
+}
+
+/// At most once an hour, since it is for a day of which nobody hopes that it comes.
+void EngineState::KeepCopy() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < m_nextCopy) return;
+  m_nextCopy = now + CopyPause;
+  m_writer.Run([file = m_file] { file->KeepCopy(); },
+               [this](const std::exception_ptr& error) {
+                 m_health.Set(
+                     StateFileUncopied,
+                     error ? "no copy of the state file: " + platform::ErrorText(error) : std::string());
+               });
 }
 
 void EngineState::Open() {
@@ -74,6 +110,7 @@ void EngineState::Commit(const std::map<std::string, std::string>& values, Compl
                  m_health.Set(StateFileUnreadable, {});  // a console has set the values anew
                  for (const auto& [key, value] : changed)
                    m_values[key] = value;
+                 KeepCopy();
                  done(nullptr);
                });
 }
@@ -92,6 +129,8 @@ std::uint64_t EngineState::Write(StateChanges changes) {
 void EngineState::WriteAtEnd(StateChanges changes) {
   Add(std::move(changes));
   StartWrite();
+  m_nextCopy = {};
+  KeepCopy();
 }
 
 void EngineState::Add(StateChanges changes) {
@@ -113,6 +152,7 @@ void EngineState::StartWrite() {
                    m_failed.Merge(changes);
                  else if (m_failed.IsEmpty())
                    m_written = number;
+                 if (!error) KeepCopy();
                  m_health.Set(StateFileUnsaved, error ? "outages may be notified again after a restart: " +
                                                             platform::ErrorText(error)
                                                       : std::string());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -18,8 +19,9 @@ class Health;
 /// service thread; the state file is written on the writer thread.
 class EngineState {
  public:
-  /// Reads the state file of the folder, or makes it; a damaged one is kept under another name, which
-  /// is reported to `health`. Throws StoreError if the file cannot be worked with.
+  /// Reads the state file of the folder, or makes it. A damaged one is kept under another name, and the last
+  /// good copy takes its place if there is one; so for a lost one. That is reported to `health`. Throws
+  /// StoreError if the file cannot be worked with.
   EngineState(std::string folder, Writer& writer, Health& health);
 
   /// Empty text for a key that was never set.
@@ -45,6 +47,8 @@ class EngineState {
 
  private:
   void Open();
+  void Recover(std::string problem);
+  void KeepCopy();
   void Add(StateChanges changes);
   void StartWrite();
 
@@ -57,7 +61,8 @@ class EngineState {
   StateFile::Contents m_atStart;
   StateChanges m_waiting;
   StateChanges m_failed;  // of writes that failed
-  int m_writes = 0;       // handed to the writer and not yet done
+  std::chrono::steady_clock::time_point m_nextCopy{};
+  int m_writes = 0;  // handed to the writer and not yet done
   std::uint64_t m_asked = 0, m_written = 0;
 };
 

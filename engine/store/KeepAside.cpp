@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "engine/store/GoodCopy.h"
 #include "engine/store/StoreError.h"
 #include "platform/TimeText.h"
 
@@ -26,13 +27,14 @@ std::string KeepAside(const std::string& path) {
   const auto now = platform::LocalTime(std::chrono::system_clock::now());
   const auto name = path + ".unreadable-" + platform::FormatTime("%Y%m%d-%H%M%S", now);
   auto kept = name;
-  for (int i = 2; Exists(kept); ++i)
+  for (int i = 2; Exists(kept) || Exists(GoodCopyOf(kept)); ++i)
     kept = name + "-" + std::to_string(i);
-  if (::rename(path.c_str(), kept.c_str()) != 0) Fail(path);
-  // The journal, if there is one, belongs to it and may be what mends it.
-  if (::rename((path + "-journal").c_str(), (kept + "-journal").c_str()) != 0 && errno != ENOENT)
-    Fail(path + "-journal");
-  return kept;
+  // The journal belongs to it and may be what mends it.
+  for (const char* ending : {"", "-journal", GoodCopyEnding}) {
+    if (::rename((path + ending).c_str(), (kept + ending).c_str()) != 0 && errno != ENOENT)
+      Fail(path + ending);
+  }
+  return Exists(kept) ? kept : GoodCopyOf(kept);
 }
 
 }  // namespace norvane::engine

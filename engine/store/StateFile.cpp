@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "engine/store/Checksum.h"
+#include "engine/store/GoodCopy.h"
 #include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
 #include "platform/FileNames.h"
@@ -358,7 +359,9 @@ void StateFile::SetConfig(const Values& values) {
   Transaction transaction(m_database);
   RowWriter rows(m_database);
   rows.Write(ConfigTable, ChangesOf(values));
-  if (rows.Finish()) transaction.Commit();
+  if (!rows.Finish()) return;
+  transaction.Commit();
+  m_isCopied = false;
 }
 
 StateFile::Contents StateFile::Read() {
@@ -373,7 +376,16 @@ void StateFile::Write(const StateChanges& changes) {
   rows.Write(OutageTable, changes.outages);
   rows.Write(OwedTable, changes.owed);
   rows.Write(SilenceTable, changes.silences);
-  if (rows.Finish()) transaction.Commit();
+  if (!rows.Finish()) return;
+  transaction.Commit();
+  m_isCopied = false;
+}
+
+void StateFile::KeepCopy() {
+  if (m_isCopied) return;
+  CheckAll();
+  KeepGoodCopy(m_database, m_path);
+  m_isCopied = true;
 }
 
 }  // namespace norvane::engine

@@ -35,6 +35,9 @@ class StateFile {
   /// What is on disk already costs no write.
   void Write(const StateChanges& changes);
 
+  /// Renews the last good copy, once all of the file was found good, unless it has changed nothing since.
+  void KeepCopy();
+
  private:
   [[nodiscard]] static std::string MadeIn(const std::string& folder);
   void Migrate();
@@ -42,6 +45,7 @@ class StateFile {
 
   std::string m_path;
   Database m_database;
+  bool m_isCopied = false;
 };
 
 }  // namespace norvane::engine

@@ -6,6 +6,7 @@
 #include "console/engine/EngineError.h"
 #include "engine/model/Health.h"
 #include "engine/store/DataFile.h"
+#include "engine/store/GoodCopy.h"
 #include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
 #include "engine/store/Writer.h"
@@ -24,6 +25,8 @@ namespace fs = std::filesystem;
 // Conditions.
 constexpr std::string_view DataFileUnreadable = "data file unreadable";
 constexpr std::string_view DataFileUnsaved = "data file unsaved";
+constexpr std::string_view DataFileUncopied = "data file not copied";
+constexpr std::chrono::hours CopyPause{1};
 
 /// A name that cannot be resolved stays as it is.
 fs::path Canonical(const fs::path& path) {
@@ -79,12 +82,17 @@ std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
     auto contents = datafile::Load(m_dataFile, m_lastGeneration, m_types);
     m_saved = SavedMark{std::move(contents.state), contents.table->LastChange()};
     m_servedFile = m_dataFile;
+    KeepCopy();
     return std::move(contents.table);
   } catch (const StoreError& error) {
     if (error.Code() == StoreErrorCode::Failed || error.Code() == StoreErrorCode::Newer) throw;
-    if (error.Code() == StoreErrorCode::Unreadable)
+    const auto copied = GoodCopyTime(m_dataFile);
+    if (error.Code() == StoreErrorCode::Unreadable || !copied.empty())
       m_health.Set(DataFileUnreadable,
-                   std::string("cannot read the data file, started without monitors: ") + error.what());
+                   std::string("cannot read the data file, started without monitors: ") + error.what() +
+                       (copied.empty() ? ""
+                                       : "; to go on with its copy of " + copied + ": norvanectl load " +
+                                             GoodCopyOf(m_dataFile)));
     return std::make_unique<MonitorTable>(m_lastGeneration, m_types);
   }
 }
@@ -158,7 +166,20 @@ void Storage::Save(const std::string& path, Completion done) {
 
 void Storage::SaveDataFile(Completion done) {
   if (m_client.Table().Count() == 0 && m_health.Now().contains(DataFileUnreadable)) return done(nullptr);
+  m_nextCopy = {};
   Save(m_dataFile, std::move(done));
+}
+
+void Storage::KeepCopy() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < m_nextCopy) return;
+  m_nextCopy = now + CopyPause;
+  m_writer.Run([path = m_dataFile, types = m_types] { datafile::KeepCopy(path, types); },
+               [this](const std::exception_ptr& error) {
+                 m_health.Set(
+                     DataFileUncopied,
+                     error ? "no copy of the data file: " + platform::ErrorText(error) : std::string());
+               });
 }
 
 void Storage::RetrySave() {
@@ -198,7 +219,7 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
       [this, saving, path, done = std::move(done)](std::exception_ptr error) {
         try {
           if (!saving->keptAs.empty())
-            m_health.Note("kept aside", path + " was not a readable data file; kept as " + saving->keptAs);
+            m_health.Note("kept aside", path + " could not be read; kept as " + saving->keptAs);
           if (error) std::rethrow_exception(error);
           if (!saving->state) return StartSave(path, true, done);
           if (path == m_dataFile) {
@@ -206,6 +227,7 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
             m_servedFile = path;
             m_health.Set(DataFileUnreadable, {});
             m_health.Set(DataFileUnsaved, {});
+            KeepCopy();
           }
         } catch (...) {
           error = std::current_exception();

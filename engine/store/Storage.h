@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <exception>
@@ -37,9 +38,9 @@ class Storage {
   Storage(Client& client, Writer& writer, Health& health, std::string folder, MonitorTypes types);
 
   /// The monitors of the folder's data file; none if there is no file, or a damaged one, which the next save
-  /// keeps under another name. Throws StoreError if it merely cannot be read just now: by the next save it
-  /// may be well again, and an engine without monitors would replace it. So for a symbolic link. Removes what
-  /// killed saves left.
+  /// keeps under another name: the condition says how its last good copy is loaded. Throws StoreError if it
+  /// merely cannot be read just now: by the next save it may be well again, and an engine without monitors
+  /// would replace it. So for a symbolic link. Removes what killed saves left.
   [[nodiscard]] std::unique_ptr<MonitorTable> LoadAtStart();
 
   // Relative paths start at the folder.
@@ -68,6 +69,7 @@ class Storage {
   void StartLoad(const std::string& path, Completion done);
   void Adopt(const std::string& path, datafile::Contents& contents);
   void StartSave(const std::string& path, bool everything, Completion done);
+  void KeepCopy();
   void Gather(const std::string& path, bool everything, Saving& saving) const;
 
   Client& m_client;
@@ -79,6 +81,7 @@ class Storage {
   std::string m_servedFile;  // the file whose monitors these are; empty if they are of no file
   std::optional<SavedMark> m_saved;
   std::uint32_t m_lastGeneration = 1;
+  std::chrono::steady_clock::time_point m_nextCopy{};
   std::deque<std::function<void()>> m_steps;  // the first one runs
 };
 

@@ -13,6 +13,7 @@
 #include <random>
 
 #include "engine/checks/ProbeTable.h"
+#include "engine/store/Checksum.h"
 #include "engine/store/Database.h"
 #include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
@@ -294,6 +295,63 @@ TEST(DataFile, ASingleFlippedBitIsNeverTakenForData) {
     }
   }
   EXPECT_GT(refused, 40);
+}
+
+/// The first version: 18 keys, here without a column for any later one.
+TEST(DataFile, AFileOfAnEarlierVersionIsReadAndTheNextSaveGivesItTheNewForm) {
+  const TempFolder folder;
+  const auto path = folder / "data";
+  std::string columns, values;
+  Checksum sum;
+  sum.Add(7);
+  sum.Add("WebMonitor Of old");
+  for (std::size_t i = 0; i < 18; ++i) {
+    const std::string key(console::engine::KnownKeys[i]), value = "value of " + key;
+    columns += "\"" + key + "\" TEXT NOT NULL,";
+    values += "'" + value + "',";
+    sum.Add(value);
+  }
+  // What had no column then may have one now.
+  const std::string last(console::engine::KnownKeys.back()), other = last == keys::Result ? "other" : last;
+  sum.Add(other);
+  sum.Add("x");
+  Database(path, Database::Mode::Create)
+      .Run("CREATE TABLE monitor(number INTEGER PRIMARY KEY,name TEXT NOT NULL," + columns +
+           "checksum INTEGER NOT NULL)STRICT;"
+           "CREATE TABLE monitor_other(number INTEGER NOT NULL,key TEXT NOT NULL,value TEXT NOT NULL,"
+           "PRIMARY KEY(number,key))STRICT,WITHOUT ROWID;"
+           "CREATE TABLE file_state(state TEXT NOT NULL,monitors INTEGER NOT NULL)STRICT;"
+           "INSERT INTO file_state VALUES('first',1);"
+           "PRAGMA application_id=1315926646;PRAGMA user_version=1;"
+           "INSERT INTO monitor VALUES(7,'WebMonitor Of old'," +
+           values + std::to_string(sum.Value()) + ");INSERT INTO monitor_other VALUES(7,'" + other +
+           "','x')");
+  const auto before = Read(path);
+  const auto contents = datafile::Load(path, 1, ProbeTable());
+  const Monitor* old = contents.table->Find("WebMonitor Of old");
+  ASSERT_NE(old, nullptr) << before;
+  EXPECT_EQ(old->attributes->Get(keys::Status), "value of Status");
+  EXPECT_EQ(old->attributes->Get(other), "x");
+
+  datafile::Changes changes;
+  changes.all = false;
+  changes.known = contents.state;
+  changes.rows = {RowOf(8, "WebMonitor Of new", "")};
+  changes.total = 2;
+  std::string keptAs;
+  if (!datafile::Save(path, changes, ProbeTable(), &keptAs)) {
+    changes.all = true;
+    changes.rows.insert(changes.rows.begin(), {7, old->name, old->attributes});
+    SaveOk(path, changes);
+  }
+  EXPECT_EQ(Read(path), before + Read(path).substr(before.size()));
+  EXPECT_EQ(datafile::Load(path, 1, ProbeTable()).table->Count(), 2u);
+  const auto saved = Sample(1);
+  SaveOk(folder / "today", saved);
+  const auto version = [](const std::string& file) {
+    return Database(file, Database::Mode::Write).Number("PRAGMA user_version");
+  };
+  EXPECT_EQ(version(path), version(folder / "today"));
 }
 
 TEST(DataFile, AFailedSaveLeavesTheOldState) {
