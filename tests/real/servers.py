@@ -148,6 +148,8 @@ class Exim(Daemon):
             pid_file_path = {folder}/exim.pid
             spool_directory = {folder}/spool
             log_file_path = {folder}/spool/%slog
+            log_selector = +smtp_connection
+            smtp_accept_queue_per_connection = 0
             deliver_drop_privilege
             keep_environment =
             tls_advertise_hosts = *

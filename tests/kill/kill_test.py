@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""kill_test.py BIN [SECTION...] [--short] [--seed N]: kills, restarts and starves the engine in the folder BIN, and
+damages its files, and counts what was lost or came twice. Fails if a promise is broken."""
+import argparse
+import concurrent.futures
+import importlib
+import pathlib
+import random
+import shutil
+import sys
+import tempfile
+import time
+
+import engine
+
+SECTIONS = ("messages", "orderly", "daily", "away", "monitors", "state", "storm")
+
+
+class Report:
+    """What a section found."""
+
+    def __init__(self, section):
+        self.section, self.rows, self.notes, self.broken = section, [], [], []
+
+    def add(self, case, **figures):
+        self.rows.append({"case": case} | {name.replace("_", " "): str(value) for name, value in figures.items()})
+        print(f"  {self.section}: " + ", ".join(f"{name} {value}" for name, value in self.rows[-1].items()), flush=True)
+
+    def note(self, text):
+        self.notes.append(text)
+
+    def require(self, holds, otherwise):
+        if not holds:
+            self.broken.append(otherwise)
+
+    def table(self):
+        columns = list(dict.fromkeys(name for row in self.rows for name in row))
+        lines = [columns] + [[row.get(name, "") for name in columns] for row in self.rows]
+        widths = [max(len(line[i]) for line in lines) for i in range(len(columns))]
+        for line in lines:
+            print("  " + "  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip())
+        for note in self.notes:
+            print("  " + note)
+
+
+def run_section(name, arguments, folder):
+    print(f"== {name}, seed {arguments.seed}", flush=True)
+    report, begin = Report(name), time.monotonic()
+    try:
+        importlib.import_module(name).run(folder / name, random.Random(arguments.seed), arguments.short, report)
+    except (OSError, RuntimeError) as error:  # TimeoutError is one
+        report.broken.append(str(error))
+    report.note(f"{time.monotonic() - begin:.0f} s")
+    return report
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("bin", type=pathlib.Path)
+    parser.add_argument("sections", nargs="*", metavar="SECTION", help=", ".join(SECTIONS))
+    parser.add_argument("--short", action="store_true", help="two minutes in all")
+    parser.add_argument("--seed", type=int, default=random.randrange(1 << 32))
+    parser.add_argument("--keep", action="store_true", help="keep the engines' folders")
+    arguments = parser.parse_intermixed_args()
+    if unknown := set(arguments.sections) - set(SECTIONS):
+        parser.error(f"unknown section: {', '.join(unknown)}")
+    engine.BIN = arguments.bin.resolve()
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="norvane-kill-"))
+    folder.chmod(0o755)  # real servers run as somebody else
+    names = arguments.sections or SECTIONS
+    with concurrent.futures.ThreadPoolExecutor(len(names) if arguments.short else 1) as pool:
+        reports = dict(zip(names, pool.map(lambda name: run_section(name, arguments, folder), names)))
+    for name, report in reports.items():
+        print(f"\n{name}, seed {arguments.seed}{', short' if arguments.short else ''}")
+        report.table()
+        for text in report.broken:
+            print(f"  BROKEN: {text}")
+    if arguments.keep:
+        print(f"folders: {folder}")
+    else:
+        shutil.rmtree(folder, ignore_errors=True)
+    sys.exit(1 if any(report.broken for report in reports.values()) else 0)
+
+
+main()
