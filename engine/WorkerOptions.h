@@ -21,7 +21,7 @@ struct WorkerOptions {
   /// Threads for checks; 0: one for each CPU that the process may use, at most `MaxDefaultThreads`.
   std::size_t threads = 0;
   /// Checks a second that a thread has to make before the next one is used.
-  double enoughForThread = 20;
+  double enoughForThread = 200;
   /// Checks in flight at most in each of them; 0: as many as the process may have descriptors for, within
   /// reason. Further ones wait.
   std::size_t maxInFlight = 0;
