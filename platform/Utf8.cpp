@@ -1,11 +1,15 @@
 #include "platform/Utf8.h"
 
 #include <unictype.h>
+#include <uninorm.h>
 #include <unistr.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 
 namespace norvane::platform {
 namespace {
@@ -75,6 +79,16 @@ std::string ValidUtf8(std::string_view bytes) {
     text += bytes.substr(0, valid);
   }
   return text;
+}
+
+std::string CompatibilityForm(std::string_view text) {
+  std::size_t size = 0;
+  const std::unique_ptr<std::uint8_t, decltype(&std::free)> form(
+      u8_normalize(UNINORM_NFKC, reinterpret_cast<const std::uint8_t*>(text.data()), text.size(), nullptr,
+                   &size),
+      &std::free);
+  if (form == nullptr) throw std::bad_alloc();
+  return {reinterpret_cast<const char*>(form.get()), size};
 }
 
 }  // namespace norvane::platform

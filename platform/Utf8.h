@@ -48,4 +48,8 @@ struct Utf8Character {
 /// `bytes` with U+FFFD in place of each byte that is no part of a valid character.
 [[nodiscard]] std::string ValidUtf8(std::string_view bytes);
 
+/// Valid `text` in Unicode's form NFKC, in which characters that mean the same are the same. Throws
+/// std::bad_alloc.
+[[nodiscard]] std::string CompatibilityForm(std::string_view text);
+
 }  // namespace norvane::platform

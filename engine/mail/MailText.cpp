@@ -1,13 +1,12 @@
 #include "engine/mail/MailText.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
 
 #include "engine/net/Reason.h"
+#include "platform/Base64.h"
 #include "platform/Utf8.h"
 
 namespace norvane::engine {
@@ -18,15 +17,6 @@ constexpr std::size_t MaxHeaderLine = 76;
 constexpr std::size_t MaxBodyLine = 998;  // RFC 5322, without its end
 constexpr std::string_view WordBegin = "=?UTF-8?B?";
 constexpr std::string_view WordEnd = "?=";
-
-std::string Base64(std::string_view bytes) {
-  std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');  // OpenSSL adds a zero
-  const auto size =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<std::size_t>(size));
-  return text;
-}
 
 /// With line ends of any kind made CR LF.
 std::string WithNetworkLineEnds(std::string_view body) {
@@ -57,7 +47,7 @@ bool IsPlainBody(std::string_view text) {
 }
 
 std::string Base64Lines(const std::string& text) {
-  const auto encoded = Base64(text);
+  const auto encoded = platform::EncodeBase64(text);
   std::string lines;
   for (std::size_t from = 0; from < encoded.size(); from += MaxHeaderLine)
     lines += encoded.substr(from, MaxHeaderLine) + "\r\n";
@@ -93,7 +83,7 @@ std::string HeaderText(std::string_view name, std::string_view text) {
     if (!header.empty()) header += "\r\n ";
     const auto maxSize = (MaxHeaderLine - column - WordBegin.size() - WordEnd.size()) / 4 * 3;
     const auto part = platform::WholeCharacters(rest, maxSize);
-    header.append(WordBegin).append(Base64(part)).append(WordEnd);
+    header.append(WordBegin).append(platform::EncodeBase64(part)).append(WordEnd);
     rest.remove_prefix(part.size());
   }
   return header;
