@@ -25,8 +25,8 @@ LoopThread::LoopThread(LoopsShared& shared)
       m_resolver(m_loop, shared.options.resolver),
       m_tls(shared.options.caFile),
       m_calls(m_loop),
-      m_context{m_loop,           m_resolver, m_tls,      shared.options.caFile, shared.options.charset,
-                shared.pageQuota, m_calls,    shared.pool} {
+      m_context{m_loop,           m_resolver, m_tls,       shared.options.caFile,     shared.options.charset,
+                shared.pageQuota, m_calls,    shared.pool, shared.options.mailServers} {
   m_alarm.Set(m_loop.Now());  // from now on `Set` allocates nothing
 }
 

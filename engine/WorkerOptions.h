@@ -5,6 +5,7 @@
 #include <string>
 
 #include "engine/checks/ProbeTable.h"
+#include "engine/mail/MailServerTable.h"
 #include "engine/net/EventLoop.h"
 #include "engine/net/Resolver.h"
 #include "platform/LegacyCharset.h"
@@ -28,6 +29,7 @@ struct WorkerOptions {
   /// Bytes of pages held at once at most; a check whose page exceeds them fails.
   std::size_t maxPageBytes = std::size_t{256} << 20;
   MonitorTypes types = ProbeTable();
+  MailServerTable mailServers{};
   Resolver::Options resolver{};
   /// These are called from all threads.
   EventLoop::Clock clock = &std::chrono::steady_clock::now;

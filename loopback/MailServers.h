@@ -42,6 +42,10 @@ class MailServer {
     bool isGreeted = false, isSecured = false;
     std::string account{}, from{}, to{}, text{};
     bool isInText = false;
+    int mails = 0;                     // so far
+    std::string mechanism{};           // of the logon under way
+    std::vector<std::string> logon{};  // what the client has said in it
+    [[nodiscard]] bool IsLoggingOn() const { return !mechanism.empty(); }
   };
 
   explicit MailServer(Options options);
@@ -112,6 +116,11 @@ class SmtpServer : public MailServer {
     Options common{};
     bool knowsEhlo = true;
     bool offersUtf8 = true;
+    std::string mechanisms{};  ///< of logons, offered with and without TLS
+    std::string user{}, password{};
+    bool forgesSignature = false;  ///< does not know the password itself
+    int maxMails = 0;              ///< of a connection; 0: any number
+    std::string limits{};          ///< offered, as "MAILMAX=3"
   };
 
   SmtpServer() : SmtpServer(SmtpOptions{}) {}
@@ -125,6 +134,8 @@ class SmtpServer : public MailServer {
   MailAnswer Answer(Session& session, const std::string& line) override;
   [[nodiscard]] MailAnswer ReceiveText(Session& session, const std::string& line);
   [[nodiscard]] std::string Extensions(const Session& session) const;
+  [[nodiscard]] MailAnswer LogOn(Session& session);
+  [[nodiscard]] MailAnswer LogOnByScram(Session& session) const;
 
   SmtpOptions m_smtp;
   std::vector<ReceivedMail> m_mails;

@@ -1,6 +1,7 @@
 #include "service/Config.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -123,7 +124,13 @@ Config Config::Read(const std::string& path) {
     if (!name.empty() && unknown.insert(platform::AsciiUpper(name)).second)
       config.remarks.push_back("config.ini: unknown " + name);
   };
+  const auto folder = std::filesystem::path(path).parent_path().string();
   for (const auto& section : file.sections) {
+    if (engine::MailServerTable::IsMailServer(section.name)) {
+      const auto wrong = config.mailServers.Add(section, folder);
+      if (!wrong.empty()) config.remarks.push_back("config.ini: " + wrong);
+      continue;
+    }
     note(Unknown(section, nullptr));
     for (const auto& entry : section.entries)
       note(Unknown(section, &entry));

@@ -16,6 +16,7 @@ struct Config {
   platform::LegacyCharset charset{};
   std::size_t checkThreads = 0;  ///< 0: one for each CPU
   engine::AdminAddress admin{};
+  engine::MailServerTable mailServers{};
   std::chrono::hours logAge{90 * 24};  ///< 0: for ever
 
   /// Why the file could not be read, or which line of it; empty if it could, or if there is none.

@@ -108,6 +108,7 @@ std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, const Conf
   options.folder = folder;
   options.caFile = config.caFile;
   options.charset = config.charset;
+  options.mailServers = config.mailServers;
   options.maxPageBytes = std::min(options.maxPageBytes, platform::MemoryLimit() / 4);
   options.threads = config.checkThreads;
   options.log = log;

@@ -1,24 +1,24 @@
 #include "engine/mail/MailSession.h"
 
+#include <algorithm>
 #include <utility>
 
-#include "engine/net/Reason.h"
 #include "platform/Ascii.h"
 
 namespace norvane::engine {
 
 namespace {
 
-/// Servers are bound to take lines of 512 bytes and no more.
-constexpr std::size_t MaxArgument = 480;
-
-/// `text` with "***" for every `secret` in it, whatever its letter case.
-std::string Masked(std::string_view text, const std::string& secret) {
+/// `text` with "***" for every secret in it, whatever its letter case.
+std::string Masked(std::string_view text, const std::vector<std::string>& secrets) {
   std::string masked;
   while (!text.empty()) {
-    const bool isSecret = !secret.empty() && platform::StartsWithIgnoringCase(text, secret);
+    const auto secret = std::ranges::find_if(secrets, [&](const std::string& each) {
+      return !each.empty() && platform::StartsWithIgnoringCase(text, each);
+    });
+    const bool isSecret = secret != secrets.end();
     masked += isSecret ? "***" : text.substr(0, 1);
-    text.remove_prefix(isSecret ? secret.size() : 1);
+    text.remove_prefix(isSecret ? secret->size() : 1);
   }
   return masked;
 }
@@ -36,13 +36,16 @@ MailSession::MailSession(ProbeContext& context, std::string_view protocol, const
 
 void MailSession::Begin() {
   if (auto failure = InputFailure(); !failure.empty()) return m_client.Ended(Failure(failure));
-  Open();
+  m_dialogue = DequeueKept();
+  if (!m_dialogue) return Open();
+  m_dialogue->HandOver(m_client, *this);
+  EndBy(Resume());
 }
 
 void MailSession::Open() {
   const auto address = ServerAddress::Parse(m_server, m_schemes);
   if (!address) return m_client.Ended("invalid " + std::string(m_protocol) + " server address");
-  m_dialogue.emplace(m_context, m_client, static_cast<LineDialogue::Client&>(*this));
+  m_dialogue = std::make_unique<LineDialogue>(m_context, m_client, static_cast<LineDialogue::Client&>(*this));
   m_dialogue->Open(*address, m_timeout);
 }
 
@@ -53,9 +56,11 @@ std::string_view MailSession::Step() const {
 
 void MailSession::GoOn() {
   while (const auto line = m_dialogue->NextLine()) {
-    if (auto outcome = Receive(*line)) {
-      m_dialogue->Send("QUIT\r\n");
-      return m_client.Ended(std::move(*outcome));
+    auto outcome = Receive(*line);
+    if (outcome) return EndBy(std::move(outcome));
+    if (std::exchange(m_reconnects, false)) {
+      SayGoodbye();
+      return Open();
     }
   }
   const auto& failure = m_dialogue->Failure();
@@ -65,24 +70,30 @@ void MailSession::GoOn() {
   m_client.Ended(wasTalking ? Failure(std::string(StepName()) + ": " + failure) : failure);
 }
 
+void MailSession::EndBy(Outcome outcome) {
+  if (!outcome) return;
+  Leave(outcome->empty());
+  m_client.Ended(std::move(*outcome));
+}
+
+void MailSession::Leave(bool) {
+  SayGoodbye();
+}
+
+void MailSession::SayGoodbye() {
+  m_dialogue->Send("QUIT\r\n");
+}
+
 std::string MailSession::Failure(std::string_view what) const {
   return std::string(m_protocol) + ": " + std::string(what);
 }
 
 std::string MailSession::Refused(std::string_view reply) const {
-  return Failure(std::string(StepName()) + " refused: " + Masked(reply, m_secret));
+  return Failure(std::string(StepName()) + " refused: " + Masked(reply, m_secrets));
 }
 
 std::string MailSession::WrongProtocol() const {
   return "the reply is not " + std::string(m_protocol);
-}
-
-std::string ArgumentFailure(std::string_view what, std::string_view text) {
-  const auto the = "the " + std::string(what);
-  if (text.empty()) return the + " is missing";
-  if (text.size() > MaxArgument) return the + " is too long";
-  if (PlainText(text, text.size()) != text) return the + " contains invalid characters";
-  return {};
 }
 
 }  // namespace norvane::engine

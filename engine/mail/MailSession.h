@@ -1,10 +1,14 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
+#include "engine/mail/MailArguments.h"
 #include "engine/net/LineDialogue.h"
 
 namespace norvane::engine {
@@ -25,18 +29,31 @@ class MailSession : public Probe, private LineDialogue::Client {
   MailSession(ProbeContext& context, std::string_view protocol, const ServerSchemes& schemes,
               std::string server, std::chrono::milliseconds timeout, ProbeClient& client);
 
-  /// What is never shown, even if a server says it; empty if there is none.
-  std::string m_secret;
+  /// What is never shown, even if a server says it.
+  std::vector<std::string> m_secrets;
+  /// Set by `Receive`: the session begins anew, on another connection, for which it is prepared.
+  bool m_reconnects = false;
 
   /// Why the session cannot even begin; empty if it can.
   [[nodiscard]] virtual std::string InputFailure() const = 0;
+  /// A connection on which an earlier session was good, if there is one; `Resume` goes on with it.
+  [[nodiscard]] virtual std::unique_ptr<LineDialogue> DequeueKept() { return nullptr; }
+  [[nodiscard]] virtual Outcome Resume() { return std::nullopt; }
+  /// The session has ended.
+  virtual void Leave(bool isGood);
   /// Of the step that waits for an answer.
   [[nodiscard]] virtual std::string_view StepName() const = 0;
   [[nodiscard]] virtual Outcome Receive(std::string_view line) = 0;
   /// The connection broke. True if the session begins anew, on another one, and is prepared for it.
   [[nodiscard]] virtual bool BeginsAnew() { return false; }
 
+  [[nodiscard]] ProbeContext& Context() { return m_context; }
+  [[nodiscard]] EventOwner& Owner() { return m_client; }
   [[nodiscard]] LineDialogue& Dialogue() { return *m_dialogue; }
+  /// In `Leave`.
+  [[nodiscard]] std::unique_ptr<LineDialogue> ReleaseDialogue() { return std::move(m_dialogue); }
+  /// Ends the session, and this object, if there is an outcome.
+  void EndBy(Outcome outcome);
   /// A failure of the protocol, for the user.
   [[nodiscard]] std::string Failure(std::string_view what) const;
   /// The server refused the present step, with its reply.
@@ -46,6 +63,7 @@ class MailSession : public Probe, private LineDialogue::Client {
  private:
   void GoOn() final;
   void Open();
+  void SayGoodbye();
 
   std::string_view m_protocol;
   ServerSchemes m_schemes;
@@ -53,11 +71,7 @@ class MailSession : public Probe, private LineDialogue::Client {
   std::string m_server;
   std::chrono::milliseconds m_timeout;
   ProbeClient& m_client;
-  std::optional<LineDialogue> m_dialogue;
+  std::unique_ptr<LineDialogue> m_dialogue;
 };
-
-/// Why `text` cannot be said in a command, as "the account is too long" for `what` "account";
-/// empty if it can. Whatever could end a line, and so begin a command of its own, is among the reasons.
-[[nodiscard]] std::string ArgumentFailure(std::string_view what, std::string_view text);
 
 }  // namespace norvane::engine

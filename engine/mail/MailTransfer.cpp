@@ -4,11 +4,21 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
+#include <charconv>
+#include <optional>
+#include <stdexcept>
 #include <utility>
 
+#include "engine/mail/MailConnections.h"
+#include "engine/mail/MailServerTable.h"
 #include "engine/mail/MailSession.h"
 #include "engine/mail/MailText.h"
+#include "engine/mail/SaslClient.h"
+#include "engine/net/LoopQueue.h"
+#include "engine/net/ThreadPool.h"
 #include "platform/Ascii.h"
+#include "platform/Base64.h"
 #include "platform/Blanks.h"
 #include "platform/RandomText.h"
 #include "platform/Utf8.h"
@@ -17,19 +27,41 @@ namespace norvane::engine {
 
 namespace {
 
-constexpr ServerSchemes Schemes{"smtp", 25, "smtps", 465};
 constexpr std::size_t CodeSize = 3;
+constexpr std::size_t MaxCommand = 510;  // RFC 5321, without its end
+/// Mails through one connection, unless the server wants fewer; servers close it after some hundred.
+constexpr std::size_t MaxMails = 100;
+
+using Security = MailServerSettings::Security;
+
+ServerSchemes SchemesFor(const MailServerSettings& settings) {
+  auto schemes = MailSchemes;
+  schemes.isAlwaysSecure = settings.security == Security::Tls;
+  if (schemes.isAlwaysSecure) schemes.plainPort = schemes.securePort;
+  return schemes;
+}
 
 class MailTransfer final : public MailSession {
  public:
-  MailTransfer(ProbeContext& context, Mail mail, std::chrono::milliseconds timeout, ProbeClient& client)
-      : MailSession(context, "SMTP", Schemes, mail.server, timeout, client), m_mail(std::move(mail)) {
+  MailTransfer(ProbeContext& context, const MailServerSettings& settings, Mail mail,
+               std::chrono::milliseconds timeout, ProbeClient& client, MailConnections* connections)
+      : MailSession(context, "SMTP", SchemesFor(settings), mail.server, timeout, client),
+        m_settings(settings),
+        m_connections(connections),
+        m_mail(std::move(mail)) {
     for (auto* address : {&m_mail.from, &m_mail.to})
       *address = std::string(platform::Trimmed(*address));
   }
 
  private:
-  enum At : std::size_t { Greeting, Ehlo, Helo, StartTls, MailFrom, RcptTo, Data, Text, Done, Refusal };
+  enum At : std::size_t { Greeting, Ehlo, Helo, StartTls, Auth, MailFrom, RcptTo, Data, Text, Done, Refusal };
+  /// What the server says of itself.
+  struct Offers {
+    bool tls = false;
+    bool utf8 = false;
+    std::string mechanisms{};  ///< of logons, separated by blanks
+    std::size_t mails = MaxMails;
+  };
   struct Row {
     std::string_view name;                   ///< in reasons
     std::string (MailTransfer::*command)();  ///< what is said; none: the server speaks first
@@ -42,57 +74,64 @@ class MailTransfer final : public MailSession {
   [[nodiscard]] std::string InputFailure() const override;
   [[nodiscard]] std::string_view StepName() const override { return Rows[m_at].name; }
   [[nodiscard]] Outcome Receive(std::string_view line) override;
-  void ParseExtension(std::string_view name);
+  [[nodiscard]] bool BeginsAnew() override;
+  [[nodiscard]] std::unique_ptr<LineDialogue> DequeueKept() override;
+  [[nodiscard]] Outcome Resume() override { return Enter(MailFrom); }
+  void Leave(bool isGood) override;
+  void ParseExtension(std::string_view text);
   [[nodiscard]] Outcome Answered();
   [[nodiscard]] Outcome Enter(At at);
+  [[nodiscard]] At Skipped(At at);
+  [[nodiscard]] bool IsReplaceable(std::string_view answer) const;
+  [[nodiscard]] std::string BeginLogon();
+  [[nodiscard]] Outcome Challenged(std::string_view text);
+  [[nodiscard]] std::string Encoded(const std::string& response);
   [[nodiscard]] const std::string& Self();
 
   [[nodiscard]] std::string SayEhlo() { return "EHLO " + Self(); }
   [[nodiscard]] std::string SayHelo() { return "HELO " + Self(); }
   [[nodiscard]] std::string SayStartTls() { return "STARTTLS"; }
+  [[nodiscard]] std::string SayAuth();
   [[nodiscard]] std::string SayMailFrom();
   [[nodiscard]] std::string SayRcptTo() { return "RCPT TO:<" + m_mail.to + ">"; }
   [[nodiscard]] std::string SayData() { return "DATA"; }
   [[nodiscard]] std::string SayText();
 
+  const MailServerSettings& m_settings;
+  MailConnections* m_connections;  // none if it shares none
   Mail m_mail;
   std::string m_self;  // once it is asked for
   At m_at = Greeting;
   std::string m_answer;  // code and text of all lines so far
-  bool m_offersTls = false;
-  bool m_offersUtf8 = false;
+  Offers m_offers;
+  bool m_isKept = false;  // the connection has transferred mails before
+  std::shared_ptr<SaslClient> m_logon;
+  std::optional<std::string> m_firstResponse;  // of a logon, if it was too long for the command
+  std::shared_ptr<void> m_computing;           // while the logon computes
 };
 
 const std::array<MailTransfer::Row, MailTransfer::Done> MailTransfer::Rows{{
     {"greeting", nullptr, '2', Ehlo, Refusal},
     {"EHLO", &MailTransfer::SayEhlo, '2', StartTls, Helo},
     {"HELO", &MailTransfer::SayHelo, '2', MailFrom, Refusal},
-    {"STARTTLS", &MailTransfer::SayStartTls, '2', Ehlo, MailFrom},
+    {"STARTTLS", &MailTransfer::SayStartTls, '2', Ehlo, Auth},
+    {"AUTH", &MailTransfer::SayAuth, '2', MailFrom, Refusal},
     {"MAIL FROM", &MailTransfer::SayMailFrom, '2', RcptTo, Refusal},
     {"RCPT TO", &MailTransfer::SayRcptTo, '2', Data, Refusal},
     {"DATA", &MailTransfer::SayData, '3', Text, Refusal},
     {"message", &MailTransfer::SayText, '2', Done, Refusal},
 }};
 
-/// Parts of an address that would end it in a command or a header.
-constexpr std::string_view AddressBreakers = " <>";
-
-std::string AddressFailure(std::string_view what, std::string_view address) {
-  auto failure = ArgumentFailure(what, address);
-  if (failure.empty() && address.find_first_of(AddressBreakers) != std::string_view::npos)
-    failure = "the " + std::string(what) + " is not a bare mail address";
-  return failure;
-}
-
 /// This machine's name, if it is one that a stranger could look up.
 std::string FullHostName() {
   std::array<char, 256> buffer{};
   if (::gethostname(buffer.data(), buffer.size() - 1) != 0) return {};
-  const auto address = ServerAddress::Parse(buffer.data(), Schemes);
+  const auto address = ServerAddress::Parse(buffer.data(), MailSchemes);
   return address && address->host.find('.') != std::string::npos ? address->host : std::string();
 }
 
 std::string MailTransfer::InputFailure() const {
+  if (!m_settings.error.empty()) return m_settings.error;
   auto failure = AddressFailure("sender", m_mail.from);
   return failure.empty() ? AddressFailure("recipient", m_mail.to) : failure;
 }
@@ -113,7 +152,8 @@ std::string MailTransfer::SayMailFrom() {
 }
 
 std::string MailTransfer::SayText() {
-  return DotStuffed(MessageText(m_mail, Self(), platform::RandomText(16), std::chrono::system_clock::now()));
+  const auto identity = m_mail.identity.empty() ? platform::RandomText(16) : m_mail.identity;
+  return DotStuffed(MessageText(m_mail, Self(), identity, std::chrono::system_clock::now()));
 }
 
 MailTransfer::Outcome MailTransfer::Receive(std::string_view line) {
@@ -122,42 +162,154 @@ MailTransfer::Outcome MailTransfer::Receive(std::string_view line) {
   const char mark = line.size() > CodeSize ? line[CodeSize] : ' ';
   if (!hasCode || (mark != ' ' && mark != '-')) return WrongProtocol();
   const auto text = line.substr(std::min(line.size(), CodeSize + 1));
-  if (m_at == Ehlo) ParseExtension(text.substr(0, text.find(' ')));
+  if (m_at == Ehlo) ParseExtension(text);
   if (m_answer.empty()) m_answer = line.substr(0, CodeSize);
   m_answer.append(" ").append(text);
   return mark == '-' ? std::nullopt : Answered();
 }
 
-void MailTransfer::ParseExtension(std::string_view name) {
-  m_offersTls = m_offersTls || platform::EqualsIgnoringCase(name, "STARTTLS");
-  m_offersUtf8 = m_offersUtf8 || platform::EqualsIgnoringCase(name, "SMTPUTF8");
+void MailTransfer::ParseExtension(std::string_view text) {
+  const auto name = text.substr(0, text.find(' '));
+  const auto rest = text.substr(std::min(text.size(), name.size() + 1));
+  const auto is = [&](std::string_view extension) { return platform::EqualsIgnoringCase(name, extension); };
+  if (is("STARTTLS")) m_offers.tls = true;
+  if (is("SMTPUTF8")) m_offers.utf8 = true;
+  if (is("AUTH")) m_offers.mechanisms = rest;
+  constexpr std::string_view MailMax = "MAILMAX=";  // RFC 9422
+  if (const auto at = rest.find(MailMax); is("LIMITS") && at != std::string_view::npos) {
+    const auto number = rest.substr(at + MailMax.size());
+    std::from_chars(number.data(), number.data() + number.size(), m_offers.mails);
+    m_offers.mails = std::min(m_offers.mails, MaxMails);
+  }
 }
 
 MailTransfer::Outcome MailTransfer::Answered() {
   const auto& row = Rows[m_at];
   const auto answer = std::exchange(m_answer, {});
   const bool isAccepted = answer.front() == row.good;
+  if (m_at == Auth && answer.starts_with("334") && !m_computing) return Challenged(answer);
+  if (m_at == Auth && isAccepted) {
+    if (m_computing) return WrongProtocol();
+    if (const auto why = m_logon->Confirm(); !why.empty()) return Failure("AUTH: " + why);
+  }
+  if (!isAccepted && IsReplaceable(answer)) {
+    m_reconnects = BeginsAnew();
+    return std::nullopt;
+  }
   // By 421 a server says at any step that it is closing the connection.
-  if (!isAccepted && (row.refused == Refusal || answer.starts_with("421"))) return Refused(answer);
-  if (isAccepted && m_at == StartTls) Dialogue().Secure();
+  if (!isAccepted && (row.refused == Refusal || answer.starts_with("421") || m_settings.PromisesTls()))
+    return Refused(answer);
+  if (isAccepted && m_at == StartTls) Dialogue().Secure(m_settings.PromisesTls());
   return Enter(isAccepted ? row.accepted : row.refused);
 }
 
 MailTransfer::Outcome MailTransfer::Enter(At at) {
   if (at == Done) return std::string();
-  if (at == StartTls && (!m_offersTls || Dialogue().IsSecured())) at = MailFrom;
-  if (at == MailFrom && !m_offersUtf8 && !platform::IsAscii(m_mail.from + m_mail.to))
+  at = Skipped(at);
+  if (at == StartTls && !m_offers.tls) return Failure("the server does not offer STARTTLS");
+  if (at == Auth) {
+    if (const auto why = BeginLogon(); !why.empty()) return Failure(why);
+  }
+  if (at == MailFrom && !m_offers.utf8 && !platform::IsAscii(m_mail.from + m_mail.to))
     return Failure("the server does not support SMTPUTF8");
+  if (at == Ehlo) m_offers = {};  // those before TLS may be anybody's
   m_at = at;
   Dialogue().Send((this->*Rows[at].command)() + "\r\n");
   return std::nullopt;
 }
 
+/// `at`, or what follows it if nothing is to be done there.
+MailTransfer::At MailTransfer::Skipped(At at) {
+  const bool wantsTls = m_offers.tls || m_settings.PromisesTls();
+  if (at == StartTls && (Dialogue().IsSecured() || !wantsTls)) at = Auth;
+  if (at == Auth && m_settings.user.empty()) at = MailFrom;
+  return at;
+}
+
+/// Gives why it cannot begin.
+std::string MailTransfer::BeginLogon() {
+  assert(Dialogue().IsSecured() && m_settings.PromisesTls());
+  if (m_offers.mechanisms.empty()) return "the server does not offer AUTH";
+  try {
+    m_secrets = {ReadPassword(m_settings.passwordFile)};
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  m_logon = MakeSaslClient(m_offers.mechanisms, m_settings.user, m_secrets[0]);
+  return m_logon ? "" : "no known way of AUTH is offered: " + m_offers.mechanisms;
+}
+
+std::string MailTransfer::SayAuth() {
+  const auto command = "AUTH " + std::string(m_logon->Mechanism());
+  m_firstResponse = m_logon->Begin();
+  if (!m_firstResponse) return command;
+  const auto whole = command + " " + Encoded(*m_firstResponse);
+  if (whole.size() > MaxCommand) return command;
+  m_firstResponse.reset();
+  return whole;
+}
+
+MailTransfer::Outcome MailTransfer::Challenged(std::string_view text) {
+  if (m_firstResponse) {
+    Dialogue().Send(Encoded(*std::exchange(m_firstResponse, {})) + "\r\n");
+    return std::nullopt;
+  }
+  const auto challenge = platform::DecodeBase64(text.substr(CodeSize + 1));
+  if (!challenge) return WrongProtocol();
+  if (const auto why = m_logon->Receive(*challenge); !why.empty()) return Failure("AUTH: " + why);
+  m_computing = std::make_shared<char>();
+  Context().pool.Run(
+      0, [logon = m_logon] { logon->Compute(); }, Context().calls,
+      [this, &context = Context(), &owner = Owner(), computing = std::weak_ptr<void>(m_computing)] {
+        if (computing.expired()) return;  // and with it this object
+        context.loop.Serve(owner, [this] {
+          m_computing.reset();
+          Dialogue().Send(Encoded(m_logon->Respond()) + "\r\n");
+        });
+      });
+  return std::nullopt;
+}
+
+/// A server may repeat it in its answer.
+std::string MailTransfer::Encoded(const std::string& response) {
+  return m_secrets.emplace_back(platform::EncodeBase64(response));
+}
+
+std::unique_ptr<LineDialogue> MailTransfer::DequeueKept() {
+  auto kept = m_connections != nullptr ? m_connections->Dequeue(m_mail.server) : std::nullopt;
+  if (!kept) return nullptr;
+  m_isKept = true;
+  m_self = std::move(kept->self);
+  m_offers.utf8 = kept->offersUtf8;
+  m_offers.mails = kept->mailsLeft;
+  return std::move(kept->dialogue);
+}
+
+void MailTransfer::Leave(bool isGood) {
+  if (m_connections == nullptr || !isGood || m_offers.mails <= 1) return MailSession::Leave(isGood);
+  m_connections->Keep({m_mail.server, ReleaseDialogue(), m_self, m_offers.utf8, m_offers.mails - 1});
+}
+
+/// The refusal may be meant for a connection that has lasted too long.
+bool MailTransfer::IsReplaceable(std::string_view answer) const {
+  return m_isKept && (m_at == MailFrom || (m_at < Text && answer.starts_with('4')));
+}
+
+/// Once the message is on its way, only whoever asked for it knows whether it may go twice.
+bool MailTransfer::BeginsAnew() {
+  if (m_at >= Text || !std::exchange(m_isKept, false)) return false;
+  m_at = Greeting;
+  m_answer.clear();
+  m_offers = {};
+  return true;
+}
+
 }  // namespace
 
 std::unique_ptr<Probe> MakeMailTransfer(ProbeContext& context, Mail mail, std::chrono::milliseconds timeout,
-                                        ProbeClient& client) {
-  return std::make_unique<MailTransfer>(context, std::move(mail), timeout, client);
+                                        ProbeClient& client, MailConnections* connections) {
+  const auto& settings = context.mailServers.Find(mail.server);
+  return std::make_unique<MailTransfer>(context, settings, std::move(mail), timeout, client, connections);
 }
 
 }  // namespace norvane::engine

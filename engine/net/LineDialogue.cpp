@@ -26,8 +26,8 @@ constexpr int MaxTlsReceipts = 256;
 
 LineDialogue::LineDialogue(ProbeContext& context, EventOwner& owner, Client& client)
     : m_context(context),
-      m_owner(owner),
-      m_client(client),
+      m_owner(&owner),
+      m_client(&client),
       m_attemptEnds(context.loop, owner, [this] { EndAttempt(); }) {}
 
 LineDialogue::~LineDialogue() {
@@ -51,7 +51,7 @@ void LineDialogue::Fail(std::string why) {
 }
 
 void LineDialogue::CallClient() {
-  if (m_state == State::Open || !m_failure.empty()) m_client.GoOn();
+  if (m_state == State::Open || !m_failure.empty()) m_client->GoOn();
 }
 
 std::string_view LineDialogue::Step() const {
@@ -74,7 +74,7 @@ void LineDialogue::Open(const ServerAddress& server, std::chrono::milliseconds t
   m_timeout = timeout;
   if (const auto* answer = m_context.resolver.Known(server.host)) return Resolved(*answer);
   m_query = m_context.resolver.LookUp(
-      server.host, m_owner, [this](const Resolver::Answer& answer) { Resolved(answer); }, m_timeout);
+      server.host, *m_owner, [this](const Resolver::Answer& answer) { Resolved(answer); }, m_timeout);
 }
 
 void LineDialogue::Resolved(const Resolver::Answer& answer) {
@@ -146,7 +146,7 @@ void LineDialogue::FinishConnecting() {
   }
   if (error != 0) return TryNextAddress(ConnectionFailure(error, "cannot connect"));
   m_attemptEnds.Clear();
-  if (m_server.isSecure) return BeginTls();
+  if (m_server.isSecure) return BeginTls(true);
   BecomeOpen();
 }
 
@@ -155,17 +155,23 @@ void LineDialogue::BecomeOpen() {
   Flush();
 }
 
-void LineDialogue::Secure() {
+void LineDialogue::Secure(bool verifies) {
   m_state = State::Securing;
   if (m_consumed < m_in.size()) return Fail("unexpected data before the TLS handshake");
-  BeginTls();
+  BeginTls(verifies);
 }
 
-void LineDialogue::BeginTls() {
+void LineDialogue::HandOver(EventOwner& owner, Client& client) {
+  m_owner = &owner;
+  m_client = &client;
+  m_received = 0;
+}
+
+void LineDialogue::BeginTls(bool verifies) {
   m_state = State::Securing;
   const int yes = 1;  // the end of the handshake and the line behind it would wait for each other
   ::setsockopt(m_socket.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-  m_ssl = m_context.tls.Connect(m_socket.Get(), m_server.host, m_server.isSecure);
+  m_ssl = m_context.tls.Connect(m_socket.Get(), m_server.host, verifies);
   if (!m_ssl) return Fail(AuthoritiesUnreadable());
   Handshake();
 }

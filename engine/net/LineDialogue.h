@@ -30,7 +30,7 @@ class LineDialogue : private Watcher {
   static constexpr std::size_t MaxLine = 4096;
   static constexpr std::size_t MaxReceived = 64 << 10;
 
-  /// `client`, and `owner` of the dialogue's events, outlive the dialogue.
+  /// `client`, and `owner` of the dialogue's events, outlive the dialogue or hand it over.
   LineDialogue(ProbeContext& context, EventOwner& owner, Client& client);
   ~LineDialogue() override;
   LineDialogue(const LineDialogue&) = delete;
@@ -47,7 +47,10 @@ class LineDialogue : private Watcher {
   void Send(std::string_view text);
   /// Begins TLS on a connection that began without it. What the server sent too early is no part of the
   /// protected dialogue: it makes the dialogue fail (when `GoOn` comes).
-  void Secure();
+  /// Without `verifies` whoever answers is the server.
+  void Secure(bool verifies);
+  /// The open dialogue goes on with others, and with its limits as at its begin.
+  void HandOver(EventOwner& owner, Client& client);
 
   /// Why the dialogue cannot go on, for the user; empty while it can.
   [[nodiscard]] const std::string& Failure() const { return m_failure; }
@@ -64,7 +67,7 @@ class LineDialogue : private Watcher {
   enum class State { LookingUp, Connecting, Securing, Open };
 
   void Ready(int fd, std::uint32_t events) override;
-  EventOwner& Owner() override { return m_owner; }
+  EventOwner& Owner() override { return *m_owner; }
   void Resolved(const Resolver::Answer& answer);
   void TryNextAddress(std::string whyNot);
   [[nodiscard]] int BeginConnecting(const std::string& address);
@@ -72,7 +75,7 @@ class LineDialogue : private Watcher {
   void EndAttempt();
   [[nodiscard]] bool IsConnected() const;
   void FinishConnecting();
-  void BeginTls();
+  void BeginTls(bool verifies);
   void Handshake();
   void BecomeOpen();
   void CallClient();
@@ -87,8 +90,8 @@ class LineDialogue : private Watcher {
   void Close() noexcept;
 
   ProbeContext& m_context;
-  EventOwner& m_owner;
-  Client& m_client;
+  EventOwner* m_owner;
+  Client* m_client;
   ServerAddress m_server;
   std::chrono::milliseconds m_timeout{};
   Moment m_deadline;                 // of the last address, which the client looks after

@@ -11,6 +11,7 @@
 namespace norvane::engine {
 
 class LoopQueue;
+class MailServerTable;
 class PageQuota;
 class ThreadPool;
 
@@ -24,6 +25,7 @@ struct ProbeContext {
   PageQuota& pageQuota;
   LoopQueue& calls;  ///< into the loop
   ThreadPool& pool;  ///< for what would hold the loop up
+  const MailServerTable& mailServers;
 };
 
 /// Gets the outcome of a probe, and owns the events of the probe: what one of them throws ends it too.

@@ -33,13 +33,16 @@ std::optional<int> Port(std::string_view text) {
 /// Cuts the scheme off `text`; `address` gets what it says.
 bool CutScheme(std::string_view& text, const ServerSchemes& schemes, ServerAddress& address) {
   address.port = schemes.plainPort;
+  address.isSecure = schemes.isAlwaysSecure;
   const auto mark = text.find(SchemeMark);
   if (mark == std::string_view::npos) return true;
   const auto scheme = text.substr(0, mark);
-  address.isSecure = platform::EqualsIgnoringCase(scheme, schemes.secure);
-  if (address.isSecure) address.port = schemes.securePort;
   text.remove_prefix(mark + SchemeMark.size());
-  return address.isSecure || platform::EqualsIgnoringCase(scheme, schemes.plain);
+  if (!platform::EqualsIgnoringCase(scheme, schemes.secure))
+    return platform::EqualsIgnoringCase(scheme, schemes.plain);
+  address.isSecure = true;
+  address.port = schemes.securePort;
+  return true;
 }
 
 /// Cuts the host off `text`, which leaves nothing or a colon and a port.

@@ -12,6 +12,7 @@ struct ServerSchemes {
   int plainPort;
   std::string_view secure;  ///< TLS from the first byte, by a certificate that is verified
   int securePort;
+  bool isAlwaysSecure = false;  ///< the plain scheme is like the secure one, but for its port
 };
 
 /// Where a server is, as a user names it.

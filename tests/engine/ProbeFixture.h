@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
+#include "engine/mail/MailServerTable.h"
 #include "engine/net/LoopQueue.h"
 #include "engine/net/PageQuota.h"
 #include "engine/net/Probe.h"
@@ -12,18 +14,20 @@ namespace norvane::tests {
 
 /// What probes in `loop` share.
 struct ProbeFixture {
-  explicit ProbeFixture(engine::EventLoop& eventLoop, std::size_t pageBytes = 0)
-      : loop(eventLoop), quota(pageBytes) {}
+  explicit ProbeFixture(engine::EventLoop& eventLoop, std::size_t pageBytes = 0,
+                        std::string authorities = "/etc/ssl/certs/ca-certificates.crt")
+      : loop(eventLoop), caFile(std::move(authorities)), quota(pageBytes) {}
 
   engine::EventLoop& loop;
   engine::Resolver resolver{loop, {}};
-  const std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
+  const std::string caFile;
   engine::TlsClient tls{caFile};
   const platform::LegacyCharset charset{};
   engine::PageQuota quota;
   engine::LoopQueue calls{loop};
   engine::ThreadPool pool{1};
-  engine::ProbeContext context{loop, resolver, tls, caFile, charset, quota, calls, pool};
+  engine::MailServerTable mailServers;
+  engine::ProbeContext context{loop, resolver, tls, caFile, charset, quota, calls, pool, mailServers};
 };
 
 }  // namespace norvane::tests

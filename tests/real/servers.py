@@ -76,18 +76,22 @@ class Nginx(Daemon):
 
 class Dovecot(Daemon):
     """Mailboxes `full` with one mail and `empty`, password "secret". On 127.0.0.1 no logon without TLS, on 127.0.0.2
-    none with it."""
+    none with it. At `submission_port` whoever logs on sends mail to `relay_port`."""
 
-    def __init__(self, folder, certificate):
-        self.port, self.secure_port = free_ports(2)
+    def __init__(self, folder, certificate, relay_port):
+        self.port, self.secure_port, self.submission_port = free_ports(3)
+        self.log = folder / "dovecot.log"
         for part in ("full/new", "full/cur", "full/tmp", "empty/new", "empty/cur", "empty/tmp"):
             run("mkdir", "-p", folder / "mailboxes" / part, **AS_OWNER)
         (folder / "mailboxes/full/new/1").write_text("Subject: hello\n\nhello\n")
         (folder / "dovecot.conf").write_text(f"""
             base_dir = {folder}/dovecot
             state_dir = {folder}/dovecot-state
-            log_path = {folder}/dovecot.log
-            protocols = pop3
+            log_path = {self.log}
+            protocols = pop3 submission
+            auth_mechanisms = plain login scram-sha-256
+            submission_relay_host = 127.0.0.1
+            submission_relay_port = {relay_port}
             listen = 127.0.0.1, 127.0.0.2, 127.0.0.3
             default_internal_user = {OWNER.pw_name}
             default_internal_group = {GROUP}
@@ -113,6 +117,12 @@ class Dovecot(Daemon):
                 ssl = yes
               }}
             }}
+            service submission-login {{
+              chroot =
+              inet_listener submission {{
+                port = {self.submission_port}
+              }}
+            }}
             service anvil {{
               chroot =
             }}
@@ -132,18 +142,20 @@ class Dovecot(Daemon):
 
 
 class Exim(Daemon):
-    """Accepts mail for anybody, by SMTP and by smtps, and appends it to `mailbox`."""
+    """Accepts mail for anybody, by SMTP and by smtps, and appends it to `mailbox`. At `logon_port` `watcher` has to
+    log on with "secret", at `strange_port` there is another certificate."""
     ending = signal.SIGKILL  # an orderly end wants to be root
 
-    def __init__(self, folder, certificate):
+    def __init__(self, folder, certificate, strange=None):
+        self.log = folder / "spool/mainlog"
         self.mailbox = folder / "delivered"
-        self.port, self.secure_port = free_ports(2)
+        self.port, self.secure_port, self.logon_port, self.strange_port = free_ports(4)
         (folder / "exim.conf").write_text(f"""
             primary_hostname = mail.example.com
             exim_user = {OWNER.pw_uid}
             exim_group = {OWNER.pw_gid}
             local_interfaces = 127.0.0.1
-            daemon_smtp_ports = {self.port} : {self.secure_port}
+            daemon_smtp_ports = {self.port} : {self.secure_port} : {self.logon_port} : {self.strange_port}
             tls_on_connect_ports = {self.secure_port}
             pid_file_path = {folder}/exim.pid
             spool_directory = {folder}/spool
@@ -153,12 +165,26 @@ class Exim(Daemon):
             deliver_drop_privilege
             keep_environment =
             tls_advertise_hosts = *
-            tls_certificate = {folder}/{certificate}.pem
-            tls_privatekey = {folder}/{certificate}.key
+            CERTIFICATE = {folder}/${{if eq{{$received_port}}{{{self.strange_port}}}{{{strange or certificate}}}{{{certificate}}}}}
+            tls_certificate = CERTIFICATE.pem
+            tls_privatekey = CERTIFICATE.key
+            auth_advertise_hosts = ${{if def:tls_in_cipher{{*}}}}
             host_lookup =
             rfc1413_hosts =
-            acl_smtp_rcpt = accept
+            acl_smtp_rcpt = recipient
             acl_smtp_data = accept
+            begin acl
+            recipient:
+              deny condition = ${{if eq{{$received_port}}{{{self.logon_port}}}}}
+                !authenticated = *
+                message = log on first
+              accept
+            begin authenticators
+            plain:
+              driver = plaintext
+              public_name = PLAIN
+              server_prompts = :
+              server_condition = ${{if eq{{$auth2:$auth3}}{{watcher:secret}}}}
             begin routers
             all:
               driver = accept

@@ -32,7 +32,7 @@ class Pop3Probe final : public MailSession {
             ProbeClient& client)
       : MailSession(context, "POP3", Schemes, attributes.Get(keys::Parameter), timeout, client),
         m_account(attributes.Get(keys::PopAccount)) {
-    m_secret = attributes.Get(keys::PopPass);
+    m_secrets = {attributes.Get(keys::PopPass)};
   }
 
  private:
@@ -59,7 +59,7 @@ class Pop3Probe final : public MailSession {
   [[nodiscard]] std::string SayStls() const { return "STLS"; }
   [[nodiscard]] std::string SayApop() const;
   [[nodiscard]] std::string SayUser() const { return "USER " + m_account; }
-  [[nodiscard]] std::string SayPass() const { return "PASS " + m_secret; }
+  [[nodiscard]] std::string SayPass() const { return "PASS " + m_secrets[0]; }
   [[nodiscard]] std::string SayStat() const { return "STAT"; }
 
   std::string m_account;
@@ -106,11 +106,11 @@ std::string Md5(const std::string& text) {
 
 std::string Pop3Probe::InputFailure() const {
   auto failure = ArgumentFailure("account", m_account);
-  return failure.empty() ? ArgumentFailure("password", m_secret) : failure;
+  return failure.empty() ? ArgumentFailure("password", m_secrets[0]) : failure;
 }
 
 std::string Pop3Probe::SayApop() const {
-  return "APOP " + m_account + " " + Md5(m_timestamp + m_secret);
+  return "APOP " + m_account + " " + Md5(m_timestamp + m_secrets[0]);
 }
 
 Pop3Probe::Outcome Pop3Probe::Receive(std::string_view line) {
@@ -133,7 +133,7 @@ Pop3Probe::Outcome Pop3Probe::ReceiveStatus(std::string_view line) {
   if (indicator == "-ERR") return row.refused == Refusal ? Refused(text) : Enter(row.refused);
   if (indicator != "+OK") return WrongProtocol();
   if (m_at == Greeting) m_timestamp = Timestamp(text);
-  if (m_at == Stls) Dialogue().Secure();
+  if (m_at == Stls) Dialogue().Secure(false);
   if (m_at == Stat) return Judge(text);
   if (m_at != Capa) return Enter(row.accepted);
   m_isListing = true;

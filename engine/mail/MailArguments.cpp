@@ -1,0 +1,32 @@
+#include "engine/mail/MailArguments.h"
+
+#include "engine/net/Reason.h"
+
+namespace norvane::engine {
+
+namespace {
+
+/// Servers are bound to take lines of 512 bytes and no more.
+constexpr std::size_t MaxArgument = 480;
+
+/// Parts of an address that would end it in a command or a header.
+constexpr std::string_view AddressBreakers = " <>";
+
+}  // namespace
+
+std::string ArgumentFailure(std::string_view what, std::string_view text) {
+  const auto the = "the " + std::string(what);
+  if (text.empty()) return the + " is missing";
+  if (text.size() > MaxArgument) return the + " is too long";
+  if (PlainText(text, text.size()) != text) return the + " contains invalid characters";
+  return {};
+}
+
+std::string AddressFailure(std::string_view what, std::string_view address) {
+  auto failure = ArgumentFailure(what, address);
+  if (failure.empty() && address.find_first_of(AddressBreakers) != std::string_view::npos)
+    failure = "the " + std::string(what) + " is not a bare mail address";
+  return failure;
+}
+
+}  // namespace norvane::engine

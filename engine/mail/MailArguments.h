@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace norvane::engine {
+
+/// Why `text` cannot be said in a command, as "the account is too long" for `what` "account";
+/// empty if it can. Whatever could end a line, and so begin a command of its own, is among the reasons.
+[[nodiscard]] std::string ArgumentFailure(std::string_view what, std::string_view text);
+
+/// The same of a mail address, which must come without a name or angle brackets.
+[[nodiscard]] std::string AddressFailure(std::string_view what, std::string_view address);
+
+}  // namespace norvane::engine
