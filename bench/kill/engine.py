@@ -1,4 +1,5 @@
 """A built engine in a folder of its own, to be started, ended and killed, and data files for it."""
+import contextlib
 import ctypes
 import itertools
 import json
@@ -12,7 +13,7 @@ import struct
 import subprocess
 import time
 
-BIN = pathlib.Path()  # of the programs; set by kill_test.py
+BIN = pathlib.Path()  # of the programs; set by kill_bench.py
 SERIAL = itertools.count()
 
 
@@ -159,7 +160,10 @@ class FolderWatch:
         self.LIBC.inotify_add_watch(self.fd, os.fsencode(folder), self.MODIFY_OR_CREATE)
 
     def wait(self, begin, seconds):
-        """False if nothing was written."""
+        """False if nothing is written from now on."""
+        with contextlib.suppress(BlockingIOError):
+            while os.read(self.fd, 65536):
+                pass
         deadline = time.monotonic() + seconds
         while (left := deadline - time.monotonic()) > 0:
             if select.select([self.fd], [], [], left)[0] and begin.encode() in os.read(self.fd, 65536):

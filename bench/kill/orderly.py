@@ -1,5 +1,6 @@
 """Orderly ends lose and repeat nothing: messages, commands, recoveries."""
 import collections
+import itertools
 import signal
 import threading
 import time
@@ -105,7 +106,8 @@ def second_signal(engine, sink, services, name):
     if not sending.wait(30):
         raise TimeoutError("a sending: not within 30 seconds")
     engine.process.send_signal(signal.SIGTERM)
-    wait_until(lambda: engine.try_ctl("save").returncode != 0 or engine.process.poll() is not None,
+    late = itertools.count()  # changes are refused from then on
+    wait_until(lambda: engine.try_ctl("add", f"WebMonitor Of late{next(late)}").returncode != 0,
                "the beginning of the end", 10)
     begin = time.monotonic()
     if engine.process.poll() is None:

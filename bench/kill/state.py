@@ -26,13 +26,18 @@ def truncate(data, rng):
     return data[:rng.randrange(len(data))]
 
 
-def content_of(path):
-    """All that a SQLite file says, or None."""
+def tables_of(path):
+    with contextlib.closing(sqlite3.connect(path)) as file:
+        return [name for name, in file.execute("SELECT name FROM sqlite_master WHERE type='table'")]
+
+
+def content_of(path, tables):
+    """All that these tables of a SQLite file say, or None."""
     with contextlib.suppress(sqlite3.Error, ValueError):
         file = sqlite3.connect(f"file:{path}?mode=ro&immutable=1", uri=True)
         with contextlib.closing(file):
-            return [file.execute(f"PRAGMA {key}").fetchone() for key in ("application_id", "user_version")] + [
-                list(file.iterdump())]
+            return [file.execute(query).fetchall() for query in (
+                "PRAGMA application_id", "PRAGMA user_version", *(f"SELECT * FROM {table}" for table in tables))]
     return None
 
 
@@ -87,8 +92,8 @@ def outages(engine, sink):
     return [rows[f"WebMonitor Of {name}"]["Failures"] for name in FAILING], sorted(owed), len(sink.mails) - mails
 
 
-def judge_state(damaged, sink, original, wanted):
-    same = content_of(damaged.file) == original
+def judge_state(damaged, sink, tables, original, wanted):
+    same = content_of(damaged.file, tables) == original
     try:
         damaged.engine.start()
     except RuntimeError:
@@ -233,7 +238,8 @@ def run(folder, rng, short, report):
     counts = (40, 10) if short else (400, 40)
     services, sink, away = Services(), MailSink(), MailSink(here=False)
     base = make_state(folder / "state/base", services, sink, away).folder
-    original = content_of(base / "NorvaneEngine.state")
+    tables = tables_of(base / "NorvaneEngine.state")
+    original = content_of(base / "NorvaneEngine.state", tables)
     whole = Damaged(base, "NorvaneEngine.state", (base / "NorvaneEngine.state").read_bytes())
     whole.engine.start()
     wanted = outages(whole.engine, sink)
@@ -242,7 +248,7 @@ def run(folder, rng, short, report):
     report.require(wanted == ([2, 2, 3], ["owed"], 0), f"a restart keeps failures {wanted[0]}, owes {wanted[1]}, and "
                                                        f"repeats {wanted[2]} messages")
     damage(report, "state file", base, "NorvaneEngine.state", rng, counts,
-           lambda damaged, kind: judge_state(damaged, sink, original, wanted))
+           lambda damaged, kind: judge_state(damaged, sink, tables, original, wanted))
     states = make_journal(folder / "journal/base", services, rng)
     damage(report, "journal", folder / "journal/base", "NorvaneEngine.journal", rng, counts,
            lambda damaged, kind: judge_journal(damaged, states, kind == "truncations"))

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""kill_test.py BIN [SECTION...] [--short] [--seed N]: kills, restarts and starves the engine in the folder BIN, and
+"""kill_bench.py BIN [SECTION...] [--short] [--seed N]: kills, restarts and starves the engine in the folder BIN, and
 damages its files, and counts what was lost or came twice. Fails if a promise is broken."""
 import argparse
 import concurrent.futures
