@@ -26,7 +26,7 @@ class Away:
         wait_until(self.tried, "the first try")
 
     def tried(self):
-        return any("notification" in line and "failed" in line for line in self.engine.log())
+        return any(re.search("notification (failed|waits)", line) for line in self.engine.log())
 
     def recover(self):
         self.services.down.clear()
