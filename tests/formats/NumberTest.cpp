@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "formats/Duration.h"
 #include "tests/support/Rows.h"
 
 namespace norvane::formats {
@@ -67,6 +68,15 @@ TEST(Number, WritesTheShortestText) {
     ASSERT_TRUE(ParseNumber(text));
     EXPECT_NEAR(*ParseNumber(text), value, std::abs(value) * 1e-14);
   }
+}
+
+TEST(Duration, ReadsSecondsOrAUnit) {
+  const Rows<const char*, int> rows = {{"90", 90},    {"90s", 90},         {" 1.5 h ", -1}, {"1.5 h", 5400},
+                                       {"2m", 120},   {"1d", 86400},       {"0", 0},        {"-1", -1},
+                                       {"", -1},      {"h", -1},           {"1w", -1},      {"1e9", -1},
+                                       {"3651d", -1}, {"3650d", 315360000}};
+  for (const auto& [text, seconds] : rows)
+    EXPECT_EQ(ParseDuration(text).value_or(std::chrono::seconds(-1)).count(), seconds) << text;
 }
 
 }  // namespace
