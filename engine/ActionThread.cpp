@@ -21,7 +21,12 @@ void ActionThread::NotifyOnce(NotifyRequest request, std::uint64_t ticket) {
 }
 
 void ActionThread::Launch(LaunchRequest request) {
-  Post([this, request = std::move(request)] { m_launcher.Launch(request); }, {});
+  LaunchProgress failure{request.id, request.ticket};
+  Post([this, request = std::move(request)] { m_launcher.Launch(request); }, failure);
+}
+
+void ActionThread::HandBackLaunches() {
+  Post([this] { m_launcher.HandBack(); }, {});
 }
 
 void ActionThread::Fetch(FetchRequest request, std::uint64_t ticket) {

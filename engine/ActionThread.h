@@ -15,6 +15,7 @@ class ActionThread final : public LoopThread {
 
   void NotifyOnce(NotifyRequest request, std::uint64_t ticket);
   void Launch(LaunchRequest request);
+  void HandBackLaunches();
   void Fetch(FetchRequest request, std::uint64_t ticket);
   void StopFetch(std::uint64_t ticket);
 

@@ -7,7 +7,6 @@
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
 #include "engine/model/CheckTimes.h"
-#include "engine/outages/Outages.h"
 #include "engine/store/EngineState.h"
 #include "engine/store/Writer.h"
 #include "platform/ErrorText.h"
@@ -29,9 +28,11 @@ constexpr std::chrono::milliseconds MaxFetchTime = std::chrono::minutes(1);
 constexpr std::size_t MaxFetchesInAll = 8;
 constexpr std::chrono::minutes TendPause{1};  // of the files
 
+// What the end waits for: then commands that wait are left to the next engine, and then it goes on.
+constexpr std::chrono::seconds MaxStartTime{4};
+constexpr std::chrono::seconds MaxEndTime{5};
+
 // Conditions.
-constexpr std::string_view AdminUnreachable = "administrator";
-constexpr std::chrono::hours MessageLostTime{24};
 constexpr std::string_view BadLogFiles = "log files";
 constexpr std::string_view CommandsHeldUp = "commands";
 constexpr std::chrono::minutes HeldUpTime{10};
@@ -56,9 +57,8 @@ Service::Service(Options options)
       m_ownLog(*m_writer, m_clock),
       m_admin(
           std::move(options.admin), m_folder,
-          [this](NotifyRequest message) {
-            m_worker->NotifyOnce(std::move(message), ++m_lastTicket);
-            return m_lastTicket;
+          [this](std::string identity, OwedMessage message) {
+            m_alarms->Owe(std::move(identity), std::move(message));
           },
           m_clock),
       m_health(m_clock, [this](auto key, const auto& condition,
@@ -69,13 +69,16 @@ Service::Service(Options options)
       m_table(m_storage.LoadAtStart()),
       m_worker(options.makeWorker(m_wake, [this](const std::string& text) { m_ownLog.Write(text); })),
       m_logAge(options.logAge) {
-  m_health.Set(AdminUnreachable, m_admin.Misconfigured());
+  m_health.Set(AdminMessages::Unreachable, m_admin.Misconfigured());
   m_health.Set("config.ini", options.configProblem);
-  m_outages = std::make_unique<Outages>(Outages::Hooks{
-      *m_worker, [this] { return ++m_lastTicket; },
-      [this](const auto& monitor, auto at, const auto& text) { Log(monitor, at, text); }, m_clock});
-  m_outages->Restore(m_state->OutagesAtStart(), *m_table);
-  KeepOutages();
+  m_alarms = std::make_unique<Alarms>(
+      options.alarms,
+      Alarms::Parts{*m_worker, *m_state, m_health, m_ownLog, m_admin, [this] { return ++m_lastTicket; },
+                    [this]() -> const MonitorTable& { return *m_table; },
+                    [this](const auto& monitor, auto at, const auto& text) { Log(monitor, at, text); },
+                    m_clock});
+  m_alarms->Restore(m_storage.IsUnreadable());
+  m_alarms->Keep();
   StartAll();
 }
 
@@ -103,7 +106,8 @@ void Service::OnWake() {
     } catch (...) {  // there is no memory to tell of what it threw
       lost = std::current_exception();
     }
-  KeepOutages();
+  m_alarms->Keep();
+  GoOnEnding();
   if (m_table->LastChange() != changeBefore) NotifyObservers();
   if (lost) std::rethrow_exception(lost);
 }
@@ -128,7 +132,9 @@ void Service::OnSecond() {
   m_selfCheck.Observe(Observe());
   m_health.Set("memory", platform::RestoreMemoryReserve() ? "" : "memory is short");
   m_worker->OnSecond();
-  m_admin.SendDue();
+  m_admin.OweDue();
+  m_alarms->OnSecond();
+  GoOnEnding();
   if (const auto now = m_clock(); now >= m_nextTend) {
     m_nextTend = now + TendPause;
     m_writer->TendLogs(m_logAge);
@@ -218,8 +224,8 @@ MonitorId Service::Add(std::string_view fullName) {
 void Service::Remove(MonitorId id) {
   RequireNotEnding();
   m_worker->Stop(Get(id).id);
-  m_outages->Forget(id);
-  KeepOutages();
+  m_alarms->Forget(Get(id), "the monitor was removed");
+  m_alarms->Keep();
   m_table->Remove(id);
   NotifyObservers();
 }
@@ -237,8 +243,8 @@ void Service::Set(MonitorId id, std::string_view key, std::string value) {
     m_worker->Start(TargetOf(monitor), std::chrono::milliseconds(0));
   } else if (ran && !monitor.Running()) {
     m_worker->Stop(id);
-    m_outages->Forget(id);
-    KeepOutages();
+    m_alarms->Forget(monitor, "the monitor was stopped");
+    m_alarms->Keep();
   } else if (ran && key != ce::keys::Result) {
     if (key == ce::keys::Interval) ExpectCheck(monitor, {});
     m_worker->Update(TargetOf(monitor));
@@ -293,20 +299,44 @@ void Service::Save(const std::string& path, Completion done) {
 
 void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
   StopAll();
-  m_outages->ForgetAll();
-  KeepOutages();
+  m_alarms->DropAll("other monitors were loaded");
   m_table.swap(table);
+  m_alarms->ForgetAll();
+  m_alarms->Keep();
   if (!m_isEnding) StartAll();
   NotifyObservers();
   // Releasing many monitors takes a while: not on this thread.
   m_writer->Run([old = std::shared_ptr<MonitorTable>(std::move(table))] {}, [](std::exception_ptr) {});
 }
 
+// The end
+
 void Service::Shutdown(Completion done) {
   m_isEnding = true;
   StopAll();
-  m_state->WriteAtEnd({m_outages->DequeueChanges(true), {}, {}});
-  m_storage.SaveDataFile(std::move(done));
+  m_alarms->BeginEnd();
+  const auto now = m_clock();
+  m_end = End{std::move(done), now + MaxStartTime, now + MaxEndTime};
+  GoOnEnding();
+}
+
+void Service::HurryShutdown() {
+  if (m_end) m_end->at = m_clock();
+  GoOnEnding();
+}
+
+void Service::GoOnEnding() {
+  if (!m_end) return;
+  const auto now = m_clock();
+  if (now >= m_end->handBackAt) {
+    m_end->handBackAt = Moment::max();
+    m_worker->HandBackLaunches();
+  }
+  if (now < m_end->at && m_alarms->IsBusy()) return;
+  const auto done = std::move(m_end->done);
+  m_end.reset();
+  m_alarms->WriteAtEnd();
+  m_storage.SaveDataFile(done);
 }
 
 // Checks
@@ -320,7 +350,7 @@ void Service::Check(MonitorId id, CheckCompletion done) {
 void Service::Notify(MonitorId id, CheckCompletion done) {
   const Monitor& monitor = Get(id);
   m_onDemand.emplace(++m_lastTicket, std::move(done));
-  m_worker->NotifyOnce(m_outages->NotificationOf(monitor), m_lastTicket);
+  m_worker->NotifyOnce(m_alarms->NotificationOf(monitor), m_lastTicket);
 }
 
 std::uint64_t Service::Fetch(std::string url, std::chrono::milliseconds limit, FetchCompletion done) {
@@ -378,33 +408,24 @@ void Service::HandleJudged(const Monitor& monitor, const CheckResult& result) {
   Log(monitor, result.at,
       std::string(result.IsGood() ? "good" : "failed") + " in " + std::to_string(result.duration.count()) +
           " ms: " + result.reason);
-  const int failures = monitor.Running() ? m_outages->Receive(monitor, result) : 0;
+  const int failures = monitor.Running() ? m_alarms->Receive(monitor, result) : 0;
   m_table->NoteCheck(monitor.id, {true, result.at, result.duration, failures});
   ExpectCheck(monitor, {});
 }
 
 void Service::Handle(const NotificationEnded& ended) {
+  if (m_alarms->Receive(ended)) return;
   const auto& result = ended.result;
-  if (m_admin.IsSending(ended.ticket)) {
-    m_admin.Ended(result);
-    return m_health.Set(AdminUnreachable,
-                        result.IsGood() ? "" : "message to the administrator not accepted: " + result.reason);
-  }
-  if (const Monitor* monitor = m_table->Find(ended.id)) {
+  if (const Monitor* monitor = m_table->Find(ended.id))
     Log(*monitor, result.at, result.IsGood() ? "notification sent" : "notification failed: " + result.reason);
-    if (!m_onDemand.contains(ended.ticket)) NoteNotification(*monitor, result);
-  }
-  m_outages->NotifyEnded(ended.id, ended.ticket, result.IsGood());
   Answer(ended.ticket, result);
 }
 
-/// One way of notification that fails is one condition, however many outages use it.
-void Service::NoteNotification(const Monitor& monitor, const CheckResult& result) {
-  const auto key = "notification " + monitor.attributes->Get(ce::keys::NotifyMode);
-  if (result.IsGood())
-    m_health.Set(key, {});
-  else
-    m_health.Note(key, "notification of " + monitor.name + " failed: " + result.reason, MessageLostTime);
+void Service::DropOwed(const std::optional<std::string>& fullName) {
+  RequireNotEnding();
+  if (m_alarms->Drop(fullName) == 0)
+    throw EngineError(EngineErrorCode::NotFound, "nothing is owed" + (fullName ? " by " + *fullName : ""));
+  m_alarms->Keep();
 }
 
 void Service::Handle(const CommandEvent& event) {
@@ -412,6 +433,10 @@ void Service::Handle(const CommandEvent& event) {
   if (monitor == nullptr) return;
   Log(*monitor, event.at, event.text);
   if (event.isHeldUp) m_health.Note(CommandsHeldUp, monitor->name + ": " + event.text, HeldUpTime);
+}
+
+void Service::Handle(const LaunchProgress& progress) {
+  m_alarms->Receive(progress);
 }
 
 void Service::Handle(const CommandOutput& output) {
@@ -429,10 +454,6 @@ void Service::Answer(std::uint64_t ticket, const CheckResult& result) {
   if (!waiting.empty()) waiting.mapped()(nullptr, result);
 }
 
-void Service::KeepOutages() {
-  m_state->Write({m_outages->DequeueChanges(false), {}, {}});
-}
-
 void Service::Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text) {
   std::string pattern = monitor.attributes->Get(ce::keys::LogFile);
   if (pattern.empty()) pattern = ConfigValue(ce::service::LogFile);
@@ -443,7 +464,7 @@ void Service::Log(const Monitor& monitor, std::chrono::system_clock::time_point 
 void Service::ConditionChanged(std::string_view key, const Health::Condition& condition,
                                Health::Change change) {
   m_ownLog.Write((change == Health::Change::Ends ? "resolved: " : "") + condition.text);
-  if (key != AdminUnreachable) m_admin.Add(condition, change);
+  if (key != AdminMessages::Unreachable) m_admin.Add(condition, change);
 }
 
 }  // namespace norvane::engine

@@ -5,11 +5,13 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "console/engine/EngineStatus.h"
+#include "engine/Alarms.h"
 #include "engine/SelfCheck.h"
 #include "engine/checks/ProbeTable.h"
 #include "engine/model/Health.h"
@@ -25,7 +27,6 @@
 namespace norvane::engine {
 
 class EngineState;
-class Outages;
 class Writer;
 
 using CheckCompletion = std::function<void(std::exception_ptr, const CheckResult&)>;
@@ -54,6 +55,7 @@ class Service final : private Storage::Client {
     EventLoop::Clock clock = &std::chrono::steady_clock::now;
     MonitorTypes types = ProbeTable();
     AdminAddress admin{};
+    Alarms::Options alarms{};
     std::string configProblem{};   ///< of "config.ini"; a condition until the engine ends
     std::chrono::hours logAge{0};  ///< the engine's own logs are removed when they are older; 0: never
   };
@@ -118,9 +120,15 @@ class Service final : private Storage::Client {
   /// Ends it at once with what has come of the page; harmless if it has ended.
   void StopFetch(std::uint64_t ticket);
 
-  /// Stops all checks and saves the data file; `done` comes when all of it is on disk. Changes are refused
-  /// from now on.
+  [[nodiscard]] OwedMessages Owed() const { return m_alarms->Owed(); }
+  /// Drops what the monitor owes, or all that is owed. Throws EngineError (NotFound) if that is nothing.
+  void DropOwed(const std::optional<std::string>& fullName);
+
+  /// Stops all checks, waits a few seconds for what is being sent or started, and saves the data file;
+  /// `done` comes when all of it is on disk. Changes are refused from now on.
   void Shutdown(Completion done);
+  /// An end that has begun waits no longer.
+  void HurryShutdown();
 
  private:
   void ReplaceTable(std::unique_ptr<MonitorTable> table) override;
@@ -132,15 +140,15 @@ class Service final : private Storage::Client {
   void HandleJudged(const Monitor& monitor, const CheckResult& result);
   void Handle(const NotificationEnded& ended);
   void Handle(const CommandEvent& event);
+  void Handle(const LaunchProgress& progress);
   void Handle(const CommandOutput& output);
   void Handle(FetchEnded& ended);
   void Answer(std::uint64_t ticket, const CheckResult& result);
   void HandleLogFile(const std::string& pattern, const std::string& problem);
   void ConditionChanged(std::string_view key, const Health::Condition& condition, Health::Change change);
-  void NoteNotification(const Monitor& monitor, const CheckResult& result);
   [[nodiscard]] SelfCheck::Observation Observe() const;
   void ExpectCheck(const Monitor& monitor, std::chrono::milliseconds firstAfter);
-  void KeepOutages();
+  void GoOnEnding();
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void NotifyObservers();
   [[nodiscard]] const Monitor& Get(MonitorId id) const;
@@ -162,7 +170,7 @@ class Service final : private Storage::Client {
   Storage m_storage;
   std::unique_ptr<MonitorTable> m_table;
   std::unique_ptr<Worker> m_worker;
-  std::unique_ptr<Outages> m_outages;
+  std::unique_ptr<Alarms> m_alarms;
   std::vector<TableObserver*> m_observers;
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket
   struct Fetching {
@@ -176,6 +184,11 @@ class Service final : private Storage::Client {
   Moment m_nextTend{};
   std::uint64_t m_wakes = 0;
   bool m_isEnding = false;
+  struct End {
+    Completion done;
+    Moment handBackAt, at;
+  };
+  std::optional<End> m_end;  // until it has come
 };
 
 }  // namespace norvane::engine

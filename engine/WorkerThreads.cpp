@@ -165,6 +165,10 @@ void WorkerThreads::Launch(LaunchRequest request) {
   m_actions.Launch(std::move(request));
 }
 
+void WorkerThreads::HandBackLaunches() {
+  m_actions.HandBackLaunches();
+}
+
 void WorkerThreads::Fetch(FetchRequest request, std::uint64_t ticket) {
   m_actions.Fetch(std::move(request), ticket);
 }

@@ -31,6 +31,7 @@ class WorkerThreads final : public Worker {
   [[nodiscard]] CheckFigures Figures() const override;
   void NotifyOnce(NotifyRequest request, std::uint64_t ticket) override;
   void Launch(LaunchRequest request) override;
+  void HandBackLaunches() override;
   void Fetch(FetchRequest request, std::uint64_t ticket) override;
   void StopFetch(std::uint64_t ticket) override;
   [[nodiscard]] std::vector<Report> DequeueReports() override;

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "engine/notify/channels/ModemCall.h"
+#include "formats/Duration.h"
 #include "formats/Number.h"
 #include "platform/Ascii.h"
 #include "platform/IniFile.h"
@@ -16,6 +17,7 @@ namespace norvane::service {
 namespace {
 
 constexpr int MaxCheckThreads = 64;
+constexpr double MaxSingle = 1e6;
 constexpr double MinLogDays = 0.05, MaxLogDays = 36500;  // an hour at least
 
 /// Gives whether the value makes sense. An empty one stands for the default.
@@ -47,6 +49,24 @@ template <std::string engine::AdminAddress::*Field>
 bool ApplyAdmin(const std::string& value, Config& config) {
   config.admin.*Field = value;
   return true;
+}
+
+bool ApplyGiveUp(const std::string& value, Config& config) {
+  const auto time = formats::ParseDuration(value);
+  const bool makesSense = time && *time >= std::chrono::minutes(1);
+  if (makesSense) config.alarms.messages.giveUp = *time;
+  return makesSense || value.empty();
+}
+
+bool ApplySingle(const std::string& value, Config& config) {
+  const auto count = formats::ParseNumber(value, 0, MaxSingle);
+  if (count) config.alarms.messages.single = static_cast<std::size_t>(*count);
+  return count || value.empty();
+}
+
+bool ApplyRecovery(const std::string& value, Config& config) {
+  config.alarms.tellsRecovery = platform::EqualsIgnoringCase(value, "yes");
+  return config.alarms.tellsRecovery || value.empty() || platform::EqualsIgnoringCase(value, "no");
 }
 
 bool ApplyCaFile(const std::string& value, Config& config) {
@@ -81,6 +101,9 @@ constexpr Setting Settings[] = {
     {"gateway", "sender"},
     {"notify", "admin", &ApplyAdmin<&engine::AdminAddress::mode>},
     {"notify", "to", &ApplyAdmin<&engine::AdminAddress::to>},
+    {"notify", "give_up", &ApplyGiveUp, "a time from 1m", "1d"},
+    {"notify", "single", &ApplySingle, "a number from 0", "20"},
+    {"notify", "recovery", &ApplyRecovery, "yes or no", "no"},
     {"log", "days", &ApplyLogDays, "0 or a number from 0.05", "90"},
     {"checks", "threads", &ApplyThreads, "a number from 1 to 64", "one for each CPU"},
     {"tls", "cafile", &ApplyCaFile},

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/Alarms.h"
 #include "engine/WorkerOptions.h"
 #include "engine/notify/AdminMessages.h"
 
@@ -17,6 +18,7 @@ struct Config {
   std::size_t checkThreads = 0;  ///< 0: one for each CPU
   engine::AdminAddress admin{};
   engine::MailServerTable mailServers{};
+  engine::Alarms::Options alarms{};
   std::chrono::hours logAge{90 * 24};  ///< 0: for ever
 
   /// Why the file could not be read, or which line of it; empty if it could, or if there is none.

@@ -120,6 +120,7 @@ engine::Service::Options ServiceOptions(const std::string& folder, const Config&
   options.folder = folder;
   options.makeWorker = [&](auto& wake, const auto& log) { return MakeWorker(folder, config, wake, log); };
   options.admin = config.admin;
+  options.alarms = config.alarms;
   options.configProblem = config.problem;
   options.logAge = config.logAge;
   return options;
@@ -196,11 +197,12 @@ void Serve(const std::string& folder, Daemon* daemon) {
 
   manager.Notify("READY=1");
 
-  auto end = std::move(endRequested.promise);
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-    end = end.exclusiveJoin(io.unixEventPort.onSignal(signal).ignoreResult());
-  }
-  end.wait(io.waitScope);
+  const auto signalled = [&](kj::Promise<void> other) {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+      other = other.exclusiveJoin(io.unixEventPort.onSignal(signal).ignoreResult());
+    return other;
+  };
+  signalled(std::move(endRequested.promise)).wait(io.waitScope);
   manager.Notify("STOPPING=1");
 
   auto saved = kj::newPromiseAndFulfiller<void>();
@@ -209,6 +211,8 @@ void Serve(const std::string& folder, Daemon* daemon) {
     failure = error;
     saved.fulfiller->fulfill();
   });
+  const auto hurried =
+      signalled(kj::NEVER_DONE).then([&] { service.HurryShutdown(); }).eagerlyEvaluate(nullptr);
   saved.promise.wait(io.waitScope);
   if (failure) throw std::runtime_error("ended without saving: " + platform::ErrorText(failure));
 }

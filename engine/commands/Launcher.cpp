@@ -70,6 +70,10 @@ void Launcher::ReportHeldUp(MonitorId id, const std::string& text) {
   m_deliver(CommandEvent{id, std::chrono::system_clock::now(), PlainText(text, MaxTextSize), true});
 }
 
+void Launcher::ReportProgress(const LaunchRequest& request, LaunchProgress::State state) {
+  m_deliver(LaunchProgress{request.id, request.ticket, state});
+}
+
 /// Reads what a program writes, by lines.
 class Launcher::Output final : private Watcher, private EventOwner {
  public:
@@ -126,6 +130,7 @@ class Launcher::Program final : private Watcher, private EventOwner {
       : m_owner(owner),
         m_number(number),
         m_id(request.id),
+        m_ticket(request.ticket),
         m_monitor(request.name),
         m_path(std::move(path)),
         m_pid(spawned.pid),
@@ -185,17 +190,20 @@ class Launcher::Program final : private Watcher, private EventOwner {
     if (::waitid(P_PIDFD, static_cast<id_t>(m_pidfd.Get()), &info, WEXITED) != 0 && errno == EINTR) return;
     m_hasEnded = true;
     m_owner.ReportAs<CommandEvent>(m_id, "command " + m_path + " " + EndText(info));
+    m_owner.m_deliver(LaunchProgress{m_id, m_ticket});
     m_owner.Ended(m_number);  // destroys this object
   }
   EventOwner& Owner() override { return *this; }
   void Broke(const std::string& why) override {
     m_owner.m_loop.Log("command " + m_path + ": " + why);
+    m_owner.m_deliver(LaunchProgress{m_id, m_ticket});
     m_owner.Ended(m_number);  // destroys this object
   }
 
   Launcher& m_owner;
   std::uint64_t m_number;
   MonitorId m_id;
+  std::uint64_t m_ticket;
   std::string m_monitor;
   std::string m_path;
   Moment m_started = m_owner.m_loop.Now();
@@ -221,11 +229,17 @@ void Launcher::Launch(LaunchRequest request) {
       std::ranges::count_if(m_waiting, [&](const auto& each) { return each.request.name == request.name; });
   if (std::ssize(m_waiting) >= m_options.maxWaiting || ofOne >= m_options.maxWaitingOfOne) {
     const auto text = "command " + request.program + " was not started: queue full";
+    ReportProgress(request, LaunchProgress::State::Over);
     return std::ssize(m_waiting) >= m_options.maxWaiting ? ReportHeldUp(request.id, text)
                                                          : ReportAs<CommandEvent>(request.id, text);
   }
   m_waiting.push_back({std::move(request)});
   m_next.Set(m_loop.Now());
+}
+
+void Launcher::HandBack() {
+  for (const auto& waiting : std::exchange(m_waiting, {}))
+    ReportProgress(waiting.request, LaunchProgress::State::HandedBack);
 }
 
 /// One in each turn of the loop: starting it takes longer than other events.
@@ -290,9 +304,11 @@ void Launcher::Start(const LaunchRequest& request) {
     auto output = std::move(spawned.output);
     m_running[number] = std::make_unique<Program>(*this, number, request, path, std::move(spawned));
     ReportAs<CommandEvent>(request.id, "command " + path + " started");
+    ReportProgress(request, LaunchProgress::State::Started);
     m_outputs[number] = std::make_unique<Output>(*this, number, request, std::move(output));
   } catch (const std::exception& error) {
     ReportAs<CommandEvent>(request.id, "command " + request.program + " was not started: " + error.what());
+    ReportProgress(request, LaunchProgress::State::Over);
   }
 }
 

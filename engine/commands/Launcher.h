@@ -46,7 +46,8 @@ class Launcher {
   static constexpr int MaxLines = 1000;
   static constexpr std::size_t MaxLineSize = 500;
 
-  /// `deliver` gets each `CommandEvent` and `CommandOutput`, from the loop or from `Launch`.
+  /// `deliver` gets each `CommandEvent`, `CommandOutput` and `LaunchProgress`, from the loop or from
+  /// `Launch`.
   Launcher(EventLoop& loop, Options options, Deliver deliver);
   /// Sends SIGTERM to the programs that run, and waits for none.
   ~Launcher();
@@ -54,6 +55,8 @@ class Launcher {
   Launcher& operator=(const Launcher&) = delete;
 
   void Launch(LaunchRequest request);
+  /// Those that wait are never started.
+  void HandBack();
 
  private:
   class Program;
@@ -73,6 +76,7 @@ class Launcher {
   [[nodiscard]] bool FreePlace(std::uint64_t number);
   void Ended(std::uint64_t number);
   void DropOldOutputs();
+  void ReportProgress(const LaunchRequest& request, LaunchProgress::State state);
   template <class Event>
   void ReportAs(MonitorId id, const std::string& text);
   void ReportHeldUp(MonitorId id, const std::string& text);

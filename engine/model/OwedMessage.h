@@ -13,8 +13,9 @@ struct OwedMessage {
   enum class Kind {
     Failure,
     Recovery,
-    Event,  ///< for one of the exits that all monitors share
-    Admin,  ///< of the engine about itself
+    Event,    ///< for one of the exits that all monitors share
+    Admin,    ///< of the engine about itself
+    Command,  ///< no message: a command that the engine, as it ended, had not started yet
   };
   using Time = std::chrono::system_clock::time_point;
 

@@ -35,6 +35,18 @@ struct CommandEvent {
   bool isHeldUp = false;  ///< by the commands of other monitors
 };
 
+/// How far a command has come.
+struct LaunchProgress {
+  enum class State {
+    Started,
+    Over,        ///< it has ended, or could not be started
+    HandedBack,  ///< it was never started, and won't be
+  };
+  MonitorId id = 0;
+  std::uint64_t ticket = 0;  ///< of its request
+  State state = State::Over;
+};
+
 /// A line that a command wrote.
 struct CommandOutput {
   MonitorId id = 0;
@@ -47,6 +59,7 @@ struct FetchEnded {
   console::engine::PageReply reply;
 };
 
-using Report = std::variant<CheckEnded, NotificationEnded, CommandEvent, CommandOutput, FetchEnded>;
+using Report =
+    std::variant<CheckEnded, NotificationEnded, CommandEvent, LaunchProgress, CommandOutput, FetchEnded>;
 
 }  // namespace norvane::engine

@@ -37,6 +37,7 @@ struct LaunchRequest {
   std::string name;                      ///< of the monitor, in full
   std::string program;                   ///< the attribute, unparsed
   std::vector<std::string> environment;  ///< "NAME=value", beside what every program gets
+  std::uint64_t ticket = 0;
 };
 
 /// A page to be fetched for somebody to look at.

@@ -39,6 +39,8 @@ class ActionRunner {
   virtual void NotifyOnce(NotifyRequest request, std::uint64_t ticket) = 0;
   /// Starts a program; what becomes of it is reported.
   virtual void Launch(LaunchRequest request) = 0;
+  /// Those that still wait to be started never are; each is reported.
+  virtual void HandBackLaunches() = 0;
 };
 
 /// Fetches pages for people to look at.

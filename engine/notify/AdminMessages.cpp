@@ -1,20 +1,24 @@
 #include "engine/notify/AdminMessages.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "engine/net/Reason.h"
 #include "formats/NotifyMode.h"
 #include "platform/Paths.h"
+#include "platform/RandomText.h"
 #include "platform/TimeText.h"
 
 namespace norvane::engine {
 
-AdminMessages::AdminMessages(AdminAddress address, std::string folder, Send send, Health::Clock clock)
+namespace {
+constexpr std::size_t IdentitySize = 8;
+}  // namespace
+
+AdminMessages::AdminMessages(AdminAddress address, std::string folder, Owe owe, Health::Clock clock)
     : m_address(std::move(address)),
       m_folder(std::move(folder)),
-      m_send(std::move(send)),
+      m_owe(std::move(owe)),
       m_clock(std::move(clock)) {}
 
 std::string AdminMessages::Misconfigured() const {
@@ -32,13 +36,14 @@ void AdminMessages::Add(const Health::Condition& condition, Health::Change chang
                      (change == Health::Change::Ends ? "resolved: " : "") + PlainText(condition.text)});
 }
 
-void AdminMessages::SendDue() {
-  if (m_ticket != 0 || m_lines.empty() || m_clock() < m_next) return;
-  m_sending = m_lines.size();
-  m_ticket = m_send(Message());
+void AdminMessages::OweDue() {
+  if (m_isOwed || m_lines.empty() || m_clock() < m_next) return;
+  m_isOwed = true;
+  m_owe(platform::RandomText(IdentitySize) + "-a", Message());
+  m_lines.clear();
 }
 
-NotifyRequest AdminMessages::Message() const {
+OwedMessage AdminMessages::Message() const {
   auto subject = "Norvane engine on " + platform::ComputerName() + ": " + m_lines.front().text;
   if (m_lines.size() > 1) subject += " (and " + std::to_string(m_lines.size() - 1) + " more)";
   std::string body = "Folder: " + PlainText(m_folder, 4096) + "\n";
@@ -46,19 +51,23 @@ NotifyRequest AdminMessages::Message() const {
     body += platform::TimeText(m_lines[i].at) + " " + m_lines[i].text + "\n";
   if (m_lines.size() > MaxLines)
     body += "and " + std::to_string(m_lines.size() - MaxLines) + " more, see log/engine.log\n";
-  return {0, m_address.mode, m_address.to, std::move(subject), std::move(body)};
+  return {.kind = OwedMessage::Kind::Admin,
+          .mode = m_address.mode,
+          .to = m_address.to,
+          .message = std::move(subject),
+          .body = std::move(body)};
 }
 
-void AdminMessages::Ended(const CheckResult& result) {
-  m_ticket = 0;
-  if (!result.IsGood()) {
-    m_next = m_clock() + RetryPauses[m_tries];
-    m_tries = std::min(m_tries + 1, std::size(RetryPauses) - 1);
-    return;
-  }
+bool AdminMessages::Resume(OwedMessage& message) {
+  message.mode = m_address.mode;
+  message.to = m_address.to;
+  m_isOwed = !m_address.mode.empty();
+  return m_isOwed;
+}
+
+void AdminMessages::Ended() {
+  m_isOwed = false;
   m_next = m_clock() + MinPause;
-  m_tries = 0;
-  m_lines.erase(m_lines.begin(), m_lines.begin() + static_cast<std::ptrdiff_t>(m_sending));
 }
 
 }  // namespace norvane::engine

@@ -15,10 +15,10 @@ std::unique_ptr<Channel> MakeModemChannel(const ChannelContext& context);
 std::span<const ChannelRow> ChannelTable() {
   using Form = NotifyMode::Form;
   static constexpr std::array<ChannelRow, 3> rows{{
-      {Form::Mail, 16, seconds(60), &MakeMailChannel},
+      {Form::Mail, 128, seconds(60), &MakeMailChannel},
       // There is one modem, and its own time limits, up to ten minutes for a call, come first.
       {Form::Phone, 1, minutes(11), &MakeModemChannel},
-      {Form::InternetCall, 16, seconds(20), &MakeInternetCallChannel},
+      {Form::InternetCall, 128, seconds(20), &MakeInternetCallChannel},
   }};
   return rows;
 }

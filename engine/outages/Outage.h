@@ -1,11 +1,9 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 
 #include "engine/model/OutageRecord.h"
 #include "engine/model/OutageRules.h"
-#include "engine/net/EventLoop.h"
 
 namespace norvane::engine {
 
@@ -13,37 +11,27 @@ namespace norvane::engine {
 /// outage, nor does it begin one. Pure policy: says what is to be done and does nothing.
 class Outage {
  public:
-  /// A notification that its channel did not accept is tried again no sooner.
-  static constexpr std::chrono::seconds NotifyAgainAfter{60};
-
   struct Actions {
     bool begin = false;  ///< an outage has begun with this check
     bool launch = false;
-    bool notify = false;
+    bool notify = false;     ///< a message is owed from now on
+    bool isSettled = false;  ///< more failures would lead to nothing more
   };
 
   Outage() = default;
-  /// As an earlier engine left it.
-  explicit Outage(const OutageRecord& record) : m_record(record) {}
+  /// As an earlier engine left it, or with no more than an identity.
+  explicit Outage(OutageRecord record) : m_record(std::move(record)) {}
 
   [[nodiscard]] const OutageRecord& What() const { return m_record; }
-  /// Without its record a restart would begin it again, or send a second notification.
-  [[nodiscard]] bool MustOutliveEngine() const {
-    return m_record.isOpen || m_record.message != OutageRecord::Message::None;
-  }
-
-  /// One more failed check, which was started at `at`. The actions count as done; a notification is under
-  /// way until `NotifyEnded`.
-  Actions Fail(const OutageRules& rules, std::chrono::system_clock::time_point at, Moment now);
-  /// `accepted` by the channel.
-  void NotifyEnded(bool accepted);
+  /// One more failed check, which was started at `at`. The actions count as done.
+  Actions Fail(const OutageRules& rules, std::chrono::system_clock::time_point at);
+  /// What became of the message that was owed.
+  void MessageEnded(OutageRecord::Message how) { m_record.message = how; }
 
  private:
-  [[nodiscard]] bool MayNotify(Moment now) const;
+  [[nodiscard]] bool MayLaunch(const OutageRules& rules) const;
 
   OutageRecord m_record;
-  bool m_isNotifying = false;
-  std::optional<Moment> m_lastTry;
 };
 
 }  // namespace norvane::engine

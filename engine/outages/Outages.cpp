@@ -4,15 +4,20 @@
 
 #include "console/engine/Limits.h"
 #include "console/engine/MonitorKeys.h"
+#include "engine/model/CheckResult.h"
 #include "engine/model/FullName.h"
 #include "engine/net/Reason.h"
+#include "platform/RandomText.h"
 #include "platform/TimeText.h"
 
 namespace norvane::engine {
 
 namespace keys = console::engine::keys;
+using Message = OutageRecord::Message;
 
 namespace {
+
+constexpr std::size_t IdentitySize = 8;
 
 std::string Times(int count, const char* what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
@@ -24,15 +29,35 @@ std::string Variable(const char* name, std::string_view value) {
   return std::string(name) + "=" + PlainText(value, maxSize);
 }
 
+/// An outage has at most one message of each kind.
+std::string FailureOf(const std::string& outage) {
+  return outage + "-f";
+}
+std::string RecoveryOf(const std::string& outage) {
+  return outage + "-r";
+}
+
 }  // namespace
 
-void Outages::Restore(const OutageRecords& open, const MonitorTable& table) {
-  for (const auto& [name, record] : open) {
+void Outages::Restore(OutageRecords records, const OwedMessages& owed, const MonitorTable& table,
+                      bool keepsUnknown) {
+  for (auto& [name, record] : records) {
+    if (record.identity.empty()) record.identity = platform::RandomText(IdentitySize);
+    if (record.message == Message::Owed && !owed.contains(FailureOf(record.identity)))
+      record.message = Message::None;  // rather twice than not at all
+  }
+  Restore(std::move(records), table, keepsUnknown);
+}
+
+void Outages::Restore(OutageRecords records, const MonitorTable& table, bool keepsUnknown) {
+  for (auto& [name, record] : records) {
     const Monitor* monitor = table.Find(name);
     if (monitor != nullptr && monitor->Running())
-      m_failing.try_emplace(monitor->id, Entry{name, Outage(record)});
+      m_failing.try_emplace(monitor->id, Entry{name, Outage(std::move(record))});
+    else if (monitor == nullptr && keepsUnknown)
+      m_unknown.emplace(name, std::move(record));
     else
-      m_changes[name] = std::nullopt;
+      NoteEnd(name, true);
   }
 }
 
@@ -41,41 +66,51 @@ int Outages::Receive(const Monitor& monitor, const CheckResult& result) {
     Recover(monitor, result);
     return 0;
   }
-  auto& entry = m_failing[monitor.id];
-  entry.name = monitor.name;
-  Fail(monitor, result, entry);
-  return entry.outage.What().failures;
+  const auto [failing, isNew] = m_failing.try_emplace(monitor.id);
+  if (isNew) failing->second = {monitor.name, Outage({.identity = platform::RandomText(IdentitySize)})};
+  Fail(monitor, result, failing->second);
+  return failing->second.outage.What().failures;
 }
 
 void Outages::Fail(const Monitor& monitor, const CheckResult& result, Entry& entry) {
   std::string remark;  // logged with the checks already
   const auto rules = OutageRules::Of(*monitor.attributes, remark);
-  const auto actions = entry.outage.Fail(rules, result.at, m_hooks.clock());
-  const auto failures = entry.outage.What().failures;
+  const auto actions = entry.outage.Fail(rules, result.at);
+  const auto& record = entry.outage.What();
   if (actions.begin)
-    m_hooks.log(monitor, result.at, "outage begins after " + Times(failures, "failed check") + " in a row");
-  if (actions.launch) Launch(monitor, keys::Command, result.reason, failures);
-  if (actions.notify) {
-    entry.ticket = m_hooks.newTicket();
-    m_hooks.runner.NotifyOnce(NotificationOf(monitor), entry.ticket);
-  }
-  if (actions.begin || actions.launch) NoteChange(entry);
+    m_hooks.log(monitor, result.at,
+                "outage begins after " + Times(record.failures, "failed check") + " in a row");
+  if (actions.launch) Launch(monitor, keys::Command, result.reason, record.failures);
+  if (actions.notify)
+    m_hooks.owe(FailureOf(record.identity), MessageOf(monitor, OwedMessage::Kind::Failure, record.since));
+  const bool isUrgent = actions.begin || actions.launch || actions.notify;
+  if (isUrgent || !actions.isSettled) NoteChange(entry, isUrgent);
 }
 
 void Outages::Recover(const Monitor& monitor, const CheckResult& result) {
   const auto ended = m_failing.extract(monitor.id);
   if (ended.empty()) return;
-  const auto& outage = ended.mapped().outage;
-  if (outage.MustOutliveEngine()) m_changes[monitor.name] = std::nullopt;
-  if (!outage.What().isOpen) return;
-  const auto failures = outage.What().failures;
-  m_hooks.log(monitor, result.at, "outage ends after " + Times(failures, "failed check"));
+  const auto& record = ended.mapped().outage.What();
+  NoteEnd(monitor.name, record.isOpen || record.message != Message::None);
+  if (record.message == Message::Owed)
+    m_hooks.endedBeforeMessage(FailureOf(record.identity), result.at);
+  else if (record.message == Message::Accepted)
+    OweRecovery(monitor, FailureOf(record.identity), {.failingSince = record.since, .endedAt = result.at});
+  if (!record.isOpen) return;
+  m_hooks.log(monitor, result.at, "outage ends after " + Times(record.failures, "failed check"));
   if (!monitor.attributes->Get(keys::CommandSucc).empty())
-    Launch(monitor, keys::CommandSucc, result.reason, failures);
+    Launch(monitor, keys::CommandSucc, result.reason, record.failures);
+}
+
+void Outages::OweRecovery(const Monitor& monitor, const std::string& identity, const OwedMessage& failure) {
+  if (!m_tellsRecovery || monitor.attributes->Get(keys::NotifyMode).empty()) return;
+  auto message = MessageOf(monitor, OwedMessage::Kind::Recovery, failure.failingSince);
+  message.endedAt = failure.endedAt;
+  m_hooks.owe(RecoveryOf(identity.substr(0, identity.rfind('-'))), std::move(message));
 }
 
 void Outages::Launch(const Monitor& monitor, std::string_view key, const std::string& result, int failures) {
-  m_hooks.runner.Launch(
+  m_hooks.launch(
       {monitor.id,
        monitor.name,
        monitor.attributes->Get(key),
@@ -84,23 +119,23 @@ void Outages::Launch(const Monitor& monitor, std::string_view key, const std::st
         Variable("NORVANE_RESULT", result), Variable("NORVANE_FAILURES", std::to_string(failures))}});
 }
 
-void Outages::NotifyEnded(MonitorId id, std::uint64_t ticket, bool accepted) {
+void Outages::MessageEnded(MonitorId id, const std::string& identity, Message how) {
   const auto failing = m_failing.find(id);
-  // Another ticket is one sent by hand, or that of an outage that has ended meanwhile.
-  if (failing == m_failing.end() || failing->second.ticket != ticket) return;
-  failing->second.outage.NotifyEnded(accepted);
-  if (accepted) NoteChange(failing->second);
+  if (failing == m_failing.end() || FailureOf(failing->second.outage.What().identity) != identity) return;
+  failing->second.outage.MessageEnded(how);
+  NoteChange(failing->second, true);
 }
 
 void Outages::Forget(MonitorId id) {
-  const auto failing = m_failing.extract(id);
-  if (!failing.empty() && failing.mapped().outage.MustOutliveEngine())
-    m_changes[failing.mapped().name] = std::nullopt;
+  if (const auto failing = m_failing.extract(id); !failing.empty()) NoteEnd(failing.mapped().name, true);
 }
 
-void Outages::ForgetAll() {
+void Outages::ForgetAll(const MonitorTable& table) {
   while (!m_failing.empty())
     Forget(m_failing.begin()->first);
+  Restore(std::exchange(m_unknown, {}), table, false);
+  for (const auto& [id, entry] : m_failing)
+    NoteChange(entry, true);
 }
 
 NotifyRequest Outages::NotificationOf(const Monitor& monitor) const {
@@ -120,10 +155,35 @@ NotifyRequest Outages::NotificationOf(const Monitor& monitor) const {
           attributes.Get(keys::NotifyMsg), std::move(body)};
 }
 
-OutageChanges Outages::DequeueChanges(bool everything) {
-  for (const auto& [id, entry] : m_failing) {
-    if (everything && entry.outage.MustOutliveEngine()) NoteChange(entry);
+OwedMessage Outages::MessageOf(const Monitor& monitor, OwedMessage::Kind kind,
+                               OwedMessage::Time failingSince) const {
+  auto request = NotificationOf(monitor);
+  return {.kind = kind,
+          .monitor = monitor.name,
+          .mode = std::move(request.mode),
+          .to = std::move(request.to),
+          .message = std::move(request.message),
+          .body = std::move(request.body),
+          .failingSince = failingSince};
+}
+
+void Outages::NoteChange(const Entry& entry, bool isUrgent) {
+  m_changes[entry.name] = entry.outage.What();
+  m_hasUrgent = m_hasUrgent || isUrgent;
+}
+
+void Outages::NoteEnd(const std::string& monitor, bool isUrgent) {
+  m_changes[monitor] = std::nullopt;
+  m_hasUrgent = m_hasUrgent || isUrgent;
+}
+
+OutageChanges Outages::DequeueChanges(Extent extent) {
+  if (extent == Extent::Urgent && !m_hasUrgent) return {};
+  if (extent == Extent::All) {
+    for (const auto& [id, entry] : m_failing)
+      NoteChange(entry, true);
   }
+  m_hasUrgent = false;
   return std::exchange(m_changes, {});
 }
 

@@ -1,65 +1,82 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <unordered_map>
 
 #include "engine/model/MonitorTable.h"
-#include "engine/model/Worker.h"
-#include "engine/net/EventLoop.h"
+#include "engine/model/OwedMessage.h"
 #include "engine/outages/Outage.h"
 
 namespace norvane::engine {
 
-/// The failures of all monitors: has commands started and notifications sent, and gathers what must outlive
-/// the engine. On the service thread.
+struct CheckResult;
+
+/// The failures of all monitors: says which commands are to be started and which messages are owed, and
+/// gathers what must outlive the engine. On the service thread.
 class Outages {
  public:
   /// What they use of the service.
   struct Hooks {
-    ActionRunner& runner;
-    std::function<std::uint64_t()> newTicket;
+    std::function<void(LaunchRequest)> launch;
+    std::function<void(std::string identity, OwedMessage)> owe;
+    /// The outage whose message is still owed is over.
+    std::function<void(const std::string& identity, OwedMessage::Time at)> endedBeforeMessage;
     /// Into the monitor's log.
-    std::function<void(const Monitor&, std::chrono::system_clock::time_point, const std::string&)> log;
-    EventLoop::Clock clock;
+    std::function<void(const Monitor&, OwedMessage::Time, const std::string&)> log;
+  };
+  /// What `DequeueChanges` gives, each with those above it.
+  enum class Extent {
+    Urgent,   ///< nothing, unless something happened that must be on disk at once
+    Changed,  ///< counts too, as long as they lead to anything
+    All,      ///< all counts
   };
 
-  explicit Outages(Hooks hooks) : m_hooks(std::move(hooks)) {}
+  Outages(Hooks hooks, bool tellsRecovery) : m_hooks(std::move(hooks)), m_tellsRecovery(tellsRecovery) {}
 
-  /// Goes on with those outages of an earlier engine whose monitors are in `table` and run; the others end.
-  void Restore(const OutageRecords& open, const MonitorTable& table);
+  /// Goes on with those outages of an earlier engine whose monitors are in `table` and run. Those of stopped
+  /// monitors end, and so do those of unknown ones, unless `keepsUnknown`: then they wait for another table.
+  void Restore(OutageRecords records, const OwedMessages& owed, const MonitorTable& table, bool keepsUnknown);
 
   /// A check of a running monitor has ended. Gives its failures in a row.
   int Receive(const Monitor& monitor, const CheckResult& result);
-  /// The notification of `ticket` has ended; one that is no outage's is passed over.
-  void NotifyEnded(MonitorId id, std::uint64_t ticket, bool accepted);
+  /// What became of a message that was owed; those that are no outage's are passed over.
+  void MessageEnded(MonitorId id, const std::string& identity, OutageRecord::Message how);
+  /// For an outage that ended while its message was being sent: `failure`, which was accepted, did not say
+  /// so.
+  void OweRecovery(const Monitor& monitor, const std::string& identity, const OwedMessage& failure);
   /// The monitor was stopped or removed: its outage ends silently.
   void Forget(MonitorId id);
-  void ForgetAll();
+  /// The same for all, since the monitors are those of `table` from now on.
+  void ForgetAll(const MonitorTable& table);
 
   /// The notification that the monitor's attributes ask for, with its present state.
   [[nodiscard]] NotifyRequest NotificationOf(const Monitor& monitor) const;
 
-  /// Changes since the last call that must outlive the engine. Counts that grow with every failure are not
-  /// among them, so that a lasting outage writes nothing; `everything` gives those too, for an orderly end.
-  [[nodiscard]] OutageChanges DequeueChanges(bool everything);
+  /// Changes since the last call.
+  [[nodiscard]] OutageChanges DequeueChanges(Extent extent);
 
  private:
   struct Entry {
     std::string name;
     Outage outage;
-    std::uint64_t ticket = 0;  // of the notification under way
   };
 
+  void Restore(OutageRecords records, const MonitorTable& table, bool keepsUnknown);
   void Fail(const Monitor& monitor, const CheckResult& result, Entry& entry);
   void Recover(const Monitor& monitor, const CheckResult& result);
   void Launch(const Monitor& monitor, std::string_view key, const std::string& result, int failures);
-  void NoteChange(const Entry& entry) { m_changes[entry.name] = entry.outage.What(); }
+  [[nodiscard]] OwedMessage MessageOf(const Monitor& monitor, OwedMessage::Kind kind,
+                                      OwedMessage::Time failingSince) const;
+  void NoteChange(const Entry& entry, bool isUrgent);
+  void NoteEnd(const std::string& monitor, bool isUrgent);
 
   Hooks m_hooks;
+  bool m_tellsRecovery;
   std::unordered_map<MonitorId, Entry> m_failing;
+  OutageRecords m_unknown;  // of monitors that no table has had
   OutageChanges m_changes;
+  bool m_hasUrgent = false;
 };
 
 }  // namespace norvane::engine

@@ -126,6 +126,10 @@ std::uint64_t EngineState::Write(StateChanges changes) {
   return m_asked;
 }
 
+void EngineState::RetryFailed() {
+  if (m_writes == 0 && !m_failed.IsEmpty()) StartWrite();
+}
+
 void EngineState::WriteAtEnd(StateChanges changes) {
   Add(std::move(changes));
   StartWrite();

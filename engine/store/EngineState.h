@@ -42,6 +42,8 @@ class EngineState {
   std::uint64_t Write(StateChanges changes);
   /// Changes on the writer thread's return, that is within `Writer::Deliver`.
   [[nodiscard]] std::uint64_t Written() const { return m_written; }
+  /// Writes what failed before, if anything.
+  void RetryFailed();
   /// Writes in any case, also what failed before.
   void WriteAtEnd(StateChanges changes);
 

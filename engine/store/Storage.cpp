@@ -97,6 +97,10 @@ std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
   }
 }
 
+bool Storage::IsUnreadable() const {
+  return m_health.Now().contains(DataFileUnreadable);
+}
+
 void Storage::Enqueue(Step step, Completion done) {
   m_steps.emplace_back([this, step = std::move(step), done = std::move(done)] {
     const Completion end = [this, done](const std::exception_ptr& error) {
@@ -165,7 +169,7 @@ void Storage::Save(const std::string& path, Completion done) {
 }
 
 void Storage::SaveDataFile(Completion done) {
-  if (m_client.Table().Count() == 0 && m_health.Now().contains(DataFileUnreadable)) return done(nullptr);
+  if (m_client.Table().Count() == 0 && IsUnreadable()) return done(nullptr);
   m_nextCopy = {};
   Save(m_dataFile, std::move(done));
 }

@@ -43,6 +43,9 @@ class Storage {
   /// would replace it. So for a symbolic link. Removes what killed saves left.
   [[nodiscard]] std::unique_ptr<MonitorTable> LoadAtStart();
 
+  /// The monitors of the data file are not in the table.
+  [[nodiscard]] bool IsUnreadable() const;
+
   // Relative paths start at the folder.
 
   [[nodiscard]] bool IsDataFile(const std::string& path) const;

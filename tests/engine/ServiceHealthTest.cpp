@@ -61,7 +61,8 @@ TEST(ServiceHealth, TheAdministratorHearsOfConditionsButNotOfHisOwnSilence) {
   const auto pass = [&](std::chrono::seconds time) {
     now += time;
     engine.service.OnSecond();
-    engine.service.OnWake();
+    for (const char* value : {"1", "2"})  // when all is on disk
+      engine.Commit("x", value);
   };
   pass(AdminMessages::GatherTime);
   ASSERT_EQ(engine.checks->notifications.size(), 1u);
@@ -69,7 +70,7 @@ TEST(ServiceHealth, TheAdministratorHearsOfConditionsButNotOfHisOwnSilence) {
   const std::string unreachable = "message to the administrator not accepted: no route";
   EXPECT_EQ(engine.Conditions().front(), unreachable);
   engine.checks->notifyOutcome = "Ok";
-  pass(AdminMessages::RetryPauses[0]);
+  pass(MessageSender::MaxPause);
   ASSERT_EQ(engine.checks->notifications.size(), 2u);
   EXPECT_EQ(engine.checks->notifications[1].message, engine.checks->notifications[0].message);
   EXPECT_EQ(engine.Conditions().size(), 1u) << "the data file still cannot be read";
@@ -90,22 +91,30 @@ TEST(ServiceHealth, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
   engine.service.OnWake();
   EXPECT_EQ(engine.Conditions(), Calls{}) << "whoever asked for it is told";
   const auto failAndRecover = [&] {
-    engine.checks->Report(id, 0, "down");
-    engine.service.OnWake();
-    engine.checks->Report(id, 0, "Ok");
-    engine.service.OnWake();
+    for (const char* outcome : {"down", "Ok"}) {
+      engine.checks->Report(id, 0, outcome);
+      engine.service.OnWake();
+      for (const char* value : {"1", "2"})  // when all is on disk
+        engine.Commit("x", value);
+    }
   };
   failAndRecover();
   const Calls failed{"notification of WebMonitor Of a failed: no route"};
   EXPECT_EQ(engine.Conditions(), failed);
   now += std::chrono::hours(20);
   failAndRecover();
-  now += std::chrono::hours(20);
+  now += std::chrono::hours(3);
   engine.service.OnSecond();
   EXPECT_EQ(engine.Conditions(), failed) << "it still fails";
   engine.checks->notifyOutcome = "Ok";
   failAndRecover();
   EXPECT_EQ(engine.Conditions(), Calls{});
+  engine.checks->notifyOutcome = "no route";
+  failAndRecover();
+  now += std::chrono::hours(25);
+  engine.service.OnSecond();
+  engine.service.OnWake();
+  EXPECT_EQ(engine.Conditions(), Calls{"notification of WebMonitor Of a given up: no route"});
 }
 
 TEST(ServiceHealth, LogFilesThatCannotBeWrittenAreOneCondition) {

@@ -48,7 +48,13 @@ class FakeWorker : public engine::Worker {
   }
   void Launch(engine::LaunchRequest request) override {
     calls.push_back("Launch " + request.program);
-    launches.push_back(std::move(request));
+    launches.push_back(request);
+    if (!holdLaunches) Report(engine::LaunchProgress{request.id, request.ticket});
+  }
+  /// All that were held.
+  void HandBackLaunches() override {
+    for (const auto& launch : launches)
+      Report(engine::LaunchProgress{launch.id, launch.ticket, engine::LaunchProgress::State::HandedBack});
   }
   void Fetch(engine::FetchRequest request, std::uint64_t ticket) override {
     calls.push_back("Fetch " + request.url + " " + std::to_string(request.limit.count()));
@@ -85,6 +91,7 @@ class FakeWorker : public engine::Worker {
   bool holdChecks = false;                      ///< keep the tickets in `held` instead of answering
   std::string notifyOutcome = "Ok";             ///< of `NotifyOnce`
   bool holdNotifications = false;
+  bool holdLaunches = false;  ///< start none of them
   std::vector<std::pair<engine::MonitorId, std::uint64_t>> held;
   std::vector<engine::NotifyRequest> notifications;
   std::vector<engine::LaunchRequest> launches;

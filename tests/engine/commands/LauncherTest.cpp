@@ -34,6 +34,8 @@ class LauncherTest : public testing::Test {
   void Make(std::size_t maxRunning = Launcher::Options().maxRunning, std::ptrdiff_t maxWaiting = 1000) {
     m_launcher = std::make_unique<Launcher>(
         m_loop, Launcher::Options{m_folder.Path(), maxRunning, maxWaiting}, [this](const Report& report) {
+          if (const auto* progress = std::get_if<LaunchProgress>(&report))
+            return m_progress.push_back(*progress);
           const auto* output = std::get_if<CommandOutput>(&report);
           m_heldUp += output == nullptr && std::get<CommandEvent>(report).isHeldUp ? 1 : 0;
           (output != nullptr ? m_output : m_told)
@@ -69,6 +71,7 @@ class LauncherTest : public testing::Test {
   Texts m_told;
   int m_heldUp = 0;  ///< among them
   Texts m_output;
+  std::vector<LaunchProgress> m_progress;
   std::unique_ptr<Launcher> m_launcher;
 };
 
@@ -269,6 +272,29 @@ TEST_F(LauncherTest, HearsWhatAProgramLeftRunning) {
   RunUntil(Told("exit code 0"));
   Open(gate);
   RunUntil([&] { return m_output == Texts{"shop: late"}; });
+}
+
+TEST_F(LauncherTest, TellsHowFarEachRequestHasCome) {
+  using State = LaunchProgress::State;
+  Script("wait", "read x < gate");
+  const auto gate = Gate();
+  Make(1);
+  std::uint64_t ticket = 0;
+  for (const char* program : {"wait", "none", "wait", "wait"}) {
+    m_launcher->Launch({7, "shop", program, {}, ++ticket});
+    if (ticket == 2) Open(gate);
+    if (ticket <= 3) RunUntil([&] { return !m_progress.empty() && m_progress.back().ticket == ticket; });
+  }
+  m_launcher->HandBack();
+  Open(gate);
+  RunUntil([&] { return m_progress.size() == 6; });
+  std::map<std::uint64_t, std::vector<State>> states;
+  for (const auto& progress : m_progress)
+    states[progress.ticket].push_back(progress.state);
+  EXPECT_EQ(states, (std::map<std::uint64_t, std::vector<State>>{{1, {State::Started, State::Over}},
+                                                                 {2, {State::Over}},
+                                                                 {3, {State::Started, State::Over}},
+                                                                 {4, {State::HandedBack}}}));
 }
 
 TEST_F(LauncherTest, ItsEndEndsWhatRuns) {

@@ -111,19 +111,19 @@ TEST_F(NotifierTest, RefusesACallThatIsTooLong) {
 
 TEST_F(NotifierTest, ADeadPeerEndsInTimeAndHoldsOnlyItsOwnQueue) {
   HttpServer silent({.onConnect = HttpServer::Script{"", "", {}, HttpServer::End::Silence}});
-  for (int i = 0; i < 17; ++i)
+  for (int i = 0; i < 129; ++i)
     Notify(silent.Url("/%s%s"));
   EXPECT_EQ(Outcome("TEL://"), "no modem configured");
   m_reports.clear();
   const auto ended = std::chrono::system_clock::now();
   Pass(milliseconds(20000));
-  RunUntil([&] { return m_reports.size() == 16; });
+  RunUntil([&] { return m_reports.size() == 128; });
   for (const auto& report : m_reports) {
     EXPECT_TRUE(report.result.reason.starts_with("no answer within 20 s (")) << report.result.reason;
     EXPECT_GE(report.result.at, ended) << "a log would tell it before the outage went on";
   }
   Pass(milliseconds(20000));
-  RunUntil([&] { return m_reports.size() == 17; });
+  RunUntil([&] { return m_reports.size() == 129; });
 }
 
 TEST_F(NotifierTest, RefusesWhatIsTooMuch) {

@@ -21,7 +21,33 @@ class OutageStory : public testing::Test {
  protected:
   void Start() {
     m_engine.reset();
-    m_engine.emplace(m_folder.Path(), [this] { return m_now; });
+    m_engine.emplace(
+        m_folder.Path(), [this] { return m_now; }, AdminAddress{}, m_alarms);
+    Settle();
+  }
+  /// A kill: what was written is all that is left.
+  void Restart(bool isOrderly) {
+    if (isOrderly) return Shutdown(), Start();
+    Settle();
+    loopback::TempFolder copy;
+    for (const char* file : {"NorvaneEngine.state", "NorvaneEngine.dat"})
+      if (std::filesystem::exists(m_folder / file)) std::filesystem::copy_file(m_folder / file, copy / file);
+    m_engine.reset();
+    for (const auto& file : std::filesystem::directory_iterator(copy.Path()))
+      std::filesystem::copy_file(file, m_folder / file.path().filename().string(),
+                                 std::filesystem::copy_options::overwrite_existing);
+    Start();
+  }
+  /// Until all that is written now is on disk, and what it leads to has happened. The disk may be full.
+  void Settle() {
+    for (const char* value : {"1", "2", "3"})
+      static_cast<void>(m_engine->Commit("x", value));
+  }
+  /// So much later.
+  void Wait(std::chrono::seconds time) {
+    m_now += time;
+    m_engine->service.OnSecond();
+    Settle();
   }
   void StartWithMonitor() {
     Start();
@@ -39,6 +65,10 @@ class OutageStory : public testing::Test {
     EXPECT_EQ(m_engine->Shutdown(), std::nullopt);
     m_engine.reset();
   }
+  [[nodiscard]] std::vector<NotifyRequest>& Messages() { return m_engine->checks->notifications; }
+  static bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+  }
   [[nodiscard]] MonitorId Id() const { return m_engine->service.Table().Find(Name)->id; }
   void Set(std::string_view key, const std::string& value) { m_engine->service.Set(Id(), key, value); }
 
@@ -47,7 +77,7 @@ class OutageStory : public testing::Test {
     m_engine->checks->calls.clear();
     m_engine->checks->Report(Id(), ticket, reason);
     m_engine->service.OnWake();
-    m_engine->service.OnWake();
+    Settle();
     auto calls = std::move(m_engine->checks->calls);
     std::erase_if(calls, [](const std::string& call) { return call.starts_with("Start"); });
     m_now += std::chrono::seconds(20);
@@ -68,6 +98,7 @@ class OutageStory : public testing::Test {
 
   const loopback::TempFolder m_folder;
   Moment m_now{std::chrono::hours(1)};
+  Alarms::Options m_alarms;
   std::optional<tests::TestEngine> m_engine;
 };
 
@@ -94,23 +125,78 @@ TEST_F(OutageStory, IsLivedThroughWithARestartInTheMiddle) {
   EXPECT_EQ(Check("Ok"), Calls{}) << "no recovery without an outage";
   const std::string down = "failed: HTTP status 503";
   EXPECT_EQ(Log(), (Calls{"good: Ok", down, down, "outage begins after 2 failed checks in a row", down,
-                          "notification sent", down, down, down, "good: Ok",
+                          "notification owed", "notification sent", down, down, down, "good: Ok",
                           "outage ends after 6 failed checks", "good: Ok", down, "good: Ok"}));
 }
 
-TEST_F(OutageStory, AKilledEngineForgetsNoNotification) {
+TEST_F(OutageStory, FailuresInARowOutliveEachEnd) {
+  for (const bool isOrderly : {true, false}) {
+    SCOPED_TRACE(isOrderly);
+    StartWithMonitor();
+    EXPECT_EQ(m_engine->Save(m_folder / "NorvaneEngine.dat"), std::nullopt);
+    Calls calls;
+    for (const char* outcome : {"down", "Ok", "down", "down", "down", "down", "Ok"}) {
+      for (const auto& call : Check(outcome))
+        calls.push_back(call);
+      Wait(std::chrono::seconds(1));  // counts are written once a second
+      Restart(isOrderly);
+    }
+    EXPECT_EQ(calls, (Calls{"Launch down.sh", "Launch down.sh", "NotifyOnce TEL:// 555", "Launch up.sh"}));
+    m_engine->service.Remove(Id());
+    Shutdown();
+  }
+}
+
+TEST_F(OutageStory, AnOwedMessageOutlivesItsOutageAndEachEnd) {
+  for (const bool isOrderly : {true, false}) {
+    SCOPED_TRACE(isOrderly);
+    StartWithMonitor();
+    EXPECT_EQ(m_engine->Save(m_folder / "NorvaneEngine.dat"), std::nullopt);
+    m_engine->checks->notifyOutcome = "no modem configured";
+    for (int i = 0; i < 3; ++i)
+      Check("down");
+    ASSERT_EQ(Messages().size(), 1u);
+    const auto identity = Messages()[0].identity;
+    Restart(isOrderly);
+    m_engine->checks->notifyOutcome = "no modem configured";
+    EXPECT_EQ(Check("Ok"), Calls{"Launch up.sh"});
+    Restart(isOrderly);
+    Wait(MessageSender::MaxPause);
+    ASSERT_EQ(Messages().size(), 1u);
+    EXPECT_EQ(Messages()[0].identity, identity);
+    EXPECT_TRUE(Has(Messages()[0].body, "Last result: down\n")) << Messages()[0].body;
+    EXPECT_TRUE(Has(Messages()[0].body, "The service was down from ")) << Messages()[0].body;
+    Restart(isOrderly);
+    Wait(MessageSender::MaxPause);
+    EXPECT_EQ(Messages().size(), 0u);
+    EXPECT_EQ(m_engine->service.Owed(), OwedMessages{});
+    m_engine->service.Remove(Id());
+    Shutdown();
+  }
+}
+
+TEST_F(OutageStory, ARecoveryIsToldOnceIfTheOutageWas) {
+  m_alarms.tellsRecovery = true;
   StartWithMonitor();
-  Set(keys::FailTimes, "1");
-  for (int i = 0; i < 4; ++i)
+  Set(keys::NotifyMsg, "shop is down");
+  Check("down");
+  Check("down");
+  EXPECT_EQ(Check("Ok"), Calls{"Launch up.sh"}) << "nobody was told of the outage";
+  for (int i = 0; i < 3; ++i)
     Check("down");
-  m_engine->Save(m_folder / "NorvaneEngine.dat");
-  m_engine.reset();  // without a shutdown
-  Start();
-  EXPECT_EQ(Check("down"), Calls{});
-  EXPECT_EQ(Check("Ok"), Calls{"Launch up.sh"});
-  m_engine.reset();
-  Start();
-  EXPECT_EQ(Check("Ok"), Calls{}) << "the outage had ended before the second start";
+  Restart(true);
+  EXPECT_EQ(Check("Ok"), (Calls{"Launch up.sh", "NotifyOnce TEL:// 555"}));
+  EXPECT_TRUE(Messages().back().message.starts_with("Resolved: shop is down (down from "))
+      << Messages().back().message;
+  m_engine->checks->holdNotifications = true;
+  for (int i = 0; i < 3; ++i)
+    Check("down");
+  Check("Ok");
+  const auto [id, ticket] = m_engine->checks->held.back();
+  m_engine->checks->ReportNotification(id, ticket, "Ok");
+  Settle();
+  EXPECT_TRUE(Messages().back().message.starts_with("Resolved: ")) << "the first did not tell of the end";
+  EXPECT_EQ(Messages().size(), 3u);
 }
 
 TEST_F(OutageStory, NumbersThatChangeInItDoNotEndIt) {
@@ -131,34 +217,72 @@ TEST_F(OutageStory, NumbersThatChangeInItDoNotEndIt) {
   }
 }
 
-TEST_F(OutageStory, ANotificationThatNobodyTookIsTriedAgainAndTheStateTellsSo) {
-  StartWithMonitor();
-  m_engine->checks->notifyOutcome = "no modem configured";
-  for (int i = 0; i < 2; ++i)
-    Check("down");
-  EXPECT_EQ(Check("down").size(), 2u);
-  EXPECT_EQ(Check("down"), Calls{});
-  EXPECT_EQ(Check("down"), Calls{});
-  m_engine->checks->notifyOutcome = "Ok";
-  EXPECT_EQ(Check("down"), Calls{"NotifyOnce TEL:// 555"});
-  m_now += std::chrono::minutes(2);
-  EXPECT_EQ(Check("down"), Calls{});
-  const auto log = Log();
-  EXPECT_EQ(std::count(log.begin(), log.end(), "notification failed: no modem configured"), 1);
-  EXPECT_EQ(std::count(log.begin(), log.end(), "notification sent"), 1);
-}
-
-TEST_F(OutageStory, AnOldNotificationDoesNotCountForTheNextOutage) {
+TEST_F(OutageStory, EachOutageHasAMessageOfItsOwn) {
   StartWithMonitor();
   m_engine->checks->holdNotifications = true;
   for (int i = 0; i < 3; ++i)
     Check("down");
   Check("Ok");
-  Check("down");
-  Check("down");
-  m_engine->checks->ReportNotification(m_engine->checks->held[0].first, m_engine->checks->held[0].second,
-                                       "Ok");
-  EXPECT_EQ(Check("down"), (Calls{"Launch down.sh", "NotifyOnce TEL:// 555"}));
+  for (int i = 0; i < 3; ++i)
+    Check("down");
+  EXPECT_EQ(Messages().size(), 1u);
+  const auto [id, ticket] = m_engine->checks->held[0];
+  m_engine->checks->ReportNotification(id, ticket, "Ok");
+  Settle();
+  ASSERT_EQ(Messages().size(), 2u);
+  EXPECT_NE(Messages()[0].identity, Messages()[1].identity);
+  EXPECT_FALSE(Has(Messages()[1].message, "down from")) << "its outage goes on";
+}
+
+TEST_F(OutageStory, TheEndWaitsForWhatIsBeingSentOrStarted) {
+  for (const bool isInTime : {true, false}) {
+    SCOPED_TRACE(isInTime);
+    StartWithMonitor();
+    m_engine->checks->holdNotifications = m_engine->checks->holdLaunches = true;
+    for (int i = 0; i < 2; ++i)
+      Check("down");
+    Set(keys::Command, "");
+    Check("down");
+    std::optional<std::exception_ptr> end;
+    m_engine->service.Shutdown([&](std::exception_ptr error) { end = error; });
+    Settle();
+    EXPECT_FALSE(end.has_value());
+    const auto [id, ticket] = m_engine->checks->held[0];
+    const auto launch = m_engine->checks->launches[0];
+    if (isInTime) {
+      m_engine->checks->ReportNotification(id, ticket, "Ok");
+      m_engine->checks->Report(LaunchProgress{launch.id, launch.ticket, LaunchProgress::State::Over});
+    } else {
+      Wait(std::chrono::seconds(4));
+      EXPECT_FALSE(end.has_value());
+      Wait(std::chrono::seconds(1));
+    }
+    m_engine->RunUntil([&] { return end.has_value(); });
+    m_engine.reset();
+    Start();
+    auto calls = m_engine->checks->calls;
+    std::erase_if(calls, [](const std::string& call) { return call.starts_with("Start"); });
+    EXPECT_EQ(calls, isInTime ? Calls{} : (Calls{"Launch down.sh", "NotifyOnce TEL:// 555"}));
+    Restart(true);
+    EXPECT_EQ(m_engine->checks->launches.size(), 0u);
+    m_engine->service.Remove(Id());
+    Shutdown();
+  }
+}
+
+TEST_F(OutageStory, OutagesOutliveADataFileThatCannotBeRead) {
+  StartWithMonitor();
+  const auto data = m_folder / "NorvaneEngine.dat", copy = m_folder / "copy.dat";
+  for (int i = 0; i < 3; ++i)
+    Check("down");
+  EXPECT_EQ(m_engine->Save(copy), std::nullopt);
+  Shutdown();
+  tests::WriteFile(data, "damaged");
+  Start();
+  Restart(true);
+  EXPECT_EQ(m_engine->Load(copy), std::nullopt);
+  EXPECT_EQ(Check("down"), Calls{}) << "the outage is known, and told";
+  EXPECT_EQ(Check("Ok"), Calls{"Launch up.sh"});
 }
 
 TEST_F(OutageStory, StoppingEndsItSilently) {
@@ -181,6 +305,7 @@ TEST_F(OutageStory, StoppingEndsItSilently) {
        [&] {
          m_engine->service.Remove(Id());
          m_engine->service.Add(Name);
+         Set(keys::LogFile, m_folder / "shop.log");
          Set(keys::CommandSucc, "up.sh");
          Set(keys::Status, "Enable");
        }},
@@ -197,11 +322,17 @@ TEST_F(OutageStory, StoppingEndsItSilently) {
     std::filesystem::remove(m_folder / "NorvaneEngine.dat");
     std::filesystem::remove(m_folder / "NorvaneEngine.state");
     StartWithMonitor();
+    m_engine->checks->notifyOutcome = "no modem configured";
     for (int i = 0; i < 4; ++i)
       Check("down");
     stop();
     EXPECT_EQ(Check("Ok"), Calls{});
-    m_engine.reset();
+    EXPECT_EQ(m_engine->service.Owed(), OwedMessages{});
+    const auto log = Log();
+    EXPECT_EQ(std::ranges::count_if(
+                  log, [](const auto& line) { return line.starts_with("notification dropped: "); }),
+              1);
+    std::filesystem::remove(m_folder / "shop.log");
   }
 }
 
@@ -209,12 +340,12 @@ TEST_F(OutageStory, ALastingOutageWritesNothing) {
   StartWithMonitor();
   for (int i = 0; i < 10; ++i)
     Check("down");
-  // What had changed while the first write was under way goes with a second one.
-  for (const char* value : {"1", "2"})
-    m_engine->Commit("x", value);
   const auto before = std::filesystem::last_write_time(m_folder / "NorvaneEngine.state");
-  for (int i = 0; i < 1000; ++i)
-    Check("down");
+  for (int i = 0; i < 1000; ++i) {
+    m_engine->checks->Report(Id(), 0, "down");
+    m_engine->service.OnWake();
+    m_engine->service.OnSecond();
+  }
   m_engine.reset();  // finishes what was handed to the writer
   EXPECT_EQ(std::filesystem::last_write_time(m_folder / "NorvaneEngine.state"), before);
 }

@@ -4,12 +4,13 @@
 
 #include <string>
 
+#include "console/engine/MonitorKeys.h"
+#include "engine/model/Attributes.h"
 #include "tests/support/Rows.h"
 
 namespace norvane::engine {
 namespace {
 
-using std::chrono::seconds;
 namespace keys = console::engine::keys;
 
 OutageRules Rules(const std::string& failTimes, const std::string& maxFailTimes, std::string& remark) {
@@ -21,20 +22,20 @@ OutageRules Rules(const std::string& failTimes, const std::string& maxFailTimes,
   return OutageRules::Of(attributes, remark);
 }
 
-/// What each failure in a row leads to: "b" an outage begins, "c" a command, "n" a notification, "-" nothing.
-std::string Story(const OutageRules& rules, int failures, seconds between, bool taken) {
+/// What each failure in a row leads to: "b" an outage begins, "c" a command, "n" a notification, "-" nothing;
+/// "." after those that leave nothing more to come.
+std::string Story(const OutageRules& rules, int failures) {
   Outage outage;
-  Moment now{};
   std::string story;
-  for (int i = 0; i < failures; ++i, now += between) {
-    const auto actions = outage.Fail(rules, {}, now);
+  for (int i = 0; i < failures; ++i) {
+    const auto actions = outage.Fail(rules, {});
     if (!story.empty()) story += ' ';
     const auto size = story.size();
     if (actions.begin) story += 'b';
     if (actions.launch) story += 'c';
     if (actions.notify) story += 'n';
     if (story.size() == size) story += '-';
-    if (actions.notify) outage.NotifyEnded(taken);
+    if (actions.isSettled) story += '.';
   }
   return story;
 }
@@ -42,50 +43,31 @@ std::string Story(const OutageRules& rules, int failures, seconds between, bool 
 TEST(Outage, CountsCommandsAndNotifiesOnce) {
   for (const auto& [failTimes, maxFailTimes, story, isBad] :
        tests::Rows<const char*, const char*, const char*, bool>{
-           {"2", "2", "- bc cn - - -", false},
-           {"1", "0", "bn - - - - -", false},
-           {"0", "1", "bc n - - - -", false},  // at least 1
-           {"0.5", "1", "bc n - - - -", false},
-           {"3", "1", "- n bc - - -", false},  // neither waits for the other
-           {"2", "4", "- bc c c cn -", false},
+           {"2", "2", "- bc cn. -. -. -.", false},
+           {"1", "0", "bn. -. -. -. -. -.", false},
+           {"0", "1", "bc n. -. -. -. -.", false},  // at least 1
+           {"0.5", "1", "bc n. -. -. -. -.", false},
+           {"3", "1", "- n bc. -. -. -.", false},  // neither waits for the other
+           {"2", "4", "- bc c c cn. -.", false},
            {"6", "9", "- - - - - bc", false},
-           {"1.5", "2.5", "- bc cn - - -", false},  // the third failure is the first above 2.5
-           {" 2 ", "1e0", "- bcn - - - -", false},
+           {"1.5", "2.5", "- bc cn. -. -. -.", false},  // the third failure is the first above 2.5
+           {" 2 ", "1e0", "- bcn. -. -. -. -.", false},
            {"7", "2", "- - n - - -", false},
-           {"", "2", "- bc cn - - -", true},
+           {"", "2", "- bc cn. -. -. -.", true},
            {"2", "1e10", "- bc c c c c", true},
        }) {
     SCOPED_TRACE(std::string(failTimes) + " / " + maxFailTimes);
     std::string remark;
-    EXPECT_EQ(Story(Rules(failTimes, maxFailTimes, remark), 6, seconds(2), true), story);
+    EXPECT_EQ(Story(Rules(failTimes, maxFailTimes, remark), 6), story);
     EXPECT_EQ(!remark.empty(), isBad) << remark;
   }
 }
 
-TEST(Outage, TriesAgainAtMostOnceAMinuteUntilAChannelTakesIt) {
-  std::string remark;
-  const auto rules = Rules("1", "0", remark);
-  EXPECT_EQ(Story(rules, 7, seconds(20), false), "bn - - n - - n");
-  EXPECT_EQ(Story(rules, 4, seconds(60), false), "bn n n n");
-  EXPECT_EQ(Story(rules, 4, seconds(60), true), "bn - - -");
-}
-
-TEST(Outage, SendsNoSecondNotificationWhileOneIsUnderWay) {
-  std::string remark;
-  const auto rules = Rules("1", "0", remark);
-  Outage outage;
-  Moment now{};
-  EXPECT_TRUE(outage.Fail(rules, {}, now).notify);
-  EXPECT_FALSE(outage.Fail(rules, {}, now += seconds(600)).notify);
-  outage.NotifyEnded(false);
-  EXPECT_TRUE(outage.Fail(rules, {}, now).notify);
-}
-
 TEST(Outage, WithoutCommandAndModeOnlyCounts) {
   OutageRules rules{1, 0, false, false};
-  EXPECT_EQ(Story(rules, 3, seconds(60), true), "b - -");
+  EXPECT_EQ(Story(rules, 3), "b. -. -.");
   rules = {1, 5, false, true};
-  EXPECT_EQ(Story(rules, 7, seconds(60), true), "b - - - - n -");
+  EXPECT_EQ(Story(rules, 7), "b - - - - n. -.");
 }
 
 }  // namespace

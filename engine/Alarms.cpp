@@ -1,0 +1,213 @@
+#include "engine/Alarms.h"
+
+#include <algorithm>
+#include <ranges>
+#include <utility>
+
+#include "engine/model/Health.h"
+#include "engine/notify/AdminMessages.h"
+#include "engine/store/EngineLog.h"
+#include "engine/store/EngineState.h"
+#include "platform/RandomText.h"
+
+namespace norvane::engine {
+
+using std::chrono::system_clock;
+
+namespace {
+
+constexpr std::size_t IdentitySize = 8;
+
+// Conditions.
+constexpr std::string_view NotAccepted = "notifications";
+constexpr std::string_view GivenUp = "notification given up";
+constexpr std::chrono::hours GivenUpTime{24};
+
+std::string Joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const auto& line : lines)
+    text += line + "\n";
+  return text;
+}
+
+std::vector<std::string> Lines(std::string_view text) {
+  std::vector<std::string> lines;
+  for (const auto line : std::views::split(text, '\n'))
+    if (!line.empty()) lines.emplace_back(line.begin(), line.end());
+  return lines;
+}
+
+}  // namespace
+
+Alarms::Alarms(Options options, Parts parts)
+    : m_parts(std::move(parts)),
+      m_outages({[this](LaunchRequest request) { Launch(std::move(request)); },
+                 [this](std::string identity, OwedMessage message) {
+                   m_sender.Owe(std::move(identity), std::move(message));
+                 },
+                 [this](const auto& identity, auto at) { m_sender.OutageEnded(identity, at); }, m_parts.log},
+                options.tellsRecovery),
+      m_sender(options.messages, {m_parts.runner, m_parts.newTicket,
+                                  [this](const auto& message, const auto& text) { Log(message, text); },
+                                  [this](const auto& message) { MessageFailed(message); },
+                                  [this](const auto& identity, const auto& message, const auto& ended) {
+                                    MessageEnded(identity, message, ended);
+                                  },
+                                  m_parts.clock}) {}
+
+// From one engine to the next
+
+void Alarms::Restore(bool keepsUnknown) {
+  const auto& owed = m_parts.state.OwedAtStart();
+  m_outages.Restore(m_parts.state.OutagesAtStart(), owed, m_parts.table(), keepsUnknown);
+  OwedMessages toSend;
+  for (const auto& [identity, message] : owed)
+    Restore(identity, message, toSend);
+  m_sender.Restore(toSend);
+}
+
+void Alarms::Restore(const std::string& identity, OwedMessage message, OwedMessages& toSend) {
+  using Kind = OwedMessage::Kind;
+  const Monitor* monitor = m_parts.table().Find(message.monitor);
+  const bool isStopped = monitor != nullptr && !monitor->Running();
+  const bool isForAdmin = message.kind == Kind::Admin;
+  if (message.kind != Kind::Command && !isStopped && (!isForAdmin || m_parts.admin.Resume(message))) {
+    toSend.emplace(identity, std::move(message));
+    return;
+  }
+  m_changes[identity] = std::nullopt;
+  if (message.kind == Kind::Command && monitor != nullptr && !isStopped)
+    return Launch({monitor->id, monitor->name, message.message, Lines(message.body)});
+  Log(message, message.kind == Kind::Command
+                   ? "command " + message.message + " was not started: the monitor does not run"
+                   : "notification dropped: " + std::string(isForAdmin ? "no administrator in config.ini"
+                                                                       : "the monitor is stopped"));
+}
+
+void Alarms::WriteAtEnd() {
+  for (const auto& [ticket, launching] : m_launches)
+    if (!launching.startedAt) OweCommand(launching.request);
+  m_parts.state.WriteAtEnd(DequeueChanges(Outages::Extent::All));
+}
+
+void Alarms::OweCommand(const LaunchRequest& request) {
+  m_changes[platform::RandomText(IdentitySize) + "-c"] = OwedMessage{.kind = OwedMessage::Kind::Command,
+                                                                     .monitor = request.name,
+                                                                     .message = request.program,
+                                                                     .body = Joined(request.environment),
+                                                                     .since = system_clock::now()};
+}
+
+bool Alarms::IsBusy() const {
+  const auto now = m_parts.clock();
+  return m_sender.IsSending() || std::ranges::any_of(m_launches, [&](const auto& each) {
+           return !each.second.startedAt || now < *each.second.startedAt + CommandGrace;
+         });
+}
+
+StateChanges Alarms::DequeueChanges(Outages::Extent extent) {
+  auto owed = m_sender.DequeueChanges();
+  owed.merge(std::exchange(m_changes, {}));
+  return {m_outages.DequeueChanges(extent), std::move(owed), {}};
+}
+
+void Alarms::Keep(Outages::Extent extent) {
+  if (auto changes = DequeueChanges(extent); !changes.IsEmpty())
+    m_sender.Asked(m_parts.state.Write(std::move(changes)));
+  m_sender.SendDue(m_parts.state.Written());
+  m_parts.health.Set(NotAccepted, m_sender.Problem());
+}
+
+void Alarms::OnSecond() {
+  m_sender.OnSecond();
+  m_parts.state.RetryFailed();
+  Keep(Outages::Extent::Changed);
+}
+
+// What happens
+
+int Alarms::Receive(const Monitor& monitor, const CheckResult& result) {
+  return m_outages.Receive(monitor, result);
+}
+
+bool Alarms::Receive(const NotificationEnded& ended) {
+  return m_sender.Receive(ended);
+}
+
+void Alarms::Receive(const LaunchProgress& progress) {
+  using State = LaunchProgress::State;
+  const auto launching = m_launches.find(progress.ticket);
+  if (launching == m_launches.end()) return;
+  if (progress.state == State::Started) {
+    launching->second.startedAt = m_parts.clock();
+    return;
+  }
+  if (progress.state == State::HandedBack) OweCommand(launching->second.request);
+  m_launches.erase(launching);
+}
+
+void Alarms::Launch(LaunchRequest request) {
+  request.ticket = m_parts.newTicket();
+  m_launches[request.ticket] = {request};
+  m_parts.runner.Launch(std::move(request));
+}
+
+void Alarms::Owe(std::string identity, OwedMessage message) {
+  m_sender.Owe(std::move(identity), std::move(message));
+}
+
+void Alarms::Forget(const Monitor& monitor, const std::string& why) {
+  m_outages.Forget(monitor.id);
+  m_sender.Drop([&](const OwedMessage& message) { return message.monitor == monitor.name; }, why);
+}
+
+void Alarms::DropAll(const std::string& why) {
+  const auto& table = m_parts.table();
+  m_sender.Drop([&](const OwedMessage& message) { return table.Find(message.monitor) != nullptr; }, why);
+}
+
+void Alarms::ForgetAll() {
+  m_outages.ForgetAll(m_parts.table());
+}
+
+std::size_t Alarms::Drop(const std::optional<std::string>& monitor) {
+  return m_sender.Drop([&](const OwedMessage& message) { return !monitor || message.monitor == *monitor; },
+                       "as the user asked");
+}
+
+NotifyRequest Alarms::NotificationOf(const Monitor& monitor) const {
+  return m_outages.NotificationOf(monitor);
+}
+
+void Alarms::Log(const OwedMessage& message, const std::string& text) const {
+  if (const Monitor* monitor = m_parts.table().Find(message.monitor))
+    m_parts.log(*monitor, system_clock::now(), text);
+  else
+    m_parts.ownLog.Write((message.monitor.empty() ? "administrator" : message.monitor) + ": " + text);
+}
+
+void Alarms::MessageFailed(const OwedMessage& message) {
+  if (message.kind == OwedMessage::Kind::Admin)
+    m_parts.health.Set(AdminMessages::Unreachable,
+                       "message to the administrator not accepted: " + message.reason);
+}
+
+void Alarms::MessageEnded(const std::string& identity, const OwedMessage& message,
+                          const MessageSender::Ended& ended) {
+  using End = MessageSender::End;
+  if (message.kind == OwedMessage::Kind::Admin) {
+    m_parts.admin.Ended();
+    return m_parts.health.Set(AdminMessages::Unreachable, {});
+  }
+  if (ended.end == End::GivenUp)
+    m_parts.health.Note(GivenUp, "notification of " + message.monitor + " given up: " + ended.reason,
+                        GivenUpTime);
+  const Monitor* monitor = m_parts.table().Find(message.monitor);
+  if (monitor == nullptr || message.kind != OwedMessage::Kind::Failure) return;
+  using Message = OutageRecord::Message;
+  m_outages.MessageEnded(monitor->id, identity,
+                         ended.end == End::Accepted ? Message::Accepted : Message::GivenUp);
+  if (!ended.toldEnd) m_outages.OweRecovery(*monitor, identity, message);
+}
+
+}  // namespace norvane::engine

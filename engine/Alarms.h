@@ -1,0 +1,106 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/model/StateChanges.h"
+#include "engine/notify/MessageSender.h"
+#include "engine/outages/Outages.h"
+
+namespace norvane::engine {
+
+class AdminMessages;
+class EngineLog;
+class EngineState;
+class Health;
+
+/// What failures lead to: outages, their commands and their messages, all of it kept on disk. On the service
+/// thread.
+class Alarms {
+ public:
+  /// At the end of the engine a command may run for so long before it is terminated.
+  static constexpr std::chrono::seconds CommandGrace{5};
+
+  struct Options {
+    MessageSender::Options messages{};
+    bool tellsRecovery = false;
+  };
+  /// What they use of the service. All of it outlives them.
+  struct Parts {
+    ActionRunner& runner;
+    EngineState& state;
+    Health& health;
+    EngineLog& ownLog;
+    AdminMessages& admin;
+    std::function<std::uint64_t()> newTicket;
+    std::function<const MonitorTable&()> table;
+    /// Into the monitor's log.
+    std::function<void(const Monitor&, OwedMessage::Time, const std::string&)> log;
+    EventLoop::Clock clock;
+  };
+
+  Alarms(Options options, Parts parts);
+
+  /// Goes on with what the state file has. `keepsUnknown`: outages of monitors that the table lacks are kept,
+  /// since it could not be loaded.
+  void Restore(bool keepsUnknown);
+
+  /// A check of a running monitor has ended. Gives its failures in a row.
+  int Receive(const Monitor& monitor, const CheckResult& result);
+  /// False if the notification is not one of an outage or of the engine itself.
+  [[nodiscard]] bool Receive(const NotificationEnded& ended);
+  void Receive(const LaunchProgress& progress);
+  /// Its outage ends silently, and what it owes is dropped; `why` goes to its log.
+  void Forget(const Monitor& monitor, const std::string& why);
+  /// The same for all, as long as they are in the table, ...
+  void DropAll(const std::string& why);
+  /// ... and when another one has taken its place.
+  void ForgetAll();
+
+  void Owe(std::string identity, OwedMessage message);
+  [[nodiscard]] OwedMessages Owed() const { return m_sender.All(); }
+  /// Drops what the monitor owes, or all that is owed; gives how much.
+  std::size_t Drop(const std::optional<std::string>& monitor);
+  [[nodiscard]] NotifyRequest NotificationOf(const Monitor& monitor) const;
+
+  /// Has what changed written, and sends what is due. To be called when anything of the above has happened,
+  /// and when writes have ended.
+  void Keep() { Keep(Outages::Extent::Urgent); }
+  /// To be called about once a second.
+  void OnSecond();
+
+  /// The engine is ending: nothing more is sent.
+  void BeginEnd() { m_sender.Hold(); }
+  /// Something is being sent, or a command started or in its first seconds.
+  [[nodiscard]] bool IsBusy() const;
+  /// The last write. Commands that were not started are in it, for the next engine.
+  void WriteAtEnd();
+
+ private:
+  struct Launching {
+    LaunchRequest request;
+    std::optional<Moment> startedAt{};
+  };
+
+  void Keep(Outages::Extent extent);
+  [[nodiscard]] StateChanges DequeueChanges(Outages::Extent extent);
+  void Restore(const std::string& identity, OwedMessage message, OwedMessages& toSend);
+  void Launch(LaunchRequest request);
+  void OweCommand(const LaunchRequest& request);
+  void Log(const OwedMessage& message, const std::string& text) const;
+  void MessageFailed(const OwedMessage& message);
+  void MessageEnded(const std::string& identity, const OwedMessage& message,
+                    const MessageSender::Ended& ended);
+
+  Parts m_parts;
+  Outages m_outages;
+  MessageSender m_sender;
+  std::map<std::uint64_t, Launching> m_launches;  // by ticket
+  OwedChanges m_changes;                          // beside the sender's
+};
+
+}  // namespace norvane::engine

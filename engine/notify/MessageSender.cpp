@@ -1,0 +1,394 @@
+#include "engine/notify/MessageSender.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "engine/net/Reason.h"
+#include "engine/notify/MessageText.h"
+#include "formats/NotifyMode.h"
+#include "platform/Ascii.h"
+#include "platform/Blanks.h"
+#include "platform/RandomText.h"
+
+namespace norvane::engine {
+
+using formats::NotifyMode;
+using Form = NotifyMode::Form;
+using std::chrono::duration_cast;
+using std::chrono::seconds;
+using std::chrono::system_clock;
+
+namespace {
+
+constexpr std::size_t IdentitySize = 8;
+constexpr seconds SentAtOnce{2};
+
+/// Scheme, host and port of a URL.
+std::string_view OriginOf(std::string_view url) {
+  const auto host = url.find("//");
+  return url.substr(0, host == std::string_view::npos ? host : url.find_first_of("/?#", host + 2));
+}
+
+/// Messages of the same one share a server.
+std::string QueueOf(const OwedMessage& message) {
+  if (!message.exit.empty()) return message.exit;
+  const auto mode = NotifyMode::Parse(message.mode);
+  switch (mode.form) {
+    case Form::Mail:
+      return "SMTP://" + platform::AsciiUpper(platform::Trimmed(mode.server));
+    case Form::InternetCall:
+      return platform::AsciiUpper(OriginOf(mode.beforeMessage));
+    default:
+      return platform::AsciiUpper(message.mode);
+  }
+}
+
+bool MayGather(const OwedMessage& message) {
+  return (message.kind == OwedMessage::Kind::Failure || message.kind == OwedMessage::Kind::Recovery) &&
+         message.exit.empty() && NotifyMode::Parse(message.mode).form == Form::Mail;
+}
+
+std::string AddressOf(const OwedMessage& message) {
+  return QueueOf(message) + "\n" + platform::AsciiUpper(platform::Trimmed(message.to));
+}
+
+std::string SentText(const OwedMessage& message, std::size_t together) {
+  const auto late = duration_cast<seconds>(system_clock::now() - message.since);
+  return "notification sent" +
+         (message.tries > 0 || late > SentAtOnce ? " after " + SecondsText(late) : std::string()) +
+         (message.tries > 0 ? ", at try " + std::to_string(message.tries + 1) : "") +
+         (together > 1 ? ", with " + std::to_string(together - 1) + " others" : "");
+}
+
+}  // namespace
+
+MessageSender::MessageSender(Options options, Hooks hooks)
+    : m_options(options),
+      m_hooks(std::move(hooks)),
+      m_digests(m_options.single, m_hooks.clock),
+      m_lastWrite(m_hooks.clock()) {}
+
+void MessageSender::Restore(const OwedMessages& messages) {
+  std::map<std::string, std::vector<std::string>> shipments;
+  for (const auto& [identity, message] : messages) {
+    Insert(identity, message);
+    if (message.tries == 0 && message.digest.empty() && MayGather(message) &&
+        m_digests.Gather(AddressOf(message), identity))
+      continue;
+    shipments[message.digest.empty() ? identity : message.digest].push_back(identity);
+  }
+  for (auto& [identity, parts] : shipments) {
+    const auto& first = messages.at(parts.front());
+    const auto wait = std::clamp<system_clock::duration>(first.nextTry - system_clock::now(), {}, MaxPause);
+    Enqueue(identity, std::move(parts), first.tries == 0 ? Fresh : m_hooks.clock() + wait);
+    m_shipments.at(identity).write = 0;
+  }
+}
+
+void MessageSender::Owe(std::string identity, OwedMessage message) {
+  message.since = system_clock::now();
+  m_changes[identity] = message;
+  Insert(identity, message);
+  if (!message.monitor.empty()) m_hooks.log(message, "notification owed");
+  if (MayGather(message) && m_digests.Gather(AddressOf(message), identity)) return;
+  auto parts = std::vector{identity};
+  Enqueue(identity, std::move(parts), Fresh);
+}
+
+void MessageSender::Insert(const std::string& identity, OwedMessage message) {
+  const auto age =
+      std::clamp<system_clock::duration>(system_clock::now() - message.since, {}, m_options.giveUp);
+  const bool isKept = message.kind == OwedMessage::Kind::Admin;
+  const auto giveUpAt = isKept ? Moment::max() : m_hooks.clock() + (m_options.giveUp - age);
+  m_messages.insert_or_assign(identity, Entry{std::move(message), {}, giveUpAt});
+}
+
+void MessageSender::Enqueue(const std::string& identity, std::vector<std::string> messages, Moment due) {
+  for (const auto& each : messages)
+    m_messages.at(each).shipment = identity;
+  const auto& first = m_messages.at(messages.front()).message;
+  Shipment shipment{QueueOf(first), AddressOf(first), std::move(messages), {due, ++m_lastNumber}};
+  m_queues[shipment.queue].waiting.emplace(shipment.place, identity);
+  m_shipments.insert_or_assign(identity, std::move(shipment));
+}
+
+void MessageSender::OutageEnded(const std::string& identity, OwedMessage::Time at) {
+  const auto entry = m_messages.find(identity);
+  if (entry == m_messages.end()) return;
+  entry->second.message.endedAt = at;
+  m_changes[identity] = entry->second.message;
+}
+
+// Digests
+
+void MessageSender::OnSecond() {
+  for (const auto& identities : m_digests.Close()) {
+    std::vector<std::string> parts;
+    std::size_t size = 0;
+    for (const auto& identity : identities) {
+      const auto entry = m_messages.find(identity);
+      if (entry == m_messages.end()) continue;  // dropped meanwhile
+      const auto more = SizeInDigest(entry->second.message);
+      if (!parts.empty() && size + more > MaxDigestSize) {
+        CloseDigest(std::exchange(parts, {}));
+        size = 0;
+      }
+      size += more;
+      parts.push_back(identity);
+    }
+    if (!parts.empty()) CloseDigest(parts);
+  }
+}
+
+void MessageSender::CloseDigest(const std::vector<std::string>& identities) {
+  const auto digest = platform::RandomText(IdentitySize) + "-d";
+  for (const auto& identity : identities) {
+    auto& message = m_messages.at(identity).message;
+    message.digest = digest;
+    m_changes[identity] = message;
+  }
+  Enqueue(digest, identities, Fresh);
+}
+
+// What is on disk
+
+OwedChanges MessageSender::DequeueChanges() {
+  return std::exchange(m_changes, {});
+}
+
+void MessageSender::Asked(std::uint64_t write) {
+  m_asked = write;
+  for (auto& [identity, shipment] : m_shipments)
+    shipment.write = std::min(shipment.write, write);
+  for (auto& [name, queue] : m_queues)
+    queue.write = std::min(queue.write, write);
+}
+
+bool MessageSender::IsOnDisk(std::uint64_t write) const {
+  return write <= m_written || m_hooks.clock() >= m_lastWrite + MaxWriteTime;
+}
+
+// Sending
+
+void MessageSender::SendDue(std::uint64_t written) {
+  if (written != m_written || written >= m_asked) m_lastWrite = m_hooks.clock();
+  m_written = written;
+  if (m_isHeld) return;
+  for (const bool isFailing : {false, true}) {  // what works comes first
+    for (auto& [name, queue] : m_queues)
+      if (queue.reason.empty() != isFailing) SendDue(queue);
+  }
+  std::erase_if(m_queues, [this](const auto& each) {
+    return each.second.waiting.empty() && !each.second.isInFlight && IsOnDisk(each.second.write);
+  });
+}
+
+void MessageSender::SendDue(Queue& queue) {
+  const auto places = queue.reason.empty() ? MaxInFlight : MaxInFlight / 2;
+  if (queue.isInFlight || !IsOnDisk(queue.write) || m_inFlight.size() >= places) return;
+  const auto identity = NextOf(queue);
+  if (identity.empty()) return;
+  queue.isInFlight = true;
+  queue.waiting.erase(m_shipments.at(identity).place);
+  Send(identity);
+}
+
+/// Empty if none is due.
+std::string MessageSender::NextOf(const Queue& queue) const {
+  const auto now = m_hooks.clock();
+  const auto first = queue.waiting.begin();
+  if (first == queue.waiting.end()) return {};
+  if (first->first.due == Fresh && queue.fresh.next <= now && IsOnDisk(m_shipments.at(first->second).write))
+    return first->second;
+  const auto failed = queue.waiting.upper_bound({Fresh, NotAsked});
+  if (failed == queue.waiting.end() || std::max(failed->first.due, queue.failed.next) > now) return {};
+  return failed->second;
+}
+
+void MessageSender::Send(const std::string& identity) {
+  const auto& parts = m_shipments.at(identity).messages;
+  InFlight sending{identity, {}};
+  std::vector<const OwedMessage*> messages;
+  for (const auto& each : parts) {
+    messages.push_back(&m_messages.at(each).message);
+    sending.ends[each] = messages.back()->endedAt;
+  }
+  const bool isDigest = !messages.front()->digest.empty();
+  const auto ticket = m_hooks.newTicket();
+  m_inFlight.emplace(ticket, std::move(sending));
+  m_hooks.runner.NotifyOnce(isDigest ? DigestOf(identity, messages) : RequestOf(identity, *messages.front()),
+                            ticket);
+}
+
+bool MessageSender::Receive(const NotificationEnded& report) {
+  const auto sent = m_inFlight.extract(report.ticket);
+  if (sent.empty()) return false;
+  auto shipment = std::move(m_shipments.extract(sent.mapped().shipment).mapped());
+  auto& queue = m_queues.at(shipment.queue);
+  queue.isInFlight = false;
+  if (report.result.IsGood())
+    Accept(shipment, sent.mapped(), queue);
+  else
+    Fail(std::move(shipment), sent.mapped(), queue, report.result.reason);
+  return true;
+}
+
+void MessageSender::Accept(const Shipment& shipment, const InFlight& sent, Queue& queue) {
+  queue.fresh = queue.failed = {};
+  queue.reason.clear();
+  queue.problem.clear();
+  if (!shipment.messages.empty()) queue.write = NotAsked;
+  for (const auto& identity : shipment.messages) {
+    const auto& message = m_messages.at(identity).message;
+    if (!message.monitor.empty()) m_hooks.log(message, SentText(message, shipment.messages.size()));
+    Remove(identity, {End::Accepted, {}, sent.ends.at(identity) == message.endedAt});
+  }
+}
+
+void MessageSender::Fail(Shipment shipment, const InFlight& sent, Queue& queue, const std::string& reason) {
+  auto& pace = shipment.place.due == Fresh ? queue.fresh : queue.failed;
+  const auto now = m_hooks.clock();
+  pace.next = ++pace.failures > 1 ? now + Pause(pace.failures - 1) : now;
+  queue.reason = reason;
+  if (shipment.messages.empty()) return;  // all were dropped
+  const auto pause = Pause(m_messages.at(shipment.messages.front()).message.tries + 1);
+  for (const auto& identity : shipment.messages) {
+    auto& entry = m_messages.at(identity);
+    auto& message = entry.message;
+    ++message.tries;
+    message.reason = reason;
+    message.nextTry = system_clock::now() + duration_cast<system_clock::duration>(pause);
+    m_changes[identity] = message;
+    m_hooks.failed(message);
+    if (message.monitor.empty()) continue;
+    queue.problem = "notification of " + message.monitor + " failed: " + reason;
+    LogFailure(entry, "notification failed: " + reason);
+  }
+  shipment.place.due = now + pause;
+  HoldBack(queue, shipment);
+  queue.waiting.emplace(shipment.place, sent.shipment);
+  m_shipments.emplace(sent.shipment, std::move(shipment));
+  LogAndGiveUp(queue);
+}
+
+/// Others to the same address come after those to other ones.
+void MessageSender::HoldBack(Queue& queue, const Shipment& failed) {
+  std::vector<std::string> same;
+  for (const auto& [place, identity] : queue.waiting) {
+    if (place.due != Fresh) break;
+    if (m_shipments.at(identity).address == failed.address) same.push_back(identity);
+  }
+  for (const auto& identity : same) {
+    auto& shipment = m_shipments.at(identity);
+    auto moved = queue.waiting.extract(shipment.place);
+    shipment.place.due = failed.place.due;
+    moved.key() = shipment.place;
+    queue.waiting.insert(std::move(moved));
+  }
+}
+
+/// What has waited for too long, in vain.
+void MessageSender::LogAndGiveUp(Queue& queue) {
+  const auto now = m_hooks.clock();
+  std::vector<std::string> old;
+  for (const auto& [place, identity] : queue.waiting) {
+    for (const auto& each : m_shipments.at(identity).messages) {
+      auto& entry = m_messages.at(each);
+      if (place.due == Fresh && !queue.IsPaused()) continue;
+      if (now >= entry.giveUpAt)
+        old.push_back(each);
+      else if (entry.message.tries == 0 && !entry.message.monitor.empty())
+        LogFailure(entry, "notification waits: " + queue.reason);
+    }
+  }
+  for (const auto& identity : old) {
+    const auto reason = queue.reason;
+    const auto& message = m_messages.at(identity).message;
+    const auto time = SecondsText(duration_cast<seconds>(system_clock::now() - message.since));
+    m_hooks.log(message, "notification given up after " + time + ": " + reason);
+    Remove(identity, {End::GivenUp, reason});
+  }
+}
+
+void MessageSender::LogFailure(Entry& entry, const std::string& text) {
+  const auto now = m_hooks.clock();
+  if (now < entry.logAgain) return;
+  entry.logAgain = now + LogPause;
+  m_hooks.log(entry.message, text);
+}
+
+std::size_t MessageSender::Drop(const std::function<bool(const OwedMessage&)>& isMeant,
+                                const std::string& why) {
+  std::vector<std::string> dropped;
+  for (const auto& [identity, entry] : m_messages)
+    if (isMeant(entry.message)) dropped.push_back(identity);
+  for (const auto& identity : dropped) {
+    m_hooks.log(m_messages.at(identity).message, "notification dropped: " + why);
+    Remove(identity, {End::Dropped, why});
+  }
+  return dropped.size();
+}
+
+/// It is owed no more.
+void MessageSender::Remove(const std::string& identity, const Ended& ended) {
+  m_changes[identity] = std::nullopt;
+  const auto removed = m_messages.extract(identity);
+  if (const auto found = m_shipments.find(removed.mapped().shipment); found != m_shipments.end()) {
+    auto& shipment = found->second;
+    std::erase(shipment.messages, identity);
+    // One that is in flight stays until its end.
+    if (shipment.messages.empty() && m_queues.at(shipment.queue).waiting.erase(shipment.place) > 0)
+      m_shipments.erase(found);
+  }
+  m_hooks.ended(identity, removed.mapped().message, ended);
+}
+
+Moment::duration MessageSender::Pause(int failures) {
+  std::chrono::duration<double> pause = FirstPause;
+  for (int i = 1; i < failures && pause < MaxPause; ++i)
+    pause *= 2;
+  pause = std::min<std::chrono::duration<double>>(pause, MaxPause);
+  return duration_cast<Moment::duration>(pause * std::uniform_real_distribution<>(0.8, 1.2)(m_random));
+}
+
+// For people
+
+OwedMessages MessageSender::All() const {
+  OwedMessages all;
+  for (const auto& [identity, entry] : m_messages) {
+    auto& message = all[identity] = entry.message;
+    message.nextTry = NextTry(entry);
+    if (const auto shipment = m_shipments.find(entry.shipment); shipment != m_shipments.end()) {
+      const auto& queue = m_queues.at(shipment->second.queue);
+      if (message.reason.empty() && queue.IsPaused()) message.reason = queue.reason;
+    }
+  }
+  return all;
+}
+
+/// The epoch if it goes as soon as its turn comes.
+OwedMessage::Time MessageSender::NextTry(const Entry& entry) const {
+  const auto shipment = m_shipments.find(entry.shipment);
+  if (shipment == m_shipments.end()) return {};
+  const auto& queue = m_queues.at(shipment->second.queue);
+  const auto due = shipment->second.place.due;
+  const auto at = due == Fresh ? queue.fresh.next : std::max(due, queue.failed.next);
+  const auto now = m_hooks.clock();
+  return at <= now ? OwedMessage::Time()
+                   : system_clock::now() + duration_cast<system_clock::duration>(at - now);
+}
+
+std::string MessageSender::Problem() const {
+  std::string problem;
+  std::size_t more = 0;
+  for (const auto& [name, queue] : m_queues) {
+    if (queue.problem.empty()) continue;
+    if (problem.empty())
+      problem = queue.problem;
+    else
+      ++more;
+  }
+  return problem + (more == 0 ? "" : " (and " + std::to_string(more) + " more servers)");
+}
+
+}  // namespace norvane::engine

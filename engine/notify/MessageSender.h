@@ -1,0 +1,165 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <map>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/model/OwedMessage.h"
+#include "engine/model/Reports.h"
+#include "engine/model/Worker.h"
+#include "engine/net/EventLoop.h"
+#include "engine/notify/Digests.h"
+
+namespace norvane::engine {
+
+/// Sends the owed messages, and tries again until each is accepted, given up or dropped. On the service
+/// thread.
+///
+/// Each server of a channel has a queue of its own, with one message in flight. A message goes when it is on
+/// disk, the next one of its queue when the end of the former is: so a killed engine repeats at most one
+/// message for each server. Messages to an address that has not failed come first. Those that failed wait,
+/// and so does the queue when two addresses in a row do, longer each time: so neither a bad address nor a
+/// dead server costs others much.
+///
+/// While the disk refuses writes, messages go all the same: rather twice than not at all.
+class MessageSender {
+ public:
+  static constexpr std::chrono::seconds FirstPause{5};  ///< doubled after each try
+  static constexpr std::chrono::seconds MaxPause{300};  ///< both within a fifth, by chance
+  static constexpr std::chrono::seconds MaxWriteTime{10};
+  static constexpr std::chrono::hours LogPause{1};  ///< between two failures of a message in the log
+  static constexpr std::size_t MaxInFlight = 100;
+  static constexpr std::size_t MaxDigestSize = std::size_t{1} << 20;  ///< bytes of text
+
+  struct Options {
+    std::chrono::seconds giveUp{std::chrono::hours(24)};
+    std::size_t single = 20;  ///< mails to an address in a minute; more become a digest
+  };
+  enum class End { Accepted, GivenUp, Dropped };
+  struct Ended {
+    End end;
+    std::string reason{};  ///< why it was given up or dropped
+    bool toldEnd = true;   ///< an accepted message, of the end of its outage
+  };
+  struct Hooks {
+    ActionRunner& runner;
+    std::function<std::uint64_t()> newTicket;
+    /// Into the log of the message's monitor.
+    std::function<void(const OwedMessage&, const std::string& text)> log;
+    /// After a try, with the reason.
+    std::function<void(const OwedMessage&)> failed;
+    std::function<void(const std::string& identity, const OwedMessage&, const Ended&)> ended;
+    EventLoop::Clock clock;
+  };
+
+  MessageSender(Options options, Hooks hooks);
+
+  /// Goes on with what an earlier engine left.
+  void Restore(const OwedMessages& messages);
+  /// The message is owed from now on.
+  void Owe(std::string identity, OwedMessage message);
+  /// A message that has not been accepted yet says so.
+  void OutageEnded(const std::string& identity, OwedMessage::Time at);
+  /// Drops those of the monitors for which `isMeant` says so; gives how many. `why` goes to their logs.
+  std::size_t Drop(const std::function<bool(const OwedMessage&)>& isMeant, const std::string& why);
+  /// False if it is none of these.
+  [[nodiscard]] bool Receive(const NotificationEnded& report);
+
+  /// What changed since the last call. It is to be written at once, and `Asked` to be called with the number
+  /// of that write.
+  [[nodiscard]] OwedChanges DequeueChanges();
+  void Asked(std::uint64_t write);
+  /// Closes digests. To be called once a second, before the changes are dequeued.
+  void OnSecond();
+  /// Sends what is due; all writes up to `written` are on disk. To be called whenever that number grows, and
+  /// once a second.
+  void SendDue(std::uint64_t written);
+  /// Sends nothing more: the engine is ending.
+  void Hold() { m_isHeld = true; }
+  [[nodiscard]] bool IsSending() const { return !m_inFlight.empty(); }
+
+  /// All, with the reason why they are still there.
+  [[nodiscard]] OwedMessages All() const;
+  /// What is wrong with a monitor's messages; empty if each is on its way.
+  [[nodiscard]] std::string Problem() const;
+
+ private:
+  struct Entry {
+    OwedMessage message;
+    std::string shipment{};  ///< empty while it gathers for a digest
+    Moment giveUpAt{};
+    Moment logAgain{};
+  };
+  /// The place of a shipment in its queue: those whose address has not failed come first, in their order.
+  struct Place {
+    Moment due;
+    std::uint64_t number;
+    auto operator<=>(const Place&) const = default;
+  };
+  /// What goes as one: a message, or a digest.
+  struct Shipment {
+    std::string queue, address;
+    std::vector<std::string> messages;  ///< identities
+    Place place{};
+    std::uint64_t write = NotAsked;  ///< after which it is on disk
+  };
+  /// Failures since the last success, of addresses that had not failed or of those that had.
+  struct Pace {
+    int failures = 0;
+    Moment next{};
+  };
+  struct Queue {
+    std::map<Place, std::string> waiting;
+    Pace fresh, failed;
+    std::string reason;   ///< of the last failure; empty: none since the last success
+    std::string problem;  ///< the same for the administrator, if it was of a monitor's message
+    bool isInFlight = false;
+    std::uint64_t write = 0;  ///< after which the end of the former is on disk
+    [[nodiscard]] bool IsPaused() const { return fresh.failures > 1; }
+  };
+  struct InFlight {
+    std::string shipment;
+    std::map<std::string, OwedMessage::Time> ends;  ///< of the outages, as the message tells them
+  };
+  using Entries = std::map<std::string, Entry, std::less<>>;
+  static constexpr auto NotAsked = std::numeric_limits<std::uint64_t>::max();
+  static constexpr auto Fresh = Moment::min();
+
+  void Insert(const std::string& identity, OwedMessage message);
+  void Enqueue(const std::string& identity, std::vector<std::string> messages, Moment due);
+  void CloseDigest(const std::vector<std::string>& identities);
+  void SendDue(Queue& queue);
+  [[nodiscard]] std::string NextOf(const Queue& queue) const;
+  void Send(const std::string& identity);
+  void Accept(const Shipment& shipment, const InFlight& sent, Queue& queue);
+  void Fail(Shipment shipment, const InFlight& sent, Queue& queue, const std::string& reason);
+  void HoldBack(Queue& queue, const Shipment& failed);
+  void LogAndGiveUp(Queue& queue);
+  void LogFailure(Entry& entry, const std::string& text);
+  void Remove(const std::string& identity, const Ended& ended);
+  [[nodiscard]] Moment::duration Pause(int failures);
+  [[nodiscard]] bool IsOnDisk(std::uint64_t write) const;
+  [[nodiscard]] OwedMessage::Time NextTry(const Entry& entry) const;
+
+  Options m_options;
+  Hooks m_hooks;
+  Digests m_digests;
+  Entries m_messages;
+  std::map<std::string, Shipment> m_shipments;
+  std::map<std::string, Queue> m_queues;
+  std::map<std::uint64_t, InFlight> m_inFlight;  // by ticket
+  std::uint64_t m_lastNumber = 0;
+  OwedChanges m_changes;
+  std::uint64_t m_asked = 0, m_written = 0;
+  Moment m_lastWrite;  // when the disk had last written all, or some more
+  bool m_isHeld = false;
+  std::minstd_rand m_random{std::random_device{}()};
+};
+
+}  // namespace norvane::engine

@@ -1,0 +1,66 @@
+#include "engine/notify/MessageText.h"
+
+#include "engine/net/Reason.h"
+#include "formats/NotifyMode.h"
+#include "platform/Paths.h"
+#include "platform/TimeText.h"
+
+namespace norvane::engine {
+
+namespace {
+
+constexpr std::size_t MaxHeading = 300;
+
+/// For people, whatever they read it on.
+std::string ShortTime(OwedMessage::Time at) {
+  return platform::FormatTime("%Y-%m-%d %H:%M:%S", platform::LocalTime(at));
+}
+
+std::string DownTime(const OwedMessage& message) {
+  if (message.endedAt == OwedMessage::Time()) return {};
+  return "down from " + ShortTime(message.failingSince) + " to " + ShortTime(message.endedAt);
+}
+
+std::string Body(const OwedMessage& message) {
+  const auto downTime = DownTime(message);
+  return downTime.empty() ? message.body : message.body + "The service was " + downTime + ".\n";
+}
+
+std::string Subject(const OwedMessage& message) {
+  return (message.kind == OwedMessage::Kind::Recovery ? "Resolved: " : "") + message.message;
+}
+
+/// As a heading of a digest.
+std::string Heading(const OwedMessage& message) {
+  return "== " + PlainText(Subject(message), MaxHeading) + " ==\n";
+}
+
+}  // namespace
+
+NotifyRequest RequestOf(const std::string& identity, const OwedMessage& message) {
+  auto subject = Subject(message);
+  // Who is called gets no body.
+  const bool isMail = formats::NotifyMode::Parse(message.mode).form == formats::NotifyMode::Form::Mail;
+  if (const auto downTime = DownTime(message); !isMail && !downTime.empty()) subject += " (" + downTime + ")";
+  return {0, message.mode, message.to, std::move(subject), Body(message), identity};
+}
+
+NotifyRequest DigestOf(const std::string& identity, const std::vector<const OwedMessage*>& messages) {
+  const auto& first = *messages.front();
+  const auto count = std::to_string(messages.size()) + " notifications";
+  std::string body = count + " came within a short time.\n";
+  for (const auto* message : messages)
+    body += "\n" + Heading(*message) + Body(*message);
+  return {0,
+          first.mode,
+          first.to,
+          "Norvane on " + platform::ComputerName() + ": " + count + ", the first of " + first.monitor,
+          std::move(body),
+          identity};
+}
+
+std::size_t SizeInDigest(const OwedMessage& message) {
+  return Heading(message).size() + Body(message).size() + 1;
+}
+
+}  // namespace norvane::engine

@@ -1,0 +1,334 @@
+#include "engine/notify/MessageSender.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <set>
+
+namespace norvane::engine {
+namespace {
+
+using std::chrono::hours;
+using std::chrono::minutes;
+using std::chrono::seconds;
+using Texts = std::vector<std::string>;
+using Kind = OwedMessage::Kind;
+
+constexpr const char* Good = "SMTP://good;me";
+constexpr const char* Dead = "SMTP://dead;me";
+
+/// A sender whose time, disk and servers the test plays.
+class MessageSenderTest : public testing::Test, private ActionRunner {
+ protected:
+  struct Sent {
+    NotifyRequest request;
+    std::uint64_t ticket;
+  };
+
+  MessageSenderTest() { Make({}); }
+  void Make(MessageSender::Options options) {
+    m_inFlight.clear();
+    m_sender.emplace(
+        options,
+        MessageSender::Hooks{
+            *this, [this] { return ++m_lastTicket; },
+            [this](const OwedMessage& message, const std::string& text) {
+              m_log.push_back(message.monitor + ": " + text);
+            },
+            [](const OwedMessage&) {},
+            [this](const std::string& identity, const OwedMessage&, const MessageSender::Ended& ended) {
+              m_ended.push_back(identity + " " + std::to_string(static_cast<int>(ended.end)));
+              m_toldEnd = ended.toldEnd;
+            },
+            [this] { return m_now; }});
+  }
+  void Owe(const std::string& identity, const std::string& mode = Good, const std::string& to = "you",
+           std::size_t size = 10) {
+    OwedMessage message{.monitor = "m" + identity, .mode = mode, .to = to, .message = "down"};
+    message.body = "body of " + identity + std::string(size, '.') + "\n";
+    m_sender->Owe(identity, std::move(message));
+  }
+  /// What is written is on disk, unless the disk is full.
+  void Keep() {
+    if (const auto changes = m_sender->DequeueChanges(); !changes.empty()) {
+      for (const auto& [identity, message] : changes) {
+        m_disk.erase(identity);
+        if (message && !m_isDiskFull) m_disk.emplace(identity, *message);
+      }
+      m_sender->Asked(++m_asked);
+    }
+    m_sender->SendDue(m_isDiskFull ? m_written : m_written = m_asked);
+  }
+  void Wait(Moment::duration time, Moment::duration step = seconds(1)) {
+    for (const auto end = m_now + time; m_now < end;) {
+      m_now += step;
+      m_sender->OnSecond();
+      Keep();
+      Keep();
+    }
+  }
+  /// The servers answer what is in flight until nothing is: each by the reason for its mode, "" is good.
+  void Answer() {
+    while (!m_inFlight.empty()) {
+      const auto sent = m_inFlight.front();
+      m_inFlight.erase(m_inFlight.begin());
+      const auto& reason = m_reasons[sent.request.mode];
+      const bool isBad = sent.request.to == "bad";
+      const auto text = isBad ? "no such user" : reason;
+      if (text.empty()) m_accepted.push_back(sent.request);
+      ++m_tries[sent.request.mode];
+      EXPECT_TRUE(m_sender->Receive(
+          {0,
+           sent.ticket,
+           {text.empty() ? Outcome::Good : Outcome::Failed, text.empty() ? "Ok" : text, {}}}));
+      Keep();
+    }
+  }
+  [[nodiscard]] Texts Identities(const std::vector<NotifyRequest>& requests) const {
+    Texts identities;
+    for (const auto& request : requests)
+      identities.push_back(request.identity);
+    return identities;
+  }
+  [[nodiscard]] Texts InFlight() const {
+    Texts identities;
+    for (const auto& sent : m_inFlight)
+      identities.push_back(sent.request.identity);
+    return identities;
+  }
+
+  Moment m_now{hours(100)};
+  std::map<std::string, std::string> m_reasons;  // of failures, by mode
+  std::map<std::string, int> m_tries;            // by mode
+  std::vector<Sent> m_inFlight;
+  std::vector<NotifyRequest> m_accepted;
+  OwedMessages m_disk;
+  bool m_isDiskFull = false;
+  Texts m_log, m_ended;
+  bool m_toldEnd = false;
+  std::optional<MessageSender> m_sender;
+
+ private:
+  void NotifyOnce(NotifyRequest request, std::uint64_t ticket) override {
+    EXPECT_TRUE(m_isDiskFull || m_disk.contains(request.identity) || request.identity.ends_with("-d"));
+    m_inFlight.push_back({std::move(request), ticket});
+  }
+  void Launch(LaunchRequest) override {}
+  void HandBackLaunches() override {}
+
+  std::uint64_t m_lastTicket = 0;
+  std::uint64_t m_asked = 0, m_written = 0;
+};
+
+TEST_F(MessageSenderTest, SendsWhatIsOnDiskAndOneAtATimeToAServer) {
+  Owe("1");
+  Owe("2", "smtp://GOOD ;other");
+  Owe("3", Dead);
+  Owe("4", "http://gate:80/x?%s%s");
+  Owe("5", "http://gate:80/y?%s%s");
+  Owe("6", "TEL://");
+  Owe("7", "tel://");
+  m_sender->SendDue(0);
+  EXPECT_EQ(InFlight(), Texts{});
+  Keep();
+  auto inFlight = InFlight();
+  std::sort(inFlight.begin(), inFlight.end());
+  EXPECT_EQ(inFlight, (Texts{"1", "3", "4", "6"}));
+  const auto first = std::find_if(m_inFlight.begin(), m_inFlight.end(),
+                                  [](const Sent& sent) { return sent.request.identity == "1"; });
+  ASSERT_TRUE(m_sender->Receive({0, first->ticket, {Outcome::Good, "Ok", {}}}));
+  EXPECT_EQ(m_ended, Texts{"1 0"});
+  m_sender->SendDue(1);
+  EXPECT_EQ(InFlight().size(), 4u) << "the end of the first is not on disk";
+  m_inFlight.erase(first);
+  Keep();
+  EXPECT_EQ(InFlight().back(), "2");
+  Answer();
+  EXPECT_EQ(m_disk, OwedMessages{});
+  EXPECT_FALSE(m_sender->IsSending());
+}
+
+TEST_F(MessageSenderTest, WhatCannotBeWrittenIsSentAllTheSame) {
+  m_isDiskFull = true;
+  Owe("1");
+  Owe("2");
+  Keep();
+  Wait(MessageSender::MaxWriteTime - seconds(2));
+  EXPECT_EQ(InFlight(), Texts{});
+  Wait(seconds(3));
+  EXPECT_EQ(InFlight(), Texts{"1"});
+  Answer();
+  EXPECT_EQ(m_accepted.size(), 2u) << "each waited for the disk anew";
+}
+
+TEST_F(MessageSenderTest, TriesAgainEverLessOftenForADayThenGivesUp) {
+  m_reasons[Good] = "connection refused";
+  Owe("1");
+  Keep();
+  Answer();
+  EXPECT_EQ(m_disk.at("1").tries, 1);
+  EXPECT_EQ(m_disk.at("1").reason, "connection refused");
+  Wait(std::chrono::milliseconds(3900));
+  EXPECT_EQ(InFlight(), Texts{});
+  Wait(std::chrono::milliseconds(2200));
+  EXPECT_EQ(InFlight(), Texts{"1"});
+  for (int i = 0; i < 25 * 360; ++i) {
+    Answer();
+    Wait(seconds(10), seconds(10));
+  }
+  Answer();
+  EXPECT_GT(m_tries[Good], 24 * 12 * 4 / 5);
+  EXPECT_LT(m_tries[Good], 24 * 12 * 6 / 5 + 10);
+  ASSERT_EQ(m_ended, Texts{"1 1"});
+  EXPECT_EQ(m_disk, OwedMessages{});
+  EXPECT_TRUE(m_log.back().starts_with("m1: notification given up after ")) << m_log.back();
+  EXPECT_LE(m_log.size(), 26u) << "each hour at most";
+}
+
+TEST_F(MessageSenderTest, NeitherABadAddressNorADeadServerHoldsUpOthers) {
+  for (int i = 0; i < 30; ++i)
+    Owe("bad " + std::to_string(i), Good, "bad");
+  m_reasons[Dead] = "no answer";
+  for (int i = 0; i < 500; ++i)
+    Owe("dead " + std::to_string(i), "SMTP://dead;me", "d" + std::to_string(i));
+  Keep();
+  Answer();
+  for (int i = 0; i < 60; ++i) {
+    Wait(seconds(10));
+    Answer();
+  }
+  EXPECT_LT(m_tries[Dead], 60) << "each message tries for itself";
+  EXPECT_EQ(std::count_if(m_log.begin(), m_log.end(),
+                          [](const auto& line) { return line.ends_with(": no answer"); }),
+            500)
+      << "some don't know why they wait";
+  EXPECT_EQ(m_accepted.size(), 0u);
+  Owe("good");
+  Keep();
+  Answer();
+  EXPECT_EQ(Identities(m_accepted), Texts{"good"});
+  EXPECT_NE(m_sender->Problem().find(": no "), std::string::npos);
+  EXPECT_TRUE(m_sender->Problem().ends_with(" (and 1 more servers)")) << m_sender->Problem();
+  m_reasons[Dead].clear();
+  Wait(seconds(400));
+  Answer();
+  EXPECT_GT(m_accepted.size(), 400u);
+  for (int i = 0; i < 60; ++i) {
+    Wait(seconds(10));
+    Answer();
+  }
+  EXPECT_EQ(m_accepted.size(), 501u);
+  EXPECT_EQ(m_disk.size(), 30u);
+}
+
+TEST_F(MessageSenderTest, AStormToOneAddressBecomesADigest) {
+  Make({.single = 3});
+  for (int i = 0; i < 6; ++i)
+    Owe(std::to_string(i), i % 2 == 0 ? Good : "smtp://GOOD;me", i % 2 == 0 ? "you" : "YOU ");
+  Owe("other", Good, "her");
+  for (int i = 0; i < 6; ++i)
+    Owe("call " + std::to_string(i), "TEL://", "555");
+  Keep();
+  Answer();
+  EXPECT_EQ(m_accepted.size(), 3u + 1 + 6);
+  Wait(seconds(9));
+  Owe("late");
+  Wait(seconds(9));
+  Answer();
+  EXPECT_EQ(m_accepted.size(), 10u) << "more may come";
+  for (const char* mode : {Good, "smtp://GOOD;me"})
+    m_reasons[mode] = "busy";
+  Wait(seconds(2));
+  Answer();
+  std::set<std::string> digests;
+  for (const auto& [identity, message] : m_disk)
+    digests.insert(message.digest);
+  ASSERT_EQ(digests.size(), 1u) << "what it holds must be known before it is sent";
+  // A killed engine repeats the same mail.
+  m_reasons.clear();
+  Make({.single = 3});
+  m_sender->Restore(OwedMessages(m_disk));
+  Wait(seconds(7));
+  Answer();
+  ASSERT_EQ(m_accepted.size(), 11u);
+  const auto& digest = m_accepted.back();
+  EXPECT_EQ(digest.identity, *digests.begin());
+  EXPECT_NE(digest.message.find("4 notifications"), std::string::npos) << digest.message;
+  for (const char* part : {"body of 3", "body of 4", "body of 5", "body of late", "== down =="})
+    EXPECT_NE(digest.body.find(part), std::string::npos) << digest.body;
+  EXPECT_EQ(m_disk, OwedMessages{});
+  EXPECT_EQ(m_ended.size(), 14u);
+}
+
+TEST_F(MessageSenderTest, ADigestGathersForAMinuteAndHasALimit) {
+  Make({.single = 0});
+  for (int i = 0; i < 11; ++i) {
+    Owe(std::to_string(i), Good, "you", MessageSender::MaxDigestSize / 5);
+    Wait(seconds(5));
+    Answer();
+  }
+  EXPECT_EQ(m_accepted.size(), 0u);
+  Wait(seconds(5));
+  Answer();
+  ASSERT_EQ(m_accepted.size(), 3u);
+  std::size_t parts = 0;
+  for (const auto& digest : m_accepted) {
+    EXPECT_LT(digest.body.size(), MessageSender::MaxDigestSize + 1000);
+    for (auto at = digest.body.find("body of"); at != std::string::npos;
+         at = digest.body.find("body of", at + 1))
+      ++parts;
+  }
+  EXPECT_EQ(parts, 11u);
+}
+
+TEST_F(MessageSenderTest, AMessageTellsOfTheEndOfItsOutage) {
+  for (const auto& [mode, isMail] : {std::pair{Good, true}, {"TEL://", false}}) {
+    SCOPED_TRACE(mode);
+    Owe("1", mode);
+    Keep();
+    const auto end = std::chrono::system_clock::now();
+    m_sender->OutageEnded("1", end);
+    Keep();
+    EXPECT_EQ(m_disk.at("1").endedAt, end);
+    m_reasons[mode] = "busy";
+    Answer();
+    m_reasons[mode].clear();
+    Wait(seconds(7));
+    Answer();
+    const auto& request = m_accepted.back();
+    EXPECT_NE((isMail ? request.body : request.message).find("down from "), std::string::npos)
+        << request.body;
+    EXPECT_EQ(request.message == "down", isMail);
+    EXPECT_TRUE(m_toldEnd);
+  }
+  Owe("1");
+  Keep();
+  m_sender->OutageEnded("1", std::chrono::system_clock::now());
+  Answer();
+  EXPECT_FALSE(m_toldEnd) << "it was being sent when the outage ended";
+}
+
+TEST_F(MessageSenderTest, WhatIsDroppedIsGoneWhateverBecomesOfIt) {
+  for (const char* reason : {"", "busy"}) {
+    SCOPED_TRACE(reason);
+    m_reasons[Good] = reason;
+    Owe("1");
+    Owe("2");
+    Keep();
+    EXPECT_EQ(m_sender->Drop([](const OwedMessage& message) { return message.monitor == "m1"; }, "why"), 1u);
+    EXPECT_EQ(m_log.back(), "m1: notification dropped: why");
+    Keep();
+    EXPECT_EQ(m_disk.size(), 1u);
+    Answer();
+    m_reasons[Good].clear();
+    Wait(seconds(7));
+    Answer();
+    EXPECT_EQ(m_accepted.back().identity, "2");
+    EXPECT_EQ(m_disk, OwedMessages{});
+    EXPECT_EQ(m_sender->Problem(), "");
+  }
+}
+
+}  // namespace
+}  // namespace norvane::engine
