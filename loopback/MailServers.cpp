@@ -190,7 +190,9 @@ std::string SmtpServer::Extensions(const Session& session) const {
   if (!m_smtp.knowsEhlo) return "500 unknown command\r\n";
   return std::string("250-mail.test\r\n") + (OffersTls(session) ? "250-STARTTLS\r\n" : "") +
          (m_smtp.offersUtf8 ? "250-SMTPUTF8\r\n" : "") +
-         (m_smtp.mechanisms.empty() ? "" : "250-AUTH " + m_smtp.mechanisms + "\r\n") +
+         (m_smtp.mechanisms.empty() || (m_smtp.hidesThemInTls && session.isSecured)
+              ? ""
+              : "250-AUTH " + m_smtp.mechanisms + "\r\n") +
          (m_smtp.limits.empty() ? "" : "250-LIMITS " + m_smtp.limits + "\r\n") + "250 8BITMIME\r\n";
 }
 

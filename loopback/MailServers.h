@@ -117,6 +117,7 @@ class SmtpServer : public MailServer {
     bool knowsEhlo = true;
     bool offersUtf8 = true;
     std::string mechanisms{};  ///< of logons, offered with and without TLS
+    bool hidesThemInTls = false;
     std::string user{}, password{};
     bool forgesSignature = false;  ///< does not know the password itself
     int maxMails = 0;              ///< of a connection; 0: any number

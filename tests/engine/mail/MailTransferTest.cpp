@@ -144,6 +144,8 @@ TEST_F(MailTransferTest, LogsOnAsOfferedAndPromised) {
        {"535 no " + plain + ", nor OPEN SESAME 7\r\n"}},
       {"temporary", all, account, "SMTP: AUTH refused: 454 later", "!MAIL", "AUTH", {"454 later\r\n"}},
       {"none offered", offers(""), account, "SMTP: the server does not offer AUTH", "!MAIL"},
+      {"offered before TLS", changed(all, [](auto& options) { options.hidesThemInTls = true; }), account,
+       "SMTP: the server does not offer AUTH", "!AUTH"},
       {"none known", offers("XOAUTH2 GSSAPI"), account,
        "SMTP: no known way of AUTH is offered: XOAUTH2 GSSAPI", "!AUTH"},
       {"no TLS", inTheClear, account, noOffer, "!AUTH"},
