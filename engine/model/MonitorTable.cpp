@@ -48,10 +48,14 @@ Monitor& MonitorTable::Get(MonitorId id) {
   return found->second;
 }
 
-void MonitorTable::Touch(Monitor& monitor) {
+void MonitorTable::Touch(Monitor& monitor, bool isResult) {
   m_byChange.erase(monitor.change);
   monitor.change = ++m_lastChange;
   m_byChange.emplace_hint(m_byChange.end(), monitor.change, &monitor);
+  if (isResult) return;
+  m_bySettingChange.erase(monitor.settingChange);
+  monitor.settingChange = monitor.change;
+  m_bySettingChange.emplace_hint(m_bySettingChange.end(), monitor.change, &monitor);
 }
 
 const Monitor& MonitorTable::Add(std::string_view fullName, Attributes attributes, std::uint32_t number) {
@@ -78,6 +82,7 @@ void MonitorTable::Remove(MonitorId id) {
   Monitor& monitor = Get(id);
   m_byName.erase(monitor.name);
   m_byChange.erase(monitor.change);
+  m_bySettingChange.erase(monitor.settingChange);
   m_monitors.erase(id);
   m_removed.emplace_hint(m_removed.end(), ++m_lastChange, id);
 }
@@ -88,7 +93,7 @@ void MonitorTable::Set(MonitorId id, std::string_view key, std::string value) {
   auto changed = std::make_shared<Attributes>(*monitor.attributes);
   changed->Set(key, std::move(value));
   monitor.attributes = std::move(changed);
-  Touch(monitor);
+  Touch(monitor, key == ce::keys::Result);
 }
 
 void MonitorTable::NoteCheck(MonitorId id, const LastCheck& lastCheck) {
@@ -101,9 +106,17 @@ void MonitorTable::ExpectCheck(MonitorId id, std::chrono::steady_clock::time_poi
   if (found != m_monitors.end()) found->second.overdueAt = overdueAt;
 }
 
+const Monitor* MonitorTable::NextIn(const ByChange& order, std::uint64_t change) {
+  const auto next = order.upper_bound(change);
+  return next == order.end() ? nullptr : next->second;
+}
+
 const Monitor* MonitorTable::NextChanged(std::uint64_t change) const {
-  const auto next = m_byChange.upper_bound(change);
-  return next == m_byChange.end() ? nullptr : next->second;
+  return NextIn(m_byChange, change);
+}
+
+const Monitor* MonitorTable::NextSettingChanged(std::uint64_t change) const {
+  return NextIn(m_bySettingChange, change);
 }
 
 std::vector<MonitorId> MonitorTable::RemovedSince(std::uint64_t change) const {

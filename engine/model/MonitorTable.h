@@ -29,7 +29,8 @@ struct Monitor {
   LastCheck lastCheck;
   /// While the monitor runs: from then on its last check is too old.
   std::chrono::steady_clock::time_point overdueAt{};
-  std::uint64_t change = 0;  ///< number of the last change to name or attributes
+  std::uint64_t change = 0;         ///< number of the last change to name or attributes
+  std::uint64_t settingChange = 0;  ///< of the last one to anything but its result
 
   [[nodiscard]] bool Running() const;
 };
@@ -66,12 +67,14 @@ class MonitorTable {
   [[nodiscard]] std::uint64_t LastChange() const { return m_lastChange; }
   /// The monitor that changed first after `change`, by change number; null if none did.
   [[nodiscard]] const Monitor* NextChanged(std::uint64_t change) const;
+  /// The same for changes that aren't mere results, which come with every check.
+  [[nodiscard]] const Monitor* NextSettingChanged(std::uint64_t change) const;
   /// Ids removed after `change`, oldest first.
   [[nodiscard]] std::vector<MonitorId> RemovedSince(std::uint64_t change) const;
 
  private:
   Monitor& Get(MonitorId id);
-  void Touch(Monitor& monitor);
+  void Touch(Monitor& monitor, bool isResult = false);
 
   MonitorTypes m_types;
   std::uint32_t m_generation;
@@ -79,7 +82,10 @@ class MonitorTable {
   std::uint64_t m_lastChange;
   std::map<MonitorId, Monitor> m_monitors;
   std::unordered_map<std::string_view, Monitor*> m_byName;  // views of the names in m_monitors
-  std::map<std::uint64_t, Monitor*> m_byChange;
+  using ByChange = std::map<std::uint64_t, Monitor*>;
+  static const Monitor* NextIn(const ByChange& order, std::uint64_t change);
+  ByChange m_byChange;
+  ByChange m_bySettingChange;
   std::map<std::uint64_t, MonitorId> m_removed;
 };
 
