@@ -65,7 +65,7 @@ Service::Service(Options options)
                                auto change) { ConditionChanged(key, condition, change); }),
       m_selfCheck(m_health, m_clock),
       m_state(std::make_unique<EngineState>(m_folder, *m_writer, m_health)),
-      m_storage(*this, *m_writer, m_health, m_folder, m_types),
+      m_storage(*this, *m_writer, m_health, m_clock, m_folder, m_types),
       m_table(m_storage.LoadAtStart()),
       m_worker(options.makeWorker(m_wake, [this](const std::string& text) { m_ownLog.Write(text); })),
       m_logAge(options.logAge) {

@@ -83,6 +83,9 @@ class Service final : private Storage::Client {
   /// Whatever is due by time alone. To be called about once a second.
   void OnSecond();
 
+  /// Has changes of the monitors put on disk that are in no data file yet. To be called about twice a second.
+  void KeepChanges() { m_storage.KeepChanges(); }
+
   [[nodiscard]] const MonitorTable& Table() const override { return *m_table; }
   void AddObserver(TableObserver& observer);
   void RemoveObserver(TableObserver& observer);

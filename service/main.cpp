@@ -144,6 +144,18 @@ kj::Promise<void> EverySecond(kj::Timer& timer, engine::Service& service, Servic
   });
 }
 
+/// So often that a change is on disk within a second.
+kj::Promise<void> KeepChanges(kj::Timer& timer, engine::Service& service) {
+  return timer.afterDelay(450 * kj::MILLISECONDS).then([&] {
+    try {
+      service.KeepChanges();
+    } catch (const std::exception& error) {
+      service.OwnLog().Write(error.what());
+    }
+    return KeepChanges(timer, service);
+  });
+}
+
 bool EngineAnswers(const std::string& folder) {
   const platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const auto address = link::SocketAddress(folder);
@@ -182,6 +194,7 @@ void Serve(const std::string& folder, Daemon* daemon) {
     service.OwnLog().Write(remark);
   ServiceManager manager;
   const auto seconds = EverySecond(io.provider->getTimer(), service, manager).eagerlyEvaluate(nullptr);
+  const auto batches = KeepChanges(io.provider->getTimer(), service).eagerlyEvaluate(nullptr);
 
   auto endRequested = kj::newPromiseAndFulfiller<void>();
   link::EngineServer::Options options;

@@ -113,7 +113,7 @@ class RowWriter {
 
 /// Writes the changes and the new state's name; gives that name.
 std::string WriteChanges(Database& database, const Changes& changes) {
-  const std::string state = platform::RandomText(16);
+  const std::string state = changes.next.empty() ? RandomState() : changes.next;
   {
     RowWriter writer(database);
     for (const auto number : changes.removed)
@@ -234,6 +234,10 @@ Contents ReadAll(Database& database, const std::string& path, std::uint32_t gene
   return contents;
 }
 }  // namespace
+
+std::string RandomState() {
+  return platform::RandomText(16);
+}
 
 Contents Load(const std::string& path, std::uint32_t generation, MonitorTypes types) {
   Database database = OpenOurs(path);

@@ -1,12 +1,14 @@
 #include "engine/store/Storage.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 
 #include "console/engine/EngineError.h"
-#include "engine/model/Health.h"
 #include "engine/store/DataFile.h"
 #include "engine/store/GoodCopy.h"
+#include "engine/store/Journal.h"
+#include "engine/store/KeepAside.h"
 #include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
 #include "engine/store/Writer.h"
@@ -27,6 +29,14 @@ constexpr std::string_view DataFileUnreadable = "data file unreadable";
 constexpr std::string_view DataFileUnsaved = "data file unsaved";
 constexpr std::string_view DataFileUncopied = "data file not copied";
 constexpr std::chrono::hours CopyPause{1};
+constexpr std::string_view JournalKept = "journal kept aside";
+constexpr std::string_view JournalUnwritten = "journal unwritten";
+constexpr std::string_view NotEnded = "not ended in order";
+
+/// In the journal's header, for a data file that cannot be read.
+constexpr const char* UnreadableState = "unreadable";
+/// Between two syncs of the journal; a little less than the second within which a change is on disk.
+constexpr std::chrono::milliseconds BatchPause{850};
 
 /// A name that cannot be resolved stays as it is.
 fs::path Canonical(const fs::path& path) {
@@ -57,13 +67,16 @@ struct Storage::Saving {
   std::string keptAs;
 };
 
-Storage::Storage(Client& client, Writer& writer, Health& health, std::string folder, MonitorTypes types)
+Storage::Storage(Client& client, Writer& writer, Health& health, Health::Clock clock, std::string folder,
+                 MonitorTypes types)
     : m_client(client),
       m_writer(writer),
       m_health(health),
+      m_clock(std::move(clock)),
       m_folder(std::move(folder)),
       m_types(types),
-      m_dataFile(WithCanonicalFolder(platform::PathIn(m_folder, platform::files::EngineData)).string()) {}
+      m_dataFile(WithCanonicalFolder(platform::PathIn(m_folder, platform::files::EngineData)).string()),
+      m_journal(std::make_shared<Journal>(platform::PathIn(m_folder, platform::files::EngineJournal))) {}
 
 /// The same file under whatever name. Links that a user names are followed, one in the place of the data file
 /// is not.
@@ -75,11 +88,19 @@ std::string Storage::FileAt(const std::string& path) const {
 }
 
 std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
+  std::string state;
+  auto table = LoadDataFile(state);
+  Replay(std::move(state), table);
+  return table;
+}
+
+std::unique_ptr<MonitorTable> Storage::LoadDataFile(std::string& state) {
   if (fs::is_symlink(fs::symlink_status(m_dataFile)))
     throw StoreError(StoreErrorCode::Failed, m_dataFile + ": is a symbolic link");
   NewFile::RemoveLeftovers(m_dataFile);
   try {
     auto contents = datafile::Load(m_dataFile, m_lastGeneration, m_types);
+    state = contents.state;
     m_saved = SavedMark{std::move(contents.state), contents.table->LastChange()};
     m_servedFile = m_dataFile;
     KeepCopy();
@@ -87,6 +108,7 @@ std::unique_ptr<MonitorTable> Storage::LoadAtStart() {
   } catch (const StoreError& error) {
     if (error.Code() == StoreErrorCode::Failed || error.Code() == StoreErrorCode::Newer) throw;
     const auto copied = GoodCopyTime(m_dataFile);
+    if (error.Code() == StoreErrorCode::Unreadable) state = UnreadableState;
     if (error.Code() == StoreErrorCode::Unreadable || !copied.empty())
       m_health.Set(DataFileUnreadable,
                    std::string("cannot read the data file, started without monitors: ") + error.what() +
@@ -101,6 +123,116 @@ bool Storage::IsUnreadable() const {
   return m_health.Now().contains(DataFileUnreadable);
 }
 
+/// `state` is the data file's.
+void Storage::Replay(std::string state, std::unique_ptr<MonitorTable>& table) {
+  NewFile::RemoveLeftovers(JournalPath());
+  auto journal = m_journal->Read(state);
+  if (!journal) {
+    m_journaled = table->LastChange();
+    return;
+  }
+  std::size_t monitors = 0;
+  try {
+    for (const auto& batch : journal->batches) {
+      Apply(batch, table);
+      monitors += batch.rows.size() + batch.removed.size();
+    }
+  } catch (const EngineError& error) {
+    journal->damage = error.what();
+  }
+  m_journaled = table->LastChange();
+  if (monitors != 0)
+    m_health.Note(NotEnded, "the engine was not ended in order; " + std::to_string(monitors) +
+                                " changes taken from its journal");
+  if (journal->continuesFile && journal->damage.empty()) return;
+  if (!journal->continuesFile && journal->damage.empty() && state == UnreadableState) {
+    m_journal->LeaveToOthers();
+    return;
+  }
+  // What was read of it is in no file now.
+  m_journalAnew = !journal->batches.empty();
+  const auto kept = KeepAside(JournalPath());
+  m_health.Note(
+      JournalKept,
+      journal->damage.empty()
+          ? "the data file was replaced; what was not saved in the old one is kept as " + kept
+          : "the journal is damaged, changes may be lost: " + journal->damage + "; kept as " + kept);
+}
+
+void Storage::Apply(const datafile::Changes& batch, std::unique_ptr<MonitorTable>& table) {
+  if (batch.all) {  // of another file
+    table = std::make_unique<MonitorTable>(++m_lastGeneration, m_types);
+    m_saved.reset();
+    m_servedFile.clear();
+  }
+  const auto find = [&](std::uint32_t number) {
+    return table->Find((MonitorId{table->Generation()} << 32) | number);
+  };
+  for (const auto number : batch.removed) {
+    if (const auto* monitor = find(number)) table->Remove(monitor->id);
+  }
+  for (const auto& row : batch.rows) {
+    const auto* monitor = find(row.number);
+    if (monitor == nullptr) {
+      table->Add(row.name, Attributes(*row.attributes), row.number);
+      continue;
+    }
+    for (const auto key : console::engine::KnownKeys)
+      table->Set(monitor->id, key, row.attributes->Get(key));
+    for (const auto& [key, value] : row.attributes->Unknown())
+      table->Set(monitor->id, key, value);
+  }
+}
+
+void Storage::KeepChanges() {
+  const auto now = m_clock();
+  const auto& table = m_client.Table();
+  if (m_isJournaling || now < m_nextBatch) return;
+  // A save or load takes the journal's base away.
+  m_isBatchDue = !m_steps.empty();
+  if (m_isBatchDue) return;
+  const auto last = table.LastChange();
+  auto batch = std::make_shared<datafile::Changes>();
+  const bool anew = std::exchange(m_journalAnew, false) || m_journal->Size() > m_foldAt;
+  batch->all = anew && !m_saved;
+  const auto since = batch->all ? 0 : anew ? m_saved->change : m_journaled;
+  if (!batch->all) {
+    for (const auto id : table.RemovedSince(since))
+      batch->removed.push_back(NumberOf(id));
+  }
+  for (const auto* monitor = table.NextSettingChanged(since); monitor != nullptr;
+       monitor = table.NextSettingChanged(monitor->settingChange))
+    batch->rows.push_back(RowOf(*monitor));
+  if (batch->rows.empty() && batch->removed.empty() && !anew) {
+    m_journaled = last;
+    return;
+  }
+  m_isJournaling = true;
+  m_nextBatch = now + BatchPause;
+  m_writer.Run([journal = m_journal, batch, anew] { journal->Write(*batch, anew); },
+               [this, last, anew](const std::exception_ptr& error) {
+                 m_isJournaling = false;
+                 if (error)
+                   m_journalAnew = true;
+                 else
+                   m_journaled = std::max(m_journaled, last);
+                 if (anew) m_foldAt = std::max(MinFoldSize, 2 * m_journal->Size());
+                 m_health.Set(JournalUnwritten, error ? "changes would be lost if the engine were killed: " +
+                                                            platform::ErrorText(error)
+                                                      : std::string());
+               });
+}
+
+/// The data file has all.
+void Storage::BeginJournal(const std::string& state) {
+  m_journalAnew = false;
+  m_writer.Run([journal = m_journal, state] { journal->Begin(state); }, [](const std::exception_ptr&) {});
+}
+
+std::string Storage::JournalPath() const {
+  return platform::PathIn(m_folder, platform::files::EngineJournal);
+}
+
 void Storage::Enqueue(Step step, Completion done) {
   m_steps.emplace_back([this, step = std::move(step), done = std::move(done)] {
     const Completion end = [this, done](const std::exception_ptr& error) {
@@ -112,6 +244,7 @@ void Storage::Enqueue(Step step, Completion done) {
       }
       m_steps.pop_front();
       RunNext();
+      if (m_isBatchDue) KeepChanges();
     };
     try {
       step(end);
@@ -156,11 +289,14 @@ void Storage::StartLoad(const std::string& path, Completion done) {
 void Storage::Adopt(const std::string& path, datafile::Contents& contents) {
   m_servedFile.clear();  // should it fail midway, nothing is known of any file
   m_saved.reset();
+  m_journalAnew = true;
   m_client.ReplaceTable(std::move(contents.table));
   m_servedFile = path;
   if (path != m_dataFile) return;
   m_health.Set(DataFileUnreadable, {});
   m_saved = SavedMark{contents.state, m_client.Table().LastChange()};
+  m_journaled = m_saved->change;
+  BeginJournal(contents.state);
 }
 
 void Storage::Save(const std::string& path, Completion done) {
@@ -175,7 +311,7 @@ void Storage::SaveDataFile(Completion done) {
 }
 
 void Storage::KeepCopy() {
-  const auto now = std::chrono::steady_clock::now();
+  const auto now = m_clock();
   if (now < m_nextCopy) return;
   m_nextCopy = now + CopyPause;
   m_writer.Run([path = m_dataFile, types = m_types] { datafile::KeepCopy(path, types); },
@@ -216,9 +352,14 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
   auto saving = std::make_shared<Saving>();
   Gather(path, everything, *saving);
   m_writer.Run(
-      [saving, path, types = m_types, isOurs = path == m_dataFile] {
+      [saving, path, types = m_types, journal = path == m_dataFile ? m_journal : nullptr] {
+        if (journal) {
+          saving->changes.next = datafile::RandomState();
+          journal->NoteSave(saving->changes.next);
+        }
         // Any other file that isn't a data file is somebody's: it stays as it is.
-        saving->state = datafile::Save(path, saving->changes, types, isOurs ? &saving->keptAs : nullptr);
+        saving->state = datafile::Save(path, saving->changes, types, journal ? &saving->keptAs : nullptr);
+        if (journal && saving->state) journal->Begin(*saving->state);
       },
       [this, saving, path, done = std::move(done)](std::exception_ptr error) {
         try {
@@ -228,6 +369,8 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
           if (!saving->state) return StartSave(path, true, done);
           if (path == m_dataFile) {
             m_saved = SavedMark{*saving->state, saving->change};
+            m_journaled = std::max(m_journaled, saving->change);
+            m_journalAnew = false;
             m_servedFile = path;
             m_health.Set(DataFileUnreadable, {});
             m_health.Set(DataFileUnsaved, {});
@@ -235,8 +378,11 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
           }
         } catch (...) {
           error = std::current_exception();
-          if (path == m_dataFile)
+          if (path == m_dataFile) {
+            m_isBatchDue = true;
+            m_nextBatch = {};
             m_health.Set(DataFileUnsaved, "cannot save the data file: " + platform::ErrorText(error));
+          }
         }
         done(error);
       });

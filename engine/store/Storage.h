@@ -9,15 +9,17 @@
 #include <optional>
 #include <string>
 
+#include "engine/model/Health.h"
 #include "engine/model/MonitorTable.h"
 
 namespace norvane::engine {
 
-class Health;
 class Writer;
+class Journal;
 namespace datafile {
+struct Changes;
 struct Contents;
-}
+}  // namespace datafile
 
 /// Called on the service thread, once. The exception is null after a success, else an EngineError.
 using Completion = std::function<void(std::exception_ptr)>;
@@ -35,12 +37,14 @@ class Storage {
   };
 
   /// A data file that cannot be read or saved is reported to `health`.
-  Storage(Client& client, Writer& writer, Health& health, std::string folder, MonitorTypes types);
+  Storage(Client& client, Writer& writer, Health& health, Health::Clock clock, std::string folder,
+          MonitorTypes types);
 
-  /// The monitors of the folder's data file; none if there is no file, or a damaged one, which the next save
-  /// keeps under another name: the condition says how its last good copy is loaded. Throws StoreError if it
-  /// merely cannot be read just now: by the next save it may be well again, and an engine without monitors
-  /// would replace it. So for a symbolic link. Removes what killed saves left.
+  /// The monitors of the folder's data file, with what the journal has beyond it if the last engine was
+  /// killed; none if there is no file, or a damaged one, which the next save keeps under another name: the
+  /// condition says how its last good copy is loaded. Throws StoreError if it merely cannot be read just now:
+  /// by the next save it may be well again, and an engine without monitors would replace it. So for a
+  /// symbolic link. Removes what killed saves left.
   [[nodiscard]] std::unique_ptr<MonitorTable> LoadAtStart();
 
   /// The monitors of the data file are not in the table.
@@ -55,6 +59,8 @@ class Storage {
   void SaveDataFile(Completion done);
   /// Saves the data file if that failed the last time.
   void RetrySave();
+  /// Has the journal written if the data file lacks something. To be called about twice a second.
+  void KeepChanges();
 
  private:
   /// The content that the data file is known to have, so that only later changes need to be written.
@@ -73,18 +79,33 @@ class Storage {
   void Adopt(const std::string& path, datafile::Contents& contents);
   void StartSave(const std::string& path, bool everything, Completion done);
   void KeepCopy();
+  [[nodiscard]] std::string JournalPath() const;
+  [[nodiscard]] std::unique_ptr<MonitorTable> LoadDataFile(std::string& state);
+  void Replay(std::string state, std::unique_ptr<MonitorTable>& table);
+  void Apply(const datafile::Changes& batch, std::unique_ptr<MonitorTable>& table);
+  void BeginJournal(const std::string& state);
   void Gather(const std::string& path, bool everything, Saving& saving) const;
 
   Client& m_client;
   Writer& m_writer;
   Health& m_health;
+  Health::Clock m_clock;
   std::string m_folder;
   MonitorTypes m_types;
   std::string m_dataFile;
   std::string m_servedFile;  // the file whose monitors these are; empty if they are of no file
   std::optional<SavedMark> m_saved;
   std::uint32_t m_lastGeneration = 1;
-  std::chrono::steady_clock::time_point m_nextCopy{};
+  // The journal is the writer thread's alone once it has the first job, which may outlive this.
+  std::shared_ptr<Journal> m_journal;
+  std::uint64_t m_journaled = 0;  // the last change that the journal or the data file has
+  static constexpr std::uint64_t MinFoldSize = 4 << 20;
+  std::uint64_t m_foldAt = MinFoldSize;  // beyond that size the journal is written anew
+  bool m_journalAnew = false;            // it has to be written as a whole
+  bool m_isJournaling = false;           // a batch is under way
+  bool m_isBatchDue = false;             // at the end of the step that runs
+  Health::Moment m_nextBatch{};
+  Health::Moment m_nextCopy{};
   std::deque<std::function<void()>> m_steps;  // the first one runs
 };
 

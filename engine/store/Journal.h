@@ -1,0 +1,59 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/store/DataFile.h"
+#include "platform/FileDescriptor.h"
+
+namespace norvane::engine {
+
+/// What changed in the monitors since the data file was saved, for an engine that is killed. A header names
+/// the state of the data file that it continues; behind it are batches of changes, each with length and
+/// checksum, each of which is there as a whole or not. No journal: the data file has it all. Once it is read,
+/// on the writer thread. Throws StoreError.
+class Journal {
+ public:
+  explicit Journal(std::string path) : m_path(std::move(path)) {}
+
+  /// What the data file lacks.
+  struct Contents {
+    bool continuesFile = false;  ///< else the journal is of another file, or of another state
+    std::vector<datafile::Changes> batches{};
+    std::string damage{};  ///< why what comes after the batches cannot be read; empty: nothing does
+  };
+  /// Nothing if there is no journal. `state` is the data file's. A batch that a killed process left half
+  /// written is no damage. Throws Newer too.
+  [[nodiscard]] std::optional<Contents> Read(const std::string& state);
+  /// The one that was read is another file's: it is kept under another name before anything takes its place.
+  void LeaveToOthers() { m_isOthers = true; }
+
+  /// On disk when it returns. `anew`: the batch has all that the data file lacks, and replaces those before.
+  /// One of all monitors does so in any case.
+  void Write(const datafile::Changes& batch, bool anew);
+  /// The data file is about to be saved, with all that was written until now; it gets the state `next`, or
+  /// keeps its own.
+  void NoteSave(const std::string& next) noexcept;
+  /// The data file has this state now: the journal goes.
+  void Begin(const std::string& state) noexcept;
+
+  /// Any thread.
+  [[nodiscard]] std::uint64_t Size() const { return m_size; }
+
+ private:
+  void Start(const datafile::Changes& batch);
+  void Append(const std::string& record, bool sync);
+  void PutAsideIfOthers();
+
+  std::string m_path;
+  std::string m_state;
+  platform::FileDescriptor m_file;  // open: batches can be added
+  std::atomic<std::uint64_t> m_size = 0;
+  std::uint64_t m_sum = 0;  // of all before
+  bool m_isOthers = false;
+};
+
+}  // namespace norvane::engine
