@@ -90,9 +90,9 @@ std::vector<std::string> HostsFile::Find(std::string_view name, Moment now) {
   if (!names) return addresses;
   std::string lower(name);
   std::ranges::transform(lower, lower.begin(), [](char c) { return platform::AsciiLower(c); });
-  for (const auto& entry :
-       std::ranges::equal_range(names->entries, std::string_view(lower), {}, &Names::Entry::name)) {
-    auto address = Normalized(entry.address);
+  auto entry = std::ranges::lower_bound(names->entries, std::string_view(lower), {}, &Names::Entry::name);
+  for (; entry != names->entries.end() && entry->name == lower; ++entry) {
+    auto address = Normalized(entry->address);
     if (address.empty() || std::ranges::find(addresses, address) != addresses.end()) continue;
     addresses.push_back(std::move(address));
     if (addresses.size() == MaxFound) break;
