@@ -32,6 +32,8 @@ struct Column {
   const char* name;
   Field Record::*field;
 };
+template <class Record, class Field>
+Column(const char*, Field Record::*) -> Column<Record, Field>;
 
 template <class Record, class... Columns>
 struct Table {
