@@ -1,7 +1,6 @@
 #include "engine/Alarms.h"
 
 #include <algorithm>
-#include <ranges>
 #include <utility>
 
 #include "engine/model/Health.h"
@@ -32,8 +31,11 @@ std::string Joined(const std::vector<std::string>& lines) {
 
 std::vector<std::string> Lines(std::string_view text) {
   std::vector<std::string> lines;
-  for (const auto line : std::views::split(text, '\n'))
-    if (!line.empty()) lines.emplace_back(line.begin(), line.end());
+  while (!text.empty()) {
+    const auto line = text.substr(0, text.find('\n'));
+    if (!line.empty()) lines.emplace_back(line);
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+  }
   return lines;
 }
 
