@@ -2,9 +2,17 @@
 
 #include <kj/debug.h>
 
+#include "platform/MemoryReserve.h"
+
 namespace norvane::link {
 
+namespace {
+/// What a usual call and its answer need.
+constexpr std::size_t EnoughForCall = 256 << 10;
+}  // namespace
+
 kj::Promise<size_t> PacedStream::tryRead(void* buffer, size_t minBytes, size_t maxBytes) {
+  platform::EnsureMemory(EnoughForCall);
   if (minBytes > m_maxRead()) return KJ_EXCEPTION(FAILED, "message too large at this point", minBytes);
   if (!m_writing) return m_inner->tryRead(buffer, minBytes, maxBytes);
   return WhenWritten().then(

@@ -5,6 +5,7 @@
 #include "console/engine/EngineError.h"
 #include "console/engine/PageFetch.h"
 #include "link/Wire.h"
+#include "platform/MemoryReserve.h"
 
 namespace norvane::link {
 
@@ -314,7 +315,9 @@ kj::Promise<void> Session::Feed() {
     return kj::READY_NOW;
   }
   const auto batch = m_feed.Next(m_service.Table());
-  auto request = KJ_ASSERT_NONNULL(m_mirror).updateRequest(capnp::MessageSize{batch.WordsHint(), 0});
+  const auto words = batch.WordsHint();
+  platform::EnsureMemory(words * sizeof(capnp::word));
+  auto request = KJ_ASSERT_NONNULL(m_mirror).updateRequest(capnp::MessageSize{words, 0});
   batch.Write(request.initBatch());
   return request.send().ignoreResult().then([this] { return Feed(); });
 }

@@ -53,6 +53,11 @@ bool RestoreMemoryReserve() noexcept {
   return true;
 }
 
+void EnsureMemory(std::size_t size) noexcept {
+  void* volatile block = ReservedMalloc(size);  // volatile: else the compiler leaves out both
+  std::free(block);
+}
+
 void* ReservedMalloc(std::size_t size) noexcept {
   return Allocated([=] { return std::malloc(size); });
 }

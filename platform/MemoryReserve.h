@@ -13,6 +13,10 @@ void KeepMemoryReserve();
 /// Takes it back if the machine gives it. False if not. Any thread.
 bool RestoreMemoryReserve() noexcept;
 
+/// Gives it out if the machine has less than `size` bytes left, for a library that is about to allocate by
+/// `malloc` itself. Any thread.
+void EnsureMemory(std::size_t size) noexcept;
+
 // As those of the C library, with the reserve to fall back on.
 [[nodiscard]] void* ReservedMalloc(std::size_t size) noexcept;
 [[nodiscard]] void* ReservedCalloc(std::size_t count, std::size_t size) noexcept;

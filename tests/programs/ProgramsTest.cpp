@@ -146,6 +146,30 @@ TEST(EngineProgram, SaysOnceWhatItCannotUseOfItsSettings) {
     EXPECT_NE(ReadFile(folder / "log/engine.log").find(" " + line + "\n"), std::string::npos) << line;
 }
 
+/// Of the engine that said this of its status.
+pid_t ProcessOf(const std::string& status) {
+  const std::string key = "\"ProcessId\":";
+  return std::stoi(status.substr(status.find(key) + key.size()));
+}
+
+TEST(EngineProgram, AnswersConsolesWhileItsMemoryIsFull) {
+  const TempFolder folder;
+  const Engine engine(folder);
+  for (const char* name : {"WebMonitor Of a", "WebMonitor Of b"}) {
+    EXPECT_EQ(engine.Ctl({"add", name}).code, 0);
+    for (const char* key : {"1", "2", "3", "4", "5", "6", "7", "8"})
+      EXPECT_EQ(engine.Ctl({"set", name, key}, std::string(60000, 'x')).code, 0);
+  }
+  const auto process = ProcessOf(engine.Ctl({"--json", "status"}).out);
+  const auto pages = ReadFile("/proc/" + std::to_string(process) + "/statm");
+  rlimit space{};
+  ::prlimit(process, RLIMIT_AS, nullptr, &space);
+  space.rlim_cur = std::stoul(pages) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+  ASSERT_EQ(::prlimit(process, RLIMIT_AS, &space, nullptr), 0);
+  const auto list = engine.Ctl({"list"});
+  EXPECT_EQ(list.code, 0) << list.err;
+}
+
 /// A running engine that can save no more.
 class FullDisk : public testing::Test {
  protected:
@@ -154,9 +178,7 @@ class FullDisk : public testing::Test {
     do {
       add = Ctl({"add", "WebMonitor Of shop"});
     } while (add.code == 3);
-    const auto status = Ctl({"--json", "status"}).out;
-    const std::string key = "\"ProcessId\":";
-    const auto process = std::stoi(status.substr(status.find(key) + key.size()));
+    const auto process = ProcessOf(Ctl({"--json", "status"}).out);
     rlimit size{};
     ::prlimit(process, RLIMIT_FSIZE, nullptr, &size);
     size.rlim_cur = 8192;
