@@ -44,7 +44,15 @@ namespace {
 
 using namespace std::chrono_literals;
 
-enum ExitCode { Done = 0, Failed = 1, UsageError = 2, FolderInUse = 3, FolderUnusable = 4, PathTooLong = 5 };
+enum ExitCode {
+  Done = 0,
+  Failed = 1,
+  UsageError = 2,
+  FolderInUse = 3,
+  FolderUnusable = 4,
+  PathTooLong = 5,
+  NotSaved = 6
+};
 
 constexpr const char* Usage =
     "Usage: norvane-engine [--folder DIR] [--detach]\n"
@@ -54,7 +62,8 @@ constexpr const char* Usage =
     "  --version     print the version\n"
     "  --help        print this text\n\n"
     "SIGTERM ends it after saving. Exit codes: 0 ended normally, 1 failed, 2 usage error,\n"
-    "3 another engine serves the folder, 4 the folder is not usable, 5 its path is too long for a socket.\n";
+    "3 another engine serves the folder, 4 the folder is not usable, 5 its path is too long for a socket,\n"
+    "6 ended as asked, but could not save.\n";
 
 /// Ends the program with an exit code; the text says why.
 class Exit : public std::runtime_error {
@@ -227,7 +236,7 @@ void Serve(const std::string& folder, Daemon* daemon) {
   const auto hurried =
       signalled(kj::NEVER_DONE).then([&] { service.HurryShutdown(); }).eagerlyEvaluate(nullptr);
   saved.promise.wait(io.waitScope);
-  if (failure) throw std::runtime_error("ended without saving: " + platform::ErrorText(failure));
+  if (failure) throw Exit(NotSaved, "ended without saving: " + platform::ErrorText(failure));
 }
 
 /// What ends the engine is in its log too.

@@ -191,7 +191,7 @@ class FullDisk : public testing::Test {
   void ExpectToldOfTheEnd() {
     const std::string told = "ended without saving: " + (m_folder / "NorvaneEngine.dat");
     const auto finished = m_engine.Wait();
-    EXPECT_EQ(finished.code, 1);
+    EXPECT_EQ(finished.code, 6);
     EXPECT_NE(finished.err.find(told), std::string::npos) << finished.err;
     const auto log = ReadFile(m_folder / "log/engine.log");
     EXPECT_NE(log.find(told), std::string::npos) << log;
