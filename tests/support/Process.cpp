@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace norvane::tests {
 
@@ -72,8 +74,15 @@ void Process::Signal(int signal) const {
   ::kill(m_pid, signal);
 }
 
+bool Process::HasWritten(const std::string& text) {
+  pollfd fd{m_out.Get(), POLLIN, 0};
+  if (::poll(&fd, 1, 0) == 1 && !ReadSome(m_out, m_written)) throw std::runtime_error("no further output");
+  return m_written.find(text) != std::string::npos;
+}
+
 Finished Process::Wait() {
   Finished result;
+  result.out = std::move(m_written);
   pollfd fds[] = {{m_out.Get(), POLLIN, 0}, {m_err.Get(), POLLIN, 0}};
   while (fds[0].fd >= 0 || fds[1].fd >= 0) {
     if (::poll(fds, 2, -1) < 0 && errno != EINTR)

@@ -28,12 +28,15 @@ class Process {
   Process& operator=(const Process&) = delete;
 
   void Signal(int signal) const;
+  /// By now, to its standard output. Throws std::runtime_error if it has closed that.
+  [[nodiscard]] bool HasWritten(const std::string& text);
   /// Waits for its end and gives all that it wrote.
   Finished Wait();
 
  private:
   pid_t m_pid = -1;
   platform::FileDescriptor m_out, m_err;
+  std::string m_written;  // to its standard output, as far as it was read
 };
 
 [[nodiscard]] Finished RunProgram(const std::vector<std::string>& command, const std::string& input = "");
