@@ -18,14 +18,15 @@ std::size_t LoadBalance::Add(MonitorId id, double load) {
       std::find_if(m_loops.begin(), m_loops.end(), [&](const Loop& loop) { return loop.load < m_enough; });
   if (free == m_loops.end()) free = std::min_element(m_loops.begin(), m_loops.end(), ByLoad);
   const auto loop = static_cast<std::size_t>(free - m_loops.begin());
-  Place(id, loop, load);
-  return loop;
-}
-
-void LoadBalance::Place(MonitorId id, std::size_t loop, double load) {
-  m_placed[id] = {loop, load};
   m_loops[loop].monitors.insert(id);
+  try {
+    m_placed[id] = {loop, load};
+  } catch (...) {
+    m_loops[loop].monitors.erase(id);
+    throw;
+  }
   m_loops[loop].load += load;
+  return loop;
 }
 
 void LoadBalance::SetLoad(MonitorId id, double load) {
@@ -52,8 +53,11 @@ std::optional<LoadBalance::Move> LoadBalance::Even() {
     // Else the other loop would have as much to do afterwards, or more. Sums of loads are not exact.
     if (load < gap * (1 - EvenEnough)) {
       const auto to = static_cast<std::size_t>(least - m_loops.begin());
-      Remove(id);
-      Place(id, to, load);
+      least->monitors.insert(id);  // may throw; what follows may not
+      most->monitors.erase(id);
+      most->load -= load;
+      least->load += load;
+      m_placed.at(id).loop = to;
       return Move{id, to};
     }
     if (++tried == MaxTried) break;

@@ -22,7 +22,8 @@ class LoadBalance {
   /// less.
   LoadBalance(std::size_t loops, double enough) : m_loops(loops), m_enough(enough) {}
 
-  /// Gives the loop of a new monitor, the one with the least load if all have enough.
+  /// Gives the loop of a new monitor, the one with the least load if all have enough. If it throws, nothing
+  /// was added.
   std::size_t Add(MonitorId id, double load);
   void SetLoad(MonitorId id, double load);
   /// Harmless if it isn't there.
@@ -40,8 +41,6 @@ class LoadBalance {
     double load = 0;
     std::unordered_set<MonitorId> monitors{};
   };
-
-  void Place(MonitorId id, std::size_t loop, double load);
 
   std::vector<Loop> m_loops;
   double m_enough;

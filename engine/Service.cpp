@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <new>
 #include <utility>
 
 #include "console/engine/EngineError.h"
@@ -132,6 +133,7 @@ void Service::OnSecond() {
   m_selfCheck.Observe(Observe());
   m_health.Set("memory", platform::RestoreMemoryReserve() ? "" : "memory is short");
   m_worker->OnSecond();
+  RepeatLostStarts();
   m_admin.OweDue();
   m_alarms->OnSecond();
   GoOnEnding();
@@ -239,8 +241,7 @@ void Service::Set(MonitorId id, std::string_view key, std::string value) {
   const Monitor& monitor = Get(id);
   if (!ran && monitor.Running()) {
     m_table->NoteCheck(id, {});
-    ExpectCheck(monitor, {});
-    m_worker->Start(TargetOf(monitor), std::chrono::milliseconds(0));
+    StartChecks(monitor, {});
   } else if (ran && !monitor.Running()) {
     m_worker->Stop(id);
     m_alarms->Forget(monitor, "the monitor was stopped");
@@ -270,8 +271,28 @@ void Service::StartAll() {
     const auto spread = std::min(CheckTimes::Of(*running[i]->attributes).interval, MaxSpread);
     const auto firstAfter = std::chrono::duration_cast<std::chrono::milliseconds>(
         spread * static_cast<double>(i) / static_cast<double>(running.size()));
-    ExpectCheck(*running[i], firstAfter);
-    m_worker->Start(TargetOf(*running[i]), firstAfter);
+    StartChecks(*running[i], firstAfter);
+  }
+}
+
+void Service::StartChecks(const Monitor& monitor, std::chrono::milliseconds firstAfter) {
+  ExpectCheck(monitor, firstAfter);
+  try {
+    m_worker->Start(TargetOf(monitor), firstAfter);
+  } catch (const std::bad_alloc&) {
+    m_hasLostStart = true;
+  }
+}
+
+/// What there was no memory for is started once there is some.
+void Service::RepeatLostStarts() {
+  if (m_isEnding || !std::exchange(m_hasLostStart, false)) return;
+  for (const auto& [id, monitor] : m_table->All()) {
+    try {
+      if (monitor.Running()) m_worker->Update(TargetOf(monitor));
+    } catch (const std::bad_alloc&) {
+      m_hasLostStart = true;
+    }
   }
 }
 

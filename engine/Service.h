@@ -137,6 +137,8 @@ class Service final : private Storage::Client {
   void ReplaceTable(std::unique_ptr<MonitorTable> table) override;
 
   void StartAll();
+  void StartChecks(const Monitor& monitor, std::chrono::milliseconds firstAfter);
+  void RepeatLostStarts();
   void StopAll();
   void Handle(Report& report);
   void Handle(const CheckEnded& ended);
@@ -186,6 +188,7 @@ class Service final : private Storage::Client {
   std::chrono::hours m_logAge;
   Moment m_nextTend{};
   std::uint64_t m_wakes = 0;
+  bool m_hasLostStart = false;  // for want of memory
   bool m_isEnding = false;
   struct End {
     Completion done;

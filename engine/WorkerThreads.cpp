@@ -80,9 +80,13 @@ void WorkerThreads::Start(CheckTarget target, milliseconds firstAfter) {
   const auto id = target.id;
   Stop(id);
   const auto thread = m_balance.Add(id, LoadOf(target));
-  auto& monitor =
-      m_started.insert_or_assign(id, Started{std::move(target), ++m_lastStart, thread}).first->second;
-  StartOn(monitor, {monitor.start, m_shared.options.clock() + firstAfter});
+  try {
+    m_started.emplace(id, Started{std::move(target), ++m_lastStart, thread});
+  } catch (...) {
+    m_balance.Remove(id);
+    throw;
+  }
+  StartOn(m_started.at(id), {m_lastStart, m_shared.options.clock() + firstAfter});
 }
 
 void WorkerThreads::StartOn(const Started& monitor, CheckStart start) noexcept try {
@@ -107,7 +111,7 @@ void WorkerThreads::OnSecond() {
 
 void WorkerThreads::Update(CheckTarget target) {
   const auto monitor = m_started.find(target.id);
-  if (monitor == m_started.end()) return;
+  if (monitor == m_started.end()) return Start(std::move(target), milliseconds(0));
   monitor->second.target = target;
   m_balance.SetLoad(target.id, LoadOf(target));
   m_checks[monitor->second.thread]->Post(

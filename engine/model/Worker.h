@@ -15,9 +15,10 @@ class CheckRunner {
  public:
   virtual ~CheckRunner() = default;
 
-  /// Checks the target every interval from now on, first after `firstAfter`.
+  /// Checks the target every interval from now on, first after `firstAfter`. If it throws, the target was not
+  /// started.
   virtual void Start(CheckTarget target, std::chrono::milliseconds firstAfter) = 0;
-  /// New attributes of a started target, from its next check on.
+  /// New attributes of a target, from its next check on. Starts one that is not started.
   virtual void Update(CheckTarget target) = 0;
   /// No scheduled report of this monitor is dequeued after the call.
   virtual void Stop(MonitorId id) = 0;

@@ -41,6 +41,17 @@ TEST(Service, StatusStartsAndStopsAndOtherAttributesReachARunningCheck) {
                                          "Start WebMonitor Of a 0", "Stop"}));
 }
 
+TEST(Service, StartsLaterWhatThereWasNoMemoryFor) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  engine.checks->lacksMemory = true;
+  engine.Add("WebMonitor Of a", "Enable");
+  engine.Add("WebMonitor Of b");
+  engine.service.OnSecond();
+  engine.service.OnSecond();
+  EXPECT_EQ(engine.checks->calls, Calls{"Update WebMonitor Of a"});
+}
+
 TEST(Service, KeepsResultsAndCountsFailuresInARow) {
   const TempFolder folder;
   Engine engine(folder.Path());

@@ -488,6 +488,31 @@ TEST(WorkerThreads, ChecksWhatCouldNotBeStartedOnceThereIsMemory) {
   EXPECT_EQ(arrived, 1);
 }
 
+TEST(WorkerThreads, AnUpdateStartsWhatThereWasNoMemoryFor) {
+  HttpServer server;
+  server.Set("/", HttpServer::Reply("x"));
+  WorkerFixture worker;
+  bool hasThrown = true;
+  for (MonitorId id = 1; hasThrown; ++id) {
+    SCOPED_TRACE(id);
+    const auto target = Target(id, server.Url("/"));
+    tests::FailAllocations(static_cast<int>(id) - 1);
+    try {
+      worker->Start(target, milliseconds(0));
+      hasThrown = false;
+    } catch (const std::bad_alloc&) {
+    }
+    tests::AllowAllocations();
+    worker->Update(target);
+    worker->OnSecond();
+    bool isChecked = false;
+    while (!isChecked && !worker.GaveUp())
+      for (const auto& ended : worker.Next())
+        isChecked = isChecked || ended.id == id;
+    EXPECT_TRUE(isChecked);
+  }
+}
+
 TEST(WorkerThreads, EndsPromptlyWithChecksInFlight) {
   HttpServer server;
   server.Set("/silent", {"", "", {}, HttpServer::End::Silence});

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,6 +26,7 @@ class FakeWorker : public engine::Worker {
   }
 
   void Start(engine::CheckTarget target, std::chrono::milliseconds firstAfter) override {
+    if (std::exchange(lacksMemory, false)) throw std::bad_alloc();
     calls.push_back("Start " + target.name + " " + std::to_string(firstAfter.count()));
   }
   void Update(engine::CheckTarget target) override { calls.push_back("Update " + target.name); }
@@ -87,6 +89,7 @@ class FakeWorker : public engine::Worker {
   }
 
   std::vector<std::string> calls;
+  bool lacksMemory = false;                     ///< at the next `Start`
   std::map<std::string, std::string> outcomes;  ///< of `CheckOnce`, by full name
   bool holdChecks = false;                      ///< keep the tickets in `held` instead of answering
   std::string notifyOutcome = "Ok";             ///< of `NotifyOnce`
