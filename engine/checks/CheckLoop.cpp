@@ -9,6 +9,7 @@
 #include "engine/model/FullName.h"
 #include "engine/model/NumberAttribute.h"
 #include "engine/model/OutageRules.h"
+#include "engine/net/Deadline.h"
 #include "engine/net/Reason.h"
 
 namespace norvane::engine {
@@ -23,10 +24,6 @@ namespace {
 constexpr int MaxBegunAtOnce = 32;
 /// So long a turn may begin checks.
 constexpr milliseconds MaxBeginning{2};
-/// A check that runs out of time gets what its thread was kept from its work besides, if it is more, but no
-/// more than so many times its time-out.
-constexpr milliseconds MinAllowance{20};
-constexpr int MaxExtension = 2;
 constexpr int MaxAttempts = 4;
 /// How long a page may wait to be looked at.
 constexpr std::chrono::minutes MaxJudging{1};
@@ -54,14 +51,13 @@ class CheckLoop::Check final : public ProbeClient {
   void Begin() {
     m_began = m_owner.m_loop.Now();
     m_delayBefore = m_owner.m_loop.OwnDelay();
-    m_allowed = {};
     m_isOutOfTime = m_lostItsTime = m_hasArrived = false;
     report.result.at = std::chrono::system_clock::now();
     if (m_attempts++ == 0) {
       m_owner.NoteStart(report, m_due);
       m_started = m_began;
     }
-    SetDeadline(m_began + m_timeout);
+    m_deadline.Set(m_timeout);
     m_probe = m_owner.m_types.at(TypeNameOf(m_target.name))->Make(m_target, m_timeout, *this);
     m_probe->Begin();
   }
@@ -69,7 +65,7 @@ class CheckLoop::Check final : public ProbeClient {
   void Arrived() override {
     m_hasArrived = true;
     m_lasted = m_owner.m_loop.Now() - m_began;
-    SetDeadline(m_owner.m_loop.Now() + MaxJudging);
+    m_deadline.Set(MaxJudging);
   }
   void Broke(const std::string& why) override {
     m_owner.m_loop.Log("check of " + m_target.name + ": " + why);
@@ -110,31 +106,12 @@ class CheckLoop::Check final : public ProbeClient {
     return m_hasArrived ? m_lasted : m_owner.m_loop.Now() - m_began;
   }
   [[nodiscard]] nanoseconds HeldUp() const { return m_owner.m_loop.OwnDelay() - m_delayBefore; }
-  void SetDeadline(Moment when) {
-    m_until = when;
-    m_deadline.Set(when);
-  }
   void TimeOut() {
-    auto& loop = m_owner.m_loop;
-    if (loop.ServedUpTo() < m_until) return m_deadline.Set(m_until);  // the answer may wait to be read
-    if (m_probe->IsQueued()) return SetDeadline(loop.Now() + m_timeout);
-    const auto delay = HeldUp() - m_allowed;
-    m_lostItsTime = m_lostItsTime || m_hasArrived || delay >= m_timeout;
-    if (m_hasArrived || delay <= MinAllowance) {
-      m_isOutOfTime = true;
-      return Ended(NoAnswerWithin(m_timeout, m_probe->Step()));
-    }
-    const auto extension = std::min<nanoseconds>({delay, m_timeout, MaxExtension * m_timeout - m_extended});
-    if (extension <= nanoseconds{0}) return GiveUp();
-    m_allowed += delay;
-    m_extended += extension;
-    SetDeadline(loop.Now() + extension);
-  }
-  /// The engine gets no further with it.
-  void GiveUp() {
-    m_isOutOfTime = m_lostItsTime = true;
-    m_attempts = MaxAttempts;
-    Ended("the engine is held up");
+    if (m_probe->IsQueued()) return m_deadline.Set(m_timeout);
+    m_isOutOfTime = true;
+    m_lostItsTime = m_hasArrived || m_deadline.HasLostAll() || m_deadline.IsExhausted();
+    if (m_deadline.IsExhausted()) m_attempts = MaxAttempts;  // the engine gets no further with it
+    Ended(NoAnswerWithin(m_timeout, m_probe->Step()));
   }
 
   CheckLoop& m_owner;
@@ -146,14 +123,11 @@ class CheckLoop::Check final : public ProbeClient {
   int m_attempts = 0;
   nanoseconds m_heldUp{0};       // in former attempts
   nanoseconds m_delayBefore{0};  // of the loop's thread, when the attempt began
-  nanoseconds m_allowed{0};      // of the delay since, for which the deadline was put off already
-  nanoseconds m_extended{0};     // by which it was put off, in all attempts
   bool m_hasArrived = false;     // all that the peer has to send
   Moment::duration m_lasted{};   // until then
   bool m_isOutOfTime = false;
   bool m_lostItsTime = false;  // to the engine's own delay, at once
-  Moment m_until{};
-  EventLoop::Timer m_deadline;
+  Deadline m_deadline;
   std::unique_ptr<Probe> m_probe;
 };
 
