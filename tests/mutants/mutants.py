@@ -1,6 +1,6 @@
-"""mutants.py [PATTERN]: plants the faults of mutants.toml one by one in a copy of the tree, in build/mutants, and tells
+"""mutants.py [--check] [PATTERN]: plants the faults of mutants.toml one by one in a copy of the tree, in build/mutants, and tells
 which ones no test notices. PATTERN, a regular expression, chooses by file and title. Fails if more than one in ten stays
-unnoticed.
+unnoticed. With --check it only sees to it that each can be planted.
 
 An entry names its `file`, the exact text `old` there, which occurs once, and `new` in its place; `tests` are folders of
 tests/ that are built and run first. What they let pass meets all other tests too."""
@@ -80,13 +80,17 @@ def plant(mutant):
         path.write_text(text)
 
 
-def main(pattern=""):
+def main(*arguments):
+    only_check = arguments[:1] == ("--check",)
+    pattern = next(iter(arguments[only_check:]), "")
     mutants = tomllib.loads((TREE / "tests/mutants/mutants.toml").read_text())["mutant"]
     chosen = [mutant for mutant in mutants if re.search(pattern, f"{mutant['file']}: {mutant['title']}")]
     stale = [f"{mutant['file']}: {mutant['title']}" for mutant in chosen
              if not (TREE / mutant["file"]).exists() or (TREE / mutant["file"]).read_text().count(mutant["old"]) != 1]
     if stale:
         sys.exit("\n".join(["mutants: the old text is not there exactly once:", *stale]))
+    if only_check:
+        return
 
     COPY.mkdir(parents=True, exist_ok=True)
     update_copy()
