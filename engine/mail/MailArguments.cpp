@@ -6,7 +6,7 @@ namespace norvane::engine {
 
 namespace {
 
-/// Servers are bound to take lines of 512 bytes and no more.
+/// Servers need not accept lines of more than 512 bytes.
 constexpr std::size_t MaxArgument = 480;
 
 /// Parts of an address that would end it in a command or a header.

@@ -28,12 +28,12 @@ class MailConnections {
   };
 
   explicit MailConnections(EventLoop& loop);
-  /// Takes leave of all servers.
+  /// Sends QUIT to all servers.
   ~MailConnections();
   MailConnections(const MailConnections&) = delete;
   MailConnections& operator=(const MailConnections&) = delete;
 
-  /// Takes leave of it when there are too many.
+  /// Closes it when there are too many.
   void Keep(Connection connection) noexcept;
   /// The newest one to `server`, which goes on with another client; none if there is none.
   [[nodiscard]] std::optional<Connection> Dequeue(const std::string& server);

@@ -18,7 +18,7 @@ struct CheckFigures {
   std::chrono::microseconds longestTurn{0};  ///< of an event loop in the last minute
   std::size_t inFlight = 0;
   std::size_t waiting = 0;              ///< due, but held back by the limit on those in flight
-  std::uint64_t lookupsAnswered = 0;    ///< by a name server, be it that there is no such name
+  std::uint64_t lookupsAnswered = 0;    ///< by a name server, even if with "no such name"
   std::uint64_t lookupsUnanswered = 0;  ///< by none
   /// When the event loop that turned the longest time ago did so; a second ago at most unless it hangs.
   std::chrono::steady_clock::time_point lastTurn = std::chrono::steady_clock::time_point::max();

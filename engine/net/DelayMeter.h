@@ -17,7 +17,7 @@ class DelayMeter {
   /// A sum that only grows, of the thread that calls it.
   using Source = std::function<std::chrono::nanoseconds()>;
 
-  /// A round that takes longer has kept those waiting whom it served last.
+  /// A round that takes longer has kept those waiting that it served last.
   static constexpr std::chrono::milliseconds MaxPromptRound{5};
   /// A delay in one piece from which peers may have given up on us.
   static constexpr std::chrono::milliseconds MaxDelay{500};

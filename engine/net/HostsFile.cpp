@@ -16,7 +16,7 @@ namespace norvane::engine {
 namespace {
 
 constexpr std::chrono::seconds LookInterval{1};
-constexpr std::size_t MaxSize = 64 << 20;  // what is behind it counts for nothing
+constexpr std::size_t MaxSize = 64 << 20;  // the rest is ignored
 constexpr std::size_t MaxFound = 16;       // of a name
 constexpr std::string_view Blanks = " \t\r\v\f";
 
@@ -46,7 +46,7 @@ std::string Normalized(std::string_view address) {
 
 }  // namespace
 
-/// Two blocks of memory however many names there are, since whoever lets go of them last may be a loop.
+/// Two blocks of memory however many names there are, since it may be a loop that frees them.
 struct HostsFile::Names {
   struct Entry {
     std::string_view name, address;

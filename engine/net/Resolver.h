@@ -63,7 +63,7 @@ class Resolver {
 
   /// Those without an answer yet.
   [[nodiscard]] std::size_t Queries() const { return m_queries; }
-  /// Lookups that a name server has answered, be it that there is no such name.
+  /// Lookups that a name server has answered, even if with "no such name".
   [[nodiscard]] std::uint64_t ServerAnswers() const { return m_serverAnswers; }
   /// Lookups that no name server has answered.
   [[nodiscard]] std::uint64_t ServerFailures() const { return m_serverFailures; }

@@ -70,7 +70,7 @@ void EngineState::Recover(std::string problem) {
   Open();
 }
 
-/// At most once an hour, since it is for a day of which nobody hopes that it comes.
+/// At most once an hour: a copy reads and writes the whole file.
 void EngineState::KeepCopy() {
   const auto now = std::chrono::steady_clock::now();
   if (now < m_nextCopy) return;

@@ -6,7 +6,7 @@ namespace norvane::engine {
 
 class Database;
 
-// The last good copy of a file lies beside it, for the day on which the file cannot be read. Throw
+// The last good copy of a file lies beside it, in case the file cannot be read one day. Throw
 // StoreError.
 
 inline constexpr const char* GoodCopyEnding = ".1";

@@ -43,7 +43,7 @@ class Storage {
   /// The monitors of the folder's data file, with what the journal has beyond it if the last engine was
   /// killed; none if there is no file, or a damaged one, which the next save keeps under another name: the
   /// condition says how its last good copy is loaded. Throws StoreError if it merely cannot be read just now:
-  /// by the next save it may be well again, and an engine without monitors would replace it. So for a
+  /// by the next save it may be readable again, and an engine without monitors would replace it. So for a
   /// symbolic link. Removes what killed saves left.
   [[nodiscard]] std::unique_ptr<MonitorTable> LoadAtStart();
 
