@@ -120,6 +120,20 @@ ExitCode Notify(const Call& call) {
   return PrintOutcome(call, call.engine.Notify(call.engine.Find(call.operands[0])));
 }
 
+ExitCode Owed(const Call& call) {
+  if (!call.operands.empty()) {
+    if (call.operands[0] != "--drop") throw UsageError("unknown operand: " + Escaped(call.operands[0]));
+    ce::OpenGate(call.engine);
+    call.engine.DropOwed({call.operands.begin() + 1, call.operands.end()});
+    return Done;
+  }
+  std::vector<Fields> rows;
+  for (const auto& message : call.engine.Owed())
+    rows.push_back(OwedOf(message));
+  call.arguments.json ? PrintLine(Json(rows)) : PrintTable(rows);
+  return Done;
+}
+
 ExitCode Save(const Call& call) {
   ce::OpenGate(call.engine);
   call.engine.Save(FileOf(call));
@@ -167,6 +181,9 @@ constexpr std::array Commands = {
     Command{"stop", 1, Any, Stop, "stop NAME...         stop monitors"},
     Command{"check", 1, 1, Check, "check NAME           run one check now"},
     Command{"notify", 1, 1, Notify, "notify NAME          send one notification now"},
+    Command{"owed", 0, Any, Owed,
+            "owed                 the messages that nobody has accepted yet\n"
+            "  owed --drop [NAME...] drop those of these monitors, or all"},
     Command{"save", 0, 1, Save, "save [FILE]          write all monitors to the data file, or to FILE"},
     Command{"load", 0, 1, Load,
             "load [FILE]          replace all monitors by those in the data file, or in FILE"},

@@ -114,6 +114,18 @@ Fields SummaryOf(const ce::MonitorRecord& monitor) {
           {"Failures", static_cast<long long>(monitor.failuresInARow)}};
 }
 
+Fields OwedOf(const ce::OwedMessage& message) {
+  const bool isDue = message.nextTry == std::chrono::system_clock::time_point();
+  return {{"Name", message.monitor},
+          {"Message", message.message},
+          {"To", message.to},
+          {"Mode", message.mode},
+          {"Since", TimeText(message.since)},
+          {"Tries", static_cast<long long>(message.tries)},
+          {"Reason", message.reason},
+          {"NextTry", isDue ? "now" : TimeText(message.nextTry)}};
+}
+
 namespace {
 template <class Count>
 long long Number(Count count) {

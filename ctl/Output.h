@@ -37,6 +37,8 @@ using Fields = std::vector<Field>;
 [[nodiscard]] Fields AttributesOf(const console::engine::MonitorRecord& monitor);
 /// The columns of `list`.
 [[nodiscard]] Fields SummaryOf(const console::engine::MonitorRecord& monitor);
+/// The columns of `owed`.
+[[nodiscard]] Fields OwedOf(const console::engine::OwedMessage& message);
 [[nodiscard]] Fields StatusOf(const console::engine::EngineInfo& info,
                               const console::engine::EngineStatus& status,
                               const console::engine::MonitorSnapshot& monitors);

@@ -1,16 +1,23 @@
 #include "engine/Alarms.h"
 
 #include <algorithm>
+#include <set>
+#include <tuple>
 #include <utility>
 
+#include "console/engine/EngineError.h"
 #include "engine/model/Health.h"
+#include "engine/net/Reason.h"
 #include "engine/notify/AdminMessages.h"
+#include "engine/notify/MessageText.h"
 #include "engine/store/EngineLog.h"
 #include "engine/store/EngineState.h"
 #include "platform/RandomText.h"
 
 namespace norvane::engine {
 
+using console::engine::EngineError;
+using console::engine::EngineErrorCode;
 using std::chrono::system_clock;
 
 namespace {
@@ -172,9 +179,24 @@ void Alarms::ForgetAll() {
   m_outages.ForgetAll(m_parts.table());
 }
 
-std::size_t Alarms::Drop(const std::optional<std::string>& monitor) {
-  return m_sender.Drop([&](const OwedMessage& message) { return !monitor || message.monitor == *monitor; },
-                       "as the user asked");
+std::vector<console::engine::OwedMessage> Alarms::Owed() const {
+  std::vector<console::engine::OwedMessage> owed;
+  for (const auto& [identity, each] : m_sender.All())
+    owed.push_back({each.monitor, PlainText(each.message), PlainText(each.to), ShownMode(each), each.since,
+                    each.tries, each.reason, each.nextTry});
+  std::ranges::sort(owed, {}, [](const auto& each) { return std::tie(each.since, each.monitor); });
+  return owed;
+}
+
+void Alarms::Drop(const std::vector<std::string>& monitors) {
+  const auto owed = m_sender.All();
+  for (const auto& name : monitors) {
+    if (std::ranges::none_of(owed, [&](const auto& each) { return each.second.monitor == name; }))
+      throw EngineError(EngineErrorCode::NotFound, "nothing is owed by " + name);
+  }
+  const std::set<std::string> names(monitors.begin(), monitors.end());
+  m_sender.Drop([&](const auto& message) { return names.empty() || names.contains(message.monitor); },
+                "as asked by norvanectl");
 }
 
 NotifyRequest Alarms::NotificationOf(const Monitor& monitor) const {

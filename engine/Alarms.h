@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "console/engine/OwedMessage.h"
 #include "engine/model/StateChanges.h"
 #include "engine/notify/MessageSender.h"
 #include "engine/outages/Outages.h"
@@ -62,9 +63,11 @@ class Alarms {
   void ForgetAll();
 
   void Owe(std::string identity, OwedMessage message);
-  [[nodiscard]] OwedMessages Owed() const { return m_sender.All(); }
-  /// Drops what the monitor owes, or all that is owed; gives how much.
-  std::size_t Drop(const std::optional<std::string>& monitor);
+  /// Oldest first.
+  [[nodiscard]] std::vector<console::engine::OwedMessage> Owed() const;
+  /// Drops what these monitors owe; without a name all that is owed. Throws EngineError (NotFound) if one
+  /// owes nothing.
+  void Drop(const std::vector<std::string>& monitors);
   [[nodiscard]] NotifyRequest NotificationOf(const Monitor& monitor) const;
 
   /// Has what changed written, and sends what is due. To be called when anything of the above has happened,

@@ -442,10 +442,9 @@ void Service::Handle(const NotificationEnded& ended) {
   Answer(ended.ticket, result);
 }
 
-void Service::DropOwed(const std::optional<std::string>& fullName) {
+void Service::DropOwed(const std::vector<std::string>& fullNames) {
   RequireNotEnding();
-  if (m_alarms->Drop(fullName) == 0)
-    throw EngineError(EngineErrorCode::NotFound, "nothing is owed" + (fullName ? " by " + *fullName : ""));
+  m_alarms->Drop(fullNames);
   m_alarms->Keep();
 }
 

@@ -123,9 +123,9 @@ class Service final : private Storage::Client {
   /// Ends it at once with what has come of the page; harmless if it has ended.
   void StopFetch(std::uint64_t ticket);
 
-  [[nodiscard]] OwedMessages Owed() const { return m_alarms->Owed(); }
-  /// Drops what the monitor owes, or all that is owed. Throws EngineError (NotFound) if that is nothing.
-  void DropOwed(const std::optional<std::string>& fullName);
+  /// As console::engine::Port.
+  [[nodiscard]] std::vector<console::engine::OwedMessage> Owed() const { return m_alarms->Owed(); }
+  void DropOwed(const std::vector<std::string>& fullNames);
 
   /// Stops all checks, waits a few seconds for what is being sent or started, and saves the data file;
   /// `done` comes when all of it is on disk. Changes are refused from now on.

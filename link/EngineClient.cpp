@@ -191,6 +191,20 @@ std::unique_ptr<ce::StatusQuery> EngineClient::QueryStatus() {
   return std::make_unique<LinkStatusQuery>(*m_link);
 }
 
+std::vector<ce::OwedMessage> EngineClient::Owed() {
+  std::vector<ce::OwedMessage> owed;
+  m_link->Call(
+      m_link->Options().callTimeout, &Session::owedRequest, [](auto&) {},
+      [&](const auto& results) {
+        for (const auto from : results.getMessages())
+          owed.push_back({ToString(from.getMonitor()), ToString(from.getMessage()), ToString(from.getTo()),
+                          ToString(from.getMode()), ToTime(from.getSince()),
+                          static_cast<int>(from.getTries()), ToString(from.getReason()),
+                          ToTime(from.getNextTry())});
+      });
+  return owed;
+}
+
 // Writes
 
 void EngineClient::OpenGate(std::string_view controlPass) {
@@ -241,6 +255,14 @@ ce::Outcome EngineClient::Check(ce::MonitorId id) {
 }
 ce::Outcome EngineClient::Notify(ce::MonitorId id) {
   return Run(*m_link, &Session::notifyRequest, id);
+}
+
+void EngineClient::DropOwed(const std::vector<std::string>& fullNames) {
+  m_link->Call(m_link->Options().callTimeout, &Session::dropOwedRequest, [&](auto& request) {
+    auto names = request.initNames(static_cast<unsigned>(fullNames.size()));
+    for (unsigned i = 0; i < names.size(); ++i)
+      names.set(i, ToText(fullNames[i]));
+  });
 }
 
 void EngineClient::Shutdown(bool force) {

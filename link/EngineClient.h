@@ -26,6 +26,7 @@ class EngineClient final : public console::engine::Port {
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
   std::string ServiceValue(std::string_view key) override;
   std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
+  std::vector<console::engine::OwedMessage> Owed() override;
 
   void OpenGate(std::string_view controlPass) override;
   void CommitServiceValues(const console::engine::ServiceValues& values) override;
@@ -37,6 +38,7 @@ class EngineClient final : public console::engine::Port {
   console::engine::MonitorId Init(console::engine::MonitorId id) override;
   console::engine::Outcome Check(console::engine::MonitorId id) override;
   console::engine::Outcome Notify(console::engine::MonitorId id) override;
+  void DropOwed(const std::vector<std::string>& fullNames) override;
   void Shutdown(bool force) override;
   std::unique_ptr<console::engine::PageFetch> Fetch(const std::string& url,
                                                     std::chrono::milliseconds limit) override;

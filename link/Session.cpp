@@ -223,6 +223,33 @@ kj::Promise<void> Session::status(StatusContext context) {
   return Act(context, [this](auto, auto& results) { WriteStatus(m_service.Status(), results.initStatus()); });
 }
 
+kj::Promise<void> Session::owed(OwedContext context) {
+  return Act(context, [this](auto, auto& results) {
+    const auto owed = m_service.Owed();
+    auto messages = results.initMessages(static_cast<unsigned>(owed.size()));
+    for (unsigned i = 0; i < messages.size(); ++i) {
+      messages[i].setMonitor(ToText(owed[i].monitor));
+      messages[i].setMessage(ToText(owed[i].message));
+      messages[i].setTo(ToText(owed[i].to));
+      messages[i].setMode(ToText(owed[i].mode));
+      messages[i].setSince(ToMilliseconds(owed[i].since));
+      messages[i].setTries(static_cast<std::uint32_t>(owed[i].tries));
+      messages[i].setReason(ToText(owed[i].reason));
+      messages[i].setNextTry(ToMilliseconds(owed[i].nextTry));
+    }
+  });
+}
+
+kj::Promise<void> Session::dropOwed(DropOwedContext context) {
+  return Act(context, [this](auto params, auto&) {
+    RequireGate();
+    std::vector<std::string> names;
+    for (const auto name : params.getNames())
+      names.push_back(ToString(name));
+    m_service.DropOwed(names);
+  });
+}
+
 // Pages
 
 namespace {

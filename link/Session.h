@@ -45,6 +45,8 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> fetch(FetchContext context) override;
   kj::Promise<void> stopFetch(StopFetchContext context) override;
   kj::Promise<void> status(StatusContext context) override;
+  kj::Promise<void> owed(OwedContext context) override;
+  kj::Promise<void> dropOwed(DropOwedContext context) override;
 
  private:
   struct Ended {

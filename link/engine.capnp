@@ -10,7 +10,7 @@
 using Cxx = import "/capnp/c++.capnp";
 $Cxx.namespace("norvane::link::wire");
 
-const protocolVersion :UInt16 = 3;
+const protocolVersion :UInt16 = 4;
 
 interface Greeter {
   hello @0 (version :UInt16) -> (greeting :Greeting);
@@ -71,6 +71,22 @@ interface Session {
   stopFetch @14 (number :UInt32) -> (answer :Answer);
   # The fetch ends with the part of the page received so far; harmless if it has ended.
   status @15 () -> (answer :Answer, status :Status);
+  owed @16 () -> (answer :Answer, messages :List(OwedMessage));
+  # Oldest first.
+  dropOwed @17 (names :List(Text)) -> (answer :Answer);  # gate
+  # Of these monitors; of all if there is no name.
+}
+
+struct OwedMessage {
+  # As OwedMessage of the console.
+  monitor @0 :Text;
+  message @1 :Text;
+  to @2 :Text;
+  mode @3 :Text;
+  since @4 :Int64;
+  tries @5 :UInt32;
+  reason @6 :Text;
+  nextTry @7 :Int64;
 }
 
 struct Status {

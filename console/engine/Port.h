@@ -10,6 +10,7 @@
 
 #include "console/engine/EngineStatus.h"
 #include "console/engine/MonitorRecord.h"
+#include "console/engine/OwedMessage.h"
 #include "console/engine/PageFetch.h"
 
 namespace norvane::console::engine {
@@ -65,6 +66,9 @@ class Port {
   /// Asks the engine how it is doing, without waiting for the answer. The query must not outlive the port.
   [[nodiscard]] virtual std::unique_ptr<StatusQuery> QueryStatus() = 0;
 
+  /// Oldest first.
+  [[nodiscard]] virtual std::vector<OwedMessage> Owed() = 0;
+
   // Writes. All but the first need the open gate, and so does a fetch.
 
   virtual void OpenGate(std::string_view controlPass) = 0;
@@ -81,6 +85,9 @@ class Port {
   virtual MonitorId Init(MonitorId id) = 0;
   [[nodiscard]] virtual Outcome Check(MonitorId id) = 0;
   [[nodiscard]] virtual Outcome Notify(MonitorId id) = 0;
+  /// What these monitors owe is not sent; without a name, all that is owed. Throws NotFound if one owes
+  /// nothing.
+  virtual void DropOwed(const std::vector<std::string>& fullNames) = 0;
   /// Returns when the engine has ended and another can serve its folder. An engine that cannot save goes on,
   /// and this throws, unless `force` makes it end all the same.
   virtual void Shutdown(bool force) = 0;

@@ -388,7 +388,7 @@ std::string MessageSender::Problem() const {
     else
       ++more;
   }
-  return problem + (more == 0 ? "" : " (and " + std::to_string(more) + " more servers)");
+  return problem + (more == 0 ? "" : " (and " + std::to_string(more) + " more)");
 }
 
 }  // namespace norvane::engine

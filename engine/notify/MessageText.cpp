@@ -59,6 +59,12 @@ NotifyRequest DigestOf(const std::string& identity, const std::vector<const Owed
           identity};
 }
 
+std::string ShownMode(const OwedMessage& message) {
+  using formats::NotifyMode;
+  const bool isUrl = NotifyMode::Parse(message.mode).form == NotifyMode::Form::InternetCall;
+  return PlainText(isUrl ? WithoutPassword(message.mode) : message.mode);
+}
+
 std::size_t SizeInDigest(const OwedMessage& message) {
   return Heading(message).size() + Body(message).size() + 1;
 }

@@ -15,6 +15,9 @@ namespace norvane::engine {
 [[nodiscard]] NotifyRequest DigestOf(const std::string& identity,
                                      const std::vector<const OwedMessage*>& messages);
 
+/// How it is sent, for people: a notification mode without a password.
+[[nodiscard]] std::string ShownMode(const OwedMessage& message);
+
 /// What a message adds to a digest.
 [[nodiscard]] std::size_t SizeInDigest(const OwedMessage& message);
 

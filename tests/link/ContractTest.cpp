@@ -155,6 +155,7 @@ TEST_P(PortContract, TheGateHoldsBackAllThatChangesAnything) {
       [&] { return port.Init(1); },
       [&] { return port.Check(1); },
       [&] { return port.Notify(1); },
+      [&] { port.DropOwed({}); },
       [&] { port.Save("/nowhere/monitors.dat"); },
       [&] { port.Load("/nowhere/monitors.dat"); },
       [&] {

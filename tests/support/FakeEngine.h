@@ -71,6 +71,8 @@ class FakePort : public console::engine::Port {
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
   std::string ServiceValue(std::string_view key) override;
   std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
+  std::vector<console::engine::OwedMessage> Owed() override { return {}; }
+  void DropOwed(const std::vector<std::string>&) override { RequireGate(); }
   void OpenGate(std::string_view controlPass) override;
   void CommitServiceValues(const console::engine::ServiceValues& values) override;
   void Load(std::string_view path) override;

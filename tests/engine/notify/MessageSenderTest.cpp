@@ -209,7 +209,7 @@ TEST_F(MessageSenderTest, NeitherABadAddressNorADeadServerHoldsUpOthers) {
   Answer();
   EXPECT_EQ(Identities(m_accepted), Texts{"good"});
   EXPECT_NE(m_sender->Problem().find(": no "), std::string::npos);
-  EXPECT_TRUE(m_sender->Problem().ends_with(" (and 1 more servers)")) << m_sender->Problem();
+  EXPECT_TRUE(m_sender->Problem().ends_with(" (and 1 more)")) << m_sender->Problem();
   m_reasons[Dead].clear();
   Wait(seconds(400));
   Answer();
