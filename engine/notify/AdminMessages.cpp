@@ -12,7 +12,7 @@
 namespace norvane::engine {
 
 namespace {
-constexpr std::size_t IdentitySize = 8;
+constexpr std::size_t AdminIdentitySize = 8;
 }  // namespace
 
 AdminMessages::AdminMessages(AdminAddress address, std::string folder, Owe owe, Health::Clock clock)
@@ -39,7 +39,7 @@ void AdminMessages::Add(const Health::Condition& condition, Health::Change chang
 void AdminMessages::OweDue() {
   if (m_isOwed || m_lines.empty() || m_clock() < m_next) return;
   m_isOwed = true;
-  m_owe(platform::RandomText(IdentitySize) + "-a", Message());
+  m_owe(platform::RandomText(AdminIdentitySize) + "-a", Message());
   m_lines.clear();
 }
 
