@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "console/engine/EngineError.h"
 #include "engine/store/Checksum.h"
@@ -29,10 +28,6 @@ constexpr std::int64_t LastNumber = 0x7fffffff;
 
 [[noreturn]] void Unreadable(const std::string& path, const std::string& why) {
   throw StoreError(StoreErrorCode::Unreadable, path + ": " + why);
-}
-
-[[noreturn]] void FailedWith(const std::string& path, int error) {
-  throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(error));
 }
 
 /// The first known keys as quoted column names, each behind a comma, followed by `after`.
@@ -143,7 +138,7 @@ Database OpenOurs(const std::string& path) {
   struct stat info {};
   if (::lstat(path.c_str(), &info) != 0) {
     if (errno == ENOENT) throw StoreError(StoreErrorCode::NoFile, path + ": no such file");
-    FailedWith(path, errno);
+    throw SystemFailure(path, errno);
   }
   if (S_ISLNK(info.st_mode)) Unreadable(path, "is a symbolic link");
   if (!S_ISREG(info.st_mode)) Unreadable(path, "not a regular file");

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 #include "console/engine/Limits.h"
@@ -36,7 +35,7 @@ StoreErrorCode CodeOf(int sqliteCode) {
 void MakePrivateFile(const std::string& path, int flags) {
   const platform::FileDescriptor file(
       ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW | flags, 0600));
-  if (!file) throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(errno));
+  if (!file) throw SystemFailure(path, errno);
   struct stat info {};
   // SQLite would block on a FIFO.
   if (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))

@@ -25,7 +25,7 @@ using console::engine::service::ControlPass;
 
 namespace {
 constexpr std::size_t MaxValues = 64;
-constexpr std::chrono::hours CopyPause{1};
+constexpr std::chrono::hours StateCopyPause{1};
 
 // Conditions.
 constexpr std::string_view StateFileUnreadable = "state file unreadable";
@@ -74,7 +74,7 @@ void EngineState::Recover(std::string problem) {
 void EngineState::KeepCopy() {
   const auto now = std::chrono::steady_clock::now();
   if (now < m_nextCopy) return;
-  m_nextCopy = now + CopyPause;
+  m_nextCopy = now + StateCopyPause;
   m_writer.Run([file = m_file] { file->KeepCopy(); },
                [this](const std::exception_ptr& error) {
                  m_health.Set(

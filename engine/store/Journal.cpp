@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -34,10 +33,6 @@ enum Kind : std::uint64_t {
 };
 constexpr std::size_t HeadSize = 3 * sizeof(std::uint64_t);
 constexpr std::size_t TailSize = sizeof(std::uint64_t);
-
-[[noreturn]] void FailedWith(const std::string& path, int error) {
-  throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(error));
-}
 
 /// Of what cannot be read; the text says where.
 struct Damage : std::runtime_error {
@@ -164,13 +159,13 @@ std::optional<std::string> BytesIn(const std::string& path) {
   const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!file && errno == ENOENT) return std::nullopt;
   struct stat info {};
-  if (!file || ::fstat(file.Get(), &info) != 0) FailedWith(path, errno);
+  if (!file || ::fstat(file.Get(), &info) != 0) throw SystemFailure(path, errno);
   if (!S_ISREG(info.st_mode)) throw StoreError(StoreErrorCode::Failed, path + ": not a regular file");
   std::string bytes(static_cast<std::size_t>(info.st_size), '\0');
   std::size_t done = 0;
   while (done < bytes.size()) {
     const auto count = ::read(file.Get(), bytes.data() + done, bytes.size() - done);
-    if (count < 0 && errno != EINTR) FailedWith(path, errno);
+    if (count < 0 && errno != EINTR) throw SystemFailure(path, errno);
     if (count == 0) break;
     if (count > 0) done += static_cast<std::size_t>(count);
   }
@@ -182,7 +177,7 @@ void WriteAll(int file, std::string_view bytes, std::uint64_t at, const std::str
   while (!bytes.empty()) {
     const auto count = ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(at));
     if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) FailedWith(path, count < 0 ? errno : EIO);
+    if (count <= 0) throw SystemFailure(path, count < 0 ? errno : EIO);
     bytes.remove_prefix(static_cast<std::size_t>(count));
     at += static_cast<std::uint64_t>(count);
   }
@@ -248,7 +243,7 @@ std::optional<Journal::Contents> Journal::Read(const std::string& state) {
     m_file = platform::FileDescriptor(::open(m_path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     if (contents.continuesFile &&
         (!m_file || ::ftruncate(m_file.Get(), static_cast<off_t>(records.End())) != 0))
-      FailedWith(m_path, errno);
+      throw SystemFailure(m_path, errno);
     m_size = records.End();
     m_sum = records.Sum();
   } catch (const Damage& damage) {
@@ -278,7 +273,7 @@ void Journal::Start(const Changes& batch) {
   auto bytes = RecordOf(Header, HeaderOf(m_state, batch.all), sum);
   bytes += RecordOf(Batch, BytesOf(batch), sum);
   platform::FileDescriptor fd(::open(file.Name().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (!fd) FailedWith(file.Name(), errno);
+  if (!fd) throw SystemFailure(file.Name(), errno);
   WriteAll(fd.Get(), bytes, 0, m_path);
   file.Sync();
   PutAsideIfOthers();
@@ -291,7 +286,7 @@ void Journal::Start(const Changes& batch) {
 void Journal::Append(const std::string& record, bool sync) {
   try {
     WriteAll(m_file.Get(), record, m_size, m_path);
-    if (sync && ::fdatasync(m_file.Get()) != 0) FailedWith(m_path, errno);
+    if (sync && ::fdatasync(m_file.Get()) != 0) throw SystemFailure(m_path, errno);
   } catch (...) {
     // What is half written would look like damage once more follows; if this fails too, the next one replaces
     // all.

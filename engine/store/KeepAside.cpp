@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "engine/store/GoodCopy.h"
 #include "engine/store/StoreError.h"
@@ -13,10 +12,6 @@
 namespace norvane::engine {
 
 namespace {
-[[noreturn]] void Fail(const std::string& path) {
-  throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(errno));
-}
-
 bool Exists(const std::string& path) {
   struct stat info {};
   return ::lstat(path.c_str(), &info) == 0;
@@ -32,7 +27,7 @@ std::string KeepAside(const std::string& path) {
   // The journal belongs to it and may be what mends it.
   for (const char* ending : {"", "-journal", GoodCopyEnding}) {
     if (::rename((path + ending).c_str(), (kept + ending).c_str()) != 0 && errno != ENOENT)
-      Fail(path + ending);
+      throw SystemFailure(path + ending, errno);
   }
   return Exists(kept) ? kept : GoodCopyOf(kept);
 }

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <utility>
 #include <vector>
@@ -21,14 +20,10 @@ namespace {
 constexpr const char* Ending = ".saving-";
 constexpr std::size_t RandomBytes = 8;
 
-[[noreturn]] void FailedWith(const std::string& path, int error) {
-  throw StoreError(StoreErrorCode::Failed, path + ": " + std::strerror(error));
-}
-
 void SyncFolderOf(const std::string& path) {
   const auto folder = std::filesystem::path(path).parent_path();
   const platform::FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!fd || ::fsync(fd.Get()) != 0) FailedWith(folder.string(), errno);
+  if (!fd || ::fsync(fd.Get()) != 0) throw SystemFailure(folder.string(), errno);
 }
 }  // namespace
 
@@ -41,14 +36,14 @@ NewFile::~NewFile() {
 
 void NewFile::Sync() {
   const platform::FileDescriptor file(::open(m_name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-  if (!file || ::fsync(file.Get()) != 0) FailedWith(m_name, errno);
+  if (!file || ::fsync(file.Get()) != 0) throw SystemFailure(m_name, errno);
 }
 
 void NewFile::PutInPlace() {
   // SQLite would apply what is left of the old file to the new one.
   const auto journal = m_path + "-journal";
-  if (::unlink(journal.c_str()) != 0 && errno != ENOENT) FailedWith(journal, errno);
-  if (::rename(m_name.c_str(), m_path.c_str()) != 0) FailedWith(m_path, errno);
+  if (::unlink(journal.c_str()) != 0 && errno != ENOENT) throw SystemFailure(journal, errno);
+  if (::rename(m_name.c_str(), m_path.c_str()) != 0) throw SystemFailure(m_path, errno);
   m_isInPlace = true;
   SyncFolderOf(m_path);
 }

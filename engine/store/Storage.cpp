@@ -142,8 +142,8 @@ void Storage::Replay(std::string state, std::unique_ptr<MonitorTable>& table) {
   }
   m_journaled = table->LastChange();
   if (monitors != 0)
-    m_health.Note(NotEnded, "the engine was not ended in order; " + std::to_string(monitors) +
-                                " changes taken from its journal");
+    m_health.Note(NotEnded, "the engine was not ended in order; changes taken from its journal: " +
+                                std::to_string(monitors));
   if (journal->continuesFile && journal->damage.empty()) return;
   if (!journal->continuesFile && journal->damage.empty() && state == UnreadableState) {
     m_journal->LeaveToOthers();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <exception>
 #include <stdexcept>
 #include <string>
@@ -22,6 +23,11 @@ class StoreError : public std::runtime_error {
  private:
   StoreErrorCode m_code;
 };
+
+/// With the text of the system's error number.
+[[nodiscard]] inline StoreError SystemFailure(const std::string& path, int error) {
+  return {StoreErrorCode::Failed, path + ": " + std::strerror(error)};
+}
 
 [[nodiscard]] inline StoreError NewerFile(const std::string& path) {
   return {StoreErrorCode::Newer, path + ": made by a newer Norvane"};
