@@ -12,6 +12,7 @@ import sqlite3
 import struct
 import subprocess
 import time
+import weakref
 
 BIN = pathlib.Path()  # of the programs; set by kill_bench.py
 SERIAL = itertools.count()
@@ -28,8 +29,11 @@ def wait_until(holds, what, seconds=60):
 
 
 class Engine:
+    ALL = weakref.WeakSet()
+
     def __init__(self, folder, config=""):
         self.folder, self.process = folder, None
+        self.ALL.add(self)
         self.kills = []  # when
         folder.mkdir(parents=True, exist_ok=True)
         if config:
@@ -53,6 +57,12 @@ class Engine:
                         break
         self.kill()
         raise RuntimeError(f"the engine doesn't start ({self.process.returncode}): {self.said()[-300:]}")
+
+    @classmethod
+    def kill_all(cls):
+        for engine in list(cls.ALL):
+            if engine.process is not None and engine.process.poll() is None:
+                engine.process.kill()
 
     def said(self):
         return (self.folder / "stderr").read_text(errors="replace").strip()

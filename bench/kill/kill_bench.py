@@ -2,11 +2,14 @@
 """kill_bench.py BIN [SECTION...] [--short] [--seed N]: kills, restarts and starves the engine in the folder BIN, and
 damages its files, and counts what was lost or came twice. Fails if a promise is broken."""
 import argparse
+import atexit
 import concurrent.futures
 import importlib
+import os
 import pathlib
 import random
 import shutil
+import signal
 import sys
 import tempfile
 import time
@@ -66,6 +69,8 @@ def main():
         parser.error(f"unknown section: {', '.join(unknown)}")
     engine.BIN = arguments.bin.resolve()
     folder = pathlib.Path(tempfile.mkdtemp(prefix="norvane-kill-"))
+    atexit.register(engine.Engine.kill_all)
+    signal.signal(signal.SIGTERM, lambda *_: (engine.Engine.kill_all(), os._exit(1)))
     folder.chmod(0o755)  # real servers run as somebody else
     names = arguments.sections or SECTIONS
     with concurrent.futures.ThreadPoolExecutor(len(names) if arguments.short else 1) as pool:

@@ -89,6 +89,7 @@ class MailSink(socketserver.ThreadingTCPServer):
         self.mails, self.connections = [], 0
         self.delay = 0.0  # of the answer to the final dot
         self.refusing = 0.0  # the share of recipients that are to come later
+        self.is_closed = False  # to all who connect
         self.trap = None
         if here:
             self.come()
@@ -137,6 +138,8 @@ class MailSession(socketserver.StreamRequestHandler):
             sink.connections += 1
         try:
             sink.reach("connected")
+            if sink.is_closed:
+                return self.answer("421 4.3.2 closed for today")
             self.answer("220 sink ESMTP")
             for line in iter(self.rfile.readline, b""):
                 verb = line.strip().split(b" ")[0].split(b":")[0].upper().decode(errors="replace")
