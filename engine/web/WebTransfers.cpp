@@ -13,7 +13,6 @@
 namespace norvane::engine {
 
 namespace {
-/// A few kilobytes each; making one costs a third of a check.
 constexpr std::size_t MaxIdle = 1024;
 
 /// libcurl looks for a connection that ends in the list of all that go to the same name and port, so that one
@@ -35,8 +34,13 @@ CURLM* NewMulti() {
 
 WebTransfers::Handle::Handle(const WebTransfers& owner, unsigned number)
     : m_peer("peer" + std::to_string(number % PeerNames)),
-      m_connectTo(List("::" + m_peer + ":")),
-      m_curl(curl_easy_init()) {
+      m_connectTo(List("::" + m_peer + ":")) {
+  Renew(owner);
+}
+
+void WebTransfers::Handle::Renew(const WebTransfers& owner) {
+  m_curl.reset();  // first, since it writes into the same buffer
+  m_curl.reset(curl_easy_init());
   CURL* curl = m_curl.get();
   if (curl == nullptr) throw std::runtime_error("cannot create a libcurl handle");
   curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, m_error.data());
@@ -94,6 +98,7 @@ std::unique_ptr<WebTransfers::Handle> WebTransfers::Acquire() {
   if (m_idle.empty()) return std::make_unique<Handle>(*this, m_made++);
   auto handle = std::move(m_idle.back());
   m_idle.pop_back();
+  handle->Renew(*this);
   return handle;
 }
 

@@ -12,7 +12,7 @@
 
 namespace norvane::engine {
 
-/// libcurl's transfers in the loop, and the handles for them, which are used again.
+/// libcurl's transfers in the loop, and the handles for them.
 class WebTransfers : private Watcher {
  public:
   /// Called from the loop when a transfer has ended. May remove, release and add transfers.
@@ -30,6 +30,9 @@ class WebTransfers : private Watcher {
    public:
     /// Handles with the same number share a name within libcurl.
     Handle(const WebTransfers& owner, unsigned number);
+    /// Before each request: libcurl 7.88 remembers the last header of the former one, which is freed, and
+    /// continues it when a server begins its headers with a blank.
+    void Renew(const WebTransfers& owner);
     [[nodiscard]] CURL* Get() const noexcept { return m_curl.get(); }
     /// libcurl's message about the last failure; may be empty.
     [[nodiscard]] const char* Error() const noexcept { return m_error.data(); }
