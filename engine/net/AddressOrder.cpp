@@ -82,10 +82,14 @@ std::optional<Bytes> SourceFor(const platform::SocketAddress& peer) {
   return BytesOf(own.Get());
 }
 
+std::optional<platform::SocketAddress> Parse(const std::string& address) {
+  constexpr std::uint16_t AnyPort = 53;
+  return platform::ParseNumericAddress(address, AnyPort);
+}
+
 /// The rules 1, 2, 5, 6 and 8 of RFC 6724, section 6; the smaller is the better.
 std::tuple<bool, bool, bool, int, int> RankOf(const std::string& address) {
-  constexpr std::uint16_t AnyPort = 53;
-  const auto peer = platform::ParseNumericAddress(address, AnyPort);
+  const auto peer = Parse(address);
   if (!peer) return {true, true, true, 0, 0};
   const auto bytes = BytesOf(peer->Get());
   const auto source = SourceFor(*peer);
@@ -104,6 +108,11 @@ std::vector<std::string> InOrderOfUse(std::vector<std::string> addresses) {
   std::ranges::stable_sort(ranked, {}, [](const auto& entry) { return entry.first; });
   std::ranges::transform(ranked, addresses.begin(), [](auto& entry) { return std::move(entry.second); });
   return addresses;
+}
+
+bool HasRoute(const std::string& address) {
+  const auto peer = Parse(address);
+  return peer && SourceFor(*peer);
 }
 
 }  // namespace norvane::engine

@@ -7,7 +7,6 @@
 #include <iterator>
 #include <utility>
 
-#include "engine/net/AddressOrder.h"
 #include "platform/Ascii.h"
 #include "platform/NumericAddress.h"
 
@@ -23,6 +22,8 @@ constexpr milliseconds FamilyPatience{200};
 /// Neither wait takes more of the time of whoever asks.
 constexpr int MostOfTime = 4;
 constexpr std::chrono::seconds HostsKept{5};
+/// Of an answer that lacks a family, or has only addresses without a route: a packet may have been lost.
+constexpr std::chrono::seconds IncompleteKept{5};
 /// Lookups of a lane take a place each while they are younger than this: a good name server has answered.
 constexpr milliseconds Young{500};
 constexpr std::size_t MaxYoung = 256;
@@ -207,6 +208,7 @@ void Resolver::AskByTcp(Lookup& lookup) {
 
 /// By one try: what was asked for both families together goes on, and tries again.
 void Resolver::AskApart(Lookup& lookup) {
+  lookup.missing = 2;
   if (!m_apart) m_apart = MakeChannel(NameChannel::Transport::Udp, 1);
   for (const auto family : {IPv4, IPv6}) {
     Questions made(1);
@@ -240,18 +242,23 @@ void Resolver::Answered(NameQuestion& answered) noexcept {
   lookup.asked[question.families] = nullptr;
   if (question.families != Both) return m_loop.Serve(m_loop, [&] { AddFamily(lookup, question); });
   lookup.idle.splice(lookup.idle.end(), over);
-  if (question.outcome == Outcome::Found || lookup.result.answer.addresses.empty())
+  if (question.outcome == Outcome::Found || lookup.result.answer.addresses.empty()) {
     lookup.result = std::move(static_cast<NameResult&>(question));
+    lookup.missing = 0;
+  }
   Conclude(lookup);
 }
 
 void Resolver::AddFamily(Lookup& lookup, NameResult& result) {
+  if (result.source == NameResult::Source::Server) --lookup.missing;
   auto& addresses = lookup.result.answer.addresses;
   const auto former = addresses.empty() ? result.keep : lookup.result.keep;
   std::ranges::move(result.answer.addresses, std::back_inserter(addresses));
   if (addresses.empty()) return;  // both together go on
   lookup.result.keep = std::min(former, result.keep);
   addresses = InOrderOfUse(std::move(addresses));
+  if (lookup.missing == 0) return Conclude(lookup);
+  if (!m_options.hasRoute(addresses.front())) return;  // nor to the others; both together go on
   const bool isLast = lookup.asked[IPv4] == nullptr && lookup.asked[IPv6] == nullptr;
   if (isLast) return Conclude(lookup);
   lookup.patience.Set(m_loop.Now() + std::min(FamilyPatience, lookup.time / MostOfTime));
@@ -321,7 +328,10 @@ void Resolver::Keep(const Lookup& lookup) {
     return;
   }
   m_hung.erase(lookup.host);
-  KeepAnswer(lookup.host, lookup.result.answer, lookup.result.keep);
+  const auto& [addresses, failure] = lookup.result.answer;
+  const bool isComplete = lookup.missing == 0 && std::ranges::any_of(addresses, m_options.hasRoute);
+  const auto keep = lookup.result.keep;
+  KeepAnswer(lookup.host, lookup.result.answer, isComplete ? keep : std::min(keep, IncompleteKept));
 }
 
 void Resolver::KeepAnswer(const std::string& host, const Answer& answer, std::chrono::seconds keep) {

@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "engine/net/AddressOrder.h"
 #include "engine/net/EventLoop.h"
 #include "engine/net/HostsFile.h"
 #include "engine/net/NameChannel.h"
@@ -23,7 +24,7 @@ namespace norvane::engine {
 ///
 /// A server is asked for both families of addresses at once. When that is not answered soon, each is asked
 /// for apart, and the one that has addresses waits for the other only a little: some servers never answer
-/// for one of the two.
+/// for one of the two. Addresses to which this machine has no route wait as long as both together may take.
 ///
 /// So many lookups are under way at once and no more; the others wait in three lanes, so that names which
 /// hang hold up no others: names that were found before, names of which nothing is known, and names whose
@@ -41,6 +42,8 @@ class Resolver {
     /// In which the machine names them; they are asked anew when it has changed.
     std::string serversFile = "/etc/resolv.conf";
     HostsFile* hosts = nullptr;  ///< whose names come first
+    /// Whether this machine has a route to a numeric address.
+    std::function<bool(const std::string&)> hasRoute = &HasRoute;
   };
   using Answer = NameAnswer;
   using Done = std::function<void(const Answer&)>;
@@ -97,6 +100,7 @@ class Resolver {
     std::array<Question*, FamiliesEnd> asked{};  ///< those under way
     EventLoop::Timer patience;  ///< ends the wait for both families together, then for the other
     NameResult result{};        ///< of one family as long as it is under way
+    int missing = 0;            ///< families of which no server has said anything
     bool triedTcp = false;
     bool isKept = false;
   };

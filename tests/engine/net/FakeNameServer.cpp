@@ -5,6 +5,7 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 
@@ -110,11 +111,12 @@ std::string FakeNameServer::Answer(const std::string& question, bool isTcp) {
   const bool exists = found != m_entries.end();
   const auto entry = exists ? found->second : Entry{};
   const auto reply = type == TypeA ? entry.ipv4 : entry.ipv6;
-  if (m_isSilent || entry.isSilent || reply == Reply::Silence || m_toLose-- > 0) return {};
+  const bool isLate = reply == Reply::LateAnswer && std::ranges::count(m_asked, name) < 3;
+  if (m_isSilent || entry.isSilent || reply == Reply::Silence || isLate || m_toLose-- > 0) return {};
   const bool isCut = entry.isLong && !isTcp;
   auto address =
       AddressBytes(type == TypeA ? AF_INET : AF_INET6, type == TypeA ? entry.address : entry.address6);
-  const bool hasAddress = !address.empty() && reply == Reply::Answer && !m_refuses && !isCut;
+  const bool hasAddress = !address.empty() && reply != Reply::Failure && !m_refuses && !isCut;
   const int code = m_refuses                 ? Refused
                    : !exists                 ? NoSuchName
                    : reply == Reply::Failure ? ServerFailure

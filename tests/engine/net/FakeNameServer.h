@@ -12,7 +12,12 @@ namespace norvane::tests {
 /// A name server on a loopback port, UDP only, in the loop of the test (RFC 1035, RFC 3596).
 class FakeNameServer : private engine::Watcher {
  public:
-  enum class Reply { Answer, Silence, Failure };
+  enum class Reply {
+    Answer,
+    LateAnswer,  ///< from the third question for an IPv4 address on
+    Silence,
+    Failure
+  };
   struct Entry {
     std::string address;  ///< of IPv4; the next one too with `hasTwo`
     int timeToLive = 60;  ///< seconds

@@ -110,7 +110,7 @@ TEST_F(ResolverTest, KeepsAnswersForTheirTimeWithinLimits) {
   FakeNameServer server(m_loop, {{"short.test", {"192.0.2.1", 0}},
                                  {"usual.test", {"192.0.2.2", 60}},
                                  {"long.test", {"192.0.2.3", 65535}}});
-  Resolver resolver(m_loop, {server.Address()});
+  Resolver resolver(m_loop, {.nameServers = server.Address(), .hasRoute = [](const auto&) { return true; }});
   for (const auto& [host, keptFor] : rows) {
     SCOPED_TRACE(host);
     static_cast<void>(Ask(resolver, host));
@@ -154,25 +154,34 @@ TEST_F(ResolverTest, ARefusingNameServerIsNoSilentOne) {
 TEST_F(ResolverTest, AddressesOfOneFamilyWillDo) {
   using Reply = FakeNameServer::Reply;
   const std::string ipv4 = "192.0.2.7", ipv6 = "2001:db8::7";
-  const Rows<const char*, Reply, Reply, Strings> rows = {
-      {"both", Reply::Answer, Reply::Answer, {ipv4, ipv6}},
-      {"no answer for IPv6", Reply::Answer, Reply::Silence, {ipv4}},
-      {"no answer for IPv4", Reply::Silence, Reply::Answer, {ipv6}},
-      {"a failure for IPv6", Reply::Answer, Reply::Failure, {ipv4}},
-      {"a failure for IPv4", Reply::Failure, Reply::Answer, {ipv6}},
-      {"a failure for IPv6, no answer for IPv4", Reply::Silence, Reply::Failure, {}},
+  constexpr bool HasIPv6 = true, IsKept = true;
+  const Rows<const char*, Reply, Reply, bool, Strings, bool> rows = {
+      {"both", Reply::Answer, Reply::Answer, HasIPv6, {ipv4, ipv6}, IsKept},
+      {"no answer for IPv6", Reply::Answer, Reply::Silence, HasIPv6, {ipv4}, !IsKept},
+      {"no answer for IPv4", Reply::Silence, Reply::Answer, HasIPv6, {ipv6}, !IsKept},
+      {"a failure for IPv6", Reply::Answer, Reply::Failure, HasIPv6, {ipv4}, IsKept},
+      {"a failure for IPv4", Reply::Failure, Reply::Answer, HasIPv6, {ipv6}, IsKept},
+      {"a failure for IPv6, no answer for IPv4", Reply::Silence, Reply::Failure, HasIPv6, {}, !IsKept},
+      {"late for IPv4, no route for IPv6", Reply::LateAnswer, Reply::Answer, !HasIPv6, {ipv4, ipv6}, IsKept},
+      {"none for IPv4, no route for IPv6", Reply::Silence, Reply::Answer, !HasIPv6, {ipv6}, !IsKept},
   };
-  for (const auto& [name, forIPv4, forIPv6, addresses] : rows) {
+  for (const auto& [name, forIPv4, forIPv6, hasIPv6, addresses, isKept] : rows) {
     SCOPED_TRACE(name);
     FakeNameServer server(
         m_loop, {{"shop.test", {.address = ipv4, .address6 = ipv6, .ipv4 = forIPv4, .ipv6 = forIPv6}}});
     // What waits for both to answer waits longer than the test.
-    const milliseconds tryTimeout = addresses.empty() ? milliseconds(300) : seconds(60);
-    Resolver resolver(m_loop, {.nameServers = server.Address(), .tryTimeout = tryTimeout, .tries = 1});
+    const bool waits = addresses.empty() || !hasIPv6;
+    const auto hasRoute = [&, all = hasIPv6](const auto& address) { return all || address == ipv4; };
+    Resolver resolver(m_loop, {.nameServers = server.Address(),
+                               .tryTimeout = waits ? milliseconds(300) : seconds(60),
+                               .tries = 2,
+                               .hasRoute = hasRoute});
     auto answer = Ask(resolver, "shop.test", milliseconds(80));
     std::ranges::sort(answer.addresses);
     EXPECT_EQ(answer.addresses, addresses);
     EXPECT_EQ(answer.failure, addresses.empty() ? "no answer from the name server" : "");
+    m_ahead += seconds(10);
+    EXPECT_EQ(resolver.Known("shop.test") != nullptr, isKept);
   }
 }
 
