@@ -5,9 +5,11 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <optional>
 
 #include "console/engine/EngineError.h"
 #include "ctl/Output.h"
+#include "formats/Duration.h"
 #include "link/EngineClient.h"
 #include "platform/FileNames.h"
 
@@ -47,8 +49,11 @@ ExitCode Status(const Call& call) {
 
 ExitCode List(const Call& call) {
   std::vector<Fields> rows;
-  for (const auto& monitor : call.engine.Snapshot())
-    rows.push_back(SummaryOf(*monitor));
+  const auto silences = call.engine.Silences();
+  for (const auto& monitor : call.engine.Snapshot()) {
+    const auto silence = silences.find(monitor->name);
+    rows.push_back(SummaryOf(*monitor, silence == silences.end() ? nullptr : &silence->second));
+  }
   call.arguments.json ? PrintLine(Json(rows)) : PrintTable(rows);
   return Done;
 }
@@ -134,6 +139,35 @@ ExitCode Owed(const Call& call) {
   return Done;
 }
 
+ExitCode Silence(const Call& call) {
+  std::vector<std::string> names;
+  std::optional<std::chrono::seconds> time;
+  std::string because;
+  for (auto operand = call.operands.begin(); operand != call.operands.end(); ++operand) {
+    const bool isTime = *operand == "--for";
+    if (!isTime && *operand != "--because") {
+      names.push_back(*operand);
+      continue;
+    }
+    if (++operand == call.operands.end()) throw UsageError(*std::prev(operand) + " needs a value");
+    if (!isTime) {
+      because = *operand;
+    } else if (time = formats::ParseDuration(*operand); !time || *time == std::chrono::seconds(0)) {
+      throw UsageError("invalid time, such as 90s, 30m, 2h or 1d: " + Escaped(*operand));
+    }
+  }
+  if (names.empty() || !time) throw UsageError("silence NAME... --for TIME [--because TEXT]");
+  ce::OpenGate(call.engine);
+  call.engine.Silence(names, *time, because);
+  return Done;
+}
+
+ExitCode Unsilence(const Call& call) {
+  ce::OpenGate(call.engine);
+  call.engine.Unsilence(call.operands);
+  return Done;
+}
+
 ExitCode Save(const Call& call) {
   ce::OpenGate(call.engine);
   call.engine.Save(FileOf(call));
@@ -184,6 +218,10 @@ constexpr std::array Commands = {
     Command{"owed", 0, Any, Owed,
             "owed                 the messages that nobody has accepted yet\n"
             "  owed --drop [NAME...] drop those of these monitors, or all"},
+    Command{"silence", 1, Any, Silence,
+            "silence NAME... --for TIME [--because TEXT]\n"
+            "                       hold messages and commands of these monitors, such as for 30m or 2h"},
+    Command{"unsilence", 1, Any, Unsilence, "unsilence NAME...    end a silence early"},
     Command{"save", 0, 1, Save, "save [FILE]          write all monitors to the data file, or to FILE"},
     Command{"load", 0, 1, Load,
             "load [FILE]          replace all monitors by those in the data file, or in FILE"},

@@ -105,13 +105,16 @@ Fields AttributesOf(const ce::MonitorRecord& monitor) {
   return fields;
 }
 
-Fields SummaryOf(const ce::MonitorRecord& monitor) {
+Fields SummaryOf(const ce::MonitorRecord& monitor, const ce::SilenceInfo* silence) {
   return {{"Name", monitor.name},
           {std::string(keys::Status), std::string(monitor.Get(keys::Status))},
           {std::string(keys::Result), std::string(monitor.Get(keys::Result))},
           {"LastCheck", TimeText(monitor.checkedAt)},
           {"DurationMs", static_cast<long long>(monitor.checkDuration.count())},
-          {"Failures", static_cast<long long>(monitor.failuresInARow)}};
+          {"Failures", static_cast<long long>(monitor.failuresInARow)},
+          {std::string(keys::Parent), std::string(monitor.Get(keys::Parent))},
+          {"SilencedUntil", silence == nullptr ? "" : TimeText(silence->until)},
+          {"Because", silence == nullptr ? "" : silence->because}};
 }
 
 Fields OwedOf(const ce::OwedMessage& message) {

@@ -35,8 +35,9 @@ using Fields = std::vector<Field>;
 
 /// All attributes, in the order of the known keys.
 [[nodiscard]] Fields AttributesOf(const console::engine::MonitorRecord& monitor);
-/// The columns of `list`.
-[[nodiscard]] Fields SummaryOf(const console::engine::MonitorRecord& monitor);
+/// The columns of `list`. `silence` is null if there is none.
+[[nodiscard]] Fields SummaryOf(const console::engine::MonitorRecord& monitor,
+                               const console::engine::SilenceInfo* silence);
 /// The columns of `owed`.
 [[nodiscard]] Fields OwedOf(const console::engine::OwedMessage& message);
 [[nodiscard]] Fields StatusOf(const console::engine::EngineInfo& info,

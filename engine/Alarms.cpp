@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "console/engine/EngineError.h"
+#include "engine/model/CheckResult.h"
 #include "engine/model/Health.h"
 #include "engine/net/Reason.h"
 #include "engine/notify/AdminMessages.h"
@@ -54,19 +55,30 @@ Alarms::Alarms(Options options, Parts parts)
                  [this](std::string identity, OwedMessage message) {
                    m_sender.Owe(std::move(identity), std::move(message));
                  },
-                 [this](const auto& identity, auto at) { m_sender.OutageEnded(identity, at); }, m_parts.log},
+                 [this](const auto& identity, auto at, bool isHeld) {
+                   if (!isHeld || !m_sender.DropWaiting(identity, "the outage ended while it was held"))
+                     m_sender.OutageEnded(identity, at);
+                 },
+                 [this](const auto& monitor) { return m_holds.HoldOf(monitor); }, m_parts.clock, m_parts.log},
                 options.tellsRecovery),
-      m_sender(options.messages, {m_parts.runner, m_parts.newTicket,
-                                  [this](const auto& message, const auto& text) { Log(message, text); },
-                                  [this](const auto& message) { MessageFailed(message); },
-                                  [this](const auto& identity, const auto& message, const auto& ended) {
-                                    MessageEnded(identity, message, ended);
-                                  },
-                                  m_parts.clock}) {}
+      m_holds(
+          {m_parts.table, [this](auto id) { return m_outages.HistoryOf(id); },
+           [this](const auto& monitor, const auto& text) { m_parts.log(monitor, system_clock::now(), text); },
+           m_parts.clock, options.wallClock}),
+      m_sender(options.messages,
+               {m_parts.runner, m_parts.newTicket,
+                [this](const auto& message, const auto& text) { Log(message, text); },
+                [this](const auto& message) { MessageFailed(message); },
+                [this](const auto& identity, const auto& message, const auto& ended) {
+                  MessageEnded(identity, message, ended);
+                },
+                m_parts.clock, [this](const auto& message) { return WhyHeld(message.monitor); }}),
+      m_wallClock(std::move(options.wallClock)) {}
 
 // From one engine to the next
 
 void Alarms::Restore(bool keepsUnknown) {
+  m_holds.Restore(m_parts.state.SilencesAtStart(), keepsUnknown);
   const auto& owed = m_parts.state.OwedAtStart();
   m_outages.Restore(m_parts.state.OutagesAtStart(), owed, m_parts.table(), keepsUnknown);
   OwedMessages toSend;
@@ -117,25 +129,70 @@ bool Alarms::IsBusy() const {
 StateChanges Alarms::DequeueChanges(Outages::Extent extent) {
   auto owed = m_sender.DequeueChanges();
   owed.merge(std::exchange(m_changes, {}));
-  return {m_outages.DequeueChanges(extent), std::move(owed), {}};
+  return {m_outages.DequeueChanges(extent), std::move(owed), m_holds.DequeueChanges()};
 }
 
 void Alarms::Keep(Outages::Extent extent) {
   if (auto changes = DequeueChanges(extent); !changes.IsEmpty())
-    m_sender.Asked(m_parts.state.Write(std::move(changes)));
+    m_sender.Asked(m_lastWrite = m_parts.state.Write(std::move(changes)));
+  CompleteWritten();
   m_sender.SendDue(m_parts.state.Written());
   m_parts.health.Set(NotAccepted, m_sender.Problem());
 }
 
 void Alarms::OnSecond() {
+  m_holds.OnSecond();
+  m_outages.Release(m_parts.table());
   m_sender.OnSecond();
   m_parts.state.RetryFailed();
   Keep(Outages::Extent::Changed);
 }
 
+void Alarms::AwaitWrite(Completion done) {
+  Keep();
+  m_awaited.push_back({m_lastWrite, m_parts.clock() + MaxWriteTime, std::move(done)});
+  CompleteWritten();
+}
+
+void Alarms::CompleteWritten() {
+  while (!m_awaited.empty()) {
+    const bool isWritten = m_awaited.front().number <= m_parts.state.Written();
+    if (!isWritten && m_parts.clock() < m_awaited.front().until) return;
+    const auto done = std::move(m_awaited.front().done);
+    m_awaited.pop_front();
+    done(isWritten
+             ? nullptr
+             : std::make_exception_ptr(EngineError(EngineErrorCode::Failed,
+                                                   "done, but forgotten when the engine ends: the state file "
+                                                   "cannot be written")));
+  }
+}
+
+// Silences
+
+void Alarms::Silence(const std::vector<const Monitor*>& monitors, std::chrono::seconds time,
+                     const std::string& because, Completion done) {
+  for (const auto* monitor : monitors)
+    m_holds.Begin(*monitor, {m_wallClock() + time, because});
+  AwaitWrite(std::move(done));
+}
+
+void Alarms::Unsilence(const std::vector<const Monitor*>& monitors, Completion done) {
+  for (const auto* monitor : monitors)
+    m_holds.End(*monitor);
+  m_outages.Release(m_parts.table());
+  AwaitWrite(std::move(done));
+}
+
+std::string Alarms::WhyHeld(std::string_view monitor) const {
+  const Monitor* found = monitor.empty() ? nullptr : m_parts.table().Find(monitor);
+  return found == nullptr ? std::string() : m_holds.HoldOf(*found).why;
+}
+
 // What happens
 
 int Alarms::Receive(const Monitor& monitor, const CheckResult& result) {
+  if (!result.IsGood()) m_holds.LogRemark(monitor);
   return m_outages.Receive(monitor, result);
 }
 
@@ -176,6 +233,7 @@ void Alarms::DropAll(const std::string& why) {
 }
 
 void Alarms::ForgetAll() {
+  m_holds.ForgetAll();
   m_outages.ForgetAll(m_parts.table());
 }
 

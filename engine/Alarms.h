@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
@@ -10,7 +11,9 @@
 #include "console/engine/OwedMessage.h"
 #include "engine/model/StateChanges.h"
 #include "engine/notify/MessageSender.h"
+#include "engine/outages/Holds.h"
 #include "engine/outages/Outages.h"
+#include "engine/store/Storage.h"
 
 namespace norvane::engine {
 
@@ -25,10 +28,13 @@ class Alarms {
  public:
   /// At the end of the engine a command may run for so long before it is terminated.
   static constexpr std::chrono::seconds CommandGrace{5};
+  /// Whoever waits for a write is told after this that it fails.
+  static constexpr std::chrono::seconds MaxWriteTime{5};
 
   struct Options {
     MessageSender::Options messages{};
     bool tellsRecovery = false;
+    Holds::WallClock wallClock = &std::chrono::system_clock::now;
   };
   /// What they use of the service. All of it outlives them.
   struct Parts {
@@ -62,6 +68,16 @@ class Alarms {
   /// ... and when another one has taken its place.
   void ForgetAll();
 
+  /// Messages and commands of the monitors are held for this time. `done` when that is on disk.
+  void Silence(const std::vector<const Monitor*>& monitors, std::chrono::seconds time,
+               const std::string& because, Completion done);
+  void Unsilence(const std::vector<const Monitor*>& monitors, Completion done);
+  /// The monitor is being removed.
+  void ForgetSilence(const Monitor& monitor) { m_holds.Forget(monitor.name); }
+  [[nodiscard]] const Silences& ActiveSilences() const { return m_holds.Active(); }
+  /// Why messages of this monitor are held; empty if they aren't.
+  [[nodiscard]] std::string WhyHeld(std::string_view monitor) const;
+
   void Owe(std::string identity, OwedMessage message);
   /// Oldest first.
   [[nodiscard]] std::vector<console::engine::OwedMessage> Owed() const;
@@ -89,7 +105,15 @@ class Alarms {
     std::optional<Moment> startedAt{};
   };
 
+  struct AwaitedWrite {
+    std::uint64_t number;
+    Moment until;
+    Completion done;
+  };
+
   void Keep(Outages::Extent extent);
+  void AwaitWrite(Completion done);
+  void CompleteWritten();
   [[nodiscard]] StateChanges DequeueChanges(Outages::Extent extent);
   void Restore(const std::string& identity, OwedMessage message, OwedMessages& toSend);
   void Launch(LaunchRequest request);
@@ -101,9 +125,13 @@ class Alarms {
 
   Parts m_parts;
   Outages m_outages;
+  Holds m_holds;
   MessageSender m_sender;
   std::map<std::uint64_t, Launching> m_launches;  // by ticket
   OwedChanges m_changes;                          // beside the sender's
+  Holds::WallClock m_wallClock;
+  std::uint64_t m_lastWrite = 0;
+  std::deque<AwaitedWrite> m_awaited;
 };
 
 }  // namespace norvane::engine

@@ -8,6 +8,7 @@
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
 #include "engine/model/CheckTimes.h"
+#include "engine/net/Reason.h"
 #include "engine/store/EngineState.h"
 #include "engine/store/Writer.h"
 #include "platform/ErrorText.h"
@@ -27,6 +28,7 @@ constexpr std::chrono::milliseconds MaxSpread = std::chrono::minutes(10);
 constexpr std::uintmax_t MaxCommandsLogSize = 1 << 20;
 constexpr std::chrono::milliseconds MaxFetchTime = std::chrono::minutes(1);
 constexpr std::size_t MaxFetchesInAll = 8;
+constexpr std::chrono::hours MaxSilence{10 * 365 * 24};
 constexpr std::chrono::minutes TendPause{1};  // of the files
 
 // What the end waits for: then commands that wait are left to the next engine, and then it goes on.
@@ -227,6 +229,7 @@ void Service::Remove(MonitorId id) {
   RequireNotEnding();
   m_worker->Stop(Get(id).id);
   m_alarms->Forget(Get(id), "the monitor was removed");
+  m_alarms->ForgetSilence(Get(id));
   m_alarms->Keep();
   m_table->Remove(id);
   NotifyObservers();
@@ -234,6 +237,7 @@ void Service::Remove(MonitorId id) {
 
 void Service::Set(MonitorId id, std::string_view key, std::string value) {
   RequireNotEnding();
+  if (key == ce::keys::Parent) RequireNoCircle(*m_table, Get(id), value);
   const bool ran = Get(id).Running();
   const auto changeBefore = m_table->LastChange();
   m_table->Set(id, key, std::move(value));
@@ -358,6 +362,30 @@ void Service::GoOnEnding() {
   m_end.reset();
   m_alarms->WriteAtEnd();
   m_storage.SaveDataFile(done);
+}
+
+// Silences
+
+std::vector<const Monitor*> Service::FindAll(const std::vector<std::string>& fullNames) const {
+  std::vector<const Monitor*> monitors;
+  for (const auto& name : fullNames) {
+    monitors.push_back(m_table->Find(name));
+    if (monitors.back() == nullptr) throw EngineError(EngineErrorCode::NotFound, "no such monitor: " + name);
+  }
+  return monitors;
+}
+
+void Service::Silence(const std::vector<std::string>& fullNames, std::chrono::seconds time,
+                      const std::string& because, Completion done) {
+  RequireNotEnding();
+  if (time <= std::chrono::seconds(0) || time > MaxSilence)
+    throw EngineError(EngineErrorCode::Invalid, "a silence lasts from a second to ten years");
+  m_alarms->Silence(FindAll(fullNames), time, PlainText(because), std::move(done));
+}
+
+void Service::Unsilence(const std::vector<std::string>& fullNames, Completion done) {
+  RequireNotEnding();
+  m_alarms->Unsilence(FindAll(fullNames), std::move(done));
 }
 
 // Checks

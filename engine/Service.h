@@ -127,6 +127,14 @@ class Service final : private Storage::Client {
   [[nodiscard]] std::vector<console::engine::OwedMessage> Owed() const { return m_alarms->Owed(); }
   void DropOwed(const std::vector<std::string>& fullNames);
 
+  /// Checks go on, but messages and commands are held for this time, and dropped if the outage ends within
+  /// it. `done` when that is on disk. Throws EngineError (NotFound, Invalid) before it changes anything.
+  void Silence(const std::vector<std::string>& fullNames, std::chrono::seconds time,
+               const std::string& because, Completion done);
+  /// Harmless for a monitor that isn't silenced; else like `Silence`.
+  void Unsilence(const std::vector<std::string>& fullNames, Completion done);
+  [[nodiscard]] const Silences& ActiveSilences() const { return m_alarms->ActiveSilences(); }
+
   /// Stops all checks, waits a few seconds for what is being sent or started, and saves the data file;
   /// `done` comes when all of it is on disk. Changes are refused from now on.
   void Shutdown(Completion done);
@@ -157,6 +165,7 @@ class Service final : private Storage::Client {
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void NotifyObservers();
   [[nodiscard]] const Monitor& Get(MonitorId id) const;
+  [[nodiscard]] std::vector<const Monitor*> FindAll(const std::vector<std::string>& fullNames) const;
   void RequireNotEnding() const;
 
   platform::ThreadCheck m_thread;

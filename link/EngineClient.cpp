@@ -205,6 +205,17 @@ std::vector<ce::OwedMessage> EngineClient::Owed() {
   return owed;
 }
 
+std::map<std::string, ce::SilenceInfo> EngineClient::Silences() {
+  std::map<std::string, ce::SilenceInfo> silences;
+  m_link->Call(
+      m_link->Options().callTimeout, &Session::silencesRequest, [](auto&) {},
+      [&](const auto& results) {
+        for (const auto from : results.getSilences())
+          silences[ToString(from.getMonitor())] = {ToTime(from.getUntil()), ToString(from.getBecause())};
+      });
+  return silences;
+}
+
 // Writes
 
 void EngineClient::OpenGate(std::string_view controlPass) {
@@ -257,12 +268,32 @@ ce::Outcome EngineClient::Notify(ce::MonitorId id) {
   return Run(*m_link, &Session::notifyRequest, id);
 }
 
+namespace {
+template <class Request>
+void SetNames(Request& request, const std::vector<std::string>& fullNames) {
+  auto names = request.initNames(static_cast<unsigned>(fullNames.size()));
+  for (unsigned i = 0; i < names.size(); ++i)
+    names.set(i, ToText(fullNames[i]));
+}
+}  // namespace
+
 void EngineClient::DropOwed(const std::vector<std::string>& fullNames) {
-  m_link->Call(m_link->Options().callTimeout, &Session::dropOwedRequest, [&](auto& request) {
-    auto names = request.initNames(static_cast<unsigned>(fullNames.size()));
-    for (unsigned i = 0; i < names.size(); ++i)
-      names.set(i, ToText(fullNames[i]));
+  m_link->Call(m_link->Options().callTimeout, &Session::dropOwedRequest,
+               [&](auto& request) { SetNames(request, fullNames); });
+}
+
+void EngineClient::Silence(const std::vector<std::string>& fullNames, std::chrono::seconds time,
+                           std::string_view because) {
+  m_link->Call(m_link->Options().callTimeout, &Session::silenceRequest, [&](auto& request) {
+    SetNames(request, fullNames);
+    request.setSeconds(time.count());
+    request.setBecause(ToText(std::string(because)));
   });
+}
+
+void EngineClient::Unsilence(const std::vector<std::string>& fullNames) {
+  m_link->Call(m_link->Options().callTimeout, &Session::unsilenceRequest,
+               [&](auto& request) { SetNames(request, fullNames); });
 }
 
 void EngineClient::Shutdown(bool force) {

@@ -27,6 +27,7 @@ class EngineClient final : public console::engine::Port {
   std::string ServiceValue(std::string_view key) override;
   std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
   std::vector<console::engine::OwedMessage> Owed() override;
+  std::map<std::string, console::engine::SilenceInfo> Silences() override;
 
   void OpenGate(std::string_view controlPass) override;
   void CommitServiceValues(const console::engine::ServiceValues& values) override;
@@ -39,6 +40,9 @@ class EngineClient final : public console::engine::Port {
   console::engine::Outcome Check(console::engine::MonitorId id) override;
   console::engine::Outcome Notify(console::engine::MonitorId id) override;
   void DropOwed(const std::vector<std::string>& fullNames) override;
+  void Silence(const std::vector<std::string>& fullNames, std::chrono::seconds time,
+               std::string_view because) override;
+  void Unsilence(const std::vector<std::string>& fullNames) override;
   void Shutdown(bool force) override;
   std::unique_ptr<console::engine::PageFetch> Fetch(const std::string& url,
                                                     std::chrono::milliseconds limit) override;

@@ -240,13 +240,48 @@ kj::Promise<void> Session::owed(OwedContext context) {
   });
 }
 
+namespace {
+std::vector<std::string> ToStrings(capnp::List<capnp::Text>::Reader texts) {
+  std::vector<std::string> strings;
+  for (const auto text : texts)
+    strings.push_back(ToString(text));
+  return strings;
+}
+}  // namespace
+
 kj::Promise<void> Session::dropOwed(DropOwedContext context) {
   return Act(context, [this](auto params, auto&) {
     RequireGate();
-    std::vector<std::string> names;
-    for (const auto name : params.getNames())
-      names.push_back(ToString(name));
-    m_service.DropOwed(names);
+    m_service.DropOwed(ToStrings(params.getNames()));
+  });
+}
+
+kj::Promise<void> Session::silences(SilencesContext context) {
+  return Act(context, [this](auto, auto& results) {
+    const auto& active = m_service.ActiveSilences();
+    auto silences = results.initSilences(static_cast<unsigned>(active.size()));
+    unsigned next = 0;
+    for (const auto& [name, silence] : active) {
+      auto to = silences[next++];
+      to.setMonitor(ToText(name));
+      to.setUntil(ToMilliseconds(silence.until));
+      to.setBecause(ToText(silence.because));
+    }
+  });
+}
+
+kj::Promise<void> Session::silence(SilenceContext context) {
+  return ActLater(context, [this](auto params, const End& end) {
+    RequireGate();
+    m_service.Silence(ToStrings(params.getNames()), std::chrono::seconds(params.getSeconds()),
+                      ToString(params.getBecause()), [end](std::exception_ptr error) { end(error, {}); });
+  });
+}
+
+kj::Promise<void> Session::unsilence(UnsilenceContext context) {
+  return ActLater(context, [this](auto params, const End& end) {
+    RequireGate();
+    m_service.Unsilence(ToStrings(params.getNames()), [end](std::exception_ptr error) { end(error, {}); });
   });
 }
 

@@ -47,6 +47,9 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> status(StatusContext context) override;
   kj::Promise<void> owed(OwedContext context) override;
   kj::Promise<void> dropOwed(DropOwedContext context) override;
+  kj::Promise<void> silences(SilencesContext context) override;
+  kj::Promise<void> silence(SilenceContext context) override;
+  kj::Promise<void> unsilence(UnsilenceContext context) override;
 
  private:
   struct Ended {

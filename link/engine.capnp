@@ -10,7 +10,7 @@
 using Cxx = import "/capnp/c++.capnp";
 $Cxx.namespace("norvane::link::wire");
 
-const protocolVersion :UInt16 = 4;
+const protocolVersion :UInt16 = 5;
 
 interface Greeter {
   hello @0 (version :UInt16) -> (greeting :Greeting);
@@ -75,6 +75,17 @@ interface Session {
   # Oldest first.
   dropOwed @17 (names :List(Text)) -> (answer :Answer);  # gate
   # Of these monitors; of all if there is no name.
+  silences @18 () -> (answer :Answer, silences :List(Silence));
+  silence @19 (names :List(Text), seconds :Int64, because :Text) -> (answer :Answer);  # gate
+  # Done when it is on disk.
+  unsilence @20 (names :List(Text)) -> (answer :Answer);  # gate
+  # Likewise.
+}
+
+struct Silence {
+  monitor @0 :Text;
+  until @1 :Int64;
+  because @2 :Text;
 }
 
 struct OwedMessage {

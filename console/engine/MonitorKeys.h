@@ -29,13 +29,15 @@ inline constexpr std::string_view From = "MonitorExt_From";
 inline constexpr std::string_view To = "MonitorExt_To";
 inline constexpr std::string_view Status = "Status";
 inline constexpr std::string_view Result = "Monitor_Result";
+inline constexpr std::string_view Parent = "Monitor_Parent";
 }  // namespace keys
 
 /// Every known key, in the order of the data file's columns and of the values on the wire.
-inline constexpr std::array<std::string_view, 18> KnownKeys = {
-    keys::Parameter,  keys::SuccessFlag, keys::Interval,  keys::Timeout, keys::MaxFailTimes, keys::FailTimes,
-    keys::NotifyMode, keys::NotifyPager, keys::NotifyMsg, keys::Command, keys::CommandSucc,  keys::LogFile,
-    keys::PopAccount, keys::PopPass,     keys::From,      keys::To,      keys::Status,       keys::Result,
+inline constexpr std::array<std::string_view, 19> KnownKeys = {
+    keys::Parameter,   keys::SuccessFlag, keys::Interval,    keys::Timeout,   keys::MaxFailTimes,
+    keys::FailTimes,   keys::NotifyMode,  keys::NotifyPager, keys::NotifyMsg, keys::Command,
+    keys::CommandSucc, keys::LogFile,     keys::PopAccount,  keys::PopPass,   keys::From,
+    keys::To,          keys::Status,      keys::Result,      keys::Parent,
 };
 
 /// The position of a key in KnownKeys, if it is one of them.

@@ -31,6 +31,12 @@ struct EngineInfo {
   std::vector<MonitorTypeInfo> monitorTypes;
 };
 
+/// A time in which a monitor's outages send and start nothing.
+struct SilenceInfo {
+  std::chrono::system_clock::time_point until;
+  std::string because;  ///< may be empty
+};
+
 /// How a check or notification ended that could be carried out.
 struct Outcome {
   bool good = false;
@@ -68,6 +74,8 @@ class Port {
 
   /// Oldest first.
   [[nodiscard]] virtual std::vector<OwedMessage> Owed() = 0;
+  /// Those that last, by full name.
+  [[nodiscard]] virtual std::map<std::string, SilenceInfo> Silences() = 0;
 
   // Writes. All but the first need the open gate, and so does a fetch.
 
@@ -88,6 +96,11 @@ class Port {
   /// What these monitors owe is not sent; without a name, all that is owed. Throws NotFound if one owes
   /// nothing.
   virtual void DropOwed(const std::vector<std::string>& fullNames) = 0;
+  /// Checks go on, but messages and commands are held for this time, and dropped if the outage ends within
+  /// it. On disk when this returns.
+  virtual void Silence(const std::vector<std::string>& fullNames, std::chrono::seconds time,
+                       std::string_view because) = 0;
+  virtual void Unsilence(const std::vector<std::string>& fullNames) = 0;
   /// Returns when the engine has ended and another can serve its folder. An engine that cannot save goes on,
   /// and this throws, unless `force` makes it end all the same.
   virtual void Shutdown(bool force) = 0;

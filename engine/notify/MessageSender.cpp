@@ -122,6 +122,8 @@ void MessageSender::OutageEnded(const std::string& identity, OwedMessage::Time a
 // Digests
 
 void MessageSender::OnSecond() {
+  for (auto& [name, queue] : m_queues)
+    ReleaseHeld(queue);
   for (const auto& identities : m_digests.Close()) {
     std::vector<std::string> parts;
     std::size_t size = 0;
@@ -179,18 +181,62 @@ void MessageSender::SendDue(std::uint64_t written) {
       if (queue.reason.empty() != isFailing) SendDue(queue);
   }
   std::erase_if(m_queues, [this](const auto& each) {
-    return each.second.waiting.empty() && !each.second.isInFlight && IsOnDisk(each.second.write);
+    return each.second.waiting.empty() && each.second.held.empty() && !each.second.isInFlight &&
+           IsOnDisk(each.second.write);
   });
 }
 
 void MessageSender::SendDue(Queue& queue) {
   const auto places = queue.reason.empty() ? MaxInFlight : MaxInFlight / 2;
   if (queue.isInFlight || !IsOnDisk(queue.write) || m_inFlight.size() >= places) return;
-  const auto identity = NextOf(queue);
-  if (identity.empty()) return;
-  queue.isInFlight = true;
-  queue.waiting.erase(m_shipments.at(identity).place);
-  Send(identity);
+  for (auto identity = NextOf(queue); !identity.empty(); identity = NextOf(queue)) {
+    if (HoldIfNeeded(identity)) continue;
+    queue.isInFlight = true;
+    queue.waiting.erase(m_shipments.at(identity).place);
+    return Send(identity);
+  }
+}
+
+/// A digest goes without those of its messages that are held, which wait alone from now on. Gives whether it
+/// cannot go now.
+bool MessageSender::HoldIfNeeded(const std::string& identity) {
+  auto& shipment = m_shipments.at(identity);
+  std::vector<std::string> held;
+  for (const auto& each : shipment.messages)
+    if (IsHeld(each)) held.push_back(each);
+  if (held.empty()) return false;
+  if (held.size() == shipment.messages.size()) {
+    auto& queue = m_queues.at(shipment.queue);
+    queue.waiting.erase(shipment.place);
+    queue.held.insert(identity);
+    return true;
+  }
+  for (const auto& each : held) {
+    std::erase(shipment.messages, each);
+    auto& message = m_messages.at(each).message;
+    message.digest.clear();
+    m_changes[each] = message;
+    Enqueue(each, {each}, shipment.place.due);
+  }
+  shipment.write = NotAsked;
+  return true;
+}
+
+bool MessageSender::IsHeld(const std::string& identity) {
+  auto& entry = m_messages.at(identity);
+  const auto why = m_hooks.whyHeld(entry.message);
+  if (!why.empty() && !entry.isHeld) m_hooks.log(entry.message, "notification held: " + why);
+  entry.isHeld = !why.empty();
+  return entry.isHeld;
+}
+
+void MessageSender::ReleaseHeld(Queue& queue) {
+  std::erase_if(queue.held, [&](const auto& identity) {
+    const auto& shipment = m_shipments.at(identity);
+    if (std::ranges::all_of(shipment.messages, [&](const auto& each) { return IsHeld(each); })) return false;
+    queue.waiting.emplace(shipment.place, identity);
+    return true;
+  });
 }
 
 /// Empty if none is due.
@@ -322,11 +368,24 @@ std::size_t MessageSender::Drop(const std::function<bool(const OwedMessage&)>& i
   std::vector<std::string> dropped;
   for (const auto& [identity, entry] : m_messages)
     if (isMeant(entry.message)) dropped.push_back(identity);
-  for (const auto& identity : dropped) {
+  Drop(dropped, why);
+  return dropped.size();
+}
+
+void MessageSender::Drop(const std::vector<std::string>& identities, const std::string& why) {
+  for (const auto& identity : identities) {
     m_hooks.log(m_messages.at(identity).message, "notification dropped: " + why);
     Remove(identity, {End::Dropped, why});
   }
-  return dropped.size();
+}
+
+bool MessageSender::DropWaiting(const std::string& identity, const std::string& why) {
+  const auto entry = m_messages.find(identity);
+  if (entry == m_messages.end()) return true;
+  for (const auto& [ticket, sent] : m_inFlight)
+    if (sent.ends.contains(identity)) return false;
+  Drop({identity}, why);
+  return true;
 }
 
 /// It is owed no more.
@@ -337,7 +396,8 @@ void MessageSender::Remove(const std::string& identity, const Ended& ended) {
     auto& shipment = found->second;
     std::erase(shipment.messages, identity);
     // One that is in flight stays until its end.
-    if (shipment.messages.empty() && m_queues.at(shipment.queue).waiting.erase(shipment.place) > 0)
+    auto& queue = m_queues.at(shipment.queue);
+    if (shipment.messages.empty() && queue.waiting.erase(shipment.place) + queue.held.erase(found->first) > 0)
       m_shipments.erase(found);
   }
   m_hooks.ended(identity, removed.mapped().message, ended);
@@ -358,6 +418,7 @@ OwedMessages MessageSender::All() const {
   for (const auto& [identity, entry] : m_messages) {
     auto& message = all[identity] = entry.message;
     message.nextTry = NextTry(entry);
+    if (const auto why = m_hooks.whyHeld(message); !why.empty()) message.reason = "held: " + why;
     if (const auto shipment = m_shipments.find(entry.shipment); shipment != m_shipments.end()) {
       const auto& queue = m_queues.at(shipment->second.queue);
       if (message.reason.empty() && queue.IsPaused()) message.reason = queue.reason;

@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,8 @@ namespace norvane::engine {
 /// message for each server. Messages to an address that has not failed come first. Those that failed wait,
 /// and so does the queue when two addresses in a row do, longer each time: so neither a bad address nor a
 /// dead server costs others much.
+///
+/// A message that is held waits until it isn't any more, and nothing waits for it.
 ///
 /// While the disk refuses writes, messages go all the same: rather twice than not at all.
 class MessageSender {
@@ -56,6 +59,8 @@ class MessageSender {
     std::function<void(const OwedMessage&)> failed;
     std::function<void(const std::string& identity, const OwedMessage&, const Ended&)> ended;
     EventLoop::Clock clock;
+    /// Empty: it may be sent.
+    std::function<std::string(const OwedMessage&)> whyHeld = [](const auto&) { return std::string(); };
   };
 
   MessageSender(Options options, Hooks hooks);
@@ -68,6 +73,8 @@ class MessageSender {
   void OutageEnded(const std::string& identity, OwedMessage::Time at);
   /// Drops those of the monitors for which `isMeant` says so; gives how many. `why` goes to their logs.
   std::size_t Drop(const std::function<bool(const OwedMessage&)>& isMeant, const std::string& why);
+  /// The same for one that is not in flight; false if it is.
+  [[nodiscard]] bool DropWaiting(const std::string& identity, const std::string& why);
   /// False if it is none of these.
   [[nodiscard]] bool Receive(const NotificationEnded& report);
 
@@ -75,7 +82,8 @@ class MessageSender {
   /// of that write.
   [[nodiscard]] OwedChanges DequeueChanges();
   void Asked(std::uint64_t write);
-  /// Closes digests. To be called once a second, before the changes are dequeued.
+  /// Closes digests, and looks for what is held no longer. To be called once a second, before the changes are
+  /// dequeued.
   void OnSecond();
   /// Sends what is due; all writes up to `written` are on disk. To be called whenever that number grows, and
   /// once a second.
@@ -95,6 +103,7 @@ class MessageSender {
     std::string shipment{};  ///< empty while it gathers for a digest
     Moment giveUpAt{};
     Moment logAgain{};
+    bool isHeld = false;
   };
   /// The place of a shipment in its queue: those whose address has not failed come first, in their order.
   struct Place {
@@ -116,6 +125,7 @@ class MessageSender {
   };
   struct Queue {
     std::map<Place, std::string> waiting;
+    std::set<std::string> held;
     Pace fresh, failed;
     std::string reason;   ///< of the last failure; empty: none since the last success
     std::string problem;  ///< the same for the administrator, if it was of a monitor's message
@@ -135,6 +145,10 @@ class MessageSender {
   void Enqueue(const std::string& identity, std::vector<std::string> messages, Moment due);
   void CloseDigest(const std::vector<std::string>& identities);
   void SendDue(Queue& queue);
+  [[nodiscard]] bool HoldIfNeeded(const std::string& identity);
+  [[nodiscard]] bool IsHeld(const std::string& identity);
+  void ReleaseHeld(Queue& queue);
+  void Drop(const std::vector<std::string>& identities, const std::string& why);
   [[nodiscard]] std::string NextOf(const Queue& queue) const;
   void Send(const std::string& identity);
   void Accept(const Shipment& shipment, const InFlight& sent, Queue& queue);

@@ -14,8 +14,13 @@ class Outage {
   struct Actions {
     bool begin = false;  ///< an outage has begun with this check
     bool launch = false;
-    bool notify = false;     ///< a message is owed from now on
-    bool isSettled = false;  ///< more failures would lead to nothing more
+    bool notify = false;                             ///< a message is owed from now on
+    bool holdsLaunch = false, holdsMessage = false;  ///< one is called for, and held
+    bool isSettled = false;                          ///< more failures would lead to nothing more
+  };
+
+  struct Held {
+    bool messages, commands;
   };
 
   Outage() = default;
@@ -24,11 +29,14 @@ class Outage {
 
   [[nodiscard]] const OutageRecord& What() const { return m_record; }
   /// One more failed check, which was started at `at`. The actions count as done.
-  Actions Fail(const OutageRules& rules, std::chrono::system_clock::time_point at);
+  Actions Fail(const OutageRules& rules, std::chrono::system_clock::time_point at, Held held = {});
+  /// Something is held no longer.
+  Actions Release(const OutageRules& rules, Held held) { return Act(rules, held); }
   /// What became of the message that was owed.
   void MessageEnded(OutageRecord::Message how) { m_record.message = how; }
 
  private:
+  Actions Act(const OutageRules& rules, Held held);
   [[nodiscard]] bool MayLaunch(const OutageRules& rules) const;
 
   OutageRecord m_record;

@@ -73,33 +73,88 @@ int Outages::Receive(const Monitor& monitor, const CheckResult& result) {
 }
 
 void Outages::Fail(const Monitor& monitor, const CheckResult& result, Entry& entry) {
+  entry.lastFailure = m_hooks.clock() - result.duration;
+  const auto hold = m_hooks.hold(monitor);
   std::string remark;  // logged with the checks already
   const auto rules = OutageRules::Of(*monitor.attributes, remark);
-  const auto actions = entry.outage.Fail(rules, result.at);
-  const auto& record = entry.outage.What();
+  const auto actions = entry.outage.Fail(rules, result.at, {hold.HoldsMessages(), hold.holdsCommands});
   if (actions.begin)
     m_hooks.log(monitor, result.at,
-                "outage begins after " + Times(record.failures, "failed check") + " in a row");
-  if (actions.launch) Launch(monitor, keys::Command, result.reason, record.failures);
-  if (actions.notify)
-    m_hooks.owe(FailureOf(record.identity), MessageOf(monitor, OwedMessage::Kind::Failure, record.since));
+                "outage begins after " + Times(entry.outage.What().failures, "failed check") + " in a row");
+  Act(monitor, entry, actions, hold);
   const bool isUrgent = actions.begin || actions.launch || actions.notify;
   if (isUrgent || !actions.isSettled) NoteChange(entry, isUrgent);
 }
 
+void Outages::Act(const Monitor& monitor, Entry& entry, const Outage::Actions& actions, const Hold& hold) {
+  if (actions.holdsLaunch && !entry.holdsLaunch) Log(monitor, "command held: " + hold.why);
+  if (actions.holdsMessage && !entry.holdsMessage) Log(monitor, "notification held: " + hold.why);
+  entry.holdsLaunch = actions.holdsLaunch;
+  entry.holdsMessage = actions.holdsMessage;
+  const auto& record = entry.outage.What();
+  if (actions.launch) Launch(monitor, keys::Command, record.failures);
+  if (actions.notify)
+    m_hooks.owe(FailureOf(record.identity), MessageOf(monitor, OwedMessage::Kind::Failure, record.since));
+}
+
+void Outages::Release(const MonitorTable& table) {
+  for (auto& [id, entry] : m_failing)
+    if (entry.holdsLaunch || entry.holdsMessage) Release(*table.Find(id), entry);
+}
+
+void Outages::Release(const Monitor& monitor, Entry& entry) {
+  const auto hold = m_hooks.hold(monitor);
+  const bool isStillHeld =
+      (hold.holdsCommands || !entry.holdsLaunch) && (hold.HoldsMessages() || !entry.holdsMessage);
+  if (isStillHeld) return;
+  Log(monitor, "no longer held");
+  std::string remark;
+  const auto rules = OutageRules::Of(*monitor.attributes, remark);
+  const auto actions = entry.outage.Release(rules, {hold.HoldsMessages(), hold.holdsCommands});
+  Act(monitor, entry, actions, hold);
+  if (actions.launch || actions.notify) NoteChange(entry, true);
+}
+
 void Outages::Recover(const Monitor& monitor, const CheckResult& result) {
-  const auto ended = m_failing.extract(monitor.id);
-  if (ended.empty()) return;
+  const auto failing = m_failing.find(monitor.id);
+  if (failing == m_failing.end()) return;
+  const auto hold = m_hooks.hold(monitor);
+  const auto ended = m_failing.extract(failing);
   const auto& record = ended.mapped().outage.What();
   NoteEnd(monitor.name, record.isOpen || record.message != Message::None);
+  LogDropped(monitor, ended.mapped());
   if (record.message == Message::Owed)
-    m_hooks.endedBeforeMessage(FailureOf(record.identity), result.at);
+    m_hooks.endedBeforeMessage(FailureOf(record.identity), result.at, hold.HoldsMessages());
   else if (record.message == Message::Accepted)
     OweRecovery(monitor, FailureOf(record.identity), {.failingSince = record.since, .endedAt = result.at});
   if (!record.isOpen) return;
+  m_lastEnds[monitor.id] = m_hooks.clock();
   m_hooks.log(monitor, result.at, "outage ends after " + Times(record.failures, "failed check"));
-  if (!monitor.attributes->Get(keys::CommandSucc).empty())
-    Launch(monitor, keys::CommandSucc, result.reason, record.failures);
+  if (monitor.attributes->Get(keys::CommandSucc).empty()) return;
+  if (hold.holdsCommands)
+    Log(monitor, "command for the end dropped: " + hold.why);
+  else
+    Launch(monitor, keys::CommandSucc, record.failures);
+}
+
+void Outages::LogDropped(const Monitor& monitor, const Entry& entry) const {
+  for (const auto& [isHeld, what] :
+       {std::pair{entry.holdsLaunch, "command"}, std::pair{entry.holdsMessage, "notification"}})
+    if (isHeld) Log(monitor, std::string(what) + " dropped: the outage ended while it was held");
+}
+
+void Outages::Log(const Monitor& monitor, const std::string& text) const {
+  m_hooks.log(monitor, std::chrono::system_clock::now(), text);
+}
+
+Holds::History Outages::HistoryOf(MonitorId id) const {
+  Holds::History history;
+  if (const auto failing = m_failing.find(id); failing != m_failing.end()) {
+    history.isOpen = failing->second.outage.What().isOpen;
+    history.lastFailure = failing->second.lastFailure;
+  }
+  if (const auto end = m_lastEnds.find(id); end != m_lastEnds.end()) history.lastEnd = end->second;
+  return history;
 }
 
 void Outages::OweRecovery(const Monitor& monitor, const std::string& identity, const OwedMessage& failure) {
@@ -109,14 +164,15 @@ void Outages::OweRecovery(const Monitor& monitor, const std::string& identity, c
   m_hooks.owe(RecoveryOf(identity.substr(0, identity.rfind('-'))), std::move(message));
 }
 
-void Outages::Launch(const Monitor& monitor, std::string_view key, const std::string& result, int failures) {
+void Outages::Launch(const Monitor& monitor, std::string_view key, int failures) {
   m_hooks.launch(
       {monitor.id,
        monitor.name,
        monitor.attributes->Get(key),
        {Variable("NORVANE_MONITOR", monitor.name), Variable("NORVANE_TYPE", TypeNameOf(monitor.name)),
         Variable("NORVANE_TARGET", WithoutPassword(monitor.attributes->Get(keys::Parameter))),
-        Variable("NORVANE_RESULT", result), Variable("NORVANE_FAILURES", std::to_string(failures))}});
+        Variable("NORVANE_RESULT", monitor.attributes->Get(keys::Result)),
+        Variable("NORVANE_FAILURES", std::to_string(failures))}});
 }
 
 void Outages::MessageEnded(MonitorId id, const std::string& identity, Message how) {
@@ -127,10 +183,12 @@ void Outages::MessageEnded(MonitorId id, const std::string& identity, Message ho
 }
 
 void Outages::Forget(MonitorId id) {
+  m_lastEnds.erase(id);
   if (const auto failing = m_failing.extract(id); !failing.empty()) NoteEnd(failing.mapped().name, true);
 }
 
 void Outages::ForgetAll(const MonitorTable& table) {
+  m_lastEnds.clear();
   while (!m_failing.empty())
     Forget(m_failing.begin()->first);
   Restore(std::exchange(m_unknown, {}), table, false);

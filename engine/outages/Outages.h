@@ -6,6 +6,7 @@
 
 #include "engine/model/MonitorTable.h"
 #include "engine/model/OwedMessage.h"
+#include "engine/outages/Holds.h"
 #include "engine/outages/Outage.h"
 
 namespace norvane::engine {
@@ -20,8 +21,10 @@ class Outages {
   struct Hooks {
     std::function<void(LaunchRequest)> launch;
     std::function<void(std::string identity, OwedMessage)> owe;
-    /// The outage whose message is still owed is over.
-    std::function<void(const std::string& identity, OwedMessage::Time at)> endedBeforeMessage;
+    /// The outage whose message is still owed is over. `isHeld`: the message.
+    std::function<void(const std::string& identity, OwedMessage::Time at, bool isHeld)> endedBeforeMessage;
+    std::function<Hold(const Monitor&)> hold;
+    EventLoop::Clock clock;
     /// Into the monitor's log.
     std::function<void(const Monitor&, OwedMessage::Time, const std::string&)> log;
   };
@@ -40,6 +43,9 @@ class Outages {
 
   /// A check of a running monitor has ended. Gives its failures in a row.
   int Receive(const Monitor& monitor, const CheckResult& result);
+  /// Does what was held, as far as it no longer is. To be called about once a second.
+  void Release(const MonitorTable& table);
+  [[nodiscard]] Holds::History HistoryOf(MonitorId id) const;
   /// What became of a message that was owed; those that are no outage's are passed over.
   void MessageEnded(MonitorId id, const std::string& identity, OutageRecord::Message how);
   /// For an outage that ended while its message was being sent: `failure`, which was accepted, did not say
@@ -60,12 +66,18 @@ class Outages {
   struct Entry {
     std::string name;
     Outage outage;
+    Moment lastFailure{};  // start of the check
+    bool holdsLaunch = false, holdsMessage = false;
   };
 
   void Restore(OutageRecords records, const MonitorTable& table, bool keepsUnknown);
   void Fail(const Monitor& monitor, const CheckResult& result, Entry& entry);
+  void Release(const Monitor& monitor, Entry& entry);
+  void Act(const Monitor& monitor, Entry& entry, const Outage::Actions& actions, const Hold& hold);
   void Recover(const Monitor& monitor, const CheckResult& result);
-  void Launch(const Monitor& monitor, std::string_view key, const std::string& result, int failures);
+  void LogDropped(const Monitor& monitor, const Entry& entry) const;
+  void Log(const Monitor& monitor, const std::string& text) const;
+  void Launch(const Monitor& monitor, std::string_view key, int failures);
   [[nodiscard]] OwedMessage MessageOf(const Monitor& monitor, OwedMessage::Kind kind,
                                       OwedMessage::Time failingSince) const;
   void NoteChange(const Entry& entry, bool isUrgent);
@@ -74,6 +86,7 @@ class Outages {
   Hooks m_hooks;
   bool m_tellsRecovery;
   std::unordered_map<MonitorId, Entry> m_failing;
+  std::unordered_map<MonitorId, Moment> m_lastEnds;
   OutageRecords m_unknown;  // of monitors that no table has had
   OutageChanges m_changes;
   bool m_hasUrgent = false;

@@ -156,6 +156,8 @@ TEST_P(PortContract, TheGateHoldsBackAllThatChangesAnything) {
       [&] { return port.Check(1); },
       [&] { return port.Notify(1); },
       [&] { port.DropOwed({}); },
+      [&] { port.Silence({}, std::chrono::hours(1), ""); },
+      [&] { port.Unsilence({}); },
       [&] { port.Save("/nowhere/monitors.dat"); },
       [&] { port.Load("/nowhere/monitors.dat"); },
       [&] {

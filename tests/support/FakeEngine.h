@@ -73,6 +73,11 @@ class FakePort : public console::engine::Port {
   std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
   std::vector<console::engine::OwedMessage> Owed() override { return {}; }
   void DropOwed(const std::vector<std::string>&) override { RequireGate(); }
+  std::map<std::string, console::engine::SilenceInfo> Silences() override { return {}; }
+  void Silence(const std::vector<std::string>&, std::chrono::seconds, std::string_view) override {
+    RequireGate();
+  }
+  void Unsilence(const std::vector<std::string>&) override { RequireGate(); }
   void OpenGate(std::string_view controlPass) override;
   void CommitServiceValues(const console::engine::ServiceValues& values) override;
   void Load(std::string_view path) override;

@@ -41,7 +41,10 @@ class MessageSenderTest : public testing::Test, private ActionRunner {
               m_ended.push_back(identity + " " + std::to_string(static_cast<int>(ended.end)));
               m_toldEnd = ended.toldEnd;
             },
-            [this] { return m_now; }});
+            [this] { return m_now; },
+            [this](const OwedMessage& message) {
+              return m_held.contains(message.monitor) ? "silenced" : "";
+            }});
   }
   void Owe(const std::string& identity, const std::string& mode = Good, const std::string& to = "you",
            std::size_t size = 10) {
@@ -105,6 +108,7 @@ class MessageSenderTest : public testing::Test, private ActionRunner {
   std::vector<NotifyRequest> m_accepted;
   OwedMessages m_disk;
   bool m_isDiskFull = false;
+  std::set<std::string> m_held;  // monitors
   Texts m_log, m_ended;
   bool m_toldEnd = false;
   std::optional<MessageSender> m_sender;
@@ -280,6 +284,31 @@ TEST_F(MessageSenderTest, ADigestGathersForAMinuteAndHasALimit) {
       ++parts;
   }
   EXPECT_EQ(parts, 11u);
+}
+
+TEST_F(MessageSenderTest, WhatIsHeldLeavesItsDigestAndDelaysNobody) {
+  Make({.single = 0});
+  for (int i = 0; i < 4; ++i)
+    Owe(std::to_string(i));
+  m_held = {"m1", "m3"};
+  Wait(seconds(12));
+  Answer();
+  ASSERT_EQ(m_accepted.size(), 1u);
+  for (const auto& [part, isIn] : {std::pair{"of 0", true}, {"of 1", false}, {"of 2", true}, {"of 3", false}})
+    EXPECT_EQ(m_accepted[0].body.find(part) != std::string::npos, isIn) << part;
+  EXPECT_EQ(m_sender->All().at("3").reason, "held: silenced");
+  Wait(hours(48), minutes(10));
+  m_held = {"m3"};
+  Wait(seconds(2));
+  Answer();
+  EXPECT_EQ(Identities(m_accepted).back(), "1");
+  EXPECT_TRUE(m_sender->DropWaiting("3", "over"));
+  Owe("call", "TEL://");
+  Keep();
+  EXPECT_FALSE(m_sender->DropWaiting("call", "over"));
+  Answer();
+  EXPECT_EQ(m_accepted.size(), 3u);
+  EXPECT_EQ(m_disk, OwedMessages{});
 }
 
 TEST_F(MessageSenderTest, AMessageTellsOfTheEndOfItsOutage) {

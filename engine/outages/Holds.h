@@ -1,0 +1,87 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "engine/model/MonitorTable.h"
+#include "engine/model/Silence.h"
+#include "engine/net/EventLoop.h"
+
+namespace norvane::engine {
+
+/// What holds back an outage's messages and commands.
+struct Hold {
+  std::string why{};  ///< empty: nothing does
+  bool holdsCommands = false;
+  [[nodiscard]] bool HoldsMessages() const { return !why.empty(); }
+};
+
+/// Why messages and commands of a monitor are held: the user has silenced it, or a monitor on which it
+/// depends is down. Holds nothing itself. On the service thread.
+///
+/// A monitor depends on its parent, on that one's parent and so on. An open outage of any of them holds its
+/// messages, and then they are held until one of its own intervals has passed and a check has begun after
+/// the end. Monitors that make a circle hold nobody.
+class Holds {
+ public:
+  using WallTime = std::chrono::system_clock::time_point;
+  using WallClock = std::function<WallTime()>;
+
+  /// A monitor's outages, as far as this engine has seen them; the clock's start for what it hasn't.
+  struct History {
+    bool isOpen = false;
+    Moment lastEnd{};      ///< of an outage
+    Moment lastFailure{};  ///< start of the last failed check in a row; none if it isn't failing
+  };
+  struct Hooks {
+    std::function<const MonitorTable&()> table;
+    std::function<History(MonitorId)> history;
+    /// Into the monitor's log.
+    std::function<void(const Monitor&, const std::string&)> log;
+    EventLoop::Clock clock;
+    WallClock wallClock = &std::chrono::system_clock::now;
+  };
+
+  explicit Holds(Hooks hooks) : m_hooks(std::move(hooks)) {}
+
+  /// Goes on with the silences of an earlier engine. Those of unknown monitors end, unless `keepsUnknown`:
+  /// then they wait for another table.
+  void Restore(Silences silences, bool keepsUnknown);
+
+  [[nodiscard]] Hold HoldOf(const Monitor& monitor) const;
+
+  /// Replaces an earlier one.
+  void Begin(const Monitor& monitor, Silence silence);
+  /// Harmless if there is none.
+  void End(const Monitor& monitor);
+  /// The monitor was removed.
+  void Forget(const std::string& name);
+  /// The monitors are other ones from now on.
+  void ForgetAll();
+  /// Ends silences whose time is over. To be called about once a second.
+  void OnSecond();
+
+  [[nodiscard]] const Silences& Active() const { return m_silences; }
+  /// Since the last call.
+  [[nodiscard]] SilenceChanges DequeueChanges();
+
+  /// Writes to the log what is wrong with the parents of a monitor, when that changes.
+  void LogRemark(const Monitor& monitor);
+
+ private:
+  [[nodiscard]] std::string SilenceOf(const Monitor& monitor) const;
+  [[nodiscard]] std::string ParentHoldOf(const Monitor& monitor) const;
+
+  Hooks m_hooks;
+  Silences m_silences;
+  Silences m_unknown;  // of monitors that no table has had
+  SilenceChanges m_changes;
+  std::map<std::string, std::string, std::less<>> m_remarks;  // by monitor
+};
+
+/// Throws EngineError (Invalid), with the names in order, if `parent` as parent of the monitor made a circle.
+void RequireNoCircle(const MonitorTable& table, const Monitor& monitor, std::string_view parent);
+
+}  // namespace norvane::engine
