@@ -105,6 +105,8 @@ void LoopThread::PublishFigures() {
   auto figures = CountFigures();
   figures.longestTurn = m_loop.LongestTurn();
   figures.lastTurn = m_loop.Now();
+  figures.hostsUnreadable = m_shared.hosts.IsUnreadable(m_loop.Now());
+  figures.nameServersUnreadable = m_resolver.AreServersUnreadable();
   const std::lock_guard lock(m_mutex);
   m_figures = figures;
 }

@@ -57,6 +57,9 @@ void SelfCheck::Observe(const Observation& observed) {
       m_thrownAway.Lasts(figures.thrownAway, now, MaxPause));
   if (std::exchange(m_answered, figures.lookupsAnswered) != figures.lookupsAnswered)
     m_unanswered = {figures.lookupsUnanswered};
+  set("cannot read the machine's hosts file, using the names read before", figures.hostsUnreadable);
+  set("cannot read the machine's list of name servers, asking those read before",
+      figures.nameServersUnreadable);
   set("the name servers do not answer", m_unanswered.Lasts(figures.lookupsUnanswered, now, MaxLookupPause));
 }
 

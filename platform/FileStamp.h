@@ -6,9 +6,10 @@
 
 namespace norvane::platform {
 
-/// Differs for a file that was changed or replaced.
+/// Differs for a file that was changed or replaced, or whose owner or mode was changed.
 struct FileStamp {
-  std::int64_t seconds = 0, nanoseconds = 0;  ///< of the last change
+  std::int64_t seconds = 0, nanoseconds = 0;              ///< of the last change of what is in it
+  std::int64_t statusSeconds = 0, statusNanoseconds = 0;  ///< and of anything about it
   std::uint64_t inode = 0;
   std::int64_t size = 0;
 
@@ -16,7 +17,8 @@ struct FileStamp {
   [[nodiscard]] static FileStamp Of(const char* path) {
     struct stat status {};
     ::stat(path, &status);
-    return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_ino, status.st_size};
+    return {status.st_mtim.tv_sec,  status.st_mtim.tv_nsec, status.st_ctim.tv_sec,
+            status.st_ctim.tv_nsec, status.st_ino,          status.st_size};
   }
   bool operator==(const FileStamp&) const = default;
 };

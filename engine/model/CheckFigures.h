@@ -20,6 +20,8 @@ struct CheckFigures {
   std::size_t waiting = 0;              ///< due, but held back by the limit on those in flight
   std::uint64_t lookupsAnswered = 0;    ///< by a name server, even if with "no such name"
   std::uint64_t lookupsUnanswered = 0;  ///< by none
+  bool hostsUnreadable = false;         ///< the machine's file of names, in its latest state
+  bool nameServersUnreadable = false;   ///< likewise
   /// When the event loop that turned the longest time ago did so; a second ago at most unless it hangs.
   std::chrono::steady_clock::time_point lastTurn = std::chrono::steady_clock::time_point::max();
 
@@ -36,6 +38,8 @@ struct CheckFigures {
     waiting += other.waiting;
     lookupsAnswered += other.lookupsAnswered;
     lookupsUnanswered += other.lookupsUnanswered;
+    hostsUnreadable |= other.hostsUnreadable;
+    nameServersUnreadable |= other.nameServersUnreadable;
     lastTurn = std::min(lastTurn, other.lastTurn);
     return *this;
   }

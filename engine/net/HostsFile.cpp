@@ -1,13 +1,18 @@
 #include "engine/net/HostsFile.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
-#include <fstream>
+#include <cerrno>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <utility>
 
 #include "platform/Ascii.h"
+#include "platform/FileDescriptor.h"
 #include "platform/NumericAddress.h"
 #include "platform/QuietThread.h"
 
@@ -20,12 +25,16 @@ constexpr std::size_t MaxSize = 64 << 20;  // the rest is ignored
 constexpr std::size_t MaxFound = 16;       // of a name
 constexpr std::string_view Blanks = " \t\r\v\f";
 
-std::string TextOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+/// Empty if there is no such file; nothing if it cannot be read.
+std::optional<std::string> TextOf(const std::string& path) {
+  const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   std::string text;
-  for (std::array<char, 64 << 10> piece; file && text.size() < MaxSize;) {
-    file.read(piece.data(), piece.size());
-    text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+  if (!file) return errno == ENOENT ? std::optional(text) : std::nullopt;
+  for (std::array<char, 64 << 10> piece; text.size() < MaxSize;) {
+    const auto got = ::read(file.Get(), piece.data(), piece.size());
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    text.append(piece.data(), static_cast<std::size_t>(got));
   }
   return text;
 }
@@ -100,10 +109,17 @@ std::vector<std::string> HostsFile::Find(std::string_view name, Moment now) {
   return addresses;
 }
 
+bool HostsFile::IsUnreadable(Moment now) {
+  if (!m_isUnreadable) return false;
+  const std::lock_guard lock(m_mutex);
+  if (now >= m_looked + LookInterval) LookForChange(now);
+  return m_isUnreadable;
+}
+
 void HostsFile::LookForChange(Moment now) {
   m_looked = now;
   const auto stamp = platform::FileStamp::Of(m_path.c_str());
-  if (stamp == m_stamp || m_isReading) return;
+  if ((stamp == m_stamp && !m_isUnreadable) || m_isReading) return;
   if (m_reader.joinable()) m_reader.join();  // it is about to end
   m_isReading = true;
   try {
@@ -118,7 +134,10 @@ void HostsFile::LookForChange(Moment now) {
 
 void HostsFile::Read(const platform::FileStamp& stamp) noexcept {
   try {
-    std::shared_ptr<const Names> names = std::make_shared<const Names>(TextOf(m_path));
+    auto text = TextOf(m_path);
+    m_isUnreadable = !text;
+    if (!text) return;  // the next look tries again
+    std::shared_ptr<const Names> names = std::make_shared<const Names>(std::move(*text));
     const std::lock_guard lock(m_mutex);
     m_names.swap(names);
     m_stamp = stamp;

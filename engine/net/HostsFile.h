@@ -14,7 +14,8 @@
 namespace norvane::engine {
 
 /// The machine's own names and addresses, shared by all loops. A file of many thousand lines takes longer to
-/// read than a turn may last, so it is kept, and read anew in a thread of its own when it has changed.
+/// read than a turn may last, so it is kept, and read anew in a thread of its own when it has changed. As
+/// long as it cannot be read, the former names hold.
 class HostsFile {
  public:
   explicit HostsFile(std::string path = "/etc/hosts");
@@ -26,6 +27,8 @@ class HostsFile {
   /// The numeric addresses of `name`, whatever its case, in the order of the file; empty if it has none.
   /// Looks for a change once a second, which a later call finds. Any thread.
   [[nodiscard]] std::vector<std::string> Find(std::string_view name, Moment now);
+  /// There is such a file, but it could not be read the last time. Any thread.
+  [[nodiscard]] bool IsUnreadable(Moment now);
 
  private:
   struct Names;
@@ -40,6 +43,7 @@ class HostsFile {
   Moment m_looked{};
   std::thread m_reader;
   std::atomic<bool> m_isReading = false;
+  std::atomic<bool> m_isUnreadable = false;
 };
 
 }  // namespace norvane::engine

@@ -1,9 +1,11 @@
 #include "engine/net/Resolver.h"
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cassert>
+#include <cerrno>
 #include <iterator>
 #include <utility>
 
@@ -69,6 +71,7 @@ Resolver::Resolver(EventLoop& loop, Options options)
   // From now on `Set` allocates nothing, and the callback of c-ares cannot throw.
   for (auto* timer : {&m_deliver, &m_beginWaiting})
     timer->Set(m_loop.Now());
+  NoteWhetherServersAreReadable();
 }
 
 Resolver::~Resolver() = default;
@@ -113,7 +116,9 @@ std::unique_ptr<Resolver::Query> Resolver::LookUp(const std::string& host, Event
 /// A machine that changes networks, or was not yet in one when the engine started, gets other name servers.
 void Resolver::RenewChannels() {
   const auto stamp = platform::FileStamp::Of(m_options.serversFile.c_str());
-  if (m_stamp == stamp) return;
+  if (m_stamp == stamp && !m_areServersUnreadable) return;
+  NoteWhetherServersAreReadable();
+  if (m_stamp == stamp || m_areServersUnreadable) return;  // of what it cannot read c-ares makes "127.0.0.1"
   m_udp = MakeChannel(NameChannel::Transport::Udp, m_options.tries);
   m_tcp.reset();
   m_apart.reset();
@@ -122,6 +127,15 @@ void Resolver::RenewChannels() {
     while (!underWay.empty())
       AskAnew(underWay.back());
   m_asked.clear();
+}
+
+bool Resolver::AreServersUnreadable() {
+  if (m_areServersUnreadable) RenewChannels();
+  return m_areServersUnreadable;
+}
+
+void Resolver::NoteWhetherServersAreReadable() {
+  m_areServersUnreadable = ::access(m_options.serversFile.c_str(), R_OK) != 0 && errno != ENOENT;
 }
 
 Resolver::Lane Resolver::LaneOf(const std::string& host) const {

@@ -39,7 +39,8 @@ class Resolver {
     /// How long a server may take for both families together before each is asked for apart.
     std::chrono::milliseconds patience{250};
     std::size_t maxCached = 4096;  ///< answers that are kept
-    /// In which the machine names them; they are asked anew when it has changed.
+    /// In which the machine names them; they are asked anew when it has changed. As long as it cannot be
+    /// read, the former ones are.
     std::string serversFile = "/etc/resolv.conf";
     HostsFile* hosts = nullptr;  ///< whose names come first
     /// Whether this machine has a route to a numeric address.
@@ -64,6 +65,8 @@ class Resolver {
   [[nodiscard]] std::unique_ptr<Query> LookUp(const std::string& host, EventOwner& owner, Done done,
                                               std::chrono::milliseconds time = std::chrono::hours(1));
 
+  /// There is a file of the machine's name servers, but it cannot be read, as was seen at the last lookup.
+  [[nodiscard]] bool AreServersUnreadable();
   /// Those without an answer yet.
   [[nodiscard]] std::size_t Queries() const { return m_queries; }
   /// Lookups that a name server has answered, even if with "no such name".
@@ -111,6 +114,7 @@ class Resolver {
 
   [[nodiscard]] std::unique_ptr<NameChannel> MakeChannel(NameChannel::Transport transport, int tries);
   void RenewChannels();
+  void NoteWhetherServersAreReadable();
   [[nodiscard]] Lookup& LookupOf(const std::string& host);
   [[nodiscard]] Lane LaneOf(const std::string& host) const;
   static void Move(Lookup& lookup, Lookups& to) noexcept;
@@ -148,6 +152,7 @@ class Resolver {
   EventLoop::Timer m_beginWaiting;
   Answer m_atHand;
   platform::FileStamp m_stamp;  // of the machine's list of servers when the channels were made
+  bool m_areServersUnreadable = false;
   std::unique_ptr<NameChannel> m_udp;
   std::unique_ptr<NameChannel> m_tcp;    // made when it is needed
   std::unique_ptr<NameChannel> m_apart;  // likewise; for one family at a time

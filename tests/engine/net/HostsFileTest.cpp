@@ -62,6 +62,28 @@ TEST(HostsFile, IsReadAgainWhenItHasChanged) {
   }
 }
 
+TEST(HostsFile, KeepsItsNamesWhileItCannotBeRead) {
+  const loopback::TempFolder folder;
+  const std::filesystem::path path = folder / "hosts", aside = folder / "aside";
+  HostsFile hosts(tests::WriteFile(path, "192.0.2.1 shop.test\n"));
+  Moment now{std::chrono::hours(1)};
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  for (const bool isUnreadable : {true, false}) {
+    if (isUnreadable) {
+      std::filesystem::rename(path, aside);
+      std::filesystem::create_symlink(path, path);  // not even root can read that
+    } else {
+      std::filesystem::rename(aside, path);
+    }
+    do {
+      ASSERT_LT(std::chrono::steady_clock::now(), end);
+      EXPECT_EQ(hosts.Find("shop.test", now), Strings{"192.0.2.1"});
+      now += std::chrono::seconds(1);
+      std::this_thread::yield();
+    } while (hosts.IsUnreadable(now) != isUnreadable);
+  }
+}
+
 bool HasIPv6() {
   const platform::FileDescriptor socket(::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   sockaddr_in6 address{};

@@ -210,10 +210,12 @@ TEST_F(ResolverTest, NewServersAreAskedForWhatTheFormerHaveNotAnswered) {
   const loopback::TempFolder folder;
   FakeNameServer server(m_loop, {{"shop.test", {"192.0.2.7"}}, {"other.test", {"192.0.2.8"}}});
   server.FallSilent();
+  const std::filesystem::path serversFile =
+      tests::WriteFile(folder / "resolv.conf", "nameserver 127.0.0.2\n");
   Resolver resolver(m_loop, {.nameServers = server.Address(),
                              .tryTimeout = seconds(60),
                              .patience = seconds(60),
-                             .serversFile = folder / "resolv.conf"});
+                             .serversFile = serversFile});
   Strings answers;
   const auto keep = [&](const auto& answer) {
     answers.insert(answers.end(), answer.addresses.begin(), answer.addresses.end());
@@ -221,9 +223,16 @@ TEST_F(ResolverTest, NewServersAreAskedForWhatTheFormerHaveNotAnswered) {
   const auto first = resolver.LookUp("shop.test", m_loop, keep);
   RunUntil([&] { return !server.Asked().empty(); });
   server.Speak();
-  tests::WriteFile(folder / "resolv.conf", "nameserver 127.0.0.1\n");
+  std::filesystem::remove(serversFile);
+  std::filesystem::create_symlink(serversFile, serversFile);  // which nobody can read
+  EXPECT_EQ(Ask(resolver, "none.test").failure, "name not found");
+  EXPECT_TRUE(resolver.AreServersUnreadable());
+  EXPECT_TRUE(answers.empty()) << "those read before are asked on";
+  std::filesystem::remove(serversFile);
+  tests::WriteFile(serversFile, "nameserver 127.0.0.1\n");
   const auto second = resolver.LookUp("other.test", m_loop, keep);
   RunUntil([&] { return answers.size() == 2; });
+  EXPECT_FALSE(resolver.AreServersUnreadable());
   std::ranges::sort(answers);
   EXPECT_EQ(answers, (Strings{"192.0.2.7", "192.0.2.8"}));
 }
