@@ -25,7 +25,7 @@ LoopThread::LoopThread(LoopsShared& shared)
       m_resolver(m_loop, shared.options.resolver),
       m_tls(shared.options.caFile),
       m_calls(m_loop),
-      m_context{m_loop,           m_resolver, m_tls,       shared.options.caFile,     shared.options.charset,
+      m_context{m_loop,           m_resolver, m_tls,       shared.options.charset,
                 shared.pageQuota, m_calls,    shared.pool, shared.options.mailServers} {
   m_alarm.Set(m_loop.Now());  // from now on `Set` allocates nothing
 }
@@ -107,6 +107,7 @@ void LoopThread::PublishFigures() {
   figures.lastTurn = m_loop.Now();
   figures.hostsUnreadable = m_shared.hosts.IsUnreadable(m_loop.Now());
   figures.nameServersUnreadable = m_resolver.AreServersUnreadable();
+  figures.authoritiesUnreadable = m_tls.AreAuthoritiesUnreadable();
   const std::lock_guard lock(m_mutex);
   m_figures = figures;
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "engine/net/PeerReason.h"
+
 namespace norvane::engine {
 
 using std::chrono::milliseconds;
@@ -60,6 +62,7 @@ void SelfCheck::Observe(const Observation& observed) {
   set("cannot read the machine's hosts file, using the names read before", figures.hostsUnreadable);
   set("cannot read the machine's list of name servers, asking those read before",
       figures.nameServersUnreadable);
+  set(AuthoritiesUnreadable.data(), figures.authoritiesUnreadable);
   set("the name servers do not answer", m_unanswered.Lasts(figures.lookupsUnanswered, now, MaxLookupPause));
 }
 

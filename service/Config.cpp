@@ -1,5 +1,7 @@
 #include "service/Config.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -70,7 +72,7 @@ bool ApplyRecovery(const std::string& value, Config& config) {
 }
 
 bool ApplyCaFile(const std::string& value, Config& config) {
-  config.caFile = value;
+  if (!value.empty()) config.caFile = value;
   return true;
 }
 
@@ -148,6 +150,9 @@ Config Config::Read(const std::string& path) {
       config.remarks.push_back("config.ini: unknown " + name);
   };
   const auto folder = std::filesystem::path(path).parent_path().string();
+  config.caFile = (std::filesystem::path(folder) / config.caFile).string();
+  if (file.Find("tls", "cafile") != nullptr && ::access(config.caFile.c_str(), R_OK) != 0)
+    config.remarks.push_back("config.ini: [tls] cafile: cannot read " + config.caFile);
   for (const auto& section : file.sections) {
     if (engine::MailServerTable::IsMailServer(section.name)) {
       const auto wrong = config.mailServers.Add(section, folder);

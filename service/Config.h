@@ -13,6 +13,7 @@ namespace norvane::service {
 /// What the engine reads from "config.ini" at its start; a value that makes no sense is replaced by its
 /// default. The modem's settings are read at each call (`ModemSettings`), and checked here.
 struct Config {
+  /// Absolute if the path of "config.ini" is: a relative one is of its folder.
   std::string caFile = engine::WorkerOptions().caFile;
   platform::LegacyCharset charset{};
   std::size_t checkThreads = 0;  ///< 0: one for each CPU

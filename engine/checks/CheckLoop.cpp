@@ -10,6 +10,7 @@
 #include "engine/model/NumberAttribute.h"
 #include "engine/model/OutageRules.h"
 #include "engine/net/Deadline.h"
+#include "engine/net/PeerReason.h"
 #include "engine/net/Reason.h"
 
 namespace norvane::engine {
@@ -299,7 +300,8 @@ void CheckLoop::End(Check& check, const std::string& failure) noexcept {
     m_waiting.splice(m_waiting.begin(), m_inFlight, check.at);
     return;
   }
-  const bool isBelieved = failure.empty() || !check.WasStalled();
+  const bool isUnable = failure == AuthoritiesUnreadable;
+  const bool isBelieved = failure.empty() || !(isUnable || check.WasStalled());
   auto& report = check.report;
   const auto id = report.id;
   const bool isScheduled = report.ticket == 0;
@@ -312,9 +314,9 @@ void CheckLoop::End(Check& check, const std::string& failure) noexcept {
     }
     if (isBelieved && check.WasRewound()) AppendRemark(report.remark, "made anew, " + check.HeldUpText());
     result.outcome = failure.empty() ? Outcome::Good : isBelieved ? Outcome::Failed : Outcome::NotMade;
-    result.reason = failure.empty() ? std::string(console::engine::ResultOk)
-                    : isBelieved    ? PlainText(failure)
-                                    : check.HeldUpText();
+    result.reason = failure.empty()          ? std::string(console::engine::ResultOk)
+                    : isBelieved || isUnable ? PlainText(failure)
+                                             : check.HeldUpText();
     result.duration = check.Lasted();
     ++(result.IsGood() ? m_figures.good : isBelieved ? m_figures.failed : m_figures.notMade);
     if (outlasted && !check.WasRewound())

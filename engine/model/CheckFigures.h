@@ -22,6 +22,7 @@ struct CheckFigures {
   std::uint64_t lookupsUnanswered = 0;  ///< by none
   bool hostsUnreadable = false;         ///< the machine's file of names, in its latest state
   bool nameServersUnreadable = false;   ///< likewise
+  bool authoritiesUnreadable = false;   ///< none to verify certificates by
   /// When the event loop that turned the longest time ago did so; a second ago at most unless it hangs.
   std::chrono::steady_clock::time_point lastTurn = std::chrono::steady_clock::time_point::max();
 
@@ -40,6 +41,7 @@ struct CheckFigures {
     lookupsUnanswered += other.lookupsUnanswered;
     hostsUnreadable |= other.hostsUnreadable;
     nameServersUnreadable |= other.nameServersUnreadable;
+    authoritiesUnreadable |= other.authoritiesUnreadable;
     lastTurn = std::min(lastTurn, other.lastTurn);
     return *this;
   }

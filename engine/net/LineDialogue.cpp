@@ -172,7 +172,7 @@ void LineDialogue::BeginTls(bool verifies) {
   const int yes = 1;  // the end of the handshake and the line behind it would wait for each other
   ::setsockopt(m_socket.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
   m_ssl = m_context.tls.Connect(m_socket.Get(), m_server.host, verifies);
-  if (!m_ssl) return Fail(AuthoritiesUnreadable());
+  if (!m_ssl) return Fail(std::string(AuthoritiesUnreadable));
   Handshake();
 }
 

@@ -51,8 +51,4 @@ std::string TlsFailure(const std::string& host, std::string_view why) {
   return "TLS with " + host + " failed: " + std::string(why);
 }
 
-std::string AuthoritiesUnreadable() {
-  return "cannot read the file of trusted certificate authorities";
-}
-
 }  // namespace norvane::engine

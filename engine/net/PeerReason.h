@@ -15,6 +15,8 @@ namespace norvane::engine {
 /// TLS with `host` did not come about: `why`. For the user.
 [[nodiscard]] std::string TlsFailure(const std::string& host, std::string_view why);
 
-[[nodiscard]] std::string AuthoritiesUnreadable();
+/// This engine cannot tell whom to trust, which says nothing about any server. For the user.
+inline constexpr std::string_view AuthoritiesUnreadable =
+    "cannot read the file of trusted certificate authorities";
 
 }  // namespace norvane::engine

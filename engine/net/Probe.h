@@ -20,7 +20,6 @@ struct ProbeContext {
   EventLoop& loop;
   Resolver& resolver;
   TlsClient& tls;
-  const std::string& caFile;               ///< PEM file of the authorities that are trusted
   const platform::LegacyCharset& charset;  ///< in which the size of a page is counted
   PageQuota& pageQuota;
   LoopQueue& calls;  ///< into the loop

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <new>
-#include <system_error>
 #include <utility>
 
 #include "engine/net/PeerReason.h"
@@ -41,14 +40,23 @@ TlsClient::TlsClient(std::string caFile)
 
 /// A file that cannot be read any more leaves those that were read before.
 bool TlsClient::LoadAuthorities() {
-  std::error_code error;
-  const auto time = std::filesystem::last_write_time(m_caFile, error);
-  if (error || m_authoritiesOf == time) return m_authoritiesOf.has_value();
+  const auto stamp = platform::FileStamp::Of(m_caFile.c_str());
+  if (m_authoritiesOf == stamp) return true;
   std::unique_ptr<X509_STORE, SslFree> store(X509_STORE_new());
   if (store == nullptr) throw std::bad_alloc();
-  if (X509_STORE_load_file(store.get(), m_caFile.c_str()) != 1) return m_authoritiesOf.has_value();
-  SSL_CTX_set_cert_store(m_context.get(), store.release());
-  m_authoritiesOf = time;
+  if (X509_STORE_load_file(store.get(), m_caFile.c_str()) == 1) {
+    X509_STORE_set_flags(store.get(), X509_V_FLAG_PARTIAL_CHAIN);  // whoever is in the file is trusted
+    SSL_CTX_set_cert_store(m_context.get(), store.release());
+    m_authoritiesOf = stamp;
+  }
+  ERR_clear_error();
+  m_areUnreadable = !m_authoritiesOf;
+  return m_authoritiesOf.has_value();
+}
+
+bool TlsClient::ShareAuthorities(SSL_CTX* context) {
+  if (!LoadAuthorities()) return false;
+  SSL_CTX_set1_cert_store(context, SSL_CTX_get_cert_store(m_context.get()));
   return true;
 }
 

@@ -2,10 +2,11 @@
 
 #include <openssl/ssl.h>
 
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include "platform/FileStamp.h"
 
 namespace norvane::engine {
 
@@ -29,6 +30,11 @@ class TlsClient {
   /// file of authorities cannot be read, which is tried anew each time.
   [[nodiscard]] SslConnection Connect(int fd, const std::string& host, bool verifies);
 
+  /// Makes `context` verify by the same authorities. False as above.
+  [[nodiscard]] bool ShareAuthorities(SSL_CTX* context);
+  /// The last connection lacked them, and they cannot be read yet.
+  [[nodiscard]] bool AreAuthoritiesUnreadable() { return m_areUnreadable && !LoadAuthorities(); }
+
   /// Why the handshake of `ssl` with `host` failed, for the user; right after it has.
   [[nodiscard]] static std::string HandshakeFailure(const SSL* ssl, const std::string& host);
 
@@ -37,7 +43,8 @@ class TlsClient {
 
   std::string m_caFile;
   std::unique_ptr<SSL_CTX, SslFree> m_context;
-  std::optional<std::filesystem::file_time_type> m_authoritiesOf;  // the file's time when they were read
+  std::optional<platform::FileStamp> m_authoritiesOf;  // the file when they were read
+  bool m_areUnreadable = false;
 };
 
 }  // namespace norvane::engine

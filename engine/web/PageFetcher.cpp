@@ -66,9 +66,9 @@ class PageFetcher::Fetching final : public ProbeClient {
 };
 
 PageFetcher::PageFetcher(ProbeContext& context, Deliver deliver)
-    : m_context{context.loop, context.resolver, context.tls,  context.caFile,     context.charset,
+    : m_context{context.loop, context.resolver, context.tls,  context.charset,
                 m_quota,      context.calls,    context.pool, context.mailServers},
-      m_transfers(context.loop, context.caFile),
+      m_transfers(context.loop, context.tls),
       m_deliver(std::move(deliver)) {}
 
 PageFetcher::~PageFetcher() = default;

@@ -68,7 +68,7 @@ std::string TransferFailure(CURL* curl, CURLcode code, const char* message, cons
     case CURLE_SSL_CONNECT_ERROR:
       return TlsFailure(host, TlsMessage(MessageOf(code, message)));
     case CURLE_SSL_CACERT_BADFILE:
-      return AuthoritiesUnreadable();
+      return std::string(AuthoritiesUnreadable);
     case CURLE_GOT_NOTHING:
       return "connection closed without a reply";
     case CURLE_PARTIAL_FILE:

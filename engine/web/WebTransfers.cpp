@@ -3,9 +3,11 @@
 #include <sys/epoll.h>
 
 #include <cstdlib>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
+#include "engine/net/TlsClient.h"
 #include "engine/web/WebReason.h"
 #include "platform/MemoryReserve.h"
 #include "platform/TlsLimits.h"
@@ -58,11 +60,13 @@ void WebTransfers::Handle::Renew(const WebTransfers& owner) {
   curl_easy_setopt(curl, CURLOPT_CONNECT_TO, m_connectTo.get());
   curl_easy_setopt(curl, CURLOPT_DNS_CACHE_TIMEOUT, -1L);
   curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &WebTransfers::PrepareTls);
+  curl_easy_setopt(curl, CURLOPT_SSL_CTX_DATA, &owner.m_tls);
   // A resumed session would hide that the certificate has expired meanwhile.
   curl_easy_setopt(curl, CURLOPT_SSL_SESSIONID_CACHE, 0L);
-  // One file, which libcurl keeps parsed; with a folder beside it every handshake would read anew.
+  // The authorities are ours too; libcurl would keep those that it reads for a day.
+  curl_easy_setopt(curl, CURLOPT_CA_CACHE_TIMEOUT, 0L);
   curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr);
-  curl_easy_setopt(curl, CURLOPT_CAINFO, owner.m_caFile.c_str());
+  curl_easy_setopt(curl, CURLOPT_CAINFO, nullptr);
 }
 
 void WebTransfers::Handle::SetAddresses(const std::string& port, const std::vector<std::string>& addresses) {
@@ -78,9 +82,9 @@ void WebTransfers::Handle::SetAddresses(const std::string& port, const std::vect
   curl_easy_setopt(m_curl.get(), CURLOPT_RESOLVE, m_addresses.get());
 }
 
-WebTransfers::WebTransfers(EventLoop& loop, std::string caFile)
+WebTransfers::WebTransfers(EventLoop& loop, TlsClient& tls)
     : m_loop(loop),
-      m_caFile(std::move(caFile)),
+      m_tls(tls),
       m_headers(List("Connection: close")),
       m_timer(loop, loop, [this] { Act(CURL_SOCKET_TIMEOUT, 0); }),
       m_multi(NewMulti()) {
@@ -117,9 +121,14 @@ void WebTransfers::Remove(Handle& handle) noexcept {
   curl_multi_remove_handle(m_multi.get(), handle.Get());
 }
 
-CURLcode WebTransfers::PrepareTls(CURL*, void* context, void*) noexcept {
-  platform::LimitTls(static_cast<SSL_CTX*>(context));
-  return CURLE_OK;
+CURLcode WebTransfers::PrepareTls(CURL*, void* context, void* tls) noexcept {
+  auto* tlsContext = static_cast<SSL_CTX*>(context);
+  platform::LimitTls(tlsContext);
+  try {
+    return static_cast<TlsClient*>(tls)->ShareAuthorities(tlsContext) ? CURLE_OK : CURLE_SSL_CACERT_BADFILE;
+  } catch (const std::bad_alloc&) {
+    return CURLE_SSL_CACERT_BADFILE;
+  }
 }
 
 int WebTransfers::SocketChanged(CURL*, curl_socket_t fd, int what, void* self, void*) noexcept {

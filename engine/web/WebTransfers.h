@@ -12,6 +12,8 @@
 
 namespace norvane::engine {
 
+class TlsClient;
+
 /// libcurl's transfers in the loop, and the handles for them.
 class WebTransfers : private Watcher {
  public:
@@ -53,8 +55,9 @@ class WebTransfers : private Watcher {
     std::unique_ptr<CURL, Free> m_curl;
   };
 
-  /// `caFile` is a PEM file. Throws std::runtime_error when libcurl gives no handle.
-  WebTransfers(EventLoop& loop, std::string caFile);
+  /// Servers are verified by the authorities of `tls`. Throws std::runtime_error when libcurl gives no
+  /// handle.
+  WebTransfers(EventLoop& loop, TlsClient& tls);
   ~WebTransfers() override;
 
   [[nodiscard]] std::unique_ptr<Handle> Acquire();
@@ -69,7 +72,7 @@ class WebTransfers : private Watcher {
     void operator()(CURLM* multi) const noexcept { curl_multi_cleanup(multi); }
   };
 
-  static CURLcode PrepareTls(CURL*, void* context, void*) noexcept;
+  static CURLcode PrepareTls(CURL*, void* context, void* tls) noexcept;
   static int SocketChanged(CURL*, curl_socket_t fd, int what, void* self, void*) noexcept;
   static int TimerChanged(CURLM*, long milliseconds, void* self) noexcept;
   void Ready(int fd, std::uint32_t events) override { Act(fd, events); }
@@ -77,7 +80,7 @@ class WebTransfers : private Watcher {
   void Act(curl_socket_t fd, std::uint32_t events);
 
   EventLoop& m_loop;
-  std::string m_caFile;
+  TlsClient& m_tls;
   CurlList m_headers;
   EventLoop::Timer m_timer;
   unsigned m_made = 0;  // handles so far

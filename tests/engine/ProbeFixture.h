@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <string>
-#include <utility>
 
 #include "engine/mail/MailServerTable.h"
 #include "engine/net/LoopQueue.h"
@@ -15,19 +14,18 @@ namespace norvane::tests {
 /// What probes in `loop` share.
 struct ProbeFixture {
   explicit ProbeFixture(engine::EventLoop& eventLoop, std::size_t pageBytes = 0,
-                        std::string authorities = "/etc/ssl/certs/ca-certificates.crt")
-      : loop(eventLoop), caFile(std::move(authorities)), quota(pageBytes) {}
+                        const std::string& authorities = "/etc/ssl/certs/ca-certificates.crt")
+      : loop(eventLoop), tls(authorities), quota(pageBytes) {}
 
   engine::EventLoop& loop;
   engine::Resolver resolver{loop, {}};
-  const std::string caFile;
-  engine::TlsClient tls{caFile};
+  engine::TlsClient tls;
   const platform::LegacyCharset charset{};
   engine::PageQuota quota;
   engine::LoopQueue calls{loop};
   engine::ThreadPool pool{1};
   engine::MailServerTable mailServers;
-  engine::ProbeContext context{loop, resolver, tls, caFile, charset, quota, calls, pool, mailServers};
+  engine::ProbeContext context{loop, resolver, tls, charset, quota, calls, pool, mailServers};
 };
 
 }  // namespace norvane::tests

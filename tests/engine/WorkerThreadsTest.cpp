@@ -205,9 +205,30 @@ TEST(WorkerThreads, VerifiesCertificates) {
     EXPECT_EQ(reason("https" + broken.Url("/").substr(4)), "TLS with 127.0.0.1 failed: " + std::string(why));
   }
 
-  options.caFile = folder / "none.pem";
-  EXPECT_EQ(WorkerFixture(options).Check(Target(1, good.Url("/"))).result.reason,
-            "cannot read the file of trusted certificate authorities");
+  const loopback::CertificateAuthority newcomer;
+  static_cast<void>(newcomer.WriteTo(folder / "ca.pem"));
+  EXPECT_EQ(reason(good.Url("/")).substr(0, 36), "certificate of 127.0.0.1 not trusted");
+  HttpServer renewed({.tls = newcomer.Issue("127.0.0.1")});
+  renewed.Set("/", HttpServer::Reply("secure"));
+  EXPECT_EQ(reason(renewed.Url("/")), "Ok");
+}
+
+TEST(WorkerThreads, JudgesNoCertificateWithoutAuthorities) {
+  const loopback::TempFolder folder;
+  const loopback::CertificateAuthority authority;
+  HttpServer server({.tls = authority.Issue("127.0.0.1")});
+  server.Set("/", HttpServer::Reply("secure"));
+  WorkerOptions options;
+  options.caFile = folder / "ca.pem";
+  options.threads = 1;
+  WorkerFixture worker(options);
+  const auto check = [&] { return worker.Check(Target(1, server.Url("/"), "", "10")).result; };
+  EXPECT_EQ(check().reason, "cannot read the file of trusted certificate authorities");
+  EXPECT_EQ(check().outcome, Outcome::NotMade);
+  EXPECT_TRUE(worker->Figures().authoritiesUnreadable);
+  static_cast<void>(authority.WriteTo(folder / "ca.pem"));
+  EXPECT_EQ(check().reason, "Ok");
+  EXPECT_FALSE(worker->Figures().authoritiesUnreadable);
 }
 
 TEST(WorkerThreads, AsksAsAPlainClient) {

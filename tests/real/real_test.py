@@ -56,7 +56,8 @@ class RealServers(unittest.TestCase):
 
         cls.app = cls.folder / "app"
         cls.app.mkdir()
-        (cls.app / "config.ini").write_text(f"[tls]\ncafile={authority.certificate}\n" + cls.mail_sections())
+        shutil.copy(authority.certificate, cls.app / "ca.pem")
+        (cls.app / "config.ini").write_text("[tls]\ncafile=ca.pem\n" + cls.mail_sections())
         for name, password, mode in (("right", "secret", 0o600), ("wrong", "guess", 0o600), ("open", "secret", 0o644)):
             (cls.app / name).write_text(password + "\n")
             (cls.app / name).chmod(mode)

@@ -15,7 +15,7 @@ namespace {
 /// it by "MonitorExt_SuccessFlag".
 class WebType final : public ProbeType {
  public:
-  explicit WebType(ProbeContext& context) : m_context(context), m_transfers(context.loop, context.caFile) {}
+  explicit WebType(ProbeContext& context) : m_context(context), m_transfers(context.loop, context.tls) {}
   std::unique_ptr<Probe> Make(const CheckTarget& target, std::chrono::milliseconds timeout,
                               ProbeClient& client) override {
     const auto& flag = target.attributes->Get(keys::SuccessFlag);

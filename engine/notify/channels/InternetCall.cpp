@@ -31,7 +31,7 @@ class InternetCall final : public Probe {
 class InternetCallChannel final : public Channel {
  public:
   explicit InternetCallChannel(const ChannelContext& context)
-      : m_context(context.probes), m_transfers(m_context.loop, m_context.caFile) {}
+      : m_context(context.probes), m_transfers(m_context.loop, m_context.tls) {}
   std::unique_ptr<Probe> Make(const NotifyMode& mode, const NotifyRequest& request,
                               std::chrono::milliseconds timeout, ProbeClient& client) override {
     return std::make_unique<InternetCall>(

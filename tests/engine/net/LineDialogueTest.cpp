@@ -31,7 +31,7 @@ TEST(LineDialogue, AddressesShareTheTimeFromTheAnswerOfTheNameServerOn) {
   names.Lose(2);
   Resolver resolver(loop, {.nameServers = names.Address(), .tryTimeout = milliseconds(50)});
   tests::ProbeFixture probes(loop);
-  ProbeContext context{loop,         resolver,     probes.tls,  probes.caFile,     probes.charset,
+  ProbeContext context{loop,         resolver,     probes.tls,  probes.charset,
                        probes.quota, probes.calls, probes.pool, probes.mailServers};
   Client client;
   LineDialogue dialogue(context, loop, client);

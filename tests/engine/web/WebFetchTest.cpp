@@ -46,7 +46,7 @@ class WebFetchTest : public ::testing::Test, protected ProbeClient {
   HttpServer m_server;
   EventLoop m_loop;
   tests::ProbeFixture m_probes{m_loop, Quota};
-  WebTransfers m_transfers{m_loop, m_probes.caFile};
+  WebTransfers m_transfers{m_loop, m_probes.tls};
   std::unique_ptr<WebFetch> m_fetch;
   bool m_hasArrived = false;
   std::optional<std::string> m_failure;
