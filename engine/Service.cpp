@@ -39,6 +39,7 @@ constexpr std::chrono::seconds MaxEndTime{5};
 constexpr std::string_view BadLogFiles = "log files";
 constexpr std::string_view CommandsHeldUp = "commands";
 constexpr std::chrono::minutes HeldUpTime{10};
+constexpr std::chrono::minutes OverdueTime{1};  // until it is a condition
 
 CheckTarget TargetOf(const Monitor& monitor) {
   return {monitor.id, monitor.name, monitor.attributes};
@@ -134,6 +135,7 @@ void Service::OnSecond() {
   m_health.EndExpired();
   m_selfCheck.Observe(Observe());
   m_health.Set("memory", platform::RestoreMemoryReserve() ? "" : "memory is short");
+  m_health.Set("overdue", OverdueProblem());
   m_worker->OnSecond();
   RepeatLostStarts();
   m_admin.OweDue();
@@ -148,6 +150,25 @@ void Service::OnSecond() {
 
 SelfCheck::Observation Service::Observe() const {
   return {m_worker->Figures(), m_writer->BusyFor(), m_wakes};
+}
+
+/// Of monitors that are overdue by more than a check may take and a short stall of the engine.
+std::string Service::OverdueProblem() const {
+  const auto latest = m_clock() - OverdueTime;
+  const Monitor* first = nullptr;
+  std::size_t more = 0;
+  for (const auto& [id, monitor] : m_table->All()) {
+    if (monitor.overdueAt > latest || !monitor.Running() ||
+        monitor.overdueAt + CheckTimes::Of(*monitor.attributes).timeout > latest)
+      continue;
+    if (first == nullptr)
+      first = &monitor;
+    else
+      ++more;
+  }
+  if (first == nullptr) return {};
+  return "no result of " + first->name + " for three intervals" +
+         (more == 0 ? "" : " (and of " + std::to_string(more) + " more)");
 }
 
 ce::EngineStatus Service::Status() const {

@@ -160,6 +160,7 @@ class Service final : private Storage::Client {
   void HandleLogFile(const std::string& pattern, const std::string& problem);
   void ConditionChanged(std::string_view key, const Health::Condition& condition, Health::Change change);
   [[nodiscard]] SelfCheck::Observation Observe() const;
+  [[nodiscard]] std::string OverdueProblem() const;
   void ExpectCheck(const Monitor& monitor, std::chrono::milliseconds firstAfter);
   void GoOnEnding();
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);

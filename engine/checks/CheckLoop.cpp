@@ -26,6 +26,9 @@ constexpr int MaxBegunAtOnce = 32;
 /// So long a turn may begin checks.
 constexpr milliseconds MaxBeginning{2};
 constexpr int MaxAttempts = 4;
+/// A check that was not made is repeated so soon, then after twice and three times as long.
+constexpr std::chrono::seconds RetryPause{10};
+constexpr int MaxRetryPauses = 3;
 /// How long a page may wait to be looked at.
 constexpr std::chrono::minutes MaxJudging{1};
 /// What is less late than this is not worth a line in the log.
@@ -184,7 +187,8 @@ void CheckLoop::Update(CheckTarget target) {
   assert(m_loop.IsInside());
   const auto watched = m_watched.find(target.id);
   if (watched == m_watched.end()) return;
-  m_schedule.SetInterval(watched->first, SetTarget(watched->second, std::move(target)));
+  const auto interval = SetTarget(watched->second, std::move(target));
+  m_schedule.SetInterval(watched->first, interval, m_loop.Now());
 }
 
 void CheckLoop::Stop(MonitorId id) {
@@ -240,8 +244,16 @@ void CheckLoop::EnqueueDue(Moment end) {
     if (watched.check != nullptr) continue;
     m_schedule.Begin(*id, now);
     m_schedule.End(*id, now);
+    RetrySoon(*id);
     ++m_figures.notMade;
   }
+}
+
+/// The next interval may be a day away.
+void CheckLoop::RetrySoon(MonitorId id) {
+  auto& notMade = m_watched.at(id).notMade;
+  notMade = std::min(notMade + 1, MaxRetryPauses);
+  m_schedule.Hasten(id, m_loop.Now() + notMade * RetryPause);
 }
 
 void CheckLoop::EnqueueScheduled(Watched& watched) {
@@ -309,8 +321,13 @@ void CheckLoop::End(Check& check, const std::string& failure) noexcept {
     auto& result = report.result;
     bool outlasted = false;
     if (isScheduled) {  // first, whether there is memory for the report or not
-      m_watched.at(id).check = nullptr;
+      auto& watched = m_watched.at(id);
+      watched.check = nullptr;
       outlasted = m_schedule.End(id, check.Answered());
+      if (isBelieved)
+        watched.notMade = 0;
+      else
+        RetrySoon(id);
     }
     if (isBelieved && check.WasRewound()) AppendRemark(report.remark, "made anew, " + check.HeldUpText());
     result.outcome = failure.empty() ? Outcome::Good : isBelieved ? Outcome::Failed : Outcome::NotMade;

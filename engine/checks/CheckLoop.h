@@ -72,11 +72,13 @@ class CheckLoop {
     bool remarked = false;   // reported already
     Check* check = nullptr;  // that waits or is in flight
     bool isLeaving = false;
+    int notMade = 0;  // checks in a row that could not be judged
   };
 
   /// Gives the interval.
   std::chrono::milliseconds SetTarget(Watched& watched, CheckTarget target);
   void HandOver(MonitorId id, const Watched& watched);
+  void RetrySoon(MonitorId id);
   void EnqueueDue(Moment end);
   void EnqueueScheduled(Watched& watched);
   void Enqueue(std::unique_ptr<Check> check);

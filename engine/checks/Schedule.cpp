@@ -19,11 +19,15 @@ void Schedule::Remove(MonitorId id) {
   m_entries.erase(at);
 }
 
-void Schedule::SetInterval(MonitorId id, Interval interval) {
+void Schedule::SetInterval(MonitorId id, Interval interval, Moment now) {
   auto& entry = m_entries.at(id);
   if (entry.interval == interval) return;
   entry.interval = interval;
-  if (entry.started) Plan(id, entry, entry.planned + interval);
+  if (entry.started) Plan(id, entry, std::max(entry.planned + interval, std::min(entry.due, now)));
+}
+
+void Schedule::Hasten(MonitorId id, Moment at) {
+  if (auto& entry = m_entries.at(id); at < entry.due) Plan(id, entry, at);
 }
 
 /// Allocates nothing: a monitor must not get lost.

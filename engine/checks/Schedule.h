@@ -29,8 +29,9 @@ class Schedule {
   /// `id` must not be in the schedule.
   void Add(MonitorId id, Moment first, Interval interval);
   void Remove(MonitorId id);
-  /// Counts from the last planned start; a monitor that was not yet started keeps its first moment.
-  void SetInterval(MonitorId id, Interval interval);
+  /// Counts from the last planned start, but nothing gets late by it; a monitor that was not yet started
+  /// keeps its first moment.
+  void SetInterval(MonitorId id, Interval interval, Moment now);
 
   struct Lateness {
     Interval late;        ///< since the check was due
@@ -44,6 +45,8 @@ class Schedule {
   /// The check has ended, and the service's part in it at `answered`. True if that outlasted the interval;
   /// the next is then due at once. Starts that passed later are missed.
   bool End(MonitorId id, Moment answered);
+  /// The next check, if it would start later, starts at `at`, and intervals count from there.
+  void Hasten(MonitorId id, Moment at);
 
   /// When a monitor is due whose check neither waits nor runs.
   [[nodiscard]] Moment Next(MonitorId id) const { return m_entries.at(id).due; }

@@ -52,6 +52,35 @@ TEST(ServiceHealth, AMonitorWithoutACheckForThreeIntervalsIsOverdue) {
   EXPECT_EQ(engine.service.Status().overdue.size(), 1u);
 }
 
+TEST(ServiceHealth, WhatStaysOverdueIsACondition) {
+  const TempFolder folder;
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; });
+  const auto add = [&](const char* name, const char* timeout) {
+    const auto id = engine.Add(name);
+    engine.service.Set(id, keys::Interval, "10");
+    engine.service.Set(id, keys::Timeout, timeout);
+    engine.service.Set(id, keys::Status, "Enable");
+    return id;
+  };
+  const auto a = add("WebMonitor Of a", "5"), b = add("WebMonitor Of b", "5");
+  add("WebMonitor Of slow", "60");
+  engine.service.Set(add("WebMonitor Of stopped", "5"), keys::Status, "Disable");
+  const auto after = [&](int seconds) {
+    now += std::chrono::seconds(seconds);
+    engine.service.OnWake();
+    engine.service.OnSecond();
+    return engine.Conditions();
+  };
+  EXPECT_EQ(after(94), Calls{}) << "a minute more than three intervals and the time-out";
+  EXPECT_EQ(after(1), Calls{"no result of WebMonitor Of a for three intervals (and of 1 more)"});
+  engine.checks->Report(a, 0, "Ok");
+  EXPECT_EQ(after(0), Calls{"no result of WebMonitor Of b for three intervals"});
+  engine.checks->Report(b, 0, "broken");
+  EXPECT_EQ(after(0), Calls{});
+  EXPECT_EQ(after(55), Calls{"no result of WebMonitor Of slow for three intervals"});
+}
+
 TEST(ServiceHealth, TheAdministratorHearsOfConditionsButNotOfHisOwnSilence) {
   const TempFolder folder;
   tests::WriteFile(folder / "NorvaneEngine.dat", "no data file");
@@ -84,6 +113,7 @@ TEST(ServiceHealth, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
   Engine engine(folder.Path(), [&] { return now; });
   engine.checks->notifyOutcome = "no route";
   const auto id = engine.Add("WebMonitor Of a", "Enable");
+  engine.service.Set(id, keys::Interval, "86400");
   engine.service.Set(id, keys::NotifyMode, "TEL://");
   engine.service.Set(id, keys::NotifyPager, "555");
   engine.service.Set(id, keys::MaxFailTimes, "0");

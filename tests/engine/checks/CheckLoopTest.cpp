@@ -49,10 +49,10 @@ class FakeType final : public ProbeType {
   }
 };
 
-/// Checks with a time-out of a second and an interval of two, in a time that the test lets pass.
+/// Checks with a time-out of a second, in a time that the test lets pass.
 class TimedChecks {
  public:
-  TimedChecks() { running = {}; }
+  explicit TimedChecks(const char* interval = "2") : m_target(Target(interval)) { running = {}; }
   void CheckOnce(int count = 1) {
     for (int ticket = 1; ticket <= count; ++ticket)
       m_checks.CheckOnce(m_target, static_cast<std::uint64_t>(ticket));
@@ -79,17 +79,17 @@ class TimedChecks {
  private:
   static std::unique_ptr<ProbeType> MakeType(ProbeContext&) { return std::make_unique<FakeType>(); }
   static constexpr MonitorType Types[] = {{"FakeMonitor", false, &MakeType}};
-  static CheckTarget Target() {
+  static CheckTarget Target(const char* interval) {
     auto attributes = NewMonitorAttributes();
     attributes.Set(keys::Timeout, "1");
-    attributes.Set(keys::Interval, "2");
+    attributes.Set(keys::Interval, interval);
     return {1, "FakeMonitor Of x", std::make_shared<const Attributes>(attributes)};
   }
 
   Moment m_now{std::chrono::hours(1)};
   EventLoop m_loop{[this] { return m_now; }, &LogToStandardError, [] { return std::chrono::nanoseconds(0); }};
   tests::ProbeFixture m_probes{m_loop};
-  const CheckTarget m_target = Target();
+  const CheckTarget m_target;
   CheckLoop m_checks{
       m_probes.context, Types, 10, {[this](CheckEnded report) { reports.push_back(std::move(report)); }}};
 };
@@ -223,6 +223,27 @@ TEST(CheckLoop, CountsTheStartsMissedWhileAPageIsJudged) {
   EXPECT_EQ(running.begun, 2);
   EXPECT_EQ(checks.Figures().notMade, 1u) << "that of the third second; the check of the fifth is late";
   EXPECT_EQ(checks.reports.at(0).remark, "") << "it did not take longer than its interval";
+}
+
+TEST(CheckLoop, RepeatsSoonWhatItCouldNotMake) {
+  TimedChecks checks("86400");
+  checks.Start();
+  checks.Pass(5);
+  int begun = 1;
+  for (const int pause : {10000, 20000, 30000, 30000}) {
+    SCOPED_TRACE(begun);
+    for (int stalls = 0; stalls < 9; ++stalls)
+      checks.Stall(405);
+    ASSERT_EQ(checks.reports.size(), static_cast<std::size_t>(begun));
+    EXPECT_EQ(checks.reports.back().result.outcome, Outcome::NotMade);
+    checks.Pass(pause - 5);
+    EXPECT_EQ(running.begun, begun);
+    checks.Pass(10);
+    EXPECT_EQ(running.begun, ++begun);
+  }
+  running.client->Ended("broken");
+  checks.Pass(35000);
+  EXPECT_EQ(running.begun, begun) << "it has been made";
 }
 
 TEST(CheckLoop, BeginsNoMoreThanATurnMayHold) {

@@ -20,9 +20,10 @@ Moment At(int milli) {
 constexpr MonitorId Id = 1;
 
 struct Step {
-  enum What { Start, End, Interval } what;
+  enum What { Start, End, Interval, Hasten } what;
   int at;                // Start: when `DequeueDue` is asked; Interval: the new one
   bool expected = true;  // Start: something is due; End: the check has outlasted its interval
+  int now = 0;           // Interval: when it is set
 };
 
 TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
@@ -47,6 +48,16 @@ TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
       {"also while it runs", {{S::Start, 100}, {S::Interval, 300}, {S::End, 150, false}}, 400},
       {"outlasted by the new measure", {{S::Start, 100}, {S::Interval, 500}, {S::End, 700, true}}, 700},
       {"not yet started, it keeps its first moment", {{S::Interval, 500}}, 100},
+      {"a shorter one that has passed already makes nothing late",
+       {{S::Start, 100}, {S::End, 150, false}, {S::Interval, 500, {}, 900}},
+       900},
+      {"but what was late stays so",
+       {{S::Start, 100}, {S::End, 150, false}, {S::Interval, 500, {}, 7000}},
+       1100},
+      {"hastened, and intervals count from there",
+       {{S::Start, 100}, {S::End, 150, false}, {S::Hasten, 400}, {S::Start, 405}, {S::End, 410, false}},
+       1400},
+      {"not hastened to a later moment", {{S::Start, 100}, {S::End, 150, false}, {S::Hasten, 1200}}, 1100},
   };
   for (const auto& [name, steps, nextDue] : rows) {
     SCOPED_TRACE(name);
@@ -62,7 +73,10 @@ TEST(Schedule, HoldsIntervalsWithoutDriftOrOverlap) {
           EXPECT_EQ(schedule.End(Id, At(step.at)), step.expected);
           break;
         case S::Interval:
-          schedule.SetInterval(Id, milliseconds(step.at));
+          schedule.SetInterval(Id, milliseconds(step.at), At(step.now));
+          break;
+        case S::Hasten:
+          schedule.Hasten(Id, At(step.at));
       }
     }
     EXPECT_EQ(schedule.NextStart(), nextDue < 0 ? std::nullopt : std::optional(At(nextDue)));
