@@ -27,7 +27,7 @@ constexpr std::size_t IdentitySize = 8;
 
 // Conditions.
 constexpr std::string_view NotAccepted = "notifications";
-constexpr std::string_view GivenUp = "notification given up";
+constexpr std::string_view GivenUpOf = "notification given up: ";  // and the monitor
 constexpr std::chrono::hours GivenUpTime{24};
 
 std::string Joined(const std::vector<std::string>& lines) {
@@ -281,9 +281,11 @@ void Alarms::MessageEnded(const std::string& identity, const OwedMessage& messag
     m_parts.admin.Ended();
     return m_parts.health.Set(AdminMessages::Unreachable, {});
   }
-  if (ended.end == End::GivenUp)
-    m_parts.health.Note(GivenUp, "notification of " + message.monitor + " given up: " + ended.reason,
-                        GivenUpTime);
+  if (ended.end == End::GivenUp) {
+    m_parts.health.Note(std::string(GivenUpOf) + message.monitor,
+                        "notification of " + message.monitor + " given up: " + ended.reason, GivenUpTime);
+    if (m_sender.Problem().empty()) m_parts.health.Replace(NotAccepted);
+  }
   const Monitor* monitor = m_parts.table().Find(message.monitor);
   if (monitor == nullptr || message.kind != OwedMessage::Kind::Failure) return;
   using Message = OutageRecord::Message;

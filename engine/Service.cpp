@@ -123,7 +123,7 @@ void Service::HandleLogFile(const std::string& pattern, const std::string& probl
   else
     m_badLogFiles[pattern] = problem;
   if (m_badLogFiles.empty()) return m_health.Set(BadLogFiles, {});
-  if (!problem.empty() && m_badLogFiles.size() > 1) m_ownLog.Write(problem);
+  if (!problem.empty() && m_badLogFiles.size() > 1) m_ownLog.Write(problem, std::string(BadLogFiles));
   const auto more = m_badLogFiles.size() - 1;
   m_health.Set(BadLogFiles,
                m_badLogFiles.begin()->second + (more == 0 ? "" : " (and " + std::to_string(more) + " more)"));
@@ -532,7 +532,10 @@ void Service::Log(const Monitor& monitor, std::chrono::system_clock::time_point 
 
 void Service::ConditionChanged(std::string_view key, const Health::Condition& condition,
                                Health::Change change) {
-  m_ownLog.Write((change == Health::Change::Ends ? "resolved: " : "") + condition.text);
+  if (change == Health::Change::Recurs)
+    m_ownLog.Write(condition.text);
+  else
+    m_ownLog.WriteAlways((change == Health::Change::Ends ? "resolved: " : "") + condition.text);
   if (key != AdminMessages::Unreachable) m_admin.Add(condition, change);
 }
 

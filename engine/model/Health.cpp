@@ -24,6 +24,10 @@ void Health::Note(std::string_view key, const std::string& text, std::chrono::se
   m_observer(key, {text, std::chrono::system_clock::now(), end}, Change::Recurs);
 }
 
+void Health::Replace(std::string_view key) {
+  if (const auto known = m_conditions.find(key); known != m_conditions.end()) m_conditions.erase(known);
+}
+
 void Health::EndExpired() {
   const auto now = m_clock();
   for (auto each = m_conditions.begin(); each != m_conditions.end();) {

@@ -37,6 +37,8 @@ class Health {
   /// Something went wrong just now. Ends by itself, or by `Set` with the same key. Notifies the observer each
   /// time.
   void Note(std::string_view key, const std::string& text, std::chrono::seconds lasting = EventTime);
+  /// The state of `key`, if anything was wrong with it, ends in something worse: the observer isn't notified.
+  void Replace(std::string_view key);
   /// To be called now and then.
   void EndExpired();
 

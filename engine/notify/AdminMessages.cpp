@@ -5,6 +5,7 @@
 
 #include "engine/net/Reason.h"
 #include "formats/NotifyMode.h"
+#include "platform/Ascii.h"
 #include "platform/Paths.h"
 #include "platform/RandomText.h"
 #include "platform/TimeText.h"
@@ -30,7 +31,11 @@ std::string AdminMessages::Misconfigured() const {
 }
 
 void AdminMessages::Add(const Health::Condition& condition, Health::Change change) {
-  if (m_address.mode.empty() || change == Health::Change::Recurs || m_lines.size() == MaxWaiting) return;
+  if (m_address.mode.empty() || m_lines.size() == MaxWaiting) return;
+  auto shape = condition.text;
+  std::erase_if(shape, platform::IsAsciiDigit);
+  if (change == Health::Change::Ends || m_told.size() == MaxWaiting) m_told.clear();
+  if (!m_told.insert(std::move(shape)).second && change == Health::Change::Recurs) return;
   if (m_lines.empty()) m_next = std::max(m_next, m_clock() + GatherTime);
   m_lines.push_back({std::chrono::system_clock::now(),
                      (change == Health::Change::Ends ? "resolved: " : "") + PlainText(condition.text)});

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,8 +18,9 @@ struct AdminAddress {
   std::string to{};
 };
 
-/// Messages to the administrator about conditions of the engine that begin or end. What comes up within
-/// `GatherTime`, or while one is owed, is one message. On the service thread.
+/// Messages to the administrator about conditions of the engine that begin or end, or recur with a text that
+/// differs in more than numbers. What comes up within `GatherTime`, or while one is owed, is one message. On
+/// the service thread.
 class AdminMessages {
  public:
   static constexpr std::chrono::seconds GatherTime{10};
@@ -56,6 +58,7 @@ class AdminMessages {
   Owe m_owe;
   Health::Clock m_clock;
   std::vector<Line> m_lines;
+  std::set<std::string> m_told;  // texts without their numbers, since a condition ended
   bool m_isOwed = false;
   Health::Moment m_next{};
 };

@@ -395,10 +395,11 @@ void MessageSender::Remove(const std::string& identity, const Ended& ended) {
   if (const auto found = m_shipments.find(removed.mapped().shipment); found != m_shipments.end()) {
     auto& shipment = found->second;
     std::erase(shipment.messages, identity);
-    // One that is in flight stays until its end.
     auto& queue = m_queues.at(shipment.queue);
+    // One that is in flight stays until its end.
     if (shipment.messages.empty() && queue.waiting.erase(shipment.place) + queue.held.erase(found->first) > 0)
       m_shipments.erase(found);
+    if (queue.waiting.empty() && queue.held.empty() && !queue.isInFlight) queue.problem.clear();
   }
   m_hooks.ended(identity, removed.mapped().message, ended);
 }

@@ -30,9 +30,9 @@ LogLine Line(std::string text) {
 
 EngineLog::EngineLog(Writer& writer, Clock clock) : m_writer(writer), m_clock(std::move(clock)) {}
 
-void EngineLog::Write(const std::string& text) {
+void EngineLog::Write(const std::string& text, std::string kind) {
   const std::lock_guard lock(m_mutex);
-  auto shape = WithoutNumbers(text);
+  auto shape = kind.empty() ? WithoutNumbers(text) : std::move(kind);
   if (m_repeated.size() >= MaxDifferent && !m_repeated.contains(shape)) shape.clear();
   auto& repeated = m_repeated[shape];
   if (repeated.count == 0) repeated.since = m_clock();
@@ -40,6 +40,11 @@ void EngineLog::Write(const std::string& text) {
     Print(text);
   else
     repeated.last = text;
+}
+
+void EngineLog::WriteAlways(const std::string& text) {
+  const std::lock_guard lock(m_mutex);
+  Print(text);
 }
 
 void EngineLog::Flush() {
@@ -55,8 +60,9 @@ void EngineLog::FlushOlder(std::chrono::seconds age) {
   std::erase_if(m_repeated, [this, age, now = m_clock()](const auto& entry) {
     const auto& repeated = entry.second;
     if (now - repeated.since < age) return false;
-    if (const int more = repeated.count - MaxRepeats; more > 0)
-      Print(repeated.last + " (and " + std::to_string(more - 1) + " more like this in the last minute)");
+    if (const int more = repeated.count - MaxRepeats - 1; more >= 0)
+      Print(repeated.last +
+            (more == 0 ? "" : " (and " + std::to_string(more) + " more like this in the last minute)"));
     return true;
   });
 }

@@ -13,7 +13,8 @@ namespace norvane::engine {
 class Writer;
 
 /// The engine's own messages: on standard error and in "log/engine.log". A message that repeats is throttled:
-/// messages that differ in numbers only, or behind their first 64 bytes, count as the same. Any thread.
+/// messages of one kind count as the same, others if they differ in numbers only, or behind their first 64
+/// bytes. Any thread.
 class EngineLog {
  public:
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
@@ -23,7 +24,9 @@ class EngineLog {
 
   EngineLog(Writer& writer, Clock clock);
 
-  void Write(const std::string& text);
+  void Write(const std::string& text, std::string kind = {});
+  /// Never throttled: for what comes seldom, or what the reader must not miss.
+  void WriteAlways(const std::string& text);
   /// Logs how many messages were left out. To be called now and then.
   void Flush();
   /// The same at the end, however short the time.

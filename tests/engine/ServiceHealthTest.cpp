@@ -141,10 +141,33 @@ TEST(ServiceHealth, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
   EXPECT_EQ(engine.Conditions(), Calls{});
   engine.checks->notifyOutcome = "no route";
   failAndRecover();
-  now += std::chrono::hours(25);
-  engine.service.OnSecond();
-  engine.service.OnWake();
-  EXPECT_EQ(engine.Conditions(), Calls{"notification of WebMonitor Of a given up: no route"});
+}
+
+TEST(ServiceHealth, WhatIsGivenUpIsAConditionOfEachMonitorAndNotResolved) {
+  const TempFolder folder;
+  Moment now;
+  {
+    Engine engine(folder.Path(), [&] { return now; });
+    engine.checks->notifyOutcome = "no route";
+    for (const char* name : {"WebMonitor Of a", "WebMonitor Of b"}) {
+      const auto id = engine.Add(name, "Enable");
+      engine.service.Set(id, keys::NotifyMode, "TEL://");
+      engine.service.Set(id, keys::NotifyPager, "555");
+      engine.service.Set(id, keys::MaxFailTimes, "0");
+      engine.checks->Report(id, 0, "down");
+      engine.service.OnWake();
+      for (const char* value : {"1", "2"})  // when all is on disk
+        engine.Commit("x", value);
+      engine.service.Set(id, keys::Interval, "86400");
+    }
+    EXPECT_EQ(engine.Conditions().size(), 1u);
+    now += std::chrono::hours(25);
+    engine.service.OnSecond();
+    engine.service.OnWake();
+    EXPECT_EQ(engine.Conditions(), (Calls{"notification of WebMonitor Of a given up: no route",
+                                          "notification of WebMonitor Of b given up: no route"}));
+  }
+  EXPECT_EQ(tests::ReadFile(folder / "log/engine.log").find("resolved"), std::string::npos);
 }
 
 TEST(ServiceHealth, LogFilesThatCannotBeWrittenAreOneCondition) {

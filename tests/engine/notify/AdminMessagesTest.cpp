@@ -43,8 +43,10 @@ TEST_F(AdminMessagesTest, GatherWhatComesUpTogetherAndPauseBetweenMessages) {
   Add("name server");
   EXPECT_EQ(After(seconds(9)), "nothing");
   Add("name server", Change::Recurs);
-  EXPECT_EQ(After(seconds(1)), " disk full name server");
-  EXPECT_NE(m_sent->message.find("disk full (and 1 more)"), std::string::npos) << m_sent->message;
+  Add("command x waits for 5 s", Change::Recurs);
+  Add("command x waits for 10 s", Change::Recurs);
+  EXPECT_EQ(After(seconds(1)), " disk full name server command x waits for 5 s");
+  EXPECT_NE(m_sent->message.find("disk full (and 2 more)"), std::string::npos) << m_sent->message;
   Add("disk full", Change::Ends);
   EXPECT_EQ(After(std::chrono::hours(9)), "nothing") << "one at a time";
   m_messages.Ended();

@@ -361,8 +361,11 @@ TEST(EngineLog, ThrottlesWhatRepeatsAndSaysHowOften) {
     now += EngineLog::RepeatTime;
     log.Flush();
     log.Flush();
-    for (int i = 300; i < 320; ++i)
+    for (int i = 300; i < 311; ++i) {
       log.Write("user " + std::to_string(i) + " refused");
+      log.Write(std::string(1, static_cast<char>('a' + i - 300)), "kind");
+      log.WriteAlways("begins");
+    }
     log.FlushAll();
   }
   std::vector<std::string> expected;
@@ -371,8 +374,9 @@ TEST(EngineLog, ThrottlesWhatRepeatsAndSaysHowOften) {
   expected.insert(expected.end(),
                   {"another", "user 299 refused (and 289 more like this in the last minute)"});
   for (int i = 0; i < EngineLog::MaxRepeats; ++i)
-    expected.push_back("user " + std::to_string(300 + i) + " refused");
-  expected.emplace_back("user 319 refused (and 9 more like this in the last minute)");
+    expected.insert(expected.end(), {"user " + std::to_string(300 + i) + " refused",
+                                     std::string(1, static_cast<char>('a' + i)), "begins"});
+  expected.insert(expected.end(), {"begins", "k", "user 310 refused"});
   EXPECT_EQ(logged, expected);
 }
 
