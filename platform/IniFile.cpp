@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -70,18 +71,39 @@ IniFile::IniFile(const std::string& path) {
   problem = ReadFile(path, content);
   std::string_view text = content;
   if (text.starts_with(ByteOrderMark)) text.remove_prefix(ByteOrderMark.size());
-  for (int number = 1; !text.empty(); ++number) {
+  std::set<std::string> names, keys;  // those of the sections, and of the entries of the last one
+  bool isRepeated = false;            // the section
+  int number = 0;
+  const auto ignore = [&](const std::string& why) {
+    ignored.push_back("line " + std::to_string(number) + " " + why + ", ignored");
+  };
+  while (!text.empty()) {
+    ++number;
     const auto end = text.find('\n');
     const auto line = Trimmed(text.substr(0, end), IniBlanks);
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    if (line.starts_with(';')) continue;
+    if (line.empty() || line.starts_with(';')) continue;
     if (problem.empty() && !IsValidUtf8(line)) problem = "line " + std::to_string(number) + " is not UTF-8";
     if (line.starts_with('[')) {
-      sections.push_back({std::string(Trimmed(line.substr(1, line.find(']') - 1), IniBlanks)), {}});
-    } else if (const auto equals = line.find('='); !sections.empty() && equals != std::string_view::npos) {
-      sections.back().entries.push_back({std::string(Trimmed(line.substr(0, equals), IniBlanks)),
-                                         Cut(Unquoted(Trimmed(line.substr(equals + 1), IniBlanks)))});
+      const std::string name(Trimmed(line.substr(1, line.find(']') - 1), IniBlanks));
+      isRepeated = !names.insert(AsciiUpper(name)).second;
+      keys.clear();
+      if (isRepeated)
+        ignore("begins a second section [" + name + "]");
+      else
+        sections.push_back({name, {}});
+      continue;
     }
+    const auto equals = line.find('=');
+    const std::string key(Trimmed(line.substr(0, equals), IniBlanks));
+    if (equals == std::string_view::npos)
+      ignore("has no \"=\"");
+    else if (sections.empty())
+      ignore("is before all sections");
+    else if (!isRepeated && !keys.insert(AsciiUpper(key)).second)
+      ignore("is a second " + key + " in [" + sections.back().name + "]");
+    else if (!isRepeated)
+      sections.back().entries.push_back({key, Cut(Unquoted(Trimmed(line.substr(equals + 1), IniBlanks)))});
   }
 }
 

@@ -10,6 +10,7 @@ namespace norvane::platform {
 /// - names match in any letter case (ASCII letters only);
 /// - blanks and tabs around names and values do not count, nor does one pair of quotes around a value, single
 ///   or double; lines that begin with ";" and lines without "=" are skipped; nothing is unescaped or split;
+/// - of sections of the same name the first counts, and in it of lines with the same key the first;
 /// - a value is cut to 299 characters, what a buffer of 300 holds.
 /// The text is UTF-8; a byte order mark, LF and CRLF are understood.
 struct IniFile {
@@ -25,10 +26,11 @@ struct IniFile {
   /// Reads it; any thread.
   explicit IniFile(const std::string& path);
 
-  /// The first section of that name counts, and in it the first line with the key; null if there is none.
+  /// Null if there is none.
   [[nodiscard]] const std::string* Find(std::string_view section, std::string_view key) const;
 
-  std::vector<Section> sections;  ///< in their order; a name may come twice
+  std::vector<Section> sections;     ///< those that count, in their order
+  std::vector<std::string> ignored;  ///< each line that neither counts nor is a comment, and why
   /// Why a file that is there could not be read, so that it counts as empty: refused, no regular file, larger
   /// than 1 MiB. Or which line is no UTF-8, and counts nevertheless.
   std::string problem;

@@ -138,6 +138,8 @@ Config Config::Read(const std::string& path) {
   const platform::IniFile file(path);
   Config config;
   if (!file.problem.empty()) config.problem = "config.ini: " + file.problem;
+  for (const auto& line : file.ignored)
+    config.remarks.push_back("config.ini: " + line);
   for (const auto& [section, key, apply, meaning, fallback] : Settings) {
     const auto* value = file.Find(section, key);
     if (value != nullptr && !apply(*value, config))

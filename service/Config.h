@@ -24,8 +24,8 @@ struct Config {
 
   /// Why the file could not be read, or which line of it; empty if it could, or if there is none.
   std::string problem{};
-  /// For the log: each value that makes no sense, with the default used, and once each key or section that
-  /// nobody knows.
+  /// For the log: each line that is ignored, each value that makes no sense, with the default used, and once
+  /// each key or section that nobody knows.
   std::vector<std::string> remarks{};
 
   [[nodiscard]] static Config Read(const std::string& path);

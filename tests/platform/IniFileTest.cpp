@@ -80,14 +80,19 @@ TEST(IniFile, GivesTheDefaultWhereThereIsNoFileToRead) {
 TEST(IniFile, ListsItsSectionsAndSaysWhatIsWrongWithIt) {
   const TempFolder folder;
   const IniFile file(WriteFile(folder / "config.ini",
-                               "lost=1\n[mail a]\nuser=x\n\nno entry\n[log]\n[MAIL b]\nuser=y\nuser=z\n"));
+                               "lost=1\n[mail a]\nuser=x\n\n;no entry\nno entry\n[log]\n[MAIL b]\nuser=y\n"
+                               "User=z\nfrom=w\n[Mail A]\nfrom=v\n[x]\nuser=u\n"));
   std::string text;
   for (const auto& section : file.sections) {
     text += "[" + section.name + "]";
     for (const auto& entry : section.entries)
       text += entry.key + "=" + entry.value + ";";
   }
-  EXPECT_EQ(text, "[mail a]user=x;[log][MAIL b]user=y;user=z;");
+  EXPECT_EQ(text, "[mail a]user=x;[log][MAIL b]user=y;from=w;[x]user=u;");
+  EXPECT_EQ(file.ignored, (std::vector<std::string>{"line 1 is before all sections, ignored",
+                                                    "line 6 has no \"=\", ignored",
+                                                    "line 10 is a second User in [MAIL b], ignored",
+                                                    "line 12 begins a second section [Mail A], ignored"}));
   EXPECT_EQ(file.problem, "");
 
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);

@@ -127,6 +127,8 @@ TEST(EngineProgram, SaysOnceWhatItCannotUseOfItsSettings) {
   engine.Signal(SIGTERM);
   const std::string expected[] = {
       "config.ini: line 24 is not UTF-8",
+      "config.ini: line 17 is a second ADMN in [notify], ignored",
+      "config.ini: line 23 begins a second section [log], ignored",
       "config.ini: [text] charset=klingon is not a character set, using windows-1252",
       "config.ini: [notify] give_up=soon is not a time from 1m, using 1d",
       "config.ini: [notify] single=-1 is not a number from 0, using 20",
