@@ -12,7 +12,7 @@ from engine import Engine, fill, wait_until, web_monitor
 from monitors import SETTLED, Changes
 from peers import MailSink, Services
 
-AFTER_A_KILL = r"the engine was not ended in order; \d+ changes? taken from its journal"
+AFTER_A_KILL = r"the engine was not ended in order; changes taken from its journal: \d+"
 FAILING = ("told", "owed", "counting")
 
 
