@@ -35,8 +35,8 @@ constexpr std::string_view NotEnded = "not ended in order";
 
 /// In the journal's header, for a data file that cannot be read.
 constexpr const char* UnreadableState = "unreadable";
-/// Between two syncs of the journal; a little less than the second within which a change is on disk.
-constexpr std::chrono::milliseconds BatchPause{850};
+/// Between two syncs of the journal; a change is on disk within a second, also on a busy machine.
+constexpr std::chrono::milliseconds BatchPause{500};
 
 /// A name that cannot be resolved stays as it is.
 fs::path Canonical(const fs::path& path) {
