@@ -35,8 +35,7 @@ CURLM* NewMulti() {
 }  // namespace
 
 WebTransfers::Handle::Handle(const WebTransfers& owner, unsigned number)
-    : m_peer("peer" + std::to_string(number % PeerNames)),
-      m_connectTo(List("::" + m_peer + ":")) {
+    : m_peer("peer" + std::to_string(number % PeerNames)), m_connectTo(List("::" + m_peer + ":")) {
   Renew(owner);
 }
 

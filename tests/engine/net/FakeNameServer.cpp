@@ -27,17 +27,19 @@ std::string AddressBytes(int family, const std::string& address) {
 }
 }  // namespace
 
+/// The port is one that is free for TCP, of which there are fewer.
 FakeNameServer::FakeNameServer(engine::EventLoop& loop, std::map<std::string, Entry> entries)
     : m_loop(loop),
       m_entries(std::move(entries)),
-      m_socket(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
+      m_socket(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)),
+      m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   auto* plain = reinterpret_cast<sockaddr*>(&address);
   socklen_t size = sizeof address;
-  if (::bind(m_socket.Get(), plain, size) != 0 || ::getsockname(m_socket.Get(), plain, &size) != 0 ||
-      !m_loop.Watch(m_socket.Get(), EPOLLIN, *this))
+  if (::bind(m_listener.Get(), plain, size) != 0 || ::getsockname(m_listener.Get(), plain, &size) != 0 ||
+      ::bind(m_socket.Get(), plain, size) != 0 || !m_loop.Watch(m_socket.Get(), EPOLLIN, *this))
     throw std::runtime_error("no name server on loopback");
   m_port = ntohs(address.sin_port);
 }
@@ -48,13 +50,7 @@ FakeNameServer::~FakeNameServer() {
 }
 
 void FakeNameServer::ListenByTcp() {
-  m_listener.Reset(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(m_port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::bind(m_listener.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(m_listener.Get(), 1) != 0 || !m_loop.Watch(m_listener.Get(), EPOLLIN, *this))
+  if (::listen(m_listener.Get(), 1) != 0 || !m_loop.Watch(m_listener.Get(), EPOLLIN, *this))
     throw std::runtime_error("no name server by TCP");
 }
 
