@@ -12,12 +12,11 @@ constexpr char NewsHtml[] =
     "<html>\n<head><title>News</title></head>\n<body>\n<h1>What is new</h1>\n<p>The spring catalogue is "
     "out.</p>\n</body>\n</html>\n";
 
+// A closed server also ends the sessions that are still open at their next mail.
 void SetOpen(loopback::SmtpServer& server, bool open) {
-  if (open)
-    server.Set(MailServer::Greeting, {"220 mail.example.com ready\r\n"});
-  else
-    server.Set(MailServer::Greeting,
-               {"421 mail.example.com is closed\r\n", loopback::MailAnswer::End::Close});
+  const loopback::MailAnswer closed{"421 mail.example.com is closed\r\n", loopback::MailAnswer::End::Close};
+  server.Set(MailServer::Greeting, open ? loopback::MailAnswer{"220 mail.example.com ready\r\n"} : closed);
+  server.Set("MAIL", open ? loopback::MailAnswer{"250 OK\r\n"} : closed);
 }
 }  // namespace
 
