@@ -203,8 +203,7 @@ std::string InsertInto(const Table<Record, Columns...>& table) {
 /// Changes rows, within a transaction, and keeps the total of them.
 class RowWriter {
  public:
-  explicit RowWriter(Database& database)
-      : m_database(database), m_before(ReadTotal(database)), m_total(m_before) {}
+  explicit RowWriter(Database& database) : m_database(database), m_total(ReadTotal(database)) {}
 
   template <class Record, class... Columns>
   void Write(const Table<Record, Columns...>& table,
@@ -215,20 +214,21 @@ class RowWriter {
         insert(m_database, InsertInto(table));
     for (const auto& [id, record] : changes) {
       const auto old = NumberIn(present.Bind(1, id));
+      const auto checksum = record ? std::optional(ChecksumOf(table, id, *record)) : std::nullopt;
+      if (checksum == old) continue;
+      m_hasChanged = true;
       if (old) m_total.Remove(*old);
-      if (!record) {
+      if (checksum) m_total.Add(*checksum);
+      if (record)
+        Insert(insert, table, id, *record, *checksum);
+      else
         remove.Bind(1, id).Step();
-        continue;
-      }
-      const auto checksum = ChecksumOf(table, id, *record);
-      m_total.Add(checksum);
-      if (checksum != old) Insert(insert, table, id, *record, checksum);
     }
   }
 
-  /// Whether anything has changed.
+  /// Whether anything has changed. The total doesn't say so: what two rows add to it may cancel out.
   [[nodiscard]] bool Finish() {
-    if (m_total == m_before) return false;
+    if (!m_hasChanged) return false;
     Statement update(m_database, "UPDATE file_state SET rows=?,sum=?");
     update.Bind(1, m_total.rows).Bind(2, static_cast<std::int64_t>(m_total.sum)).Step();
     return true;
@@ -250,7 +250,8 @@ class RowWriter {
   }
 
   Database& m_database;
-  Total m_before, m_total;
+  Total m_total;
+  bool m_hasChanged = false;
 };
 
 std::map<std::string, std::optional<ServiceValue>> ChangesOf(const StateFile::Values& values) {

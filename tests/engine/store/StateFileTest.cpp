@@ -120,6 +120,23 @@ TEST(StateFile, WhatIsOnDiskAlreadyIsNotWrittenAgain) {
   EXPECT_EQ(std::filesystem::last_write_time(StateFile::PathIn(folder.Path())), before);
 }
 
+/// Rows that change alike change their checksums by much the same: these two by exactly opposite numbers.
+TEST(StateFile, ChangesWhoseChecksumsCancelOutAreWritten) {
+  const auto pair = [](int failures) {
+    const auto record = [&](const char* identity) {
+      return OutageRecord{identity, failures, At(1700000000123), true, failures, OutageRecord::Message::None};
+    };
+    return StateChanges{.outages = {{"WebMonitor Of a", record("b61d7f6576a9f769")},
+                                    {"WebMonitor Of b", record("301a25e2d414abe6")}}};
+  };
+  const TempFolder folder;
+  StateFile file(folder.Path());
+  file.Write(pair(1));
+  file.Write(pair(2));
+  for (const auto& [name, record] : file.Read().outages)
+    EXPECT_EQ(record, pair(2).outages.at(name));
+}
+
 TEST(StateFile, AFileOfTheFirstSchemaIsTakenOver) {
   const TempFolder folder;
   Database(StateFile::PathIn(folder.Path()), Database::Mode::Create)
