@@ -34,7 +34,7 @@ class Engine:
     def __init__(self, folder, config=""):
         self.folder, self.process = folder, None
         self.ALL.add(self)
-        self.kills = []  # when
+        self.kills = []  # when each began, and when the process was gone: what it writes ends first
         folder.mkdir(parents=True, exist_ok=True)
         if config:
             (folder / "config.ini").write_text(config)
@@ -68,9 +68,10 @@ class Engine:
         return (self.folder / "stderr").read_text(errors="replace").strip()
 
     def kill(self):
+        begin = time.time()
         self.process.kill()
         self.process.wait()
-        self.kills.append(time.time())
+        self.kills.append((begin, time.time()))
 
     def end(self, seconds=30):
         """In order. Gives how long it took."""

@@ -1,5 +1,7 @@
 """No message of an outage is lost, and few come twice, whenever the engine is killed."""
 import collections
+import datetime
+import re
 import threading
 import time
 
@@ -9,6 +11,7 @@ from peers import MailSession, MailSink, Services
 # After a failure the engine may be killed that soon and know nothing of it any more: what it promises, and some of what
 # a busy machine takes.
 FORGETS = 1.5
+FAILURE = re.compile(r"(\S+) WebMonitor Of (\S+): failed in (\d+) ms: ")
 
 
 class Burst:
@@ -62,11 +65,11 @@ class Burst:
         self.services.down.clear()
         wait_until(lambda: all(row["Monitor_Result"] == "Ok" for row in self.engine.monitors().values()),
                    "good checks of all", 120)
-        self.failed = {line.split("WebMonitor Of ")[1].split(":")[0]
-                       for line in self.engine.log() if ": failed in " in line and self.is_in_burst(line)}
-
-    def is_in_burst(self, line):
-        return line[:19] >= time.strftime("%Y-%m-%dT%H:%M:%S", time.localtime(self.begin))
+        self.failures = collections.defaultdict(list)
+        for line in self.engine.log():
+            if found := FAILURE.match(line):
+                self.failures[found[2]].append(
+                    datetime.datetime.fromisoformat(found[1]).timestamp() + int(found[3]) / 1000)
 
     def mails(self):
         return self.sink.mails[self.first_mail:]
@@ -75,13 +78,14 @@ class Burst:
         return {name for mail in self.mails() for name in mail.names}
 
     def must_be_told(self, name):
-        """It lasts, or the engine has lived long enough after one of its failures to remember that."""
+        """It lasts, or the engine has lived long enough after one of its failures to remember that. Which checks failed
+        it says itself: one that it made anew, having been held up, may have met a service that is down and another
+        that is back."""
         if name not in self.ended:
             return True
         kills = self.engine.kills[self.first_kill:]
-        lasted = any(not good and at >= self.begin and not any(at <= kill < at + FORGETS for kill in kills)
-                     for at, good in self.services.answers[name])
-        return lasted and name in self.failed
+        return any(at >= self.begin and not any(at <= gone and begin < at + FORGETS for begin, gone in kills)
+                   for at in self.failures[name])
 
     def figures(self):
         mails = self.mails()

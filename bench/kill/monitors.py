@@ -137,7 +137,7 @@ class Kills:
             killer.start()
             changes.until_killed()
             killer.join()
-            at = engine.kills[-1] - SETTLED
+            at = engine.kills[-1][0] - SETTLED
         self.kills += 1
         engine.start()
         if self.rng.random() < 0.3:
