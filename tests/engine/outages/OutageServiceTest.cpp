@@ -175,6 +175,27 @@ TEST_F(OutageStory, AnOwedMessageOutlivesItsOutageAndEachEnd) {
   }
 }
 
+TEST_F(OutageStory, AnOutageThatEndsBeforeItsBeginningIsWrittenIsTold) {
+  const Calls outcomes{"down", "down", "down", "Ok"};
+  for (std::size_t first = 0; first < outcomes.size(); ++first) {
+    SCOPED_TRACE(first);
+    StartWithMonitor();
+    EXPECT_EQ(m_engine->Save(m_folder / "NorvaneEngine.dat"), std::nullopt);
+    m_engine->checks->holdNotifications = true;
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+      m_engine->checks->Report(Id(), 0, outcomes[i]);
+      if (i + 1 == first) m_engine->service.OnWake();  // the rest comes while that is being written
+    }
+    m_engine->service.OnWake();
+    Restart(false);
+    Wait(MessageSender::MaxPause);
+    ASSERT_EQ(Messages().size(), 1u);
+    EXPECT_TRUE(Has(Messages()[0].body, "The service was down from ")) << Messages()[0].body;
+    m_engine->service.Remove(Id());
+    Shutdown();
+  }
+}
+
 TEST_F(OutageStory, ARecoveryIsToldOnceIfTheOutageWas) {
   m_alarms.tellsRecovery = true;
   StartWithMonitor();
