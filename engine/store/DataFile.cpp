@@ -23,6 +23,7 @@ constexpr int ApplicationId = 0x4e6f7276;  // "Norv"
 constexpr std::size_t KeysOfVersion1 = 18;
 constexpr std::int64_t SchemaVersion = KnownKeys.size() - KeysOfVersion1 + 1;
 constexpr int FirstKeyColumn = 2;  // behind number and name
+constexpr int OurColumnCount = FirstKeyColumn + static_cast<int>(KnownKeys.size()) + 1;
 /// Leaves numbers for the monitors to come, which count on from the last one.
 constexpr std::int64_t LastNumber = 0x7fffffff;
 
@@ -41,6 +42,11 @@ std::string KeyColumns(const std::string& after, std::size_t count = KnownKeys.s
 /// How many of the known keys were known when the file was made.
 std::size_t KeyCount(Database& database) {
   return KeysOfVersion1 - 1 + static_cast<std::size_t>(database.Number("PRAGMA user_version"));
+}
+
+/// Of the monitors' table: a newer file has more.
+std::int64_t ColumnCount(Database& database) {
+  return database.Number("SELECT count(*) FROM pragma_table_info('monitor')");
 }
 
 std::string Schema() {
@@ -146,8 +152,8 @@ Database OpenOurs(const std::string& path) {
   Database database(path, Database::Mode::Write);
   if (database.Number("PRAGMA application_id") != ApplicationId) Unreadable(path, "not a Norvane data file");
   const auto version = database.Number("PRAGMA user_version");
-  if (version > SchemaVersion) throw NewerFile(path);
-  if (version < 1) Unreadable(path, "the file is damaged: no such version");
+  if (version > SchemaVersion && ColumnCount(database) > OurColumnCount) throw NewerFile(path);
+  if (version < 1 || version > SchemaVersion) Unreadable(path, "the file is damaged: no such version");
   return database;
 }
 

@@ -102,7 +102,7 @@ std::string SchemaOf(const Table<Record, Columns...>& table) {
   ForEachColumn(table, [&]<class Field>(const Column<Record, Field>& column) {
     sql += std::string(",") + column.name + (IsText<Field> ? " TEXT NOT NULL" : " INTEGER NOT NULL");
   });
-  return sql + ",checksum INTEGER NOT NULL)STRICT,WITHOUT ROWID;";
+  return sql + ",checksum INTEGER NOT NULL)STRICT,WITHOUT ROWID";
 }
 
 template <class Record, class... Columns>
@@ -270,6 +270,24 @@ void MakeSchema(Database& database) {
       std::to_string(ApplicationId) + ";PRAGMA user_version=" + std::to_string(SchemaVersion));
 }
 
+/// Whether the tables are those of this schema, and no others.
+bool HasOurSchema(Database& database) {
+  std::int64_t tables = 1;  // that of the file's state
+  bool hasAll = true;
+  Statement count(database, "SELECT count(*) FROM sqlite_schema WHERE sql=?");
+  ForEachTable([&](const auto& table) {
+    ++tables;
+    hasAll = hasAll && NumberIn(count.Bind(1, SchemaOf(table))) == 1;
+  });
+  return hasAll && database.Number("SELECT count(*) FROM sqlite_schema WHERE sql IS NOT NULL") == tables;
+}
+
+/// One of a newer schema has other tables than ours.
+[[noreturn]] void RefuseNewer(Database& database, const std::string& path) {
+  if (HasOurSchema(database)) Unreadable(path, "the file is damaged: no such version");
+  throw NewerFile(path);
+}
+
 /// Schema 0 had no checksums, and outages alone.
 StateFile::Values ReadConfig0(Database& database) {
   StateFile::Values values;
@@ -303,9 +321,9 @@ StateFile::StateFile(const std::string& folder)
   const auto id = m_database.Number("PRAGMA application_id");
   const auto version = m_database.Number("PRAGMA user_version");
   if (id != ApplicationId && (id != 0 || version != 0)) Unreadable(m_path, "not a Norvane state file");
-  if (version > SchemaVersion) throw NewerFile(m_path);
   if (const auto verdict = m_database.Text("PRAGMA quick_check(1)"); verdict != "ok")
     Unreadable(m_path, "the file is damaged: " + verdict);
+  if (version > SchemaVersion) RefuseNewer(m_database, m_path);
   m_database.Run("PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL");
   if (version < SchemaVersion) Migrate();
   CheckAll();

@@ -111,10 +111,12 @@ TEST_F(GoodCopy, OfTheStateFileTakesThePlaceOfWhatIsDamagedOrLost) {
 }
 
 TEST_F(GoodCopy, AFileOfANewerNorvaneKeepsTheEngineFromStarting) {
-  for (const auto& path : {m_state, m_data}) {
+  const std::pair<std::string, const char*> rows[] = {{m_state, "CREATE TABLE later(x)"},
+                                                      {m_data, "ALTER TABLE monitor ADD COLUMN later TEXT"}};
+  for (const auto& [path, change] : rows) {
     SCOPED_TRACE(path);
     Run([](TestEngine& engine) { engine.Commit("x", "1"); });
-    Database(path, Database::Mode::Write).Run("PRAGMA user_version=99");
+    Database(path, Database::Mode::Write).Run(std::string(change) + ";PRAGMA user_version=99");
     const auto bytes = tests::ReadFile(path);
     try {
       TestEngine engine(m_folder.Path());

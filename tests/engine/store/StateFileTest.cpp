@@ -171,7 +171,8 @@ TEST(StateFile, WhatItCannotKnowOrTrustIsRefusedAsItIs) {
     const char* change;
     const char* verdict;
   } rows[] = {
-      {"PRAGMA user_version=3", "newer"},
+      {"CREATE TABLE later(x); PRAGMA user_version=3", "newer"},
+      {"PRAGMA user_version=11", "unreadable"},
       {"PRAGMA user_version=1", "unreadable"},
       {"PRAGMA application_id=1", "unreadable"},
       {"DELETE FROM owed WHERE id='identity3'", "unreadable"},
