@@ -78,13 +78,15 @@ std::string Dump(const MonitorTable& table) {
   return text;
 }
 
-/// What a load gives, as text: the monitors, or "unreadable" / "no file".
+/// What a load gives, as text: the monitors, or "unreadable", "newer", "no file".
 std::string Read(const std::string& path) {
   try {
     return Dump(*datafile::Load(path, 1, ProbeTable()).table);
   } catch (const StoreError& error) {
     EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
-    return error.Code() == StoreErrorCode::NoFile ? "no file" : "unreadable";
+    return error.Code() == StoreErrorCode::NoFile  ? "no file"
+           : error.Code() == StoreErrorCode::Newer ? "newer"
+                                                   : "unreadable";
   }
 }
 
