@@ -84,7 +84,7 @@ void Alarms::Restore(bool keepsUnknown) {
   OwedMessages toSend;
   for (const auto& [identity, message] : owed)
     Restore(identity, message, toSend);
-  m_sender.Restore(toSend);
+  m_sender.Restore(toSend, m_parts.state.SinglesAtStart());
 }
 
 void Alarms::Restore(const std::string& identity, OwedMessage message, OwedMessages& toSend) {
@@ -129,7 +129,10 @@ bool Alarms::IsBusy() const {
 StateChanges Alarms::DequeueChanges(Outages::Extent extent) {
   auto owed = m_sender.DequeueChanges();
   owed.merge(std::exchange(m_changes, {}));
-  return {m_outages.DequeueChanges(extent), std::move(owed), m_holds.DequeueChanges()};
+  StateChanges changes{m_outages.DequeueChanges(extent), std::move(owed), m_holds.DequeueChanges()};
+  if (!changes.IsEmpty())
+    changes.singles = m_sender.DequeueSingles();  // they are worth no write of their own
+  return changes;
 }
 
 void Alarms::Keep(Outages::Extent extent) {

@@ -1,8 +1,27 @@
 #include "engine/notify/Digests.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace norvane::engine {
+
+using std::chrono::system_clock;
+
+void Digests::Restore(const SingleMails& singles) {
+  const auto now = system_clock::now();
+  for (const auto& [identity, mail] : singles) {
+    const auto age = std::clamp<system_clock::duration>(now - mail.at, {}, Window);
+    m_addresses[mail.address].singles.push_back({m_clock() - age, identity});
+  }
+  for (auto& [name, address] : m_addresses) {
+    std::ranges::sort(address.singles, {}, &Single::at);
+    ForgetOldSingles(address);
+  }
+}
+
+SingleMailChanges Digests::DequeueChanges() {
+  return std::exchange(m_changes, {});
+}
 
 bool Digests::Gather(const std::string& name, const std::string& identity) {
   const auto now = m_clock();
@@ -10,7 +29,8 @@ bool Digests::Gather(const std::string& name, const std::string& identity) {
   ForgetOldSingles(address);
   if (address.gathering.empty()) {
     if (address.singles.size() < m_single) {
-      address.singles.push_back(now);
+      address.singles.push_back({now, identity});
+      m_changes[identity] = SingleMail{name, system_clock::now()};
       return false;
     }
     address.first = now;
@@ -34,9 +54,11 @@ std::vector<std::vector<std::string>> Digests::Close() {
   return closed;
 }
 
-void Digests::ForgetOldSingles(Address& address) const {
-  while (!address.singles.empty() && m_clock() >= address.singles.front() + Window)
+void Digests::ForgetOldSingles(Address& address) {
+  while (!address.singles.empty() && m_clock() >= address.singles.front().at + Window) {
+    m_changes[address.singles.front().identity] = std::nullopt;
     address.singles.pop_front();
+  }
 }
 
 }  // namespace norvane::engine

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/model/SingleMail.h"
 #include "engine/net/EventLoop.h"
 
 namespace norvane::engine {
@@ -21,23 +22,33 @@ class Digests {
   /// `single` mails for an address within the window go alone.
   Digests(std::size_t single, EventLoop::Clock clock) : m_single(single), m_clock(std::move(clock)) {}
 
+  /// Goes on counting what went alone before the engine was restarted.
+  void Restore(const SingleMails& singles);
+  /// Of what went alone within the window, since the last call.
+  [[nodiscard]] SingleMailChanges DequeueChanges();
+
   /// Whether the mail waits for others to the same address.
   [[nodiscard]] bool Gather(const std::string& address, const std::string& identity);
   /// The identities of each digest that is closed by now; they gather no more.
   [[nodiscard]] std::vector<std::vector<std::string>> Close();
 
  private:
+  struct Single {
+    Moment at;
+    std::string identity;
+  };
   struct Address {
-    std::deque<Moment> singles;
+    std::deque<Single> singles;
     std::vector<std::string> gathering;
     Moment first{}, last{};  // of those that gather
   };
 
-  void ForgetOldSingles(Address& address) const;
+  void ForgetOldSingles(Address& address);
 
   std::size_t m_single;
   EventLoop::Clock m_clock;
   std::map<std::string, Address> m_addresses;
+  SingleMailChanges m_changes;
 };
 
 }  // namespace norvane::engine

@@ -68,11 +68,12 @@ MessageSender::MessageSender(Options options, Hooks hooks)
       m_digests(m_options.single, m_hooks.clock),
       m_lastWrite(m_hooks.clock()) {}
 
-void MessageSender::Restore(const OwedMessages& messages) {
+void MessageSender::Restore(const OwedMessages& messages, const SingleMails& singles) {
+  m_digests.Restore(singles);
   std::map<std::string, std::vector<std::string>> shipments;
   for (const auto& [identity, message] : messages) {
     Insert(identity, message);
-    if (message.tries == 0 && message.digest.empty() && MayGather(message) &&
+    if (message.tries == 0 && message.digest.empty() && !singles.contains(identity) && MayGather(message) &&
         m_digests.Gather(AddressOf(message), identity))
       continue;
     shipments[message.digest.empty() ? identity : message.digest].push_back(identity);

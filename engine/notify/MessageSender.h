@@ -65,8 +65,8 @@ class MessageSender {
 
   MessageSender(Options options, Hooks hooks);
 
-  /// Goes on with what an earlier engine left.
-  void Restore(const OwedMessages& messages);
+  /// Goes on with what an earlier engine left: messages, and the mails that went alone of late.
+  void Restore(const OwedMessages& messages, const SingleMails& singles);
   /// The message is owed from now on.
   void Owe(std::string identity, OwedMessage message);
   /// A message that has not been accepted yet says so.
@@ -82,6 +82,8 @@ class MessageSender {
   /// of that write.
   [[nodiscard]] OwedChanges DequeueChanges();
   void Asked(std::uint64_t write);
+  /// Changes of the mails that went alone, since the last call. They can wait for any other write.
+  [[nodiscard]] SingleMailChanges DequeueSingles() { return m_digests.DequeueChanges(); }
   /// Closes digests, and looks for what is held no longer. To be called once a second, before the changes are
   /// dequeued.
   void OnSecond();

@@ -36,6 +36,7 @@ class EngineState {
   [[nodiscard]] const OutageRecords& OutagesAtStart() const { return m_atStart.outages; }
   [[nodiscard]] const OwedMessages& OwedAtStart() const { return m_atStart.owed; }
   [[nodiscard]] const Silences& SilencesAtStart() const { return m_atStart.silences; }
+  [[nodiscard]] const SingleMails& SinglesAtStart() const { return m_atStart.singles; }
   /// One write at a time: changes that come meanwhile are batched into the next one, with those whose write
   /// failed.
   /// Gives a number that grows; the changes are on disk once `Written` has reached it.

@@ -18,7 +18,7 @@ namespace norvane::engine {
 
 namespace {
 constexpr int ApplicationId = 0x4e6f7253;  // "NorS"
-constexpr int SchemaVersion = 2;
+constexpr int SchemaVersion = 3;
 constexpr off_t MinFileSize = 512;  // of one page, the least that SQLite has
 
 struct ServiceValue {
@@ -61,6 +61,9 @@ constexpr auto OwedTable =
 constexpr auto SilenceTable =
     TableOf("silence", Column{"until", &Silence::until}, Column{"because", &Silence::because});
 
+constexpr auto SingleMailTable =
+    TableOf("single_mail", Column{"address", &SingleMail::address}, Column{"at", &SingleMail::at});
+
 /// With each table of the file.
 template <class Action>
 void ForEachTable(Action action) {
@@ -68,6 +71,7 @@ void ForEachTable(Action action) {
   action(OutageTable);
   action(OwedTable);
   action(SilenceTable);
+  action(SingleMailTable);
 }
 
 template <class Record, class... Columns, class Action>
@@ -267,7 +271,11 @@ void MakeSchema(Database& database) {
       "CREATE TABLE file_state(rows INTEGER NOT NULL,sum INTEGER NOT NULL)STRICT;"
       "INSERT INTO file_state VALUES(0,0);"
       "PRAGMA application_id=" +
-      std::to_string(ApplicationId) + ";PRAGMA user_version=" + std::to_string(SchemaVersion));
+      std::to_string(ApplicationId));
+}
+
+void SetVersion(Database& database) {
+  database.Run("PRAGMA user_version=" + std::to_string(SchemaVersion));
 }
 
 /// Whether the tables are those of this schema, and no others.
@@ -310,6 +318,16 @@ OutageChanges ReadOutages0(Database& database) {
   }
   return outages;
 }
+void Migrate0(Database& database) {
+  const auto values = ReadConfig0(database);
+  const auto outages = ReadOutages0(database);
+  database.Run("DROP TABLE config; DROP TABLE failing");
+  MakeSchema(database);
+  RowWriter rows(database);
+  rows.Write(ConfigTable, ChangesOf(values));
+  rows.Write(OutageTable, outages);
+  (void)rows.Finish();
+}
 }  // namespace
 
 std::string StateFile::PathIn(const std::string& folder) {
@@ -325,8 +343,7 @@ StateFile::StateFile(const std::string& folder)
     Unreadable(m_path, "the file is damaged: " + verdict);
   if (version > SchemaVersion) RefuseNewer(m_database, m_path);
   m_database.Run("PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL");
-  if (version < SchemaVersion) Migrate();
-  CheckAll();
+  version < SchemaVersion ? Migrate(version) : CheckAll();
 }
 
 /// One killed at its first start leaves a whole file or none.
@@ -343,6 +360,7 @@ std::string StateFile::MadeIn(const std::string& folder) {
     Database database(file.Name(), Database::Mode::New);
     Transaction transaction(database);
     MakeSchema(database);
+    SetVersion(database);
     transaction.Commit();
   }
   file.Sync();
@@ -350,16 +368,15 @@ std::string StateFile::MadeIn(const std::string& folder) {
   return path;
 }
 
-void StateFile::Migrate() {
+/// What cannot be read afterwards stays as it is.
+void StateFile::Migrate(std::int64_t version) {
   Transaction transaction(m_database);
-  const auto values = ReadConfig0(m_database);
-  const auto outages = ReadOutages0(m_database);
-  m_database.Run("DROP TABLE config; DROP TABLE failing");
-  MakeSchema(m_database);
-  RowWriter rows(m_database);
-  rows.Write(ConfigTable, ChangesOf(values));
-  rows.Write(OutageTable, outages);
-  (void)rows.Finish();
+  if (version < 2)
+    Migrate0(m_database);
+  else
+    m_database.Run(SchemaOf(SingleMailTable));
+  SetVersion(m_database);
+  CheckAll();
   transaction.Commit();
 }
 
@@ -387,7 +404,7 @@ void StateFile::SetConfig(const Values& values) {
 
 StateFile::Contents StateFile::Read() {
   return {MapOf(m_database, m_path, OutageTable), MapOf(m_database, m_path, OwedTable),
-          MapOf(m_database, m_path, SilenceTable)};
+          MapOf(m_database, m_path, SilenceTable), MapOf(m_database, m_path, SingleMailTable)};
 }
 
 void StateFile::Write(const StateChanges& changes) {
@@ -397,6 +414,7 @@ void StateFile::Write(const StateChanges& changes) {
   rows.Write(OutageTable, changes.outages);
   rows.Write(OwedTable, changes.owed);
   rows.Write(SilenceTable, changes.silences);
+  rows.Write(SingleMailTable, changes.singles);
   if (!rows.Finish()) return;
   transaction.Commit();
   m_isCopied = false;

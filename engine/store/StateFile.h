@@ -9,9 +9,9 @@
 namespace norvane::engine {
 
 /// What the engine itself must remember, apart from the monitors: the service-wide values, the outages that
-/// last, owed messages, silences. Lies in the application folder, mode 0600, since it holds the control pass.
-/// Each row has a checksum, and a sum over all of them shows that a row is missing or of another moment.
-/// Throws StoreError; writes are on disk when they return.
+/// last, owed messages, silences, mails of the last minute. Lies in the application folder, mode 0600, since
+/// it holds the control pass. Each row has a checksum, and a sum over all of them shows that a row is missing
+/// or of another moment. Throws StoreError; writes are on disk when they return.
 class StateFile {
  public:
   using Values = std::map<std::string, std::string, std::less<>>;
@@ -30,6 +30,7 @@ class StateFile {
     OutageRecords outages;
     OwedMessages owed;
     Silences silences;
+    SingleMails singles;
   };
   [[nodiscard]] Contents Read();
   /// What is on disk already costs no write.
@@ -40,7 +41,7 @@ class StateFile {
 
  private:
   [[nodiscard]] static std::string MadeIn(const std::string& folder);
-  void Migrate();
+  void Migrate(std::int64_t version);
   void CheckAll();
 
   std::string m_path;

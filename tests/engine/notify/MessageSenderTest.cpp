@@ -59,6 +59,10 @@ class MessageSenderTest : public testing::Test, private ActionRunner {
         m_disk.erase(identity);
         if (message && !m_isDiskFull) m_disk.emplace(identity, *message);
       }
+      for (const auto& [identity, mail] : m_sender->DequeueSingles()) {
+        m_singles.erase(identity);
+        if (mail) m_singles.emplace(identity, *mail);
+      }
       m_sender->Asked(++m_asked);
     }
     m_sender->SendDue(m_isDiskFull ? m_written : m_written = m_asked);
@@ -107,6 +111,7 @@ class MessageSenderTest : public testing::Test, private ActionRunner {
   std::vector<Sent> m_inFlight;
   std::vector<NotifyRequest> m_accepted;
   OwedMessages m_disk;
+  SingleMails m_singles;  // on disk too
   bool m_isDiskFull = false;
   std::set<std::string> m_held;  // monitors
   Texts m_log, m_ended;
@@ -252,7 +257,7 @@ TEST_F(MessageSenderTest, AStormToOneAddressBecomesADigest) {
   // A killed engine repeats the same mail.
   m_reasons.clear();
   Make({.single = 3});
-  m_sender->Restore(OwedMessages(m_disk));
+  m_sender->Restore(OwedMessages(m_disk), {});
   Wait(seconds(7));
   Answer();
   ASSERT_EQ(m_accepted.size(), 11u);
@@ -263,6 +268,27 @@ TEST_F(MessageSenderTest, AStormToOneAddressBecomesADigest) {
     EXPECT_NE(digest.body.find(part), std::string::npos) << digest.body;
   EXPECT_EQ(m_disk, OwedMessages{});
   EXPECT_EQ(m_ended.size(), 14u);
+}
+
+TEST_F(MessageSenderTest, ARestartGoesOnCountingMails) {
+  for (int i = 0; i < 9; ++i) {
+    Make({.single = 3});
+    m_sender->Restore(OwedMessages(m_disk), SingleMails(m_singles));
+    Owe(std::to_string(i));
+    Keep();
+    if (i != 2) Answer();  // one is in flight at a kill: it goes alone once more
+  }
+  EXPECT_EQ(Identities(m_accepted), (Texts{"0", "1", "2"}));
+  Wait(seconds(9));
+  Answer();
+  EXPECT_EQ(m_accepted.size(), 3u);
+  Wait(seconds(2));
+  Answer();
+  EXPECT_EQ(m_accepted.size(), 4u);
+  Wait(minutes(1));
+  Owe("later");
+  Keep();
+  EXPECT_EQ(m_singles.size(), 1u) << "those that count no longer";
 }
 
 TEST_F(MessageSenderTest, ADigestGathersForAMinuteAndHasALimit) {

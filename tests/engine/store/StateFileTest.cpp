@@ -54,6 +54,7 @@ StateChanges Sample(int count) {
     changes.outages[name] = Outage(i);
     changes.owed["identity" + std::to_string(i)] = Message(i);
     changes.silences[name] = Silence{At(1800000000000 + i), Every('s')};
+    changes.singles["identity" + std::to_string(i)] = SingleMail{Every('a'), At(1700000000000 + i)};
   }
   return changes;
 }
@@ -97,6 +98,7 @@ TEST(StateFile, GivesBackWhatWasWrittenAndForgetsWhatIsOver) {
     changes.outages = {{"WebMonitor Of 0", std::nullopt}, {"never there", std::nullopt}, {"new", Outage(9)}};
     changes.owed = {{"identity1", std::nullopt}, {"identity2", Message(77)}};
     changes.silences = {{"WebMonitor Of 2", std::nullopt}};
+    changes.singles = {{"identity0", std::nullopt}, {"identity2", std::nullopt}};
     file.Write(changes);
   }
   StateFile file(folder.Path());
@@ -108,6 +110,7 @@ TEST(StateFile, GivesBackWhatWasWrittenAndForgetsWhatIsOver) {
   EXPECT_EQ(contents.owed, (OwedMessages{{"identity0", Message(0)}, {"identity2", Message(77)}}));
   EXPECT_EQ(contents.silences, (Silences{{"WebMonitor Of 0", *sample.silences.at("WebMonitor Of 0")},
                                          {"WebMonitor Of 1", *sample.silences.at("WebMonitor Of 1")}}));
+  EXPECT_EQ(contents.singles, (SingleMails{{"identity1", *sample.singles.at("identity1")}}));
 }
 
 TEST(StateFile, WhatIsOnDiskAlreadyIsNotWrittenAgain) {
@@ -162,6 +165,18 @@ TEST(StateFile, AFileOfTheFirstSchemaIsTakenOver) {
   }
 }
 
+TEST(StateFile, AFileOfTheSecondSchemaIsTakenOver) {
+  const TempFolder folder;
+  auto sample = Sample(3);
+  sample.singles.clear();
+  StateFile(folder.Path()).Write(sample);
+  const auto before = Read(folder.Path());
+  Database(StateFile::PathIn(folder.Path()), Database::Mode::Write)
+      .Run("DROP TABLE single_mail; PRAGMA user_version=2");
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(Read(folder.Path()), before);
+}
+
 TEST(StateFile, WhatItCannotKnowOrTrustIsRefusedAsItIs) {
   const TempFolder folder;
   const auto path = StateFile::PathIn(folder.Path());
@@ -171,8 +186,10 @@ TEST(StateFile, WhatItCannotKnowOrTrustIsRefusedAsItIs) {
     const char* change;
     const char* verdict;
   } rows[] = {
-      {"CREATE TABLE later(x); PRAGMA user_version=3", "newer"},
+      {"CREATE TABLE later(x); PRAGMA user_version=4", "newer"},
       {"PRAGMA user_version=11", "unreadable"},
+      {"PRAGMA user_version=2", "unreadable"},
+      {"DROP TABLE single_mail; PRAGMA user_version=2", "unreadable"},
       {"PRAGMA user_version=1", "unreadable"},
       {"PRAGMA application_id=1", "unreadable"},
       {"DELETE FROM owed WHERE id='identity3'", "unreadable"},
