@@ -219,6 +219,21 @@ class Records {
 
 std::optional<Journal::Contents> Journal::Read(const std::string& state) {
   m_state = state;
+  auto contents = Parse(state);
+  if (!contents || !contents->continuesFile || !contents->damage.empty()) return contents;
+  m_file = platform::FileDescriptor(::open(m_path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+  if (!m_file || ::ftruncate(m_file.Get(), static_cast<off_t>(contents->end)) != 0)
+    throw SystemFailure(m_path, errno);
+  m_size = contents->end;
+  m_sum = contents->sum;
+  return contents;
+}
+
+std::optional<Journal::Contents> Journal::ReadOthers(const std::string& state) const {
+  return m_isOthers ? Parse(state) : std::nullopt;
+}
+
+std::optional<Journal::Contents> Journal::Parse(const std::string& state) const {
   const auto bytes = BytesIn(m_path);
   if (!bytes) return std::nullopt;
   Contents contents;
@@ -240,23 +255,18 @@ std::optional<Journal::Contents> Journal::Read(const std::string& state) {
         contents.batches.back().all = std::exchange(isWhole, false);
       }
     }
-    m_file = platform::FileDescriptor(::open(m_path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
-    if (contents.continuesFile &&
-        (!m_file || ::ftruncate(m_file.Get(), static_cast<off_t>(records.End())) != 0))
-      throw SystemFailure(m_path, errno);
-    m_size = records.End();
-    m_sum = records.Sum();
+    contents.end = records.End();
+    contents.sum = records.Sum();
   } catch (const Damage& damage) {
     contents.damage = damage.what();
   } catch (const console::engine::EngineError& error) {
     contents.damage = error.what();
   }
   if (!contents.continuesFile) contents.batches.clear();
-  if (!contents.continuesFile || !contents.damage.empty()) m_file = {};
   return contents;
 }
 
-void Journal::Write(const Changes& batch, bool anew) {
+std::string Journal::Write(const Changes& batch, bool anew) {
   if (!m_file || anew || batch.all) return Start(batch);
   const auto sum = m_sum;
   try {
@@ -265,9 +275,10 @@ void Journal::Write(const Changes& batch, bool anew) {
     m_sum = sum;
     throw;
   }
+  return {};
 }
 
-void Journal::Start(const Changes& batch) {
+std::string Journal::Start(const Changes& batch) {
   NewFile file(m_path);
   std::uint64_t sum = 0;
   auto bytes = RecordOf(Header, HeaderOf(m_state, batch.all), sum);
@@ -276,11 +287,12 @@ void Journal::Start(const Changes& batch) {
   if (!fd) throw SystemFailure(file.Name(), errno);
   WriteAll(fd.Get(), bytes, 0, m_path);
   file.Sync();
-  PutAsideIfOthers();
+  auto keptAs = PutAsideIfOthers();
   file.PutInPlace();
   m_file = std::move(fd);
   m_size = bytes.size();
   m_sum = sum;
+  return keptAs;
 }
 
 void Journal::Append(const std::string& record, bool sync) {
@@ -311,21 +323,24 @@ void Journal::NoteSave(const std::string& next) noexcept {
   }
 }
 
-void Journal::PutAsideIfOthers() {
-  if (m_isOthers) (void)KeepAside(m_path);
+std::string Journal::PutAsideIfOthers() {
+  auto keptAs = m_isOthers ? KeepAside(m_path) : std::string();
   m_isOthers = false;
+  return keptAs;
 }
 
-void Journal::Begin(const std::string& state) noexcept {
+std::string Journal::Begin(const std::string& state) noexcept {
   m_state = state;
   m_file = {};
   m_size = 0;
   m_sum = 0;
   try {
-    PutAsideIfOthers();
+    auto keptAs = PutAsideIfOthers();
     ::unlink(m_path.c_str());  // one that stays is known to be of an earlier state
+    return keptAs;
   } catch (const std::exception&) {
     // It stays another's, and the next write says why.
+    return {};
   }
 }
 

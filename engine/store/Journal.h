@@ -23,30 +23,37 @@ class Journal {
   struct Contents {
     bool continuesFile = false;  ///< else the journal is of another file, or of another state
     std::vector<datafile::Changes> batches{};
-    std::string damage{};  ///< why what comes after the batches cannot be read; empty: nothing does
+    std::string damage{};            ///< why what comes after the batches cannot be read; empty: nothing does
+    std::uint64_t end = 0, sum = 0;  ///< of the last record
   };
   /// Nothing if there is no journal. `state` is the data file's. A batch that a killed process left half
   /// written is no damage. Throws Newer too.
   [[nodiscard]] std::optional<Contents> Read(const std::string& state);
-  /// The one that was read is another file's: it is kept under another name before anything takes its place.
+  /// The one that was read is another file's: it is kept under another name before anything takes its place,
+  /// and whatever does so gives that name, which is else empty.
   void LeaveToOthers() { m_isOthers = true; }
+  /// Another file's after all, as a file of that state goes on; nothing if there is none.
+  [[nodiscard]] std::optional<Contents> ReadOthers(const std::string& state) const;
+  /// It is needed no more.
+  void ForgetOthers() { m_isOthers = false; }
 
   /// On disk when it returns. `anew`: the batch has all that the data file lacks, and replaces those before.
   /// One of all monitors does so in any case.
-  void Write(const datafile::Changes& batch, bool anew);
+  std::string Write(const datafile::Changes& batch, bool anew);
   /// The data file is about to be saved, with all that was written until now; it gets the state `next`, or
   /// keeps its own.
   void NoteSave(const std::string& next) noexcept;
   /// The data file has this state now: the journal goes.
-  void Begin(const std::string& state) noexcept;
+  std::string Begin(const std::string& state) noexcept;
 
   /// Any thread.
   [[nodiscard]] std::uint64_t Size() const { return m_size; }
 
  private:
-  void Start(const datafile::Changes& batch);
+  [[nodiscard]] std::optional<Contents> Parse(const std::string& state) const;
+  std::string Start(const datafile::Changes& batch);
   void Append(const std::string& record, bool sync);
-  void PutAsideIfOthers();
+  std::string PutAsideIfOthers();
 
   std::string m_path;
   std::string m_state;

@@ -60,11 +60,16 @@ datafile::Row RowOf(const Monitor& monitor) {
 
 }  // namespace
 
+struct Storage::Loading {
+  datafile::Contents contents;
+  std::optional<Journal::Contents> journal;  // of a data file that could not be read
+};
+
 struct Storage::Saving {
   datafile::Changes changes;
   std::uint64_t change = 0;  // the last one among them
   std::optional<std::string> state;
-  std::string keptAs;
+  std::string keptAs, journalKeptAs;
 };
 
 Storage::Storage(Client& client, Writer& writer, Health& health, Health::Clock clock, std::string folder,
@@ -108,13 +113,14 @@ std::unique_ptr<MonitorTable> Storage::LoadDataFile(std::string& state) {
   } catch (const StoreError& error) {
     if (error.Code() == StoreErrorCode::Failed || error.Code() == StoreErrorCode::Newer) throw;
     const auto copied = GoodCopyTime(m_dataFile);
-    if (error.Code() == StoreErrorCode::Unreadable) state = UnreadableState;
-    if (error.Code() == StoreErrorCode::Unreadable || !copied.empty())
+    if (error.Code() == StoreErrorCode::Unreadable || !copied.empty()) {
+      state = UnreadableState;
       m_health.Set(DataFileUnreadable,
                    std::string("cannot read the data file, started without monitors: ") + error.what() +
                        (copied.empty() ? ""
                                        : "; to go on with its copy of " + copied + ": norvanectl load " +
                                              GoodCopyOf(m_dataFile)));
+    }
     return std::make_unique<MonitorTable>(m_lastGeneration, m_types);
   }
 }
@@ -131,19 +137,8 @@ void Storage::Replay(std::string state, std::unique_ptr<MonitorTable>& table) {
     m_journaled = table->LastChange();
     return;
   }
-  std::size_t monitors = 0;
-  try {
-    for (const auto& batch : journal->batches) {
-      Apply(batch, table);
-      monitors += batch.rows.size() + batch.removed.size();
-    }
-  } catch (const EngineError& error) {
-    journal->damage = error.what();
-  }
+  Replay(*journal, "the engine was not ended in order", table);
   m_journaled = table->LastChange();
-  if (monitors != 0)
-    m_health.Note(NotEnded, "the engine was not ended in order; changes taken from its journal: " +
-                                std::to_string(monitors));
   if (journal->continuesFile && journal->damage.empty()) return;
   if (!journal->continuesFile && journal->damage.empty() && state == UnreadableState) {
     m_journal->LeaveToOthers();
@@ -157,6 +152,27 @@ void Storage::Replay(std::string state, std::unique_ptr<MonitorTable>& table) {
       journal->damage.empty()
           ? "the data file was replaced; what was not saved in the old one is kept as " + kept
           : "the journal is damaged, changes may be lost: " + journal->damage + "; kept as " + kept);
+}
+
+void Storage::Replay(Journal::Contents& journal, const std::string& why,
+                     std::unique_ptr<MonitorTable>& table) {
+  std::size_t monitors = 0;
+  try {
+    for (const auto& batch : journal.batches) {
+      Apply(batch, table);
+      monitors += batch.rows.size() + batch.removed.size();
+    }
+  } catch (const EngineError& error) {
+    journal.damage = error.what();
+  }
+  if (monitors != 0)
+    m_health.Note(NotEnded, why + "; changes taken from its journal: " + std::to_string(monitors));
+}
+
+void Storage::NoteJournalKept(const std::string& keptAs) {
+  if (!keptAs.empty())
+    m_health.Note(JournalKept,
+                  "what was not saved in the data file that cannot be read is kept as " + keptAs);
 }
 
 void Storage::Apply(const datafile::Changes& batch, std::unique_ptr<MonitorTable>& table) {
@@ -209,8 +225,10 @@ void Storage::KeepChanges() {
   }
   m_isJournaling = true;
   m_nextBatch = now + BatchPause;
-  m_writer.Run([journal = m_journal, batch, anew] { journal->Write(*batch, anew); },
-               [this, last, anew](const std::exception_ptr& error) {
+  const auto keptAs = std::make_shared<std::string>();
+  m_writer.Run([journal = m_journal, batch, anew, keptAs] { *keptAs = journal->Write(*batch, anew); },
+               [this, last, anew, keptAs](const std::exception_ptr& error) {
+                 NoteJournalKept(*keptAs);
                  m_isJournaling = false;
                  if (error)
                    m_journalAnew = true;
@@ -226,7 +244,9 @@ void Storage::KeepChanges() {
 /// The data file has all.
 void Storage::BeginJournal(const std::string& state) {
   m_journalAnew = false;
-  m_writer.Run([journal = m_journal, state] { journal->Begin(state); }, [](const std::exception_ptr&) {});
+  const auto keptAs = std::make_shared<std::string>();
+  m_writer.Run([journal = m_journal, state, keptAs] { *keptAs = journal->Begin(state); },
+               [this, keptAs](const std::exception_ptr&) { NoteJournalKept(*keptAs); });
 }
 
 std::string Storage::JournalPath() const {
@@ -269,16 +289,18 @@ void Storage::Load(const std::string& path, Completion done) {
 
 void Storage::StartLoad(const std::string& path, Completion done) {
   const auto served = path == m_servedFile && m_saved ? m_saved->state : std::string();
-  auto contents = std::make_shared<datafile::Contents>();
+  auto loading = std::make_shared<Loading>();
+  const auto journal = path == m_dataFile ? nullptr : m_journal;  // it keeps the data file's aside
   m_writer.Run(
-      [contents, path, served, types = m_types, generation = ++m_lastGeneration] {
-        if (served.empty() || datafile::StateOf(path) != served)
-          *contents = datafile::Load(path, generation, types);
+      [loading, path, served, journal, types = m_types, generation = ++m_lastGeneration] {
+        if (!served.empty() && datafile::StateOf(path) == served) return;
+        loading->contents = datafile::Load(path, generation, types);
+        if (journal) loading->journal = journal->ReadOthers(loading->contents.state);
       },
-      [this, contents, path, done = std::move(done)](std::exception_ptr error) {
+      [this, loading, path, done = std::move(done)](std::exception_ptr error) {
         try {
           if (error) std::rethrow_exception(error);
-          if (contents->table) Adopt(path, *contents);
+          if (loading->contents.table) Adopt(path, *loading);
         } catch (...) {
           error = std::current_exception();
         }
@@ -286,10 +308,16 @@ void Storage::StartLoad(const std::string& path, Completion done) {
       });
 }
 
-void Storage::Adopt(const std::string& path, datafile::Contents& contents) {
+void Storage::Adopt(const std::string& path, Loading& loading) {
+  auto& contents = loading.contents;
   m_servedFile.clear();  // should it fail midway, nothing is known of any file
   m_saved.reset();
   m_journalAnew = true;
+  if (loading.journal && loading.journal->continuesFile) {  // it is a copy of the data file
+    Replay(*loading.journal, "the data file could not be read", contents.table);
+    if (loading.journal->damage.empty())
+      m_writer.Run([journal = m_journal] { journal->ForgetOthers(); }, [](const std::exception_ptr&) {});
+  }
   m_client.ReplaceTable(std::move(contents.table));
   m_servedFile = path;
   if (path != m_dataFile) return;
@@ -359,12 +387,13 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
         }
         // Any other file that isn't a data file is somebody's: it stays as it is.
         saving->state = datafile::Save(path, saving->changes, types, journal ? &saving->keptAs : nullptr);
-        if (journal && saving->state) journal->Begin(*saving->state);
+        if (journal && saving->state) saving->journalKeptAs = journal->Begin(*saving->state);
       },
       [this, saving, path, done = std::move(done)](std::exception_ptr error) {
         try {
           if (!saving->keptAs.empty())
             m_health.Note("kept aside", path + " could not be read; kept as " + saving->keptAs);
+          NoteJournalKept(saving->journalKeptAs);
           if (error) std::rethrow_exception(error);
           if (!saving->state) return StartSave(path, true, done);
           if (path == m_dataFile) {

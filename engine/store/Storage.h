@@ -11,16 +11,11 @@
 
 #include "engine/model/Health.h"
 #include "engine/model/MonitorTable.h"
+#include "engine/store/Journal.h"
 
 namespace norvane::engine {
 
 class Writer;
-class Journal;
-namespace datafile {
-struct Changes;
-struct Contents;
-}  // namespace datafile
-
 /// Called on the service thread, once. The exception is null after a success, else an EngineError.
 using Completion = std::function<void(std::exception_ptr)>;
 
@@ -70,19 +65,22 @@ class Storage {
   };
   /// Calls its argument at its end, or throws.
   using Step = std::function<void(Completion)>;
+  struct Loading;
   struct Saving;
 
   [[nodiscard]] std::string FileAt(const std::string& path) const;
   void Enqueue(Step step, Completion done);
   void RunNext();
   void StartLoad(const std::string& path, Completion done);
-  void Adopt(const std::string& path, datafile::Contents& contents);
+  void Adopt(const std::string& path, Loading& loading);
   void StartSave(const std::string& path, bool everything, Completion done);
   void KeepCopy();
   [[nodiscard]] std::string JournalPath() const;
   [[nodiscard]] std::unique_ptr<MonitorTable> LoadDataFile(std::string& state);
   void Replay(std::string state, std::unique_ptr<MonitorTable>& table);
+  void Replay(Journal::Contents& journal, const std::string& why, std::unique_ptr<MonitorTable>& table);
   void Apply(const datafile::Changes& batch, std::unique_ptr<MonitorTable>& table);
+  void NoteJournalKept(const std::string& keptAs);
   void BeginJournal(const std::string& state);
   void Gather(const std::string& path, bool everything, Saving& saving) const;
 

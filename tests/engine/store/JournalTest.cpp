@@ -166,6 +166,13 @@ class JournalStory : public ::testing::Test {
                                [&](const auto& text) { return text.find(part) != std::string::npos; });
   }
 
+  /// Under another name.
+  bool IsKept(const std::string& journal) {
+    return std::ranges::any_of(fs::directory_iterator(m_folder.Path()), [&](const auto& entry) {
+      return entry.path().string().starts_with(m_journal + ".") && tests::ReadFile(entry.path()) == journal;
+    });
+  }
+
   const loopback::TempFolder m_folder;
   const std::string m_data = m_folder / "NorvaneEngine.dat", m_journal = m_folder / "NorvaneEngine.journal";
   std::chrono::steady_clock::time_point m_now = std::chrono::steady_clock::now();
@@ -262,10 +269,47 @@ TEST_F(JournalStory, WaitsForADataFileThatCannotBeRead) {
   m_engine->Add("WebMonitor Of new");
   KeepAndKill();
   EXPECT_EQ(Monitors(), "new= ");
-  const bool isKept = std::ranges::any_of(fs::directory_iterator(m_folder.Path()), [&](const auto& entry) {
-    return entry.path().string().starts_with(m_journal + ".") && tests::ReadFile(entry.path()) == journal;
-  });
-  EXPECT_TRUE(isKept);
+  EXPECT_TRUE(IsKept(journal));
+}
+
+TEST_F(JournalStory, GoesOnWithTheCopyOfADataFileThatCannotBeRead) {
+  m_engine->Add("WebMonitor Of saved");
+  EXPECT_EQ(m_engine->Shutdown(), std::nullopt);
+  for (const bool isLost : {false, true}) {
+    SCOPED_TRACE(isLost);
+    Start();
+    m_engine->Add("WebMonitor Of unsaved");
+    KeepAndKill();
+    if (isLost)
+      fs::remove(m_data);
+    else
+      tests::WriteFile(m_data, "damaged");
+    Start();
+    EXPECT_EQ(m_engine->Load(m_data + ".1"), std::nullopt);
+    EXPECT_EQ(Monitors(), "saved= unsaved= ");
+    EXPECT_TRUE(HasCondition("changes taken from its journal: 1"));
+    KeepAndKill();
+    EXPECT_EQ(Monitors(), "saved= unsaved= ");
+    m_engine->service.Remove(m_engine->service.Table().Find("WebMonitor Of unsaved")->id);
+    EXPECT_EQ(m_engine->Shutdown(), std::nullopt);
+  }
+}
+
+TEST_F(JournalStory, IsKeptIfTheCopyIsOlder) {
+  m_engine->Add("WebMonitor Of old");
+  EXPECT_EQ(m_engine->Save("copy"), std::nullopt);
+  m_engine->Add("WebMonitor Of saved");
+  EXPECT_EQ(m_engine->Save(m_data), std::nullopt);
+  m_engine->Add("WebMonitor Of unsaved");
+  KeepAndKill();
+  const auto journal = tests::ReadFile(m_journal);
+  tests::WriteFile(m_data, "damaged");
+  Start();
+  EXPECT_EQ(m_engine->Load("copy"), std::nullopt);
+  EXPECT_EQ(Monitors(), "old= ");
+  Keep();
+  EXPECT_TRUE(HasCondition("what was not saved in the data file that cannot be read is kept as"));
+  EXPECT_TRUE(IsKept(journal));
 }
 
 TEST_F(JournalStory, WhatADamagedOneStillGaveIsWrittenAnew) {
