@@ -27,7 +27,8 @@ constexpr std::size_t IdentitySize = 8;
 
 // Conditions.
 constexpr std::string_view NotAccepted = "notifications";
-constexpr std::string_view GivenUpOf = "notification given up: ";  // and the monitor
+constexpr std::string_view AlertsNotAccepted = "alerts";
+constexpr std::string_view GivenUpOf = "notification given up: ";  // and the monitor, or the exit
 constexpr std::chrono::hours GivenUpTime{24};
 
 std::string Joined(const std::vector<std::string>& lines) {
@@ -59,6 +60,10 @@ Alarms::Alarms(Options options, Parts parts)
                    if (!isHeld || !m_sender.DropWaiting(identity, "the outage ended while it was held"))
                      m_sender.OutageEnded(identity, at);
                  },
+                 [this](const auto& monitor, const auto& record) { m_exits.OutageBegins(monitor, record); },
+                 [this](const auto& monitor, const auto& record, auto at, bool isSilent) {
+                   m_exits.OutageEnds(monitor, record, at, isSilent);
+                 },
                  [this](const auto& monitor) { return m_holds.HoldOf(monitor); }, m_parts.clock, m_parts.log},
                 options.tellsRecovery),
       m_holds(
@@ -73,6 +78,11 @@ Alarms::Alarms(Options options, Parts parts)
                   MessageEnded(identity, message, ended);
                 },
                 m_parts.clock, [this](const auto& message) { return WhyHeld(message.monitor); }}),
+      m_exits({options.messages.webhooks, std::move(options.alertmanagers), options.messages.giveUp},
+              {m_sender, m_outages, m_parts.runner, m_parts.newTicket, m_parts.table,
+               [this](auto monitor) { return !WhyHeld(monitor).empty(); },
+               [this](const auto& identity, auto message) { m_changes[identity] = std::move(message); },
+               [this](const auto& message, const auto& text) { Log(message, text); }, m_parts.clock}),
       m_wallClock(std::move(options.wallClock)) {}
 
 // From one engine to the next
@@ -80,15 +90,20 @@ Alarms::Alarms(Options options, Parts parts)
 void Alarms::Restore(bool keepsUnknown) {
   m_holds.Restore(m_parts.state.SilencesAtStart(), keepsUnknown);
   const auto& owed = m_parts.state.OwedAtStart();
-  m_outages.Restore(m_parts.state.OutagesAtStart(), owed, m_parts.table(), keepsUnknown);
   OwedMessages toSend;
   for (const auto& [identity, message] : owed)
     Restore(identity, message, toSend);
   m_sender.Restore(toSend, m_parts.state.SinglesAtStart());
+  m_outages.Restore(m_parts.state.OutagesAtStart(), owed, m_parts.table(), keepsUnknown);
 }
 
 void Alarms::Restore(const std::string& identity, OwedMessage message, OwedMessages& toSend) {
   using Kind = OwedMessage::Kind;
+  if (!message.exit.empty()) {
+    if (m_exits.Restore(identity, message, toSend)) return;
+    m_changes[identity] = std::nullopt;
+    return Log(message, "notification dropped: not in config.ini");
+  }
   const Monitor* monitor = m_parts.table().Find(message.monitor);
   const bool isStopped = monitor != nullptr && !monitor->Running();
   const bool isForAdmin = message.kind == Kind::Admin;
@@ -141,12 +156,14 @@ void Alarms::Keep(Outages::Extent extent) {
   CompleteWritten();
   m_sender.SendDue(m_parts.state.Written());
   m_parts.health.Set(NotAccepted, m_sender.Problem());
+  m_parts.health.Set(AlertsNotAccepted, m_exits.Problem());
 }
 
 void Alarms::OnSecond() {
   m_holds.OnSecond();
   m_outages.Release(m_parts.table());
   m_sender.OnSecond();
+  m_exits.OnSecond();
   m_parts.state.RetryFailed();
   Keep(Outages::Extent::Changed);
 }
@@ -200,7 +217,7 @@ int Alarms::Receive(const Monitor& monitor, const CheckResult& result) {
 }
 
 bool Alarms::Receive(const NotificationEnded& ended) {
-  return m_sender.Receive(ended);
+  return m_sender.Receive(ended) || m_exits.Receive(ended);
 }
 
 void Alarms::Receive(const LaunchProgress& progress) {
@@ -227,12 +244,18 @@ void Alarms::Owe(std::string identity, OwedMessage message) {
 
 void Alarms::Forget(const Monitor& monitor, const std::string& why) {
   m_outages.Forget(monitor.id);
-  m_sender.Drop([&](const OwedMessage& message) { return message.monitor == monitor.name; }, why);
+  m_sender.Drop(
+      [&](const OwedMessage& message) { return message.monitor == monitor.name && message.exit.empty(); },
+      why);
 }
 
 void Alarms::DropAll(const std::string& why) {
   const auto& table = m_parts.table();
-  m_sender.Drop([&](const OwedMessage& message) { return table.Find(message.monitor) != nullptr; }, why);
+  m_sender.Drop(
+      [&](const OwedMessage& message) {
+        return table.Find(message.monitor) != nullptr && message.exit.empty();
+      },
+      why);
 }
 
 void Alarms::ForgetAll() {
@@ -242,7 +265,7 @@ void Alarms::ForgetAll() {
 
 std::vector<console::engine::OwedMessage> Alarms::Owed() const {
   std::vector<console::engine::OwedMessage> owed;
-  for (const auto& [identity, each] : m_sender.All())
+  for (const auto& [identity, each] : AllOwed())
     owed.push_back({each.monitor, PlainText(each.message), PlainText(each.to), ShownMode(each), each.since,
                     each.tries, each.reason, each.nextTry});
   std::ranges::sort(owed, {}, [](const auto& each) { return std::tie(each.since, each.monitor); });
@@ -250,14 +273,29 @@ std::vector<console::engine::OwedMessage> Alarms::Owed() const {
 }
 
 void Alarms::Drop(const std::vector<std::string>& monitors) {
-  const auto owed = m_sender.All();
+  const auto owed = AllOwed();
   for (const auto& name : monitors) {
     if (std::ranges::none_of(owed, [&](const auto& each) { return each.second.monitor == name; }))
       throw EngineError(EngineErrorCode::NotFound, "nothing is owed by " + name);
   }
   const std::set<std::string> names(monitors.begin(), monitors.end());
-  m_sender.Drop([&](const auto& message) { return names.empty() || names.contains(message.monitor); },
-                "as asked by norvanectl");
+  const auto isMeant = [&](const auto& message) { return names.empty() || names.contains(message.monitor); };
+  const std::string why = "as asked by norvanectl";
+  m_sender.Drop(isMeant, why);
+  m_exits.Drop(isMeant, why);
+}
+
+OwedMessages Alarms::AllOwed() const {
+  auto owed = m_sender.All();
+  owed.merge(m_exits.Owed());
+  return owed;
+}
+
+/// Without those about messages: a webhook that accepts only some would cause ever more of them.
+void Alarms::ConditionChanged(std::string_view key, const Health::Condition& condition,
+                              Health::Change change) {
+  if (key != NotAccepted && key != AdminMessages::Unreachable && !key.starts_with(GivenUpOf))
+    m_exits.ConditionChanged(condition, change);
 }
 
 NotifyRequest Alarms::NotificationOf(const Monitor& monitor) const {
@@ -265,10 +303,13 @@ NotifyRequest Alarms::NotificationOf(const Monitor& monitor) const {
 }
 
 void Alarms::Log(const OwedMessage& message, const std::string& text) const {
+  const auto line = (message.exit.empty() ? "" : message.exit + ": ") + text;
   if (const Monitor* monitor = m_parts.table().Find(message.monitor))
-    m_parts.log(*monitor, system_clock::now(), text);
+    m_parts.log(*monitor, system_clock::now(), line);
+  else if (!message.monitor.empty())
+    m_parts.ownLog.Write(message.monitor + ": " + line);
   else
-    m_parts.ownLog.Write((message.monitor.empty() ? "administrator" : message.monitor) + ": " + text);
+    m_parts.ownLog.Write((message.exit.empty() ? "administrator: " : "") + line);
 }
 
 void Alarms::MessageFailed(const OwedMessage& message) {
@@ -285,10 +326,12 @@ void Alarms::MessageEnded(const std::string& identity, const OwedMessage& messag
     return m_parts.health.Set(AdminMessages::Unreachable, {});
   }
   if (ended.end == End::GivenUp) {
-    m_parts.health.Note(std::string(GivenUpOf) + message.monitor,
-                        "notification of " + message.monitor + " given up: " + ended.reason, GivenUpTime);
+    m_parts.health.Note(std::string(GivenUpOf) + (message.exit.empty() ? message.monitor : message.exit),
+                        NameOf(message) + " given up: " + ended.reason, GivenUpTime);
     if (m_sender.Problem().empty()) m_parts.health.Replace(NotAccepted);
   }
+  if (message.kind == OwedMessage::Kind::Event && ended.end == End::Accepted)
+    return m_exits.Accepted(identity, message);
   const Monitor* monitor = m_parts.table().Find(message.monitor);
   if (monitor == nullptr || message.kind != OwedMessage::Kind::Failure) return;
   using Message = OutageRecord::Message;

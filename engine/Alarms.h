@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "console/engine/OwedMessage.h"
+#include "engine/Exits.h"
+#include "engine/model/Health.h"
 #include "engine/model/StateChanges.h"
 #include "engine/notify/MessageSender.h"
 #include "engine/outages/Holds.h"
@@ -20,7 +22,6 @@ namespace norvane::engine {
 class AdminMessages;
 class EngineLog;
 class EngineState;
-class Health;
 
 /// What failures lead to: outages, their commands and their messages, all of it kept on disk. On the service
 /// thread.
@@ -33,6 +34,7 @@ class Alarms {
 
   struct Options {
     MessageSender::Options messages{};
+    std::vector<std::string> alertmanagers{};  ///< URLs
     bool tellsRecovery = false;
     Holds::WallClock wallClock = &std::chrono::system_clock::now;
   };
@@ -61,6 +63,7 @@ class Alarms {
   /// False if the notification is not one of an outage or of the engine itself.
   [[nodiscard]] bool Receive(const NotificationEnded& ended);
   void Receive(const LaunchProgress& progress);
+  void ConditionChanged(std::string_view key, const Health::Condition& condition, Health::Change change);
   /// Its outage ends silently, and what it owes is dropped; `why` goes to its log.
   void Forget(const Monitor& monitor, const std::string& why);
   /// The same for all, as long as they are in the table, ...
@@ -118,6 +121,7 @@ class Alarms {
   void Restore(const std::string& identity, OwedMessage message, OwedMessages& toSend);
   void Launch(LaunchRequest request);
   void OweCommand(const LaunchRequest& request);
+  [[nodiscard]] OwedMessages AllOwed() const;
   void Log(const OwedMessage& message, const std::string& text) const;
   void MessageFailed(const OwedMessage& message);
   void MessageEnded(const std::string& identity, const OwedMessage& message,
@@ -127,6 +131,7 @@ class Alarms {
   Outages m_outages;
   Holds m_holds;
   MessageSender m_sender;
+  Exits m_exits;
   std::map<std::uint64_t, Launching> m_launches;  // by ticket
   OwedChanges m_changes;                          // beside the sender's
   Holds::WallClock m_wallClock;

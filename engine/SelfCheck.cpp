@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "engine/net/PeerReason.h"
+#include "engine/store/EngineState.h"
+#include "engine/store/Storage.h"
 
 namespace norvane::engine {
 
@@ -18,6 +20,11 @@ constexpr seconds WriterTime{30};  // a save of all monitors on a slow disk take
 constexpr minutes GrowthTime{1};
 constexpr minutes MaxPause{2};
 constexpr minutes MaxLookupPause{10};  // most names are asked for at the interval of a monitor
+constexpr seconds MaxLateness{10};     // of the start of a check
+
+// Conditions.
+constexpr const char* NotInTime = "checks cannot be made in time";
+constexpr const char* ThrownAway = "results of checks are thrown away, the engine is held up";
 
 milliseconds Between(Health::Moment from, Health::Moment to) {
   return from < to ? std::chrono::duration_cast<milliseconds>(to - from) : milliseconds(0);
@@ -54,9 +61,8 @@ void SelfCheck::Observe(const Observation& observed) {
     m_health.Set("stalled", "the engine has stalled: " + std::string(stall.what));
   const auto set = [&](const char* text, bool holds) { m_health.Set(text, holds ? text : ""); };
   const auto& figures = observed.figures;
-  set("checks cannot be made in time", m_notMade.Lasts(figures.notMade, now, MaxPause));
-  set("results of checks are thrown away, the engine is held up",
-      m_thrownAway.Lasts(figures.thrownAway, now, MaxPause));
+  set(NotInTime, m_notMade.Lasts(figures.notMade, now, MaxPause));
+  set(ThrownAway, m_thrownAway.Lasts(figures.thrownAway, now, MaxPause));
   if (std::exchange(m_answered, figures.lookupsAnswered) != figures.lookupsAnswered)
     m_unanswered = {figures.lookupsUnanswered};
   set("cannot read the machine's hosts file, using the names read before", figures.hostsUnreadable);
@@ -80,6 +86,14 @@ SelfCheck::Stall SelfCheck::FindStall(const Observation& observed) const {
     if (stall.lasting >= allowed) return stall;
   }
   return {};
+}
+
+std::string SelfCheck::FindTrouble(const Observation& observed) const {
+  if (const auto stall = FindStall(observed); !stall.what.empty()) return std::string(stall.what);
+  for (const std::string_view key : {std::string_view(NotInTime), std::string_view(ThrownAway),
+                                     EngineState::Unsaved, Storage::Unsaved, Storage::JournalUnwritten})
+    if (const auto found = m_health.Now().find(key); found != m_health.Now().end()) return found->second.text;
+  return observed.figures.latestStart > MaxLateness ? "checks start late" : "";
 }
 
 }  // namespace norvane::engine

@@ -30,6 +30,8 @@ class SelfCheck {
   void Observe(const Observation& now);
   /// What does not go on, and for how long.
   [[nodiscard]] Stall FindStall(const Observation& now) const;
+  /// Why checks don't start in time, results don't arrive or writes don't reach the disk; empty if they do.
+  [[nodiscard]] std::string FindTrouble(const Observation& now) const;
   /// Whether nothing stalled at the last observations. A single one may come first after the process was
   /// stopped, when no thread has gone on.
   [[nodiscard]] bool IsAlive() const { return m_stalled < MaxStalled; }

@@ -7,6 +7,7 @@
 
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
+#include "engine/Overdue.h"
 #include "engine/model/CheckTimes.h"
 #include "engine/net/Reason.h"
 #include "engine/store/EngineState.h"
@@ -72,6 +73,8 @@ Service::Service(Options options)
       m_storage(*this, *m_writer, m_health, m_clock, m_folder, m_types),
       m_table(m_storage.LoadAtStart()),
       m_worker(options.makeWorker(m_wake, [this](const std::string& text) { m_ownLog.Write(text); })),
+      m_heartbeat(std::move(options.heartbeat), options.heartbeatPeriod,
+                  {*m_worker, [this] { return ++m_lastTicket; }, m_health, m_clock}),
       m_logAge(options.logAge) {
   m_health.Set(AdminMessages::Unreachable, m_admin.Misconfigured());
   m_health.Set("config.ini", options.configProblem);
@@ -81,6 +84,8 @@ Service::Service(Options options)
                     [this]() -> const MonitorTable& { return *m_table; },
                     [this](const auto& monitor, auto at, const auto& text) { Log(monitor, at, text); },
                     m_clock});
+  for (const auto& [key, condition] : m_health.Now())
+    m_alarms->ConditionChanged(key, condition, Health::Change::Begins);
   m_alarms->Restore(m_storage.IsUnreadable());
   m_alarms->Keep();
   StartAll();
@@ -135,11 +140,12 @@ void Service::OnSecond() {
   m_health.EndExpired();
   m_selfCheck.Observe(Observe());
   m_health.Set("memory", platform::RestoreMemoryReserve() ? "" : "memory is short");
-  m_health.Set("overdue", OverdueProblem());
+  m_health.Set("overdue", OverdueProblem(*m_table, m_clock() - OverdueTime));
   m_worker->OnSecond();
   RepeatLostStarts();
   m_admin.OweDue();
   m_alarms->OnSecond();
+  m_heartbeat.OnSecond([this] { return WhyNoHeartbeat(); });
   GoOnEnding();
   if (const auto now = m_clock(); now >= m_nextTend) {
     m_nextTend = now + TendPause;
@@ -152,23 +158,9 @@ SelfCheck::Observation Service::Observe() const {
   return {m_worker->Figures(), m_writer->BusyFor(), m_wakes};
 }
 
-/// Of monitors that are overdue by more than a check may take and a short stall of the engine.
-std::string Service::OverdueProblem() const {
-  const auto latest = m_clock() - OverdueTime;
-  const Monitor* first = nullptr;
-  std::size_t more = 0;
-  for (const auto& [id, monitor] : m_table->All()) {
-    if (monitor.overdueAt > latest || !monitor.Running() ||
-        monitor.overdueAt + CheckTimes::Of(*monitor.attributes).timeout > latest)
-      continue;
-    if (first == nullptr)
-      first = &monitor;
-    else
-      ++more;
-  }
-  if (first == nullptr) return {};
-  return "no result of " + first->name + " for three intervals" +
-         (more == 0 ? "" : " (and of " + std::to_string(more) + " more)");
+std::string Service::WhyNoHeartbeat() const {
+  auto why = m_selfCheck.FindTrouble(Observe());
+  return why.empty() ? OverdueProblem(*m_table, m_clock()) : why;
 }
 
 ce::EngineStatus Service::Status() const {
@@ -484,7 +476,7 @@ void Service::HandleJudged(const Monitor& monitor, const CheckResult& result) {
 }
 
 void Service::Handle(const NotificationEnded& ended) {
-  if (m_alarms->Receive(ended)) return;
+  if (m_alarms->Receive(ended) || m_heartbeat.Receive(ended)) return;
   const auto& result = ended.result;
   if (const Monitor* monitor = m_table->Find(ended.id))
     Log(*monitor, result.at, result.IsGood() ? "notification sent" : "notification failed: " + result.reason);
@@ -537,6 +529,7 @@ void Service::ConditionChanged(std::string_view key, const Health::Condition& co
   else
     m_ownLog.WriteAlways((change == Health::Change::Ends ? "resolved: " : "") + condition.text);
   if (key != AdminMessages::Unreachable) m_admin.Add(condition, change);
+  if (m_alarms) m_alarms->ConditionChanged(key, condition, change);
 }
 
 }  // namespace norvane::engine

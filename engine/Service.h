@@ -19,6 +19,7 @@
 #include "engine/model/Worker.h"
 #include "engine/net/EventLoop.h"
 #include "engine/notify/AdminMessages.h"
+#include "engine/notify/Heartbeat.h"
 #include "engine/store/EngineLog.h"
 #include "engine/store/Storage.h"
 #include "platform/EventFd.h"
@@ -56,6 +57,8 @@ class Service final : private Storage::Client {
     MonitorTypes types = ProbeTable();
     AdminAddress admin{};
     Alarms::Options alarms{};
+    std::string heartbeat{};  ///< URL; empty: none
+    std::chrono::seconds heartbeatPeriod{60};
     std::string configProblem{};   ///< of "config.ini"; a condition until the engine ends
     std::chrono::hours logAge{0};  ///< the engine's own logs are removed when they are older; 0: never
   };
@@ -160,7 +163,8 @@ class Service final : private Storage::Client {
   void HandleLogFile(const std::string& pattern, const std::string& problem);
   void ConditionChanged(std::string_view key, const Health::Condition& condition, Health::Change change);
   [[nodiscard]] SelfCheck::Observation Observe() const;
-  [[nodiscard]] std::string OverdueProblem() const;
+  /// Empty: the engine does its work.
+  [[nodiscard]] std::string WhyNoHeartbeat() const;
   void ExpectCheck(const Monitor& monitor, std::chrono::milliseconds firstAfter);
   void GoOnEnding();
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
@@ -178,6 +182,7 @@ class Service final : private Storage::Client {
   std::unique_ptr<Writer> m_writer;
   EngineLog m_ownLog;
   AdminMessages m_admin;
+  std::unique_ptr<Alarms> m_alarms;  // none until all that it uses is there: conditions come before
   Health m_health;
   SelfCheck m_selfCheck;
   std::map<std::string, std::string> m_badLogFiles;  // what is wrong, by pattern
@@ -185,7 +190,7 @@ class Service final : private Storage::Client {
   Storage m_storage;
   std::unique_ptr<MonitorTable> m_table;
   std::unique_ptr<Worker> m_worker;
-  std::unique_ptr<Alarms> m_alarms;
+  Heartbeat m_heartbeat;
   std::vector<TableObserver*> m_observers;
   std::map<std::uint64_t, CheckCompletion> m_onDemand;  // by ticket
   struct Fetching {

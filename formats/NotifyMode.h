@@ -18,6 +18,7 @@ struct NotifyMode {
     Phone,         ///< "TEL://", whatever follows
     InternetCall,  ///< an address of http or https with two "%s", for the message and for the number
     Unknown,
+    Exit,  ///< never parsed: a message for an exit of config.ini has no mode
   };
   Form form = Form::None;
   std::string server;  ///< of a mail; empty without a semicolon

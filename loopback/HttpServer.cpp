@@ -2,11 +2,25 @@
 
 #include <sys/socket.h>
 
+#include <string_view>
 #include <utility>
 
 #include "loopback/Sockets.h"
 
 namespace norvane::loopback {
+
+namespace {
+
+/// Its header and the body that this announces.
+bool IsComplete(const std::string& request) {
+  constexpr std::string_view length = "\r\nContent-Length: ";
+  const auto end = request.find("\r\n\r\n");
+  const auto at = request.find(length);
+  const std::size_t body = at < end ? std::stoul(request.substr(at + length.size())) : 0;
+  return end != std::string::npos && request.size() >= end + 4 + body;
+}
+
+}  // namespace
 
 HttpServer::HttpServer(const Options& options)
     : m_options(options),
@@ -16,7 +30,7 @@ HttpServer::HttpServer(const Options& options)
 
 LoopbackServer::Dialogue HttpServer::Begin() {
   return [this, script = m_options.onConnect](std::string& received, bool) mutable -> std::optional<Saying> {
-    if (!script && received.find("\r\n\r\n") != std::string::npos) script = Answer(received);
+    if (!script && IsComplete(received)) script = Answer(received);
     if (!script) return std::nullopt;
     return Saying{script->bytes, script->end, script->forEver, {}, script->pace, script->piece};
   };

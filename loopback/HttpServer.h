@@ -39,7 +39,7 @@ class HttpServer {
 
   /// A path without a script gets 404. One that is set with a query is for that query alone.
   void Set(const std::string& path, Script script);
-  /// The headers of the requests so far.
+  /// The requests so far, with their bodies.
   [[nodiscard]] std::vector<std::string> Requests() const;
   /// Keeps no requests from here on, for endless use.
   void ForgetRequests() { m_keepsRequests = false; }

@@ -103,23 +103,25 @@ IniFile::IniFile(const std::string& path) {
     else if (!isRepeated && !keys.insert(AsciiUpper(key)).second)
       ignore("is a second " + key + " in [" + sections.back().name + "]");
     else if (!isRepeated)
-      sections.back().entries.push_back({key, Cut(Unquoted(Trimmed(line.substr(equals + 1), IniBlanks)))});
+      sections.back().entries.push_back(
+          {key, std::string(Unquoted(Trimmed(line.substr(equals + 1), IniBlanks)))});
   }
 }
 
-const std::string* IniFile::Find(std::string_view section, std::string_view key) const {
+std::optional<std::string> IniFile::Find(std::string_view section, std::string_view key) const {
   const auto found = std::ranges::find_if(
       sections, [&](const Section& each) { return EqualsIgnoringCase(each.name, section); });
-  if (found == sections.end()) return nullptr;
+  if (found == sections.end()) return std::nullopt;
   const auto entry = std::ranges::find_if(
       found->entries, [&](const Entry& each) { return EqualsIgnoringCase(each.key, key); });
-  return entry == found->entries.end() ? nullptr : &entry->value;
+  if (entry == found->entries.end()) return std::nullopt;
+  return Cut(entry->value);
 }
 
 std::string IniValue(std::string_view section, std::string_view key, std::string_view defaultValue,
                      const std::string& filePath) {
   const IniFile file(filePath);
-  if (const auto* value = file.Find(Trimmed(section), Trimmed(key))) return *value;
+  if (const auto value = file.Find(Trimmed(section), Trimmed(key))) return *value;
   return Cut(defaultValue.substr(0, defaultValue.find_last_not_of(' ') + 1));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,12 +12,12 @@ namespace norvane::platform {
 /// - blanks and tabs around names and values do not count, nor does one pair of quotes around a value, single
 ///   or double; lines that begin with ";" and lines without "=" are skipped; nothing is unescaped or split;
 /// - of sections of the same name the first counts, and in it of lines with the same key the first;
-/// - a value is cut to 299 characters, what a buffer of 300 holds.
+/// - a value that is looked up is cut to 299 characters, what a buffer of 300 holds.
 /// The text is UTF-8; a byte order mark, LF and CRLF are understood.
 struct IniFile {
   struct Entry {
     std::string key;
-    std::string value;
+    std::string value;  ///< whole
   };
   struct Section {
     std::string name;
@@ -26,8 +27,7 @@ struct IniFile {
   /// Reads it; any thread.
   explicit IniFile(const std::string& path);
 
-  /// Null if there is none.
-  [[nodiscard]] const std::string* Find(std::string_view section, std::string_view key) const;
+  [[nodiscard]] std::optional<std::string> Find(std::string_view section, std::string_view key) const;
 
   std::vector<Section> sections;     ///< those that count, in their order
   std::vector<std::string> ignored;  ///< each line that neither counts nor is a comment, and why

@@ -141,8 +141,8 @@ Config Config::Read(const std::string& path) {
   for (const auto& line : file.ignored)
     config.remarks.push_back("config.ini: " + line);
   for (const auto& [section, key, apply, meaning, fallback] : Settings) {
-    const auto* value = file.Find(section, key);
-    if (value != nullptr && !apply(*value, config))
+    const auto value = file.Find(section, key);
+    if (value && !apply(*value, config))
       config.remarks.push_back("config.ini: [" + std::string(section) + "] " + std::string(key) + "=" +
                                *value + " is not " + meaning + ", using " + fallback);
   }
@@ -153,7 +153,7 @@ Config Config::Read(const std::string& path) {
   };
   const auto folder = std::filesystem::path(path).parent_path().string();
   config.caFile = (std::filesystem::path(folder) / config.caFile).string();
-  if (file.Find("tls", "cafile") != nullptr && ::access(config.caFile.c_str(), R_OK) != 0)
+  if (file.Find("tls", "cafile") && ::access(config.caFile.c_str(), R_OK) != 0)
     config.remarks.push_back("config.ini: [tls] cafile: cannot read " + config.caFile);
   for (const auto& section : file.sections) {
     if (engine::MailServerTable::IsMailServer(section.name)) {
@@ -161,10 +161,17 @@ Config Config::Read(const std::string& path) {
       if (!wrong.empty()) config.remarks.push_back("config.ini: " + wrong);
       continue;
     }
+    if (engine::ExitSettings::IsExit(section.name)) {
+      const auto wrong = config.exits.Add(section, folder);
+      if (!wrong.empty()) config.problem += (config.problem.empty() ? "config.ini: " : "; ") + wrong;
+      continue;
+    }
     note(Unknown(section, nullptr));
     for (const auto& entry : section.entries)
       note(Unknown(section, &entry));
   }
+  config.alarms.messages.webhooks = config.exits.webhooks;
+  config.alarms.alertmanagers = config.exits.alertmanagers;
   return config;
 }
 

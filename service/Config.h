@@ -7,6 +7,7 @@
 #include "engine/Alarms.h"
 #include "engine/WorkerOptions.h"
 #include "engine/notify/AdminMessages.h"
+#include "engine/notify/ExitSettings.h"
 
 namespace norvane::service {
 
@@ -20,9 +21,10 @@ struct Config {
   engine::AdminAddress admin{};
   engine::MailServerTable mailServers{};
   engine::Alarms::Options alarms{};
+  engine::ExitSettings exits{};
   std::chrono::hours logAge{90 * 24};  ///< 0: for ever
 
-  /// Why the file could not be read, or which line of it; empty if it could, or if there is none.
+  /// Why the file could not be read, or which line of it, and what is wrong with exits: empty if nothing is.
   std::string problem{};
   /// For the log: each line that is ignored, each value that makes no sense, with the default used, and once
   /// each key or section that nobody knows.

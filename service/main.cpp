@@ -130,6 +130,8 @@ engine::Service::Options ServiceOptions(const std::string& folder, const Config&
   options.makeWorker = [&](auto& wake, const auto& log) { return MakeWorker(folder, config, wake, log); };
   options.admin = config.admin;
   options.alarms = config.alarms;
+  options.heartbeat = config.exits.heartbeat;
+  options.heartbeatPeriod = config.exits.heartbeatPeriod;
   options.configProblem = config.problem;
   options.logAge = config.logAge;
   return options;

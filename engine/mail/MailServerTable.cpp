@@ -1,25 +1,19 @@
 #include "engine/mail/MailServerTable.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
 #include <stdexcept>
-#include <system_error>
 
 #include "engine/mail/MailArguments.h"
 #include "platform/Ascii.h"
 #include "platform/Blanks.h"
-#include "platform/FileDescriptor.h"
 #include "platform/FileNames.h"
+#include "platform/SecretFile.h"
 
 namespace norvane::engine {
 
 namespace {
 
 constexpr std::string_view SectionPrefix = "mail ";
+constexpr std::size_t MaxPasswordFile = 1024;
 /// Ports as they are named: 0 stands for none.
 constexpr ServerSchemes NamedPorts{MailSchemes.plain, 0, MailSchemes.secure, MailSchemes.securePort};
 
@@ -63,10 +57,6 @@ std::string Contradiction(const MailServerSettings& server, bool namesSecurity) 
   return {};
 }
 
-[[noreturn]] void ThrowUnusable(const std::string& path, const std::string& why) {
-  throw std::runtime_error("password_file " + path + ": " + why);
-}
-
 }  // namespace
 
 bool MailServerTable::IsMailServer(std::string_view section) {
@@ -102,21 +92,18 @@ const MailServerSettings& MailServerTable::Find(std::string_view server) const {
   return m_others;
 }
 
-/// Never blocks on a FIFO; a regular file of this size is as good as at hand.
 std::string ReadPassword(const std::string& path) {
-  const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  struct stat status {};
-  if (!file || ::fstat(file.Get(), &status) != 0) ThrowUnusable(path, std::generic_category().message(errno));
-  if (!S_ISREG(status.st_mode)) ThrowUnusable(path, "not a regular file");
-  if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) ThrowUnusable(path, "others than its owner have access");
-  std::array<char, 1024> bytes;
-  const auto size = ::read(file.Get(), bytes.data(), bytes.size());
-  if (size < 0) ThrowUnusable(path, std::generic_category().message(errno));
-  auto line = std::string_view(bytes.data(), static_cast<std::size_t>(size));
-  line = line.substr(0, line.find('\n'));
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  if (const auto failure = ArgumentFailure("password", line); !failure.empty()) ThrowUnusable(path, failure);
-  return std::string(line);
+  try {
+    const auto bytes = platform::ReadSecretFile(path, MaxPasswordFile);
+    auto line = std::string_view(bytes);
+    line = line.substr(0, line.find('\n'));
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (const auto failure = ArgumentFailure("password", line); !failure.empty())
+      throw std::runtime_error(failure);
+    return std::string(line);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error("password_file " + path + ": " + error.what());
+  }
 }
 
 }  // namespace norvane::engine

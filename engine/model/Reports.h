@@ -25,6 +25,7 @@ struct NotificationEnded {
   MonitorId id = 0;
   std::uint64_t ticket = 0;
   CheckResult result;
+  std::chrono::seconds retryAfter{0};  ///< the peer wants no further try for so long
 };
 
 /// A command was started, has ended or could not be started.

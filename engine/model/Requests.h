@@ -29,6 +29,8 @@ struct NotifyRequest {
   std::string body;     ///< of a mail
   /// The same for each try, so that a repetition can be recognised; empty: made anew for each.
   std::string identity{};
+  std::string url{};  ///< of an exit, instead of a mode: gets `body` by POST, or a GET if that is empty
+  std::string headerFile{};  ///< path of a file with further headers; may be empty
 };
 
 /// A program to be started because of a monitor.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -48,6 +49,8 @@ class Probe {
   [[nodiscard]] virtual std::string_view Step() const = 0;
   /// It waits for a turn of this engine rather than for a peer.
   [[nodiscard]] virtual bool IsQueued() const { return false; }
+  /// As it ends with a failure: the peer wants no further try for so long.
+  [[nodiscard]] virtual std::chrono::seconds RetryAfter() const { return {}; }
 };
 
 }  // namespace norvane::engine

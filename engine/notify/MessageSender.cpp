@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "engine/net/Reason.h"
+#include "engine/notify/Events.h"
 #include "engine/notify/MessageText.h"
 #include "formats/NotifyMode.h"
 #include "platform/Ascii.h"
@@ -63,7 +64,7 @@ std::string SentText(const OwedMessage& message, std::size_t together) {
 }  // namespace
 
 MessageSender::MessageSender(Options options, Hooks hooks)
-    : m_options(options),
+    : m_options(std::move(options)),
       m_hooks(std::move(hooks)),
       m_digests(m_options.single, m_hooks.clock),
       m_lastWrite(m_hooks.clock()) {}
@@ -80,7 +81,8 @@ void MessageSender::Restore(const OwedMessages& messages, const SingleMails& sin
   }
   for (auto& [identity, parts] : shipments) {
     const auto& first = messages.at(parts.front());
-    const auto wait = std::clamp<system_clock::duration>(first.nextTry - system_clock::now(), {}, MaxPause);
+    const auto longest = first.exit.empty() ? seconds(MaxPause) : seconds(MaxRetryAfter);
+    const auto wait = std::clamp<system_clock::duration>(first.nextTry - system_clock::now(), {}, longest);
     Enqueue(identity, std::move(parts), first.tries == 0 ? Fresh : m_hooks.clock() + wait);
     m_shipments.at(identity).write = 0;
   }
@@ -263,8 +265,20 @@ void MessageSender::Send(const std::string& identity) {
   const bool isDigest = !messages.front()->digest.empty();
   const auto ticket = m_hooks.newTicket();
   m_inFlight.emplace(ticket, std::move(sending));
-  m_hooks.runner.NotifyOnce(isDigest ? DigestOf(identity, messages) : RequestOf(identity, *messages.front()),
+  m_hooks.runner.NotifyOnce(isDigest ? DigestOf(identity, messages) : RequestFor(identity, *messages.front()),
                             ticket);
+}
+
+NotifyRequest MessageSender::RequestFor(const std::string& identity, const OwedMessage& message) const {
+  const auto webhook = m_options.webhooks.find(message.exit);
+  if (webhook == m_options.webhooks.end()) return RequestOf(identity, message);
+  NotifyRequest request;
+  request.to = message.exit;
+  request.body = EventObject(identity, message);
+  request.identity = identity;
+  request.url = webhook->second.url;
+  request.headerFile = webhook->second.headerFile;
+  return request;
 }
 
 bool MessageSender::Receive(const NotificationEnded& report) {
@@ -276,7 +290,7 @@ bool MessageSender::Receive(const NotificationEnded& report) {
   if (report.result.IsGood())
     Accept(shipment, sent.mapped(), queue);
   else
-    Fail(std::move(shipment), sent.mapped(), queue, report.result.reason);
+    Fail(std::move(shipment), sent.mapped(), queue, report);
   return true;
 }
 
@@ -292,13 +306,18 @@ void MessageSender::Accept(const Shipment& shipment, const InFlight& sent, Queue
   }
 }
 
-void MessageSender::Fail(Shipment shipment, const InFlight& sent, Queue& queue, const std::string& reason) {
+void MessageSender::Fail(Shipment shipment, const InFlight& sent, Queue& queue,
+                         const NotificationEnded& report) {
+  const auto& reason = report.result.reason;
   auto& pace = shipment.place.due == Fresh ? queue.fresh : queue.failed;
   const auto now = m_hooks.clock();
   pace.next = ++pace.failures > 1 ? now + Pause(pace.failures - 1) : now;
+  const auto asked = std::min<Moment::duration>(report.retryAfter, MaxRetryAfter);
+  if (asked > asked.zero()) queue.fresh.next = queue.failed.next = now + asked;
   queue.reason = reason;
   if (shipment.messages.empty()) return;  // all were dropped
-  const auto pause = Pause(m_messages.at(shipment.messages.front()).message.tries + 1);
+  const auto pause = asked > asked.zero() ? std::max<Moment::duration>(asked, FirstPause)
+                                          : Pause(m_messages.at(shipment.messages.front()).message.tries + 1);
   for (const auto& identity : shipment.messages) {
     auto& entry = m_messages.at(identity);
     auto& message = entry.message;
@@ -307,8 +326,8 @@ void MessageSender::Fail(Shipment shipment, const InFlight& sent, Queue& queue, 
     message.nextTry = system_clock::now() + duration_cast<system_clock::duration>(pause);
     m_changes[identity] = message;
     m_hooks.failed(message);
-    if (message.monitor.empty()) continue;
-    queue.problem = "notification of " + message.monitor + " failed: " + reason;
+    if (message.kind == OwedMessage::Kind::Admin) continue;
+    queue.problem = NameOf(message) + " failed: " + reason;
     LogFailure(entry, "notification failed: " + reason);
   }
   shipment.place.due = now + pause;

@@ -16,25 +16,27 @@
 #include "engine/model/Worker.h"
 #include "engine/net/EventLoop.h"
 #include "engine/notify/Digests.h"
+#include "engine/notify/ExitSettings.h"
 
 namespace norvane::engine {
 
 /// Sends the owed messages, and tries again until each is accepted, given up or dropped. On the service
 /// thread.
 ///
-/// Each server of a channel has a queue of its own, with one message in flight. A message goes when it is on
-/// disk, the next one of its queue when the end of the former is: so a killed engine repeats at most one
-/// message for each server. Messages to an address that has not failed come first. Those that failed wait,
-/// and so does the queue when two addresses in a row do, longer each time: so neither a bad address nor a
-/// dead server costs others much.
+/// Each server of a channel, and each webhook, has a queue of its own, with one message in flight. A message
+/// goes when it is on disk, the next one of its queue when the end of the former is: so a killed engine
+/// repeats at most one message for each server. Messages to an address that has not failed come first. Those
+/// that failed wait, and so does the queue when two addresses in a row do, longer each time: so neither a bad
+/// address nor a dead server costs others much.
 ///
 /// A message that is held waits until it isn't any more, and nothing waits for it.
 ///
 /// While the disk refuses writes, messages go all the same: rather twice than not at all.
 class MessageSender {
  public:
-  static constexpr std::chrono::seconds FirstPause{5};  ///< doubled after each try
-  static constexpr std::chrono::seconds MaxPause{300};  ///< both within a fifth, by chance
+  static constexpr std::chrono::seconds FirstPause{5};    ///< doubled after each try
+  static constexpr std::chrono::seconds MaxPause{300};    ///< both within a fifth, by chance
+  static constexpr std::chrono::hours MaxRetryAfter{24};  ///< that a server may ask for
   static constexpr std::chrono::seconds MaxWriteTime{10};
   static constexpr std::chrono::hours LogPause{1};  ///< between two failures of a message in the log
   static constexpr std::size_t MaxInFlight = 100;
@@ -43,6 +45,7 @@ class MessageSender {
   struct Options {
     std::chrono::seconds giveUp{std::chrono::hours(24)};
     std::size_t single = 20;  ///< mails to an address in a minute; more become a digest
+    Webhooks webhooks{};
   };
   enum class End { Accepted, GivenUp, Dropped };
   struct Ended {
@@ -75,6 +78,7 @@ class MessageSender {
   std::size_t Drop(const std::function<bool(const OwedMessage&)>& isMeant, const std::string& why);
   /// The same for one that is not in flight; false if it is.
   [[nodiscard]] bool DropWaiting(const std::string& identity, const std::string& why);
+  [[nodiscard]] bool Owes(const std::string& identity) const { return m_messages.contains(identity); }
   /// False if it is none of these.
   [[nodiscard]] bool Receive(const NotificationEnded& report);
 
@@ -153,8 +157,9 @@ class MessageSender {
   void Drop(const std::vector<std::string>& identities, const std::string& why);
   [[nodiscard]] std::string NextOf(const Queue& queue) const;
   void Send(const std::string& identity);
+  [[nodiscard]] NotifyRequest RequestFor(const std::string& identity, const OwedMessage& message) const;
   void Accept(const Shipment& shipment, const InFlight& sent, Queue& queue);
-  void Fail(Shipment shipment, const InFlight& sent, Queue& queue, const std::string& reason);
+  void Fail(Shipment shipment, const InFlight& sent, Queue& queue, const NotificationEnded& report);
   void HoldBack(Queue& queue, const Shipment& failed);
   void LogAndGiveUp(Queue& queue);
   void LogFailure(Entry& entry, const std::string& text);

@@ -60,9 +60,15 @@ NotifyRequest DigestOf(const std::string& identity, const std::vector<const Owed
 }
 
 std::string ShownMode(const OwedMessage& message) {
+  if (!message.exit.empty()) return message.exit;
   using formats::NotifyMode;
   const bool isUrl = NotifyMode::Parse(message.mode).form == NotifyMode::Form::InternetCall;
   return PlainText(isUrl ? WithoutPassword(message.mode) : message.mode);
+}
+
+std::string NameOf(const OwedMessage& message) {
+  return (message.exit.empty() ? "notification" : message.exit) +
+         (message.monitor.empty() ? "" : " of " + message.monitor);
 }
 
 std::size_t SizeInDigest(const OwedMessage& message) {

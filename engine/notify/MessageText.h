@@ -17,6 +17,8 @@ namespace norvane::engine {
 
 /// How it is sent, for people: a notification mode without a password.
 [[nodiscard]] std::string ShownMode(const OwedMessage& message);
+/// "notification of MONITOR", or with the exit for which it is; for the administrator.
+[[nodiscard]] std::string NameOf(const OwedMessage& message);
 
 /// What a message adds to a digest.
 [[nodiscard]] std::size_t SizeInDigest(const OwedMessage& message);

@@ -33,6 +33,7 @@ class Notifier::Sending final : public ProbeClient {
   void Ended(std::string failure) noexcept override {
     auto& loop = m_owner.m_loop;
     loop.Serve(loop, [&] {
+      m_report.retryAfter = m_probe ? m_probe->RetryAfter() : std::chrono::seconds(0);
       m_report.result.duration = std::chrono::duration_cast<milliseconds>(loop.Now() - m_asked);
       m_owner.End(std::move(m_report), failure);
       m_owner.m_begin.Set(loop.Now());
@@ -73,6 +74,7 @@ void Notifier::Notify(NotifyRequest request, std::uint64_t ticket) {
   assert(m_loop.IsInside());
   NotificationEnded report{request.id, ticket, {}};
   auto mode = NotifyMode::Parse(request.mode);
+  if (!request.url.empty()) mode.form = NotifyMode::Form::Exit;
   if (mode.form == NotifyMode::Form::None) return End(std::move(report), "no notification configured");
   const auto queue = m_queues.find(mode.form);
   if (queue == m_queues.end()) return End(std::move(report), "unknown notification mode");

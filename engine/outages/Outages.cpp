@@ -56,8 +56,10 @@ void Outages::Restore(OutageRecords records, const MonitorTable& table, bool kee
       m_failing.try_emplace(monitor->id, Entry{name, Outage(std::move(record))});
     else if (monitor == nullptr && keepsUnknown)
       m_unknown.emplace(name, std::move(record));
-    else
+    else {
       NoteEnd(name, true);
+      if (record.isOpen) m_hooks.ends(name, record, std::chrono::system_clock::now(), false);
+    }
   }
 }
 
@@ -78,9 +80,12 @@ void Outages::Fail(const Monitor& monitor, const CheckResult& result, Entry& ent
   std::string remark;  // logged with the checks already
   const auto rules = OutageRules::Of(*monitor.attributes, remark);
   const auto actions = entry.outage.Fail(rules, result.at, {hold.HoldsMessages(), hold.holdsCommands});
-  if (actions.begin)
+  if (actions.begin) {
+    const auto& record = entry.outage.What();
     m_hooks.log(monitor, result.at,
-                "outage begins after " + Times(entry.outage.What().failures, "failed check") + " in a row");
+                "outage begins after " + Times(record.failures, "failed check") + " in a row");
+    m_hooks.begins(monitor.name, record);
+  }
   Act(monitor, entry, actions, hold);
   const bool isUrgent = actions.begin || actions.launch || actions.notify;
   if (isUrgent || !actions.isSettled) NoteChange(entry, isUrgent);
@@ -130,6 +135,7 @@ void Outages::Recover(const Monitor& monitor, const CheckResult& result) {
   if (!record.isOpen) return;
   m_lastEnds[monitor.id] = m_hooks.clock();
   m_hooks.log(monitor, result.at, "outage ends after " + Times(record.failures, "failed check"));
+  m_hooks.ends(monitor.name, record, result.at, hold.HoldsMessages());
   if (monitor.attributes->Get(keys::CommandSucc).empty()) return;
   if (hold.holdsCommands)
     Log(monitor, "command for the end dropped: " + hold.why);
@@ -184,7 +190,12 @@ void Outages::MessageEnded(MonitorId id, const std::string& identity, Message ho
 
 void Outages::Forget(MonitorId id) {
   m_lastEnds.erase(id);
-  if (const auto failing = m_failing.extract(id); !failing.empty()) NoteEnd(failing.mapped().name, true);
+  const auto failing = m_failing.extract(id);
+  if (failing.empty()) return;
+  const auto& entry = failing.mapped();
+  const auto& record = entry.outage.What();
+  NoteEnd(entry.name, true);
+  if (record.isOpen) m_hooks.ends(entry.name, record, std::chrono::system_clock::now(), true);
 }
 
 void Outages::ForgetAll(const MonitorTable& table) {
@@ -233,6 +244,19 @@ void Outages::NoteChange(const Entry& entry, bool isUrgent) {
 void Outages::NoteEnd(const std::string& monitor, bool isUrgent) {
   m_changes[monitor] = std::nullopt;
   m_hasUrgent = m_hasUrgent || isUrgent;
+}
+
+std::vector<std::string> Outages::Open() const {
+  std::vector<std::string> names;
+  for (const auto& [id, entry] : m_failing)
+    if (entry.outage.What().isOpen) names.push_back(entry.name);
+  return names;
+}
+
+const OutageRecord* Outages::FindOpen(MonitorId id) const {
+  const auto failing = m_failing.find(id);
+  const bool isOpen = failing != m_failing.end() && failing->second.outage.What().isOpen;
+  return isOpen ? &failing->second.outage.What() : nullptr;
 }
 
 OutageChanges Outages::DequeueChanges(Extent extent) {

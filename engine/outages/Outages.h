@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "engine/model/MonitorTable.h"
 #include "engine/model/OwedMessage.h"
@@ -23,6 +24,11 @@ class Outages {
     std::function<void(std::string identity, OwedMessage)> owe;
     /// The outage whose message is still owed is over. `isHeld`: the message.
     std::function<void(const std::string& identity, OwedMessage::Time at, bool isHeld)> endedBeforeMessage;
+    std::function<void(const std::string& monitor, const OutageRecord&)> begins;
+    /// An outage is over, be it since its monitor no longer runs. `isSilent`: whoever wasn't told of its
+    /// beginning is not told of it at all.
+    std::function<void(const std::string& monitor, const OutageRecord&, OwedMessage::Time at, bool isSilent)>
+        ends;
     std::function<Hold(const Monitor&)> hold;
     EventLoop::Clock clock;
     /// Into the monitor's log.
@@ -58,6 +64,11 @@ class Outages {
 
   /// The notification that the monitor's attributes ask for, with its present state.
   [[nodiscard]] NotifyRequest NotificationOf(const Monitor& monitor) const;
+
+  /// Full names of the monitors with an open outage.
+  [[nodiscard]] std::vector<std::string> Open() const;
+  /// Null if the monitor has none that is open.
+  [[nodiscard]] const OutageRecord* FindOpen(MonitorId id) const;
 
   /// Changes since the last call.
   [[nodiscard]] OutageChanges DequeueChanges(Extent extent);

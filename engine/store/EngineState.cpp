@@ -29,7 +29,6 @@ constexpr std::chrono::hours StateCopyPause{1};
 
 // Conditions.
 constexpr std::string_view StateFileUnreadable = "state file unreadable";
-constexpr std::string_view StateFileUnsaved = "state file unsaved";
 constexpr std::string_view StateFileUncopied = "state file not copied";
 }  // namespace
 
@@ -157,9 +156,9 @@ void EngineState::StartWrite() {
                  else if (m_failed.IsEmpty())
                    m_written = number;
                  if (!error) KeepCopy();
-                 m_health.Set(StateFileUnsaved, error ? "outages may be notified again after a restart: " +
-                                                            platform::ErrorText(error)
-                                                      : std::string());
+                 m_health.Set(Unsaved, error ? "outages may be notified again after a restart: " +
+                                                   platform::ErrorText(error)
+                                             : std::string());
                  Write({});
                });
 }

@@ -19,6 +19,9 @@ class Health;
 /// service thread; the state file is written on the writer thread.
 class EngineState {
  public:
+  /// Condition: the disk did not accept the last write.
+  static constexpr std::string_view Unsaved = "state file unsaved";
+
   /// Reads the state file of the folder, or makes it. A damaged one is kept under another name, and the last
   /// good copy takes its place if there is one; so for a lost one. That is reported to `health`. Throws
   /// StoreError if the file cannot be worked with.

@@ -26,11 +26,9 @@ namespace fs = std::filesystem;
 
 // Conditions.
 constexpr std::string_view DataFileUnreadable = "data file unreadable";
-constexpr std::string_view DataFileUnsaved = "data file unsaved";
 constexpr std::string_view DataFileUncopied = "data file not copied";
 constexpr std::chrono::hours CopyPause{1};
 constexpr std::string_view JournalKept = "journal kept aside";
-constexpr std::string_view JournalUnwritten = "journal unwritten";
 constexpr std::string_view NotEnded = "not ended in order";
 
 /// In the journal's header, for a data file that cannot be read.
@@ -351,7 +349,7 @@ void Storage::KeepCopy() {
 }
 
 void Storage::RetrySave() {
-  if (m_health.Now().contains(DataFileUnsaved)) SaveDataFile([](const std::exception_ptr&) {});
+  if (m_health.Now().contains(Unsaved)) SaveDataFile([](const std::exception_ptr&) {});
 }
 
 /// What the file at `path` lacks, and `everything` if that is asked for or cheaper.
@@ -402,7 +400,7 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
             m_journalAnew = false;
             m_servedFile = path;
             m_health.Set(DataFileUnreadable, {});
-            m_health.Set(DataFileUnsaved, {});
+            m_health.Set(Unsaved, {});
             KeepCopy();
           }
         } catch (...) {
@@ -410,7 +408,7 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
           if (path == m_dataFile) {
             m_isBatchDue = true;
             m_nextBatch = {};
-            m_health.Set(DataFileUnsaved, "cannot save the data file: " + platform::ErrorText(error));
+            m_health.Set(Unsaved, "cannot save the data file: " + platform::ErrorText(error));
           }
         }
         done(error);

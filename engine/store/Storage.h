@@ -31,6 +31,10 @@ class Storage {
     virtual void ReplaceTable(std::unique_ptr<MonitorTable> table) = 0;
   };
 
+  // Conditions: the disk did not accept the last write.
+  static constexpr std::string_view Unsaved = "data file unsaved";
+  static constexpr std::string_view JournalUnwritten = "journal unwritten";
+
   /// A data file that cannot be read or saved is reported to `health`.
   Storage(Client& client, Writer& writer, Health& health, Health::Clock clock, std::string folder,
           MonitorTypes types);

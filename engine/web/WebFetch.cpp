@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <utility>
@@ -33,6 +34,7 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
         m_request(std::move(request)),
         m_timeout(timeout),
         m_client(client),
+        m_hasSecret(m_request.body || !m_request.headers.empty()),
         m_page(context.pageQuota) {}
   ~Transfer() override;
 
@@ -40,11 +42,13 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   [[nodiscard]] std::string_view Step() const override;
   [[nodiscard]] bool IsQueued() const override { return m_query && m_query->IsQueued(); }
   [[nodiscard]] Page Received() const override;
+  [[nodiscard]] std::chrono::seconds RetryAfter() const override;
 
  private:
   void Visit(const char* url);
   void Fetch(const Resolver::Answer& answer);
   void SetOptions(const Resolver::Answer& answer);
+  void SetBodyAndHeaders(CURL* curl);
   void TransferEnded(CURLcode code) override;
   EventOwner& Owner() override { return m_client; }
   [[nodiscard]] bool IsConnected() const;
@@ -69,7 +73,8 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
 
   CurlUrl m_url;
   std::string m_host;
-  bool m_hasSecret = false;
+  bool m_hasSecret;  // then the handle is used by nobody else
+  CurlList m_headers;
   int m_redirects = 0;
   std::unique_ptr<Resolver::Query> m_query;
   std::unique_ptr<WebTransfers::Handle> m_handle;
@@ -153,8 +158,26 @@ void Transfer::SetOptions(const Resolver::Answer& answer) {
   curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 1L);
   curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, &Transfer::OnProgress);
   curl_easy_setopt(curl, CURLOPT_XFERINFODATA, this);
+  if (m_request.body || !m_request.headers.empty()) SetBodyAndHeaders(curl);
   // libcurl uses it to share the time between several addresses. The client's time-out comes first.
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_timeout.count()) + 1000L);
+}
+
+/// libcurl's own "Expect" would cost a round trip, or a second.
+void Transfer::SetBodyAndHeaders(CURL* curl) {
+  auto lines = m_request.headers;
+  lines.insert(lines.end(), {"Connection: close", "Expect:"});
+  m_headers.reset();
+  for (const auto& line : lines) {
+    curl_slist* longer = curl_slist_append(m_headers.get(), line.c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    static_cast<void>(m_headers.release());
+    m_headers.reset(longer);
+  }
+  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, m_headers.get());
+  if (!m_request.body) return;
+  curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(m_request.body->size()));
+  curl_easy_setopt(curl, CURLOPT_POSTFIELDS, m_request.body->c_str());
 }
 
 int Transfer::OnSocket(void* self, curl_socket_t socket, curlsocktype) noexcept {
@@ -231,7 +254,7 @@ void Transfer::TransferEnded(CURLcode code) {
   if (code == CURLE_OK && !m_headerEnded) code = CURLE_PARTIAL_FILE;  // which libcurl accepts as a reply
   if (code != CURLE_OK) return End(TransferFailure(curl, code, m_handle->Error(), m_host));
   char* redirect = nullptr;
-  curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);
+  if (m_request.followsRedirects) curl_easy_getinfo(curl, CURLINFO_REDIRECT_URL, &redirect);
   if (redirect == nullptr && m_request.onlySuccess && status / 100 != 2)
     return End("HTTP status " + std::to_string(status));
   if (redirect == nullptr) return JudgePage();
@@ -251,6 +274,12 @@ void Transfer::JudgePage() {
   } catch (const std::bad_alloc&) {
     End(std::string(NotEnoughMemory));
   }
+}
+
+std::chrono::seconds Transfer::RetryAfter() const {
+  curl_off_t seconds = 0;
+  if (m_handle) curl_easy_getinfo(m_handle->Get(), CURLINFO_RETRY_AFTER, &seconds);
+  return std::chrono::seconds(std::max<curl_off_t>(seconds, 0));
 }
 
 Page Transfer::Received() const {

@@ -3,7 +3,9 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "engine/net/Probe.h"
 #include "engine/web/Page.h"
@@ -19,6 +21,9 @@ struct WebRequest {
   std::function<std::string(const Page&)> judge{};
   bool anyStatus = false;  ///< the page of an HTTP error will do too
   bool keepsPage = false;  ///< for `Received`, without a judge
+  bool followsRedirects = true;
+  std::optional<std::string> body{};   ///< to be sent by POST; without it the request is a GET
+  std::vector<std::string> headers{};  ///< "Name: value", beside our own; may hold secrets
 };
 
 /// A page on its way.
@@ -28,10 +33,10 @@ class WebFetch : public Probe {
   [[nodiscard]] virtual Page Received() const = 0;
 };
 
-/// Fetches a page by GET, over http or https only, through at most five redirects. Certificates are verified,
-/// and each request is on a fresh connection, so that a server which accepts no new ones is found out.
-/// `timeout` is what the fetch has in all; it is the caller's business, and here only shared among the
-/// addresses.
+/// Fetches a page by GET, or by POST, over http or https only, through at most five redirects. Certificates
+/// are verified, and each request is on a fresh connection, so that a server which accepts no new ones is
+/// found out. `timeout` is what the fetch has in all; it is the caller's business, and here only shared among
+/// the addresses.
 [[nodiscard]] std::unique_ptr<WebFetch> MakeWebFetch(WebTransfers& transfers, ProbeContext& context,
                                                      WebRequest request, std::chrono::milliseconds timeout,
                                                      ProbeClient& client);

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""real_test.py BIN [TEST...]: the programs in the folder BIN against nginx, Dovecot and Exim of this machine."""
+"""real_test.py BIN [TEST...]: the programs in the folder BIN against nginx, Dovecot, Exim and Alertmanager of this
+machine."""
 import pathlib
 import re
 import shutil
@@ -48,21 +49,33 @@ class RealServers(unittest.TestCase):
         cls.addClassCleanup(cls.relay.stop)
         cls.post = servers.Dovecot(cls.folder, "good", cls.relay.port)
         cls.addClassCleanup(cls.post.stop)
-        for port in (cls.web.port, *cls.web.secure_ports.values(), cls.post.port, cls.post.secure_port,
-                     cls.post.submission_port, cls.relay.port, cls.relay.secure_port, cls.relay.logon_port,
-                     cls.relay.strange_port):
+        cls.alertmanagers = [servers.Alertmanager(cls.folder), servers.Alertmanager(cls.folder)]
+        cls.addClassCleanup(lambda: [each.stop() for each in cls.alertmanagers])
+        cls.webhook = servers.Webhook(failures=5)
+        cls.addClassCleanup(cls.webhook.shutdown)
+        for port in (*(each.port for each in cls.alertmanagers), cls.web.port, *cls.web.secure_ports.values(),
+                     cls.post.port, cls.post.secure_port, cls.post.submission_port, cls.relay.port,
+                     cls.relay.secure_port, cls.relay.logon_port, cls.relay.strange_port):
             wait_until(lambda port=port: accepts(port), f"a server at port {port}")
         (cls.web.pages / "shop.htm").write_text(SHOP_PAGE)
 
         cls.app = cls.folder / "app"
         cls.app.mkdir()
         shutil.copy(authority.certificate, cls.app / "ca.pem")
-        (cls.app / "config.ini").write_text("[tls]\ncafile=ca.pem\n" + cls.mail_sections())
+        (cls.app / "config.ini").write_text("[tls]\ncafile=ca.pem\n" + cls.mail_sections() + cls.exits())
+        (cls.app / "token").write_text("X-Token: secret\n")
+        (cls.app / "token").chmod(0o600)
         for name, password, mode in (("right", "secret", 0o600), ("wrong", "guess", 0o600), ("open", "secret", 0o644)):
             (cls.app / name).write_text(password + "\n")
             (cls.app / name).chmod(mode)
-        subprocess.run([BIN / "norvane-engine", "--folder", cls.app, "--detach"], check=True)
+        cls.start_engine()
+        cls.addClassCleanup(lambda: cls.engine.wait())
         cls.addClassCleanup(cls.ctl, "shutdown")
+
+    @classmethod
+    def start_engine(cls):
+        cls.engine = subprocess.Popen([BIN / "norvane-engine", "--folder", cls.app])
+        wait_until(lambda: cls.ctl("list").returncode == 0, "the engine")
 
     @classmethod
     def mail_sections(cls):
@@ -79,6 +92,12 @@ class RealServers(unittest.TestCase):
             (f"127.0.0.1:{submission}", "wrong", ""),
             (f"127.0.0.3:{submission}", "right", ""),
         ))
+
+    @classmethod
+    def exits(cls):
+        urls = " ".join(f"http://127.0.0.1:{each.port}/" for each in cls.alertmanagers)
+        return f"""[alertmanager]\nurls={urls}
+            [webhook chat]\nurl=http://127.0.0.1:{cls.webhook.port}/hook\nheader_file=token\n"""
 
     @classmethod
     def ctl(cls, *words):
@@ -224,6 +243,42 @@ class RealServers(unittest.TestCase):
         wait_until(lambda: result() == "Ok", "the end of the outage")
         wait_until(lambda: ran("up"), "the command at the end")
         self.assertEqual((ran("down"), ran("up"), len(notifications())), (1, 1, 1))
+
+    def test_exits(self):
+        page = self.web.pages / "told.htm"
+        monitor = "WebMonitor Of told"
+        self.add(monitor, parameter=f"http://localhost:{self.web.port}/told.htm", interval=0.5, fail_times=1)
+        self.assertEqual(self.ctl("start", monitor).returncode, 0)
+
+        def fires(alertmanager):
+            try:
+                return monitor in alertmanager.alerts()
+            except OSError:  # not up yet
+                return False
+
+        first, second = self.alertmanagers
+        for each in self.alertmanagers:
+            wait_until(lambda each=each: fires(each), "the alert")
+        self.assertEqual(first.alerts()[monitor]["reason"], "HTTP status 404")
+        wait_until(lambda: len(self.webhook.requests) >= 6, "the webhook", 60)
+        second.stop()
+        second = self.alertmanagers[1] = servers.Alertmanager(self.folder, second.port)
+        wait_until(lambda: fires(second), "the alert again", 60)
+        second.stop()
+        self.engine.kill()
+        self.engine.wait()
+        self.start_engine()
+        page.write_text("good")
+        wait_until(lambda: not fires(first), "the end of the alert")
+        wait_until(lambda: "alertmanager" in self.ctl("owed").stdout, "the end that the second instance lacks")
+        self.alertmanagers[1] = servers.Alertmanager(self.folder, second.port)
+        wait_until(lambda: not self.ctl("owed").stdout.strip(), "nothing owed", 60)
+        self.assertFalse(fires(self.alertmanagers[1]))
+        beginnings = [(headers["Idempotency-Key"], event) for headers, event in self.webhook.requests[:6]]
+        self.assertEqual(beginnings, beginnings[:1] * 6)
+        self.assertEqual(len(self.webhook.requests), 7)
+        self.assertEqual([event["event"] for _, event in self.webhook.requests[5:]], ["outage_begins", "outage_ends"])
+        self.assertEqual({headers["X-Token"] for headers, _ in self.webhook.requests}, {"secret"})
 
 
 KEYS = {

@@ -1,10 +1,14 @@
 """Real servers on loopback ports, configured in a temporary folder. As root they run as `nobody`."""
 import grp
+import http.server
+import json
 import os
 import pwd
 import signal
 import socket
 import subprocess
+import threading
+import urllib.request
 
 OWNER = pwd.getpwnam("nobody") if os.geteuid() == 0 else pwd.getpwuid(os.geteuid())
 GROUP = grp.getgrgid(OWNER.pw_gid).gr_name
@@ -139,6 +143,46 @@ class Dovecot(Daemon):
             }}
             """)
         super().__init__("/usr/sbin/dovecot", "-F", "-c", folder / "dovecot.conf")
+
+
+class Alertmanager(Daemon):
+    """Two of these are independent instances. What it holds is gone when it stops."""
+
+    def __init__(self, folder, port=None):
+        self.port = port or free_ports(1)[0]
+        (folder / "alertmanager.yml").write_text("route: { receiver: nobody }\nreceivers: [ name: nobody ]\n")
+        data = folder / f"alertmanager-{self.port}"
+        run("mkdir", "-p", data, **AS_OWNER)
+        super().__init__("/usr/bin/prometheus-alertmanager", f"--config.file={folder}/alertmanager.yml",
+                         f"--storage.path={data}", f"--web.listen-address=127.0.0.1:{self.port}",
+                         "--cluster.listen-address=", "--log.level=error")
+
+    def alerts(self):
+        """Labels and annotations of those that fire, by monitor."""
+        with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/api/v2/alerts", timeout=10) as reply:
+            return {alert["labels"]["monitor"]: {**alert["annotations"], **alert["labels"]} for alert in json.load(reply)}
+
+
+class Webhook(http.server.ThreadingHTTPServer):
+    """Fails `failures` times, then accepts. `requests` are headers and object of each."""
+
+    def __init__(self, failures):
+        self.failures, self.requests = failures, []
+        super().__init__(("127.0.0.1", 0), WebhookHandler)
+        self.port = self.server_address[1]
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+
+
+class WebhookHandler(http.server.BaseHTTPRequestHandler):
+    def do_POST(self):
+        body = self.rfile.read(int(self.headers["Content-Length"]))
+        self.server.requests.append((self.headers, json.loads(body)))
+        self.send_response(503 if len(self.server.requests) <= self.server.failures else 204)
+        self.send_header("Retry-After", "1")
+        self.end_headers()
+
+    def log_message(self, *_):
+        pass
 
 
 class Exim(Daemon):

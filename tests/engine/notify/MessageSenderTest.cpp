@@ -385,5 +385,35 @@ TEST_F(MessageSenderTest, WhatIsDroppedIsGoneWhateverBecomesOfIt) {
   }
 }
 
+TEST_F(MessageSenderTest, LeavesAServerAloneForAsLongAsItAsks) {
+  MessageSender::Options options;
+  options.webhooks["webhook chat"] = {.url = "http://hook/x"};
+  Make(options);
+  const auto owe = [&](const std::string& identity) {
+    OwedMessage message{
+        .kind = Kind::Event, .monitor = "m", .exit = "webhook chat", .message = "outage_begins"};
+    m_sender->Owe(identity, std::move(message));
+    Keep();
+  };
+  owe("1-b1");
+  ASSERT_EQ(InFlight(), Texts{"1-b1"});
+  EXPECT_EQ(m_inFlight[0].request.url, "http://hook/x");
+  const auto ticket = m_inFlight[0].ticket;
+  m_inFlight.clear();
+  ASSERT_TRUE(m_sender->Receive({0, ticket, {Outcome::Failed, "HTTP status 429", {}}, hours(1)}));
+  owe("2-b1");
+  Wait(minutes(59), minutes(1));
+  EXPECT_EQ(InFlight(), Texts{});
+  Make(options);
+  m_sender->Restore(OwedMessages(m_disk), {});
+  Wait(minutes(1), minutes(1));
+  EXPECT_EQ(InFlight(), Texts{"2-b1"});  // which was never refused
+  Answer();
+  Wait(minutes(58), minutes(1));
+  EXPECT_EQ(InFlight(), Texts{});
+  Wait(minutes(2), minutes(1));
+  EXPECT_EQ(InFlight(), Texts{"1-b1"});
+}
+
 }  // namespace
 }  // namespace norvane::engine

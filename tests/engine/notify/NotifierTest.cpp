@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "console/engine/Limits.h"
 #include "loopback/HttpServer.h"
 #include "loopback/MailServers.h"
 #include "loopback/TempFolder.h"
 #include "tests/engine/ProbeFixture.h"
+#include "tests/support/Files.h"
 #include "tests/support/Rows.h"
 
 namespace norvane::engine {
@@ -79,6 +82,56 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
   for (const auto& [mode, outcome] : rows)
     EXPECT_EQ(Outcome(mode), outcome) << mode;
   EXPECT_TRUE(server.Requests().at(0).starts_with("GET " + filled + " HTTP/1.1\r\n")) << server.Requests()[0];
+}
+
+TEST_F(NotifierTest, PostsToExits) {
+  HttpServer server;
+  const auto reply = [&](const std::string& status, const std::string& more = "") {
+    server.Set("/" + status, {"HTTP/1.1 " + status + " x\r\n" + more + "Content-Length: 0\r\n\r\n"});
+    return server.Url("/" + status);
+  };
+  server.Set("/", HttpServer::Reply("", "text/html"));
+  const auto header = tests::WriteFile(m_folder / "header", "\nX-Token:  one two \r\nX-Other: 3");
+  const auto broken = tests::WriteFile(m_folder / "broken", "X-A: 1\nsecret\n");
+  const auto open = tests::WriteFile(m_folder / "open", "X-A: secret\n");
+  for (const auto& file : {header, broken})
+    std::filesystem::permissions(file, std::filesystem::perms::owner_read);
+  std::filesystem::permissions(open, std::filesystem::perms::owner_read | std::filesystem::perms::group_read);
+  const struct {
+    std::string url, headerFile, reason;
+    int retryAfter = 0;
+  } rows[] = {
+      {reply("204"), header, "Ok"},
+      {reply("200"), broken, "header_file " + broken + ": line 2 is not \"Name: value\""},
+      {server.Url("/200"), open, "header_file " + open + ": others than its owner have access"},
+      {server.Url("/200"), m_folder / "none",
+       "header_file " + (m_folder / "none") + ": No such file or directory"},
+      {reply("302", "Location: /200\r\n"), "", "HTTP status 302"},
+      {reply("404"), "", "HTTP status 404"},
+      {reply("429", "Retry-After: 90\r\n"), "", "HTTP status 429", 90},
+      {reply("503", "Retry-After: Fri, 31 Dec 1999 23:59:59 GMT\r\n"), "", "HTTP status 503"},
+      {reply("500", "Retry-After: soon\r\n"), "", "HTTP status 500"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.reason);
+    m_reports.clear();
+    NotifyRequest request;
+    request.body = "{}";
+    request.identity = "me-b1";
+    request.url = row.url;
+    request.headerFile = row.headerFile;
+    m_notifier.Notify(request, ++m_lastTicket);
+    RunUntil([&] { return !m_reports.empty(); });
+    EXPECT_EQ(m_reports.at(0).result.reason, row.reason);
+    EXPECT_EQ(m_reports.at(0).retryAfter.count(), row.retryAfter);
+  }
+  const auto requests = server.Requests();
+  EXPECT_EQ(requests.size(), 6u);
+  const auto& first = requests.at(0);
+  EXPECT_TRUE(first.starts_with("POST /204 HTTP/1.1\r\n") && first.ends_with("\r\n\r\n{}")) << first;
+  for (const char* line :
+       {"X-Token:  one two", "X-Other: 3", "Idempotency-Key: me-b1", "Content-Type: application/json"})
+    EXPECT_NE(first.find(std::string("\r\n") + line + "\r\n"), std::string::npos) << first;
 }
 
 TEST_F(NotifierTest, MailsThroughTheServerOfTheMode) {

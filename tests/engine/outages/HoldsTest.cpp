@@ -21,7 +21,8 @@ using std::chrono::seconds;
 class HoldStory : public testing::Test {
  protected:
   /// What the runner was told: "c" a command, "n" a notification, "u" the command for the end, of shop unless
-  /// it says otherwise.
+  /// it says otherwise. With exits what they were told of shop instead: "b" and "e" a webhook, "a" an
+  /// Alertmanager.
   std::string Tell(const std::string& steps) {
     for (const auto& file : std::filesystem::directory_iterator(m_folder.Path()))
       std::filesystem::remove_all(file);
@@ -45,6 +46,10 @@ class HoldStory : public testing::Test {
   void Start() {
     Alarms::Options alarms;
     alarms.wallClock = [this] { return m_wall; };
+    if (m_hasExits) {
+      alarms.messages.webhooks["webhook chat"] = {.url = "http://chat/"};
+      alarms.alertmanagers = {"http://alerts/"};
+    }
     m_engine.emplace(
         m_folder.Path(), [this] { return m_now; }, AdminAddress{}, alarms);
     Settle();
@@ -73,10 +78,15 @@ class HoldStory : public testing::Test {
       static_cast<void>(m_engine->Commit("x", value));
     for (const auto& call : std::exchange(m_engine->checks->calls, {})) {
       const auto what = call.substr(call.rfind(' ') + 1);
-      if (call.starts_with("Launch") || call.starts_with("NotifyOnce"))
-        m_told += (m_told.empty() ? "" : " ") + what;
+      if (!m_hasExits && (call.starts_with("Launch") || call.starts_with("NotifyOnce"))) NoteTold(what);
+    }
+    for (const auto& request : std::exchange(m_engine->checks->notifications, {})) {
+      const auto has = [&](const char* text) { return request.body.find(text) != std::string::npos; };
+      if (!request.url.empty() && has("WebMonitor Of shop"))
+        NoteTold(has("outage_begins") ? "b" : has("outage_ends") ? "e" : "a");
     }
   }
+  void NoteTold(const std::string& what) { m_told += (m_told.empty() ? "" : " ") + what; }
   void Wait(seconds time) {
     m_now += time;
     m_wall += time;
@@ -150,6 +160,7 @@ class HoldStory : public testing::Test {
   Moment m_now{std::chrono::hours(1)};
   Holds::WallTime m_wall{std::chrono::system_clock::now()};
   std::string m_told;
+  bool m_hasExits = false;
   std::optional<tests::TestEngine> m_engine;
 };
 
@@ -200,6 +211,25 @@ TEST_F(HoldStory, HoldsReleasesAndDrops) {
            {"router- shop- shop- load shop- shop-", "c:router c c n"},
            {"parent-router switch- shop- shop-", "c:switch c n"},
            {"parent-router router- shop- shop-", "c:router c"},
+       }) {
+    SCOPED_TRACE(steps);
+    EXPECT_EQ(Tell(steps), told) << Log();
+  }
+}
+
+TEST_F(HoldStory, ExitsAreToldTheEndOnlyOfWhatTheyWereTold) {
+  m_hasExits = true;
+  for (const auto& [steps, told] : tests::Rows<const char*, const char*>{
+           {"shop- shop+", "b a e a"},
+           {"shop- stop-shop 1m", "b a e a"},
+           {"silence shop- shop- shop+ 121m", ""},
+           {"silence shop- kill shop+ 121m", ""},
+           {"silence shop- stop-shop unsilence 1m", ""},
+           {"silence shop- 121m shop+", "a b e a"},
+           {"shop- silence shop- shop+ 121m", "b a a e"},
+           {"router- shop- router+ 2m shop+ 2m", ""},
+           {"router- shop- router+ 2m shop- 1m shop+", "b a e a"},
+           {"modem-off shop- modem-on shop+ 1m", "b a a b e"},
        }) {
     SCOPED_TRACE(steps);
     EXPECT_EQ(Tell(steps), told) << Log();
