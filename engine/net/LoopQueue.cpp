@@ -28,11 +28,13 @@ void LoopQueue::Post(Call call) {
 }
 
 void LoopQueue::Post(Calls& calls) noexcept {
+  bool isFirst;
   {
     const std::lock_guard lock(m_mutex);
+    isFirst = m_posted.empty();
     m_posted.splice(m_posted.end(), calls);
   }
-  m_event.Signal();
+  if (isFirst) m_event.Signal();  // else whoever posted the first one has woken the loop, or is about to
 }
 
 void LoopQueue::Ready(int, std::uint32_t) {
