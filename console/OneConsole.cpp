@@ -1,5 +1,6 @@
 #include "console/OneConsole.h"
 
+#include <unistd.h>
 #include <xcb/xcb.h>
 #include <QApplication>
 #include <QDeadlineTimer>
@@ -12,6 +13,7 @@
 #include <utility>
 
 #include "platform/FileNames.h"
+#include "platform/UnixSocket.h"
 
 namespace norvane::console {
 
@@ -20,15 +22,16 @@ constexpr char WaylandToken[] = "XDG_ACTIVATION_TOKEN";
 constexpr char X11Token[] = "DESKTOP_STARTUP_ID";
 constexpr qint64 LongestToken = 4096;
 constexpr unsigned long PauseMilliseconds = 50;
+constexpr int Backlog = 8;
 
 /// Whether the other console has answered.
-bool Call(const QString& name, const QByteArray& token, const QDeadlineTimer& deadline) {
-  const auto left = [&deadline] { return static_cast<int>(deadline.remainingTime()); };
+bool Call(const std::string& path, const QByteArray& token, const QDeadlineTimer& deadline) {
+  auto connection = platform::ConnectTo(path);
+  if (!connection) return false;
   QLocalSocket socket;
-  socket.connectToServer(name);
-  if (!socket.waitForConnected(left())) return false;
+  socket.setSocketDescriptor(connection.Release());
   socket.write(token + '\n');
-  return socket.waitForReadyRead(left());
+  return socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()));
 }
 
 /// The time of the user's act, which ends a token of X11; without a token it is now.
@@ -66,7 +69,7 @@ void ActivateOnX11(WId window, const QByteArray& token) {
 
 std::unique_ptr<OneConsole> OneConsole::Claim(const std::string& folder, const QByteArray& token,
                                               std::chrono::milliseconds timeout) {
-  const auto socket = QString::fromStdString(platform::PathIn(folder, platform::files::ConsoleSocket));
+  const auto socket = platform::PathIn(folder, platform::files::ConsoleSocket);
   const QDeadlineTimer deadline(timeout);
   do {
     if (auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::ConsoleLock)))
@@ -77,12 +80,16 @@ std::unique_ptr<OneConsole> OneConsole::Claim(const std::string& folder, const Q
   throw std::runtime_error("Norvane runs already, but does not answer");
 }
 
-OneConsole::OneConsole(platform::FileLock lock, const QString& socket) : m_lock(std::move(lock)) {
+/// The server gets a socket that listens, since its own way needs a longer path than a socket may have.
+OneConsole::OneConsole(platform::FileLock lock, std::string socket)
+    : m_lock(std::move(lock)), m_socket(std::move(socket)) {
   connect(&m_server, &QLocalServer::newConnection, this, &OneConsole::Answer);
-  m_server.setSocketOptions(QLocalServer::UserAccessOption);
-  QLocalServer::removeServer(socket);  // of a console that was killed
-  if (!m_server.listen(socket))
-    throw std::runtime_error(m_server.errorString().toStdString() + ": " + socket.toStdString());
+  if (!m_server.listen(platform::ListenAt(m_socket, Backlog).Release()))
+    throw std::runtime_error(m_server.errorString().toStdString() + ": " + m_socket);
+}
+
+OneConsole::~OneConsole() {
+  ::unlink(m_socket.c_str());
 }
 
 void OneConsole::Answer() {

@@ -16,6 +16,7 @@ class OneConsole : public QObject {
   Q_OBJECT
 
  public:
+  ~OneConsole() override;
   /// Nothing if the folder has a console already, which has then been activated with `token`. Throws
   /// std::runtime_error if it doesn't answer in time, std::system_error if the folder can't be written to.
   [[nodiscard]] static std::unique_ptr<OneConsole> Claim(
@@ -28,10 +29,11 @@ class OneConsole : public QObject {
   void Called(const QByteArray& token);
 
  private:
-  OneConsole(platform::FileLock lock, const QString& socket);
+  OneConsole(platform::FileLock lock, std::string socket);
   void Answer();
 
   const platform::FileLock m_lock;
+  const std::string m_socket;
   QLocalServer m_server;
 };
 

@@ -13,6 +13,14 @@
 namespace {
 namespace console = norvane::console;
 
+/// Replaces the abort by which the window system's library ends a program that cannot open windows.
+void EndWithoutDisplay(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
+  std::fprintf(stderr, "norvane: %s\n", text.toUtf8().constData());
+  if (type != QtFatalMsg) return;
+  std::fputs("norvane: no display to open windows on (see DISPLAY, WAYLAND_DISPLAY)\n", stderr);
+  std::_Exit(EXIT_FAILURE);
+}
+
 int Run(const QByteArray& activationToken) {
   const auto& folder = norvane::platform::ApplicationFolder();
   const auto claim = console::OneConsole::Claim(folder, activationToken);
@@ -27,7 +35,9 @@ int Run(const QByteArray& activationToken) {
 int main(int /*argc*/, char** argv) {
   const auto activationToken = console::ActivationToken();
   int argc = 1;  // the command line is ignored
+  const auto printMessage = qInstallMessageHandler(EndWithoutDisplay);
   QApplication application(argc, argv);
+  qInstallMessageHandler(printMessage);
   QApplication::setApplicationName(QStringLiteral("norvane"));
   QGuiApplication::setDesktopFileName(QStringLiteral("norvane"));
   QApplication::setWindowIcon(console::Drawing("norvane"));

@@ -1,7 +1,6 @@
 #include "link/EngineServer.h"
 
 #include <capnp/rpc-twoparty.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <optional>
@@ -11,7 +10,8 @@
 #include "link/PacedStream.h"
 #include "link/Session.h"
 #include "link/Wire.h"
-#include "platform/FileDescriptor.h"
+#include "platform/FileNames.h"
+#include "platform/UnixSocket.h"
 
 namespace norvane::link {
 
@@ -26,22 +26,8 @@ constexpr std::uint64_t MaxMessageBeforeHello = 4096;
 constexpr auto AcceptPause = 100 * kj::MILLISECONDS;
 constexpr int Backlog = 64;
 
-[[noreturn]] void ThrowSystemError(const std::string& what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
-
-/// Nobody can connect before the mode is set: the file gets the mode of its socket. The umask is not changed
-/// instead, since other threads create files and folders.
-platform::FileDescriptor Listen(const std::string& folder) {
-  const auto address = SocketAddress(folder);
-  platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!socket) ThrowSystemError("socket");
-  if (::unlink(address.sun_path) != 0 && errno != ENOENT) ThrowSystemError(address.sun_path);
-  if (::fchmod(socket.Get(), 0600) != 0 ||
-      ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(socket.Get(), Backlog) != 0)
-    ThrowSystemError(address.sun_path);
-  return socket;
+std::string SocketPath(const std::string& folder) {
+  return platform::PathIn(folder, platform::files::EngineSocket);
 }
 
 uid_t UserOf(kj::AsyncIoStream& stream) {
@@ -179,14 +165,14 @@ EngineServer::EngineServer(kj::AsyncIoContext& io, engine::Service& service, Opt
       m_tasks(*this) {
   using Provider = kj::LowLevelAsyncIoProvider;
   m_listener = io.lowLevelProvider->wrapListenSocketFd(
-      Listen(m_options.folder).Release(),
+      platform::ListenAt(SocketPath(m_options.folder), Backlog).Release(),
       Provider::TAKE_OWNERSHIP | Provider::ALREADY_CLOEXEC | Provider::ALREADY_NONBLOCK);
   m_tasks.add(WatchService());
   m_tasks.add(Accept());
 }
 
 EngineServer::~EngineServer() noexcept {
-  ::unlink(SocketAddress(m_options.folder).sun_path);
+  ::unlink(SocketPath(m_options.folder).c_str());
 }
 
 kj::Promise<void> EngineServer::WatchService() {

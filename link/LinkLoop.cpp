@@ -6,6 +6,8 @@
 
 #include "console/engine/EngineError.h"
 #include "link/Wire.h"
+#include "platform/FileNames.h"
+#include "platform/UnixSocket.h"
 
 namespace norvane::link {
 
@@ -36,14 +38,11 @@ kj::Duration ToDuration(milliseconds time) {
 
 /// A connected socket, or none if nobody listens. Throws EngineError for anything else.
 FileDescriptor OpenSocket(const std::string& folder) {
-  const auto address = SocketAddress(folder);
-  FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (socket && ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-    return socket;
+  const auto path = platform::PathIn(folder, platform::files::EngineSocket);
+  auto socket = platform::ConnectTo(path);
   // EAGAIN: it listens, but too many wait already.
-  if (socket && (errno == ENOENT || errno == ECONNREFUSED || errno == EAGAIN)) return {};
-  throw EngineError(EngineErrorCode::Gone, "cannot reach the engine: " + std::string(address.sun_path) +
-                                               ": " + std::strerror(errno));
+  if (socket || errno == ENOENT || errno == ECONNREFUSED || errno == EAGAIN) return socket;
+  throw EngineError(EngineErrorCode::Gone, "cannot reach the engine: " + path + ": " + std::strerror(errno));
 }
 
 /// Runs `action`; what it throws becomes the call's error, with its code if it has one.

@@ -2,10 +2,6 @@
 
 #include <kj/exception.h>
 
-#include <cstring>
-
-#include "platform/FileNames.h"
-
 namespace norvane::link {
 
 using console::engine::EngineError;
@@ -34,18 +30,6 @@ capnp::ReaderOptions ReaderLimit(std::uint64_t bytes) {
   capnp::ReaderOptions options;
   options.traversalLimitInWords = bytes / sizeof(capnp::word);
   return options;
-}
-
-sockaddr_un SocketAddress(const std::string& folder) {
-  const std::string path = platform::PathIn(folder, platform::files::EngineSocket);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path)
-    throw EngineError(EngineErrorCode::Invalid, "path too long for a socket (limit " +
-                                                    std::to_string(sizeof address.sun_path - 1) +
-                                                    " bytes): " + path);
-  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  return address;
 }
 
 void WriteError(const std::exception_ptr& error, wire::Error::Builder to) {

@@ -1,8 +1,6 @@
 #pragma once
 
 #include <capnp/message.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <chrono>
 #include <cstdint>
@@ -22,9 +20,6 @@ inline constexpr std::uint64_t MaxMessageToEngine = 32 << 20;
 inline constexpr std::uint64_t MaxMessageToConsole = 128 << 20;
 
 [[nodiscard]] capnp::ReaderOptions ReaderLimit(std::uint64_t bytes);
-
-/// Throws EngineError (Invalid) if the path is too long for a socket.
-[[nodiscard]] sockaddr_un SocketAddress(const std::string& folder);
 
 /// The one mapping from exceptions to the error of an answer. EngineError keeps its code; all else is Failed.
 void WriteError(const std::exception_ptr& error, wire::Error::Builder to);

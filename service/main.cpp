@@ -4,7 +4,6 @@
 #include <kj/async-io.h>
 #include <kj/async-unix.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,14 +26,13 @@
 #include "engine/store/EngineLog.h"
 #include "engine/store/StoreError.h"
 #include "link/EngineServer.h"
-#include "link/Wire.h"
 #include "platform/ErrorText.h"
-#include "platform/FileDescriptor.h"
 #include "platform/FileLock.h"
 #include "platform/FileNames.h"
 #include "platform/MemoryLimit.h"
 #include "platform/MemoryReserve.h"
 #include "platform/Paths.h"
+#include "platform/UnixSocket.h"
 #include "service/Config.h"
 #include "service/Daemon.h"
 #include "service/ServiceManager.h"
@@ -50,8 +48,7 @@ enum ExitCode {
   UsageError = 2,
   FolderInUse = 3,
   FolderUnusable = 4,
-  PathTooLong = 5,
-  NotSaved = 6
+  NotSaved = 6  // 5 is free
 };
 
 constexpr const char* Usage =
@@ -62,8 +59,7 @@ constexpr const char* Usage =
     "  --version     print the version\n"
     "  --help        print this text\n\n"
     "SIGTERM ends it after saving. Exit codes: 0 ended normally, 1 failed, 2 usage error,\n"
-    "3 another engine serves the folder, 4 the folder is not usable, 5 its path is too long for a socket,\n"
-    "6 ended as asked, but could not save.\n";
+    "3 another engine serves the folder, 4 the folder is not usable, 6 ended as asked, but could not save.\n";
 
 /// Ends the program with an exit code; the text says why.
 class Exit : public std::runtime_error {
@@ -168,18 +164,8 @@ kj::Promise<void> KeepChanges(kj::Timer& timer, engine::Service& service) {
 }
 
 bool EngineAnswers(const std::string& folder) {
-  const platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  const auto address = link::SocketAddress(folder);
-  return ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
+  return platform::ConnectTo(platform::PathIn(folder, platform::files::EngineSocket)) ||
          errno == EAGAIN;  // too many connections are pending
-}
-
-void RequireShortPath(const std::string& folder) {
-  try {
-    (void)link::SocketAddress(folder);
-  } catch (const console::engine::EngineError& tooLong) {
-    throw Exit(PathTooLong, tooLong.what());
-  }
 }
 
 /// Waits for an engine that has the lock but doesn't answer: it is starting or exiting.
@@ -243,7 +229,6 @@ void Serve(const std::string& folder, Daemon* daemon) {
 
 /// What ends the engine is in its log too.
 void LockAndServe(const std::string& folder, Daemon* daemon) {
-  RequireShortPath(folder);
   const auto lock = LockFolder(folder);
   try {
     Serve(folder, daemon);

@@ -13,6 +13,8 @@
 #include "link/EngineServer.h"
 #include "link/Wire.h"
 #include "loopback/TempFolder.h"
+#include "platform/FileNames.h"
+#include "platform/UnixSocket.h"
 #include "tests/fuzz/Fuzzer.h"
 #include "tests/support/FakeWorker.h"
 
@@ -68,8 +70,11 @@ class Engine {
     return at != std::string::npos;
   }
   kj::Own<kj::AsyncIoStream> Connect() {
-    const auto address = link::SocketAddress(m_folder.Path());
-    return m_io.provider->getNetwork().getSockaddr(&address, sizeof address)->connect().wait(m_io.waitScope);
+    const platform::UnixAddress address(platform::PathIn(m_folder.Path(), platform::files::EngineSocket));
+    return m_io.provider->getNetwork()
+        .getSockaddr(address.Get(), address.Size())
+        ->connect()
+        .wait(m_io.waitScope);
   }
   [[nodiscard]] link::EngineServer::Options Options() const {
     link::EngineServer::Options options;

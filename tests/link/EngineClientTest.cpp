@@ -16,6 +16,8 @@
 #include "link/Wire.h"
 #include "platform/FileDescriptor.h"
 #include "platform/FileLock.h"
+#include "platform/FileNames.h"
+#include "platform/UnixSocket.h"
 #include "tests/link/RunningEngine.h"
 #include "tests/support/Errors.h"
 #include "tests/support/Files.h"
@@ -65,9 +67,9 @@ TEST_F(EngineClientTest, AnEngineThatCannotBeStartedIsReportedAndNotRetried) {
 
 /// A socket that listens in place of an engine.
 platform::FileDescriptor Listener(const std::string& folder) {
-  const auto address = link::SocketAddress(folder);
+  const platform::UnixAddress address(platform::PathIn(folder, platform::files::EngineSocket));
   platform::FileDescriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  EXPECT_EQ(::bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(::bind(listener.Get(), address.Get(), platform::UnixAddress::Size()), 0);
   EXPECT_EQ(::listen(listener.Get(), 5), 0);
   return listener;
 }

@@ -4,14 +4,16 @@
 #include <stdexcept>
 
 #include "link/Wire.h"
+#include "platform/FileNames.h"
+#include "platform/UnixSocket.h"
 
 namespace norvane::tests {
 
 namespace {
 platform::FileDescriptor Connected(const std::string& folder) {
-  const auto address = link::SocketAddress(folder);
+  const platform::UnixAddress address(platform::PathIn(folder, platform::files::EngineSocket));
   platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+  if (::connect(socket.Get(), address.Get(), platform::UnixAddress::Size()) != 0)
     throw std::runtime_error("the engine's socket cannot be reached");
   return socket;
 }
