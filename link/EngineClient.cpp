@@ -71,7 +71,7 @@ class LinkFetch final : public ce::PageFetch {
           [reply = m_reply](const auto& results) {
             const auto page = results.getPage();
             *reply = {static_cast<ce::PageReply::End>(page.getEnd()), ToString(page.getReason()),
-                      ToString(page.getBody()), ToString(page.getContentType())};
+                      ToString(page.getBody()), ToString(page.getContentType()), page.getStatus()};
           });
     } catch (const ce::EngineError& error) {
       *m_reply = FailureOf(error);

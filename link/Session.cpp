@@ -308,6 +308,7 @@ void WritePage(const PageReply& from, wire::Page::Builder to) {
   to.setReason(ToText(from.reason));
   to.setBody(ToData(from.body));
   to.setContentType(ToText(from.contentType));
+  to.setStatus(static_cast<std::uint16_t>(from.status));
 }
 }  // namespace
 

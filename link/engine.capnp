@@ -10,7 +10,7 @@
 using Cxx = import "/capnp/c++.capnp";
 $Cxx.namespace("norvane::link::wire");
 
-const protocolVersion :UInt16 = 5;
+const protocolVersion :UInt16 = 6;
 
 interface Greeter {
   hello @0 (version :UInt16) -> (greeting :Greeting);
@@ -132,6 +132,8 @@ struct Page {
   # Of a failure.
   body @2 :Data;
   contentType @3 :Text;
+  status @4 :UInt16;
+  # Of HTTP; 0 if no reply had begun.
 
   enum End {
     # As PageReply::End, in its order.

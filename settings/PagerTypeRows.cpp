@@ -1,5 +1,7 @@
 #include "settings/PagerTypeRows.h"
 
+#include <algorithm>
+
 #include "platform/Utf8.h"
 
 namespace norvane::settings {
@@ -9,6 +11,8 @@ std::string_view WithoutLastCharacter(std::string_view text) {
   return platform::WholeCharacters(text, text.size() - 1);
 }
 
+constexpr std::size_t MaxRows = 1000;
+constexpr std::size_t MaxRowSize = 1000;
 }  // namespace
 
 std::vector<std::string> PagerTypeRows(std::string_view reply) {
@@ -18,6 +22,11 @@ std::vector<std::string> PagerTypeRows(std::string_view reply) {
     reply.remove_prefix(end + 1);
   }
   return rows;
+}
+
+bool IsUsableList(const std::vector<std::string>& rows) {
+  return rows.size() <= MaxRows &&
+         std::ranges::all_of(rows, [](const auto& row) { return row.size() <= MaxRowSize; });
 }
 
 std::string_view PagerTypeName(std::string_view row) {

@@ -12,6 +12,9 @@ namespace norvane::settings {
 /// dropped.
 [[nodiscard]] std::vector<std::string> PagerTypeRows(std::string_view reply);
 
+/// Whether the rows can be a list for a person to choose from: 1,000 at most, of 1,000 bytes each.
+[[nodiscard]] bool IsUsableList(const std::vector<std::string>& rows);
+
 /// The part of a row that lists show: the text behind its first "=", or all of it.
 [[nodiscard]] std::string_view PagerTypeName(std::string_view row);
 

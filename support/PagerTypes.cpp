@@ -4,6 +4,7 @@
 #include <QEventLoop>
 #include <QSignalBlocker>
 #include <QTimer>
+#include <utility>
 
 #include "console/shared/MainBas.h"
 #include "console/shared/UserInput.h"
@@ -20,6 +21,7 @@ using console::shared::BoxIcon;
 
 constexpr int LookMilliseconds = 20;
 constexpr char ListCommand[] = "cmd=10";
+constexpr std::size_t MaxReplySize = std::size_t{256} << 10;
 
 /// Keeps the windows painting until the fetch ends.
 PageReply WaitFor(PageFetch& fetch) {
@@ -34,9 +36,10 @@ PageReply WaitFor(PageFetch& fetch) {
   return fetch.Reply();
 }
 
-/// As UTF-8; empty if there was none.
+/// As UTF-8; empty if there was none. The page of an HTTP error is not the gateway's list.
 std::string TextOf(const PageReply& reply) {
-  if (reply.end != PageReply::End::Complete) return {};
+  if (reply.end != PageReply::End::Complete || reply.status / 100 != 2) return {};
+  if (reply.body.size() > MaxReplySize) return {};
   const bool isUtf8 = platform::ValidUtf8(reply.body) == reply.body;
   return isUtf8 ? reply.body : platform::DecodePage(reply.body, "text/plain; charset=ISO-8859-1");
 }
@@ -47,14 +50,15 @@ bool LoadPagerTypes(console::shared::MainBas& bas, QComboBox* list, std::chrono:
   const auto inet1 = bas.Engine.Fetch(bas.Gateway.PagerGatewayUrl + ListCommand, patience);
   const auto reply = TextOf(WaitFor(*inet1));
   bas.Dialogs.ShowHourglass(false);
-  if (reply.empty()) {
+  auto rows = settings::PagerTypeRows(reply);
+  if (reply.empty() || !settings::IsUsableList(rows)) {
     bas.Dialogs.Show({.title = "Attention",
                       .text = "Because You can not connect to our internet pager server, you can not use "
                               "internet pager service",
                       .icon = BoxIcon::Exclamation});
     return false;
   }
-  bas.PagerTypes = settings::PagerTypeRows(reply);
+  bas.PagerTypes = std::move(rows);
   if (list != nullptr) FillPagerTypes(bas, *list);
   return true;
 }

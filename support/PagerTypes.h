@@ -16,7 +16,7 @@ inline constexpr std::chrono::seconds PagerGatewayPatience{20};
 
 /// Asks the gateway for its list and keeps the rows in `MainBas::PagerTypes`; fills `list`, unless it is
 /// null. Returns when the gateway has answered; the user's input is dropped until then. False, after a box,
-/// if there was no reply or an empty one.
+/// if there was no reply, an empty one, an HTTP error, or more than a list for a person can be.
 bool LoadPagerTypes(console::shared::MainBas& bas, QComboBox* list,
                     std::chrono::milliseconds patience = PagerGatewayPatience);
 

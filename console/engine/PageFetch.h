@@ -11,6 +11,7 @@ struct PageReply {
   std::string reason;       ///< of a failure, for people
   std::string body;         ///< bytes as they were served; of a stopped fetch as far as they came
   std::string contentType;  ///< the header's value with its parameters; empty if there was none
+  int status = 0;           ///< of HTTP; 0 if no reply had begun
 };
 
 /// A page on its way. Destroying it gives the page up.

@@ -8,6 +8,7 @@ namespace norvane::engine {
 struct Page {
   std::string_view body;
   std::string_view contentType;  ///< the header's value; empty without one
+  int status = 0;                ///< of HTTP
 };
 
 }  // namespace norvane::engine

@@ -48,6 +48,7 @@ class PageFetcher::Fetching final : public ProbeClient {
           const auto page = m_fetch->Received();
           reply.contentType = page.contentType;
           reply.body = page.body;
+          reply.status = page.status;
         }
         ended.reply = std::move(reply);
       } catch (const std::bad_alloc&) {

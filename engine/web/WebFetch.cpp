@@ -284,8 +284,12 @@ std::chrono::seconds Transfer::RetryAfter() const {
 
 Page Transfer::Received() const {
   const char* type = nullptr;
-  if (m_handle) curl_easy_getinfo(m_handle->Get(), CURLINFO_CONTENT_TYPE, &type);
-  return {m_page.Bytes(), type != nullptr ? type : ""};
+  long status = 0;
+  if (m_handle) {
+    curl_easy_getinfo(m_handle->Get(), CURLINFO_CONTENT_TYPE, &type);
+    curl_easy_getinfo(m_handle->Get(), CURLINFO_RESPONSE_CODE, &status);
+  }
+  return {m_page.Bytes(), type != nullptr ? type : "", static_cast<int>(status)};
 }
 
 }  // namespace

@@ -229,9 +229,10 @@ TEST_F(FetchTest, APageComesThroughTheEngine) {
   EXPECT_EQ(refused.end, End::Failed);
   EXPECT_EQ(refused.reason, "the control gate is closed");
   ce::OpenGate(*client);
-  const ce::PageReply replies[] = {{End::Complete, "", std::string("a\0\xff", 3), "text/html; charset=gbk"},
-                                   {End::TimedOut, "no answer", "", ""},
-                                   {End::Failed, "connection refused", "", ""}};
+  const ce::PageReply replies[] = {
+      {End::Complete, "", std::string("a\0\xff", 3), "text/html; charset=gbk", 404},
+      {End::TimedOut, "no answer", "", ""},
+      {End::Failed, "connection refused", "", ""}};
   std::vector<std::unique_ptr<ce::PageFetch>> fetches;
   for (std::size_t i = 0; i < std::size(replies); ++i)
     fetches.push_back(client->Fetch("http://a/ b", i == 0 ? seconds(10) : seconds(3600)));
@@ -247,6 +248,7 @@ TEST_F(FetchTest, APageComesThroughTheEngine) {
     EXPECT_EQ(reply.reason, replies[i].reason);
     EXPECT_EQ(reply.body, replies[i].body);
     EXPECT_EQ(reply.contentType, replies[i].contentType);
+    EXPECT_EQ(reply.status, replies[i].status);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <QTest>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 
@@ -142,6 +143,34 @@ TEST_F(PagerTypesTest, WithoutAReplyABoxAppearsAndTheNextOpeningAsksAgain) {
   engine.Pages().clear();
   bas->PagerTypes.clear();
   ExpectFailure();
+}
+
+TEST_F(PagerTypesTest, OnlyAListIsShownAsOne) {
+  const auto rows = [](int count, std::size_t size) {
+    std::string text;
+    for (int row = 0; row < count; ++row)
+      text += std::string(size, 'x') + "\r\n";
+    return text;
+  };
+  const std::pair<const char*, FakePage> bad[] = {
+      {"HTTP error", {.body = "<html>\r\n404 Not Found\r\n", .status = 404}},
+      {"gateway error", {.body = "0=A\r\n", .status = 502}},
+      {"too many rows", {rows(1001, 1)}},
+      {"row too long", {rows(1, 1001)}},
+      {"too large", {rows(300, 1000)}},
+  };
+  for (const auto& [name, page] : bad) {
+    SCOPED_TRACE(name);
+    SetList(page);
+    ExpectFailure();
+    EXPECT_EQ(list.count(), 0);
+  }
+  for (auto page : {FakePage{.body = rows(1000, 200), .status = 203}, FakePage{rows(200, 1000)}}) {
+    SetList(page);
+    list.clear();
+    EXPECT_TRUE(support::LoadPagerTypes(*bas, &list));
+    EXPECT_EQ(list.count(), std::ranges::count(page.body, '\n'));
+  }
 }
 
 TEST_F(PagerTypesTest, WhileTheGatewayIsSilentTheUserWaits) {

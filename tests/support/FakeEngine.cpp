@@ -19,7 +19,7 @@ class FakeFetch : public ce::PageFetch {
   FakeFetch(const bool& isHeld, const FakePage* page, std::chrono::milliseconds limit)
       : m_isHeld(isHeld), m_end(std::chrono::steady_clock::now() + limit) {
     if (page == nullptr) return;
-    m_reply = {PageReply::End::Complete, "", page->body, page->contentType};
+    m_reply = {PageReply::End::Complete, "", page->body, page->contentType, page->status};
     m_hasEnded = page->isComplete;
   }
   bool HasEnded() override { return !m_isHeld && (m_hasEnded || std::chrono::steady_clock::now() >= m_end); }

@@ -22,6 +22,7 @@ struct FakeMonitor {
 struct FakePage {
   std::string body;
   std::string contentType = "text/html";
+  int status = 200;
   bool isComplete = true;  ///< or the fetch gives it only when it is stopped, and else runs out of time
 };
 

@@ -28,7 +28,7 @@ class Fetcher {
     m_worker.Fetch({url, limit}, ++m_ticket);
   }
   void Stop() { m_worker.StopFetch(m_ticket); }
-  /// "content type | body", or why there is none.
+  /// "content type | body", headed by a status other than 200, or why there is none.
   std::string Reply() {
     pollfd fd{m_event.Fd(), POLLIN, 0};
     if (::poll(&fd, 1, 30000) != 1) return "no report";
@@ -38,7 +38,8 @@ class Fetcher {
     EXPECT_EQ(reports.size(), 1u);
     EXPECT_EQ(ended.ticket, m_ticket);
     if (ended.reply.end == PageReply::End::Complete)
-      return ended.reply.contentType + " | " + ended.reply.body;
+      return (ended.reply.status == 200 ? "" : std::to_string(ended.reply.status) + ' ') +
+             ended.reply.contentType + " | " + ended.reply.body;
     return (ended.reply.end == PageReply::End::TimedOut ? "timed out: " : "failed: ") + ended.reply.reason;
   }
   std::string Fetch(const std::string& url, milliseconds limit = seconds(30)) {
@@ -69,7 +70,7 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
       {" " + server.Url("/page"), "text/html; charset=gbk | abc"},
       {server.Url("/a b"), "text/html | blank"},
       {server.Url("/moved"), "text/html; charset=gbk | abc"},
-      {server.Url("/gone"), "text/html | <b>gone</b>"},
+      {server.Url("/gone"), "404 text/html | <b>gone</b>"},
       {server.Url("/empty"), "text/html | "},
       {server.Url("/large"), "failed: page larger than 16 MiB"},
       {server.Url("/broken"), "failed: connection closed before the end of the page"},
