@@ -120,10 +120,14 @@ void Alarms::Restore(const std::string& identity, OwedMessage message, OwedMessa
                                                                        : "the monitor is stopped"));
 }
 
-void Alarms::WriteAtEnd() {
+void Alarms::WriteAtEnd(Completion done) {
   for (const auto& [ticket, launching] : m_launches)
     if (!launching.startedAt) OweCommand(launching.request);
-  m_parts.state.WriteAtEnd(DequeueChanges(Outages::Extent::All));
+  Save(std::move(done));
+}
+
+void Alarms::Save(Completion done) {
+  m_parts.state.WriteAll(DequeueChanges(Outages::Extent::All), std::move(done));
 }
 
 void Alarms::OweCommand(const LaunchRequest& request) {
@@ -164,7 +168,7 @@ void Alarms::OnSecond() {
   m_outages.Release(m_parts.table());
   m_sender.OnSecond();
   m_exits.OnSecond();
-  m_parts.state.RetryFailed();
+  m_parts.state.OnSecond();
   Keep(Outages::Extent::Changed);
 }
 
@@ -211,7 +215,7 @@ std::string Alarms::WhyHeld(std::string_view monitor) const {
 
 // What happens
 
-const OutageRecord* Alarms::Receive(const Monitor& monitor, const CheckResult& result) {
+int Alarms::Receive(const Monitor& monitor, const CheckResult& result) {
   if (!result.IsGood()) m_holds.LogRemark(monitor);
   return m_outages.Receive(monitor, result);
 }

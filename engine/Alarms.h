@@ -58,8 +58,8 @@ class Alarms {
   /// since it could not be loaded.
   void Restore(bool keepsUnknown);
 
-  /// A check of a running monitor has ended. Gives its failures in a row; null after a good one.
-  const OutageRecord* Receive(const Monitor& monitor, const CheckResult& result);
+  /// A check of a running monitor has ended. Gives its failures in a row.
+  int Receive(const Monitor& monitor, const CheckResult& result);
   /// False if the notification is not one of an outage or of the engine itself.
   [[nodiscard]] bool Receive(const NotificationEnded& ended);
   void Receive(const LaunchProgress& progress);
@@ -99,8 +99,10 @@ class Alarms {
   void BeginEnd() { m_sender.Hold(); }
   /// Something is being sent, or a command started or in its first seconds.
   [[nodiscard]] bool IsBusy() const;
-  /// The last write. Commands that were not started are in it, for the next engine.
-  void WriteAtEnd();
+  /// Writes all, also what an outage's mere lasting has changed.
+  void Save(Completion done);
+  /// The last `Save`. Commands that were not started are in it, for the next engine.
+  void WriteAtEnd(Completion done);
 
  private:
   struct Launching {

@@ -331,6 +331,11 @@ void Service::Load(const std::string& path, Completion done) {
   m_storage.Load(path, std::move(done));
 }
 
+void Service::LoadIfReplaced(Completion done) {
+  RequireNotEnding();
+  m_storage.LoadIfReplaced(std::move(done));
+}
+
 void Service::Save(const std::string& path, Completion done) {
   m_storage.Save(path, std::move(done));
 }
@@ -371,10 +376,20 @@ void Service::GoOnEnding() {
     m_worker->HandBackLaunches();
   }
   if (now < m_end->at && m_alarms->IsBusy()) return;
-  const auto done = std::move(m_end->done);
+  auto done = std::move(m_end->done);
   m_end.reset();
-  m_alarms->WriteAtEnd();
-  m_storage.SaveDataFile(done);
+  m_alarms->WriteAtEnd(ThenSaveDataFile(std::move(done)));
+}
+
+void Service::SaveAll(Completion done) {
+  m_alarms->Save(ThenSaveDataFile(std::move(done)));
+}
+
+/// `done` gets the error of either, `before` that of what came first.
+Completion Service::ThenSaveDataFile(Completion done) {
+  return [this, done = std::move(done)](const std::exception_ptr& before) {
+    m_storage.SaveDataFile([done, before](const std::exception_ptr& error) { done(error ? error : before); });
+  };
 }
 
 // Silences
@@ -466,18 +481,12 @@ void Service::Handle(const CheckEnded& ended) {
 
 /// A result that says something about the service.
 void Service::HandleJudged(const Monitor& monitor, const CheckResult& result) {
-  const bool isAsBefore = monitor.lastCheck.any &&
-                          (monitor.attributes->Get(ce::keys::Result) == ce::ResultOk) == result.IsGood();
   m_table->Set(monitor.id, ce::keys::Result, result.reason);
   Log(monitor, result.at,
       std::string(result.IsGood() ? "good" : "failed") + " in " + std::to_string(result.duration.count()) +
           " ms: " + result.reason);
-  const auto* failing = monitor.Running() ? m_alarms->Receive(monitor, result) : nullptr;
-  const auto since = failing != nullptr ? failing->since
-                     : isAsBefore       ? monitor.lastCheck.since
-                                        : result.at;
-  m_table->NoteCheck(monitor.id,
-                     {true, result.at, result.duration, failing == nullptr ? 0 : failing->failures, since});
+  const int failures = monitor.Running() ? m_alarms->Receive(monitor, result) : 0;
+  m_table->NoteCheck(monitor.id, {true, result.at, result.duration, failures});
   ExpectCheck(monitor, {});
 }
 

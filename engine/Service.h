@@ -109,10 +109,12 @@ class Service final : private Storage::Client {
   /// Whether `path` leads to the data file of the folder, which every console loads at its start.
   [[nodiscard]] bool IsDataFile(const std::string& path) const { return m_storage.IsDataFile(path); }
   void Load(const std::string& path, Completion done);
+  /// The data file, if it isn't as the engine last saw it.
+  void LoadIfReplaced(Completion done);
   void Save(const std::string& path, Completion done);
-  /// As `Shutdown` does at the end: an engine that is to end on request saves first, and goes on if it
-  /// cannot.
-  void SaveDataFile(Completion done) { m_storage.SaveDataFile(std::move(done)); }
+  /// As `Shutdown` does at the end, the engine's own state too: an engine that is to end on request saves
+  /// first, and goes on if it cannot.
+  void SaveAll(Completion done);
 
   /// Runs one check now. Its result is stored and logged like that of a scheduled one, and while the monitor
   /// runs it counts like one for outages; a stopped monitor has none.
@@ -167,6 +169,7 @@ class Service final : private Storage::Client {
   [[nodiscard]] std::string WhyNoHeartbeat() const;
   void ExpectCheck(const Monitor& monitor, std::chrono::milliseconds firstAfter);
   void GoOnEnding();
+  [[nodiscard]] Completion ThenSaveDataFile(Completion done);
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void NotifyObservers();
   [[nodiscard]] const Monitor& Get(MonitorId id) const;

@@ -125,8 +125,10 @@ kj::Promise<void> Session::commitConfig(CommitConfigContext context) {
 kj::Promise<void> Session::load(LoadContext context) {
   return ActLater(context, [this](auto params, const End& end) {
     const auto path = ToString(params.getPath());
+    const auto done = [end](std::exception_ptr error) { end(error, {}); };
+    if (m_gateOpen) return m_service.Load(path, done);
     if (!m_service.IsDataFile(path)) RequireGate();
-    m_service.Load(path, [end](std::exception_ptr error) { end(error, {}); });
+    m_service.LoadIfReplaced(done);
   });
 }
 
@@ -190,7 +192,7 @@ kj::Promise<void> Session::shutdown(ShutdownContext context) {
       if (!error || force) onShutdown();
       end(force ? nullptr : error, {});
     };
-    m_service.SaveDataFile(onSaved);
+    m_service.SaveAll(onSaved);
   });
 }
 

@@ -10,8 +10,8 @@
 #include "engine/store/GoodCopy.h"
 #include "engine/store/KeepAside.h"
 #include "engine/store/NewFile.h"
+#include "engine/store/RollbackJournal.h"
 #include "engine/store/StoreError.h"
-#include "platform/RandomText.h"
 
 namespace norvane::engine::datafile {
 
@@ -114,16 +114,15 @@ class RowWriter {
 
 /// Writes the changes and the new state's name; gives that name.
 std::string WriteChanges(Database& database, const Changes& changes) {
-  const std::string state = changes.next.empty() ? RandomState() : changes.next;
-  {
-    RowWriter writer(database);
-    for (const auto number : changes.removed)
-      writer.Remove(number);
-    for (const auto& row : changes.rows)
-      writer.Write(row);
-  }
+  std::string state = changes.next.empty() ? NextState(changes.known) : changes.next;
+  // First, so that SQLite's journal begins with it, and says of which file it is.
   Statement update(database, "UPDATE file_state SET state=?,monitors=?");
   update.Bind(1, state).Bind(2, static_cast<std::int64_t>(changes.total)).Step();
+  RowWriter writer(database);
+  for (const auto number : changes.removed)
+    writer.Remove(number);
+  for (const auto& row : changes.rows)
+    writer.Write(row);
   return state;
 }
 
@@ -176,8 +175,10 @@ std::string SaveAll(const std::string& path, const Changes& changes, std::string
     transaction.Commit();
   }
   file.Sync();
-  if (keptAs != nullptr) *keptAs = KeepAside(path);
-  file.PutInPlace();
+  if (keptAs != nullptr)
+    *keptAs = KeepAside(path, file);
+  else
+    file.PutInPlace();
   return state;
 }
 
@@ -235,10 +236,6 @@ Contents ReadAll(Database& database, const std::string& path, std::uint32_t gene
   return contents;
 }
 }  // namespace
-
-std::string RandomState() {
-  return platform::RandomText(16);
-}
 
 Contents Load(const std::string& path, std::uint32_t generation, MonitorTypes types) {
   Database database = OpenOurs(path);

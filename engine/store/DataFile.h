@@ -30,7 +30,7 @@ struct Changes {
   std::size_t total = 0;
   /// The state in which the writer of the changes last saw this file, if he ever did.
   std::optional<std::string> known;
-  /// The name of the new state; empty: a random one.
+  /// The name of the new state (`NextState`); empty: it gets one.
   std::string next;
 };
 
@@ -48,9 +48,6 @@ void KeepCopy(const std::string& path, MonitorTypes types);
 
 /// Names the content that the file has now.
 [[nodiscard]] std::string StateOf(const std::string& path);
-
-/// A name for a state.
-[[nodiscard]] std::string RandomState();
 
 /// Gives the new state once it is on disk. Whatever happens meanwhile, the file holds the old or the new
 /// state. Gives nothing if only changes were to be written and the file isn't in the known state (somebody

@@ -50,6 +50,18 @@ void RequireRegularIfAny(const std::string& path) {
                      path + (S_ISLNK(info.st_mode) ? ": is a symbolic link" : ": not a regular file"));
 }
 
+/// Without a look at its journal.
+std::string ImmutableUri(const std::string& path) {
+  std::string uri = "file:";
+  for (const char c : path) {
+    if (c == '%' || c == '?' || c == '#')
+      uri += c == '%' ? "%25" : c == '?' ? "%3f" : "%23";
+    else
+      uri += c;
+  }
+  return uri + "?immutable=1";
+}
+
 /// SQLite's refusal of links holds for folders too.
 std::string WithRealFolder(const std::string& path) {
   std::error_code error;
@@ -65,16 +77,20 @@ void Database::Close::operator()(sqlite3* db) const noexcept {
 
 Database::Database(const std::string& path, Mode mode) : m_path(path) {
   RequireRegularIfAny(path);
-  if (mode != Mode::Write) MakePrivateFile(path, mode == Mode::New ? O_EXCL : 0);
-  const auto open = [&, name = WithRealFolder(path)](int flags) {
+  if (mode == Mode::Create || mode == Mode::New) MakePrivateFile(path, mode == Mode::New ? O_EXCL : 0);
+  const auto open = [&](const std::string& name, int flags) {
     sqlite3* db = nullptr;
     constexpr int always = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
     const int code = sqlite3_open_v2(name.c_str(), &db, flags | always, nullptr);
     m_db.reset(db);
     return code;
   };
-  int code = open(SQLITE_OPEN_READWRITE);
-  if (code != SQLITE_OK) code = open(SQLITE_OPEN_READONLY);
+  const auto name = WithRealFolder(path);
+  int code = SQLITE_OK;
+  if (mode == Mode::AsIs)
+    code = open(ImmutableUri(name), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+  else if (code = open(name, SQLITE_OPEN_READWRITE); code != SQLITE_OK)
+    code = open(name, SQLITE_OPEN_READONLY);
   if (code != SQLITE_OK) Fail();
   const char* file = sqlite3_db_filename(m_db.get(), "main");
   RequireRegularIfAny(sqlite3_filename_journal(file));

@@ -15,11 +15,12 @@ namespace norvane::engine {
 /// database.
 class Database {
  public:
-  enum class Mode { Create, New, Write };
+  enum class Mode { Create, New, Write, AsIs };
 
   /// `Create` makes the file if there is none, mode 0600, and so does `New`, where there must be none.
   /// `Write` also rolls back what a killed process left half done; a file on a read-only medium is opened for
-  /// reading alone. A symbolic link in the place of the file is refused, but one to its folder is followed.
+  /// reading alone. `AsIs` reads what there is, half done or not. A symbolic link in the place of the file is
+  /// refused, but one to its folder is followed.
   Database(const std::string& path, Mode mode);
 
   /// Runs statements that give no rows.

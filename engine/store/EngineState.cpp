@@ -26,10 +26,25 @@ using console::engine::service::ControlPass;
 namespace {
 constexpr std::size_t MaxValues = 64;
 constexpr std::chrono::hours StateCopyPause{1};
+constexpr std::chrono::seconds LookPause{10};
 
 // Conditions.
 constexpr std::string_view StateFileUnreadable = "state file unreadable";
 constexpr std::string_view StateFileUncopied = "state file not copied";
+constexpr std::string_view StateFileLost = "state file lost";
+constexpr std::string_view StateFileReplaced = "state file replaced";
+
+bool Exists(const std::string& path) {
+  return std::filesystem::exists(std::filesystem::symlink_status(path));
+}
+
+/// Of an earlier engine.
+bool HasDamaged(const std::string& folder) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().string().starts_with(StateFile::PathIn(folder) + ".unreadable-")) return true;
+  }
+  return false;
+}
 }  // namespace
 
 EngineState::EngineState(std::string folder, Writer& writer, Health& health)
@@ -37,10 +52,16 @@ EngineState::EngineState(std::string folder, Writer& writer, Health& health)
   NewFile::RemoveLeftovers(StateFile::PathIn(m_folder));
   try {
     const auto path = StateFile::PathIn(m_folder);
-    if (!std::filesystem::exists(std::filesystem::symlink_status(path)) && !GoodCopyTime(path).empty())
-      Recover(path + ": no such file");
-    else
+    if (Exists(path)) {
       Open();
+    } else if (!GoodCopyTime(path).empty()) {
+      Recover(path + ": no such file");
+    } else {
+      // A kill may have come when a damaged one had got another name.
+      if (HasDamaged(m_folder))
+        m_health.Note(StateFileLost, path + ": no such file; outages, messages and silences are lost");
+      Open();
+    }
   } catch (const StoreError& error) {
     if (error.Code() != StoreErrorCode::Unreadable) throw;
     Recover(error.what());
@@ -103,15 +124,32 @@ void EngineState::Commit(const std::map<std::string, std::string>& values, Compl
   auto all = changed;
   all.insert(m_values.begin(), m_values.end());
   if (all.size() > MaxValues) throw EngineError(EngineErrorCode::Invalid, "too many service values");
-  m_writer.Run([file = m_file, changed] { file->SetConfig(changed); },
-               [this, changed, done = std::move(done)](std::exception_ptr error) {
-                 if (error) return done(ForConsole(error));
-                 m_health.Set(StateFileUnreadable, {});  // a console has set the values anew
-                 for (const auto& [key, value] : changed)
-                   m_values[key] = value;
-                 KeepCopy();
-                 done(nullptr);
-               });
+  Run([changed](StateFile& file) { file.SetConfig(changed); },
+      [this, changed, done = std::move(done)](std::exception_ptr error) {
+        if (error) return done(ForConsole(error));
+        m_health.Set(StateFileUnreadable, {});  // a console has set the values anew
+        for (const auto& [key, value] : changed)
+          m_values[key] = value;
+        KeepCopy();
+        done(nullptr);
+      });
+}
+
+/// On the writer thread, with the file in its place.
+void EngineState::Run(std::function<void(StateFile&)> work, Completion done) {
+  const auto event = std::make_shared<std::string>();
+  m_writer.Run(
+      [file = m_file, event, work = std::move(work)] {
+        *event = file->ReturnToPath();
+        work(*file);
+      },
+      [this, event, done = std::move(done)](const std::exception_ptr& error) {
+        if (!event->empty()) {
+          m_health.Note(StateFileReplaced, *event);
+          m_nextCopy = {};
+        }
+        done(error);
+      });
 }
 
 bool EngineState::IsControlPass(std::string_view text) const {
@@ -125,15 +163,20 @@ std::uint64_t EngineState::Write(StateChanges changes) {
   return m_asked;
 }
 
-void EngineState::RetryFailed() {
-  if (m_writes == 0 && !m_failed.IsEmpty()) StartWrite();
+void EngineState::OnSecond() {
+  const auto now = std::chrono::steady_clock::now();
+  if (m_writes != 0 || (m_failed.IsEmpty() && now < m_nextLook)) return;
+  m_nextLook = now + LookPause;
+  StartWrite();
 }
 
-void EngineState::WriteAtEnd(StateChanges changes) {
+void EngineState::WriteAll(StateChanges changes, Completion done) {
   Add(std::move(changes));
-  StartWrite();
   m_nextCopy = {};
-  KeepCopy();
+  StartWrite([this, done = std::move(done)](const std::exception_ptr& error) {
+    if (!error && m_failed.IsEmpty()) return done(nullptr);
+    StartWrite([done](const std::exception_ptr& again) { done(again ? ForConsole(again) : nullptr); });
+  });
 }
 
 void EngineState::Add(StateChanges changes) {
@@ -142,25 +185,26 @@ void EngineState::Add(StateChanges changes) {
   m_waiting = std::move(changes);
 }
 
-void EngineState::StartWrite() {
+void EngineState::StartWrite(Completion done) {
   auto changes = std::exchange(m_waiting, {});
   changes.Merge(std::exchange(m_failed, {}));
   ++m_writes;
-  m_writer.Run([file = m_file, changes] { file->Write(changes); },
-               [this, changes, number = m_asked](const std::exception_ptr& error) {
-                 --m_writes;
-                 // Two may be under way at the end: the later one's records are newer.
-                 m_failed.Forget(changes);
-                 if (error)
-                   m_failed.Merge(changes);
-                 else if (m_failed.IsEmpty())
-                   m_written = number;
-                 if (!error) KeepCopy();
-                 m_health.Set(Unsaved, error ? "outages may be notified again after a restart: " +
-                                                   platform::ErrorText(error)
-                                             : std::string());
-                 Write({});
-               });
+  Run([changes](StateFile& file) { file.Write(changes); },
+      [this, changes, number = m_asked, done = std::move(done)](const std::exception_ptr& error) {
+        --m_writes;
+        // Two may be under way at the end: the later one's records are newer.
+        m_failed.Forget(changes);
+        if (error)
+          m_failed.Merge(changes);
+        else if (m_failed.IsEmpty())
+          m_written = number;
+        if (!error) KeepCopy();
+        m_health.Set(Unsaved, error ? "outages and messages may be lost or repeated after a restart: " +
+                                          platform::ErrorText(error)
+                                    : std::string());
+        Write({});
+        done(error);
+      });
 }
 
 }  // namespace norvane::engine

@@ -46,17 +46,20 @@ class EngineState {
   std::uint64_t Write(StateChanges changes);
   /// Changes on the writer thread's return, that is within `Writer::Deliver`.
   [[nodiscard]] std::uint64_t Written() const { return m_written; }
-  /// Writes what failed before, if anything.
-  void RetryFailed();
-  /// Writes in any case, also what failed before.
-  void WriteAtEnd(StateChanges changes);
+  /// Writes what failed before, if anything, and sees that the file is where it belongs. To be called about
+  /// once a second.
+  void OnSecond();
+  /// Writes in any case, also what failed before, and once more if that fails. `done` gets an EngineError if
+  /// not all of it is on disk.
+  void WriteAll(StateChanges changes, Completion done);
 
  private:
   void Open();
   void Recover(std::string problem);
   void KeepCopy();
   void Add(StateChanges changes);
-  void StartWrite();
+  void StartWrite(Completion done = [](const std::exception_ptr&) {});
+  void Run(std::function<void(StateFile&)> work, Completion done);
 
   std::string m_folder;
   Writer& m_writer;
@@ -67,7 +70,7 @@ class EngineState {
   StateFile::Contents m_atStart;
   StateChanges m_waiting;
   StateChanges m_failed;  // of writes that failed
-  std::chrono::steady_clock::time_point m_nextCopy{};
+  std::chrono::steady_clock::time_point m_nextCopy{}, m_nextLook{};
   int m_writes = 0;  // handed to the writer and not yet done
   std::uint64_t m_asked = 0, m_written = 0;
 };

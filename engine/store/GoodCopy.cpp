@@ -33,9 +33,7 @@ std::string RestoreGoodCopy(const std::string& path) {
   std::filesystem::copy_file(GoodCopyOf(path), file.Name(), error);
   if (error) throw StoreError(StoreErrorCode::Failed, GoodCopyOf(path) + ": " + error.message());
   file.Sync();
-  const auto kept = KeepAside(path);
-  file.PutInPlace();
-  return kept;
+  return KeepAside(path, file);
 }
 
 }  // namespace norvane::engine

@@ -14,6 +14,7 @@
 #include "engine/store/KeepAside.h"
 #include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
+#include "platform/FileIdentity.h"
 
 namespace norvane::engine {
 
@@ -229,10 +230,6 @@ std::optional<Journal::Contents> Journal::Read(const std::string& state) {
   return contents;
 }
 
-std::optional<Journal::Contents> Journal::ReadOthers(const std::string& state) const {
-  return m_isOthers ? Parse(state) : std::nullopt;
-}
-
 std::optional<Journal::Contents> Journal::Parse(const std::string& state) const {
   const auto bytes = BytesIn(m_path);
   if (!bytes) return std::nullopt;
@@ -268,6 +265,10 @@ std::optional<Journal::Contents> Journal::Parse(const std::string& state) const 
 
 std::string Journal::Write(const Changes& batch, bool anew) {
   if (!m_file || anew || batch.all) return Start(batch);
+  if (platform::FileIdentity::At(m_path.c_str()) != platform::FileIdentity::Of(m_file.Get())) {
+    m_file = {};
+    throw StoreError(StoreErrorCode::Failed, m_path + ": was removed or replaced while the engine ran");
+  }
   const auto sum = m_sum;
   try {
     Append(RecordOf(Batch, BytesOf(batch), m_sum), true);

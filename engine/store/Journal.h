@@ -32,13 +32,15 @@ class Journal {
   /// The one that was read is another file's: it is kept under another name before anything takes its place,
   /// and whatever does so gives that name, which is else empty.
   void LeaveToOthers() { m_isOthers = true; }
-  /// Another file's after all, as a file of that state goes on; nothing if there is none.
-  [[nodiscard]] std::optional<Contents> ReadOthers(const std::string& state) const;
+  [[nodiscard]] bool IsOthers() const { return m_isOthers; }
+  /// Like `Read`, but for a copy of the data file: the journal goes on for the data file.
+  [[nodiscard]] std::optional<Contents> ReadForCopy(const std::string& state) const { return Parse(state); }
   /// It is needed no more.
   void ForgetOthers() { m_isOthers = false; }
 
   /// On disk when it returns. `anew`: the batch has all that the data file lacks, and replaces those before.
-  /// One of all monitors does so in any case.
+  /// One of all monitors does so in any case. Fails once if the file lies there no more: all must be written
+  /// then.
   std::string Write(const datafile::Changes& batch, bool anew);
   /// The data file is about to be saved, with all that was written until now; it gets the state `next`, or
   /// keeps its own.

@@ -9,6 +9,7 @@
 
 #include "engine/store/Checksum.h"
 #include "engine/store/GoodCopy.h"
+#include "engine/store/KeepAside.h"
 #include "engine/store/NewFile.h"
 #include "engine/store/StoreError.h"
 #include "platform/FileNames.h"
@@ -342,8 +343,13 @@ StateFile::StateFile(const std::string& folder)
   if (const auto verdict = m_database.Text("PRAGMA quick_check(1)"); verdict != "ok")
     Unreadable(m_path, "the file is damaged: " + verdict);
   if (version > SchemaVersion) RefuseNewer(m_database, m_path);
-  m_database.Run("PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL");
+  SetUp();
   version < SchemaVersion ? Migrate(version) : CheckAll();
+}
+
+void StateFile::SetUp() {
+  m_database.Run("PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL");
+  m_identity = platform::FileIdentity::At(m_path.c_str());
 }
 
 /// One killed at its first start leaves a whole file or none.
@@ -418,6 +424,26 @@ void StateFile::Write(const StateChanges& changes) {
   if (!rows.Finish()) return;
   transaction.Commit();
   m_isCopied = false;
+}
+
+std::string StateFile::ReturnToPath() {
+  const auto found = platform::FileIdentity::At(m_path.c_str());
+  if (found == m_identity) return {};
+  NewFile file(m_path);
+  m_database.CopyTo(file.Name());
+  file.Sync();
+  std::string event = m_path + " was ";
+  if (found == platform::FileIdentity()) {
+    event += "removed while the engine ran; written anew";
+    file.PutInPlace();
+  } else {
+    event +=
+        "replaced while the engine ran; written anew, the other file is kept as " + KeepAside(m_path, file);
+  }
+  m_database = Database(m_path, Database::Mode::Write);
+  SetUp();
+  m_isCopied = false;
+  return event;
 }
 
 void StateFile::KeepCopy() {

@@ -5,6 +5,7 @@
 
 #include "engine/model/StateChanges.h"
 #include "engine/store/Database.h"
+#include "platform/FileIdentity.h"
 
 namespace norvane::engine {
 
@@ -36,6 +37,10 @@ class StateFile {
   /// What is on disk already costs no write.
   void Write(const StateChanges& changes);
 
+  /// All of it is written anew at its path if it doesn't lie there any more, since somebody has removed or
+  /// replaced it. Gives what happened then, for the administrator; another file is kept under another name.
+  [[nodiscard]] std::string ReturnToPath();
+
   /// Renews the last good copy, once all of the file was found good, unless it has changed nothing since.
   void KeepCopy();
 
@@ -43,9 +48,11 @@ class StateFile {
   [[nodiscard]] static std::string MadeIn(const std::string& folder);
   void Migrate(std::int64_t version);
   void CheckAll();
+  void SetUp();
 
   std::string m_path;
   Database m_database;
+  platform::FileIdentity m_identity;
   bool m_isCopied = false;
 };
 

@@ -10,6 +10,7 @@
 #include "engine/store/Journal.h"
 #include "engine/store/KeepAside.h"
 #include "engine/store/NewFile.h"
+#include "engine/store/RollbackJournal.h"
 #include "engine/store/StoreError.h"
 #include "engine/store/Writer.h"
 #include "platform/ErrorText.h"
@@ -33,8 +34,9 @@ constexpr std::string_view NotEnded = "not ended in order";
 
 /// In the journal's header, for a data file that cannot be read.
 constexpr const char* UnreadableState = "unreadable";
-/// Between two syncs of the journal; a change is on disk within a second, also on a busy machine.
-constexpr std::chrono::milliseconds BatchPause{500};
+/// Between two syncs of the journal, less than between two calls; a change is on disk within a second, also
+/// on a busy machine.
+constexpr std::chrono::milliseconds BatchPause{400};
 
 /// A name that cannot be resolved stays as it is.
 fs::path Canonical(const fs::path& path) {
@@ -61,13 +63,14 @@ datafile::Row RowOf(const Monitor& monitor) {
 struct Storage::Loading {
   datafile::Contents contents;
   std::optional<Journal::Contents> journal;  // of a data file that could not be read
+  std::string rollbackKeptAs;
 };
 
 struct Storage::Saving {
   datafile::Changes changes;
   std::uint64_t change = 0;  // the last one among them
   std::optional<std::string> state;
-  std::string keptAs, journalKeptAs;
+  std::string keptAs, journalKeptAs, rollbackKeptAs;
 };
 
 Storage::Storage(Client& client, Writer& writer, Health& health, Health::Clock clock, std::string folder,
@@ -101,9 +104,10 @@ std::unique_ptr<MonitorTable> Storage::LoadDataFile(std::string& state) {
   if (fs::is_symlink(fs::symlink_status(m_dataFile)))
     throw StoreError(StoreErrorCode::Failed, m_dataFile + ": is a symbolic link");
   NewFile::RemoveLeftovers(m_dataFile);
+  NoteRollbackKept(m_dataFile, datafile::KeepForeignRollback(m_dataFile));
   try {
     auto contents = datafile::Load(m_dataFile, m_lastGeneration, m_types);
-    state = contents.state;
+    state = m_dataFileState = contents.state;
     m_saved = SavedMark{std::move(contents.state), contents.table->LastChange()};
     m_servedFile = m_dataFile;
     KeepCopy();
@@ -171,6 +175,13 @@ void Storage::NoteJournalKept(const std::string& keptAs) {
   if (!keptAs.empty())
     m_health.Note(JournalKept,
                   "what was not saved in the data file that cannot be read is kept as " + keptAs);
+}
+
+void Storage::NoteRollbackKept(const std::string& path, const std::string& keptAs) {
+  if (!keptAs.empty())
+    m_health.Note(
+        "rollback kept aside",
+        path + " was replaced after a save that was cut short; what SQLite had of it is kept as " + keptAs);
 }
 
 void Storage::Apply(const datafile::Changes& batch, std::unique_ptr<MonitorTable>& table) {
@@ -282,21 +293,34 @@ bool Storage::IsDataFile(const std::string& path) const {
 }
 
 void Storage::Load(const std::string& path, Completion done) {
-  Enqueue([this, path = FileAt(path)](Completion end) { StartLoad(path, std::move(end)); }, std::move(done));
+  Enqueue(
+      [this, path = FileAt(path)](Completion end) {
+        StartLoad(path, path == m_servedFile && m_saved ? m_saved->state : std::string(), std::move(end));
+      },
+      std::move(done));
 }
 
-void Storage::StartLoad(const std::string& path, Completion done) {
-  const auto served = path == m_servedFile && m_saved ? m_saved->state : std::string();
+void Storage::LoadIfReplaced(Completion done) {
+  Enqueue([this](Completion end) { StartLoad(m_dataFile, m_dataFileState, std::move(end)); },
+          std::move(done));
+}
+
+/// A file in the state `served` isn't loaded.
+void Storage::StartLoad(const std::string& path, const std::string& served, Completion done) {
   auto loading = std::make_shared<Loading>();
-  const auto journal = path == m_dataFile ? nullptr : m_journal;  // it keeps the data file's aside
   m_writer.Run(
-      [loading, path, served, journal, types = m_types, generation = ++m_lastGeneration] {
+      [loading, path, served, isDataFile = path == m_dataFile, journal = m_journal, types = m_types,
+       generation = ++m_lastGeneration] {
+        loading->rollbackKeptAs = datafile::KeepForeignRollback(path);
         if (!served.empty() && datafile::StateOf(path) == served) return;
         loading->contents = datafile::Load(path, generation, types);
-        if (journal) loading->journal = journal->ReadOthers(loading->contents.state);
+        if (!journal->IsOthers()) return;
+        const auto& state = loading->contents.state;
+        loading->journal = isDataFile ? journal->Read(state) : journal->ReadForCopy(state);
       },
       [this, loading, path, done = std::move(done)](std::exception_ptr error) {
         try {
+          NoteRollbackKept(path, loading->rollbackKeptAs);
           if (error) std::rethrow_exception(error);
           if (loading->contents.table) Adopt(path, *loading);
         } catch (...) {
@@ -308,21 +332,32 @@ void Storage::StartLoad(const std::string& path, Completion done) {
 
 void Storage::Adopt(const std::string& path, Loading& loading) {
   auto& contents = loading.contents;
-  m_servedFile.clear();  // should it fail midway, nothing is known of any file
-  m_saved.reset();
-  m_journalAnew = true;
-  if (loading.journal && loading.journal->continuesFile) {  // it is a copy of the data file
-    Replay(*loading.journal, "the data file could not be read", contents.table);
-    if (loading.journal->damage.empty())
-      m_writer.Run([journal = m_journal] { journal->ForgetOthers(); }, [](const std::exception_ptr&) {});
-  }
-  m_client.ReplaceTable(std::move(contents.table));
+  const bool isDataFile = path == m_dataFile;
+  const bool goesOn = loading.journal && loading.journal->continuesFile;
   m_servedFile = path;
-  if (path != m_dataFile) return;
+  m_saved.reset();
+  if (isDataFile) m_saved = SavedMark{contents.state, contents.table->LastChange()};
+  const auto loaded = contents.table->LastChange();
+  if (goesOn) Replay(*loading.journal, "the data file could not be read", contents.table);
+  const bool isWhole = goesOn && loading.journal->damage.empty();
+  if (isWhole)
+    m_writer.Run([journal = m_journal] { journal->ForgetOthers(); }, [](const std::exception_ptr&) {});
+  // Should it fail midway, nothing is known of any file.
+  auto servedFile = std::exchange(m_servedFile, {});
+  auto saved = std::exchange(m_saved, {});
+  m_journalAnew = true;
+  m_client.ReplaceTable(std::move(contents.table));
+  m_servedFile = std::move(servedFile);
+  m_saved = std::move(saved);
+  if (!isDataFile) return;
   m_health.Set(DataFileUnreadable, {});
-  m_saved = SavedMark{contents.state, m_client.Table().LastChange()};
-  m_journaled = m_saved->change;
-  BeginJournal(contents.state);
+  m_dataFileState = contents.state;
+  m_journaled = isWhole ? m_client.Table().LastChange() : loaded;
+  if (isWhole)
+    m_journalAnew = false;
+  else
+    BeginJournal(contents.state);
+  if (goesOn && !isWhole) m_journalAnew = true;  // what was read of it is in no file now
 }
 
 void Storage::Save(const std::string& path, Completion done) {
@@ -379,8 +414,9 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
   Gather(path, everything, *saving);
   m_writer.Run(
       [saving, path, types = m_types, journal = path == m_dataFile ? m_journal : nullptr] {
+        saving->rollbackKeptAs = datafile::KeepForeignRollback(path);
         if (journal) {
-          saving->changes.next = datafile::RandomState();
+          saving->changes.next = datafile::NextState(saving->changes.known);
           journal->NoteSave(saving->changes.next);
         }
         // Any other file that isn't a data file is somebody's: it stays as it is.
@@ -392,10 +428,12 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
           if (!saving->keptAs.empty())
             m_health.Note("kept aside", path + " could not be read; kept as " + saving->keptAs);
           NoteJournalKept(saving->journalKeptAs);
+          NoteRollbackKept(path, saving->rollbackKeptAs);
           if (error) std::rethrow_exception(error);
           if (!saving->state) return StartSave(path, true, done);
           if (path == m_dataFile) {
             m_saved = SavedMark{*saving->state, saving->change};
+            m_dataFileState = *saving->state;
             m_journaled = std::max(m_journaled, saving->change);
             m_journalAnew = false;
             m_servedFile = path;

@@ -53,6 +53,9 @@ class Storage {
 
   [[nodiscard]] bool IsDataFile(const std::string& path) const;
   void Load(const std::string& path, Completion done);
+  /// The data file, unless it has the content that it had when it was last loaded or saved: whatever runs
+  /// goes on then, a file that was loaded later, too.
+  void LoadIfReplaced(Completion done);
   void Save(const std::string& path, Completion done);
   /// The data file, but not an empty one in the place of what could not be read.
   void SaveDataFile(Completion done);
@@ -75,7 +78,7 @@ class Storage {
   [[nodiscard]] std::string FileAt(const std::string& path) const;
   void Enqueue(Step step, Completion done);
   void RunNext();
-  void StartLoad(const std::string& path, Completion done);
+  void StartLoad(const std::string& path, const std::string& served, Completion done);
   void Adopt(const std::string& path, Loading& loading);
   void StartSave(const std::string& path, bool everything, Completion done);
   void KeepCopy();
@@ -85,6 +88,7 @@ class Storage {
   void Replay(Journal::Contents& journal, const std::string& why, std::unique_ptr<MonitorTable>& table);
   void Apply(const datafile::Changes& batch, std::unique_ptr<MonitorTable>& table);
   void NoteJournalKept(const std::string& keptAs);
+  void NoteRollbackKept(const std::string& path, const std::string& keptAs);
   void BeginJournal(const std::string& state);
   void Gather(const std::string& path, bool everything, Saving& saving) const;
 
@@ -97,6 +101,7 @@ class Storage {
   std::string m_dataFile;
   std::string m_servedFile;  // the file whose monitors these are; empty if they are of no file
   std::optional<SavedMark> m_saved;
+  std::string m_dataFileState;  // as it was last seen, also while another file is served; empty: unreadable
   std::uint32_t m_lastGeneration = 1;
   // The journal is the writer thread's alone once it has the first job, which may outlive this.
   std::shared_ptr<Journal> m_journal;

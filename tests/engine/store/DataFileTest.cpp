@@ -16,6 +16,7 @@
 #include "engine/store/Checksum.h"
 #include "engine/store/Database.h"
 #include "engine/store/NewFile.h"
+#include "engine/store/RollbackJournal.h"
 #include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
 #include "tests/support/Files.h"
@@ -215,6 +216,44 @@ TEST(DataFile, ANewFileIsNotMendedByTheJournalOfAnOldOne) {
   EXPECT_EQ(datafile::Load(path, 1, ProbeTable()).table->Count(), 3u);
 }
 
+TEST(DataFile, WhatAKilledSaveLeftIsNotRolledBackIntoAnotherFile) {
+  const TempFolder folder;
+  const std::string path = folder / "data", journal = path + "-journal";
+  auto changes = Sample(300, "backup");
+  auto state = SaveOk(path, changes);
+  const auto backup = ReadFile(path);
+  changes = Sample(300, "saved");
+  changes.known = state;
+  changes.all = false;
+  state = SaveOk(path, changes);
+  const auto saved = ReadFile(path);
+  std::string half, whole, rollback;
+  {
+    Database database(path, Database::Mode::Write);
+    database.Run("PRAGMA journal_mode=DELETE; PRAGMA cache_size=1; BEGIN; UPDATE file_state SET state='" +
+                 datafile::NextState(state) + "'; UPDATE monitor SET \"" + std::string(keys::Parameter) +
+                 "\"='new', checksum=0");
+    half = ReadFile(path);
+    rollback = ReadFile(journal);
+    database.Run("COMMIT");
+    whole = ReadFile(path);
+  }
+  ASSERT_TRUE(half != saved);
+  const auto newest = Dump(*datafile::Load(WriteFile(folder / "saved", saved), 1, ProbeTable()).table);
+  const auto oldest = Dump(*datafile::Load(WriteFile(folder / "backup", backup), 1, ProbeTable()).table);
+  for (const auto& [bytes, expected] : {std::pair(half, newest), {saved, newest}, {backup, oldest}}) {
+    WriteFile(path, bytes);
+    WriteFile(journal, rollback);
+    const auto kept = datafile::KeepForeignRollback(path);
+    EXPECT_TRUE(Read(path) == expected);
+    EXPECT_EQ(kept.empty(), expected == newest);
+    EXPECT_TRUE(kept.empty() || ReadFile(kept) == rollback);
+  }
+  WriteFile(path, whole);
+  WriteFile(journal, rollback);
+  EXPECT_EQ(datafile::KeepForeignRollback(path), "");
+}
+
 TEST(Database, ALinkInItsPlaceIsRefusedAndOneToItsFolderFollowed) {
   const TempFolder folder;
   fs::create_directory(folder / "real");
@@ -403,6 +442,7 @@ TEST(DataFile, AKilledSaveLeavesTheOldOrTheNewState) {
     });
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
 
+    EXPECT_EQ(datafile::KeepForeignRollback(path), "");
     const auto contents = datafile::Load(path, 1, ProbeTable());
     ASSERT_EQ(contents.table->Count(), static_cast<std::size_t>(Monitors));
     const auto& value = contents.table->All().begin()->second.attributes->Get(keys::Parameter);

@@ -5,6 +5,8 @@
 #include <filesystem>
 
 #include "engine/store/DataFile.h"
+#include "engine/store/KeepAside.h"
+#include "engine/store/NewFile.h"
 #include "engine/store/StateFile.h"
 #include "engine/store/StoreError.h"
 #include "loopback/TempFolder.h"
@@ -108,6 +110,22 @@ TEST_F(GoodCopy, OfTheStateFileTakesThePlaceOfWhatIsDamagedOrLost) {
   tests::WriteFile(m_state, "x");
   tests::WriteFile(m_state + ".1", "y");
   EXPECT_NE(Only(Run()).find(", service-wide values lost"), std::string::npos);
+}
+
+TEST_F(GoodCopy, StaysUntilItsSuccessorIsInPlace) {
+  tests::WriteFile(m_state, "damaged");
+  tests::WriteFile(m_state + ".1", "copy");
+  NewFile successor(m_state);
+  EXPECT_THROW(KeepAside(m_state, successor), StoreError) << "there is none yet";
+  EXPECT_EQ(tests::ReadFile(m_state), "damaged");
+  EXPECT_EQ(tests::ReadFile(m_state + ".1"), "copy");
+  tests::WriteFile(successor.Name(), "new");
+  const auto kept = KeepAside(m_state, successor);
+  EXPECT_EQ(tests::ReadFile(kept) + tests::ReadFile(kept + ".1"), "damagedcopy");
+  EXPECT_EQ(tests::ReadFile(m_state), "new");
+  EXPECT_FALSE(fs::exists(m_state + ".1"));
+  fs::remove(m_state);
+  EXPECT_NE(Only(Run()).find("are lost"), std::string::npos) << "not a first start";
 }
 
 TEST_F(GoodCopy, AFileOfANewerNorvaneKeepsTheEngineFromStarting) {

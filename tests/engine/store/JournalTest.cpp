@@ -142,7 +142,7 @@ class JournalStory : public ::testing::Test {
   }
   /// What there is goes to the journal, as within a second.
   void Keep() {
-    m_now += std::chrono::seconds(1);
+    m_now += std::chrono::milliseconds(450);
     m_engine->service.KeepChanges();
     EXPECT_EQ(m_engine->Commit("x", std::to_string(++m_commits)), std::nullopt);
   }
@@ -231,6 +231,10 @@ TEST_F(JournalStory, ALoadedFileRunsAgainAndTheDataFileStaysAsItWas) {
   m_engine->Add("WebMonitor Of later");
   KeepAndKill();
   EXPECT_EQ(Monitors(), "backup= later= ");
+  // A console that starts.
+  const auto loadIfReplaced = [&](Completion done) { m_engine->service.LoadIfReplaced(std::move(done)); };
+  EXPECT_EQ(m_engine->Await(loadIfReplaced), std::nullopt);
+  EXPECT_EQ(Monitors(), "backup= later= ");
   EXPECT_EQ(m_engine->Load(m_data), std::nullopt);
   EXPECT_EQ(Monitors(), "backup= own= ");
   KeepAndKill();
@@ -275,8 +279,10 @@ TEST_F(JournalStory, WaitsForADataFileThatCannotBeRead) {
 TEST_F(JournalStory, GoesOnWithTheCopyOfADataFileThatCannotBeRead) {
   m_engine->Add("WebMonitor Of saved");
   EXPECT_EQ(m_engine->Shutdown(), std::nullopt);
-  for (const bool isLost : {false, true}) {
-    SCOPED_TRACE(isLost);
+  for (const auto how : {"damaged", "lost", "put back"}) {
+    SCOPED_TRACE(how);
+    const auto data = tests::ReadFile(m_data);
+    const bool isLost = how == std::string("lost"), isPutBack = how == std::string("put back");
     Start();
     m_engine->Add("WebMonitor Of unsaved");
     KeepAndKill();
@@ -285,7 +291,8 @@ TEST_F(JournalStory, GoesOnWithTheCopyOfADataFileThatCannotBeRead) {
     else
       tests::WriteFile(m_data, "damaged");
     Start();
-    EXPECT_EQ(m_engine->Load(m_data + ".1"), std::nullopt);
+    if (isPutBack) tests::WriteFile(m_data, data);
+    EXPECT_EQ(m_engine->Load(isPutBack ? m_data : m_data + ".1"), std::nullopt);
     EXPECT_EQ(Monitors(), "saved= unsaved= ");
     EXPECT_TRUE(HasCondition("changes taken from its journal: 1"));
     KeepAndKill();
@@ -327,6 +334,17 @@ TEST_F(JournalStory, WhatADamagedOneStillGaveIsWrittenAnew) {
   EXPECT_TRUE(HasCondition("the journal is damaged"));
   KeepAndKill();
   EXPECT_EQ(Monitors(), "a= ");
+}
+
+TEST_F(JournalStory, OneThatWasTakenAwayIsToldAndWrittenAnew) {
+  m_engine->Add("WebMonitor Of a");
+  Keep();
+  fs::remove(m_journal);
+  m_engine->Add("WebMonitor Of b");
+  Keep();
+  EXPECT_TRUE(HasCondition("was removed or replaced"));
+  KeepAndKill();
+  EXPECT_EQ(Monitors(), "a= b= ");
 }
 
 TEST_F(JournalStory, AFullDiskIsToldAndMadeUpFor) {

@@ -209,6 +209,33 @@ TEST(StateFile, WhatItCannotKnowOrTrustIsRefusedAsItIs) {
 }
 
 /// A row of an earlier moment is right in itself.
+TEST(StateFile, GoesBackToItsPathWithAllItHas) {
+  namespace fs = std::filesystem;
+  const TempFolder folder;
+  const auto path = StateFile::PathIn(folder.Path());
+  StateFile file(folder.Path());
+  file.Write(Sample(3));
+  EXPECT_EQ(file.ReturnToPath(), "");
+  for (const bool isReplaced : {true, false}) {
+    SCOPED_TRACE(isReplaced);
+    if (isReplaced)
+      fs::rename(tests::WriteFile(folder / "other", "other"), path);
+    else
+      fs::remove(path);
+    const auto event = file.ReturnToPath();
+    const auto keptAs = event.find("is kept as ");
+    EXPECT_EQ(keptAs != std::string::npos, isReplaced) << event;
+    EXPECT_TRUE(!isReplaced || tests::ReadFile(event.substr(keptAs + 11)) == "other");
+    file.SetConfig({{"key", isReplaced ? "1" : "2"}});
+    EXPECT_EQ(tests::ModeOf(path), 0600u);
+  }
+  const loopback::TempFolder other;
+  fs::copy(path, StateFile::PathIn(other.Path()));
+  StateFile copy(other.Path());
+  EXPECT_EQ(copy.Read().outages.size(), 3u);
+  EXPECT_EQ(copy.Config().at("key"), "2");
+}
+
 TEST(StateFile, AFileOfTwoMomentsIsRefused) {
   const TempFolder folder;
   const auto path = StateFile::PathIn(folder.Path());
