@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "engine/model/FullName.h"
-#include "engine/net/Reason.h"
+#include "engine/notify/MemberText.h"
 #include "platform/JsonText.h"
 #include "platform/Paths.h"
 #include "platform/TimeText.h"
@@ -16,23 +16,18 @@ using std::chrono::system_clock;
 
 namespace {
 
-constexpr std::size_t MaxText = 4096;
-
-std::string Text(std::string_view value) {
-  return JsonText(PlainText(value, MaxText));
-}
-
 /// The labels are the same from the beginning to the end of an outage, whatever is changed meanwhile: by them
 /// an instance knows which alert is meant.
 std::string LabelsOf(const std::string& monitor) {
-  return "{\"alertname\":\"ServiceDown\",\"severity\":\"critical\",\"monitor\":" + Text(monitor) +
-         ",\"type\":" + Text(TypeNameOf(monitor)) + ",\"instance\":" + Text(platform::ComputerName()) + "}";
+  return "{\"alertname\":\"ServiceDown\",\"severity\":\"critical\",\"monitor\":" + MemberText(monitor) +
+         ",\"type\":" + MemberText(TypeNameOf(monitor)) +
+         ",\"instance\":" + MemberText(platform::ComputerName()) + "}";
 }
 
 std::string AlertObject(const std::string& monitor, const AlertFeed::Alert& alert, OwedMessage::Time end) {
   const auto since = JsonText(platform::TimeText(alert.since));
-  return "{\"labels\":" + LabelsOf(monitor) + ",\"annotations\":{\"reason\":" + Text(alert.reason) +
-         ",\"since\":" + since + ",\"target\":" + Text(alert.target) + "},\"startsAt\":" + since +
+  return "{\"labels\":" + LabelsOf(monitor) + ",\"annotations\":{\"reason\":" + MemberText(alert.reason) +
+         ",\"since\":" + since + ",\"target\":" + MemberText(alert.target) + "},\"startsAt\":" + since +
          ",\"endsAt\":" + JsonText(platform::TimeText(end)) + "}";
 }
 

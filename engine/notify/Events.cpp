@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "engine/model/FullName.h"
-#include "engine/net/Reason.h"
+#include "engine/notify/MemberText.h"
 #include "engine/notify/MessageSender.h"
 #include "platform/Ascii.h"
 #include "platform/JsonText.h"
@@ -17,13 +17,12 @@ namespace norvane::engine {
 namespace {
 
 constexpr std::size_t IdentitySize = 8;
-constexpr std::size_t MaxText = 4096;
 constexpr std::string_view Begins = "outage_begins", Ends = "outage_ends";
 
 std::string Members(std::initializer_list<std::pair<std::string_view, std::string_view>> texts) {
   std::string members;
   for (const auto& [name, text] : texts)
-    members += "," + platform::JsonText(name) + ":" + platform::JsonText(PlainText(text, MaxText));
+    members += "," + platform::JsonText(name) + ":" + MemberText(text);
   return members;
 }
 
