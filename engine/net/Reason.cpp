@@ -8,7 +8,10 @@
 namespace norvane::engine {
 
 std::string PlainText(std::string_view text, std::size_t maxSize) {
-  std::string plain;
+  const auto mayBeMasked = [](char c) { return c < ' ' || c > '~'; };
+  const auto begin = static_cast<std::size_t>(std::ranges::find_if(text, mayBeMasked) - text.begin());
+  std::string plain(text.substr(0, begin));  // most texts as a whole
+  text.remove_prefix(begin);
   while (!text.empty() && plain.size() <= maxSize) {
     const auto [code, size] = platform::FirstCharacter(text);
     plain += size == 0 || platform::IsInvisible(code) ? "?" : text.substr(0, size);
