@@ -215,7 +215,7 @@ std::string Alarms::WhyHeld(std::string_view monitor) const {
 
 // What happens
 
-int Alarms::Receive(const Monitor& monitor, const CheckResult& result) {
+const OutageRecord* Alarms::Receive(const Monitor& monitor, const CheckResult& result) {
   if (!result.IsGood()) m_holds.LogRemark(monitor);
   return m_outages.Receive(monitor, result);
 }

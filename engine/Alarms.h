@@ -58,8 +58,8 @@ class Alarms {
   /// since it could not be loaded.
   void Restore(bool keepsUnknown);
 
-  /// A check of a running monitor has ended. Gives its failures in a row.
-  int Receive(const Monitor& monitor, const CheckResult& result);
+  /// A check of a running monitor has ended. Gives its failures in a row; null after a good one.
+  const OutageRecord* Receive(const Monitor& monitor, const CheckResult& result);
   /// False if the notification is not one of an outage or of the engine itself.
   [[nodiscard]] bool Receive(const NotificationEnded& ended);
   void Receive(const LaunchProgress& progress);

@@ -48,6 +48,7 @@ void WriteMonitor(const engine::Monitor& from, wire::Monitor::Builder to) {
   auto lastCheck = to.getLastCheck();
   lastCheck.setAt(ToMilliseconds(from.lastCheck.at));
   lastCheck.setDurationMs(static_cast<std::uint32_t>(from.lastCheck.duration.count()));
+  lastCheck.setSince(ToMilliseconds(from.lastCheck.since));
   lastCheck.setFailuresInARow(static_cast<std::uint32_t>(from.lastCheck.failuresInARow));
 }
 }  // namespace

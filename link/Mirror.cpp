@@ -59,6 +59,7 @@ Mirror::Record Mirror::Read(wire::Monitor::Reader from) const {
   const auto lastCheck = from.getLastCheck();
   record->checkedAt = ToTime(lastCheck.getAt());
   record->checkDuration = std::chrono::milliseconds(lastCheck.getDurationMs());
+  record->since = ToTime(lastCheck.getSince());
   record->failuresInARow = lastCheck.getFailuresInARow();
   return record;
 }

@@ -209,6 +209,8 @@ struct Monitor {
     # 0 if there was none.
     durationMs @5 :UInt32;
     failuresInARow @6 :UInt32;
+    since @7 :Int64;
+    # End of the first check in a row that went as well or as badly.
   }
 }
 

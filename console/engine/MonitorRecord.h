@@ -42,6 +42,8 @@ struct MonitorRecord {
   std::chrono::system_clock::time_point checkedAt;
   std::chrono::milliseconds checkDuration{0};
   unsigned failuresInARow = 0;
+  /// End of the first check in a row that was good or failed like the last one.
+  std::chrono::system_clock::time_point since;
 
   [[nodiscard]] std::string_view TypeName() const;
   /// Empty text for a key that was never set.

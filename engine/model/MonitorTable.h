@@ -20,6 +20,7 @@ struct LastCheck {
   std::chrono::system_clock::time_point at;
   std::chrono::milliseconds duration{0};
   int failuresInARow = 0;
+  std::chrono::system_clock::time_point since;  ///< end of the first check in a row that went as this one did
 };
 
 struct Monitor {

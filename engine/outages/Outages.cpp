@@ -63,15 +63,15 @@ void Outages::Restore(OutageRecords records, const MonitorTable& table, bool kee
   }
 }
 
-int Outages::Receive(const Monitor& monitor, const CheckResult& result) {
+const OutageRecord* Outages::Receive(const Monitor& monitor, const CheckResult& result) {
   if (result.IsGood()) {
     Recover(monitor, result);
-    return 0;
+    return nullptr;
   }
   const auto [failing, isNew] = m_failing.try_emplace(monitor.id);
   if (isNew) failing->second = {monitor.name, Outage({.identity = platform::RandomText(IdentitySize)})};
   Fail(monitor, result, failing->second);
-  return failing->second.outage.What().failures;
+  return &failing->second.outage.What();
 }
 
 void Outages::Fail(const Monitor& monitor, const CheckResult& result, Entry& entry) {

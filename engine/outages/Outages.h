@@ -47,8 +47,8 @@ class Outages {
   /// monitors end, and so do those of unknown ones, unless `keepsUnknown`: then they wait for another table.
   void Restore(OutageRecords records, const OwedMessages& owed, const MonitorTable& table, bool keepsUnknown);
 
-  /// A check of a running monitor has ended. Gives its failures in a row.
-  int Receive(const Monitor& monitor, const CheckResult& result);
+  /// A check of a running monitor has ended. Gives its failures in a row; null after a good one.
+  const OutageRecord* Receive(const Monitor& monitor, const CheckResult& result);
   /// Does what was held, as far as it no longer is. To be called about once a second.
   void Release(const MonitorTable& table);
   [[nodiscard]] Holds::History HistoryOf(MonitorId id) const;

@@ -56,14 +56,22 @@ TEST(Service, KeepsResultsAndCountsFailuresInARow) {
   const TempFolder folder;
   Engine engine(folder.Path());
   const auto id = engine.Add("WebMonitor Of a", "Enable");
-  for (const auto& [reason, failures] :
-       tests::Rows<const char*, int>{{"Ok", 0}, {"HTTP status 404", 1}, {"x", 2}, {"Ok", 0}}) {
+  std::chrono::system_clock::time_point since;
+  for (const auto& [reason, failures, isAsBefore] :
+       tests::Rows<const char*, int, bool>{{"Ok", 0, false},
+                                           {"Ok", 0, true},
+                                           {"HTTP status 404", 1, false},
+                                           {"x", 2, true},
+                                           {"Ok", 0, false}}) {
     SCOPED_TRACE(reason);
     engine.checks->Report(id, 0, reason);
     engine.service.OnWake();
     EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::Result), reason);
     EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.failuresInARow, failures);
-    EXPECT_EQ(engine.service.Table().Find(id)->lastCheck.duration.count(), 7);
+    const auto& check = engine.service.Table().Find(id)->lastCheck;
+    EXPECT_EQ(check.duration.count(), 7);
+    EXPECT_EQ(check.since, isAsBefore ? since : check.at);
+    since = check.since;
   }
   EXPECT_EQ(engine.checks->calls, Calls{"Start WebMonitor Of a 0"}) << "a result is no change of settings";
   engine.checks->Report(id, 0, "x");

@@ -149,6 +149,7 @@ TEST_F(EngineClientTest, DescribesTheEngineAndItsMonitors) {
   EXPECT_EQ(before[1]->Get(keys::Result), "");
   EXPECT_EQ(after[1]->Get(keys::Result), "size 1204, expected 1180");
   EXPECT_EQ(after[1]->checkDuration, milliseconds(7));
+  EXPECT_EQ(after[1]->since, after[1]->checkedAt);
   EXPECT_EQ(after[1]->failuresInARow, 1u);
   EXPECT_EQ(after[0]->failuresInARow, 0u);
 }
