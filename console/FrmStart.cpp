@@ -33,16 +33,16 @@ constexpr std::size_t FirstSlot = 0;
 FrmStart::FrmStart(shared::MainBas& bas)
     : m_bas(bas),
       m_ui(std::make_unique<Ui::FrmStart>()),
-      m_tree(ImgLstS),
-      m_list(ImgLstS),
-      m_healthTips(bas, m_tree, m_list),
+      m_tips(bas.Engine),
+      m_tree(ImgLstS, m_tips),
+      m_list(ImgLstS, m_tips),
+      m_healthTips(bas, m_tree, m_tips),
       Timer1(this) {
   m_ui->setupUi(this);
   setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                  Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
   setFixedSize(size());
   m_ui->TvCtrl->setModel(&m_tree);
-  m_ui->TvCtrl->header()->setSectionResizeMode(QHeaderView::ResizeToContents);  // long names scroll
   m_ui->LstV->setModel(&m_list);
   m_ui->LstV->header()->setSectionsClickable(true);
   m_ui->LstV->header()->setSectionsMovable(false);

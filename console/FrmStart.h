@@ -6,6 +6,7 @@
 
 #include "console/HealthTips.h"
 #include "console/ImageList.h"
+#include "console/MonitorTips.h"
 #include "console/StatusModel.h"
 #include "console/TreeModel.h"
 #include "console/shared/MonitorTree.h"
@@ -94,6 +95,7 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   shared::MainBas& m_bas;
   std::unique_ptr<Ui::FrmStart> m_ui;
   ImageList ImgLstS;
+  MonitorTips m_tips;
   TreeModel m_tree;
   StatusModel m_list;
   HealthTips m_healthTips;

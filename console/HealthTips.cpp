@@ -1,36 +1,15 @@
 #include "console/HealthTips.h"
 
-#include <QDateTime>
-#include <QStringList>
 #include <utility>
 
-#include "console/StatusModel.h"
+#include "console/MonitorTips.h"
+#include "console/TipText.h"
 #include "console/TreeModel.h"
 #include "console/shared/MainBas.h"
 
 namespace norvane::console {
 
 namespace {
-constexpr int MaxLines = 10;
-
-/// Today's time, or date and time.
-QString TimeText(std::chrono::system_clock::time_point at) {
-  const auto time = QDateTime::fromSecsSinceEpoch(std::chrono::system_clock::to_time_t(at));
-  const bool isToday = time.date() == QDate::currentDate();
-  return time.toString(isToday ? QStringLiteral("HH:mm") : QStringLiteral("yyyy-MM-dd HH:mm"));
-}
-
-/// The lines as they are: texts may come from servers, and a tool tip would read them as markup.
-QString ToolTip(QStringList lines) {
-  if (const auto more = lines.size() - MaxLines; more > 0) {
-    lines.erase(lines.begin() + MaxLines, lines.end());
-    lines.append(QStringLiteral("and %1 more").arg(more));
-  }
-  if (lines.isEmpty()) return {};
-  return QStringLiteral("<p style=\"white-space:pre\">%1</p>")
-      .arg(lines.join(QLatin1Char('\n')).toHtmlEscaped());
-}
-
 QString OverdueText(const engine::OverdueMonitor& monitor) {
   if (monitor.checkedAt == std::chrono::system_clock::time_point())
     return QStringLiteral("no check yet, three intervals");
@@ -38,8 +17,8 @@ QString OverdueText(const engine::OverdueMonitor& monitor) {
 }
 }  // namespace
 
-HealthTips::HealthTips(shared::MainBas& bas, TreeModel& tree, StatusModel& list)
-    : m_bas(bas), m_tree(tree), m_list(list) {}
+HealthTips::HealthTips(shared::MainBas& bas, TreeModel& tree, MonitorTips& monitors)
+    : m_bas(bas), m_tree(tree), m_monitors(monitors) {}
 
 void HealthTips::Refresh() {
   try {
@@ -65,16 +44,15 @@ void HealthTips::Show(const engine::EngineStatus& status) {
   m_tree.SetRootToolTip(ToolTip(lines));
   std::map<std::string, QString> overdue;
   for (const auto& monitor : status.overdue)
-    overdue.emplace(monitor.name, ToolTip({OverdueText(monitor)}));
-  m_list.SetToolTips(std::move(overdue));
+    overdue.emplace(monitor.name, OverdueText(monitor));
+  m_monitors.SetRemarks(std::move(overdue));
 }
 
 /// Nor can any row be younger then.
 void HealthTips::ShowNoAnswer() {
-  const auto toolTip =
-      ToolTip({QStringLiteral("no answer from the engine since %1").arg(TimeText(m_answeredAt))});
-  m_tree.SetRootToolTip(toolTip);
-  m_list.SetToolTips({}, toolTip);
+  const auto remark = QStringLiteral("no answer from the engine since %1").arg(TimeText(m_answeredAt));
+  m_tree.SetRootToolTip(ToolTip({remark}));
+  m_monitors.SetRemarks({}, remark);
 }
 
 }  // namespace norvane::console

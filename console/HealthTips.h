@@ -10,14 +10,14 @@ namespace norvane::console {
 namespace shared {
 class MainBas;
 }
-class StatusModel;
+class MonitorTips;
 class TreeModel;
 
-/// What is wrong with the engine as the tool tip of the tree's root, and which rows of the list are too old
-/// as theirs.
+/// What is wrong with the engine as the tool tip of the tree's root, and which monitors have results that
+/// are too old as theirs.
 class HealthTips {
  public:
-  HealthTips(shared::MainBas& bas, TreeModel& tree, StatusModel& list);
+  HealthTips(shared::MainBas& bas, TreeModel& tree, MonitorTips& monitors);
 
   /// Shows what the engine answered to the question of the last call, and asks again: it never waits.
   void Refresh();
@@ -28,7 +28,7 @@ class HealthTips {
 
   shared::MainBas& m_bas;
   TreeModel& m_tree;
-  StatusModel& m_list;
+  MonitorTips& m_monitors;
   std::unique_ptr<engine::StatusQuery> m_query;
   std::chrono::system_clock::time_point m_answeredAt = std::chrono::system_clock::now();
 };

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "console/ImageList.h"
+#include "console/MonitorTips.h"
 #include "console/engine/MonitorKeys.h"
 
 namespace norvane::console {
@@ -47,8 +48,8 @@ std::string ResultOf(RowState state) {
 }
 }  // namespace
 
-StatusModel::StatusModel(const ImageList& images, QObject* parent)
-    : QAbstractTableModel(parent), m_images(images) {}
+StatusModel::StatusModel(const ImageList& images, const MonitorTips& tips, QObject* parent)
+    : QAbstractTableModel(parent), m_images(images), m_tips(tips) {}
 
 void StatusModel::Fill(std::vector<StatusRow> rows) {
   beginResetModel();
@@ -95,11 +96,6 @@ void StatusModel::ShowStates() {
   if (!m_rows.empty()) emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1));
 }
 
-void StatusModel::SetToolTips(std::map<std::string, QString> toolTips, const QString& others) {
-  m_toolTips = std::move(toolTips);
-  m_otherToolTip = others;
-}
-
 int StatusModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(m_rows.size());
 }
@@ -127,10 +123,7 @@ QVariant StatusModel::data(const QModelIndex& index, int role) const {
   if (role == Qt::DisplayRole) return QString::fromStdString(Text(row, index.column()));
   if (role == Qt::ForegroundRole) return ColourOf(row.state);
   if (role == Qt::BackgroundRole) return BackgroundOf(row.state);
-  if (role == Qt::ToolTipRole) {
-    const auto toolTip = m_toolTips.find(row.name);
-    return toolTip == m_toolTips.end() ? m_otherToolTip : toolTip->second;
-  }
+  if (role == Qt::ToolTipRole) return m_tips.Of(row.name);
   if (role == Qt::DecorationRole && index.column() == Type) return m_images.Image(row.type);
   return {};
 }

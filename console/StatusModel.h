@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QAbstractTableModel>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +8,7 @@
 namespace norvane::console {
 
 class ImageList;
+class MonitorTips;
 
 /// What the last poll saw of a monitor.
 enum class RowState { Idle, Good, Failed };
@@ -27,7 +27,7 @@ class StatusModel : public QAbstractTableModel {
  public:
   enum Column { Type, Status, Result, Name, ColumnCount };
 
-  explicit StatusModel(const ImageList& images, QObject* parent = nullptr);
+  StatusModel(const ImageList& images, const MonitorTips& tips, QObject* parent = nullptr);
 
   /// Replaces all rows, sorted if a sort key was ever set.
   void Fill(std::vector<StatusRow> rows);
@@ -38,8 +38,6 @@ class StatusModel : public QAbstractTableModel {
   /// Shows only with the next `ShowStates`, so that a poll of many rows repaints once.
   void SetState(int row, RowState state) { m_rows[static_cast<std::size_t>(row)].state = state; }
   void ShowStates();
-  /// Gives the rows tool tips, by full name; `others` is that of the others, and may be empty.
-  void SetToolTips(std::map<std::string, QString> toolTips, const QString& others = {});
 
   [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
   [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
@@ -53,9 +51,8 @@ class StatusModel : public QAbstractTableModel {
   void Reorder(const std::vector<int>& order);
 
   const ImageList& m_images;
+  const MonitorTips& m_tips;
   std::vector<StatusRow> m_rows;
-  std::map<std::string, QString> m_toolTips;
-  QString m_otherToolTip;
   std::optional<int> m_sortKey;
 };
 

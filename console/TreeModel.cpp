@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "console/ImageList.h"
+#include "console/MonitorTips.h"
 
 namespace norvane::console {
 
@@ -13,8 +14,8 @@ constexpr quintptr RootLevel = 0;
 constexpr quintptr ChildLevel = 1;
 }  // namespace
 
-TreeModel::TreeModel(const ImageList& images, QObject* parent)
-    : QAbstractItemModel(parent), m_images(images) {}
+TreeModel::TreeModel(const ImageList& images, const MonitorTips& tips, QObject* parent)
+    : QAbstractItemModel(parent), m_images(images), m_tips(tips) {}
 
 void TreeModel::Clear() {
   beginResetModel();
@@ -102,7 +103,8 @@ QVariant TreeModel::data(const QModelIndex& index, int role) const {
   if (node == nullptr) return {};
   if (role == Qt::DisplayRole) return QString::fromStdString(node->name);
   if (role == Qt::DecorationRole) return m_images.Image(node->Image());
-  if (role == Qt::ToolTipRole && node == m_root.get() && !m_rootToolTip.isEmpty()) return m_rootToolTip;
+  if (role == Qt::ToolTipRole && node != m_root.get()) return m_tips.Of(node->name);
+  if (role == Qt::ToolTipRole && !m_rootToolTip.isEmpty()) return m_rootToolTip;
   return {};
 }
 

@@ -9,6 +9,7 @@
 namespace norvane::console {
 
 class ImageList;
+class MonitorTips;
 
 /// The nodes of the tree: a root, and one level of monitors below it. Nodes stay at their address until they
 /// are removed.
@@ -18,7 +19,7 @@ class TreeModel : public QAbstractItemModel {
  public:
   using Node = shared::TreeNode;
 
-  explicit TreeModel(const ImageList& images, QObject* parent = nullptr);
+  TreeModel(const ImageList& images, const MonitorTips& tips, QObject* parent = nullptr);
 
   void Clear();
   /// The first node of an empty tree.
@@ -50,6 +51,7 @@ class TreeModel : public QAbstractItemModel {
   [[nodiscard]] int RowOf(const Node& child) const;
 
   const ImageList& m_images;
+  const MonitorTips& m_tips;
   std::unique_ptr<Node> m_root;
   QString m_rootToolTip;
   std::vector<std::unique_ptr<Node>> m_children;

@@ -231,4 +231,13 @@ std::unique_ptr<PageFetch> EngineFactory::Fetch(const std::string& url, std::chr
   return m_port.Fetch(url, limit);
 }
 
+MonitorPtr EngineFactory::Look(std::string_view fullName) {
+  try {
+    return m_port.Get(m_port.Find(fullName));
+  } catch (const EngineError& error) {
+    if (error.Code() != EngineErrorCode::NotFound) throw;
+    return nullptr;
+  }
+}
+
 }  // namespace norvane::console::engine

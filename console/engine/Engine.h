@@ -217,6 +217,9 @@ class EngineFactory : public EngineObject {
   [[nodiscard]] std::unique_ptr<PageFetch> Fetch(const std::string& url, std::chrono::milliseconds limit);
   /// Asks the engine how it is doing; none of the objects' operations, so no observer is called.
   [[nodiscard]] std::unique_ptr<StatusQuery> QueryStatus() { return m_port.QueryStatus(); }
+  /// The monitor as it is known now, without asking the engine; null if none of that name is. No observer is
+  /// called here either.
+  [[nodiscard]] MonitorPtr Look(std::string_view fullName);
 };
 
 /// The component `T` of a root, by the id that `T` carries. Never empty.

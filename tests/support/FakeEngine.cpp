@@ -111,6 +111,7 @@ ce::MonitorPtr FakePort::Get(MonitorId id) {
   record.name = monitor.name;
   record.hasPage = monitor.kind != 1;
   record.others = monitor.attributes;
+  record.since = record.checkedAt = monitor.since;
   return std::make_shared<ce::MonitorRecord>(std::move(record));
 }
 

@@ -16,6 +16,7 @@ struct FakeMonitor {
   std::string name;
   std::map<std::string, std::string, std::less<>> attributes;
   int kind = 0;
+  std::chrono::system_clock::time_point since{};  ///< and time of its only check
 };
 
 /// A page that a fetch gives.
