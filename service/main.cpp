@@ -168,13 +168,15 @@ bool EngineAnswers(const std::string& folder) {
          errno == EAGAIN;  // too many connections are pending
 }
 
-/// Waits for an engine that has the lock but doesn't answer: it is starting or exiting.
+/// Waits for an engine that has the lock but doesn't answer: it is starting or exiting. One that answers may
+/// have lost the lock, its file having been removed.
 platform::FileLock LockFolder(const std::string& folder) {
   const auto deadline = std::chrono::steady_clock::now() + 5s;
   for (;;) {
-    if (auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::EngineLock)))
-      return std::move(*lock);
-    if (EngineAnswers(folder) || std::chrono::steady_clock::now() > deadline)
+    auto lock = platform::FileLock::TryLock(platform::PathIn(folder, platform::files::EngineLock));
+    const bool answers = EngineAnswers(folder);
+    if (lock && !answers) return std::move(*lock);
+    if (answers || std::chrono::steady_clock::now() > deadline)
       throw Exit(FolderInUse, "another engine serves the folder " + folder);
     std::this_thread::sleep_for(10ms);
   }
