@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "console/engine/EngineError.h"
+#include "console/engine/MonitorKeys.h"
 #include "engine/model/CheckResult.h"
 #include "engine/model/Health.h"
 #include "engine/net/Reason.h"
@@ -17,6 +18,7 @@
 
 namespace norvane::engine {
 
+namespace keys = console::engine::keys;
 using console::engine::EngineError;
 using console::engine::EngineErrorCode;
 using std::chrono::system_clock;
@@ -95,6 +97,7 @@ void Alarms::Restore(bool keepsUnknown) {
     Restore(identity, message, toSend);
   m_sender.Restore(toSend, m_parts.state.SinglesAtStart());
   m_outages.Restore(m_parts.state.OutagesAtStart(), owed, m_parts.table(), keepsUnknown);
+  m_sender.Revise([this](auto& message) { return Revise(message); });
 }
 
 void Alarms::Restore(const std::string& identity, OwedMessage message, OwedMessages& toSend) {
@@ -166,6 +169,7 @@ void Alarms::Keep(Outages::Extent extent) {
 void Alarms::OnSecond() {
   m_holds.OnSecond();
   m_outages.Release(m_parts.table());
+  m_sender.Revise([this](auto& message) { return Revise(message); });
   m_sender.OnSecond();
   m_exits.OnSecond();
   m_parts.state.OnSecond();
@@ -246,25 +250,42 @@ void Alarms::Owe(std::string identity, OwedMessage message) {
   m_sender.Owe(std::move(identity), std::move(message));
 }
 
-void Alarms::Forget(const Monitor& monitor, const std::string& why) {
+bool Alarms::Forget(const Monitor& monitor, const std::string& why) {
+  const bool wasFailing = m_outages.HistoryOf(monitor.id).isFailing;
   m_outages.Forget(monitor.id);
-  m_sender.Drop(
+  const auto dropped = m_sender.Drop(
       [&](const OwedMessage& message) { return message.monitor == monitor.name && message.exit.empty(); },
       why);
+  return wasFailing || dropped > 0;
 }
 
-void Alarms::DropAll(const std::string& why) {
+void Alarms::TableIsReplacedBy(const MonitorTable& next, const std::string& why) {
   const auto& table = m_parts.table();
   m_sender.Drop(
       [&](const OwedMessage& message) {
-        return table.Find(message.monitor) != nullptr && message.exit.empty();
+        const Monitor* monitor = next.Find(message.monitor);
+        return message.exit.empty() && table.Find(message.monitor) != nullptr &&
+               (monitor == nullptr || !monitor->Running());
       },
       why);
 }
 
-void Alarms::ForgetAll() {
-  m_holds.ForgetAll();
-  m_outages.ForgetAll(m_parts.table());
+void Alarms::TableReplaced() {
+  m_holds.TableReplaced();
+  m_outages.TableReplaced(m_parts.table());
+}
+
+/// A message that waits goes where its monitor's present attributes say. Gives why it is dropped instead.
+std::string Alarms::Revise(OwedMessage& message) const {
+  using Kind = OwedMessage::Kind;
+  const bool isOfOutage = message.kind == Kind::Failure || message.kind == Kind::Recovery;
+  const Monitor* monitor =
+      isOfOutage && message.exit.empty() ? m_parts.table().Find(message.monitor) : nullptr;
+  if (monitor == nullptr) return {};
+  if (message.kind == Kind::Recovery && m_outages.HasMessage(monitor->id)) return "the monitor fails again";
+  message.mode = monitor->attributes->Get(keys::NotifyMode);
+  message.to = monitor->attributes->Get(keys::NotifyPager);
+  return message.mode.empty() ? "the monitor has no notification any more" : "";
 }
 
 std::vector<console::engine::OwedMessage> Alarms::Owed() const {

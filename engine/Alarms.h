@@ -64,12 +64,15 @@ class Alarms {
   [[nodiscard]] bool Receive(const NotificationEnded& ended);
   void Receive(const LaunchProgress& progress);
   void ConditionChanged(std::string_view key, const Health::Condition& condition, Health::Change change);
-  /// Its outage ends silently, and what it owes is dropped; `why` goes to its log.
-  void Forget(const Monitor& monitor, const std::string& why);
-  /// The same for all, as long as they are in the table, ...
-  void DropAll(const std::string& why);
-  /// ... and when another one has taken its place.
-  void ForgetAll();
+  /// Its outage ends silently, and what it owes is dropped; `why` goes to its log. False if there was none of
+  /// it.
+  [[nodiscard]] bool Forget(const Monitor& monitor, const std::string& why);
+  /// `next` replaces the table: what is owed by monitors that don't run there is dropped ...
+  void TableIsReplacedBy(const MonitorTable& next, const std::string& why);
+  /// ... and when it has, outages and silences of the others go on.
+  void TableReplaced();
+  /// The monitor's notifications go elsewhere from now on.
+  void AddressChanged(MonitorId id) { m_outages.AddressChanged(id); }
 
   /// Messages and commands of the monitors are held for this time. `done` when that is on disk.
   void Silence(const std::vector<const Monitor*>& monitors, std::chrono::seconds time,
@@ -124,6 +127,7 @@ class Alarms {
   void Launch(LaunchRequest request);
   void OweCommand(const LaunchRequest& request);
   [[nodiscard]] OwedMessages AllOwed() const;
+  [[nodiscard]] std::string Revise(OwedMessage& message) const;
   void Log(const OwedMessage& message, const std::string& text) const;
   void MessageFailed(const OwedMessage& message);
   void MessageEnded(const std::string& identity, const OwedMessage& message,

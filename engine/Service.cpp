@@ -241,11 +241,17 @@ MonitorId Service::Add(std::string_view fullName) {
 void Service::Remove(MonitorId id) {
   RequireNotEnding();
   m_worker->Stop(Get(id).id);
-  m_alarms->Forget(Get(id), "the monitor was removed");
+  const bool wasFailing = m_alarms->Forget(Get(id), "the monitor was removed");
   m_alarms->ForgetSilence(Get(id));
-  m_alarms->Keep();
   m_table->Remove(id);
+  KeepForgotten(wasFailing);
   NotifyObservers();
+}
+
+/// A monitor that an engine finds without its outage, having been killed now, would begin another one.
+void Service::KeepForgotten(bool wasFailing) {
+  if (wasFailing) m_storage.KeepChanges(Storage::Pace::AtOnce);
+  m_alarms->Keep();
 }
 
 void Service::Set(MonitorId id, std::string_view key, std::string value) {
@@ -261,10 +267,10 @@ void Service::Set(MonitorId id, std::string_view key, std::string value) {
     StartChecks(monitor, {});
   } else if (ran && !monitor.Running()) {
     m_worker->Stop(id);
-    m_alarms->Forget(monitor, "the monitor was stopped");
-    m_alarms->Keep();
+    KeepForgotten(m_alarms->Forget(monitor, "the monitor was stopped"));
   } else if (ran && key != ce::keys::Result) {
     if (key == ce::keys::Interval) ExpectCheck(monitor, {});
+    if (key == ce::keys::NotifyMode || key == ce::keys::NotifyPager) m_alarms->AddressChanged(id);
     m_worker->Update(TargetOf(monitor));
   }
   NotifyObservers();
@@ -342,9 +348,9 @@ void Service::Save(const std::string& path, Completion done) {
 
 void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
   StopAll();
-  m_alarms->DropAll("other monitors were loaded");
+  m_alarms->TableIsReplacedBy(*table, "the monitor is not in the file that was loaded, or stopped there");
   m_table.swap(table);
-  m_alarms->ForgetAll();
+  m_alarms->TableReplaced();
   m_alarms->Keep();
   if (!m_isEnding) StartAll();
   NotifyObservers();

@@ -149,6 +149,7 @@ class Service final : private Storage::Client {
  private:
   void ReplaceTable(std::unique_ptr<MonitorTable> table) override;
 
+  void KeepForgotten(bool wasFailing);
   void StartAll();
   void StartChecks(const Monitor& monitor, std::chrono::milliseconds firstAfter);
   void RepeatLostStarts();

@@ -5,16 +5,12 @@
 
 #include "engine/net/Reason.h"
 #include "engine/notify/Events.h"
+#include "engine/notify/MessageQueue.h"
 #include "engine/notify/MessageText.h"
-#include "formats/NotifyMode.h"
-#include "platform/Ascii.h"
-#include "platform/Blanks.h"
 #include "platform/RandomText.h"
 
 namespace norvane::engine {
 
-using formats::NotifyMode;
-using Form = NotifyMode::Form;
 using std::chrono::duration_cast;
 using std::chrono::seconds;
 using std::chrono::system_clock;
@@ -23,35 +19,6 @@ namespace {
 
 constexpr std::size_t IdentitySize = 8;
 constexpr seconds SentAtOnce{2};
-
-/// Scheme, host and port of a URL.
-std::string_view OriginOf(std::string_view url) {
-  const auto host = url.find("//");
-  return url.substr(0, host == std::string_view::npos ? host : url.find_first_of("/?#", host + 2));
-}
-
-/// Messages of the same one share a server.
-std::string QueueOf(const OwedMessage& message) {
-  if (!message.exit.empty()) return message.exit;
-  const auto mode = NotifyMode::Parse(message.mode);
-  switch (mode.form) {
-    case Form::Mail:
-      return "SMTP://" + platform::AsciiUpper(platform::Trimmed(mode.server));
-    case Form::InternetCall:
-      return platform::AsciiUpper(OriginOf(mode.beforeMessage));
-    default:
-      return platform::AsciiUpper(message.mode);
-  }
-}
-
-bool MayGather(const OwedMessage& message) {
-  return (message.kind == OwedMessage::Kind::Failure || message.kind == OwedMessage::Kind::Recovery) &&
-         message.exit.empty() && NotifyMode::Parse(message.mode).form == Form::Mail;
-}
-
-std::string AddressOf(const OwedMessage& message) {
-  return QueueOf(message) + "\n" + platform::AsciiUpper(platform::Trimmed(message.to));
-}
 
 std::string SentText(const OwedMessage& message, std::size_t together) {
   const auto late = duration_cast<seconds>(system_clock::now() - message.since);
@@ -91,6 +58,7 @@ void MessageSender::Restore(const OwedMessages& messages, const SingleMails& sin
 void MessageSender::Owe(std::string identity, OwedMessage message) {
   message.since = system_clock::now();
   m_changes[identity] = message;
+  MakeWayFor(message);
   Insert(identity, message);
   if (!message.monitor.empty()) m_hooks.log(message, "notification owed");
   if (MayGather(message) && m_digests.Gather(AddressOf(message), identity)) return;
@@ -103,6 +71,7 @@ void MessageSender::Insert(const std::string& identity, OwedMessage message) {
       std::clamp<system_clock::duration>(system_clock::now() - message.since, {}, m_options.giveUp);
   const bool isKept = message.kind == OwedMessage::Kind::Admin;
   const auto giveUpAt = isKept ? Moment::max() : m_hooks.clock() + (m_options.giveUp - age);
+  if (!m_messages.contains(identity)) m_byMonitor.emplace(message.monitor, identity);
   m_messages.insert_or_assign(identity, Entry{std::move(message), {}, giveUpAt});
 }
 
@@ -132,7 +101,7 @@ void MessageSender::OnSecond() {
     std::size_t size = 0;
     for (const auto& identity : identities) {
       const auto entry = m_messages.find(identity);
-      if (entry == m_messages.end()) continue;  // dropped meanwhile
+      if (entry == m_messages.end() || !entry->second.shipment.empty()) continue;  // dropped, or redirected
       const auto more = SizeInDigest(entry->second.message);
       if (!parts.empty() && size + more > MaxDigestSize) {
         CloseDigest(std::exchange(parts, {}));
@@ -412,16 +381,23 @@ bool MessageSender::DropWaiting(const std::string& identity, const std::string& 
 void MessageSender::Remove(const std::string& identity, const Ended& ended) {
   m_changes[identity] = std::nullopt;
   const auto removed = m_messages.extract(identity);
-  if (const auto found = m_shipments.find(removed.mapped().shipment); found != m_shipments.end()) {
-    auto& shipment = found->second;
-    std::erase(shipment.messages, identity);
-    auto& queue = m_queues.at(shipment.queue);
-    // One that is in flight stays until its end.
-    if (shipment.messages.empty() && queue.waiting.erase(shipment.place) + queue.held.erase(found->first) > 0)
-      m_shipments.erase(found);
-    if (queue.waiting.empty() && queue.held.empty() && !queue.isInFlight) queue.problem.clear();
-  }
+  const auto [first, last] = m_byMonitor.equal_range(removed.mapped().message.monitor);
+  m_byMonitor.erase(std::find_if(first, last, [&](const auto& each) { return each.second == identity; }));
+  LeaveShipment(identity, removed.mapped().shipment);
   m_hooks.ended(identity, removed.mapped().message, ended);
+}
+
+void MessageSender::LeaveShipment(const std::string& message, const std::string& from) {
+  const auto found = m_shipments.find(from);
+  if (found == m_shipments.end()) return;
+  auto& shipment = found->second;
+  std::erase(shipment.messages, message);
+  shipment.write = NotAsked;  // its message is on disk as part of it
+  auto& queue = m_queues.at(shipment.queue);
+  // One that is in flight stays until its end.
+  if (shipment.messages.empty() && queue.waiting.erase(shipment.place) + queue.held.erase(found->first) > 0)
+    m_shipments.erase(found);
+  if (queue.waiting.empty() && queue.held.empty() && !queue.isInFlight) queue.problem.clear();
 }
 
 Moment::duration MessageSender::Pause(int failures) {

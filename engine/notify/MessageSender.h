@@ -31,6 +31,9 @@ namespace norvane::engine {
 ///
 /// A message that is held waits until it isn't any more, and nothing waits for it.
 ///
+/// When a monitor's next message comes to be owed, those that wait are tried first, and a waiting one of a
+/// recovery is dropped if the next one tells of a failure: it would be the last word.
+///
 /// While the disk refuses writes, messages go all the same: rather twice than not at all.
 class MessageSender {
  public:
@@ -79,6 +82,9 @@ class MessageSender {
   /// The same for one that is not in flight; false if it is.
   [[nodiscard]] bool DropWaiting(const std::string& identity, const std::string& why);
   [[nodiscard]] bool Owes(const std::string& identity) const { return m_messages.contains(identity); }
+  /// `revise` may change where a message goes that isn't in flight; it is due at once then. A text is the
+  /// reason why it is dropped. To be called about once a second.
+  void Revise(const std::function<std::string(OwedMessage&)>& revise);
   /// False if it is none of these.
   [[nodiscard]] bool Receive(const NotificationEnded& report);
 
@@ -149,6 +155,10 @@ class MessageSender {
 
   void Insert(const std::string& identity, OwedMessage message);
   void Enqueue(const std::string& identity, std::vector<std::string> messages, Moment due);
+  void MakeWayFor(const OwedMessage& next);
+  void Redirect(const std::string& identity);
+  void LeaveShipment(const std::string& message, const std::string& shipment);
+  [[nodiscard]] std::set<std::string_view> MessagesInFlight() const;
   void CloseDigest(const std::vector<std::string>& identities);
   void SendDue(Queue& queue);
   [[nodiscard]] bool HoldIfNeeded(const std::string& identity);
@@ -172,6 +182,7 @@ class MessageSender {
   Hooks m_hooks;
   Digests m_digests;
   Entries m_messages;
+  std::multimap<std::string, std::string> m_byMonitor;  // identities
   std::map<std::string, Shipment> m_shipments;
   std::map<std::string, Queue> m_queues;
   std::map<std::uint64_t, InFlight> m_inFlight;  // by ticket

@@ -17,6 +17,8 @@ namespace keys = console::engine::keys;
 
 namespace {
 
+constexpr int MaxIntervalsOfGrace = 3;
+
 std::string_view ParentOf(const Monitor& monitor) {
   return platform::Trimmed(monitor.attributes->Get(keys::Parent));
 }
@@ -71,7 +73,7 @@ void Holds::Restore(Silences silences, bool keepsUnknown) {
 
 Hold Holds::HoldOf(const Monitor& monitor) const {
   if (auto why = SilenceOf(monitor); !why.empty()) return {std::move(why), true};
-  return {ParentHoldOf(monitor)};
+  return ParentHoldOf(monitor);
 }
 
 std::string Holds::SilenceOf(const Monitor& monitor) const {
@@ -82,20 +84,26 @@ std::string Holds::SilenceOf(const Monitor& monitor) const {
          (because.empty() ? "" : " (" + because + ")");
 }
 
-std::string Holds::ParentHoldOf(const Monitor& monitor) const {
+Hold Holds::ParentHoldOf(const Monitor& monitor) const {
   if (ParentOf(monitor).empty()) return {};
-  std::string justBack;
-  const auto lastFailure = m_hooks.history(monitor.id).lastFailure;
+  Hold hold;
+  const auto now = m_hooks.clock();
+  const auto own = m_hooks.history(monitor.id);
   const auto interval = CheckTimes::Of(*monitor.attributes).interval;
+  const bool hasGrace =
+      own.parentBackSince == Moment() || now < own.parentBackSince + MaxIntervalsOfGrace * interval;
   for (const auto* each : AncestorsOf(m_hooks.table(), monitor).all) {
+    if (!each->Running()) continue;
     const auto history = m_hooks.history(each->id);
-    if (history.isOpen) return each->name + " is down";
-    if (history.lastEnd == Moment()) continue;
-    const bool isStale = lastFailure != Moment() && lastFailure < history.lastEnd;
-    if (isStale || m_hooks.clock() < history.lastEnd + interval)
-      justBack = each->name + " has just come back";
+    if (history.isFailing) return {each->name + " is down"};
+    const auto latest = own.firstFailure + interval + CheckTimes::Of(*each->attributes).timeout;
+    const bool isStale = own.lastFailure != Moment() && own.lastFailure < history.lastEnd;
+    if (own.firstFailure != Moment() && history.lastCheck < own.firstFailure && now < latest)
+      hold.why = each->name + " is to be checked first";
+    else if (history.lastEnd != Moment() && hasGrace && (isStale || now < history.lastEnd + interval))
+      hold = {each->name + " has just come back", false, true};
   }
-  return justBack;
+  return hold;
 }
 
 void Holds::Begin(const Monitor& monitor, Silence silence) {
@@ -114,15 +122,30 @@ void Holds::Forget(const std::string& name) {
   m_remarks.erase(name);
 }
 
-void Holds::ForgetAll() {
-  for (const auto& [name, silence] : m_silences)
-    m_changes[name] = std::nullopt;
-  m_silences.clear();
+void Holds::TableReplaced() {
+  auto silences = std::exchange(m_silences, {});
+  silences.merge(std::exchange(m_unknown, {}));
   m_remarks.clear();
-  Restore(std::exchange(m_unknown, {}), false);
+  Restore(std::move(silences), false);
+}
+
+Holds::WallTime::duration Holds::WallLead() const {
+  return m_hooks.wallClock().time_since_epoch() -
+         std::chrono::duration_cast<WallTime::duration>(m_hooks.clock().time_since_epoch());
+}
+
+/// When it is set forward, or the machine was suspended, silences end by it.
+void Holds::FollowWallClock() {
+  const auto step = WallLead() - std::exchange(m_wallLead, WallLead());
+  if (step > -std::chrono::seconds(1)) return;
+  for (auto& [name, silence] : m_silences) {
+    silence.until += step;
+    m_changes[name] = silence;
+  }
 }
 
 void Holds::OnSecond() {
+  FollowWallClock();
   const auto now = m_hooks.wallClock();
   std::vector<std::string> ended;
   for (const auto& [name, silence] : m_silences)

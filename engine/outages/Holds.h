@@ -15,25 +15,31 @@ namespace norvane::engine {
 struct Hold {
   std::string why{};  ///< empty: nothing does
   bool holdsCommands = false;
+  bool isParentBack = false;  ///< it was down, and messages wait for what the monitor's own checks say
   [[nodiscard]] bool HoldsMessages() const { return !why.empty(); }
 };
 
 /// Why messages and commands of a monitor are held: the user has silenced it, or a monitor on which it
 /// depends is down. Holds nothing itself. On the service thread.
 ///
-/// A monitor depends on its parent, on that one's parent and so on. An open outage of any of them holds its
-/// messages, and then they are held until one of its own intervals has passed and a check has begun after
-/// the end. Monitors that make a circle hold nobody.
+/// A monitor depends on its parent, on that one's parent and so on. While one of them fails, its messages are
+/// held, and then until one of its own intervals has passed and a check has begun after the end, three
+/// intervals at most in all: a parent that comes and goes mustn't hide it. A parent that was not checked
+/// since its own first failure may be down too, so they wait for that check, but not long. Monitors that make
+/// a circle hold nobody.
 class Holds {
  public:
   using WallTime = std::chrono::system_clock::time_point;
   using WallClock = std::function<WallTime()>;
 
-  /// A monitor's outages, as far as this engine has seen them; the clock's start for what it hasn't.
+  /// A monitor's failures in a row, as far as this engine has seen them; the clock's start for what it
+  /// hasn't. Checks count by their start.
   struct History {
-    bool isOpen = false;
-    Moment lastEnd{};      ///< of an outage
-    Moment lastFailure{};  ///< start of the last failed check in a row; none if it isn't failing
+    bool isFailing = false;
+    Moment lastCheck{};
+    Moment lastEnd{};                      ///< of failures in a row
+    Moment firstFailure{}, lastFailure{};  ///< of the present row
+    Moment parentBackSince{};              ///< the first time in it
   };
   struct Hooks {
     std::function<const MonitorTable&()> table;
@@ -44,7 +50,7 @@ class Holds {
     WallClock wallClock = &std::chrono::system_clock::now;
   };
 
-  explicit Holds(Hooks hooks) : m_hooks(std::move(hooks)) {}
+  explicit Holds(Hooks hooks) : m_hooks(std::move(hooks)), m_wallLead(WallLead()) {}
 
   /// Goes on with the silences of an earlier engine. Those of unknown monitors end, unless `keepsUnknown`:
   /// then they wait for another table.
@@ -58,9 +64,10 @@ class Holds {
   void End(const Monitor& monitor);
   /// The monitor was removed.
   void Forget(const std::string& name);
-  /// The monitors are other ones from now on.
-  void ForgetAll();
-  /// Ends silences whose time is over. To be called about once a second.
+  /// The table is another one: silences of monitors that it lacks are forgotten.
+  void TableReplaced();
+  /// Ends silences whose time is over. They last no longer than they were meant to if the wall clock is set
+  /// back meanwhile. To be called about once a second.
   void OnSecond();
 
   [[nodiscard]] const Silences& Active() const { return m_silences; }
@@ -72,9 +79,12 @@ class Holds {
 
  private:
   [[nodiscard]] std::string SilenceOf(const Monitor& monitor) const;
-  [[nodiscard]] std::string ParentHoldOf(const Monitor& monitor) const;
+  [[nodiscard]] Hold ParentHoldOf(const Monitor& monitor) const;
+  [[nodiscard]] WallTime::duration WallLead() const;
+  void FollowWallClock();
 
   Hooks m_hooks;
+  WallTime::duration m_wallLead;  // of the wall clock over the other one
   Silences m_silences;
   Silences m_unknown;  // of monitors that no table has had
   SilenceChanges m_changes;

@@ -64,6 +64,7 @@ void Outages::Restore(OutageRecords records, const MonitorTable& table, bool kee
 }
 
 const OutageRecord* Outages::Receive(const Monitor& monitor, const CheckResult& result) {
+  m_past[monitor.id].lastCheck = m_hooks.clock() - result.duration;
   if (result.IsGood()) {
     Recover(monitor, result);
     return nullptr;
@@ -76,7 +77,8 @@ const OutageRecord* Outages::Receive(const Monitor& monitor, const CheckResult& 
 
 void Outages::Fail(const Monitor& monitor, const CheckResult& result, Entry& entry) {
   entry.lastFailure = m_hooks.clock() - result.duration;
-  const auto hold = m_hooks.hold(monitor);
+  if (entry.firstFailure == Moment()) entry.firstFailure = entry.lastFailure;
+  const auto hold = HoldOf(monitor, entry);
   std::string remark;  // logged with the checks already
   const auto rules = OutageRules::Of(*monitor.attributes, remark);
   const auto actions = entry.outage.Fail(rules, result.at, {hold.HoldsMessages(), hold.holdsCommands});
@@ -89,6 +91,12 @@ void Outages::Fail(const Monitor& monitor, const CheckResult& result, Entry& ent
   Act(monitor, entry, actions, hold);
   const bool isUrgent = actions.begin || actions.launch || actions.notify;
   if (isUrgent || !actions.isSettled) NoteChange(entry, isUrgent);
+}
+
+Hold Outages::HoldOf(const Monitor& monitor, Entry& entry) const {
+  auto hold = m_hooks.hold(monitor);
+  if (hold.isParentBack && entry.parentBackSince == Moment()) entry.parentBackSince = m_hooks.clock();
+  return hold;
 }
 
 void Outages::Act(const Monitor& monitor, Entry& entry, const Outage::Actions& actions, const Hold& hold) {
@@ -108,7 +116,7 @@ void Outages::Release(const MonitorTable& table) {
 }
 
 void Outages::Release(const Monitor& monitor, Entry& entry) {
-  const auto hold = m_hooks.hold(monitor);
+  const auto hold = HoldOf(monitor, entry);
   const bool isStillHeld =
       (hold.holdsCommands || !entry.holdsLaunch) && (hold.HoldsMessages() || !entry.holdsMessage);
   if (isStillHeld) return;
@@ -132,12 +140,12 @@ void Outages::Recover(const Monitor& monitor, const CheckResult& result) {
     m_hooks.endedBeforeMessage(FailureOf(record.identity), result.at, hold.HoldsMessages());
   else if (record.message == Message::Accepted)
     OweRecovery(monitor, FailureOf(record.identity), {.failingSince = record.since, .endedAt = result.at});
+  m_past[monitor.id].lastEnd = m_hooks.clock();
   if (!record.isOpen) return;
-  m_lastEnds[monitor.id] = m_hooks.clock();
   m_hooks.log(monitor, result.at, "outage ends after " + Times(record.failures, "failed check"));
   m_hooks.ends(monitor.name, record, result.at, hold.HoldsMessages());
   if (monitor.attributes->Get(keys::CommandSucc).empty()) return;
-  if (hold.holdsCommands)
+  if (hold.holdsCommands && record.launched == 0)  // else what was started is to be undone
     Log(monitor, "command for the end dropped: " + hold.why);
   else
     Launch(monitor, keys::CommandSucc, record.failures);
@@ -156,15 +164,21 @@ void Outages::Log(const Monitor& monitor, const std::string& text) const {
 Holds::History Outages::HistoryOf(MonitorId id) const {
   Holds::History history;
   if (const auto failing = m_failing.find(id); failing != m_failing.end()) {
-    history.isOpen = failing->second.outage.What().isOpen;
-    history.lastFailure = failing->second.lastFailure;
+    const auto& entry = failing->second;
+    history.isFailing = true;
+    history.firstFailure = entry.firstFailure;
+    history.lastFailure = entry.lastFailure;
+    history.parentBackSince = entry.parentBackSince;
   }
-  if (const auto end = m_lastEnds.find(id); end != m_lastEnds.end()) history.lastEnd = end->second;
+  if (const auto past = m_past.find(id); past != m_past.end()) {
+    history.lastCheck = past->second.lastCheck;
+    history.lastEnd = past->second.lastEnd;
+  }
   return history;
 }
 
 void Outages::OweRecovery(const Monitor& monitor, const std::string& identity, const OwedMessage& failure) {
-  if (!m_tellsRecovery || monitor.attributes->Get(keys::NotifyMode).empty()) return;
+  if (!m_tellsRecovery || monitor.attributes->Get(keys::NotifyMode).empty() || HasMessage(monitor.id)) return;
   auto message = MessageOf(monitor, OwedMessage::Kind::Recovery, failure.failingSince);
   message.endedAt = failure.endedAt;
   m_hooks.owe(RecoveryOf(identity.substr(0, identity.rfind('-'))), std::move(message));
@@ -188,20 +202,38 @@ void Outages::MessageEnded(MonitorId id, const std::string& identity, Message ho
   NoteChange(failing->second, true);
 }
 
+void Outages::AddressChanged(MonitorId id) {
+  const auto failing = m_failing.find(id);
+  if (failing == m_failing.end() || failing->second.outage.What().message != Message::GivenUp) return;
+  failing->second.outage.MessageEnded(Message::None);
+  NoteChange(failing->second, true);
+}
+
+bool Outages::HasMessage(MonitorId id) const {
+  const auto failing = m_failing.find(id);
+  return failing != m_failing.end() && failing->second.outage.What().message != Message::None;
+}
+
 void Outages::Forget(MonitorId id) {
-  m_lastEnds.erase(id);
-  const auto failing = m_failing.extract(id);
-  if (failing.empty()) return;
-  const auto& entry = failing.mapped();
+  m_past.erase(id);
+  if (const auto failing = m_failing.extract(id); !failing.empty()) EndSilently(failing.mapped());
+}
+
+void Outages::EndSilently(const Entry& entry) {
   const auto& record = entry.outage.What();
   NoteEnd(entry.name, true);
   if (record.isOpen) m_hooks.ends(entry.name, record, std::chrono::system_clock::now(), true);
 }
 
-void Outages::ForgetAll(const MonitorTable& table) {
-  m_lastEnds.clear();
-  while (!m_failing.empty())
-    Forget(m_failing.begin()->first);
+void Outages::TableReplaced(const MonitorTable& table) {
+  m_past.clear();
+  for (auto& [id, entry] : std::exchange(m_failing, {})) {
+    const Monitor* monitor = table.Find(entry.name);
+    if (monitor != nullptr && monitor->Running())
+      m_failing.emplace(monitor->id, std::move(entry));
+    else
+      EndSilently(entry);
+  }
   Restore(std::exchange(m_unknown, {}), table, false);
   for (const auto& [id, entry] : m_failing)
     NoteChange(entry, true);

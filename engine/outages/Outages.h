@@ -59,8 +59,13 @@ class Outages {
   void OweRecovery(const Monitor& monitor, const std::string& identity, const OwedMessage& failure);
   /// The monitor was stopped or removed: its outage ends silently.
   void Forget(MonitorId id);
-  /// The same for all, since the monitors are those of `table` from now on.
-  void ForgetAll(const MonitorTable& table);
+  /// The monitors are those of `table` from now on: outages of those that run there, by name, go on.
+  void TableReplaced(const MonitorTable& table);
+  /// The monitor's notifications go elsewhere from now on: one that was given up or dropped is owed again if
+  /// the monitor still fails.
+  void AddressChanged(MonitorId id);
+  /// The monitor fails, and its message is owed or has been sent.
+  [[nodiscard]] bool HasMessage(MonitorId id) const;
 
   /// The notification that the monitor's attributes ask for, with its present state.
   [[nodiscard]] NotifyRequest NotificationOf(const Monitor& monitor) const;
@@ -77,11 +82,19 @@ class Outages {
   struct Entry {
     std::string name;
     Outage outage;
-    Moment lastFailure{};  // start of the check
+    Moment firstFailure{}, lastFailure{};  // start of the check
+    Moment parentBackSince{};
     bool holdsLaunch = false, holdsMessage = false;
   };
 
+  /// What is known of a monitor whether it fails or not.
+  struct Past {
+    Moment lastCheck{}, lastEnd{};
+  };
+
   void Restore(OutageRecords records, const MonitorTable& table, bool keepsUnknown);
+  void EndSilently(const Entry& entry);
+  [[nodiscard]] Hold HoldOf(const Monitor& monitor, Entry& entry) const;
   void Fail(const Monitor& monitor, const CheckResult& result, Entry& entry);
   void Release(const Monitor& monitor, Entry& entry);
   void Act(const Monitor& monitor, Entry& entry, const Outage::Actions& actions, const Hold& hold);
@@ -97,7 +110,7 @@ class Outages {
   Hooks m_hooks;
   bool m_tellsRecovery;
   std::unordered_map<MonitorId, Entry> m_failing;
-  std::unordered_map<MonitorId, Moment> m_lastEnds;
+  std::unordered_map<MonitorId, Past> m_past;
   OutageRecords m_unknown;  // of monitors that no table has had
   OutageChanges m_changes;
   bool m_hasUrgent = false;

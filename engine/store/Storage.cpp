@@ -209,10 +209,10 @@ void Storage::Apply(const datafile::Changes& batch, std::unique_ptr<MonitorTable
   }
 }
 
-void Storage::KeepChanges() {
+void Storage::KeepChanges(Pace pace) {
   const auto now = m_clock();
   const auto& table = m_client.Table();
-  if (m_isJournaling || now < m_nextBatch) return;
+  if (m_isJournaling || (pace == Pace::Batched && now < m_nextBatch)) return;
   // A save or load takes the journal's base away.
   m_isBatchDue = !m_steps.empty();
   if (m_isBatchDue) return;

@@ -61,8 +61,9 @@ class Storage {
   void SaveDataFile(Completion done);
   /// Saves the data file if that failed the last time.
   void RetrySave();
+  enum class Pace { Batched, AtOnce };
   /// Has the journal written if the data file lacks something. To be called about twice a second.
-  void KeepChanges();
+  void KeepChanges(Pace pace = Pace::Batched);
 
  private:
   /// The content that the data file is known to have, so that only later changes need to be written.

@@ -86,6 +86,8 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
     EXPECT_EQ(finished.code, row.code);
     EXPECT_NE(finished.err.find(row.says), std::string::npos) << finished.err;
   }
+  fs::remove(folder / "NorvaneEngine.lock");
+  EXPECT_EQ(RunProgram({Program("norvane-engine"), "--folder", folder.Path()}).code, 3);
 }
 
 TEST(EngineProgram, GoesOnInTheBackgroundWithoutItsLog) {

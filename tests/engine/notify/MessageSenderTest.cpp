@@ -130,6 +130,61 @@ class MessageSenderTest : public testing::Test, private ActionRunner {
   std::uint64_t m_asked = 0, m_written = 0;
 };
 
+TEST_F(MessageSenderTest, AMonitorsMessagesGoInOrder) {
+  const auto owe = [this](const char* identity, Kind kind) {
+    OwedMessage message{.kind = kind, .monitor = "shop", .mode = Good, .to = "you", .message = identity};
+    m_sender->Owe(identity, std::move(message));
+  };
+  struct Row {
+    const char* name;
+    Kind first, second;
+    Texts accepted;
+  };
+  for (const auto& [name, first, second, accepted] :
+       {Row{"an outage that has ended", Kind::Failure, Kind::Failure, {"1", "2"}},
+        Row{"a recovery is overtaken", Kind::Recovery, Kind::Failure, {"2"}},
+        Row{"a recovery after its failure", Kind::Failure, Kind::Recovery, {"1", "2"}}}) {
+    SCOPED_TRACE(name);
+    Make({});
+    m_accepted.clear();
+    m_disk.clear();
+    m_reasons[Good] = "busy";
+    owe("1", first);
+    Keep();
+    Answer();
+    m_reasons.clear();
+    owe("2", second);
+    Keep();
+    Answer();
+    EXPECT_EQ(Identities(m_accepted), accepted);
+    EXPECT_TRUE(m_disk.empty());
+  }
+}
+
+TEST_F(MessageSenderTest, RedirectsWhatWaitsButNothingInFlight) {
+  Make({.single = 1});
+  m_reasons[Dead] = "dead";
+  Owe("1", Dead);
+  Owe("2", Dead);  // gathers
+  Owe("3", Dead, "other");
+  Owe("4", Dead, "third");
+  Keep();
+  Answer();
+  m_sender->Revise([](OwedMessage& message) {
+    message.mode = Good;
+    return message.to == "third" ? "gone" : "";
+  });
+  Keep();
+  Answer();
+  Wait(minutes(2));
+  Answer();
+  auto accepted = Identities(m_accepted);
+  std::sort(accepted.begin(), accepted.end());
+  EXPECT_EQ(accepted, (Texts{"1", "2", "3"}));
+  EXPECT_EQ(m_ended.front(), "4 2");
+  EXPECT_TRUE(m_disk.empty());
+}
+
 TEST_F(MessageSenderTest, SendsWhatIsOnDiskAndOneAtATimeToAServer) {
   Owe("1");
   Owe("2", "smtp://GOOD ;other");

@@ -27,12 +27,14 @@ class HoldStory : public testing::Test {
     for (const auto& file : std::filesystem::directory_iterator(m_folder.Path()))
       std::filesystem::remove_all(file);
     Start();
-    for (const char* name : {"router", "switch", "shop"})
-      AddMonitor(name, name == std::string("router") ? ""
-                       : name == std::string("shop") ? "switch"
-                                                     : "router");
+    for (const auto& [name, parent] : {std::pair{"router", ""}, {"switch", "router"}, {"shop", "switch"}}) {
+      EXPECT_EQ(m_engine->Save(m_folder / ("before-" + std::string(name) + ".dat")), std::nullopt);
+      AddMonitor(name, parent);
+    }
     EXPECT_EQ(m_engine->Save(m_folder / "NorvaneEngine.dat"), std::nullopt);
     m_told.clear();
+    m_down.clear();
+    m_checksParents = true;
     std::istringstream words(steps);
     for (std::string word; words >> word;)
       Do(word);
@@ -93,12 +95,22 @@ class HoldStory : public testing::Test {
     m_engine->service.OnSecond();
     Settle();
   }
+  /// Those that are up.
+  void ReportParents() {
+    for (const auto& [id, monitor] : m_engine->service.Table().All()) {
+      const auto name = monitor.name.substr(monitor.name.rfind(' ') + 1);
+      if (name != "shop" && monitor.Running() && !m_down.contains(name))
+        m_engine->checks->Report(id, 0, "Ok");
+    }
+  }
   void Do(const std::string& word) {
     auto& service = m_engine->service;
     const std::vector<std::string> shop{"WebMonitor Of shop"};
     const auto name = word.substr(0, word.size() - 1);
     if (word.ends_with('-') || word.ends_with('+')) {
       m_engine->checks->Report(IdOf(name), 0, word.ends_with('+') ? "Ok" : "down");
+      word.ends_with('+') ? m_down.erase(name) : m_down.insert(name).second;
+      if (word == "shop-" && m_checksParents) ReportParents();
       service.OnWake();
       Settle();
       Wait(seconds(1));
@@ -132,6 +144,21 @@ class HoldStory : public testing::Test {
       AddMonitor("shop", "switch");
     } else if (word == "stop-shop" || word == "start-shop") {
       service.Set(IdOf("shop"), keys::Status, word == "stop-shop" ? "Disable" : "Enable");
+    } else if (word == "load-before-shop") {
+      EXPECT_EQ(m_engine->Load(m_folder / "before-shop.dat"), std::nullopt);
+    } else if (word == "parents-late") {
+      m_checksParents = false;
+    } else if (word == "clock-back") {
+      m_wall -= std::chrono::hours(24);
+    } else if (word == "patient-router") {
+      service.Set(IdOf("router"), keys::FailTimes, "5");
+      service.Set(IdOf("router"), keys::MaxFailTimes, "5");
+    } else if (word == "no-mode" || word == "mode") {
+      service.Set(IdOf("shop"), keys::NotifyMode, word == "mode" ? "TEL://" : "");
+    } else if (word == "to-new") {
+      service.Set(IdOf("shop"), keys::NotifyPager, "new");
+    } else if (word == "drop") {
+      service.DropOwed({});
     } else if (word == "stop-router") {
       service.Set(IdOf("router"), keys::Status, "Disable");
     } else if (word == "remove-router") {
@@ -160,6 +187,8 @@ class HoldStory : public testing::Test {
   Moment m_now{std::chrono::hours(1)};
   Holds::WallTime m_wall{std::chrono::system_clock::now()};
   std::string m_told;
+  std::set<std::string> m_down;
+  bool m_checksParents = true;  // right after a failure of shop
   bool m_hasExits = false;
   std::optional<tests::TestEngine> m_engine;
 };
@@ -184,13 +213,18 @@ TEST_F(HoldStory, HoldsReleasesAndDrops) {
            {"silence stop-shop restart start-shop shop- shop-", ""},
            {"silence readd-shop shop- shop-", "c n"},
            {"silence readd-shop kill shop- shop-", "c n"},
-           {"silence load shop- shop-", "c n"},
+           {"silence load shop- shop-", ""},
+           {"silence clock-back 121m shop- shop-", "c n"},
+           {"silence clock-back 1m kill 100m shop- shop-", ""},
+           {"silence clock-back 1m kill 121m shop- shop-", "c n"},
+           // What was started is undone.
+           {"shop- silence shop+", "c u"},
            // Messages that are owed wait as well, but for one in flight.
            {"modem-off shop- shop- silence modem-on 60m", "c n"},
            {"modem-off shop- shop- silence modem-on 60m 61m 1m", "c n n"},
            {"modem-off shop- shop- silence kill 60m 61m 1m", "c n n"},
-           {"modem-off shop- shop- silence shop+ modem-on 121m 10m", "c n"},
-           {"modem-slow shop- shop- silence shop+ modem-answers 121m", "c n"},
+           {"modem-off shop- shop- silence shop+ modem-on 121m 10m", "c n u"},
+           {"modem-slow shop- shop- silence shop+ modem-answers 121m", "c n u"},
            // A parent that is down holds messages, not commands, ...
            {"router- shop- shop- shop- 600m", "c:router c"},
            {"router- shop- shop- router+ 0m", "c:router c u:router"},
@@ -208,7 +242,20 @@ TEST_F(HoldStory, HoldsReleasesAndDrops) {
            // ... or watched no more.
            {"router- shop- shop- stop-router 0m", "c:router c n"},
            {"router- shop- shop- remove-router 0m", "c:router c n"},
-           {"router- shop- shop- load shop- shop-", "c:router c c n"},
+           {"router- shop- shop- load shop- shop-", "c:router c"},
+           // So does one that fails and may be down, or that nobody has looked at since, ...
+           {"patient-router router- shop- shop- shop-", "c"},
+           {"patient-router router- shop- shop- router+ 0m", "c"},
+           {"patient-router router- shop- shop- router+ shop- 1m", "c n"},
+           {"parents-late shop- shop- router-", "c c:router"},
+           {"parents-late shop- shop- router+ 0m", "c"},
+           {"parents-late shop- shop- router+ switch+ 0m", "c n"},
+           {"parents-late shop- shop- 3m", "c n"},
+           // ... but one that comes and goes only for a while.
+           {"router- shop- shop- router+ router- 1m shop- router+ 1m",
+            "c:router c u:router c:router u:router"},
+           {"router- shop- shop- router+ router- 2m shop- router+ 2m",
+            "c:router c u:router c:router u:router n"},
            {"parent-router switch- shop- shop-", "c:switch c n"},
            {"parent-router router- shop- shop-", "c:router c"},
        }) {
@@ -230,6 +277,24 @@ TEST_F(HoldStory, ExitsAreToldTheEndOnlyOfWhatTheyWereTold) {
            {"router- shop- router+ 2m shop+ 2m", ""},
            {"router- shop- router+ 2m shop- 1m shop+", "b a e a"},
            {"modem-off shop- modem-on shop+ 1m", "b a a b e"},
+       }) {
+    SCOPED_TRACE(steps);
+    EXPECT_EQ(Tell(steps), told) << Log();
+  }
+}
+
+TEST_F(HoldStory, WhatWaitsFollowsTheMonitor) {
+  for (const auto& [steps, told] : tests::Rows<const char*, const char*>{
+           {"modem-off shop- shop- to-new modem-on 0m", "c n new"},
+           {"modem-off shop- shop- to-new restart modem-on 1m 10m", "c n new"},
+           {"modem-slow shop- shop- to-new 0m 0m", "c n"},
+           {"modem-off shop- shop- no-mode modem-on 10m shop-", "c n"},
+           {"modem-off shop- shop- no-mode modem-on 10m mode shop-", "c n n"},
+           {"modem-off shop- shop- drop modem-on 10m shop-", "c n"},
+           {"modem-off shop- shop- drop modem-on to-new shop- shop-", "c n new"},
+           {"shop- shop- to-new shop- 10m", "c n"},
+           {"modem-off shop- shop- load modem-on 10m shop- shop+", "c n n u"},
+           {"modem-off shop- shop- load-before-shop modem-on 10m", "c n"},
        }) {
     SCOPED_TRACE(steps);
     EXPECT_EQ(Tell(steps), told) << Log();
@@ -320,7 +385,9 @@ TEST_F(HoldStory, CirclesAreRefusedAndDoNoHarmInAFile) {
   for (const char* name : {"a", "b", "c", "shop", "shop", "c", "b", "a"})
     m_engine->checks->Report(m_engine->service.Table().Find("WebMonitor Of " + std::string(name))->id, 0,
                              "down");
+  m_engine->checks->Report(m_engine->service.Table().Find("WebMonitor Of d")->id, 0, "Ok");
   m_engine->service.OnWake();
+  m_engine->service.OnSecond();
   for (int i = 0; i < 9; ++i)
     EXPECT_EQ(m_engine->Commit("x", "1"), std::nullopt);
   std::vector<std::string> told;

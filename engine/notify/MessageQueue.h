@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "engine/model/OwedMessage.h"
+
+namespace norvane::engine {
+
+/// Messages of the same one share a server.
+std::string QueueOf(const OwedMessage& message);
+/// The same for a recipient at that server.
+std::string AddressOf(const OwedMessage& message);
+/// Whether it may become part of a digest.
+bool MayGather(const OwedMessage& message);
+
+}  // namespace norvane::engine
