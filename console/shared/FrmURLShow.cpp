@@ -13,7 +13,9 @@ FrmURLShow::FrmURLShow(QWidget* parent, const QString& url, const QString& text)
   setAttribute(Qt::WA_DeleteOnClose);
   setWindowTitle(WindowTitle(QStringLiteral("URL=") + url));
   m_ui->txtData->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-  m_ui->txtData->setPlainText(text);
+  connect(m_ui->txtData, &PageView::Grown, this,
+          [this] { m_ui->lblPart->setText(m_ui->txtData->PartText()); });
+  m_ui->txtData->SetPage(text);
   connect(m_ui->cmdClose, &QPushButton::clicked, this, &FrmURLShow::cmdClose_Click);
 }
 

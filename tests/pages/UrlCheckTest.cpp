@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QClipboard>
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QLabel>
@@ -9,12 +11,14 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollBar>
 #include <QTest>
 #include <optional>
 #include <set>
 
 #include "console/shared/FrmURLShow.h"
 #include "console/shared/MainBas.h"
+#include "console/shared/PageView.h"
 #include "loopback/TempFolder.h"
 #include "tests/support/FakeDialogs.h"
 #include "tests/support/FakeEngine.h"
@@ -34,6 +38,13 @@ const std::string Server = "http://www.example.com";
 
 Box ErrorBox(const char* text) {
   return {.title = "Error", .text = text, .icon = BoxIcon::Information};
+}
+
+std::string Repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i)
+    all += text;
+  return all;
 }
 
 /// A form with the controls of a check.
@@ -142,17 +153,59 @@ TEST_F(UrlCheckTest, ThePageIsShownAndItsSizeTaken) {
   }
 }
 
-TEST_F(UrlCheckTest, APageWithoutABlankIsShownAsSoon) {
-  constexpr int MiB = 1 << 20;
-  engine.Pages()[Server + "/page"] = {std::string(MiB, 'a')};
+TEST_F(UrlCheckTest, LargePagesAreShownInPart) {
+  using console::shared::PageView;
+  constexpr std::size_t Size = 8 << 20;
+  const struct {
+    const char* name;
+    std::string page;
+    const char* beginning;
+    const char* all;
+  } rows[] = {
+      {"short lines", std::string(Size, '\n'), "1,000 of 8,388,608 characters; scroll down for more",
+       "Only the first 20,000 of 8,388,608 characters can be shown"},
+      {"one line", std::string(Size, 'a'), "65,536 of 8,388,608 characters; scroll down for more",
+       "Only the first 1,048,576 of 8,388,608 characters can be shown"},
+      {"in the limits", std::string(66'000, 'a'), "65,536 of 66,000 characters; scroll down for more", ""},
+      {"pairs", "a" + Repeated("\U0001f600", 40'000), "65,537 of 80,001 characters; scroll down for more",
+       ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    engine.Pages()[Server + "/page"] = {row.page};
+    Open();
+    QElapsedTimer time;
+    time.start();
+    Check(Server + "/page");
+    auto* viewer = Viewer();
+    ASSERT_NE(viewer, nullptr);
+    const auto& part = *viewer->findChild<QLabel*>(QStringLiteral("lblPart"));
+    EXPECT_EQ(part.text().toStdString(), row.beginning);
+    auto& data = *viewer->findChild<PageView*>();
+    for (int scroll = 0; scroll < 40; ++scroll) {
+      EXPECT_FALSE(viewer->grab().isNull());
+      QTest::keyClick(&data, Qt::Key_End);
+      data.horizontalScrollBar()->triggerAction(QScrollBar::SliderToMaximum);
+    }
+    EXPECT_EQ(part.text().toStdString(), row.all);
+    EXPECT_LE(data.blockCount(), PageView::MaxLines + 1);
+    EXPECT_FALSE(time.hasExpired(30'000));
+    Close(viewer);
+  }
+}
+
+TEST_F(UrlCheckTest, CopyingGivesTheCharactersOfThePage) {
+  const std::string page = "All\u00a0is\r\nwell\r\u2028\u2029\ufdd0\t\U0001f600!";
+  engine.Pages()[Server + "/page"] = {page};
   Open();
-  QElapsedTimer time;
-  time.start();
   Check(Server + "/page");
   auto* viewer = Viewer();
   ASSERT_NE(viewer, nullptr);
-  EXPECT_FALSE(viewer->grab().isNull());
-  EXPECT_FALSE(time.hasExpired(30'000)) << "looking for a place to break it took minutes";
+  auto& data = *viewer->findChild<QPlainTextEdit*>();
+  QTest::keyClick(&data, Qt::Key_A, Qt::ControlModifier);
+  QTest::keyClick(&data, Qt::Key_C, Qt::ControlModifier);
+  EXPECT_EQ(QApplication::clipboard()->text().toStdString(),
+            "All\u00a0is\nwell\r\u2028\u2029\ufdd0\t\U0001f600!");
   Close(viewer);
 }
 
