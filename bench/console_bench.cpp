@@ -46,7 +46,7 @@ class NoDialogs : public console::shared::Dialogs {
   std::optional<std::string> OpenFile(const std::string&, const std::string&) override {
     return std::nullopt;
   }
-  bool Open(const std::string&) override { return true; }
+  void Open(const std::string&, std::function<void()>) override {}
   void ShowHourglass(bool) override {}
   void SetPendingCallText(const std::string&, const std::string&) override {}
 };

@@ -18,6 +18,11 @@ void CallState::OnFinished(std::function<void()> callback) {
   callback();
 }
 
+bool CallState::Cancel() {
+  if (m_cancel) m_cancel();
+  return m_cancel != nullptr;
+}
+
 void CallState::Fail(std::exception_ptr error) {
   const std::lock_guard lock(m_mutex);
   if (!m_error) m_error = std::move(error);

@@ -13,6 +13,10 @@ class CallState final : public console::engine::PendingCall {
  public:
   bool WaitFor(std::chrono::milliseconds time) override;
   void OnFinished(std::function<void()> callback) override;
+  bool Cancel() override;
+
+  /// The thread that waits: `cancel` is what `Cancel` does.
+  void AllowCancel(std::function<void()> cancel) { m_cancel = std::move(cancel); }
 
   /// The link's thread: the first error is kept.
   void Fail(std::exception_ptr error);
@@ -28,6 +32,7 @@ class CallState final : public console::engine::PendingCall {
   bool m_finished = false;
   std::exception_ptr m_error;
   std::function<void()> m_onFinished;
+  std::function<void()> m_cancel;
 };
 
 /// Does nothing else meanwhile.

@@ -42,7 +42,7 @@ template <class Request>
 ce::Outcome Run(Link& link, Link::Method<Request> method, ce::MonitorId id) {
   ce::Outcome outcome;
   outcome.monitor = id;
-  link.Call(
+  const auto call = link.Begin(
       link.Options().runTimeout, method, [&](auto& request) { request.setId(id); },
       [&](const auto& results) {
         const auto from = results.getOutcome();
@@ -50,6 +50,7 @@ ce::Outcome Run(Link& link, Link::Method<Request> method, ce::MonitorId id) {
         outcome.reason = ToString(from.getReason());
         outcome.duration = std::chrono::milliseconds(from.getDurationMs());
       });
+  link.WaitCancellable(*call);
   return outcome;
 }
 

@@ -33,6 +33,11 @@ void Link::Wait(CallState& call) {
   call.Result();
 }
 
+void Link::WaitCancellable(CallState& call) {
+  call.AllowCancel([this, &call] { m_loop->Executor().executeSync([&] { m_loop->Cancel(call); }); });
+  Wait(call);
+}
+
 template <class Action>
 std::shared_ptr<CallState> Link::BeginOnLoop(const Action& begin) {
   auto call = std::make_shared<CallState>();

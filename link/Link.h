@@ -65,6 +65,8 @@ class Link {
   void Call(Arguments&&... arguments) {
     Wait(*Begin(std::forward<Arguments>(arguments)...));
   }
+  /// Waits likewise; the user may give the call up.
+  void WaitCancellable(CallState& call);
   /// Returns when the engine has closed the connection.
   void WaitUntilGone(std::chrono::milliseconds timeout);
 

@@ -110,13 +110,25 @@ void LinkLoop::Finish(kj::Promise<void> work, const std::shared_ptr<CallState>& 
   auto expired = m_timer.afterDelay(ToDuration(timeout)).then([call, timeoutText] {
     call->Fail(Error(EngineErrorCode::TimedOut, timeoutText));
   });
+  auto cancel = kj::newPromiseAndFulfiller<void>();
+  m_cancels.insert_or_assign(call.get(), kj::mv(cancel.fulfiller));
+  auto cancelled = cancel.promise.then([call] { call->Fail(Error(EngineErrorCode::Failed, "cancelled")); });
   m_tasks.add(work.exclusiveJoin(kj::mv(expired))
+                  .exclusiveJoin(kj::mv(cancelled))
                   .catch_([this, call](kj::Exception&& exception) {
                     if (exception.getType() == kj::Exception::Type::DISCONNECTED)
                       Lose();  // this call may be the first to notice
                     call->Fail(ErrorOf(exception));
                   })
-                  .then([call] { call->Finish(); }));
+                  .then([this, call] {
+                    m_cancels.erase(call.get());
+                    call->Finish();
+                  }));
+}
+
+void LinkLoop::Cancel(const CallState& call) {
+  assert(m_thread.IsInside());
+  if (const auto pending = m_cancels.find(&call); pending != m_cancels.end()) pending->second->fulfill();
 }
 
 // Connecting

@@ -39,6 +39,8 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   void Connect(const std::shared_ptr<CallState>& call);
   void Run(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout, const Body& body);
   void WaitUntilGone(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout);
+  /// Harmless if the call has finished.
+  void Cancel(const CallState& call);
 
   /// Resolves when the mirror has the change of this number; fails when the engine is gone.
   [[nodiscard]] kj::Promise<void> WhenReached(std::uint64_t change);
@@ -67,6 +69,7 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   kj::Timer& m_timer;
   const kj::Executor& m_executor;
   kj::PromiseFulfillerPair<void> m_end = kj::newPromiseAndFulfiller<void>();
+  std::map<const CallState*, kj::Own<kj::PromiseFulfiller<void>>> m_cancels;  ///< of pending calls
   bool m_startTried = false;
   bool m_greetedAgain = false;
   std::multimap<std::uint64_t, kj::Own<kj::PromiseFulfiller<void>>> m_waiting;  ///< by change

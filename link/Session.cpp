@@ -35,7 +35,10 @@ void Session::Close() {
 // How a call becomes an answer
 
 void Session::RequireGate() const {
-  if (!m_gateOpen) throw EngineError(EngineErrorCode::Refused, "the control gate is closed");
+  if (!m_gateOpen)
+    throw EngineError(
+        EngineErrorCode::Refused,
+        "the control gate of this connection is closed, so nothing can be changed; start the program again");
 }
 
 void Session::WriteAnswer(wire::Answer::Builder to, const std::exception_ptr& error) const {

@@ -50,6 +50,11 @@ class Hourglass {
   console::shared::Dialogs& m_dialogs;
 };
 
+/// The text as it is, in lines: it may come from a server, and a tool tip would read it as markup.
+QString PlainToolTip(const std::string& text) {
+  return QStringLiteral("<p>%1</p>").arg(QString::fromStdString(text).toHtmlEscaped());
+}
+
 Box ErrorBox(std::string text, BoxIcon icon = BoxIcon::Critical) {
   return {.title = "Error", .text = std::move(text), .icon = icon};
 }
@@ -178,6 +183,8 @@ void MonitorPage::RefreshData() {
     throw;
   }
   RunNotificationHandlers();
+  for (auto* button : {m_ui->cmdTest, m_ui->cmdTestEmail, m_ui->cmdTestPager})
+    button->setToolTip({});           // the last test's, maybe of another monitor
   m_ui->cmdApply->setEnabled(false);  // comes last: all changes before it have enabled it
 }
 
@@ -202,12 +209,19 @@ void MonitorPage::cmdApply_Click() {
   m_ui->cmdApply->setEnabled(false);
 }
 
-std::int32_t MonitorPage::Run(RunnerCall call) {
-  auto item = m_bas.CurrentMonitor;
-  const auto runner = item->Runner();
-  const auto result = (*runner.*call)(item);
-  m_bas.CurrentMonitor = std::move(item);
-  return result;
+std::int32_t MonitorPage::Run(RunnerCall call, QWidget& button) {
+  button.setToolTip({});
+  try {
+    auto item = m_bas.CurrentMonitor;
+    const auto runner = item->Runner();
+    const auto result = (*runner.*call)(item);
+    m_bas.CurrentMonitor = std::move(item);
+    if (result < 0) button.setToolTip(PlainToolTip(runner->Reason()));
+    return result;
+  } catch (const EngineError& failure) {
+    button.setToolTip(PlainToolTip(failure.what()));
+    throw;
+  }
 }
 
 void MonitorPage::cmdTest_Click() {
@@ -215,7 +229,7 @@ void MonitorPage::cmdTest_Click() {
   cmdApply_Click();
   const Hourglass pointer(m_bas.Dialogs);
   try {
-    if (Run(&MonitorRunner::Monitor) >= 0)
+    if (Run(&MonitorRunner::Monitor, *m_ui->cmdTest) >= 0)
       m_bas.Dialogs.Show({.title = console::shared::ApplicationTitle,
                           .text = "Test Successfully",
                           .icon = BoxIcon::Information});
@@ -228,25 +242,25 @@ void MonitorPage::cmdTest_Click() {
 }
 
 /// A notification that could not even be started has failed.
-bool MonitorPage::Notified() {
+bool MonitorPage::Notified(QWidget& button) {
   try {
-    return Run(&MonitorRunner::Notify) >= 0;
+    return Run(&MonitorRunner::Notify, button) >= 0;
   } catch (const EngineError&) {
     return false;
   }
 }
 
-void MonitorPage::SendTestMessage() {
+void MonitorPage::SendTestMessage(QWidget& button) {
   const Hourglass pointer(m_bas.Dialogs);
-  if (!Notified()) m_bas.Dialogs.Show(ErrorBox("Send Message Failure"));
+  if (!Notified(button)) m_bas.Dialogs.Show(ErrorBox("Send Message Failure"));
 }
 
 void MonitorPage::cmdTestEmail_Click() {
-  SendTestMessage();
+  SendTestMessage(*m_ui->cmdTestEmail);
 }
 
 void MonitorPage::cmdTestPager_Click() {
-  SendTestMessage();
+  SendTestMessage(*m_ui->cmdTestPager);
 }
 
 void MonitorPage::cmdHelp_Click() {

@@ -83,10 +83,11 @@ class MonitorPage : public console::shared::Page {
 
   using RunnerCall =
       std::int32_t (console::engine::MonitorRunner::*)(std::shared_ptr<console::engine::MonitorItem>& item);
-  /// The result of the call; the item that it gives back is `CurrentMonitor` from then on.
-  [[nodiscard]] std::int32_t Run(RunnerCall call);
-  [[nodiscard]] bool Notified();
-  void SendTestMessage();
+  /// The result of the call, which Esc ends; the item that it gives back is `CurrentMonitor` from then on.
+  /// The reason of a failure becomes the tool tip of `button`.
+  [[nodiscard]] std::int32_t Run(RunnerCall call, QWidget& button);
+  [[nodiscard]] bool Notified(QWidget& button);
+  void SendTestMessage(QWidget& button);
 
   const settings::Type& m_type;
   std::optional<console::shared::FieldControls> m_fields;  ///< from Form_Load on

@@ -155,9 +155,10 @@ std::vector<std::string> Wizard::SetUp(const console::shared::TreeNode& node) {
 }
 
 void Wizard::ShowFailures(const std::string& fullName, const std::vector<std::string>& failures) {
-  std::string text = "Can not set of " + fullName + ":\n";
+  std::string text = fullName + " was added, but these of its settings could not be stored:\n";
   for (const auto& failure : failures)
     text += "\n" + failure;
+  text += "\n\nSet them on its page.";
   m_bas.Dialogs.Show({.title = "Error", .text = text, .icon = BoxIcon::Critical});
 }
 

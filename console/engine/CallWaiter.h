@@ -15,6 +15,9 @@ class PendingCall {
   /// Has `callback` run once the call has finished, on another thread; at once if it has finished already. It
   /// must not throw, nor refer to anything that goes when `CallWaiter::Wait` returns.
   virtual void OnFinished(std::function<void()> callback) = 0;
+  /// Gives the call up, if it is one of those that may be: it finishes soon with an error. Whether it may be.
+  /// For the thread that waits.
+  virtual bool Cancel() = 0;
 };
 
 /// How a thread spends the time until its call is answered.

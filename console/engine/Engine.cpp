@@ -6,12 +6,6 @@
 
 namespace norvane::console::engine {
 
-namespace {
-std::int32_t ResultOf(const Outcome& outcome) {
-  return outcome.good ? 0 : -1;
-}
-}  // namespace
-
 // ServiceConfig and ControlGate
 
 void ServiceConfig::SetService(std::string_view name) {
@@ -193,18 +187,20 @@ void MonitorRunner::Init(std::shared_ptr<MonitorItem>& item) {
   Replace(item, m_port.Init(item->m_id));
 }
 
+std::int32_t MonitorRunner::Finish(std::shared_ptr<MonitorItem>& item, Outcome outcome) {
+  Replace(item, outcome.monitor);
+  m_reason = std::move(outcome.reason);
+  return outcome.good ? 0 : -1;
+}
+
 std::int32_t MonitorRunner::Monitor(std::shared_ptr<MonitorItem>& item) {
   AnnounceRun("Monitor", *item);
-  const auto outcome = m_port.Check(item->m_id);
-  Replace(item, outcome.monitor);
-  return ResultOf(outcome);
+  return Finish(item, m_port.Check(item->m_id));
 }
 
 std::int32_t MonitorRunner::Notify(std::shared_ptr<MonitorItem>& item) {
   AnnounceRun("Notify", *item);
-  const auto outcome = m_port.Notify(item->m_id);
-  Replace(item, outcome.monitor);
-  return ResultOf(outcome);
+  return Finish(item, m_port.Notify(item->m_id));
 }
 
 // EngineFactory

@@ -196,10 +196,15 @@ class MonitorRunner : public EngineObject {
   [[nodiscard]] std::int32_t Monitor(std::shared_ptr<MonitorItem>& item);
   /// Sends one notification, as the item's stored attributes say.
   [[nodiscard]] std::int32_t Notify(std::shared_ptr<MonitorItem>& item);
+  /// Why the last call gave its result, for people.
+  [[nodiscard]] const std::string& Reason() const { return m_reason; }
 
  private:
+  [[nodiscard]] std::int32_t Finish(std::shared_ptr<MonitorItem>& item, Outcome outcome);
   void AnnounceRun(std::string_view operation, const MonitorItem& item) const;
   void Replace(std::shared_ptr<MonitorItem>& item, MonitorId by) const;
+
+  std::string m_reason;
 };
 
 /// Makes the objects that the console creates directly. Making one calls nothing; the first call on it

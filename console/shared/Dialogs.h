@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -32,8 +33,8 @@ class Dialogs {
   /// cancelled.
   virtual std::optional<std::string> OpenFile(const std::string& startFolder, const std::string& filter) = 0;
   /// Opens a file, or an address if the text begins with a scheme, with the program that the desktop has for
-  /// it. False means only that there is no such file; whether a program opened it is not known.
-  [[nodiscard]] virtual bool Open(const std::string& pathOrAddress) = 0;
+  /// it. Calls `notOpened`, at once or some time later, if there is no such file, or no such program.
+  virtual void Open(const std::string& pathOrAddress, std::function<void()> notOpened) = 0;
   /// The pointer over all windows: an hourglass, or the normal one again.
   virtual void ShowHourglass(bool shown) = 0;
   /// The box for a user who acts while an engine call is pending.

@@ -1,6 +1,7 @@
 #include "console/shared/MainBas.h"
 
 #include <QScreen>
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -22,10 +23,11 @@ settings::GatewaySettings ReadGateway(const std::string& configFile) {
   return gateway;
 }
 
-void CenterIn(QWidget& form, const QRect& area) {
+/// The title bar of a window that is higher than `screen` stays on it.
+void CenterIn(QWidget& form, const QRect& area, const QScreen& screen) {
   const QSize size = form.frameGeometry().size();
-  form.move(area.left() + (area.width() - size.width()) / 2,
-            area.top() + (area.height() - size.height()) / 2);
+  const int top = area.top() + (area.height() - size.height()) / 2;
+  form.move(area.left() + (area.width() - size.width()) / 2, std::max(top, screen.availableGeometry().top()));
 }
 
 Box ErrorBox(std::string text) {
@@ -63,11 +65,11 @@ void MainBas::FetchRoot(const std::string& machine) {
 }
 
 void MainBas::CenterForm(QWidget& form, const QScreen& screen) {
-  CenterIn(form, screen.geometry());
+  CenterIn(form, screen.geometry(), screen);
 }
 
 void MainBas::CenterForm(QWidget& form, const QWidget& parent) {
-  CenterIn(form, parent.frameGeometry());
+  CenterIn(form, parent.frameGeometry(), *parent.screen());
 }
 
 void MainBas::HidePages(const QWidget& keep) {
@@ -99,9 +101,10 @@ void MainBas::OpenDocument(const std::string& path, bool mustExist) {
     Dialogs.Show(ErrorBox("Help File Doesn't Exist In Installed Folder"));
     return;
   }
-  if (!Dialogs.Open(path))
+  Dialogs.Open(path, [this] {
     Dialogs.Show(ErrorBox(
         "Your computer is not installed htm or html browser, or does not make htm associate to the browser"));
+  });
 }
 
 void MainBas::OpenHelp() {

@@ -99,7 +99,7 @@ class MainBas {
   [[nodiscard]] std::string GetIniValue(const std::string& section, const std::string& key,
                                         const std::string& defaultValue, const std::string& file) const;
   /// Opens a document or address with the desktop's program for it. Shows a box if `mustExist` is set and
-  /// there is no such file, or if the desktop finds none; other failures are ignored.
+  /// there is no such file, or, maybe later, if the desktop finds none, or no program for it.
   void OpenDocument(const std::string& path, bool mustExist);
   /// The document behind the help commands of the main window and the pages.
   void OpenHelp();

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QEventLoop>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QTimer>
 #include <QWindow>
@@ -27,6 +28,10 @@ bool IsTick(const QObject* watched, QEvent::Type type) {
   return timer != nullptr && !timer->isSingleShot();
 }
 
+bool IsEscape(const QEvent& event) {
+  return event.type() == QEvent::KeyPress && static_cast<const QKeyEvent&>(event).key() == Qt::Key_Escape;
+}
+
 bool BelongsTo(const QMessageBox& box, const QObject* object) {
   const auto* widget = qobject_cast<const QWidget*>(object);
   return object == box.windowHandle() || (widget != nullptr && widget->window() == &box);
@@ -44,6 +49,7 @@ void QtCallWaiter::Wait(engine::PendingCall& call) noexcept {
   if (m_loop != nullptr) return AwaitEnd(call);  // made by a screen reader's press, which is no event
   QEventLoop loop;
   m_loop = &loop;
+  m_call = &call;
   qApp->installEventFilter(this);
   call.OnFinished([this] {
     QMetaObject::invokeMethod(
@@ -61,6 +67,7 @@ void QtCallWaiter::Wait(engine::PendingCall& call) noexcept {
 }
 
 bool QtCallWaiter::eventFilter(QObject* watched, QEvent* event) {
+  if (IsEscape(*event) && m_call->Cancel()) return true;
   if (m_box && BelongsTo(*m_box, watched)) return false;
   if (IsTick(watched, event->type())) return true;
   if (!IsInput(event->type())) return false;

@@ -15,8 +15,8 @@ namespace norvane::console::shared {
 class QtDialogs;
 
 /// Waits for the engine on the window system's thread. Windows are painted meanwhile; input and ticks of
-/// periodic timers are dropped, not deferred. A user who acts after `boxDelay` gets a box, once a call; it
-/// closes with the answer. Must outlive the connection to the engine.
+/// periodic timers are dropped, not deferred, but Esc gives up a call that may be. A user who acts after
+/// `boxDelay` gets a box, once a call; it closes with the answer. Must outlive the connection to the engine.
 class QtCallWaiter : public QObject, public engine::CallWaiter {
   Q_OBJECT
 
@@ -35,7 +35,8 @@ class QtCallWaiter : public QObject, public engine::CallWaiter {
 
   const QtDialogs& m_dialogs;
   const std::chrono::milliseconds m_boxDelay;
-  QEventLoop* m_loop = nullptr;  ///< of the call that is being waited for
+  QEventLoop* m_loop = nullptr;           ///< of the call that is being waited for
+  engine::PendingCall* m_call = nullptr;  ///< while there is a loop
   QElapsedTimer m_since;
   std::unique_ptr<QMessageBox> m_box;
 };

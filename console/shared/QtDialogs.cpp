@@ -5,8 +5,11 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QProcess>
 #include <QRegularExpression>
+#include <QStandardPaths>
 #include <QUrl>
+#include <utility>
 
 namespace norvane::console::shared {
 
@@ -55,6 +58,34 @@ QString QtFilter(const std::string& filter) {
   return entries.join(QStringLiteral(";;"));
 }
 
+/// QDesktopServices starts this too, but doesn't look how it ends.
+void OpenUrl(const QUrl& url, std::function<void()> notOpened) {
+  constexpr int toolMissing = 3;
+  constexpr int actionFailed = 4;
+  const auto opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
+  if (opener.isEmpty()) {
+    if (!QDesktopServices::openUrl(url)) notOpened();
+    return;
+  }
+  auto* process = new QProcess(qApp);  // it may last as long as the browser
+  QObject::connect(process, &QProcess::finished, process,
+                   [process, notOpened = std::move(notOpened)](int code, QProcess::ExitStatus status) {
+                     process->deleteLater();
+                     if (status == QProcess::NormalExit && (code == toolMissing || code == actionFailed))
+                       notOpened();
+                   });
+  process->setStandardInputFile(QProcess::nullDevice());
+  process->setStandardOutputFile(QProcess::nullDevice());
+  process->setStandardErrorFile(QProcess::nullDevice());
+  process->start(opener, {url.toString(QUrl::FullyEncoded)});
+}
+
+/// With places to break lines in long names, which would be cut off otherwise.
+QString Breakable(QString text) {
+  static const QRegularExpression longWord(QStringLiteral("(\\S{40})(?=\\S)"));
+  return text.replace(longWord, QStringLiteral("\\1\u200b"));
+}
+
 /// A single letter and a colon is a drive, not a scheme.
 bool HasScheme(const QString& text) {
   static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]+:"));
@@ -66,7 +97,7 @@ std::unique_ptr<QMessageBox> QtDialogs::MakeMessageBox(const Box& box) {
   auto message = std::make_unique<QMessageBox>(Owner());
   message->setTextFormat(Qt::PlainText);
   message->setWindowTitle(QString::fromStdString(box.title));
-  message->setText(QString::fromStdString(box.text));
+  message->setText(Breakable(QString::fromStdString(box.text)));
   message->setIcon(IconOf(box.icon));
   if (box.buttons == BoxButtons::Ok) {
     message->setStandardButtons(QMessageBox::Ok);
@@ -91,15 +122,12 @@ std::optional<std::string> QtDialogs::OpenFile(const std::string& startFolder, c
   return chosen.toStdString();
 }
 
-bool QtDialogs::Open(const std::string& pathOrAddress) {
+void QtDialogs::Open(const std::string& pathOrAddress, std::function<void()> notOpened) {
   const auto text = QString::fromStdString(pathOrAddress);
-  if (HasScheme(text)) {
-    QDesktopServices::openUrl(QUrl(text));
-    return true;
-  }
-  if (!QFileInfo::exists(text)) return false;
-  QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(text).absoluteFilePath()));
-  return true;
+  const bool isAddress = HasScheme(text);
+  if (!isAddress && !QFileInfo::exists(text)) return notOpened();
+  OpenUrl(isAddress ? QUrl(text) : QUrl::fromLocalFile(QFileInfo(text).absoluteFilePath()),
+          std::move(notOpened));
 }
 
 void QtDialogs::ShowHourglass(bool shown) {

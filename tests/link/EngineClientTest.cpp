@@ -228,7 +228,9 @@ TEST_F(FetchTest, APageComesThroughTheEngine) {
   using End = ce::PageReply::End;
   const auto refused = client->Fetch("http://a/", seconds(1))->Reply();
   EXPECT_EQ(refused.end, End::Failed);
-  EXPECT_EQ(refused.reason, "the control gate is closed");
+  EXPECT_EQ(
+      refused.reason,
+      "the control gate of this connection is closed, so nothing can be changed; start the program again");
   ce::OpenGate(*client);
   const ce::PageReply replies[] = {
       {End::Complete, "", std::string("a\0\xff", 3), "text/html; charset=gbk", 404},
@@ -378,6 +380,34 @@ TEST_F(EngineClientTest, TheConsoleSpendsTheTimeOfACallAsItLikes) {
   EXPECT_GE(waiter.steps, 5);
   static_cast<void>(client.Snapshot());
   EXPECT_EQ(waiter.calls, 3) << "reading is none";
+}
+
+TEST_F(EngineClientTest, ACheckCanBeGivenUpAndNothingElse) {
+  Start();
+  m_engine->Do([](engine::Service& service, FakeWorker& checks) {
+    service.Add("WebMonitor Of a");
+    checks.holdChecks = true;
+  });
+  class Impatient : public ce::CallWaiter {
+   public:
+    void Wait(ce::PendingCall& call) noexcept override {
+      cancelled = call.Cancel();
+      while (!call.WaitFor(milliseconds(100))) {
+      }
+    }
+    bool cancelled = false;
+  } waiter;
+  m_options.waiter = &waiter;
+  EngineClient client(m_options);
+  client.OpenGate(m_engine->ControlPass());
+  EXPECT_FALSE(waiter.cancelled);
+  const auto id = client.Find("WebMonitor Of a");
+  std::string text;
+  EXPECT_EQ(CodeOf([&] { return client.Check(id); }, &text), EngineErrorCode::Failed);
+  EXPECT_EQ(text, "cancelled");
+  client.SetAttribute(id, "Monitor_Parameter", "http://a/");
+  EXPECT_FALSE(waiter.cancelled);
+  EXPECT_EQ(client.Get(id)->name, "WebMonitor Of a") << "the link goes on";
 }
 
 TEST_F(EngineClientTest, TheConsoleIsNotHeldWhileItsEngineStarts) {

@@ -98,5 +98,25 @@ TEST_F(PageInputTest, TheWheelTurnsNothingThatHasNoFocus) {
   }
 }
 
+TEST_F(PageInputTest, AFailedTestLeavesItsReasonOnItsButton) {
+  NewPage(settings::Type::Web);
+  Load();
+  bas.Store = bas.FetchComponent<console::engine::ServiceStore>("here");
+  const auto& button = Control<QPushButton>("cmdTest");
+  const auto test = [&](std::int32_t result) {
+    engine.monitorAnswer.result = result;
+    dialogs.Announce();
+    page->cmdTest_Click();
+    (void)dialogs.TakeBoxes();
+    return button.toolTip().toStdString();
+  };
+  EXPECT_EQ(test(-1), "<p>failed</p>");
+  EXPECT_EQ(test(0), "");
+  engine.FailOnce("Monitor", {console::engine::EngineErrorCode::TimedOut, "<b>no answer"}, 1);
+  EXPECT_EQ(test(0), "<p>&lt;b&gt;no answer</p>");
+  Load();
+  EXPECT_EQ(button.toolTip(), QString()) << "of another monitor";
+}
+
 }  // namespace
 }  // namespace norvane::tests

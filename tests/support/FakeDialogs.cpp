@@ -52,10 +52,10 @@ std::optional<std::string> FakeDialogs::OpenFile(const std::string& startFolder,
   return chosen;
 }
 
-bool FakeDialogs::Open(const std::string& pathOrAddress) {
+void FakeDialogs::Open(const std::string& pathOrAddress, std::function<void()> notOpened) {
   opened.push_back(pathOrAddress);
   Notify("opens the document \"" + pathOrAddress + '"');
-  return openFindsFile;
+  if (!openFindsFile) notOpened();
 }
 
 void FakeDialogs::SetPendingCallText(const std::string& text, const std::string& title) {

@@ -45,7 +45,7 @@ class FakeDialogs : public console::shared::Dialogs {
 
   console::shared::BoxChoice Show(const console::shared::Box& box) override;
   std::optional<std::string> OpenFile(const std::string& startFolder, const std::string& filter) override;
-  bool Open(const std::string& pathOrAddress) override;
+  void Open(const std::string& pathOrAddress, std::function<void()> notOpened) override;
   void ShowHourglass(bool shown) override;
   void SetPendingCallText(const std::string& text, const std::string& title) override;
 

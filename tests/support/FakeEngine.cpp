@@ -142,7 +142,10 @@ std::unique_ptr<ce::StatusQuery> FakePort::QueryStatus() {
 
 void FakePort::RequireGate() {
   static_cast<void>(Info());
-  if (!m_gateOpen) throw EngineError(EngineErrorCode::Refused, "the control gate is closed");
+  if (!m_gateOpen)
+    throw EngineError(
+        EngineErrorCode::Refused,
+        "the control gate of this connection is closed, so nothing can be changed; start the program again");
 }
 
 void FakePort::OpenGate(std::string_view controlPass) {

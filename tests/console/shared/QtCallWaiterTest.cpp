@@ -48,6 +48,11 @@ class ScriptedCall : public console::engine::PendingCall {
     ASSERT_FALSE(m_finished);
     m_callback = std::move(callback);
   }
+  bool Cancel() override {
+    if (mayCancel) Finish();
+    return mayCancel;
+  }
+  bool mayCancel = false;
 
  private:
   std::mutex m_mutex;
@@ -124,6 +129,30 @@ TEST_F(QtCallWaiterTest, AUserWhoActsGetsOneBoxPerCall) {
   });
   waiter.Wait(call);
   EXPECT_EQ(clicks, 0);
+}
+
+TEST_F(QtCallWaiterTest, EscGivesUpACallThatMayBe) {
+  QtCallWaiter waiter(dialogs, 1ms);
+  for (const bool hasBox : {false, true}) {
+    SCOPED_TRACE(hasBox);
+    ScriptedCall fixed;
+    QTimer::singleShot(50, [&] {
+      QTest::keyClick(&button, Qt::Key_Escape);
+      EXPECT_FALSE(fixed.WaitFor(0ms));
+      fixed.Finish();
+    });
+    waiter.Wait(fixed);
+    ScriptedCall run;
+    run.mayCancel = true;
+    QTimer::singleShot(50, [&] {
+      if (hasBox) QTest::mouseClick(&button, Qt::LeftButton);
+      QWidget* target = &button;
+      if (hasBox) target = Boxes().front();
+      QTest::keyClick(target, Qt::Key_Escape);
+    });
+    waiter.Wait(run);
+    EXPECT_TRUE(Boxes().empty());
+  }
 }
 
 TEST_F(QtCallWaiterTest, BoxGoesWithTheAnswer) {

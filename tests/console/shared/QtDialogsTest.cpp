@@ -4,13 +4,18 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QLabel>
 #include <QMessageBox>
+#include <QProcess>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 #include <QTimer>
+#include <filesystem>
 #include <functional>
 
 #include "loopback/TempFolder.h"
+#include "tests/support/Files.h"
 
 namespace norvane::tests {
 namespace {
@@ -78,11 +83,39 @@ TEST(QtDialogs, FileDialogHasStartFolderAndFilter) {
             std::nullopt);
 }
 
-TEST(QtDialogs, OnlyAMissingFileIsNotFound) {
+TEST(QtDialogs, SaysThatNoProgramOpensAFile) {
   const loopback::TempFolder folder;
-  EXPECT_FALSE(QtDialogs().Open(folder / "help.htm"));
-  EXPECT_FALSE(QtDialogs().Open(""));
-  EXPECT_FALSE(QtDialogs().Open("c:\\help.htm"));
+  const auto opener = WriteFile(folder / "xdg-open", "#!/bin/sh\nexit ${1##*/}\n");
+  std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
+  const auto path = qgetenv("PATH");
+  qputenv("PATH", QByteArray::fromStdString(folder.Path()) + ':' + path);
+  const struct {
+    std::string file;
+    bool isOpened;
+  } rows[] = {
+      {folder / "help.htm", false}, {"", false},           {"c:\\help.htm", false},
+      {"http://a/0", true},         {"http://a/3", false}, {"http://a/4", false},
+  };
+  for (const auto& [file, isOpened] : rows) {
+    SCOPED_TRACE(file);
+    bool failed = false;
+    QtDialogs().Open(file, [&failed] { failed = true; });
+    const auto running = [] { return !qApp->findChildren<QProcess*>().isEmpty(); };
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !running(); }));
+    EXPECT_EQ(failed, !isOpened);
+  }
+  qputenv("PATH", path);
+}
+
+TEST(QtDialogs, ALongNameIsNotCut) {
+  const Box longBox{.title = "Error", .text = "Can not delete " + std::string(1024, 'x')};
+  Meet<QMessageBox>([](QMessageBox& box) {
+    auto& label = *box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    EXPECT_GE(label.width(), label.minimumSizeHint().width());
+    EXPECT_LE(box.width(), box.screen()->availableGeometry().width());
+    box.accept();
+  });
+  EXPECT_EQ(QtDialogs().Show(longBox), BoxChoice::Ok);
 }
 
 }  // namespace
