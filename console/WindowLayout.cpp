@@ -1,6 +1,9 @@
 #include "console/WindowLayout.h"
 
 #include <QMainWindow>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 
 #include "console/ConsoleLayout.h"
 #include "console/shared/Twips.h"
@@ -29,6 +32,22 @@ void FitLargeFont(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& pa
   const auto needed = page.size() + gaps + QSize(0, ui.Img->height());
   window.setFixedSize(window.size() + (needed - ui.Fram->size()).expandedTo({0, 0}));
 }
+/// What is higher than the screen scrolls, so that title and buttons can be reached.
+void FitScreen(QMainWindow& window) {
+  constexpr int frame = 40;  // of the window manager, not known before the window shows
+  const int highest = window.screen()->availableGeometry().height() - frame;
+  if (window.height() <= highest) return;
+  auto* content = window.takeCentralWidget();
+  content->setMinimumSize(window.width(), window.height() - content->y());
+  auto* area = new QScrollArea;
+  area->setFrameShape(QFrame::NoFrame);
+  area->setFocusPolicy(Qt::NoFocus);
+  area->setWidgetResizable(true);
+  area->setWidget(content);
+  area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  window.setCentralWidget(area);
+  window.setFixedSize(window.width() + area->verticalScrollBar()->sizeHint().width(), highest);
+}
 }  // namespace
 
 void LayOutWindow(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& page) {
@@ -52,6 +71,7 @@ void LayOutWindow(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& pa
   Place(*ui.Img, layout.img);
   window.setFixedSize(ToPixels(layout.window.width), ToPixels(layout.window.height));
   ui.ToolBar->resize(window.width(), ui.ToolBar->height());
+  FitScreen(window);
 }
 
 }  // namespace norvane::console

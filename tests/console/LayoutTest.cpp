@@ -62,7 +62,7 @@ TEST(CenterForm, PutsAWindowInTheMiddleOfAnother) {
   QWidget parent;
   parent.setGeometry(100, 50, 400, 300);
   const std::pair<QSize, QPoint> rows[] = {
-      {{200, 100}, {200, 150}}, {{400, 300}, {100, 50}}, {{600, 400}, {0, 0}}};
+      {{200, 100}, {200, 150}}, {{400, 300}, {100, 50}}, {{600, 400}, {0, 0}}, {{200, 2000}, {200, 0}}};
   for (const auto& [size, place] : rows) {
     QWidget window;
     window.resize(size);
