@@ -8,8 +8,8 @@ namespace norvane::formats {
 /// How a monitor notifies: the text of its attribute in parts, which are not checked. Both sides read it here
 /// and differ in two points:
 /// - The engine makes an internet call to any address of http or https that has two "%s". A form shows only
-///   those that begin with its own gateway's address, and finds the pager type in them; any other it shows as
-///   no notification.
+///   those that begin with an address of its gateway, and finds the pager type in them; any other it shows as
+///   no notification, and keeps.
 /// - A form reads the text in capitals (Unicode's), which so is what it shows and stores of a mail server.
 struct NotifyMode {
   enum class Form {

@@ -172,12 +172,12 @@ bool MonitorPage::Validate() {
 }
 
 void MonitorPage::SaveData() {
-  settings::SaveData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway);
+  settings::SaveData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway, m_keptMode);
 }
 
 void MonitorPage::RefreshData() {
   try {
-    settings::RefreshData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway);
+    KeepMode(settings::RefreshData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway));
   } catch (const EngineError&) {
     hide();
     throw;
@@ -186,6 +186,17 @@ void MonitorPage::RefreshData() {
   for (auto* button : {m_ui->cmdTest, m_ui->cmdTestEmail, m_ui->cmdTestPager})
     button->setToolTip({});           // the last test's, maybe of another monitor
   m_ui->cmdApply->setEnabled(false);  // comes last: all changes before it have enabled it
+}
+
+void MonitorPage::KeepMode(const std::string& mode) {
+  m_keptMode = mode;
+  const auto tip = QStringLiteral(
+      "<p>The notification of this monitor is none that this page has fields for:</p><p>%1</p><p>Apply keeps "
+      "it, with its number and message, unless a box is checked here. To have none, check a box and clear it "
+      "again.</p>");
+  m_ui->SSTab1->setTabToolTip(
+      m_ui->SSTab1->indexOf(m_ui->Notification),
+      mode.empty() ? QString() : tip.arg(QString::fromStdString(mode).toHtmlEscaped()));
 }
 
 void MonitorPage::RunNotificationHandlers() {
@@ -282,6 +293,7 @@ void MonitorPage::chkByEmail_Click() {
   const bool checked = m_ui->chkByEmail->isChecked();
   m_ui->Frame1->setEnabled(checked);
   if (checked) m_ui->chkByPager->setChecked(false);
+  if (checked) KeepMode({});
   EnableApply();
 }
 
@@ -289,6 +301,7 @@ void MonitorPage::chkByPager_Click() {
   const bool checked = m_ui->chkByPager->isChecked();
   m_ui->Frame2->setEnabled(checked);
   if (checked) m_ui->chkByEmail->setChecked(false);
+  if (checked) KeepMode({});
   EnableApply();
 }
 

@@ -80,6 +80,8 @@ class MonitorPage : public console::shared::Page {
   void WireSpinners();
   void FilterInput();
   void FitLargeFont();
+  /// `mode` is what `settings::RefreshData` gave.
+  void KeepMode(const std::string& mode);
 
   using RunnerCall =
       std::int32_t (console::engine::MonitorRunner::*)(std::shared_ptr<console::engine::MonitorItem>& item);
@@ -91,6 +93,7 @@ class MonitorPage : public console::shared::Page {
 
   const settings::Type& m_type;
   std::optional<console::shared::FieldControls> m_fields;  ///< from Form_Load on
+  std::string m_keptMode;  ///< a notification that the fields cannot show, until the user chooses one
   std::string m_chosenFile;  ///< the last one that the file dialog gave; it keeps it when it is cancelled
 };
 

@@ -101,6 +101,7 @@ constexpr Setting Settings[] = {
     {"text", "charset", &ApplyCharset, "a character set", platform::LegacyCharset::DefaultName.data()},
     {"gateway", "url"},
     {"gateway", "sender"},
+    {"gateway", "earlier"},
     {"notify", "admin", &ApplyAdmin<&engine::AdminAddress::mode>},
     {"notify", "to", &ApplyAdmin<&engine::AdminAddress::to>},
     {"notify", "give_up", &ApplyGiveUp, "a time from 1m", "1d"},

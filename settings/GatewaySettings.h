@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace norvane::settings {
 
@@ -13,10 +14,12 @@ struct GatewaySettings {
   std::string PagerGatewayUrl;
   /// The mail address that every e-mail notification carries behind its server.
   std::string NotifyCopyAddress;
+  /// Addresses that `PagerGatewayUrl` had before: stored modes may have them.
+  std::vector<std::string> EarlierUrls = {};
 };
 
-/// From the entries "url" and "sender" in section "gateway" of `configFile`; what is missing there has the
-/// value set when the program was built.
+/// From the entries "url", "sender" and "earlier" in section "gateway" of `configFile`; of the first two what
+/// is missing there has the value set when the program was built. Blanks separate earlier addresses.
 [[nodiscard]] GatewaySettings ReadGatewaySettings(const std::string& configFile);
 
 /// Why stored notification modes would be ambiguous with these settings, as a sentence for the user; nothing

@@ -43,6 +43,12 @@ int EntryIn(const std::string& mode, int count) {
   return entry >= 0 && entry < count ? static_cast<int>(entry) : -1;
 }
 
+/// `text` is in capitals.
+bool IsCallThrough(const GatewaySettings& gateway, std::string_view text) {
+  const auto begins = [text](const std::string& url) { return text.starts_with(Upper(url)); };
+  return begins(gateway.PagerGatewayUrl) || std::ranges::any_of(gateway.EarlierUrls, begins);
+}
+
 void ReadInternetCall(Fields& form, const std::string& mode) {
   form.SetChecked(chkByPager, true);
   form.SetChecked(chkInetCall, true);
@@ -58,13 +64,14 @@ void ReadEmail(Fields& form, console::engine::MonitorItem& monitor, const std::s
 
 }  // namespace
 
-void WriteNotification(const Fields& form, const GatewaySettings& gateway, const AttributeSink& write) {
+void WriteNotification(const Fields& form, const GatewaySettings& gateway, std::string_view keptMode,
+                       const AttributeSink& write) {
   if (form.Checked(chkByPager))
     WritePagerNotification(form, gateway, write);
   else if (form.Checked(chkByEmail))
     WriteEmailNotification(form, gateway, write);
   else
-    write(keys::NotifyMode, "");
+    write(keys::NotifyMode, keptMode);
 }
 
 void WritePagerNotification(const Fields& form, const GatewaySettings& gateway, const AttributeSink& write) {
@@ -73,12 +80,15 @@ void WritePagerNotification(const Fields& form, const GatewaySettings& gateway, 
   write(keys::NotifyMsg, form.Text(txtPagerMsg));
 }
 
-void ReadNotification(Fields& form, console::engine::MonitorItem& monitor, const GatewaySettings& gateway) {
+std::string ReadNotification(Fields& form, console::engine::MonitorItem& monitor,
+                             const GatewaySettings& gateway) {
   using Form = formats::NotifyMode::Form;
-  const auto text = Upper(monitor.GetAttr(keys::NotifyMode));
-  if (text.starts_with(Upper(gateway.PagerGatewayUrl))) return ReadInternetCall(form, text);
+  auto stored = monitor.GetAttr(keys::NotifyMode);
+  const auto text = Upper(stored);
   const auto mode = formats::NotifyMode::Parse(text);
-  if (mode.form == Form::Mail) {
+  if (IsCallThrough(gateway, text)) {
+    ReadInternetCall(form, text);
+  } else if (mode.form == Form::Mail) {
     ReadEmail(form, monitor, mode.server);
   } else if (mode.form == Form::Phone) {
     form.SetChecked(chkInetCall, false);
@@ -86,7 +96,9 @@ void ReadNotification(Fields& form, console::engine::MonitorItem& monitor, const
   } else {
     form.SetChecked(chkByPager, false);
     form.SetChecked(chkByEmail, false);
+    return stored;
   }
+  return {};
 }
 
 void ReadPagerFields(Fields& form, console::engine::MonitorItem& monitor) {

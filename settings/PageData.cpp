@@ -45,7 +45,8 @@ void ReadFlag(Fields& form, MonitorItem& monitor) {
 
 }  // namespace
 
-void SaveData(const Type& type, Fields& form, MonitorItem& monitor, const GatewaySettings& gateway) {
+void SaveData(const Type& type, Fields& form, MonitorItem& monitor, const GatewaySettings& gateway,
+              std::string_view keptMode) {
   const AttributeSink write = [&monitor](auto key, auto value) { monitor.SetAttr(key, value); };
   if (type.successFlag) {
     Write(Point, form, write);
@@ -57,7 +58,7 @@ void SaveData(const Type& type, Fields& form, MonitorItem& monitor, const Gatewa
   }
   Write(type.own, form, write);
   Write(Times, form, write);
-  WriteNotification(form, gateway, write);
+  WriteNotification(form, gateway, keptMode, write);
   if (type.defaultCommand && form.Checked(chkDefaultCmd))
     write(keys::Command, DefaultCommand);
   else
@@ -65,17 +66,19 @@ void SaveData(const Type& type, Fields& form, MonitorItem& monitor, const Gatewa
   Write(Rest, form, write);
 }
 
-void RefreshData(const Type& type, Fields& form, MonitorItem& monitor, const GatewaySettings& gateway) {
+std::string RefreshData(const Type& type, Fields& form, MonitorItem& monitor,
+                        const GatewaySettings& gateway) {
   Read(Point, form, monitor);
   if (type.successFlag) ReadFlag(form, monitor);
   Read(type.own, form, monitor);
   Read(Times, form, monitor);
-  ReadNotification(form, monitor, gateway);
+  auto keptMode = ReadNotification(form, monitor, gateway);
   ReadPagerFields(form, monitor);
   Read(Command, form, monitor);
   if (type.defaultCommand)
     form.SetChecked(chkDefaultCmd, platform::EqualsIgnoringCase(form.Text(txtLaunchCmd), DefaultCommand));
   Read(Rest, form, monitor);
+  return keptMode;
 }
 
 void WriteNewMonitor(const Type& type, const Fields& form, const GatewaySettings& gateway,

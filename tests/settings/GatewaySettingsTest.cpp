@@ -13,12 +13,15 @@ using tests::Rows;
 
 TEST(SettingsGateway, IsReadFromTheConfigurationFile) {
   const loopback::TempFolder folder;
-  const auto file = tests::WriteFile(folder / "config.ini",
-                                     "[gateway]\nurl=https://gw.example.org/scripts/sms.dll?[Call]\n"
-                                     "sender=ops@example.org\n");
+  const auto file =
+      tests::WriteFile(folder / "config.ini",
+                       "[gateway]\nurl=https://gw.example.org/scripts/sms.dll?[Call]\n"
+                       "sender=ops@example.org\nearlier=http://a.example.org/?  http://b.example.org/?\n");
   const auto settings = ReadGatewaySettings(file);
   EXPECT_EQ(settings.PagerGatewayUrl, "https://gw.example.org/scripts/sms.dll?[Call]");
   EXPECT_EQ(settings.NotifyCopyAddress, "ops@example.org");
+  EXPECT_EQ(settings.EarlierUrls,
+            (std::vector<std::string>{"http://a.example.org/?", "http://b.example.org/?"}));
   EXPECT_EQ(FaultOf(settings), std::nullopt);
 }
 
@@ -41,6 +44,8 @@ TEST(SettingsGateway, RefusesAddressesThatMakeModesAmbiguous) {
     const auto fault = FaultOf({url, "ops@example.org"}).value_or("none");
     EXPECT_NE(fault.find(reason), std::string::npos) << fault;
     EXPECT_NE(fault.find('"' + url + '"'), std::string::npos) << fault;
+    const GatewaySettings good{"http://gw.example.org/?", "ops@example.org", {"http://a.example.org/?", url}};
+    EXPECT_NE(FaultOf(good).value_or("none").find(reason), std::string::npos) << url;
   }
 }
 

@@ -14,7 +14,8 @@ using enum ChoiceField;
 using Record = std::vector<std::string>;
 using tests::Rows;
 
-const GatewaySettings Gateway{"http://gw.example.org/scripts/sms.dll?[Call]", "ops@example.org"};
+const GatewaySettings Gateway{
+    "http://gw.example.org/scripts/sms.dll?[Call]", "ops@example.org", {"http://old.example.org/?[Call]"}};
 constexpr const char* InternetCall = "http://gw.example.org/scripts/sms.dll?[Call]cmd=11&mode=";
 
 tests::FakeForm FilledForm() {
@@ -48,7 +49,7 @@ TEST(SettingsNotification, WritesWhatTheChecksSay) {
     form.checked = {{chkByEmail, byEmail}, {chkByPager, byPager}, {chkInetCall, inetCall}};
     form.selected[cmbPagerType] = pagerType;
     Record written;
-    WriteNotification(form, Gateway, [&](auto key, auto value) {
+    WriteNotification(form, Gateway, "", [&](auto key, auto value) {
       written.push_back(std::string(key) + '=' + std::string(value));
     });
     EXPECT_EQ(written, expected) << name;
@@ -75,6 +76,7 @@ TEST(SettingsNotification, ReadsTheModeInAnyLetterCase) {
       {url + "0&msg=%s&num=%s", call(0)},
       {"HTTP://GW.EXAMPLE.ORG/SCRIPTS/SMS.DLL?[CALL]CMD=11&MODE=1&MSG=%S&NUM=%S", call(1)},
       {url + "1", call(1)},
+      {"http://Old.example.org/?[Call]cmd=11&mode=2&msg=%s&num=%s", call(2)},
       {url + "3&msg=%s&num=%s", call(-1)},
       {url + "65537&msg=%s&num=%s", call(-1)},
       {url + "-1&msg=%s&num=%s", call(-1)},
@@ -95,6 +97,7 @@ TEST(SettingsNotification, ReadsTheModeInAnyLetterCase) {
       {"TEL:/", none},
       {" TEL://", none},
       {"http://other.example.org/?[Call]cmd=11&mode=2", none},
+      {"https://sms.example.org/Send?text=%s&to=%s", none},
   };
   for (const auto& [mode, set] : rows) {
     SCOPED_TRACE(mode);
@@ -103,7 +106,8 @@ TEST(SettingsNotification, ReadsTheModeInAnyLetterCase) {
                                  {{"Monitor_Notify Mode", mode},
                                   {"Monitor_Notify Pager", "Me@example.org"},
                                   {"Monitor_Notify Msg", "Server down"}});
-    ReadNotification(form, monitor.Item(), Gateway);
+    const auto kept = ReadNotification(form, monitor.Item(), Gateway);
+    EXPECT_EQ(kept, set == none ? mode : "");
     Record expected = {"GetAttr(\"Monitor_Notify Mode\")"};
     expected.insert(expected.end(), set.begin(), set.end());
     EXPECT_EQ(form.record, expected);
@@ -115,9 +119,9 @@ TEST(SettingsNotification, AShorterListKeepsTheStoredCall) {
   tests::FakeForm form;
   form.pagerTypes = 2;
   tests::EngineMonitor monitor(form, "WebMonitor Of shop", {{"Monitor_Notify Mode", stored}});
-  ReadNotification(form, monitor.Item(), Gateway);
+  EXPECT_EQ(ReadNotification(form, monitor.Item(), Gateway), "");
   form.SetText(txtPagerNumber, "7654321");
-  WriteNotification(form, Gateway, [&](auto key, auto value) { monitor.Item().SetAttr(key, value); });
+  WriteNotification(form, Gateway, "", [&](auto key, auto value) { monitor.Item().SetAttr(key, value); });
   EXPECT_EQ(monitor.Stored().at("Monitor_Notify Mode"), stored);
   EXPECT_EQ(monitor.Stored().at("Monitor_Notify Pager"), "7654321");
 }
