@@ -1,5 +1,6 @@
 #include "pages/MonitorPage.h"
 
+#include <QApplication>
 #include <QKeyEvent>
 #include <QTabBar>
 #include <algorithm>
@@ -72,7 +73,9 @@ MonitorPage::MonitorPage(console::shared::MainBas& bas, const settings::Type& ty
   m_ui->SSTab1->setFocusPolicy(Qt::NoFocus);
 }
 
-MonitorPage::~MonitorPage() = default;
+MonitorPage::~MonitorPage() {
+  disconnect(qApp, nullptr, this, nullptr);  // the focus leaves the controls as they go
+}
 
 void MonitorPage::Form_Load(std::span<const char* const> tabOrder) {
   m_fields.emplace(*this);
@@ -122,6 +125,9 @@ void MonitorPage::WireControls() {
   ConnectHandler(m_bas, m_ui->cmdRestore, &QPushButton::clicked, this, &MonitorPage::cmdRestore_Click);
   ConnectHandler(m_bas, m_ui->cmdApply, &QPushButton::clicked, this, &MonitorPage::cmdApply_Click);
   ConnectHandler(m_bas, m_ui->cmdHelp, &QPushButton::clicked, this, &MonitorPage::cmdHelp_Click);
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget* old, const QWidget* now) {
+    if (now == m_ui->cmdApply && isAncestorOf(old)) m_beforeApply = old;  // not when a box gives it back
+  });
   connect(m_ui->cmdBrowse_0, &QPushButton::clicked, this, [this] { cmdBrowse_Click(0); });
   connect(m_ui->cmdBrowse_1, &QPushButton::clicked, this, [this] { cmdBrowse_Click(1); });
 }
@@ -184,8 +190,9 @@ void MonitorPage::RefreshData() {
   }
   RunNotificationHandlers();
   for (auto* button : {m_ui->cmdTest, m_ui->cmdTestEmail, m_ui->cmdTestPager})
-    button->setToolTip({});           // the last test's, maybe of another monitor
-  m_ui->cmdApply->setEnabled(false);  // comes last: all changes before it have enabled it
+    button->setToolTip({});  // the last test's, maybe of another monitor
+  ShowWhatIsSaved();
+  DisableApply();  // comes last: all changes before it have enabled it
 }
 
 void MonitorPage::KeepMode(const std::string& mode) {
@@ -197,6 +204,29 @@ void MonitorPage::KeepMode(const std::string& mode) {
   m_ui->SSTab1->setTabToolTip(
       m_ui->SSTab1->indexOf(m_ui->Notification),
       mode.empty() ? QString() : tip.arg(QString::fromStdString(mode).toHtmlEscaped()));
+}
+
+void MonitorPage::ShowWhatIsSaved() {
+  const auto tip =
+      m_bas.NotSaved.empty()
+          ? QString()
+          : QStringLiteral(
+                "<p>Restore shows what the engine works with. Its data file is older, since the last "
+                "Apply failed: %1</p>")
+                .arg(QString::fromStdString(m_bas.NotSaved).toHtmlEscaped());
+  m_ui->cmdApply->setToolTip(tip);
+  m_ui->cmdRestore->setToolTip(tip);
+}
+
+void MonitorPage::DisableApply() {
+  if (m_ui->cmdApply->hasFocus()) {
+    const auto canHaveFocus = [this](const QWidget* control) {
+      return control != nullptr && isAncestorOf(control) && control->isVisible() && control->isEnabled();
+    };
+    QWidget* const candidates[] = {m_beforeApply, m_ui->cmdTest, m_ui->cmdRestore, m_ui->cmdHelp};
+    (*std::ranges::find_if(candidates, canHaveFocus))->setFocus();
+  }
+  m_ui->cmdApply->setEnabled(false);
 }
 
 void MonitorPage::RunNotificationHandlers() {
@@ -212,12 +242,20 @@ void MonitorPage::cmdRestore_Click() {
 
 void MonitorPage::cmdApply_Click() {
   if (!Validate()) return;
-  SaveData();
-  if (!m_bas.Store)
-    throw EngineError(console::engine::EngineErrorCode::Gone,
-                      "Norvane could not connect to the monitor engine at its start, so nothing is saved");
-  m_bas.Store->Save(m_bas.DataFile());
-  m_ui->cmdApply->setEnabled(false);
+  try {
+    SaveData();
+    if (!m_bas.Store)
+      throw EngineError(console::engine::EngineErrorCode::Gone,
+                        "Norvane could not connect to the monitor engine at its start, so nothing is saved");
+    m_bas.Store->Save(m_bas.DataFile());
+  } catch (const EngineError& failure) {
+    m_bas.NotSaved = failure.what();
+    ShowWhatIsSaved();
+    throw;
+  }
+  m_bas.NotSaved.clear();
+  ShowWhatIsSaved();
+  DisableApply();
 }
 
 std::int32_t MonitorPage::Run(RunnerCall call, QWidget& button) {

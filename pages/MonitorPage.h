@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPointer>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -82,6 +83,10 @@ class MonitorPage : public console::shared::Page {
   void FitLargeFont();
   /// `mode` is what `settings::RefreshData` gave.
   void KeepMode(const std::string& mode);
+  /// The tool tips of the buttons say so after an Apply that failed.
+  void ShowWhatIsSaved();
+  /// The focus goes back where it came from, or to another button.
+  void DisableApply();
 
   using RunnerCall =
       std::int32_t (console::engine::MonitorRunner::*)(std::shared_ptr<console::engine::MonitorItem>& item);
@@ -94,6 +99,7 @@ class MonitorPage : public console::shared::Page {
   const settings::Type& m_type;
   std::optional<console::shared::FieldControls> m_fields;  ///< from Form_Load on
   std::string m_keptMode;  ///< a notification that the fields cannot show, until the user chooses one
+  QPointer<QWidget> m_beforeApply;  ///< had the focus before `cmdApply`
   std::string m_chosenFile;  ///< the last one that the file dialog gave; it keeps it when it is cancelled
 };
 

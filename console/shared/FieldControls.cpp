@@ -101,7 +101,11 @@ int FieldControls::Selected(ChoiceField field) const {
 }
 
 void FieldControls::Select(ChoiceField field, int entry) {
-  if (field == ChoiceField::cmbPagerType) return m_cmbPagerType->setCurrentIndex(entry);
+  if (field == ChoiceField::cmbPagerType) {
+    // The toolkit reports a change when an empty selection is cleared.
+    if (entry != m_cmbPagerType->currentIndex()) m_cmbPagerType->setCurrentIndex(entry);
+    return;
+  }
   for (auto* button : m_optFlag)
     button->setAutoExclusive(false);  // or the last selected option could not be cleared
   for (std::size_t option = 0; option < m_optFlag.size(); ++option)

@@ -52,6 +52,8 @@ class MainBas {
   std::shared_ptr<engine::MonitorItem> CurrentMonitor;
   /// Through which the data file is saved. Empty if connecting failed.
   std::shared_ptr<engine::ServiceStore> Store;
+  /// Why the last Apply did not reach the data file; empty if it did.
+  std::string NotSaved;
   /// The loaded pages: 0 web, 1 POP3, 2 SMTP, as in console/FormTable.cpp.
   std::array<QPointer<Page>, 6> PageForms;
   /// The rows of the gateway's list of pager types, by their numbers; empty until it has been asked. See
