@@ -33,9 +33,9 @@ void ClickTree::keyPressEvent(QKeyEvent* event) {
   const QPersistentModelIndex before = currentIndex();
   QTreeView::keyPressEvent(event);
   const auto reached = currentIndex();
-  if (!reached.isValid() || reached == before) return;
-  setCurrentIndex(reached);  // with Ctrl the view moves its cursor only
-  emit NodeClick(reached);
+  if (!reached.isValid()) return;
+  setCurrentIndex(reached);  // with Ctrl the view moves its cursor only, and Space takes the selection away
+  if (reached != before) emit NodeClick(reached);
 }
 
 }  // namespace norvane::console

@@ -11,6 +11,7 @@
 #include "console/TreeModel.h"
 #include "console/shared/MonitorTree.h"
 #include "console/shared/Page.h"
+#include "console/shared/StrayClicks.h"
 
 class QAction;
 
@@ -99,6 +100,7 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   TreeModel m_tree;
   StatusModel m_list;
   HealthTips m_healthTips;
+  shared::StrayClicks m_strayClicks;
   QTimer Timer1;
   bool LaidOut = false;
   bool InPoll = false;
