@@ -4,13 +4,16 @@
 #include <QHeaderView>
 #include <QScopedValueRollback>
 #include <QScreen>
+#include <cstdio>
 
 #include "console/FormTable.h"
 #include "console/StatusPoll.h"
 #include "console/WindowLayout.h"
+#include "console/engine/EngineError.h"
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/ConnectHandler.h"
 #include "console/shared/MainBas.h"
+#include "console/shared/MonitorChange.h"
 #include "console/shared/WindowTitle.h"
 #include "platform/Paths.h"
 #include "platform/Registry.h"
@@ -130,8 +133,12 @@ void FrmStart::ConnectService(const std::string& machine) {
     FillTree();
     TvCtrl_NodeClick(*m_tree.Root());
     SelectNode(*m_tree.Root());
-  } catch (const std::exception&) {
+  } catch (const std::exception& failure) {
+    m_connectFailure = failure.what();
     setWindowTitle(QStringLiteral("Norvane - can not connect to the monitor engine"));
+    m_ui->LstV->SetEmptyText(QStringLiteral("Can not connect to the monitor engine: ") +
+                             QString::fromStdString(m_connectFailure));
+    std::fprintf(stderr, "norvane: cannot connect to the monitor engine: %s\n", failure.what());
   }
 }
 
@@ -205,12 +212,24 @@ const FrmStart::Node* FrmStart::SelectedNode() const {
   return m_tree.NodeAt(m_ui->TvCtrl->currentIndex());
 }
 
+const FrmStart::Node* FrmStart::SelectedMonitor() const {
+  const Node* selected = SelectedNode();
+  return selected == m_tree.Root() ? nullptr : selected;
+}
+
 std::vector<std::string> FrmStart::MonitorTexts() const {
   std::vector<std::string> texts;
   texts.reserve(m_tree.Children().size());
   for (const auto& node : m_tree.Children())
     texts.push_back(node->name);
   return texts;
+}
+
+void FrmStart::RequireRoot() const {
+  if (m_tree.Root() == nullptr)
+    throw engine::EngineError(
+        engine::EngineErrorCode::Gone,
+        "Norvane could not connect to the monitor engine at its start: " + m_connectFailure);
 }
 
 const shared::TreeNode& FrmStart::AddMonitorNode(Node node) {
@@ -259,11 +278,15 @@ void FrmStart::ShowMonitor(const Node& node) {
   m_ui->ToolBar_delete->setEnabled(true);
   m_ui->ToolBar_property->setEnabled(true);
   if (!Resolve(node)) return;
-  m_bas.CurrentMonitor = m_bas.CurrentRef->GetMonitor();
-  if (m_bas.CurrentMonitor->Kind() == engine::KindWithoutPage) return;
-  const auto type = m_bas.CurrentMonitor->TypeName();
-  for (std::size_t slot = 0; slot < FormTable().size(); ++slot)
-    if (FormTable()[slot].name == type) ShowPage(LoadedPage(slot));
+  auto monitor = m_bas.CurrentRef->GetMonitor();
+  const bool mayHavePage = monitor->Kind() != engine::KindWithoutPage;
+  Page* page = mayHavePage ? PageOf(monitor->TypeName()) : nullptr;
+  m_bas.CurrentMonitor = std::move(monitor);  // if all that has failed, the page on show still edits its own
+  if (page != nullptr)
+    ShowPage(*page);
+  else
+    DisablePages();
+  if (!mayHavePage) return;
   const bool running = m_bas.CurrentMonitor->GetAttr(keys::Status) == engine::StatusEnable;
   EnableButtons(true, !running, running);
   EnableMenus();
@@ -279,8 +302,20 @@ shared::Page& FrmStart::LoadedPage(std::size_t slot) {
   return *page;
 }
 
+FrmStart::Page* FrmStart::PageOf(std::string_view type) {
+  for (std::size_t slot = 0; slot < FormTable().size(); ++slot)
+    if (FormTable()[slot].name == type) return &LoadedPage(slot);
+  return nullptr;
+}
+
+void FrmStart::DisablePages() {
+  for (const auto& page : m_bas.PageForms)
+    if (page) page->setEnabled(false);
+}
+
 void FrmStart::ShowPage(Page& form) {
   m_bas.HidePages(form);
+  form.setEnabled(true);
   form.show();
   form.RefreshData();
   setWindowTitle(shared::WindowTitle(QStringLiteral("Norvane ---- ") +
@@ -309,6 +344,7 @@ void FrmStart::LstV_ItemClick() {
 
 void FrmStart::Timer1_Timer() {
   if (InPoll) return;
+  UpdateFollowed();
   const Node* selected = SelectedNode();
   if (selected == nullptr || selected != m_tree.Root()) return;
   const QScopedValueRollback polling(InPoll, true);
@@ -352,34 +388,40 @@ bool FrmStart::Resolve(const Node& node) {
   }
 }
 
-bool FrmStart::WriteStatus(const Node& node, std::string_view status, const std::string& verb) {
+bool FrmStart::WriteStatus(const Node& node, bool stopped) {
   if (!Resolve(node)) return false;
+  const auto status = stopped ? engine::StatusDisable : engine::StatusEnable;
   try {
-    m_bas.CurrentMonitor = m_bas.CurrentRef->GetMonitor();
-    m_bas.CurrentMonitor->SetAttr(keys::Status, status);
+    const auto monitor = m_bas.CurrentRef->GetMonitor();  // current when the click that follows shows it
+    shared::ChangeMonitor(
+        m_bas, node.name, [&] { monitor->SetAttr(keys::Status, status); },
+        [&](const auto& now) { return now && now->Get(keys::Status) == status; });
     return true;
   } catch (const engine::EngineError& failure) {
-    ShowFailure("Can not " + verb + " " + node.name, failure);
+    ShowFailure((stopped ? "Can not stop " : "Can not start ") + node.name, failure);
     return false;
   }
 }
 
+void FrmStart::SetStopped(bool stopped) {
+  const Node* node = SelectedMonitor();
+  if (node == nullptr || !WriteStatus(*node, stopped)) return;
+  m_tree.SetStopped(*node, stopped);
+  TvCtrl_NodeClick(*node);
+}
+
 void FrmStart::mnuStart_Click() {
-  const Node& node = *SelectedNode();
-  if (!WriteStatus(node, engine::StatusEnable, "start")) return;
-  m_tree.SetStopped(node, false);
-  TvCtrl_NodeClick(node);
+  SetStopped(false);
 }
 
 void FrmStart::mnuStop_Click() {
-  const Node& node = *SelectedNode();
-  if (!WriteStatus(node, engine::StatusDisable, "stop")) return;
-  m_tree.SetStopped(node, true);
-  TvCtrl_NodeClick(node);
+  SetStopped(true);
 }
 
 void FrmStart::mnuDelete_Click() {
-  const Node& node = *SelectedNode();
+  const Node* selected = SelectedMonitor();
+  if (selected == nullptr) return;
+  const Node& node = *selected;
   if (m_bas.Dialogs.Show({.title = shared::ApplicationTitle,
                           .text = "Are you sure you want to delete  [" + node.name + "]  monitor service",
                           .icon = BoxIcon::Question,
@@ -387,17 +429,44 @@ void FrmStart::mnuDelete_Click() {
     return;
   m_bas.CurrentRef->SetMonitorName(node.name);
   try {
-    m_bas.Monitors->Remove(*m_bas.CurrentRef);
+    shared::ChangeMonitor(
+        m_bas, node.name, [this] { m_bas.Monitors->Remove(*m_bas.CurrentRef); },
+        [](const auto& now) { return !now; });
   } catch (const engine::EngineError& failure) {
     ShowFailure("Can not delete " + node.name, failure);
     return;
   }
   m_bas.Monitors.Release();
   m_bas.CurrentRef.Release();
+  RemoveNode(node);
+}
+
+void FrmStart::RemoveNode(const Node& node) {
   const Node& next = m_tree.Neighbour(node);
+  const bool wasSelected = &node == SelectedNode();
   m_tree.Remove(node);
+  if (!wasSelected) return;
   SelectNode(next);
   TvCtrl_NodeClick(next);
+}
+
+void FrmStart::FollowMonitor(const std::string& fullName) {
+  m_followed.insert(fullName);
+}
+
+void FrmStart::UpdateFollowed() {
+  bool changed = false;
+  try {
+    for (const auto& name : m_followed) {
+      const Node* node = m_tree.Find(name);
+      const auto now = m_bas.Engine.Look(name);
+      if (!now && node != nullptr) RemoveNode(*node);
+      changed |= now ? m_tree.Update(*now) : node != nullptr;
+    }
+  } catch (const engine::EngineError&) {
+    // An engine that is gone is the poll's matter.
+  }
+  if (changed && SelectedNode() == m_tree.Root()) BuildList();
 }
 
 void FrmStart::mnuExit_Click() {

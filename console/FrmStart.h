@@ -3,6 +3,9 @@
 #include <QMainWindow>
 #include <QTimer>
 #include <memory>
+#include <set>
+#include <string>
+#include <string_view>
 
 #include "console/HealthTips.h"
 #include "console/ImageList.h"
@@ -40,9 +43,11 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void Form_QueryUnload(bool& cancel);
 
   [[nodiscard]] std::vector<std::string> MonitorTexts() const override;
+  void RequireRoot() const override;
   const shared::TreeNode& AddMonitorNode(shared::TreeNode node) override;
   void SelectNode(const shared::TreeNode& node) override;
   void TvCtrl_NodeClick(const shared::TreeNode& node) override;
+  void FollowMonitor(const std::string& fullName) override;
 
   void LstV_ColumnClick(int column);
   void LstV_ItemClick();
@@ -78,10 +83,16 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
 
   /// Null if none is.
   [[nodiscard]] const Node* SelectedNode() const;
+  /// Null if none is, or the root.
+  [[nodiscard]] const Node* SelectedMonitor() const;
   [[nodiscard]] Page& LoadedPage(std::size_t slot);
+  /// Null for a type without a page.
+  [[nodiscard]] Page* PageOf(std::string_view type);
   void ShowRoot();
   void ShowMonitor(const Node& node);
   void ShowPage(Page& form);
+  /// The page on show stays, but belongs to no current monitor.
+  void DisablePages();
   void BuildList();
   void EnableButtons(bool canDelete, bool canStart, bool canStop);
   /// Each menu entry is enabled as the button of the same name.
@@ -90,8 +101,14 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   /// False, after a box, if the engine doesn't know the node's monitor.
   [[nodiscard]] bool Resolve(const Node& node);
   /// False, after a box, if the write failed.
-  [[nodiscard]] bool WriteStatus(const Node& node, std::string_view status, const std::string& verb);
+  [[nodiscard]] bool WriteStatus(const Node& node, bool stopped);
+  /// Stops or starts the selected monitor.
+  void SetStopped(bool stopped);
   void ShowFailure(const std::string& what, const std::exception& failure);
+  /// Selects and shows its neighbour if it was selected.
+  void RemoveNode(const Node& node);
+  /// Brings the nodes of `m_followed` up to date.
+  void UpdateFollowed();
 
   shared::MainBas& m_bas;
   std::unique_ptr<Ui::FrmStart> m_ui;
@@ -101,6 +118,8 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   StatusModel m_list;
   HealthTips m_healthTips;
   shared::StrayClicks m_strayClicks;
+  std::set<std::string> m_followed;  ///< full names of monitors about which the engine did not answer in time
+  std::string m_connectFailure;      ///< its reason; empty if there was none
   QTimer Timer1;
   bool LaidOut = false;
   bool InPoll = false;

@@ -1,6 +1,7 @@
 #include "console/StatusList.h"
 
 #include <QHeaderView>
+#include <QPainter>
 #include <algorithm>
 #include <array>
 
@@ -11,7 +12,22 @@ namespace norvane::console {
 
 namespace {
 constexpr int SpaceAroundCaption = 8;
+constexpr int SpaceAroundText = 24;
 }  // namespace
+
+void StatusList::SetEmptyText(const QString& text) {
+  m_emptyText = text;
+  viewport()->setAccessibleDescription(text);
+  viewport()->update();
+}
+
+void StatusList::paintEvent(QPaintEvent* event) {
+  QTreeView::paintEvent(event);
+  if (model()->rowCount() > 0 || m_emptyText.isEmpty()) return;
+  QPainter painter(viewport());
+  const auto margins = QMargins(SpaceAroundText, SpaceAroundText, SpaceAroundText, SpaceAroundText);
+  painter.drawText(viewport()->rect() - margins, Qt::AlignCenter | Qt::TextWordWrap, m_emptyText);
+}
 
 int StatusList::CaptionWidth(int column) const {
   const auto caption = model()->headerData(column, Qt::Horizontal).toString();

@@ -8,6 +8,7 @@
 #include "console/shared/MonitorTree.h"
 #include "settings/NewMonitor.h"
 #include "ui_FrmAddMonitor.h"
+#include "wizards/AddMonitor.h"
 #include "wizards/FrmWizWeb.h"
 
 namespace norvane::wizards {
@@ -64,11 +65,7 @@ void FrmAddMonitor::cmdOK_Click() {
     return;
   }
   const auto fullName = settings::FullName(typeName, name);
-  const auto ref = m_bas.Engine.NewServiceRef();
-  ref->SetMonitorName(fullName);
-  m_bas.Monitors->Add(*ref);
-  const auto& node = m_bas.Tree->AddMonitorNode({.name = fullName, .type = typeName});
-  m_bas.Tree->SelectNode(node);
+  const auto& node = AddMonitor(m_bas, {.name = fullName, .type = typeName});
   accept();
   m_bas.Tree->TvCtrl_NodeClick(node);
   if (typeName == engine::TypeWeb) FrmWizWeb(m_bas).exec();

@@ -16,12 +16,14 @@
 #include "settings/PagerTypeRows.h"
 #include "support/PagerTypes.h"
 #include "ui_Wizard.h"
+#include "wizards/AddMonitor.h"
 
 namespace norvane::wizards {
 
 namespace {
 namespace keys = console::engine::keys;
 using console::engine::EngineError;
+using console::engine::EngineErrorCode;
 using console::shared::BoxIcon;
 
 BoxIcon ToBoxIcon(settings::Icon icon) {
@@ -114,11 +116,7 @@ void Wizard::cmdOK_Click() {
 void Wizard::CreateMonitor() {
   const std::string typeName(m_type.name);
   const auto fullName = settings::FullName(typeName, m_fields->Text(settings::TextField::txtMonitorName));
-  const auto ref = m_bas.Engine.NewServiceRef();
-  ref->SetMonitorName(fullName);
-  m_bas.Monitors->Add(*ref);
-  const auto& node = m_bas.Tree->AddMonitorNode({.name = fullName, .type = typeName, .stopped = true});
-  m_bas.Tree->SelectNode(node);
+  const auto& node = AddMonitor(m_bas, {.name = fullName, .type = typeName, .stopped = true});
   hide();
 
   const auto before = m_bas.CurrentMonitor;
@@ -130,25 +128,34 @@ void Wizard::CreateMonitor() {
   accept();
 }
 
-/// A step that fails is passed over, so that the monitor gets all that it can have.
+/// A step that fails is passed over, so that the monitor gets all that it can have. But an engine that does
+/// not answer one is asked for no other.
 std::vector<std::string> Wizard::SetUp(const console::shared::TreeNode& node) {
   std::vector<std::string> failures;
-  const auto attempt = [&failures](std::string_view what, const std::function<void()>& step) {
+  bool answers = true;
+  const auto attempt = [&](std::string_view what, const std::function<void()>& step) {
     try {
       step();
     } catch (const EngineError& failure) {
       failures.push_back(std::string(what).append(": ").append(failure.what()));
+      answers = failure.Code() != EngineErrorCode::TimedOut;
     }
   };
+  const auto ask = [&](std::string_view what, const std::function<void()>& step) {
+    if (answers)
+      attempt(what, step);
+    else
+      failures.push_back(std::string(what).append(": not tried"));
+  };
   auto monitor = m_bas.CurrentMonitor;
-  const auto write = [&attempt, &monitor](std::string_view key, std::string_view value) {
-    attempt(key, [&] { monitor->SetAttr(key, value); });
+  const auto write = [&ask, &monitor](std::string_view key, std::string_view value) {
+    ask(key, [&] { monitor->SetAttr(key, value); });
   };
   settings::WriteNewMonitor(m_type, *m_fields, m_bas.Gateway, write);
   static_cast<void>(platform::MakeFolder(
       m_bas.PathInFolder(platform::files::LogFolder)));  // may be mended until it is used
   write(keys::LogFile, m_bas.LogPattern());
-  attempt("Init", [&monitor] { monitor->Runner()->Init(monitor); });
+  ask("Init", [&monitor] { monitor->Runner()->Init(monitor); });
   m_bas.CurrentMonitor = monitor;
   attempt("page", [this, &node] { m_bas.Tree->TvCtrl_NodeClick(node); });
   return failures;

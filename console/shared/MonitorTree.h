@@ -24,6 +24,8 @@ class MonitorTree {
 
   /// The texts of all monitor nodes, from the first to the last.
   [[nodiscard]] virtual std::vector<std::string> MonitorTexts() const = 0;
+  /// Throws EngineError, with the reason, if there is no root, since connecting to the engine failed.
+  virtual void RequireRoot() const = 0;
   /// Adds a monitor's node at the end, without selecting it. The address holds until the node is removed.
   virtual const TreeNode& AddMonitorNode(TreeNode node) = 0;
   /// Marks a node as selected; this is no click.
@@ -32,6 +34,8 @@ class MonitorTree {
   /// `CurrentMonitor` and its page reads it anew. Ends in a message, and not in an exception, if the monitor
   /// can't be resolved; throws EngineError if it goes away later.
   virtual void TvCtrl_NodeClick(const TreeNode& node) = 0;
+  /// From now on the monitor's node comes, changes and goes as the monitor does in the engine.
+  virtual void FollowMonitor(const std::string& fullName) = 0;
 };
 
 }  // namespace norvane::console::shared
