@@ -174,7 +174,7 @@ void EngineState::WriteAll(StateChanges changes, Completion done) {
   Add(std::move(changes));
   m_nextCopy = {};
   StartWrite([this, done = std::move(done)](const std::exception_ptr& error) {
-    if (!error && m_failed.IsEmpty()) return done(nullptr);
+    if (!error) return done(nullptr);
     StartWrite([done](const std::exception_ptr& again) { done(again ? ForConsole(again) : nullptr); });
   });
 }
@@ -199,11 +199,12 @@ void EngineState::StartWrite(Completion done) {
         else if (m_failed.IsEmpty())
           m_written = number;
         if (!error) KeepCopy();
-        m_health.Set(Unsaved, error ? "outages and messages may be lost or repeated after a restart: " +
-                                          platform::ErrorText(error)
-                                    : std::string());
+        if (error || m_failed.IsEmpty()) m_problem = error;
+        m_health.Set(Unsaved, m_problem ? "outages and messages may be lost or repeated after a restart: " +
+                                              platform::ErrorText(m_problem)
+                                        : std::string());
         Write({});
-        done(error);
+        done(m_problem);
       });
 }
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <memory>
 #include <string>
@@ -58,6 +59,7 @@ class EngineState {
   void Recover(std::string problem);
   void KeepCopy();
   void Add(StateChanges changes);
+  /// `done` gets an error as long as anything that was to be written isn't on disk.
   void StartWrite(Completion done = [](const std::exception_ptr&) {});
   void Run(std::function<void(StateFile&)> work, Completion done);
 
@@ -69,7 +71,8 @@ class EngineState {
   StateFile::Values m_values;
   StateFile::Contents m_atStart;
   StateChanges m_waiting;
-  StateChanges m_failed;  // of writes that failed
+  StateChanges m_failed;         // of writes that failed
+  std::exception_ptr m_problem;  // why not all is on disk, if it isn't
   std::chrono::steady_clock::time_point m_nextCopy{}, m_nextLook{};
   int m_writes = 0;  // handed to the writer and not yet done
   std::uint64_t m_asked = 0, m_written = 0;

@@ -1,5 +1,8 @@
 // What the service tells of itself: conditions, messages to the administrator, monitors that are overdue.
 
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <chrono>
 #include <filesystem>
 
@@ -105,6 +108,27 @@ TEST(ServiceHealth, TheAdministratorHearsOfConditionsButNotOfHisOwnSilence) {
   EXPECT_EQ(engine.Conditions().size(), 1u) << "the data file still cannot be read";
   pass(std::chrono::hours(1));
   EXPECT_EQ(engine.checks->notifications.size(), 2u);
+}
+
+TEST(ServiceHealth, AnEndWithoutTheStateFileIsNoSuccess) {
+  const TempFolder folder;
+  tests::WriteFile(folder / "NorvaneEngine.dat", "no data file");  // nothing is to be saved
+  Moment now;
+  Engine engine(folder.Path(), [&] { return now; }, {"TEL://", "555"});
+  engine.checks->notifyOutcome = "no route";  // a message that stays owed
+  engine.Commit("x", "1");
+  const auto before = ::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit{};
+  ::getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit none{0, limit.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &none);
+  now += AdminMessages::GatherTime;
+  engine.service.OnSecond();
+  const auto save = [&](engine::Completion done) { engine.service.SaveAll(std::move(done)); };
+  EXPECT_EQ(engine.Await(save), console::engine::EngineErrorCode::Failed);
+  EXPECT_EQ(engine.Shutdown(), console::engine::EngineErrorCode::Failed);
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  ::signal(SIGXFSZ, before);
 }
 
 TEST(ServiceHealth, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
