@@ -217,6 +217,16 @@ std::string Alarms::WhyHeld(std::string_view monitor) const {
   return found == nullptr ? std::string() : m_holds.HoldOf(*found).why;
 }
 
+std::vector<console::engine::OpenOutage> Alarms::OpenOutages() const {
+  std::vector<console::engine::OpenOutage> open;
+  for (const auto& name : m_outages.Open()) {
+    const Monitor* monitor = m_parts.table().Find(name);
+    const auto* outage = monitor == nullptr ? nullptr : m_outages.FindOpen(monitor->id);
+    if (outage != nullptr) open.push_back({name, outage->since, m_holds.HoldOf(*monitor).HoldsMessages()});
+  }
+  return open;
+}
+
 // What happens
 
 const OutageRecord* Alarms::Receive(const Monitor& monitor, const CheckResult& result) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "console/engine/OpenOutage.h"
 #include "console/engine/OwedMessage.h"
 #include "engine/Exits.h"
 #include "engine/model/Health.h"
@@ -83,6 +84,8 @@ class Alarms {
   [[nodiscard]] const Silences& ActiveSilences() const { return m_holds.Active(); }
   /// Why messages of this monitor are held; empty if they aren't.
   [[nodiscard]] std::string WhyHeld(std::string_view monitor) const;
+  /// In no order.
+  [[nodiscard]] std::vector<console::engine::OpenOutage> OpenOutages() const;
 
   void Owe(std::string identity, OwedMessage message);
   /// Oldest first.

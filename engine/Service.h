@@ -139,6 +139,9 @@ class Service final : private Storage::Client {
   /// Harmless for a monitor that isn't silenced; else like `Silence`.
   void Unsilence(const std::vector<std::string>& fullNames, Completion done);
   [[nodiscard]] const Silences& ActiveSilences() const { return m_alarms->ActiveSilences(); }
+  [[nodiscard]] std::vector<console::engine::OpenOutage> OpenOutages() const {
+    return m_alarms->OpenOutages();
+  }
 
   /// Stops all checks, waits a few seconds for what is being sent or started, and saves the data file;
   /// `done` comes when all of it is on disk. Changes are refused from now on.

@@ -217,6 +217,17 @@ std::map<std::string, ce::SilenceInfo> EngineClient::Silences() {
   return silences;
 }
 
+std::vector<ce::OpenOutage> EngineClient::OpenOutages() {
+  std::vector<ce::OpenOutage> outages;
+  m_link->Call(
+      m_link->Options().callTimeout, &Session::openOutagesRequest, [](auto&) {},
+      [&](const auto& results) {
+        for (const auto from : results.getOutages())
+          outages.push_back({ToString(from.getMonitor()), ToTime(from.getSince()), from.getIsHeld()});
+      });
+  return outages;
+}
+
 // Writes
 
 void EngineClient::OpenGate(std::string_view controlPass) {

@@ -28,6 +28,7 @@ class EngineClient final : public console::engine::Port {
   std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
   std::vector<console::engine::OwedMessage> Owed() override;
   std::map<std::string, console::engine::SilenceInfo> Silences() override;
+  std::vector<console::engine::OpenOutage> OpenOutages() override;
 
   void OpenGate(std::string_view controlPass) override;
   void CommitServiceValues(const console::engine::ServiceValues& values) override;

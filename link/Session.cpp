@@ -290,6 +290,18 @@ kj::Promise<void> Session::unsilence(UnsilenceContext context) {
   });
 }
 
+kj::Promise<void> Session::openOutages(OpenOutagesContext context) {
+  return Act(context, [this](auto, auto& results) {
+    const auto open = m_service.OpenOutages();
+    auto outages = results.initOutages(static_cast<unsigned>(open.size()));
+    for (unsigned i = 0; i < outages.size(); ++i) {
+      outages[i].setMonitor(ToText(open[i].monitor));
+      outages[i].setSince(ToMilliseconds(open[i].since));
+      outages[i].setIsHeld(open[i].isHeld);
+    }
+  });
+}
+
 // Pages
 
 namespace {

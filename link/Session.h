@@ -50,6 +50,7 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> silences(SilencesContext context) override;
   kj::Promise<void> silence(SilenceContext context) override;
   kj::Promise<void> unsilence(UnsilenceContext context) override;
+  kj::Promise<void> openOutages(OpenOutagesContext context) override;
 
  private:
   struct Ended {

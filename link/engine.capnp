@@ -80,12 +80,20 @@ interface Session {
   # Done when it is on disk.
   unsilence @20 (names :List(Text)) -> (answer :Answer);  # gate
   # Likewise.
+  openOutages @21 () -> (answer :Answer, outages :List(OpenOutage));
 }
 
 struct Silence {
   monitor @0 :Text;
   until @1 :Int64;
   because @2 :Text;
+}
+
+struct OpenOutage {
+  # As OpenOutage of the console.
+  monitor @0 :Text;
+  since @1 :Int64;
+  isHeld @2 :Bool;
 }
 
 struct OwedMessage {

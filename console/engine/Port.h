@@ -10,6 +10,7 @@
 
 #include "console/engine/EngineStatus.h"
 #include "console/engine/MonitorRecord.h"
+#include "console/engine/OpenOutage.h"
 #include "console/engine/OwedMessage.h"
 #include "console/engine/PageFetch.h"
 
@@ -76,6 +77,8 @@ class Port {
   [[nodiscard]] virtual std::vector<OwedMessage> Owed() = 0;
   /// Those that last, by full name.
   [[nodiscard]] virtual std::map<std::string, SilenceInfo> Silences() = 0;
+  /// In no order.
+  [[nodiscard]] virtual std::vector<OpenOutage> OpenOutages() = 0;
 
   // Writes. All but the first need the open gate, and so does a fetch.
 

@@ -76,6 +76,7 @@ class FakePort : public console::engine::Port {
   std::vector<console::engine::OwedMessage> Owed() override { return {}; }
   void DropOwed(const std::vector<std::string>&) override { RequireGate(); }
   std::map<std::string, console::engine::SilenceInfo> Silences() override { return {}; }
+  std::vector<console::engine::OpenOutage> OpenOutages() override { return {}; }
   void Silence(const std::vector<std::string>&, std::chrono::seconds, std::string_view) override {
     RequireGate();
   }
