@@ -1,6 +1,6 @@
 # The window side: found once here, linked only by the folders that have windows.
 
-find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets Network Svg)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets Network Svg DBus)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb)
 
 # norvane_forms(TARGET): lets a target hold forms (.ui), classes with signals, and resources (.qrc). The forms are those

@@ -8,18 +8,11 @@
 #include "console/Console.h"
 #include "console/ImageList.h"
 #include "console/OneConsole.h"
+#include "console/shared/EndWithoutDisplay.h"
 #include "platform/Paths.h"
 
 namespace {
 namespace console = norvane::console;
-
-/// Replaces the abort by which the window system's library ends a program that cannot open windows.
-void EndWithoutDisplay(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
-  std::fprintf(stderr, "norvane: %s\n", text.toUtf8().constData());
-  if (type != QtFatalMsg) return;
-  std::fputs("norvane: no display to open windows on (see DISPLAY, WAYLAND_DISPLAY)\n", stderr);
-  std::_Exit(EXIT_FAILURE);
-}
 
 int Run(const QByteArray& activationToken) {
   const auto& folder = norvane::platform::ApplicationFolder();
@@ -35,7 +28,7 @@ int Run(const QByteArray& activationToken) {
 int main(int /*argc*/, char** argv) {
   const auto activationToken = console::ActivationToken();
   int argc = 1;  // the command line is ignored
-  const auto printMessage = qInstallMessageHandler(EndWithoutDisplay);
+  const auto printMessage = qInstallMessageHandler(console::shared::EndWithoutDisplay);
   QApplication application(argc, argv);
   qInstallMessageHandler(printMessage);
   QApplication::setApplicationName(QStringLiteral("norvane"));

@@ -14,6 +14,7 @@ inline constexpr std::string_view EngineLock = "NorvaneEngine.lock";
 inline constexpr std::string_view EngineSocket = "NorvaneEngine.sock";
 inline constexpr std::string_view ConsoleLock = "NorvaneConsole.lock";
 inline constexpr std::string_view ConsoleSocket = "NorvaneConsole.sock";
+inline constexpr std::string_view TrayLock = "NorvaneTray.lock";
 inline constexpr std::string_view Config = "config.ini";
 inline constexpr std::string_view Help = "help.htm";
 inline constexpr std::string_view LogFolder = "log";

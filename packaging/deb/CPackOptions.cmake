@@ -3,5 +3,6 @@
 if(CPACK_GENERATOR STREQUAL "DEB")
   list(GET CPACK_INSTALL_CMAKE_PROJECTS 0 build)
   set(CPACK_PACKAGING_INSTALL_PREFIX /)
-  set(CPACK_INSTALL_CMAKE_PROJECTS ${build} Norvane programs /usr/lib/norvane ${build} Norvane system /usr)
+  set(CPACK_INSTALL_CMAKE_PROJECTS ${build} Norvane programs /usr/lib/norvane ${build} Norvane system /usr
+    ${build} Norvane etc /etc)
 endif()

@@ -72,6 +72,18 @@ TEST(Launcher, FindsTheFolderOrSaysWhyNot) {
   }
 }
 
+TEST(Launcher, AtLogInStartsNothingForWhoHasNoFolder) {
+  const loopback::TempFolder data;
+  const Arguments variables = {"XDG_DATA_HOME=" + data.Path()};
+  const auto stranger = Launch(variables, "norvanectl", {"--autostart", "--help"});
+  EXPECT_EQ(stranger.code, 0);
+  EXPECT_EQ(stranger.out, "");
+  EXPECT_FALSE(fs::exists(data / "norvane"));
+  fs::create_directory(data / "norvane");
+  const auto user = Launch(variables, "norvanectl", {"--autostart", "--help"});
+  EXPECT_TRUE(user.out.starts_with("Usage: norvanectl")) << user.out << user.err;
+}
+
 TEST(Launcher, RenewsLinksAndLeavesFilesOfTheUser) {
   const loopback::TempFolder data;
   const std::string folder = data / "norvane";

@@ -49,11 +49,14 @@ class Engine {
   std::string m_folder;
 };
 
-TEST(ConsoleProgram, SaysThatThereIsNoDisplay) {
-  const auto finished = RunProgram({"/usr/bin/env", "-u", "QT_QPA_PLATFORM", "-u", "DISPLAY", "-u",
-                                    "WAYLAND_DISPLAY", Program("norvane")});
-  EXPECT_EQ(finished.code, 1);
-  EXPECT_NE(finished.err.find("no display"), std::string::npos) << finished.err;
+TEST(WindowPrograms, SayThatThereIsNoDisplay) {
+  for (const char* program : {"norvane", "norvane-tray"}) {
+    SCOPED_TRACE(program);
+    const auto finished = RunProgram({"/usr/bin/env", "-u", "QT_QPA_PLATFORM", "-u", "DISPLAY", "-u",
+                                      "WAYLAND_DISPLAY", Program(program)});
+    EXPECT_EQ(finished.code, 1);
+    EXPECT_NE(finished.err.find(std::string(program) + ": no display"), std::string::npos) << finished.err;
+  }
 }
 
 TEST(EngineProgram, SaysWhyItCannotServe) {
@@ -473,6 +476,19 @@ TEST(CtlProgram, WatchPrintsEveryChangeButNoPassword) {
   const auto finished = watch.Wait();
   EXPECT_EQ(finished.code, 3);
   EXPECT_EQ(finished.out.find("s3cret"), std::string::npos);
+}
+
+TEST(TrayProgram, RunsOncePerFolder) {
+  const TempFolder folder;
+  const std::string tray = folder / "norvane-tray";
+  fs::create_symlink(Program("norvane-tray"), tray);
+  ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  const Process first({tray});
+  while (platform::FileLock::TryLock(folder / "NorvaneTray.lock"))
+    std::this_thread::yield();
+  EXPECT_EQ(RunProgram({tray}).code, 0);
+  EXPECT_EQ(RunProgram({tray, "--help"}).out.substr(0, 19), "Usage: norvane-tray");
+  EXPECT_EQ(RunProgram({tray, "--frob"}).code, 2);
 }
 
 TEST(ConsoleProgram, RunsOncePerFolderEvenAfterAKill) {
