@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "console/FormTable.h"
+#include "console/ScrollKeeper.h"
 #include "console/StatusPoll.h"
 #include "console/WindowLayout.h"
 #include "console/engine/EngineError.h"
@@ -30,7 +31,6 @@ using shared::BoxChoice;
 using shared::BoxIcon;
 
 constexpr int PollMilliseconds = 5000;
-constexpr std::size_t FirstSlot = 0;
 }  // namespace
 
 FrmStart::FrmStart(shared::MainBas& bas)
@@ -40,6 +40,7 @@ FrmStart::FrmStart(shared::MainBas& bas)
       m_tree(ImgLstS, m_tips),
       m_list(ImgLstS, m_tips),
       m_healthTips(bas, m_tree, m_tips),
+      m_follower(bas, m_tree, this),
       Timer1(this) {
   m_ui->setupUi(this);
   setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
@@ -87,6 +88,7 @@ void FrmStart::WireControls() {
   ConnectHandler(m_bas, m_ui->LstV->header(), &QHeaderView::sectionClicked, this,
                  &FrmStart::LstV_ColumnClick);
   ConnectHandler(m_bas, &Timer1, &QTimer::timeout, this, &FrmStart::Timer1_Timer);
+  ConnectHandler(m_bas, &m_follower, &Follower::Followed, this, &FrmStart::Follow);
   ConnectHandler(m_bas, m_ui->ToolBar, &QToolBar::actionTriggered, this, &FrmStart::ToolBar_ButtonClick);
   ConnectHandler(m_bas, m_ui->mnuDelete, &QAction::triggered, this, &FrmStart::mnuDelete_Click);
   ConnectHandler(m_bas, m_ui->mnuExit, &QAction::triggered, this, &FrmStart::mnuExit_Click);
@@ -133,6 +135,7 @@ void FrmStart::ConnectService(const std::string& machine) {
     FillTree();
     TvCtrl_NodeClick(*m_tree.Root());
     SelectNode(*m_tree.Root());
+    m_follower.Begin(*m_ui->TvCtrl);
   } catch (const std::exception& failure) {
     m_connectFailure = failure.what();
     setWindowTitle(QStringLiteral("Norvane - can not connect to the monitor engine"));
@@ -201,7 +204,7 @@ void FrmStart::closeEvent(QCloseEvent* event) {
 void FrmStart::Form_Resize() {
   if (isMinimized() || LaidOut) return;
   LaidOut = true;
-  LayOutWindow(*this, *m_ui, LoadedPage(FirstSlot));
+  LayOutWindow(*this, *m_ui, LoadedPage(0));
   m_bas.CenterForm(*this, *screen());
   ConnectService(m_bas.MachineName);
 }
@@ -266,11 +269,7 @@ void FrmStart::ShowRoot() {
 void FrmStart::BuildList() {
   m_ui->LstV->SizeColumns();
   setWindowTitle(QString::fromLatin1(shared::ApplicationTitle));
-  std::vector<StatusRow> rows;
-  rows.reserve(m_tree.Children().size());
-  for (const auto& node : m_tree.Children())
-    rows.push_back({node->Image(), node->stopped ? "Stop" : "Start", node->name});
-  m_list.Fill(std::move(rows));
+  m_list.Fill(RowsOf(m_tree));
 }
 
 void FrmStart::ShowMonitor(const Node& node) {
@@ -287,9 +286,7 @@ void FrmStart::ShowMonitor(const Node& node) {
   else
     DisablePages();
   if (!mayHavePage) return;
-  const bool running = m_bas.CurrentMonitor->GetAttr(keys::Status) == engine::StatusEnable;
-  EnableButtons(true, !running, running);
-  EnableMenus();
+  EnableCommands(m_bas.CurrentMonitor->GetAttr(keys::Status));
   show();
 }
 
@@ -328,10 +325,36 @@ void FrmStart::EnableButtons(bool canDelete, bool canStart, bool canStop) {
   m_ui->ToolBar_stop->setEnabled(canStop);
 }
 
+void FrmStart::EnableCommands(std::string_view status) {
+  const bool running = status == engine::StatusEnable;
+  EnableButtons(true, !running, running);
+  EnableMenus();
+}
+
 void FrmStart::EnableMenus() {
   m_ui->mnuDelete->setEnabled(m_ui->ToolBar_delete->isEnabled());
   m_ui->mnuStart->setEnabled(m_ui->ToolBar_start->isEnabled());
   m_ui->mnuStop->setEnabled(m_ui->ToolBar_stop->isEnabled());
+}
+
+void FrmStart::Follow() {
+  if (const Node* monitor = SelectedMonitor()) return FollowPage(*monitor);
+  if (m_ui->LstV->isHidden()) return TvCtrl_NodeClick(*m_tree.Root());  // the monitor on show was removed
+  const ScrollKeeper scroll(*m_ui->LstV);
+  m_list.Follow(RowsOf(m_tree));
+}
+
+void FrmStart::FollowPage(const Node& node) {
+  engine::MonitorPtr monitor;
+  try {
+    if (m_bas.CurrentMonitor) monitor = m_bas.CurrentMonitor->Record();
+  } catch (const engine::EngineError&) {
+    return TvCtrl_NodeClick(node);  // there is another one of this name
+  }
+  if (!monitor || monitor->name != node.name || !monitor->hasPage) return;
+  EnableCommands(monitor->Get(keys::Status));
+  for (const auto& page : m_bas.PageForms)
+    if (page && page->isVisible()) page->FollowEngine();
 }
 
 void FrmStart::LstV_ColumnClick(int column) {
@@ -344,7 +367,6 @@ void FrmStart::LstV_ItemClick() {
 
 void FrmStart::Timer1_Timer() {
   if (InPoll) return;
-  UpdateFollowed();
   const Node* selected = SelectedNode();
   if (selected == nullptr || selected != m_tree.Root()) return;
   const QScopedValueRollback polling(InPoll, true);
@@ -378,7 +400,11 @@ bool FrmStart::Resolve(const Node& node) {
   try {
     m_bas.Monitors->Resolve(*m_bas.CurrentRef);
     return true;
-  } catch (const engine::EngineError&) {
+  } catch (const engine::EngineError& failure) {
+    if (failure.Code() == engine::EngineErrorCode::NotFound) {
+      m_follower.Follow();
+      return false;
+    }
     m_bas.Dialogs.Show({.title = "Restart",
                         .text =
                             "Can not access this monitor, maybe you have restarted your service, thus you "
@@ -419,54 +445,30 @@ void FrmStart::mnuStop_Click() {
 }
 
 void FrmStart::mnuDelete_Click() {
-  const Node* selected = SelectedMonitor();
-  if (selected == nullptr) return;
-  const Node& node = *selected;
+  if (SelectedMonitor() == nullptr) return;
+  const auto name = SelectedMonitor()->name;
   if (m_bas.Dialogs.Show({.title = shared::ApplicationTitle,
-                          .text = "Are you sure you want to delete  [" + node.name + "]  monitor service",
+                          .text = "Are you sure you want to delete  [" + name + "]  monitor service",
                           .icon = BoxIcon::Question,
                           .buttons = BoxButtons::YesNo}) != BoxChoice::Yes)
     return;
-  m_bas.CurrentRef->SetMonitorName(node.name);
+  const Node* node = SelectedMonitor();
+  if (node == nullptr || node->name != name) return;  // another program was faster
+  m_bas.CurrentRef->SetMonitorName(name);
   try {
     shared::ChangeMonitor(
-        m_bas, node.name, [this] { m_bas.Monitors->Remove(*m_bas.CurrentRef); },
+        m_bas, name, [this] { m_bas.Monitors->Remove(*m_bas.CurrentRef); },
         [](const auto& now) { return !now; });
   } catch (const engine::EngineError& failure) {
-    ShowFailure("Can not delete " + node.name, failure);
+    ShowFailure("Can not delete " + name, failure);
     return;
   }
   m_bas.Monitors.Release();
   m_bas.CurrentRef.Release();
-  RemoveNode(node);
-}
-
-void FrmStart::RemoveNode(const Node& node) {
-  const Node& next = m_tree.Neighbour(node);
-  const bool wasSelected = &node == SelectedNode();
-  m_tree.Remove(node);
-  if (!wasSelected) return;
+  const Node& next = m_tree.Neighbour(*node);
+  m_tree.Remove(*node);
   SelectNode(next);
   TvCtrl_NodeClick(next);
-}
-
-void FrmStart::FollowMonitor(const std::string& fullName) {
-  m_followed.insert(fullName);
-}
-
-void FrmStart::UpdateFollowed() {
-  bool changed = false;
-  try {
-    for (const auto& name : m_followed) {
-      const Node* node = m_tree.Find(name);
-      const auto now = m_bas.Engine.Look(name);
-      if (!now && node != nullptr) RemoveNode(*node);
-      changed |= now ? m_tree.Update(*now) : node != nullptr;
-    }
-  } catch (const engine::EngineError&) {
-    // An engine that is gone is the poll's matter.
-  }
-  if (changed && SelectedNode() == m_tree.Root()) BuildList();
 }
 
 void FrmStart::mnuExit_Click() {

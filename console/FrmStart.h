@@ -3,10 +3,10 @@
 #include <QMainWindow>
 #include <QTimer>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 
+#include "console/Follower.h"
 #include "console/HealthTips.h"
 #include "console/ImageList.h"
 #include "console/MonitorTips.h"
@@ -47,7 +47,6 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   const shared::TreeNode& AddMonitorNode(shared::TreeNode node) override;
   void SelectNode(const shared::TreeNode& node) override;
   void TvCtrl_NodeClick(const shared::TreeNode& node) override;
-  void FollowMonitor(const std::string& fullName) override;
 
   void LstV_ColumnClick(int column);
   void LstV_ItemClick();
@@ -95,20 +94,23 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void DisablePages();
   void BuildList();
   void EnableButtons(bool canDelete, bool canStart, bool canStop);
+  /// Those for a monitor with this `Status`.
+  void EnableCommands(std::string_view status);
   /// Each menu entry is enabled as the button of the same name.
   void EnableMenus();
 
-  /// False, after a box, if the engine doesn't know the node's monitor.
+  /// Shows what the follower found.
+  void Follow();
+  void FollowPage(const Node& node);
+
+  /// False, after a box, if the engine can't be asked for the node's monitor; without one if that was
+  /// removed.
   [[nodiscard]] bool Resolve(const Node& node);
   /// False, after a box, if the write failed.
   [[nodiscard]] bool WriteStatus(const Node& node, bool stopped);
   /// Stops or starts the selected monitor.
   void SetStopped(bool stopped);
   void ShowFailure(const std::string& what, const std::exception& failure);
-  /// Selects and shows its neighbour if it was selected.
-  void RemoveNode(const Node& node);
-  /// Brings the nodes of `m_followed` up to date.
-  void UpdateFollowed();
 
   shared::MainBas& m_bas;
   std::unique_ptr<Ui::FrmStart> m_ui;
@@ -117,9 +119,9 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   TreeModel m_tree;
   StatusModel m_list;
   HealthTips m_healthTips;
+  Follower m_follower;
   shared::StrayClicks m_strayClicks;
-  std::set<std::string> m_followed;  ///< full names of monitors about which the engine did not answer in time
-  std::string m_connectFailure;      ///< its reason; empty if there was none
+  std::string m_connectFailure;  ///< its reason; empty if there was none
   QTimer Timer1;
   bool LaidOut = false;
   bool InPoll = false;

@@ -4,10 +4,13 @@
 #include <QPalette>
 #include <algorithm>
 #include <numeric>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "console/ImageList.h"
 #include "console/MonitorTips.h"
+#include "console/TreeModel.h"
 #include "console/engine/MonitorKeys.h"
 
 namespace norvane::console {
@@ -48,6 +51,14 @@ std::string ResultOf(RowState state) {
 }
 }  // namespace
 
+std::vector<StatusRow> RowsOf(const TreeModel& tree) {
+  std::vector<StatusRow> rows;
+  rows.reserve(tree.Children().size());
+  for (const auto& node : tree.Children())
+    rows.push_back({node->Image(), node->stopped ? "Stop" : "Start", node->name});
+  return rows;
+}
+
 StatusModel::StatusModel(const ImageList& images, const MonitorTips& tips, QObject* parent)
     : QAbstractTableModel(parent), m_images(images), m_tips(tips) {}
 
@@ -56,6 +67,45 @@ void StatusModel::Fill(std::vector<StatusRow> rows) {
   m_rows = std::move(rows);
   if (m_sortKey) Reorder(SortedOrder(*m_sortKey));
   endResetModel();
+}
+
+void StatusModel::Follow(std::vector<StatusRow> rows) {
+  std::unordered_map<std::string_view, StatusRow*> unknown;
+  for (auto& row : rows)
+    unknown.emplace(row.name, &row);
+  for (int at = rowCount() - 1; at >= 0; --at) {
+    auto& row = m_rows[static_cast<std::size_t>(at)];
+    const auto now = unknown.find(row.name);
+    if (now == unknown.end()) {
+      RemoveRow(at);
+      continue;
+    }
+    if (std::exchange(row.type, now->second->type) != now->second->type) {
+      row.status = now->second->status;
+      emit dataChanged(index(at, Type), index(at, Status));
+    }
+    unknown.erase(now);
+  }
+  for (auto& row : rows)
+    if (unknown.erase(row.name) != 0) InsertRow(std::move(row));
+}
+
+void StatusModel::RemoveRow(int row) {
+  beginRemoveRows({}, row, row);
+  m_rows.erase(m_rows.begin() + row);
+  endRemoveRows();
+}
+
+void StatusModel::InsertRow(StatusRow row) {
+  auto place = m_rows.end();
+  if (m_sortKey) {
+    const auto key = [this](const StatusRow& of) { return SortText(of, *m_sortKey); };
+    place = std::ranges::upper_bound(m_rows, key(row), {}, key);
+  }
+  const int at = static_cast<int>(place - m_rows.begin());
+  beginInsertRows({}, at, at);
+  m_rows.insert(place, std::move(row));
+  endInsertRows();
 }
 
 void StatusModel::SetSortKey(int column) {
@@ -71,11 +121,15 @@ void StatusModel::SetSortKey(int column) {
   emit layoutChanged({}, VerticalSortHint);
 }
 
+QString StatusModel::SortText(const StatusRow& row, int column) const {
+  return QString::fromStdString(Text(row, column)).toCaseFolded();
+}
+
 std::vector<int> StatusModel::SortedOrder(int column) const {
   std::vector<QString> texts;
   texts.reserve(m_rows.size());
   for (const auto& row : m_rows)
-    texts.push_back(QString::fromStdString(Text(row, column)).toCaseFolded());
+    texts.push_back(SortText(row, column));
   std::vector<int> order(m_rows.size());
   std::iota(order.begin(), order.end(), 0);
   std::stable_sort(order.begin(), order.end(), [&texts](int a, int b) {

@@ -9,6 +9,7 @@ namespace norvane::console {
 
 class ImageList;
 class MonitorTips;
+class TreeModel;
 
 /// What the last poll saw of a monitor.
 enum class RowState { Idle, Good, Failed };
@@ -19,6 +20,9 @@ struct StatusRow {
   std::string name;    ///< full name
   RowState state = RowState::Idle;
 };
+
+/// As the tree has the monitors.
+[[nodiscard]] std::vector<StatusRow> RowsOf(const TreeModel& tree);
 
 /// The rows of the status list. A row's colour and its result come from its state.
 class StatusModel : public QAbstractTableModel {
@@ -31,6 +35,9 @@ class StatusModel : public QAbstractTableModel {
 
   /// Replaces all rows, sorted if a sort key was ever set.
   void Fill(std::vector<StatusRow> rows);
+  /// The same rows as after `Fill`, but those that were there stay, with their states and in their order; rows
+  /// are removed and inserted one by one, so that views keep selection and scroll position.
+  void Follow(std::vector<StatusRow> rows);
   /// Sorts now, ascending and without regard to letter case, and from now on at each `Fill`.
   void SetSortKey(int column);
 
@@ -46,9 +53,13 @@ class StatusModel : public QAbstractTableModel {
 
  private:
   [[nodiscard]] std::string Text(const StatusRow& row, int column) const;
+  [[nodiscard]] QString SortText(const StatusRow& row, int column) const;
   /// Row numbers in the order of the sort key.
   [[nodiscard]] std::vector<int> SortedOrder(int column) const;
   void Reorder(const std::vector<int>& order);
+  void RemoveRow(int row);
+  /// At the end, or where the sort key wants it.
+  void InsertRow(StatusRow row);
 
   const ImageList& m_images;
   const MonitorTips& m_tips;

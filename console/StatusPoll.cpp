@@ -9,12 +9,13 @@ namespace norvane::console {
 namespace {
 namespace keys = engine::keys;
 
+/// False if the service is lost. A monitor that another program has just removed can't be read.
 bool Resolves(shared::MainBas& bas, engine::ServiceRef& ref) {
   try {
     bas.Monitors->Resolve(ref);
     return true;
-  } catch (const engine::EngineError&) {
-    return false;
+  } catch (const engine::EngineError& failure) {
+    return failure.Code() == engine::EngineErrorCode::NotFound;
   }
 }
 

@@ -5,7 +5,6 @@
 
 #include "console/ImageList.h"
 #include "console/MonitorTips.h"
-#include "console/engine/MonitorKeys.h"
 
 namespace norvane::console {
 
@@ -62,23 +61,6 @@ void TreeModel::SetStopped(const Node& node, bool stopped) {
   m_children[static_cast<std::size_t>(RowOf(node))]->stopped = stopped;
   const auto index = IndexOf(node);
   emit dataChanged(index, index, {Qt::DecorationRole});
-}
-
-bool TreeModel::Update(const engine::MonitorRecord& monitor) {
-  const bool stopped = monitor.Get(engine::keys::Status) == engine::StatusDisable;
-  const Node* node = Find(monitor.name);
-  if (node != nullptr && node->stopped == stopped) return false;
-  if (node != nullptr)
-    SetStopped(*node, stopped);
-  else
-    AddChild({.name = monitor.name, .type = std::string(monitor.TypeName()), .stopped = stopped});
-  return true;
-}
-
-const TreeModel::Node* TreeModel::Find(std::string_view name) const {
-  const auto found = std::find_if(m_children.begin(), m_children.end(),
-                                  [name](const auto& node) { return node->name == name; });
-  return found == m_children.end() ? nullptr : found->get();
 }
 
 const TreeModel::Node* TreeModel::NodeAt(const QModelIndex& index) const {

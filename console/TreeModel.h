@@ -2,10 +2,8 @@
 
 #include <QAbstractItemModel>
 #include <memory>
-#include <string_view>
 #include <vector>
 
-#include "console/engine/MonitorRecord.h"
 #include "console/shared/MonitorTree.h"
 
 namespace norvane::console {
@@ -35,14 +33,10 @@ class TreeModel : public QAbstractItemModel {
   void SetRootToolTip(const QString& text);
   /// Not for the root.
   void SetStopped(const Node& node, bool stopped);
-  /// Brings the monitor's node up to date, or adds it. Whether that changed anything.
-  bool Update(const engine::MonitorRecord& monitor);
 
   /// Null as long as the tree is empty.
   [[nodiscard]] const Node* Root() const { return m_root.get(); }
   [[nodiscard]] const std::vector<std::unique_ptr<Node>>& Children() const { return m_children; }
-  /// A monitor by its text; null if there is none.
-  [[nodiscard]] const Node* Find(std::string_view name) const;
   /// Null for an invalid index.
   [[nodiscard]] const Node* NodeAt(const QModelIndex& index) const;
   [[nodiscard]] QModelIndex IndexOf(const Node& node) const;

@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QTest>
+#include <QTimer>
 #include <QToolBar>
 #include <QTreeView>
 
@@ -20,6 +21,12 @@ void LoadForm(console::FrmStart& form, const std::function<void(QWidget&)>& atSp
 
 std::string ConsoleUser::Caption() const {
   return Window().windowTitle().toStdString();
+}
+
+void ConsoleUser::FollowChanges() {
+  QCoreApplication::sendPostedEvents();
+  auto& timer = Control<QTimer>("FollowTimer");
+  if (timer.isActive()) QMetaObject::invokeMethod(&timer, "timeout");
 }
 
 QModelIndex ConsoleUser::RootIndex() const {

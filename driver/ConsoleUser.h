@@ -31,6 +31,8 @@ class ConsoleUser {
   [[nodiscard]] QModelIndex NodeIndex(const std::string& text) const;
   /// A user's click on the node of this text; "" is the root.
   void ClickNode(const std::string& text);
+  /// Lets the window follow what it was told of changes elsewhere, without the pause before.
+  void FollowChanges();
   /// Presses the toolbar's button of this key.
   void PressButton(const char* key);
   /// A cell of the status list.

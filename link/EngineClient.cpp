@@ -179,6 +179,10 @@ std::uint64_t EngineClient::WaitForUpdate(std::uint64_t seen, std::chrono::milli
   return m_link->ConnectedMirror().WaitForUpdate(seen, time);
 }
 
+void EngineClient::OnUpdate(std::function<void()> callback) {
+  m_link->OnUpdate(std::move(callback));
+}
+
 std::string EngineClient::ServiceValue(std::string_view key) {
   std::string value;
   m_link->Call(

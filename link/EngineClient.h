@@ -24,6 +24,7 @@ class EngineClient final : public console::engine::Port {
   console::engine::MonitorPtr Get(console::engine::MonitorId id) override;
   console::engine::MonitorSnapshot Snapshot() override;
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
+  void OnUpdate(std::function<void()> callback) override;
   std::string ServiceValue(std::string_view key) override;
   std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
   std::vector<console::engine::OwedMessage> Owed() override;

@@ -67,6 +67,8 @@ class Link {
   }
   /// Waits likewise; the user may give the call up.
   void WaitCancellable(CallState& call);
+  /// As of the port.
+  void OnUpdate(std::function<void()> callback) { m_mirror.OnUpdate(std::move(callback)); }
   /// Returns when the engine has closed the connection.
   void WaitUntilGone(std::chrono::milliseconds timeout);
 

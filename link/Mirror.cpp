@@ -120,13 +120,23 @@ void Mirror::Apply(wire::Batch::Reader batch) {
   m_state = State::Following;
   m_change = batch.getChange();
   ++m_updates;
-  m_updated.notify_all();
+  ReportUpdate();
 }
 
 void Mirror::SetGone() {
   const std::lock_guard lock(m_mutex);
   m_state = State::Gone;
+  ReportUpdate();
+}
+
+void Mirror::ReportUpdate() {
   m_updated.notify_all();
+  if (m_onUpdate) m_onUpdate();
+}
+
+void Mirror::OnUpdate(std::function<void()> callback) {
+  const std::lock_guard lock(m_mutex);
+  m_onUpdate = std::move(callback);
 }
 
 std::uint64_t Mirror::Change() const {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -44,6 +45,9 @@ class Mirror {
   /// Waits until something changed after the number that an earlier call gave (0: nothing seen yet), or until
   /// the time is over. Returns the number of the current state.
   [[nodiscard]] std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) const;
+  /// Has `callback` run on the link's thread after each change of what readers see. It must not throw nor call
+  /// the mirror; an earlier one runs no more when this returns.
+  void OnUpdate(std::function<void()> callback);
 
  private:
   using Record = console::engine::MonitorPtr;
@@ -57,6 +61,7 @@ class Mirror {
   };
 
   void CheckFollowing() const;
+  void ReportUpdate();
   [[nodiscard]] Record Read(wire::Monitor::Reader from) const;
 
   std::vector<std::string> m_wireKeys;
@@ -67,6 +72,7 @@ class Mirror {
 
   mutable std::mutex m_mutex;  ///< guards all below
   mutable std::condition_variable m_updated;
+  std::function<void()> m_onUpdate;
   State m_state = State::NeverReached;
   Table m_table;
   std::uint64_t m_change = 0;

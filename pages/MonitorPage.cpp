@@ -9,6 +9,7 @@
 #include "console/engine/EngineError.h"
 #include "console/shared/ConnectHandler.h"
 #include "console/shared/MainBas.h"
+#include "pages/SeenSettings.h"
 #include "pages/Spinner.h"
 #include "settings/NumberFields.h"
 #include "settings/PageData.h"
@@ -71,6 +72,7 @@ MonitorPage::MonitorPage(console::shared::MainBas& bas, const settings::Type& ty
   // Otherwise Tab would visit the strip first, whatever the order.
   m_ui->SSTab1->setFocusProxy(nullptr);
   m_ui->SSTab1->setFocusPolicy(Qt::NoFocus);
+  m_seen = std::make_unique<SeenSettings>(*m_ui->SSTab1);
 }
 
 MonitorPage::~MonitorPage() {
@@ -178,10 +180,18 @@ bool MonitorPage::Validate() {
 }
 
 void MonitorPage::SaveData() {
-  settings::SaveData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway, m_keptMode);
+  try {
+    settings::SaveData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway, m_keptMode);
+  } catch (const EngineError&) {
+    m_seen->See(*m_bas.CurrentMonitor);  // some is written, and by nobody else
+    throw;
+  }
+  m_seen->See(*m_bas.CurrentMonitor);
+  KeepMode(m_keptMode);  // its tool tip was covered by a mark, maybe
 }
 
 void MonitorPage::RefreshData() {
+  m_seen->See(*m_bas.CurrentMonitor);  // first, so that what changes meanwhile is not missed
   try {
     KeepMode(settings::RefreshData(m_type, *m_fields, *m_bas.CurrentMonitor, m_bas.Gateway));
   } catch (const EngineError&) {
@@ -227,6 +237,14 @@ void MonitorPage::DisableApply() {
     (*std::ranges::find_if(candidates, canHaveFocus))->setFocus();
   }
   m_ui->cmdApply->setEnabled(false);
+}
+
+void MonitorPage::FollowEngine() {
+  if (!m_seen->HaveChanged(*m_bas.CurrentMonitor)) return;
+  if (m_ui->cmdApply->isEnabled())
+    m_seen->MarkTabs();
+  else
+    RefreshData();
 }
 
 void MonitorPage::RunNotificationHandlers() {

@@ -21,6 +21,7 @@ namespace norvane::pages {
 namespace Ui {
 class MonitorPage;
 }
+class SeenSettings;
 
 /// What the pages of all types have in common: the buttons, the tabs "Notification" and "Command", and the
 /// handlers. Each page puts its own controls on the tab "General".
@@ -34,6 +35,7 @@ class MonitorPage : public console::shared::Page {
   void SaveData() override;
   /// Hides the page if that fails: it would show one monitor's fields for another's.
   void RefreshData() override;
+  void FollowEngine() override;
 
   void cmdTest_Click();
   void cmdRestore_Click();
@@ -97,6 +99,7 @@ class MonitorPage : public console::shared::Page {
   void SendTestMessage(QWidget& button);
 
   const settings::Type& m_type;
+  std::unique_ptr<SeenSettings> m_seen;
   std::optional<console::shared::FieldControls> m_fields;  ///< from Form_Load on
   std::string m_keptMode;  ///< a notification that the fields cannot show, until the user chooses one
   QPointer<QWidget> m_beforeApply;  ///< had the focus before `cmdApply`

@@ -180,6 +180,9 @@ class MonitorItem : public EngineObject {
   void SetAttr(std::string_view key, std::string_view value);
   [[nodiscard]] std::shared_ptr<MonitorRunner> Runner();
 
+  /// What is known of the monitor now; none of its operations, so no observer is called.
+  [[nodiscard]] MonitorPtr Record() const { return m_port.Get(m_id); }
+
  private:
   friend class MonitorRunner;
   MonitorId m_id;
@@ -220,10 +223,13 @@ class EngineFactory : public EngineObject {
 
   /// Fetches a page through the engine.
   [[nodiscard]] std::unique_ptr<PageFetch> Fetch(const std::string& url, std::chrono::milliseconds limit);
-  /// Asks the engine how it is doing; none of the objects' operations, so no observer is called.
+
+  // As the port has them; none of the objects' operations, so no observer is called.
+
   [[nodiscard]] std::unique_ptr<StatusQuery> QueryStatus() { return m_port.QueryStatus(); }
-  /// The monitor as it is known now, without asking the engine; null if none of that name is. No observer is
-  /// called here either.
+  [[nodiscard]] MonitorSnapshot Snapshot() { return m_port.Snapshot(); }
+  void OnUpdate(std::function<void()> callback) { m_port.OnUpdate(std::move(callback)); }
+  /// The monitor as it is known now, without asking the engine; null if none of that name is.
   [[nodiscard]] MonitorPtr Look(std::string_view fullName);
 };
 

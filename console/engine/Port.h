@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -68,6 +69,10 @@ class Port {
   /// Waits until something changed after the number that an earlier call gave (0: nothing seen yet), or until
   /// the time is over; gives the number of what there is now.
   [[nodiscard]] virtual std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) = 0;
+  /// From now on has `callback` run, on another thread, whenever monitors changed, or the engine has gone;
+  /// instead of the one of an earlier call, which runs no more when this returns. It may be empty, and must
+  /// not throw nor call the port. Doesn't connect.
+  virtual void OnUpdate(std::function<void()> callback) = 0;
   /// Empty text for a key that was never set.
   [[nodiscard]] virtual std::string ServiceValue(std::string_view key) = 0;
   /// Asks the engine how it is doing, without waiting for the answer. The query must not outlive the port.

@@ -2,7 +2,6 @@
 
 #include "console/engine/EngineError.h"
 #include "console/shared/MainBas.h"
-#include "console/shared/MonitorTree.h"
 
 namespace norvane::console::shared {
 
@@ -12,7 +11,6 @@ void ChangeMonitor(MainBas& bas, const std::string& fullName, const std::functio
     call();
   } catch (const engine::EngineError& failure) {
     if (failure.Code() != engine::EngineErrorCode::TimedOut) throw;
-    bas.Tree->FollowMonitor(fullName);
     if (!isDone(bas.Engine.Look(fullName)))
       throw engine::EngineError(
           failure.Code(), std::string(failure.what()) + ". If it does this later, the tree will show it");

@@ -34,8 +34,6 @@ class MonitorTree {
   /// `CurrentMonitor` and its page reads it anew. Ends in a message, and not in an exception, if the monitor
   /// can't be resolved; throws EngineError if it goes away later.
   virtual void TvCtrl_NodeClick(const TreeNode& node) = 0;
-  /// From now on the monitor's node comes, changes and goes as the monitor does in the engine.
-  virtual void FollowMonitor(const std::string& fullName) = 0;
 };
 
 }  // namespace norvane::console::shared

@@ -25,6 +25,10 @@ class LostAnswersTest : public ConsoleFixture {
                                  wizard.reject();
                                });
   }
+  void Update() {
+    engine.Update();
+    FollowChanges();
+  }
   [[nodiscard]] std::vector<std::string> Nodes() const { return form->MonitorTexts(); }
   [[nodiscard]] std::string TextOfBox() {
     const auto boxes = dialogs.TakeBoxes();
@@ -41,21 +45,20 @@ TEST_F(LostAnswersTest, AnAdditionThatTookEffectGoesOn) {
   EXPECT_EQ(engine.At("WebMonitor Of shop").attributes["Monitor_Parameter"], "http://");
 }
 
-TEST_F(LostAnswersTest, OneThatTakesEffectLaterShowsWithTheNextTick) {
+TEST_F(LostAnswersTest, OneThatTakesEffectLaterShowsThen) {
   StartWith({{"WebMonitor Of a", "Enable"}});
   engine.FailOnce("Add", TimedOut);
   dialogs.Announce();
   AddShop();
   EXPECT_NE(TextOfBox().find("no answer from the engine in time"), std::string::npos);
-  form->Timer1_Timer();
+  Update();
   EXPECT_EQ(Nodes(), std::vector<std::string>{"WebMonitor Of a"});
   engine.Place("WebMonitor Of shop", {{"Status", "Disable"}});
-  form->Timer1_Timer();
+  Update();
   EXPECT_EQ(Nodes(), (std::vector<std::string>{"WebMonitor Of a", "WebMonitor Of shop"}));
   EXPECT_EQ(Cell(1, 0), "WebMonitor_Stop");
   engine.EndEngine();
-  dialogs.Announce();
-  form->Timer1_Timer();
+  Update();
   EXPECT_EQ(Nodes().size(), 2U) << "an engine that is gone has removed nothing";
 }
 
@@ -108,6 +111,7 @@ TEST_F(LostAnswersTest, StartStopAndDeletionShowWhatIsSo) {
       PressButton(row.button);
       engine.During(row.call, [] {});
       if (isLate) takeEffect();
+      Update();
       ClickNode("");
       std::vector<std::string> shown;
       for (int at = 0; at < static_cast<int>(Column(3).size()); ++at)

@@ -319,6 +319,23 @@ TEST_F(EngineClientTest, WaitsForWhatOthersChange) {
   EXPECT_EQ(client.Snapshot().size(), 1u);
 }
 
+TEST_F(EngineClientTest, HearsOfWhatOthersChangeAndOfTheEnd) {
+  Start();
+  std::atomic<int> updates = 0;
+  EngineClient client(m_options);
+  client.OnUpdate([&] { ++updates; });
+  EXPECT_EQ(updates, 0) << "nothing connects";
+  EXPECT_EQ(client.Count(), 0u);
+  const int first = updates;
+  m_engine->Do([](engine::Service& service, FakeWorker&) { service.Add("WebMonitor Of a"); });
+  EXPECT_TRUE(Eventually([&] { return updates > first; }));
+  EXPECT_EQ(client.Count(), 1u);
+  const int second = updates;
+  m_engine.reset();
+  EXPECT_TRUE(Eventually([&] { return updates > second; }));
+  EXPECT_EQ(CodeOf([&] { return client.Count(); }), EngineErrorCode::Gone);
+}
+
 TEST_F(EngineClientTest, ShutdownReturnsWhenTheEngineHasGone) {
   Start();
   auto process = platform::FileLock::TryLock(m_folder / "NorvaneEngine.lock");

@@ -116,6 +116,7 @@ ce::MonitorPtr FakePort::Get(MonitorId id) {
 }
 
 ce::MonitorSnapshot FakePort::Snapshot() {
+  static_cast<void>(Info());
   ce::MonitorSnapshot all;
   for (const auto& [id, monitor] : m_monitors)
     all.push_back(Get(id));

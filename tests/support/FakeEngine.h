@@ -49,6 +49,10 @@ class FakePort : public console::engine::Port {
   [[nodiscard]] std::map<std::string, FakePage, std::less<>>& Pages() { return m_pages; }
   bool holdsFetches = false;  ///< none ends
   void OpenGate() { m_gateOpen = true; }
+  /// What was placed, dropped or set so far reaches the console.
+  void Update() const {
+    if (m_onUpdate) m_onUpdate();
+  }
   /// From now on no engine answers.
   void EndEngine() { m_gone = true; }
 
@@ -71,6 +75,7 @@ class FakePort : public console::engine::Port {
   console::engine::MonitorPtr Get(console::engine::MonitorId id) override;
   console::engine::MonitorSnapshot Snapshot() override;
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
+  void OnUpdate(std::function<void()> callback) override { m_onUpdate = std::move(callback); }
   std::string ServiceValue(std::string_view key) override;
   std::unique_ptr<console::engine::StatusQuery> QueryStatus() override;
   std::vector<console::engine::OwedMessage> Owed() override { return {}; }
@@ -100,6 +105,7 @@ class FakePort : public console::engine::Port {
   FakeMonitor& Held(console::engine::MonitorId id);
   console::engine::Outcome Run(console::engine::MonitorId id, const RunnerAnswer& answer);
 
+  std::function<void()> m_onUpdate;
   bool m_gone = false;
   bool m_gateOpen = false;
   console::engine::EngineInfo m_info;

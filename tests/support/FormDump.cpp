@@ -82,7 +82,9 @@ std::string ItemTexts(const QComboBox& list) {
 std::string TabTexts(const QTabWidget& tabs) {
   std::string texts;
   for (int tab = 0; tab < tabs.count(); ++tab)
-    texts += (tab == tabs.currentIndex() ? " *" : " ") + Quoted(tabs.tabText(tab));
+    texts += (tab == tabs.currentIndex() ? " *" : " ") + Quoted(tabs.tabText(tab)) +
+             (tabs.tabIcon(tab).isNull() ? "" : " marked") +
+             (tabs.tabToolTip(tab).isEmpty() ? "" : " tip " + Quoted(tabs.tabToolTip(tab)));
   return "tabs" + texts;
 }
 

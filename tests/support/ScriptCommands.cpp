@@ -168,6 +168,12 @@ void Tick(Script& script, const Arguments& /*a*/) {
   QMetaObject::invokeMethod(&Part<QTimer>(script.Console().FormInFront(), "Timer1"), "timeout");
 }
 
+/// The console follows what others have done to the monitors.
+void Update(Script& script, const Arguments& /*a*/) {
+  script.Console().engine.Update();
+  script.Console().FollowChanges();
+}
+
 /// "right", "Control", "Shift", or "space" for below all nodes.
 void OddClick(Script& script, const Arguments& a) {
   auto& tree = script.Console().Control<QTreeView>("TvCtrl");
@@ -288,6 +294,7 @@ constexpr Verb Verbs[] = {
     {"all in the data file", true, AllInTheDataFile},
     {"started", true, Started},
     {"set", true, Set},
+    {"removed", true, [](Script& s, const Arguments& a) { s.Console().engine.Drop(a[0]); }},
     {"file", true, File},
     {"web", true, Web},
     {"engine's types", true, [](Script& s, const Arguments& a) { s.Console().engine.Types() = a; }},
@@ -304,6 +311,7 @@ constexpr Verb Verbs[] = {
 
     {"load", false, Load},
     {"tick", false, Tick},
+    {"update", false, Update},
     {"click", false, [](Script& s, const Arguments& a) { s.Console().ClickNode(At(a, 0)); }},
     {"odd click", false, OddClick},
     {"press", false, [](Script& s, const Arguments& a) { s.Console().PressButton(a[0].c_str()); }},
