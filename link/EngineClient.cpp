@@ -1,5 +1,6 @@
 #include "link/EngineClient.h"
 
+#include <algorithm>
 #include <thread>
 
 #include "console/engine/EngineError.h"
@@ -15,6 +16,9 @@ using Session = wire::Session::Client;
 namespace {
 using namespace std::chrono_literals;
 
+/// On a disk that is slow, but not stuck.
+constexpr std::chrono::milliseconds SaveTimeOfOne{4};
+
 /// The connection ends a moment before the process.
 void AwaitFreeFolder(const std::string& folder) {
   const auto deadline = std::chrono::steady_clock::now() + 10s;
@@ -27,9 +31,9 @@ void AwaitFreeFolder(const std::string& folder) {
 }
 
 template <class Request>
-void CallWithPath(Link& link, Link::Method<Request> method, std::string_view path) {
-  link.Call(link.Options().storeTimeout, method,
-            [&](auto& request) { request.setPath(ToText(std::string(path))); });
+void CallWithPath(Link& link, Link::Method<Request> method, std::string_view path,
+                  std::chrono::milliseconds timeout) {
+  link.Call(timeout, method, [&](auto& request) { request.setPath(ToText(std::string(path))); });
 }
 
 template <class Request>
@@ -252,10 +256,12 @@ void EngineClient::CommitServiceValues(const ce::ServiceValues& values) {
 }
 
 void EngineClient::Load(std::string_view path) {
-  CallWithPath(*m_link, &Session::loadRequest, path);
+  CallWithPath(*m_link, &Session::loadRequest, path, m_link->Options().storeTimeout);
 }
 void EngineClient::Save(std::string_view path) {
-  CallWithPath(*m_link, &Session::saveRequest, path);
+  const auto& options = m_link->Options();
+  const auto timeout = options.callTimeout + static_cast<int>(Count()) * SaveTimeOfOne;
+  CallWithPath(*m_link, &Session::saveRequest, path, std::min(timeout, options.storeTimeout));
 }
 void EngineClient::Add(std::string_view fullName) {
   CallWithName(*m_link, &Session::addRequest, fullName);

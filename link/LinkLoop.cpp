@@ -18,6 +18,7 @@ using std::chrono::milliseconds;
 
 namespace {
 constexpr auto RetryPause = 20 * kj::MILLISECONDS;
+constexpr char NoAnswer[] = "no answer from the engine in time";
 /// Every table's numbers are greater: any change means that the mirror is filled.
 constexpr std::uint64_t FirstFill = 1;
 constexpr std::uint64_t Never = UINT64_MAX;
@@ -226,7 +227,24 @@ void LinkLoop::ReadInfo(wire::EngineInfo::Reader engine) {
 void LinkLoop::Run(const std::shared_ptr<CallState>& call, milliseconds timeout, const Body& body) {
   assert(m_thread.IsInside());
   auto work = kj::evalNow([&] { return body(KJ_ASSERT_NONNULL(m_connection->session), *call); });
-  Finish(kj::mv(work), call, timeout, "no answer from the engine in time");
+  if (timeout > m_options.callTimeout) work = work.exclusiveJoin(UntilSilent(call));
+  Finish(kj::mv(work), call, timeout, NoAnswer);
+}
+
+kj::Promise<void> LinkLoop::UntilSilent(const std::shared_ptr<CallState>& call) {
+  const auto half = ToDuration(m_options.callTimeout) / 2;
+  return m_timer.afterDelay(half)
+      .then([this, half] {
+        auto answer = KJ_ASSERT_NONNULL(m_connection->session).statusRequest().send();
+        return answer.then([](auto&&) { return true; }).exclusiveJoin(m_timer.afterDelay(half).then([] {
+          return false;
+        }));
+      })
+      .then([this, call](bool answers) -> kj::Promise<void> {
+        if (answers) return UntilSilent(call);
+        call->Fail(Error(EngineErrorCode::TimedOut, NoAnswer));
+        return kj::READY_NOW;
+      });
 }
 
 void LinkLoop::WaitUntilGone(const std::shared_ptr<CallState>& call, milliseconds timeout) {

@@ -37,6 +37,7 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
 
   /// Ends with the mirror filled and `info` written.
   void Connect(const std::shared_ptr<CallState>& call);
+  /// One that may take longer than `callTimeout` ends earlier if the engine hangs.
   void Run(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout, const Body& body);
   void WaitUntilGone(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout);
   /// Harmless if the call has finished.
@@ -57,6 +58,8 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   [[nodiscard]] kj::Promise<void> Greet(platform::FileDescriptor socket, CallState& call);
   [[nodiscard]] kj::Promise<void> ReadGreeting(wire::Greeting::Reader greeting, CallState& call);
   void ReadInfo(wire::EngineInfo::Reader engine);
+  /// Fails the call and resolves when the engine has answered nothing for `callTimeout`; asks for its status.
+  [[nodiscard]] kj::Promise<void> UntilSilent(const std::shared_ptr<CallState>& call);
   void UpdateMirror(wire::Batch::Reader batch);
   void Lose();
   void taskFailed(kj::Exception&& exception) override;

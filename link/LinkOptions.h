@@ -19,7 +19,9 @@ struct LinkOptions {
   std::chrono::milliseconds startTimeout{5000};  ///< until a started engine must listen
   std::chrono::milliseconds connectTimeout{10000};
   std::chrono::milliseconds callTimeout{10000};
-  std::chrono::milliseconds storeTimeout{120000};  ///< of Load, Save and the engine's end
+  /// Of Load, of the engine's end, and of Save with many monitors. For this and the next the engine must show
+  /// within `callTimeout` that it lives.
+  std::chrono::milliseconds storeTimeout{120000};
   std::chrono::milliseconds runTimeout{900000};    ///< of Monitor and Notify
 };
 

@@ -38,8 +38,9 @@ bool BelongsTo(const QMessageBox& box, const QObject* object) {
 }
 }  // namespace
 
-QtCallWaiter::QtCallWaiter(const QtDialogs& dialogs, std::chrono::milliseconds boxDelay)
-    : m_dialogs(dialogs), m_boxDelay(boxDelay) {}
+QtCallWaiter::QtCallWaiter(const QtDialogs& dialogs, std::chrono::milliseconds boxDelay,
+                           std::chrono::milliseconds patience)
+    : m_dialogs(dialogs), m_boxDelay(boxDelay), m_patience(patience) {}
 
 QtCallWaiter::~QtCallWaiter() = default;
 
@@ -58,6 +59,9 @@ void QtCallWaiter::Wait(engine::PendingCall& call) noexcept {
           if (m_loop != nullptr) m_loop->quit();
         },
         Qt::QueuedConnection);
+  });
+  QTimer::singleShot(m_patience, &loop, [this] {
+    if (!m_box) ShowPendingBox();
   });
   loop.exec();
   qApp->removeEventFilter(this);

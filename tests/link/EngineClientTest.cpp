@@ -427,6 +427,42 @@ TEST_F(EngineClientTest, ACheckCanBeGivenUpAndNothingElse) {
   EXPECT_EQ(client.Get(id)->name, "WebMonitor Of a") << "the link goes on";
 }
 
+TEST_F(EngineClientTest, ALongCallLastsWhileTheEngineLivesButNotWhenItHangs) {
+  Start();
+  m_options.callTimeout = seconds(2);
+  m_engine->Do([](engine::Service& service, FakeWorker& checks) {
+    service.Add("WebMonitor Of a");
+    checks.holdChecks = true;
+  });
+  auto end = std::chrono::steady_clock::time_point::max();
+  SteppingWaiter waiter([&] {
+    if (std::chrono::steady_clock::now() < end) return;
+    m_engine->Do([](engine::Service&, FakeWorker& checks) {
+      for (const auto& [id, ticket] : std::exchange(checks.held, {}))
+        checks.Report(id, ticket, "answered late");
+    });
+  });
+  m_options.waiter = &waiter;
+  EngineClient client(m_options);
+  client.OpenGate(m_engine->ControlPass());
+  end = std::chrono::steady_clock::now() + m_options.callTimeout * 3 / 2;
+  EXPECT_EQ(client.Check(client.Find("WebMonitor Of a")).reason, "answered late");
+  end = std::chrono::steady_clock::time_point::max();
+
+  std::promise<void> hangs;
+  std::promise<void> goesOn;
+  auto hung = std::async(std::launch::async, [&] {
+    m_engine->Do([&](engine::Service&, FakeWorker&) {
+      hangs.set_value();
+      goesOn.get_future().wait();
+    });
+  });
+  hangs.get_future().wait();
+  EXPECT_EQ(CodeOf([&] { client.Load(m_folder / "other.dat"); }), EngineErrorCode::TimedOut);
+  goesOn.set_value();
+  hung.get();
+}
+
 TEST_F(EngineClientTest, TheConsoleIsNotHeldWhileItsEngineStarts) {
   std::promise<void> stepped;
   SteppingWaiter waiter([&] {

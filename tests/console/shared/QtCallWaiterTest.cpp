@@ -155,6 +155,23 @@ TEST_F(QtCallWaiterTest, EscGivesUpACallThatMayBe) {
   }
 }
 
+TEST_F(QtCallWaiterTest, AUserWhoOnlyWatchesGetsTheBoxLater) {
+  QtCallWaiter waiter(dialogs, 1h, 100ms);
+  QTimer look;
+  look.setSingleShot(true);
+  QObject::connect(&look, &QTimer::timeout, &look, [&] {
+    if (Boxes().empty()) return look.start(1);
+    QTest::mouseClick(Boxes().front()->button(QMessageBox::Ok), Qt::LeftButton);
+    QTimer::singleShot(200, &button, [this] {
+      EXPECT_TRUE(Boxes().empty()) << "it was answered";
+      call.Finish();
+    });
+  });
+  look.start(50);
+  waiter.Wait(call);
+  EXPECT_TRUE(Boxes().empty());
+}
+
 TEST_F(QtCallWaiterTest, BoxGoesWithTheAnswer) {
   QtCallWaiter waiter(dialogs, 1ms);
   QTimer::singleShot(50, [&] {
