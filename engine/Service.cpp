@@ -487,16 +487,14 @@ void Service::Handle(const CheckEnded& ended) {
 
 /// A result that says something about the service.
 void Service::HandleJudged(const Monitor& monitor, const CheckResult& result) {
-  const bool isAsBefore = monitor.lastCheck.any &&
-                          (monitor.attributes->Get(ce::keys::Result) == ce::ResultOk) == result.IsGood();
+  const bool isAsBefore =
+      monitor.lastCheck.any && (monitor.attributes->Get(ce::keys::Result) == ce::ResultOk) == result.IsGood();
   m_table->Set(monitor.id, ce::keys::Result, result.reason);
   Log(monitor, result.at,
       std::string(result.IsGood() ? "good" : "failed") + " in " + std::to_string(result.duration.count()) +
           " ms: " + result.reason);
   const auto* failing = monitor.Running() ? m_alarms->Receive(monitor, result) : nullptr;
-  const auto since = failing != nullptr ? failing->since
-                     : isAsBefore       ? monitor.lastCheck.since
-                                        : result.at;
+  const auto since = failing != nullptr ? failing->since : isAsBefore ? monitor.lastCheck.since : result.at;
   m_table->NoteCheck(monitor.id,
                      {true, result.at, result.duration, failing == nullptr ? 0 : failing->failures, since});
   ExpectCheck(monitor, {});

@@ -126,11 +126,6 @@ std::string WriteChanges(Database& database, const Changes& changes) {
   return state;
 }
 
-bool Exists(const std::string& path) {
-  struct stat info {};
-  return ::lstat(path.c_str(), &info) == 0;
-}
-
 /// A folder or a device isn't ours to put aside.
 void RequireFile(const std::string& path) {
   struct stat info {};

@@ -34,10 +34,6 @@ constexpr std::string_view StateFileUncopied = "state file not copied";
 constexpr std::string_view StateFileLost = "state file lost";
 constexpr std::string_view StateFileReplaced = "state file replaced";
 
-bool Exists(const std::string& path) {
-  return std::filesystem::exists(std::filesystem::symlink_status(path));
-}
-
 /// Of an earlier engine.
 bool HasDamaged(const std::string& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {

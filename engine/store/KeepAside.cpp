@@ -14,12 +14,12 @@
 
 namespace norvane::engine {
 
-namespace {
 bool Exists(const std::string& path) {
   struct stat info {};
   return ::lstat(path.c_str(), &info) == 0;
 }
 
+namespace {
 /// The journal belongs to the file and may be what mends it.
 constexpr std::array Endings{"", "-journal", GoodCopyEnding};
 

@@ -4,6 +4,9 @@
 
 namespace norvane::engine {
 
+/// Whatever it is: links are not followed.
+[[nodiscard]] bool Exists(const std::string& path);
+
 class NewFile;
 
 /// Gives a file that cannot be read another name beside the old one, with the time in it, so that nothing is
