@@ -1,5 +1,6 @@
 #include "formats/Number.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <iterator>
@@ -56,6 +57,12 @@ std::optional<double> ParseNumber(std::string_view text) {
 std::optional<double> ParseNumber(std::string_view text, double least, double most) {
   const auto number = ParseNumber(text);
   return number && *number >= least && *number <= most ? number : std::nullopt;
+}
+
+double ActingNumber(std::string_view text, double least, double most, double fallback) {
+  const auto number = ParseNumber(text);
+  const bool counts = number && (*number > 0 || *number == least);
+  return counts ? std::clamp(*number, least, most) : fallback;
 }
 
 std::string FormatNumber(double value) {

@@ -18,6 +18,10 @@ namespace norvane::formats {
 /// The same for numbers from `least` to `most`.
 [[nodiscard]] std::optional<double> ParseNumber(std::string_view text, double least, double most);
 
+/// What the engine makes of a setting: the number clamped to the range, or `fallback` if it is negative, not
+/// a number, or a 0 below `least`.
+[[nodiscard]] double ActingNumber(std::string_view text, double least, double most, double fallback);
+
 /// The shortest decimal text of `value`, which is finite, in up to 15 significant digits: 9, 1.5, -0.25.
 /// It has an exponent only from 1e15 up and below 1e-15. ParseNumber reads it back.
 [[nodiscard]] std::string FormatNumber(double value);

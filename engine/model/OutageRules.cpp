@@ -6,17 +6,13 @@
 
 namespace norvane::engine {
 
-namespace keys = console::engine::keys;
-
-namespace {
-constexpr NumberRule FailTimesRule{keys::FailTimes, 0, 1e9};
-constexpr NumberRule MaxFailTimesRule{keys::MaxFailTimes, 0, 1e9};
-}  // namespace
+namespace ce = console::engine;
+namespace keys = ce::keys;
 
 OutageRules OutageRules::Of(const Attributes& attributes, std::string& remark) {
   OutageRules rules;
-  rules.maxFailTimes = ReadNumber(MaxFailTimesRule, attributes, remark);
-  rules.failTimes = std::max(1.0, ReadNumber(FailTimesRule, attributes, remark));
+  rules.maxFailTimes = ReadNumber(ce::MaxFailTimesRule, attributes, remark);
+  rules.failTimes = std::max(1.0, ReadNumber(ce::FailTimesRule, attributes, remark));
   rules.hasCommand = !attributes.Get(keys::Command).empty();
   rules.hasNotification = !attributes.Get(keys::NotifyMode).empty();
   return rules;
