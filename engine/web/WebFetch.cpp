@@ -132,7 +132,10 @@ void Transfer::Visit(const char* url) {
 void Transfer::Fetch(const Resolver::Answer& answer) {
   m_query.reset();
   if (answer.addresses.empty()) return End(answer.failure);
-  if (!m_handle) m_handle = m_transfers.Acquire();
+  if (m_handle)
+    m_handle->Renew(m_transfers);
+  else
+    m_handle = m_transfers.Acquire();
   m_page.Clear();
   m_budget = {};
   m_headerEnded = false;

@@ -61,6 +61,8 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
   server.Set("/page", HttpServer::Reply("abc", "text/html; charset=gbk"));
   server.Set("/a%20b", HttpServer::Reply("blank"));
   server.Set("/moved", HttpServer::Redirect("/page"));
+  server.Set("/folded", {"HTTP/1.1 200 OK\r\n Folded: 1\r\nContent-Type: a/b\r\nContent-Length: 1\r\n\r\nc"});
+  server.Set("/to-folded", HttpServer::Redirect("/folded"));
   server.Set("/gone", HttpServer::Reply("<b>gone</b>", "text/html", "404 Not Found"));
   server.Set("/empty", HttpServer::Reply(""));
   server.Set("/large", HttpServer::Reply(std::string((16 << 20) + 1, 'x')));
@@ -85,6 +87,8 @@ TEST(PageFetcher, FetchesByTheRulesOfAWebCheck) {
   Fetcher fetcher(options);
   for (const auto& [url, reply] : rows)
     EXPECT_EQ(fetcher.Fetch(url), reply) << url;
+  EXPECT_EQ(fetcher.Fetch(server.Url("/to-folded")),
+            fetcher.Fetch(server.Url("/folded")));  // not the redirect's
   EXPECT_EQ(fetcher.Fetch(server.Url("/silent"), milliseconds(100)),
             "timed out: no answer within 0.1 s (waiting for the reply)");
   EXPECT_EQ(Fetcher().Fetch(secure.Url("/")).substr(0, 46), "failed: certificate of 127.0.0.1 not trusted: ");
