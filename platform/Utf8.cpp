@@ -5,6 +5,7 @@
 #include <unistr.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -56,9 +57,9 @@ bool IsInvisible(char32_t code) {
 
 std::size_t AsciiPrefix(std::string_view text) {
   std::size_t i = 0;
-  for (std::uint64_t eight; i + sizeof eight <= text.size(); i += sizeof eight) {
-    std::memcpy(&eight, text.data() + i, sizeof eight);
-    if (eight & 0x8080808080808080u) break;
+  for (std::array<std::uint64_t, 4> block; i + sizeof block <= text.size(); i += sizeof block) {
+    std::memcpy(block.data(), text.data() + i, sizeof block);
+    if ((block[0] | block[1] | block[2] | block[3]) & 0x8080808080808080u) break;
   }
   while (i < text.size() && static_cast<signed char>(text[i]) >= 0)
     ++i;

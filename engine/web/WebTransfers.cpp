@@ -45,6 +45,8 @@ void WebTransfers::Handle::Renew(const WebTransfers& owner) {
   CURL* curl = m_curl.get();
   if (curl == nullptr) throw std::runtime_error("cannot create a libcurl handle");
   curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, m_error.data());
+  // Overridden by each transfer's CURLOPT_CURLU, of which libcurl would make a text if it had none.
+  curl_easy_setopt(curl, CURLOPT_URL, "http:");
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
   curl_easy_setopt(curl, CURLOPT_USERAGENT, "Norvane");
