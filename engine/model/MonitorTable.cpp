@@ -98,7 +98,10 @@ void MonitorTable::Set(MonitorId id, std::string_view key, std::string value) {
 
 void MonitorTable::NoteCheck(MonitorId id, const LastCheck& lastCheck) {
   const auto found = m_monitors.find(id);
-  if (found != m_monitors.end()) found->second.lastCheck = lastCheck;
+  if (found == m_monitors.end()) return;
+  const bool isAsBefore = found->second.lastCheck.since == lastCheck.since;
+  found->second.lastCheck = lastCheck;
+  if (!isAsBefore) Touch(found->second, true);
 }
 
 void MonitorTable::ExpectCheck(MonitorId id, std::chrono::steady_clock::time_point overdueAt) {

@@ -60,9 +60,10 @@ class MonitorTable {
   void Remove(MonitorId id);
   /// Throws EngineError (NotFound, Invalid). Setting the present value changes nothing.
   void Set(MonitorId id, std::string_view key, std::string value);
-  /// Not a change: no observer sees it. Unknown ids are ignored.
+  /// A change, as a result is, only if since when it is so is another: observers see that, but not each check.
+  /// Unknown ids are ignored.
   void NoteCheck(MonitorId id, const LastCheck& lastCheck);
-  /// Likewise.
+  /// No change. Unknown ids are ignored.
   void ExpectCheck(MonitorId id, std::chrono::steady_clock::time_point overdueAt);
 
   [[nodiscard]] std::uint64_t LastChange() const { return m_lastChange; }

@@ -52,6 +52,19 @@ TEST(Service, StartsLaterWhatThereWasNoMemoryFor) {
   EXPECT_EQ(engine.checks->calls, Calls{"Update WebMonitor Of a"});
 }
 
+TEST(Service, TheFirstCheckIsAChangeEvenWithTheResultOfAnEarlierEngine) {
+  const TempFolder folder;
+  Engine engine(folder.Path());
+  const auto id = engine.Add("WebMonitor Of a", "Enable");
+  engine.service.Set(id, keys::Result, "x");
+  for (const bool isChange : {true, false}) {
+    const auto before = engine.service.Table().LastChange();
+    engine.checks->Report(id, 0, "x");
+    engine.service.OnWake();
+    EXPECT_EQ(engine.service.Table().LastChange() > before, isChange) << "as consoles see it";
+  }
+}
+
 TEST(Service, KeepsResultsAndCountsFailuresInARow) {
   const TempFolder folder;
   Engine engine(folder.Path());
