@@ -14,7 +14,6 @@
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/ConnectHandler.h"
 #include "console/shared/MainBas.h"
-#include "console/shared/MonitorChange.h"
 #include "console/shared/WindowTitle.h"
 #include "platform/Paths.h"
 #include "platform/Registry.h"
@@ -41,6 +40,7 @@ FrmStart::FrmStart(shared::MainBas& bas)
       m_list(ImgLstS, m_tips),
       m_healthTips(bas, m_tree, m_tips),
       m_follower(bas, m_tree, this),
+      m_commands(bas, m_tree, m_follower),
       Timer1(this) {
   m_ui->setupUi(this);
   setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
@@ -116,7 +116,7 @@ void FrmStart::LoadDataFile() {
   try {
     m_bas.FetchComponent<engine::ServiceStore>(m_bas.MachineName)->Load(path);
   } catch (const engine::EngineError& failure) {
-    ShowFailure("Can not load " + path, failure);
+    m_bas.ShowFailure("Can not load " + path, failure);
   }
 }
 
@@ -276,7 +276,7 @@ void FrmStart::ShowMonitor(const Node& node) {
   m_ui->mnuControl->setEnabled(true);
   m_ui->ToolBar_delete->setEnabled(true);
   m_ui->ToolBar_property->setEnabled(true);
-  if (!Resolve(node)) return;
+  if (!m_commands.Resolve(node)) return;
   auto monitor = m_bas.CurrentRef->GetMonitor();
   const bool mayHavePage = monitor->Kind() != engine::KindWithoutPage;
   Page* page = mayHavePage ? PageOf(monitor->TypeName()) : nullptr;
@@ -395,80 +395,29 @@ void FrmStart::ToolBar_ButtonClick(QAction* button) {
     mnuStop_Click();
 }
 
-bool FrmStart::Resolve(const Node& node) {
-  m_bas.CurrentRef->SetMonitorName(node.name);
-  try {
-    m_bas.Monitors->Resolve(*m_bas.CurrentRef);
-    return true;
-  } catch (const engine::EngineError& failure) {
-    if (failure.Code() == engine::EngineErrorCode::NotFound) {
-      m_follower.Follow();
-      return false;
-    }
-    m_bas.Dialogs.Show({.title = "Restart",
-                        .text =
-                            "Can not access this monitor, maybe you have restarted your service, thus you "
-                            "must restart this program",
-                        .icon = BoxIcon::Information});
-    return false;
-  }
+void FrmStart::SetStopped(const Node& node, bool stopped) {
+  if (m_commands.SetStopped(node, stopped)) TvCtrl_NodeClick(node);
 }
 
-bool FrmStart::WriteStatus(const Node& node, bool stopped) {
-  if (!Resolve(node)) return false;
-  const auto status = stopped ? engine::StatusDisable : engine::StatusEnable;
-  try {
-    const auto monitor = m_bas.CurrentRef->GetMonitor();  // current when the click that follows shows it
-    shared::ChangeMonitor(
-        m_bas, node.name, [&] { monitor->SetAttr(keys::Status, status); },
-        [&](const auto& now) { return now && now->Get(keys::Status) == status; });
-    return true;
-  } catch (const engine::EngineError& failure) {
-    ShowFailure((stopped ? "Can not stop " : "Can not start ") + node.name, failure);
-    return false;
-  }
-}
-
-void FrmStart::SetStopped(bool stopped) {
-  const Node* node = SelectedMonitor();
-  if (node == nullptr || !WriteStatus(*node, stopped)) return;
-  m_tree.SetStopped(*node, stopped);
-  TvCtrl_NodeClick(*node);
+void FrmStart::DeleteMonitor(const std::string& fullName) {
+  if (!m_commands.Delete(fullName)) return;
+  const Node& node = *m_tree.Find(fullName);
+  const Node& next = m_tree.Neighbour(node);
+  m_tree.Remove(node);
+  SelectNode(next);
+  TvCtrl_NodeClick(next);
 }
 
 void FrmStart::mnuStart_Click() {
-  SetStopped(false);
+  if (const Node* monitor = SelectedMonitor()) SetStopped(*monitor, false);
 }
 
 void FrmStart::mnuStop_Click() {
-  SetStopped(true);
+  if (const Node* monitor = SelectedMonitor()) SetStopped(*monitor, true);
 }
 
 void FrmStart::mnuDelete_Click() {
-  if (SelectedMonitor() == nullptr) return;
-  const auto name = SelectedMonitor()->name;
-  if (m_bas.Dialogs.Show({.title = shared::ApplicationTitle,
-                          .text = "Are you sure you want to delete  [" + name + "]  monitor service",
-                          .icon = BoxIcon::Question,
-                          .buttons = BoxButtons::YesNo}) != BoxChoice::Yes)
-    return;
-  const Node* node = SelectedMonitor();
-  if (node == nullptr || node->name != name) return;  // another program was faster
-  m_bas.CurrentRef->SetMonitorName(name);
-  try {
-    shared::ChangeMonitor(
-        m_bas, name, [this] { m_bas.Monitors->Remove(*m_bas.CurrentRef); },
-        [](const auto& now) { return !now; });
-  } catch (const engine::EngineError& failure) {
-    ShowFailure("Can not delete " + name, failure);
-    return;
-  }
-  m_bas.Monitors.Release();
-  m_bas.CurrentRef.Release();
-  const Node& next = m_tree.Neighbour(*node);
-  m_tree.Remove(*node);
-  SelectNode(next);
-  TvCtrl_NodeClick(next);
+  if (const Node* monitor = SelectedMonitor()) DeleteMonitor(std::string(monitor->name));
 }
 
 void FrmStart::mnuExit_Click() {
@@ -490,10 +439,6 @@ void FrmStart::mnuFeedback_Click() {
     return;
   }
   m_bas.Dialogs.Show({.title = shared::ApplicationTitle, .text = "can not get ini config of feed back"});
-}
-
-void FrmStart::ShowFailure(const std::string& what, const std::exception& failure) {
-  m_bas.Dialogs.Show({.title = "Error", .text = what + ": " + failure.what(), .icon = BoxIcon::Critical});
 }
 
 }  // namespace norvane::console

@@ -9,6 +9,7 @@
 #include "console/Follower.h"
 #include "console/HealthTips.h"
 #include "console/ImageList.h"
+#include "console/MonitorCommands.h"
 #include "console/MonitorTips.h"
 #include "console/StatusModel.h"
 #include "console/TreeModel.h"
@@ -103,14 +104,8 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void Follow();
   void FollowPage(const Node& node);
 
-  /// False, after a box, if the engine can't be asked for the node's monitor; without one if that was
-  /// removed.
-  [[nodiscard]] bool Resolve(const Node& node);
-  /// False, after a box, if the write failed.
-  [[nodiscard]] bool WriteStatus(const Node& node, bool stopped);
-  /// Stops or starts the selected monitor.
-  void SetStopped(bool stopped);
-  void ShowFailure(const std::string& what, const std::exception& failure);
+  void SetStopped(const Node& node, bool stopped);
+  void DeleteMonitor(const std::string& fullName);
 
   shared::MainBas& m_bas;
   std::unique_ptr<Ui::FrmStart> m_ui;
@@ -120,6 +115,7 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   StatusModel m_list;
   HealthTips m_healthTips;
   Follower m_follower;
+  MonitorCommands m_commands;
   shared::StrayClicks m_strayClicks;
   std::string m_connectFailure;  ///< its reason; empty if there was none
   QTimer Timer1;

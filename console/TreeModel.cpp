@@ -63,6 +63,12 @@ void TreeModel::SetStopped(const Node& node, bool stopped) {
   emit dataChanged(index, index, {Qt::DecorationRole});
 }
 
+const TreeModel::Node* TreeModel::Find(std::string_view name) const {
+  const auto found = std::find_if(m_children.begin(), m_children.end(),
+                                  [name](const auto& node) { return node->name == name; });
+  return found == m_children.end() ? nullptr : found->get();
+}
+
 const TreeModel::Node* TreeModel::NodeAt(const QModelIndex& index) const {
   if (!index.isValid()) return nullptr;
   return index.internalId() == RootLevel ? m_root.get()

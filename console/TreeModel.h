@@ -2,6 +2,7 @@
 
 #include <QAbstractItemModel>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "console/shared/MonitorTree.h"
@@ -37,6 +38,8 @@ class TreeModel : public QAbstractItemModel {
   /// Null as long as the tree is empty.
   [[nodiscard]] const Node* Root() const { return m_root.get(); }
   [[nodiscard]] const std::vector<std::unique_ptr<Node>>& Children() const { return m_children; }
+  /// A monitor by its text; null if there is none.
+  [[nodiscard]] const Node* Find(std::string_view name) const;
   /// Null for an invalid index.
   [[nodiscard]] const Node* NodeAt(const QModelIndex& index) const;
   [[nodiscard]] QModelIndex IndexOf(const Node& node) const;

@@ -111,6 +111,10 @@ void MainBas::OpenHelp() {
   OpenDocument(PathInFolder(files::Help), true);
 }
 
+void MainBas::ShowFailure(const std::string& what, const std::exception& failure) {
+  Dialogs.Show(ErrorBox(what + ": " + failure.what()));
+}
+
 void MainBas::RunHandler(const std::function<void()>& handler) {
   try {
     handler();

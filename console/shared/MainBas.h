@@ -3,6 +3,7 @@
 #include <QPointer>
 #include <array>
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -106,6 +107,8 @@ class MainBas {
   /// The document behind the help commands of the main window and the pages.
   void OpenHelp();
 
+  /// A box that tells why something could not be done.
+  void ShowFailure(const std::string& what, const std::exception& failure);
   /// Runs an event's handler. Nothing may be thrown through the window system, so an exception that the
   /// handler does not catch becomes a box with its text.
   void RunHandler(const std::function<void()>& handler);
