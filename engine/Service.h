@@ -176,6 +176,7 @@ class Service final : private Storage::Client {
   [[nodiscard]] Completion ThenSaveDataFile(Completion done);
   void Log(const Monitor& monitor, std::chrono::system_clock::time_point at, const std::string& text);
   void NotifyObservers();
+  [[nodiscard]] static CheckTarget TargetOf(const Monitor& monitor);
   [[nodiscard]] const Monitor& Get(MonitorId id) const;
   [[nodiscard]] std::vector<const Monitor*> FindAll(const std::vector<std::string>& fullNames) const;
   void RequireNotEnding() const;
