@@ -21,6 +21,13 @@ struct Row {
   std::shared_ptr<const Attributes> attributes;
 };
 
+[[nodiscard]] inline std::uint32_t NumberOf(MonitorId id) {
+  return static_cast<std::uint32_t>(id);
+}
+[[nodiscard]] inline Row RowOf(const Monitor& monitor) {
+  return {NumberOf(monitor.id), monitor.name, monitor.attributes};
+}
+
 /// What to write: all monitors, or only what changed since the file was in the state `known`.
 struct Changes {
   bool all = true;

@@ -17,6 +17,9 @@ namespace norvane::engine {
 /// on the writer thread. Throws StoreError.
 class Journal {
  public:
+  /// In the header, for a data file that cannot be read.
+  static constexpr const char* UnreadableState = "unreadable";
+
   explicit Journal(std::string path) : m_path(std::move(path)) {}
 
   /// What the data file lacks.
