@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
@@ -61,5 +62,15 @@ class LinkTest : public testing::Test {
   std::optional<RunningEngine> m_engine;
   link::LinkOptions m_options = ClientOptions(m_folder.Path());
 };
+
+/// Waits for what another console did; only its own writes does a console see at once.
+inline bool Eventually(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
 
 }  // namespace norvane::tests
