@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "console/engine/MonitorKeys.h"
 #include "engine/WorkerThreads.h"
 #include "loopback/Certificates.h"
 #include "platform/EventFd.h"
@@ -56,6 +57,17 @@ class WorkerFixture {
   engine::WorkerThreads m_worker;
   bool m_gaveUp = false;
 };
+
+inline engine::CheckTarget WebTarget(engine::MonitorId id, const std::string& parameter, const std::string& flag = "",
+                   const std::string& timeout = "20") {
+  namespace keys = console::engine::keys;
+  auto attributes = engine::NewMonitorAttributes();
+  attributes.Set(keys::Parameter, parameter);
+  attributes.Set(keys::SuccessFlag, flag);
+  attributes.Set(keys::Timeout, timeout);
+  attributes.Set(keys::Interval, "0.5");
+  return {id, "WebMonitor Of " + std::to_string(id), std::make_shared<const engine::Attributes>(attributes)};
+}
 
 inline std::size_t OpenDescriptors() {
   const std::filesystem::directory_iterator folder("/proc/self/fd");
