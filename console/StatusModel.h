@@ -35,8 +35,8 @@ class StatusModel : public QAbstractTableModel {
 
   /// Replaces all rows, sorted if a sort key was ever set.
   void Fill(std::vector<StatusRow> rows);
-  /// The same rows as after `Fill`, but those that were there stay, with their states and in their order; rows
-  /// are removed and inserted one by one, so that views keep selection and scroll position.
+  /// The same rows as after `Fill`, but those that were there stay, with their states and in their order;
+  /// rows are removed and inserted one by one, so that views keep selection and scroll position.
   void Follow(std::vector<StatusRow> rows);
   /// Sorts now, ascending and without regard to letter case, and from now on at each `Fill`.
   void SetSortKey(int column);

@@ -22,7 +22,7 @@ struct LinkOptions {
   /// Of Load, of the engine's end, and of Save with many monitors. For this and the next the engine must show
   /// within `callTimeout` that it lives.
   std::chrono::milliseconds storeTimeout{120000};
-  std::chrono::milliseconds runTimeout{900000};    ///< of Monitor and Notify
+  std::chrono::milliseconds runTimeout{900000};  ///< of Monitor and Notify
 };
 
 }  // namespace norvane::link

@@ -45,8 +45,8 @@ class Mirror {
   /// Waits until something changed after the number that an earlier call gave (0: nothing seen yet), or until
   /// the time is over. Returns the number of the current state.
   [[nodiscard]] std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) const;
-  /// Has `callback` run on the link's thread after each change of what readers see. It must not throw nor call
-  /// the mirror; an earlier one runs no more when this returns.
+  /// Has `callback` run on the link's thread after each change of what readers see. It must not throw nor
+  /// call the mirror; an earlier one runs no more when this returns.
   void OnUpdate(std::function<void()> callback);
 
  private:

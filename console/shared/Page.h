@@ -19,8 +19,8 @@ class Page : public QWidget {
   virtual void SaveData() = 0;
   /// Reads all fields from `CurrentMonitor`; edits that were not saved are lost. Throws EngineError.
   virtual void RefreshData() = 0;
-  /// The settings of `CurrentMonitor` may have changed elsewhere: shows them, unless there are edits that were
-  /// not saved; then it says that they have changed. Throws EngineError.
+  /// The settings of `CurrentMonitor` may have changed elsewhere: shows them, unless there are edits that
+  /// were not saved; then it says that they have changed. Throws EngineError.
   virtual void FollowEngine() = 0;
 };
 
