@@ -7,6 +7,9 @@
 #include <cstdio>
 
 #include "console/FormTable.h"
+#include "console/MonitorCounts.h"
+#include "console/MonitorSearch.h"
+#include "console/NodeDelegate.h"
 #include "console/ScrollKeeper.h"
 #include "console/StatusPoll.h"
 #include "console/WindowLayout.h"
@@ -47,6 +50,7 @@ FrmStart::FrmStart(shared::MainBas& bas)
                  Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
   setFixedSize(size());
   m_ui->TvCtrl->setModel(&m_tree);
+  m_ui->TvCtrl->setItemDelegate(new NodeDelegate(m_ui->TvCtrl));
   m_ui->LstV->setModel(&m_list);
   m_ui->LstV->header()->setSectionsClickable(true);
   m_ui->LstV->header()->setSectionsMovable(false);
@@ -54,6 +58,7 @@ FrmStart::FrmStart(shared::MainBas& bas)
   FillMenuNew();
   m_ui->TvCtrl->setFocus();  // not the tool bar
   WireControls();
+  AddSearchAndMenu();
   m_bas.Tree = this;
   Timer1.setObjectName(QStringLiteral("Timer1"));
   Timer1.start(PollMilliseconds);
@@ -99,6 +104,25 @@ void FrmStart::WireControls() {
   ConnectHandler(m_bas, m_ui->mnuFeedback, &QAction::triggered, this, &FrmStart::mnuFeedback_Click);
 }
 
+void FrmStart::AddSearchAndMenu() {
+  using shared::ConnectHandler;
+  const MonitorSearch::Views views = {*m_ui->TvCtrl, m_tree, *m_ui->LstV, m_list};
+  auto* search = new MonitorSearch(m_bas.Engine, *m_ui->txtSearch, views);
+  const auto refresh = [this, search] {
+    search->Refresh();
+    ShowCounts(*m_ui->lblCounts, m_bas.Engine);
+  };
+  // After the handlers of the same signals, which bring tree and list up to date.
+  connect(&Timer1, &QTimer::timeout, this, refresh);
+  connect(&m_follower, &Follower::Followed, this, refresh);
+  connect(&m_list, &QAbstractItemModel::modelReset, this, refresh);
+  auto* menu = new MonitorMenu(m_tree, this);
+  menu->Serve(*m_ui->TvCtrl);
+  menu->Serve(*m_ui->LstV);
+  ConnectHandler(m_bas, menu, &MonitorMenu::Chosen, this, &FrmStart::MonitorMenu_Click);
+  ConnectHandler(m_bas, m_ui->LstV, &StatusList::Opened, this, &FrmStart::OpenMonitor);
+}
+
 // Start and end.
 
 void FrmStart::Form_Load() {
@@ -133,6 +157,8 @@ void FrmStart::ConnectService(const std::string& machine) {
     m_bas.Store = m_bas.FetchComponent<engine::ServiceStore>(machine);
     m_bas.Monitors = m_bas.FetchComponent<engine::MonitorList>(machine);
     FillTree();
+    m_ui->LstV->SetEmptyText(
+        QStringLiteral("There are no monitors yet. To add the first one choose File, New Monitor."));
     TvCtrl_NodeClick(*m_tree.Root());
     SelectNode(*m_tree.Root());
     m_follower.Begin(*m_ui->TvCtrl);
@@ -359,10 +385,29 @@ void FrmStart::FollowPage(const Node& node) {
 
 void FrmStart::LstV_ColumnClick(int column) {
   m_list.SetSortKey(column);
+  m_ui->LstV->header()->setSortIndicator(column, Qt::AscendingOrder);
+  m_ui->LstV->header()->setSortIndicatorShown(true);
 }
 
 void FrmStart::LstV_ItemClick() {
   EnableButtons(false, false, false);
+}
+
+void FrmStart::OpenMonitor(const std::string& fullName) {
+  if (const Node* node = m_tree.Find(fullName)) {
+    SelectNode(*node);
+    m_ui->TvCtrl->setFocus();
+    TvCtrl_NodeClick(*node);
+  }
+}
+
+void FrmStart::MonitorMenu_Click(const MonitorMenu::Choice& choice) {
+  using Command = MonitorMenu::Command;
+  const Node* node = m_tree.Find(choice.fullName);
+  if (node == nullptr) return;
+  if (choice.command == Command::Open) return OpenMonitor(choice.fullName);
+  if (choice.command == Command::Delete) return DeleteMonitor(choice.fullName);
+  SetStopped(*node, choice.command == Command::Stop);
 }
 
 void FrmStart::Timer1_Timer() {
@@ -396,14 +441,19 @@ void FrmStart::ToolBar_ButtonClick(QAction* button) {
 }
 
 void FrmStart::SetStopped(const Node& node, bool stopped) {
-  if (m_commands.SetStopped(node, stopped)) TvCtrl_NodeClick(node);
+  if (!m_commands.SetStopped(node, stopped)) return;
+  if (&node == SelectedNode()) return TvCtrl_NodeClick(node);
+  Follow();  // keeps selection and scroll position of the list
+  Timer1_Timer();
 }
 
 void FrmStart::DeleteMonitor(const std::string& fullName) {
   if (!m_commands.Delete(fullName)) return;
   const Node& node = *m_tree.Find(fullName);
+  const bool isSelected = &node == SelectedNode();
   const Node& next = m_tree.Neighbour(node);
   m_tree.Remove(node);
+  if (!isSelected) return Follow();
   SelectNode(next);
   TvCtrl_NodeClick(next);
 }

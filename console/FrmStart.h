@@ -10,6 +10,7 @@
 #include "console/HealthTips.h"
 #include "console/ImageList.h"
 #include "console/MonitorCommands.h"
+#include "console/MonitorMenu.h"
 #include "console/MonitorTips.h"
 #include "console/StatusModel.h"
 #include "console/TreeModel.h"
@@ -75,6 +76,8 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   void WireControls();
   void DrawImages();
   void FillMenuNew();
+  /// The search field, the context menu of tree and list, and the counts.
+  void AddSearchAndMenu();
   void TvCtrl_Click(const QModelIndex& index);
 
   void LoadDataFile();
@@ -94,6 +97,8 @@ class FrmStart : public QMainWindow, public shared::MonitorTree {
   /// The page on show stays, but belongs to no current monitor.
   void DisablePages();
   void BuildList();
+  void MonitorMenu_Click(const MonitorMenu::Choice& choice);
+  void OpenMonitor(const std::string& fullName);
   void EnableButtons(bool canDelete, bool canStart, bool canStop);
   /// Those for a monitor with this `Status`.
   void EnableCommands(std::string_view status);

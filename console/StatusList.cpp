@@ -1,6 +1,8 @@
 #include "console/StatusList.h"
 
 #include <QHeaderView>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
 #include <algorithm>
 #include <array>
@@ -23,10 +25,29 @@ void StatusList::SetEmptyText(const QString& text) {
 
 void StatusList::paintEvent(QPaintEvent* event) {
   QTreeView::paintEvent(event);
-  if (model()->rowCount() > 0 || m_emptyText.isEmpty()) return;
+  if (indexAt(QPoint(0, 0)).isValid()) return;
   QPainter painter(viewport());
   const auto margins = QMargins(SpaceAroundText, SpaceAroundText, SpaceAroundText, SpaceAroundText);
-  painter.drawText(viewport()->rect() - margins, Qt::AlignCenter | Qt::TextWordWrap, m_emptyText);
+  painter.drawText(viewport()->rect() - margins, Qt::AlignCenter | Qt::TextWordWrap, EmptyText());
+}
+
+QString StatusList::EmptyText() const {
+  return model()->rowCount() == 0 ? m_emptyText : QStringLiteral("No monitor matches the search.");
+}
+
+void StatusList::mouseDoubleClickEvent(QMouseEvent* event) {
+  if (event->button() == Qt::LeftButton) Open(indexAt(event->pos()));
+}
+
+void StatusList::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+    Open(currentIndex());
+  else
+    QTreeView::keyPressEvent(event);
+}
+
+void StatusList::Open(const QModelIndex& row) {
+  if (row.isValid()) emit Opened(row.data(FullNameRole).toString().toStdString());
 }
 
 int StatusList::CaptionWidth(int column) const {

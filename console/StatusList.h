@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QTreeView>
+#include <string>
 
 namespace norvane::console {
 
@@ -13,15 +14,23 @@ class StatusList : public QTreeView {
 
   /// Gives the columns their shares of the list's width, but none less than its caption needs.
   void SizeColumns();
-  /// Stands in the middle of a list without rows.
+  /// For the middle of a list that has no rows.
   void SetEmptyText(const QString& text);
-  [[nodiscard]] const QString& EmptyText() const { return m_emptyText; }
+  /// What a list has there that shows no row.
+  [[nodiscard]] QString EmptyText() const;
+
+ signals:
+  /// A double click on a row, or Enter.
+  void Opened(const std::string& fullName);
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+  void mouseDoubleClickEvent(QMouseEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
 
  private:
   [[nodiscard]] int CaptionWidth(int column) const;
+  void Open(const QModelIndex& row);
 
   QString m_emptyText;
 };

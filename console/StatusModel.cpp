@@ -177,6 +177,7 @@ QVariant StatusModel::data(const QModelIndex& index, int role) const {
   if (role == Qt::DisplayRole) return QString::fromStdString(Text(row, index.column()));
   if (role == Qt::ForegroundRole) return ColourOf(row.state);
   if (role == Qt::BackgroundRole) return BackgroundOf(row.state);
+  if (role == FullNameRole) return QString::fromStdString(row.name);
   if (role == Qt::ToolTipRole) return m_tips.Of(row.name);
   if (role == Qt::DecorationRole && index.column() == Type) return m_images.Image(row.type);
   return {};

@@ -5,20 +5,19 @@
 #include <string>
 #include <vector>
 
+#include "console/RowState.h"
+
 namespace norvane::console {
 
 class ImageList;
 class MonitorTips;
 class TreeModel;
 
-/// What the last poll saw of a monitor.
-enum class RowState { Idle, Good, Failed };
-
 struct StatusRow {
-  std::string type;    ///< the node's image key
-  std::string status;  ///< as the tree knew it when the list was built
-  std::string name;    ///< full name
-  RowState state = RowState::Idle;
+  std::string type;                 ///< the node's image key
+  std::string status;               ///< as the tree knew it when the list was built
+  std::string name;                 ///< full name
+  RowState state = RowState::Idle;  ///< as the last poll saw it
 };
 
 /// As the tree has the monitors.

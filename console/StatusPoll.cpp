@@ -1,14 +1,11 @@
 #include "console/StatusPoll.h"
 
 #include "console/StatusModel.h"
-#include "console/engine/MonitorKeys.h"
 #include "console/shared/MainBas.h"
 
 namespace norvane::console {
 
 namespace {
-namespace keys = engine::keys;
-
 /// False if the service is lost. A monitor that another program has just removed can't be read.
 bool Resolves(shared::MainBas& bas, engine::ServiceRef& ref) {
   try {
@@ -22,8 +19,7 @@ bool Resolves(shared::MainBas& bas, engine::ServiceRef& ref) {
 RowState ReadState(engine::ServiceRef& ref) {
   try {
     const auto item = ref.GetMonitor();
-    if (item->GetAttr(keys::Status) != engine::StatusEnable) return RowState::Idle;
-    return item->GetAttr(keys::Result) == engine::ResultOk ? RowState::Good : RowState::Failed;
+    return ReadRowState([&item](std::string_view key) { return item->GetAttr(key); });
   } catch (const engine::EngineError&) {
     return RowState::Idle;
   }

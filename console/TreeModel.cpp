@@ -5,6 +5,7 @@
 
 #include "console/ImageList.h"
 #include "console/MonitorTips.h"
+#include "console/RowState.h"
 
 namespace norvane::console {
 
@@ -107,7 +108,7 @@ int TreeModel::columnCount(const QModelIndex& /*parent*/) const {
 QVariant TreeModel::data(const QModelIndex& index, int role) const {
   const Node* node = NodeAt(index);
   if (node == nullptr) return {};
-  if (role == Qt::DisplayRole) return QString::fromStdString(node->name);
+  if (role == Qt::DisplayRole || role == FullNameRole) return QString::fromStdString(node->name);
   if (role == Qt::DecorationRole) return m_images.Image(node->Image());
   if (role == Qt::ToolTipRole && node != m_root.get()) return m_tips.Of(node->name);
   if (role == Qt::ToolTipRole && !m_rootToolTip.isEmpty()) return m_rootToolTip;

@@ -1,6 +1,9 @@
 #include "console/WindowLayout.h"
 
+#include <QLabel>
+#include <QLineEdit>
 #include <QMainWindow>
+#include <QMenuBar>
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -32,6 +35,25 @@ void FitLargeFont(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& pa
   const auto needed = page.size() + gaps + QSize(0, ui.Img->height());
   window.setFixedSize(window.size() + (needed - ui.Fram->size()).expandedTo({0, 0}));
 }
+
+/// In the half of the tool bar that has no buttons.
+void PlaceSearch(QWidget& field, const QWidget& toolBar) {
+  constexpr int Gap = 4;
+  const int width = toolBar.width() / 4;
+  const int height = std::min(field.sizeHint().height(), toolBar.height());
+  field.setGeometry(toolBar.width() - width - Gap, toolBar.y() + (toolBar.height() - height) / 2, width,
+                    height);
+}
+
+/// Below the tree; only a large font needs more than the strip that the window has there.
+void PlaceStatusBar(QMainWindow& window, QWidget& statusBar, const QRect& tree) {
+  const int top = tree.bottom() + 1;
+  const int height = statusBar.fontMetrics().height();
+  const int missing = window.menuBar()->sizeHint().height() + top + height - window.height();
+  if (missing > 0) window.setFixedSize(window.size() + QSize(0, missing));
+  statusBar.setGeometry(tree.left(), top, window.width() - 2 * tree.left(), height);
+}
+
 /// What is higher than the screen scrolls, so that title and buttons can be reached.
 void FitScreen(QMainWindow& window) {
   constexpr int frame = 40;  // of the window manager, not known before the window shows
@@ -71,6 +93,8 @@ void LayOutWindow(QMainWindow& window, const Ui::FrmStart& ui, const QWidget& pa
   Place(*ui.Img, layout.img);
   window.setFixedSize(ToPixels(layout.window.width), ToPixels(layout.window.height));
   ui.ToolBar->resize(window.width(), ui.ToolBar->height());
+  PlaceSearch(*ui.txtSearch, *ui.ToolBar);
+  PlaceStatusBar(window, *ui.lblCounts, ui.TvCtrl->geometry());
   FitScreen(window);
 }
 
