@@ -225,12 +225,17 @@ MonitorId Service::Add(std::string_view fullName) {
 
 void Service::Remove(MonitorId id) {
   RequireNotEnding();
-  m_worker->Stop(Get(id).id);
-  const bool wasFailing = m_alarms->Forget(Get(id), "the monitor was removed");
-  m_alarms->ForgetSilence(Get(id));
-  m_table->Remove(id);
-  KeepForgotten(wasFailing);
+  KeepForgotten(Forget(Get(id)));
   NotifyObservers();
+}
+
+/// Gives whether it was failing.
+bool Service::Forget(const Monitor& monitor) {
+  m_worker->Stop(monitor.id);
+  const bool wasFailing = m_alarms->Forget(monitor, "the monitor was removed");
+  m_alarms->ForgetSilence(monitor);
+  m_table->Remove(monitor.id);
+  return wasFailing;
 }
 
 /// A monitor that an engine finds without its outage, having been killed now, would begin another one.
@@ -242,23 +247,35 @@ void Service::KeepForgotten(bool wasFailing) {
 void Service::Set(MonitorId id, std::string_view key, std::string value) {
   RequireNotEnding();
   if (key == ce::keys::Parent) RequireNoCircle(*m_table, Get(id), value);
-  const bool ran = Get(id).Running();
-  const auto changeBefore = m_table->LastChange();
+  const auto before = Get(id).attributes;
   m_table->Set(id, key, std::move(value));
-  if (m_table->LastChange() == changeBefore) return;
-  const Monitor& monitor = Get(id);
-  if (!ran && monitor.Running()) {
-    m_table->NoteCheck(id, {});
-    StartChecks(monitor, {});
-  } else if (ran && !monitor.Running()) {
-    m_worker->Stop(id);
-    KeepForgotten(m_alarms->Forget(monitor, "the monitor was stopped"));
-  } else if (ran && key != ce::keys::Result) {
-    if (key == ce::keys::Interval) ExpectCheck(monitor, {});
-    if (key == ce::keys::NotifyMode || key == ce::keys::NotifyPager) m_alarms->AddressChanged(id);
-    m_worker->Update(TargetOf(monitor));
-  }
+  if (Get(id).attributes == before) return;
+  std::vector<const Monitor*> toStart;
+  KeepForgotten(FollowSettings(Get(id), before.get(), toStart));
+  StartSpread(toStart);
   NotifyObservers();
+}
+
+/// After a change from `before`, null for a new monitor. Gives whether an outage was forgotten.
+bool Service::FollowSettings(const Monitor& monitor, const Attributes* before,
+                             std::vector<const Monitor*>& toStart) {
+  const bool ran = before != nullptr && IsEnabled(*before);
+  if (!ran) {
+    if (!monitor.Running()) return false;
+    m_table->NoteCheck(monitor.id, {});
+    toStart.push_back(&monitor);
+    return false;
+  }
+  if (!monitor.Running()) {
+    m_worker->Stop(monitor.id);
+    return m_alarms->Forget(monitor, "the monitor was stopped");
+  }
+  if (monitor.settingChange != monitor.change) return false;  // a result
+  const auto isNew = [&](std::string_view key) { return before->Get(key) != monitor.attributes->Get(key); };
+  if (isNew(ce::keys::Interval)) ExpectCheck(monitor, {});
+  if (isNew(ce::keys::NotifyMode) || isNew(ce::keys::NotifyPager)) m_alarms->AddressChanged(monitor.id);
+  m_worker->Update(TargetOf(monitor));
+  return false;
 }
 
 void Service::Init(MonitorId id) {
@@ -273,13 +290,17 @@ void Service::StartAll() {
   for (const auto& [id, monitor] : m_table->All()) {
     if (monitor.Running()) running.push_back(&monitor);
   }
-  // Spread over each one's interval, so that a start doesn't send all checks out in the same moment; but a
-  // machine that is seldom on for long shall come to a daily check too.
-  for (std::size_t i = 0; i < running.size(); ++i) {
-    const auto spread = std::min(CheckTimes::Of(*running[i]->attributes).interval, MaxSpread);
+  StartSpread(running);
+}
+
+/// Spread over each one's interval, so that not all checks go out in the same moment; but a machine that is
+/// seldom on for long shall come to a daily check too.
+void Service::StartSpread(const std::vector<const Monitor*>& monitors) {
+  for (std::size_t i = 0; i < monitors.size(); ++i) {
+    const auto spread = std::min(CheckTimes::Of(*monitors[i]->attributes).interval, MaxSpread);
     const auto firstAfter = std::chrono::duration_cast<std::chrono::milliseconds>(
-        spread * static_cast<double>(i) / static_cast<double>(running.size()));
-    StartChecks(*running[i], firstAfter);
+        spread * static_cast<double>(i) / static_cast<double>(monitors.size()));
+    StartChecks(*monitors[i], firstAfter);
   }
 }
 

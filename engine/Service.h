@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "console/engine/EngineStatus.h"
+#include "console/engine/MonitorChange.h"
 #include "engine/Alarms.h"
 #include "engine/SelfCheck.h"
 #include "engine/checks/ProbeTable.h"
@@ -103,6 +104,10 @@ class Service final : private Storage::Client {
   MonitorId Add(std::string_view fullName);
   void Remove(MonitorId id);
   void Set(MonitorId id, std::string_view key, std::string value);
+  /// All of the changes, or none of them: throws EngineError for whatever it would refuse of any, and (Refused)
+  /// if somebody else has changed the settings of one of these monitors since change number `basedOn`. The
+  /// journal has all or none too. What does not change a monitor doesn't disturb its check.
+  void Change(const std::vector<console::engine::MonitorChange>& changes, std::uint64_t basedOn);
   /// Prepares a new monitor: fills empty attributes with the defaults.
   void Init(MonitorId id);
 
@@ -153,7 +158,11 @@ class Service final : private Storage::Client {
   void ReplaceTable(std::unique_ptr<MonitorTable> table) override;
 
   void KeepForgotten(bool wasFailing);
+  [[nodiscard]] bool Forget(const Monitor& monitor);
+  [[nodiscard]] bool FollowSettings(const Monitor& monitor, const Attributes* before,
+                                    std::vector<const Monitor*>& toStart);
   void StartAll();
+  void StartSpread(const std::vector<const Monitor*>& monitors);
   void StartChecks(const Monitor& monitor, std::chrono::milliseconds firstAfter);
   void RepeatLostStarts();
   void StopAll();

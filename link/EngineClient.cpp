@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "console/engine/EngineError.h"
+#include "link/ChangeCall.h"
 #include "link/Link.h"
 #include "platform/FileLock.h"
 #include "platform/FileNames.h"
@@ -179,6 +180,9 @@ ce::MonitorPtr EngineClient::Get(ce::MonitorId id) {
 ce::MonitorSnapshot EngineClient::Snapshot() {
   return m_link->ConnectedMirror().All();
 }
+std::uint64_t EngineClient::LastChange() {
+  return m_link->ConnectedMirror().Change();
+}
 std::uint64_t EngineClient::WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) {
   return m_link->ConnectedMirror().WaitForUpdate(seen, time);
 }
@@ -276,6 +280,13 @@ void EngineClient::SetAttribute(ce::MonitorId id, std::string_view key, std::str
     request.setKey(ToText(std::string(key)));
     request.setValue(ToData(value));
   });
+}
+
+void EngineClient::Change(const std::vector<ce::MonitorChange>& changes, std::uint64_t basedOn) {
+  ChangeCall change(changes, basedOn);
+  m_link->Wait(*m_link->BeginLong(
+      m_link->Options().storeTimeout,
+      [&](wire::Session::Client& session, CallState& state) { return change.Run(session, state); }));
 }
 
 ce::MonitorId EngineClient::Init(ce::MonitorId id) {

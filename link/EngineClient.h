@@ -23,6 +23,7 @@ class EngineClient final : public console::engine::Port {
   console::engine::MonitorId Find(std::string_view fullName) override;
   console::engine::MonitorPtr Get(console::engine::MonitorId id) override;
   console::engine::MonitorSnapshot Snapshot() override;
+  std::uint64_t LastChange() override;
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
   void OnUpdate(std::function<void()> callback) override;
   std::string ServiceValue(std::string_view key) override;
@@ -38,6 +39,7 @@ class EngineClient final : public console::engine::Port {
   void Add(std::string_view fullName) override;
   void Remove(std::string_view fullName) override;
   void SetAttribute(console::engine::MonitorId id, std::string_view key, std::string_view value) override;
+  void Change(const std::vector<console::engine::MonitorChange>& changes, std::uint64_t basedOn) override;
   console::engine::MonitorId Init(console::engine::MonitorId id) override;
   console::engine::Outcome Check(console::engine::MonitorId id) override;
   console::engine::Outcome Notify(console::engine::MonitorId id) override;

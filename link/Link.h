@@ -58,6 +58,14 @@ class Link {
                                                  const Fill& fill) {
     return Begin(timeout, method, fill, [](const auto&) {});
   }
+  /// A call of several messages: `body(session, state)` sends them on the link's thread, and gives the number
+  /// of the change that the mirror is to have.
+  template <class Body>
+  [[nodiscard]] std::shared_ptr<CallState> BeginLong(std::chrono::milliseconds timeout, const Body& body) {
+    return Start(timeout, [this, body](wire::Session::Client& session, CallState& state) {
+      return body(session, state).then([this](std::uint64_t change) { return m_loop->WhenReached(change); });
+    });
+  }
   /// Waits until the call has finished; throws its error.
   void Wait(CallState& call);
   /// A call to its end.

@@ -4,6 +4,8 @@
 
 #include "console/engine/EngineError.h"
 #include "console/engine/PageFetch.h"
+#include "link/Answer.h"
+#include "link/Transaction.h"
 #include "link/Wire.h"
 #include "platform/MemoryReserve.h"
 
@@ -42,23 +44,13 @@ void Session::RequireGate() const {
 }
 
 void Session::WriteAnswer(wire::Answer::Builder to, const std::exception_ptr& error) const {
-  to.setChange(m_service.Table().LastChange());
-  if (error) WriteError(error, to.initError());
+  link::WriteAnswer(m_service, to, error);
 }
 
-/// Answers at once: `action(params, results)` is the whole call.
 template <class Context, class Action>
 kj::Promise<void> Session::Act(Context& context, Action action) {
   assert(m_thread.IsInside());
-  auto results = context.getResults();
-  std::exception_ptr error;
-  try {
-    action(context.getParams(), results);
-  } catch (...) {
-    error = std::current_exception();
-  }
-  WriteAnswer(results.initAnswer(), error);
-  return kj::READY_NOW;
+  return AnswerAtOnce(m_service, context, action);
 }
 
 /// Starts what the service ends later. The console may be gone by then: the call is dropped with it, and the
@@ -299,6 +291,13 @@ kj::Promise<void> Session::openOutages(OpenOutagesContext context) {
       outages[i].setSince(ToMilliseconds(open[i].since));
       outages[i].setIsHeld(open[i].isHeld);
     }
+  });
+}
+
+kj::Promise<void> Session::change(ChangeContext context) {
+  return Act(context, [this](auto, auto& results) {
+    RequireGate();
+    results.setTransaction(kj::heap<Transaction>(m_service));
   });
 }
 

@@ -51,6 +51,7 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> silence(SilenceContext context) override;
   kj::Promise<void> unsilence(UnsilenceContext context) override;
   kj::Promise<void> openOutages(OpenOutagesContext context) override;
+  kj::Promise<void> change(ChangeContext context) override;
 
  private:
   struct Ended {

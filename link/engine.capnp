@@ -10,7 +10,7 @@
 using Cxx = import "/capnp/c++.capnp";
 $Cxx.namespace("norvane::link::wire");
 
-const protocolVersion :UInt16 = 6;
+const protocolVersion :UInt16 = 7;
 
 interface Greeter {
   hello @0 (version :UInt16) -> (greeting :Greeting);
@@ -81,6 +81,30 @@ interface Session {
   unsilence @20 (names :List(Text)) -> (answer :Answer);  # gate
   # Likewise.
   openOutages @21 () -> (answer :Answer, outages :List(OpenOutage));
+  change @22 () -> (answer :Answer, transaction :Transaction);  # gate
+}
+
+interface Transaction {
+  # Changes of many monitors, all of them or none. Dropped with its connection.
+
+  add @0 (changes :List(MonitorChange)) -> (answer :Answer);
+  # Changes nothing yet. One that is refused makes the commit fail.
+  commit @1 (basedOn :UInt64) -> (answer :Answer);
+  # Refused, as whatever else of it would be, if somebody has changed the settings of one of these monitors after
+  # the change of this number. Ends the transaction.
+}
+
+struct MonitorChange {
+  # As MonitorChange of the console.
+  name @0 :Text;
+  what @1 :What;
+  values @2 :List(Pair);
+
+  enum What {
+    add @0;
+    set @1;
+    remove @2;
+  }
 }
 
 struct Silence {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "console/engine/EngineStatus.h"
+#include "console/engine/MonitorChange.h"
 #include "console/engine/MonitorRecord.h"
 #include "console/engine/OpenOutage.h"
 #include "console/engine/OwedMessage.h"
@@ -66,6 +67,8 @@ class Port {
   [[nodiscard]] virtual MonitorPtr Get(MonitorId id) = 0;
   /// All monitors, in order. Two snapshots share the records that did not change between them.
   [[nodiscard]] virtual MonitorSnapshot Snapshot() = 0;
+  /// The number of the last change that reads see.
+  [[nodiscard]] virtual std::uint64_t LastChange() = 0;
   /// Waits until something changed after the number that an earlier call gave (0: nothing seen yet), or until
   /// the time is over; gives the number of what there is now.
   [[nodiscard]] virtual std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) = 0;
@@ -97,6 +100,9 @@ class Port {
   virtual void Add(std::string_view fullName) = 0;
   virtual void Remove(std::string_view fullName) = 0;
   virtual void SetAttribute(MonitorId id, std::string_view key, std::string_view value) = 0;
+  /// All of the changes, or none of them; refused if somebody else has changed the settings of one of these
+  /// monitors after the change of number `basedOn`.
+  virtual void Change(const std::vector<MonitorChange>& changes, std::uint64_t basedOn) = 0;
   /// Gives the monitor to go on with, as `Outcome::monitor`.
   virtual MonitorId Init(MonitorId id) = 0;
   [[nodiscard]] virtual Outcome Check(MonitorId id) = 0;

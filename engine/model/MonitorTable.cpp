@@ -25,8 +25,12 @@ void RequireName(std::string_view name, MonitorTypes types) {
 }
 }  // namespace
 
+bool IsEnabled(const Attributes& attributes) {
+  return attributes.Get(ce::keys::Status) == ce::StatusEnable;
+}
+
 bool Monitor::Running() const {
-  return attributes->Get(ce::keys::Status) == ce::StatusEnable;
+  return IsEnabled(*attributes);
 }
 
 MonitorTable::MonitorTable(std::uint32_t generation, MonitorTypes types)
@@ -58,10 +62,14 @@ void MonitorTable::Touch(Monitor& monitor, bool isResult) {
   m_bySettingChange.emplace_hint(m_bySettingChange.end(), monitor.change, &monitor);
 }
 
-const Monitor& MonitorTable::Add(std::string_view fullName, Attributes attributes, std::uint32_t number) {
+void MonitorTable::RequireNew(std::string_view fullName) const {
   RequireName(fullName, m_types);
   if (Find(fullName) != nullptr)
     throw EngineError(EngineErrorCode::Exists, "monitor already exists: " + std::string(fullName));
+}
+
+const Monitor& MonitorTable::Add(std::string_view fullName, Attributes attributes, std::uint32_t number) {
+  RequireNew(fullName);
   if (Count() >= ce::MaxMonitors)
     throw EngineError(EngineErrorCode::Full,
                       "too many monitors, the limit is " + std::to_string(ce::MaxMonitors));
@@ -94,6 +102,12 @@ void MonitorTable::Set(MonitorId id, std::string_view key, std::string value) {
   changed->Set(key, std::move(value));
   monitor.attributes = std::move(changed);
   Touch(monitor, key == ce::keys::Result);
+}
+
+void MonitorTable::Replace(MonitorId id, std::shared_ptr<const Attributes> attributes) {
+  Monitor& monitor = Get(id);
+  monitor.attributes = std::move(attributes);
+  Touch(monitor);
 }
 
 void MonitorTable::NoteCheck(MonitorId id, const LastCheck& lastCheck) {

@@ -36,6 +36,8 @@ struct Monitor {
   [[nodiscard]] bool Running() const;
 };
 
+[[nodiscard]] bool IsEnabled(const Attributes& attributes);
+
 /// All monitors, in the order in which they were added, with a record of what changed when: whoever remembers
 /// the number of the last change it saw can ask for all later ones. Change numbers and ids of a younger
 /// generation are greater than all of an older one. Not for several threads at once.
@@ -53,15 +55,19 @@ class MonitorTable {
   [[nodiscard]] const Monitor* Find(MonitorId id) const;
   [[nodiscard]] const Monitor* Find(std::string_view fullName) const;
 
-  /// Throws EngineError: Invalid (not of the form TYPE Of NAME, unknown type, control characters), Exists,
-  /// Full. `number` is the lower half of the id; 0 means the next free one.
+  /// Throws EngineError: Invalid (not of the form TYPE Of NAME, unknown type, control characters), Exists.
+  void RequireNew(std::string_view fullName) const;
+  /// Throws what `RequireNew` does, and EngineError (Full). `number` is the lower half of the id; 0 means the
+  /// next free one.
   const Monitor& Add(std::string_view fullName, Attributes attributes, std::uint32_t number = 0);
   /// Throws EngineError (NotFound).
   void Remove(MonitorId id);
   /// Throws EngineError (NotFound, Invalid). Setting the present value changes nothing.
   void Set(MonitorId id, std::string_view key, std::string value);
-  /// A change, as a result is, only if since when it is so is another: observers see that, but not each check.
-  /// Unknown ids are ignored.
+  /// All attributes at once. Throws EngineError (NotFound).
+  void Replace(MonitorId id, std::shared_ptr<const Attributes> attributes);
+  /// A change, as a result is, only if since when it is so is another: observers see that, but not each
+  /// check. Unknown ids are ignored.
   void NoteCheck(MonitorId id, const LastCheck& lastCheck);
   /// No change. Unknown ids are ignored.
   void ExpectCheck(MonitorId id, std::chrono::steady_clock::time_point overdueAt);

@@ -168,14 +168,17 @@ void Holds::LogRemark(const Monitor& monitor) {
   }
 }
 
+void RefuseCircle(const std::string& chain) {
+  throw console::engine::EngineError(console::engine::EngineErrorCode::Invalid,
+                                     std::string(keys::Parent) + " must not make a circle: " + chain);
+}
+
 void RequireNoCircle(const MonitorTable& table, const Monitor& monitor, std::string_view parent) {
   std::string chain = monitor.name;
   const Monitor* each = table.Find(platform::Trimmed(parent));
   for (std::size_t steps = 0; each != nullptr && steps <= table.Count(); ++steps) {
     chain += " -> " + each->name;
-    if (each == &monitor)
-      throw console::engine::EngineError(console::engine::EngineErrorCode::Invalid,
-                                         std::string(keys::Parent) + " must not make a circle: " + chain);
+    if (each == &monitor) RefuseCircle(chain);
     each = table.Find(ParentOf(*each));
   }
 }

@@ -91,6 +91,9 @@ class Holds {
   std::map<std::string, std::string, std::less<>> m_remarks;  // by monitor
 };
 
+/// Throws the error of a circle; `chain` has the names in order.
+[[noreturn]] void RefuseCircle(const std::string& chain);
+
 /// Throws EngineError (Invalid), with the names in order, if `parent` as parent of the monitor made a circle.
 void RequireNoCircle(const MonitorTable& table, const Monitor& monitor, std::string_view parent);
 

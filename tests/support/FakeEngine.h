@@ -74,6 +74,7 @@ class FakePort : public console::engine::Port {
   console::engine::MonitorId Find(std::string_view fullName) override;
   console::engine::MonitorPtr Get(console::engine::MonitorId id) override;
   console::engine::MonitorSnapshot Snapshot() override;
+  std::uint64_t LastChange() override { return 0; }
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
   void OnUpdate(std::function<void()> callback) override { m_onUpdate = std::move(callback); }
   std::string ServiceValue(std::string_view key) override;
@@ -93,6 +94,7 @@ class FakePort : public console::engine::Port {
   void Add(std::string_view fullName) override;
   void Remove(std::string_view fullName) override;
   void SetAttribute(console::engine::MonitorId id, std::string_view key, std::string_view value) override;
+  void Change(const std::vector<console::engine::MonitorChange>&, std::uint64_t) override { RequireGate(); }
   console::engine::MonitorId Init(console::engine::MonitorId id) override;
   console::engine::Outcome Check(console::engine::MonitorId id) override;
   console::engine::Outcome Notify(console::engine::MonitorId id) override;

@@ -1,0 +1,42 @@
+// Service: many monitors changed at once.
+
+#include <cassert>
+#include <utility>
+
+#include "engine/PlannedChanges.h"
+#include "engine/Service.h"
+#include "platform/MemoryReserve.h"
+
+namespace norvane::engine {
+
+namespace ce = console::engine;
+
+namespace {
+/// Of what is done for one monitor after all was judged: rows of the tables, requests for the workers.
+constexpr std::size_t MemoryOfOne = 2048;
+}  // namespace
+
+void Service::Change(const std::vector<ce::MonitorChange>& changes, std::uint64_t basedOn) {
+  assert(m_thread.IsInside());
+  RequireNotEnding();
+  const auto planned = PlanChanges(*m_table, changes, basedOn);
+  platform::EnsureMemory(planned.size() * MemoryOfOne);
+  std::vector<const Monitor*> toStart;
+  for (const auto& change : planned) {
+    if (change.attributes == nullptr) {
+      static_cast<void>(Forget(*change.monitor));
+      continue;
+    }
+    const auto before = change.monitor == nullptr ? nullptr : change.monitor->attributes;
+    if (before == change.attributes) continue;
+    const auto id =
+        change.monitor == nullptr ? m_table->Add(change.name, *change.attributes).id : change.monitor->id;
+    if (before) m_table->Replace(id, change.attributes);
+    static_cast<void>(FollowSettings(Get(id), before.get(), toStart));
+  }
+  StartSpread(toStart);
+  KeepForgotten(true);
+  NotifyObservers();
+}
+
+}  // namespace norvane::engine
