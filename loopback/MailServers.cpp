@@ -193,6 +193,7 @@ std::string SmtpServer::Extensions(const Session& session) const {
          (m_smtp.mechanisms.empty() || (m_smtp.hidesThemInTls && session.isSecured)
               ? ""
               : "250-AUTH " + m_smtp.mechanisms + "\r\n") +
+         (m_smtp.maxSize == 0 ? "" : "250-SIZE " + std::to_string(m_smtp.maxSize) + "\r\n") +
          (m_smtp.limits.empty() ? "" : "250-LIMITS " + m_smtp.limits + "\r\n") + "250 8BITMIME\r\n";
 }
 

@@ -122,6 +122,7 @@ class SmtpServer : public MailServer {
     bool forgesSignature = false;  ///< does not know the password itself
     int maxMails = 0;              ///< of a connection; 0: any number
     std::string limits{};          ///< offered, as "MAILMAX=3"
+    int maxSize = 0;               ///< likewise, of a mail; 0: not told
   };
 
   SmtpServer() : SmtpServer(SmtpOptions{}) {}

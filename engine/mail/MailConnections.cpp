@@ -43,6 +43,7 @@ MailConnections::~MailConnections() = default;
 void MailConnections::Keep(Connection connection) noexcept {
   // The mail was accepted, whatever becomes of the connection.
   m_loop.Serve(m_loop, [&] {
+    if (!connection.dialogue->IsQuiet()) return connection.dialogue->Send("QUIT\r\n");
     const auto isSame = [server = connection.server](const auto& idle) { return idle->Server() == server; };
     const auto same = static_cast<std::size_t>(std::ranges::count_if(m_idle, isSame));
     const auto idle = m_idle.insert(m_idle.end(), std::make_unique<Idle>(*this, std::move(connection)));
@@ -55,13 +56,15 @@ void MailConnections::Keep(Connection connection) noexcept {
 }
 
 std::optional<MailConnections::Connection> MailConnections::Dequeue(const std::string& server) {
-  const auto last = std::find_if(m_idle.rbegin(), m_idle.rend(),
-                                 [&](const auto& idle) { return idle->Server() == server; });
-  if (last == m_idle.rend()) return std::nullopt;
-  const auto idle = std::prev(last.base());
-  auto connection = (*idle)->Release();
-  m_idle.erase(idle);
-  return connection;
+  for (;;) {
+    const auto last = std::find_if(m_idle.rbegin(), m_idle.rend(),
+                                   [&](const auto& idle) { return idle->Server() == server; });
+    if (last == m_idle.rend()) return std::nullopt;
+    const auto idle = std::prev(last.base());
+    auto connection = (*idle)->Release();
+    m_idle.erase(idle);
+    if (connection.dialogue->IsQuiet()) return connection;
+  }
 }
 
 }  // namespace norvane::engine

@@ -24,6 +24,7 @@ class MailConnections {
     std::unique_ptr<LineDialogue> dialogue;
     std::string self;  ///< how we called ourselves
     bool offersUtf8 = false;
+    std::size_t maxSize = 0;    ///< of a message; 0: not told
     std::size_t mailsLeft = 0;  ///< that may still be sent
   };
 
@@ -33,7 +34,7 @@ class MailConnections {
   MailConnections(const MailConnections&) = delete;
   MailConnections& operator=(const MailConnections&) = delete;
 
-  /// Closes it when there are too many.
+  /// Closes it when there are too many, or when the server has said something that nobody asked for.
   void Keep(Connection connection) noexcept;
   /// The newest one to `server`, which goes on with another client; none if there is none.
   [[nodiscard]] std::optional<Connection> Dequeue(const std::string& server);

@@ -46,6 +46,7 @@ void MailSession::Open() {
   const auto address = ServerAddress::Parse(m_server, m_schemes);
   if (!address) return m_client.Ended("invalid " + std::string(m_protocol) + " server address");
   m_dialogue = std::make_unique<LineDialogue>(m_context, m_client, static_cast<LineDialogue::Client&>(*this));
+  m_client.BeginStep(m_timeout);
   m_dialogue->Open(*address, m_timeout);
 }
 
@@ -66,7 +67,7 @@ void MailSession::GoOn() {
   const auto& failure = m_dialogue->Failure();
   if (failure.empty()) return;
   const bool wasTalking = m_dialogue->Step().empty();
-  if (wasTalking && BeginsAnew()) return Open();
+  if (BeginsAnew()) return Open();
   m_client.Ended(wasTalking ? Failure(std::string(StepName()) + ": " + failure) : failure);
 }
 

@@ -44,12 +44,14 @@ class MailSession : public Probe, private LineDialogue::Client {
   /// Of the step that waits for an answer.
   [[nodiscard]] virtual std::string_view StepName() const = 0;
   [[nodiscard]] virtual Outcome Receive(std::string_view line) = 0;
-  /// The connection broke. True if the session begins anew, on another one, and is prepared for it.
+  /// The connection broke, or could not be made. True if the session begins anew, on another one, and is
+  /// prepared for it.
   [[nodiscard]] virtual bool BeginsAnew() { return false; }
 
   [[nodiscard]] ProbeContext& Context() { return m_context; }
-  [[nodiscard]] EventOwner& Owner() { return m_client; }
+  [[nodiscard]] ProbeClient& Owner() { return m_client; }
   [[nodiscard]] LineDialogue& Dialogue() { return *m_dialogue; }
+  [[nodiscard]] const LineDialogue& Dialogue() const { return *m_dialogue; }
   /// In `Leave`.
   [[nodiscard]] std::unique_ptr<LineDialogue> ReleaseDialogue() { return std::move(m_dialogue); }
   /// Ends the session, and this object, if there is an outcome.

@@ -33,6 +33,7 @@ constexpr std::size_t MaxCommand = 510;  // RFC 5321, without its end
 constexpr std::size_t MaxMails = 100;
 
 using Security = MailServerSettings::Security;
+using std::chrono::minutes;
 
 ServerSchemes SchemesFor(const MailServerSettings& settings) {
   auto schemes = MailSchemes;
@@ -61,6 +62,7 @@ class MailTransfer final : public MailSession {
     bool utf8 = false;
     std::string mechanisms{};  ///< of logons, separated by blanks
     std::size_t mails = MaxMails;
+    std::size_t size = 0;  ///< of a message, at most; 0: not told
   };
   struct Row {
     std::string_view name;                   ///< in reasons
@@ -68,11 +70,13 @@ class MailTransfer final : public MailSession {
     char good;                               ///< the first digit of the answer that accepts it
     At accepted;                             ///< what follows that
     At refused;                              ///< what follows another answer
+    minutes limit;                           ///< for the answer; the caller's for the greeting
   };
   static const std::array<Row, Done> Rows;
 
   [[nodiscard]] std::string InputFailure() const override;
   [[nodiscard]] std::string_view StepName() const override { return Rows[m_at].name; }
+  [[nodiscard]] SendFailure WhatFailed() const override;
   [[nodiscard]] Outcome Receive(std::string_view line) override;
   [[nodiscard]] bool BeginsAnew() override;
   [[nodiscard]] std::unique_ptr<LineDialogue> DequeueKept() override;
@@ -82,6 +86,9 @@ class MailTransfer final : public MailSession {
   [[nodiscard]] Outcome Answered();
   [[nodiscard]] Outcome Enter(At at);
   [[nodiscard]] At Skipped(At at);
+  void Say(const std::string& text);
+  [[nodiscard]] SendFailure::Blame BlameOf(std::string_view answer) const;
+  [[nodiscard]] std::string WhyNotSendable();
   [[nodiscard]] bool IsReplaceable(std::string_view answer) const;
   [[nodiscard]] std::string BeginLogon();
   [[nodiscard]] Outcome Challenged(std::string_view text);
@@ -95,15 +102,19 @@ class MailTransfer final : public MailSession {
   [[nodiscard]] std::string SayMailFrom();
   [[nodiscard]] std::string SayRcptTo() { return "RCPT TO:<" + m_mail.to + ">"; }
   [[nodiscard]] std::string SayData() { return "DATA"; }
-  [[nodiscard]] std::string SayText();
+  [[nodiscard]] std::string SayText() { return m_text; }
 
   const MailServerSettings& m_settings;
   MailConnections* m_connections;  // none if it shares none
   Mail m_mail;
   std::string m_self;  // once it is asked for
   At m_at = Greeting;
-  std::string m_answer;  // code and text of all lines so far
+  std::string m_answer;  // code of the last line so far, and text of all
   Offers m_offers;
+  std::string m_text;                         // of the mail, as it is sent
+  std::optional<SendFailure::Blame> m_blame;  // once the server has refused something
+  bool m_begunTls = false;                    // by STARTTLS, on this connection
+  bool m_avoidsTls = false;
   bool m_isKept = false;  // the connection has transferred mails before
   std::shared_ptr<SaslClient> m_logon;
   std::optional<std::string> m_firstResponse;  // of a logon, if it was too long for the command
@@ -111,15 +122,16 @@ class MailTransfer final : public MailSession {
 };
 
 const std::array<MailTransfer::Row, MailTransfer::Done> MailTransfer::Rows{{
-    {"greeting", nullptr, '2', Ehlo, Refusal},
-    {"EHLO", &MailTransfer::SayEhlo, '2', StartTls, Helo},
-    {"HELO", &MailTransfer::SayHelo, '2', MailFrom, Refusal},
-    {"STARTTLS", &MailTransfer::SayStartTls, '2', Ehlo, Auth},
-    {"AUTH", &MailTransfer::SayAuth, '2', MailFrom, Refusal},
-    {"MAIL FROM", &MailTransfer::SayMailFrom, '2', RcptTo, Refusal},
-    {"RCPT TO", &MailTransfer::SayRcptTo, '2', Data, Refusal},
-    {"DATA", &MailTransfer::SayData, '3', Text, Refusal},
-    {"message", &MailTransfer::SayText, '2', Done, Refusal},
+    {"greeting", nullptr, '2', Ehlo, Refusal, {}},
+    {"EHLO", &MailTransfer::SayEhlo, '2', StartTls, Helo, minutes(5)},
+    {"HELO", &MailTransfer::SayHelo, '2', MailFrom, Refusal, minutes(5)},
+    {"STARTTLS", &MailTransfer::SayStartTls, '2', Ehlo, Auth, minutes(2)},
+    {"AUTH", &MailTransfer::SayAuth, '2', MailFrom, Refusal, minutes(5)},
+    {"MAIL FROM", &MailTransfer::SayMailFrom, '2', RcptTo, Refusal, minutes(5)},
+    {"RCPT TO", &MailTransfer::SayRcptTo, '2', Data, Refusal, minutes(5)},
+    {"DATA", &MailTransfer::SayData, '3', Text, Refusal, minutes(2)},
+    // A server that has all of it may deliver it, whether or not anybody waits for its answer.
+    {"message", &MailTransfer::SayText, '2', Done, Refusal, minutes(10)},
 }};
 
 /// This machine's name, if it is one that a stranger could look up.
@@ -151,9 +163,18 @@ std::string MailTransfer::SayMailFrom() {
   return "MAIL FROM:<" + m_mail.from + ">" + (needsUtf8 ? " SMTPUTF8" : "");
 }
 
-std::string MailTransfer::SayText() {
+/// Also makes the text. Empty if the server says nothing against it.
+std::string MailTransfer::WhyNotSendable() {
+  if (!m_offers.utf8 && !platform::IsAscii(m_mail.from + m_mail.to)) {
+    m_blame = SendFailure::Blame::Recipient;
+    return "the server does not support SMTPUTF8";
+  }
   const auto identity = m_mail.identity.empty() ? platform::RandomText(16) : m_mail.identity;
-  return DotStuffed(MessageText(m_mail, Self(), identity, std::chrono::system_clock::now()));
+  m_text = DotStuffed(MessageText(m_mail, Self(), identity, std::chrono::system_clock::now()));
+  if (m_offers.size == 0 || m_text.size() <= m_offers.size) return {};
+  m_blame = SendFailure::Blame::Message;
+  return "message of " + std::to_string(m_text.size()) + " bytes, the server accepts " +
+         std::to_string(m_offers.size);
 }
 
 MailTransfer::Outcome MailTransfer::Receive(std::string_view line) {
@@ -163,7 +184,7 @@ MailTransfer::Outcome MailTransfer::Receive(std::string_view line) {
   if (!hasCode || (mark != ' ' && mark != '-')) return WrongProtocol();
   const auto text = line.substr(std::min(line.size(), CodeSize + 1));
   if (m_at == Ehlo) ParseExtension(text);
-  if (m_answer.empty()) m_answer = line.substr(0, CodeSize);
+  m_answer.replace(0, CodeSize, line.substr(0, CodeSize));  // the last one counts
   m_answer.append(" ").append(text);
   return mark == '-' ? std::nullopt : Answered();
 }
@@ -175,6 +196,7 @@ void MailTransfer::ParseExtension(std::string_view text) {
   if (is("STARTTLS")) m_offers.tls = true;
   if (is("SMTPUTF8")) m_offers.utf8 = true;
   if (is("AUTH")) m_offers.mechanisms = rest;
+  if (is("SIZE")) std::from_chars(rest.data(), rest.data() + rest.size(), m_offers.size);
   constexpr std::string_view MailMax = "MAILMAX=";  // RFC 9422
   if (const auto at = rest.find(MailMax); is("LIMITS") && at != std::string_view::npos) {
     const auto number = rest.substr(at + MailMax.size());
@@ -197,9 +219,14 @@ MailTransfer::Outcome MailTransfer::Answered() {
     return std::nullopt;
   }
   // By 421 a server says at any step that it is closing the connection.
-  if (!isAccepted && (row.refused == Refusal || answer.starts_with("421") || m_settings.PromisesTls()))
+  if (!isAccepted && (row.refused == Refusal || answer.starts_with("421") || m_settings.PromisesTls())) {
+    m_blame = BlameOf(answer);
     return Refused(answer);
-  if (isAccepted && m_at == StartTls) Dialogue().Secure(m_settings.PromisesTls());
+  }
+  if (isAccepted && m_at == StartTls) {
+    m_begunTls = true;
+    Dialogue().Secure(m_settings.PromisesTls());
+  }
   return Enter(isAccepted ? row.accepted : row.refused);
 }
 
@@ -210,17 +237,24 @@ MailTransfer::Outcome MailTransfer::Enter(At at) {
   if (at == Auth) {
     if (const auto why = BeginLogon(); !why.empty()) return Failure(why);
   }
-  if (at == MailFrom && !m_offers.utf8 && !platform::IsAscii(m_mail.from + m_mail.to))
-    return Failure("the server does not support SMTPUTF8");
+  if (at == MailFrom) {
+    if (const auto why = WhyNotSendable(); !why.empty()) return Failure(why);
+  }
   if (at == Ehlo) m_offers = {};  // those before TLS may be anybody's
   m_at = at;
-  Dialogue().Send((this->*Rows[at].command)() + "\r\n");
+  if (at == Text) Dialogue().KeepAlive();
+  Say((this->*Rows[at].command)());
   return std::nullopt;
+}
+
+void MailTransfer::Say(const std::string& text) {
+  Owner().BeginStep(Rows[m_at].limit);
+  Dialogue().Send(text + "\r\n");
 }
 
 /// `at`, or what follows it if nothing is to be done there.
 MailTransfer::At MailTransfer::Skipped(At at) {
-  const bool wantsTls = m_offers.tls || m_settings.PromisesTls();
+  const bool wantsTls = (m_offers.tls && !m_avoidsTls) || m_settings.PromisesTls();
   if (at == StartTls && (Dialogue().IsSecured() || !wantsTls)) at = Auth;
   if (at == Auth && m_settings.user.empty()) at = MailFrom;
   return at;
@@ -251,7 +285,7 @@ std::string MailTransfer::SayAuth() {
 
 MailTransfer::Outcome MailTransfer::Challenged(std::string_view text) {
   if (m_firstResponse) {
-    Dialogue().Send(Encoded(*std::exchange(m_firstResponse, {})) + "\r\n");
+    Say(Encoded(*std::exchange(m_firstResponse, {})));
     return std::nullopt;
   }
   const auto challenge = platform::DecodeBase64(text.substr(CodeSize + 1));
@@ -264,7 +298,7 @@ MailTransfer::Outcome MailTransfer::Challenged(std::string_view text) {
         if (computing.expired()) return;  // and with it this object
         context.loop.Serve(owner, [this] {
           m_computing.reset();
-          Dialogue().Send(Encoded(m_logon->Respond()) + "\r\n");
+          Say(Encoded(m_logon->Respond()));
         });
       });
   return std::nullopt;
@@ -282,12 +316,14 @@ std::unique_ptr<LineDialogue> MailTransfer::DequeueKept() {
   m_self = std::move(kept->self);
   m_offers.utf8 = kept->offersUtf8;
   m_offers.mails = kept->mailsLeft;
+  m_offers.size = kept->maxSize;
   return std::move(kept->dialogue);
 }
 
 void MailTransfer::Leave(bool isGood) {
   if (m_connections == nullptr || !isGood || m_offers.mails <= 1) return MailSession::Leave(isGood);
-  m_connections->Keep({m_mail.server, ReleaseDialogue(), m_self, m_offers.utf8, m_offers.mails - 1});
+  m_connections->Keep(
+      {m_mail.server, ReleaseDialogue(), m_self, m_offers.utf8, m_offers.size, m_offers.mails - 1});
 }
 
 /// The refusal may be meant for a connection that has lasted too long.
@@ -297,11 +333,34 @@ bool MailTransfer::IsReplaceable(std::string_view answer) const {
 
 /// Once the message is on its way, only whoever asked for it knows whether it may go twice.
 bool MailTransfer::BeginsAnew() {
-  if (m_at >= Text || !std::exchange(m_isKept, false)) return false;
+  const bool lacksTls = m_at == Ehlo && std::exchange(m_begunTls, false) && !m_settings.PromisesTls();
+  if (lacksTls && m_mail.goesInTheClear) {
+    Context().loop.Log("mail to " + m_mail.server + " goes without TLS: " + Dialogue().Failure());
+    m_avoidsTls = true;
+  } else if (m_at >= Text || !std::exchange(m_isKept, false)) {
+    return false;
+  }
   m_at = Greeting;
   m_answer.clear();
   m_offers = {};
   return true;
+}
+
+/// What is no more than temporary is the server's, but for a recipient: it may be new here.
+SendFailure::Blame MailTransfer::BlameOf(std::string_view answer) const {
+  using Blame = SendFailure::Blame;
+  if (answer.starts_with("421")) return Blame::Server;
+  if (m_at == RcptTo) return Blame::Recipient;
+  if (!answer.starts_with('5') || m_at < MailFrom) return Blame::Server;
+  const bool isTooLarge = answer.starts_with("552");
+  return m_at == MailFrom && !isTooLarge ? Blame::Recipient : Blame::Message;
+}
+
+SendFailure MailTransfer::WhatFailed() const {
+  using Blame = SendFailure::Blame;
+  if (m_blame) return {*m_blame};
+  if (m_at == Text) return {Blame::Server, Dialogue().HasSentAll()};
+  return {m_settings.error.empty() && !InputFailure().empty() ? Blame::Recipient : Blame::Server};
 }
 
 }  // namespace

@@ -18,6 +18,8 @@ struct Mail {
   std::string body;     ///< lines end in "\n"
   /// Heads the Message-ID, so that a repetition can be recognised; empty: made at random.
   std::string identity{};
+  /// If TLS fails with a server for which nobody promised it, the mail goes without.
+  bool goesInTheClear = false;
 };
 
 class MailConnections;
@@ -27,7 +29,8 @@ class MailConnections;
 /// TLS: with the scheme smtps, or when the server's settings (`MailServerTable`) say so, the certificate is
 /// promised and verified, and nothing goes out without it. Otherwise STARTTLS is used when it is offered,
 /// without asking who the server is, since whoever could pretend to be it could as well hide the offer
-/// (RFC 7435); when the server then refuses it, the mail goes in the clear, as it holds no secret.
+/// (RFC 7435); when the server then refuses it, the mail goes in the clear, as it holds no secret, and by
+/// another connection if TLS fails and `goesInTheClear` is set.
 ///
 /// With a user in the settings it logs on (RFC 4954), always under a verified certificate.
 ///
@@ -35,7 +38,8 @@ class MailConnections;
 /// one that is closed or refuses before it has been given the message is replaced by a new one.
 ///
 /// A failure reads like "SMTP: RCPT TO refused: 550 no such user". Destroying the transfer gives it up;
-/// the time-out is the caller's business, `timeout` only shares it among the server's addresses.
+/// the time-out is the caller's business, `timeout` only shares it among the server's addresses. A client
+/// that heeds `BeginStep` gives the server what RFC 5321 (4.5.3.2) wants for each step.
 [[nodiscard]] std::unique_ptr<Probe> MakeMailTransfer(ProbeContext& context, Mail mail,
                                                       std::chrono::milliseconds timeout, ProbeClient& client,
                                                       MailConnections* connections = nullptr);

@@ -8,6 +8,7 @@
 #include "console/engine/PageFetch.h"
 #include "engine/model/CheckResult.h"
 #include "engine/model/Requests.h"
+#include "engine/model/SendFailure.h"
 
 namespace norvane::engine {
 
@@ -26,6 +27,7 @@ struct NotificationEnded {
   std::uint64_t ticket = 0;
   CheckResult result;
   std::chrono::seconds retryAfter{0};  ///< the peer wants no further try for so long
+  SendFailure failure{};                ///< if it is one
 };
 
 /// A command was started, has ended or could not be started.

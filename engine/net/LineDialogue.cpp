@@ -167,6 +167,24 @@ void LineDialogue::HandOver(EventOwner& owner, Client& client) {
   m_received = 0;
 }
 
+bool LineDialogue::IsQuiet() {
+  m_isDry = false;
+  m_receipts = 0;
+  return m_state == State::Open && !NextLine() && m_failure.empty() && m_in.empty();
+}
+
+void LineDialogue::KeepAlive() {
+  constexpr int Idle = 30, Interval = 10, Count = 3, Unanswered = 60000;  // seconds, and milliseconds
+  const auto set = [this](int level, int option, int value) {
+    ::setsockopt(m_socket.Get(), level, option, &value, sizeof value);
+  };
+  set(SOL_SOCKET, SO_KEEPALIVE, 1);
+  set(IPPROTO_TCP, TCP_KEEPIDLE, Idle);
+  set(IPPROTO_TCP, TCP_KEEPINTVL, Interval);
+  set(IPPROTO_TCP, TCP_KEEPCNT, Count);
+  set(IPPROTO_TCP, TCP_USER_TIMEOUT, Unanswered);
+}
+
 void LineDialogue::BeginTls(bool verifies) {
   m_state = State::Securing;
   const int yes = 1;  // the end of the handshake and the line behind it would wait for each other

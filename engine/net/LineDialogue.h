@@ -52,12 +52,19 @@ class LineDialogue : private Watcher {
   /// The open dialogue goes on with others, and with its limits as at its begin.
   void HandOver(EventOwner& owner, Client& client);
 
+  /// Whether the dialogue is open and the server has said nothing that is yet to be read.
+  [[nodiscard]] bool IsQuiet();
+  /// A server that is gone is noticed within a minute, even while nothing is sent.
+  void KeepAlive();
+
   /// Why the dialogue cannot go on, for the user; empty while it can.
   [[nodiscard]] const std::string& Failure() const { return m_failure; }
   /// What is going on while no lines can be exchanged ("connecting"), else empty.
   [[nodiscard]] std::string_view Step() const;
   /// The lookup of the name has yet to begin, since there are too many.
   [[nodiscard]] bool IsQueued() const { return m_query && m_query->IsQueued(); }
+  /// Nothing waits to be sent.
+  [[nodiscard]] bool HasSentAll() const { return m_out.empty(); }
   [[nodiscard]] bool IsSecured() const { return m_ssl != nullptr; }
   /// The address at this end, without its port; empty if there is no connection.
   [[nodiscard]] std::string LocalAddress() const;

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/model/SendFailure.h"
 #include "engine/net/EventLoop.h"
 #include "engine/net/Resolver.h"
 #include "engine/net/TlsClient.h"
@@ -36,6 +37,8 @@ class ProbeClient : public EventOwner {
   virtual void Ended(std::string failure) noexcept = 0;
   /// The peer has done its part; what is still to come isn't its business.
   virtual void Arrived() {}
+  /// One of several steps begins; the peer has `limit` to answer it.
+  virtual void BeginStep(std::chrono::milliseconds limit) { static_cast<void>(limit); }
 };
 
 /// One exchange with a peer, in the worker's loop; never blocks it. Destroying it gives up and leaves
@@ -49,6 +52,8 @@ class Probe {
   [[nodiscard]] virtual std::string_view Step() const = 0;
   /// It waits for a turn of this engine rather than for a peer.
   [[nodiscard]] virtual bool IsQueued() const { return false; }
+  /// As a notification ends with a failure.
+  [[nodiscard]] virtual SendFailure WhatFailed() const { return {}; }
   /// As it ends with a failure: the peer wants no further try for so long.
   [[nodiscard]] virtual std::chrono::seconds RetryAfter() const { return {}; }
 };

@@ -34,7 +34,7 @@ class Channel {
 struct ChannelRow {
   NotifyMode::Form form;
   std::size_t maxInFlight;
-  std::chrono::milliseconds timeout;  ///< of one sending, once it has begun
+  std::chrono::milliseconds timeout;  ///< of one sending, once it has begun, or of the first of its steps
   std::unique_ptr<Channel> (*make)(const ChannelContext&);
 };
 [[nodiscard]] std::span<const ChannelRow> ChannelTable();

@@ -26,13 +26,14 @@ class Notifier::Sending final : public ProbeClient {
 
   void Enter(Sendings::iterator at) { m_at = at; }
   void Begin() {
-    m_deadline.Set(m_queue.row.timeout);
+    BeginStep(m_queue.row.timeout);
     m_probe = m_queue.channel->Make(m_mode, m_request, m_queue.row.timeout, *this);
     m_probe->Begin();
   }
   void Ended(std::string failure) noexcept override {
     auto& loop = m_owner.m_loop;
     loop.Serve(loop, [&] {
+      if (m_probe && !failure.empty()) m_report.failure = m_probe->WhatFailed();
       m_report.retryAfter = m_probe ? m_probe->RetryAfter() : std::chrono::seconds(0);
       m_report.result.duration = std::chrono::duration_cast<milliseconds>(loop.Now() - m_asked);
       m_owner.End(std::move(m_report), failure);
@@ -40,13 +41,17 @@ class Notifier::Sending final : public ProbeClient {
     });
     m_queue.inFlight.erase(m_at);  // this object
   }
+  void BeginStep(milliseconds limit) override {
+    m_limit = limit;
+    m_deadline.Set(limit);
+  }
   void Broke(const std::string& why) override {
     m_owner.m_loop.Log("notification to " + m_request.to + ": " + why);
     Ended(why);
   }
 
  private:
-  void TimeOut() { Ended(NoAnswerWithin(m_queue.row.timeout, m_probe->Step())); }
+  void TimeOut() { Ended(NoAnswerWithin(m_limit, m_probe->Step())); }
 
   Notifier& m_owner;
   Queue& m_queue;
@@ -54,6 +59,7 @@ class Notifier::Sending final : public ProbeClient {
   NotifyRequest m_request;
   NotificationEnded m_report;
   Moment m_asked;
+  milliseconds m_limit{};
   Deadline m_deadline;
   std::unique_ptr<Probe> m_probe;
   Sendings::iterator m_at;

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <new>
 #include <utility>
@@ -43,6 +44,7 @@ class Transfer final : public WebFetch, private WebTransfers::Client {
   [[nodiscard]] bool IsQueued() const override { return m_query && m_query->IsQueued(); }
   [[nodiscard]] Page Received() const override;
   [[nodiscard]] std::chrono::seconds RetryAfter() const override;
+  [[nodiscard]] SendFailure WhatFailed() const override;
 
  private:
   void Visit(const char* url);
@@ -277,6 +279,19 @@ void Transfer::JudgePage() {
   } catch (const std::bad_alloc&) {
     End(std::string(NotEnoughMemory));
   }
+}
+
+/// A status of 4xx is meant for this request, unless it asks who we are or for patience.
+SendFailure Transfer::WhatFailed() const {
+  using Blame = SendFailure::Blame;
+  if (!m_handle) return {};
+  long status = 0;
+  curl_off_t sent = 0;
+  curl_easy_getinfo(m_handle->Get(), CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(m_handle->Get(), CURLINFO_PRETRANSFER_TIME_T, &sent);
+  constexpr std::array<long, 5> ForAll{401, 403, 407, 408, 429};
+  const bool isForOne = status / 100 == 4 && std::ranges::find(ForAll, status) == ForAll.end();
+  return {isForOne ? Blame::Recipient : Blame::Server, status == 0 && sent > 0};
 }
 
 std::chrono::seconds Transfer::RetryAfter() const {

@@ -21,6 +21,9 @@ class InternetCall final : public Probe {
   }
   void Begin() override { m_fetch ? m_fetch->Begin() : m_client.Ended("the message is too long"); }
   [[nodiscard]] std::string_view Step() const override { return m_fetch->Step(); }
+  [[nodiscard]] SendFailure WhatFailed() const override {
+    return m_fetch ? m_fetch->WhatFailed() : SendFailure{SendFailure::Blame::Message};
+  }
 
  private:
   ProbeClient& m_client;

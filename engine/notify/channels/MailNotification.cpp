@@ -18,7 +18,7 @@ class MailChannel final : public Channel {
     const auto& from = m_probes.mailServers.Find(mode.server).from;
     return MakeMailTransfer(m_probes,
                             {mode.server, from.empty() ? mode.sender : from, request.to, request.message,
-                             request.body, request.identity},
+                             request.body, request.identity, true},
                             timeout, client, &m_connections);
   }
 

@@ -15,6 +15,7 @@
 #include "loopback/TempFolder.h"
 #include "platform/Base64.h"
 #include "tests/engine/ProbeFixture.h"
+#include "tests/support/Rows.h"
 
 namespace norvane::engine {
 namespace {
@@ -25,6 +26,8 @@ using loopback::SmtpServer;
 using End = MailAnswer::End;
 using Entries = std::vector<platform::IniFile::Entry>;
 using Strings = std::vector<std::string>;
+using tests::Rows;
+using Blame = SendFailure::Blame;
 using std::chrono::milliseconds;
 
 const std::string User = "watcher", Password = "open sesame 7";
@@ -44,13 +47,15 @@ class MailTransferTest : public testing::Test, private ProbeClient {
   /// Empty if the server has accepted the mail, else why not.
   std::string Send(const std::string& server, MailConnections* connections = nullptr) {
     m_outcome.reset();
-    m_probe = MakeMailTransfer(m_probes.context, {server, "me@a.test", "you@b.test", "Hello", "", "7f"},
+    m_probe = MakeMailTransfer(m_probes.context,
+                               {server, "me@a.test", m_to, "Hello", m_body, "7f", m_goesInTheClear},
                                std::chrono::seconds(20), *this, connections);
     m_probe->Begin();
     RunUntil([this] { return m_outcome.has_value(); });
     return m_outcome.value_or("no end");
   }
   void Ended(std::string failure) noexcept override {
+    if (!failure.empty()) m_failure = m_probe->WhatFailed();
     m_outcome = std::move(failure);
     m_probe.reset();
   }
@@ -61,8 +66,11 @@ class MailTransferTest : public testing::Test, private ProbeClient {
   milliseconds m_ahead{0};
   EventLoop m_loop{[this] { return std::chrono::steady_clock::now() + m_ahead; }};
   tests::ProbeFixture m_probes{m_loop, 0, m_authority.WriteTo(m_folder / "ca.pem")};
+  std::string m_to = "you@b.test", m_body;
+  bool m_goesInTheClear = false;
   std::unique_ptr<Probe> m_probe;
   std::optional<std::string> m_outcome;
+  SendFailure m_failure;
 };
 
 std::size_t CountOf(const MailServer& server, std::string_view verb) {
@@ -181,6 +189,69 @@ TEST_F(MailTransferTest, LogsOnAsOfferedAndPromised) {
   }
 }
 
+TEST_F(MailTransferTest, SaysWhoseFaultItIs) {
+  const Entries promised = {{"security", "starttls"}};
+  struct Row {
+    const char* point;
+    MailAnswer answer;
+    std::string outcome;
+    Blame blame;
+    bool mayHaveArrived = false;
+    Entries settings{};
+    int maxSize = 0;
+    std::string to = "you@b.test";
+  };
+  const Row rows[] = {
+      {"", {"554 no\r\n"}, "SMTP: greeting refused: 554 no", Blame::Server},
+      {"", {"", End::Close}, "SMTP: greeting: connection closed by the server", Blame::Server},
+      {"EHLO", {"500 what\r\n"}, "SMTP: EHLO refused: 500 what", Blame::Server, false, promised},
+      {"MAIL", {"451 later\r\n"}, "SMTP: MAIL FROM refused: 451 later", Blame::Server},
+      {"MAIL", {"550 who?\r\n"}, "SMTP: MAIL FROM refused: 550 who?", Blame::Recipient},
+      {"MAIL", {"552 large\r\n"}, "SMTP: MAIL FROM refused: 552 large", Blame::Message},
+      {"RCPT", {"550 unknown\r\n"}, "SMTP: RCPT TO refused: 550 unknown", Blame::Recipient},
+      {"RCPT", {"451 greylisted\r\n"}, "SMTP: RCPT TO refused: 451 greylisted", Blame::Recipient},
+      {"RCPT", {"421 closing\r\n"}, "SMTP: RCPT TO refused: 421 closing", Blame::Server},
+      {"DATA", {"554 no\r\n"}, "SMTP: DATA refused: 554 no", Blame::Message},
+      {".", {"554 spam\r\n"}, "SMTP: message refused: 554 spam", Blame::Message},
+      {".", {"250-checking\r\n554 spam\r\n"}, "SMTP: message refused: 554 checking spam", Blame::Message},
+      {".", {"452 full\r\n"}, "SMTP: message refused: 452 full", Blame::Server},
+      {".", {"", End::Close}, "SMTP: message: connection closed by the server", Blame::Server, true},
+      {".", {"what\r\n"}, "the reply is not SMTP", Blame::Server, true},
+      {"?", {}, "SMTP: message of ", Blame::Message, false, {}, 100},
+      {"?", {}, "SMTP: the recipient is not a bare mail address", Blame::Recipient, false, {}, 0, "a b"},
+      {"?", {}, "SMTP: [mail 127.0.0.1] security=x", Blame::Server, false, {{"security", "x"}}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.outcome);
+    SmtpServer server({.maxSize = row.maxSize});
+    server.Set(row.point, row.answer);
+    m_probes.mailServers = {};
+    if (!row.settings.empty()) m_probes.mailServers.Add({"mail 127.0.0.1", row.settings}, m_folder.Path());
+    m_to = row.to;
+    const auto outcome = Send(server.Address());
+    EXPECT_TRUE(outcome.starts_with(row.outcome)) << outcome;
+    EXPECT_EQ(m_failure.blame, row.blame);
+    EXPECT_EQ(m_failure.mayHaveArrived, row.mayHaveArrived);
+  }
+}
+
+TEST_F(MailTransferTest, GoesInTheClearIfTlsFailsThatNobodyPromised) {
+  const Rows<bool, Entries, std::size_t> rows = {
+      {true, {{"security", "opportunistic"}}, 1}, {false, {}, 0}, {true, {{"security", "starttls"}}, 0}};
+  for (const auto& [goesInTheClear, settings, mails] : rows) {
+    for (const MailAnswer& answer : {MailAnswer{"220 go\r\n", End::Close}, {"220 go\r\nno TLS\r\n"}}) {
+      SmtpServer server({.common = {.tls = m_authority.Issue("127.0.0.1")}});
+      server.Set("STARTTLS", answer);
+      m_probes.mailServers = {};
+      m_probes.mailServers.Add({"mail 127.0.0.1", settings}, m_folder.Path());
+      m_goesInTheClear = goesInTheClear;
+      EXPECT_EQ(Send(server.Address()).empty(), mails == 1);
+      EXPECT_EQ(server.Mails().size(), mails);
+      EXPECT_EQ(CountOf(server, "STARTTLS"), 1u);
+    }
+  }
+}
+
 TEST_F(MailTransferTest, KeepsCommandsShort) {
   const std::string password(480, 'x');
   std::filesystem::remove(m_folder / "pw");
@@ -228,6 +299,18 @@ TEST_F(MailTransferTest, SharesAConnectionWithinItsLimits) {
     EXPECT_EQ(server.Mails().size(), row.mails);
     EXPECT_EQ(CountOf(server, greetings), row.connections);
   }
+  SmtpServer chatty;
+  chatty.Set(".", {"250 accepted\r\n250 queued\r\n"});
+  SmtpServer small({.maxSize = 2000});
+  MailConnections connections(m_loop);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(Send(chatty.Address(), &connections), "") << "reads what was said of another mail";
+    m_body.assign(i == 1 ? 2000 : 10, 'x');
+    EXPECT_EQ(Send(small.Address(), &connections).empty(), i != 1);
+    m_body.clear();
+  }
+  EXPECT_EQ(CountOf(chatty, "EHLO"), 3u);
+  EXPECT_EQ(CountOf(small, "DATA"), 2u);
   SmtpServer alone;
   for (int i = 0; i < 2; ++i)
     EXPECT_EQ(Send(alone.Address()), "");

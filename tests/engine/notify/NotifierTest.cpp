@@ -17,6 +17,7 @@ namespace {
 
 using loopback::HttpServer;
 using std::chrono::milliseconds;
+using std::chrono::minutes;
 using tests::Rows;
 
 /// A notifier in a loop whose time the test can push forward.
@@ -70,17 +71,23 @@ TEST_F(NotifierTest, CallsThroughTheInternet) {
   server.Set("/202", HttpServer::Reply("", "text/html", "202 Accepted"));
   server.Set("/304", {"HTTP/1.1 304 Not Modified\r\n\r\n"});
   server.Set("/500", HttpServer::Reply("", "text/html", "500 Sorry"));
-  const Rows<std::string, std::string> rows = {
-      {server.Url("/scripts/sms.dll?") + fields + "%s&num=%s", "Ok"},
-      {server.Url("/202?%s%s"), "Ok"},
-      {server.Url("/304?%s%s"), "HTTP status 304"},
-      {server.Url("/500?%s%s"), "HTTP status 500"},
-      {server.Url("/none?%s%s"), "HTTP status 404"},
-      {"http://127.0.0.1:" + std::to_string(refusing.Port()) + "/%s%s", "connection refused"},
-      {"http://%s%s/", "invalid URL"},
+  server.Set("/401", HttpServer::Reply("", "text/html", "401 Who"));
+  using Blame = SendFailure::Blame;
+  const Rows<std::string, std::string, Blame> rows = {
+      {server.Url("/scripts/sms.dll?") + fields + "%s&num=%s", "Ok", Blame::Server},
+      {server.Url("/202?%s%s"), "Ok", Blame::Server},
+      {server.Url("/304?%s%s"), "HTTP status 304", Blame::Server},
+      {server.Url("/500?%s%s"), "HTTP status 500", Blame::Server},
+      {server.Url("/401?%s%s"), "HTTP status 401", Blame::Server},
+      {server.Url("/none?%s%s"), "HTTP status 404", Blame::Recipient},
+      {"http://127.0.0.1:" + std::to_string(refusing.Port()) + "/%s%s", "connection refused", Blame::Server},
+      {"http://%s%s/", "invalid URL", Blame::Server},
   };
-  for (const auto& [mode, outcome] : rows)
+  for (const auto& [mode, outcome, blame] : rows) {
     EXPECT_EQ(Outcome(mode), outcome) << mode;
+    EXPECT_EQ(m_reports.at(0).failure.blame, blame) << mode;
+    EXPECT_FALSE(m_reports[0].failure.mayHaveArrived) << mode;
+  }
   EXPECT_TRUE(server.Requests().at(0).starts_with("GET " + filled + " HTTP/1.1\r\n")) << server.Requests()[0];
 }
 
@@ -169,14 +176,37 @@ TEST_F(NotifierTest, ADeadPeerEndsInTimeAndHoldsOnlyItsOwnQueue) {
   EXPECT_EQ(Outcome("TEL://"), "no modem configured");
   m_reports.clear();
   const auto ended = std::chrono::system_clock::now();
-  Pass(milliseconds(20000));
+  Pass(minutes(2));
   RunUntil([&] { return m_reports.size() == 128; });
   for (const auto& report : m_reports) {
-    EXPECT_TRUE(report.result.reason.starts_with("no answer within 20 s (")) << report.result.reason;
+    EXPECT_TRUE(report.result.reason.starts_with("no answer within 120 s (")) << report.result.reason;
+    EXPECT_TRUE(report.failure.mayHaveArrived);
     EXPECT_GE(report.result.at, ended) << "a log would tell it before the outage went on";
   }
-  Pass(milliseconds(20000));
+  Pass(minutes(2));
   RunUntil([&] { return m_reports.size() == 129; });
+}
+
+TEST_F(NotifierTest, GivesAMailServerTimeForEachStep) {
+  loopback::SmtpServer server;
+  const auto mode = "SMTP://" + server.Address() + ";me@a.test";
+  for (const auto& [point, command, limit] :
+       {std::tuple{"RCPT", "RCPT", minutes(5)}, {".", "DATA", minutes(10)}}) {
+    SCOPED_TRACE(point);
+    m_reports.clear();
+    server.Set(point, {"", loopback::MailAnswer::End::Silence});
+    Notify(mode, "you@b.test");
+    RunUntil([&, verb = std::string(command)] {
+      const auto commands = server.Commands();
+      return !commands.empty() && commands.back().starts_with(verb);
+    });
+    Pass(limit - minutes(1));
+    EXPECT_TRUE(m_reports.empty()) << m_reports[0].result.reason;
+    Pass(minutes(1));
+    RunUntil([&] { return !m_reports.empty(); });
+    EXPECT_EQ(m_reports.at(0).failure.mayHaveArrived, limit == minutes(10)) << m_reports[0].result.reason;
+    server.Set("RCPT", {"250 fine\r\n"});
+  }
 }
 
 TEST_F(NotifierTest, RefusesWhatIsTooMuch) {
