@@ -346,12 +346,13 @@ bool MailTransfer::BeginsAnew() {
   return true;
 }
 
-/// What is no more than temporary is the server's, but for a recipient: it may be new here.
+/// What is no more than temporary may be greylisting once the server knows the recipient.
 SendFailure::Blame MailTransfer::BlameOf(std::string_view answer) const {
   using Blame = SendFailure::Blame;
   if (answer.starts_with("421")) return Blame::Server;
-  if (m_at == RcptTo) return Blame::Recipient;
-  if (!answer.starts_with('5') || m_at < MailFrom) return Blame::Server;
+  const bool isFinal = answer.starts_with('5');
+  if (m_at < MailFrom || (m_at == MailFrom && !isFinal)) return Blame::Server;
+  if (m_at == RcptTo || !isFinal) return Blame::Recipient;
   const bool isTooLarge = answer.starts_with("552");
   return m_at == MailFrom && !isTooLarge ? Blame::Recipient : Blame::Message;
 }

@@ -19,8 +19,7 @@ std::span<const ChannelRow> ChannelTable() {
       {Form::Mail, 128, seconds(60), &MakeMailChannel},  // until the greeting
       // There is one modem, and its own time limits, up to ten minutes for a call, come first.
       {Form::Phone, 1, minutes(11), &MakeModemChannel},
-      // A call that is given up too early is repeated, though it may have been made.
-      {Form::InternetCall, 128, minutes(2), &MakeInternetCallChannel},
+      {Form::InternetCall, 128, seconds(20), &MakeInternetCallChannel},
       {Form::Exit, 128, seconds(20), &MakeExitChannel},
   }};
   return rows;

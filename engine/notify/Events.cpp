@@ -105,14 +105,22 @@ void Events::ConditionChanged(const Health::Condition& condition, Health::Change
   }
 }
 
-std::string EventObject(const std::string& identity, const OwedMessage& message) {
+NotifyRequest EventRequest(const WebhookSettings& webhook, const std::string& identity,
+                           const OwedMessage& message) {
   const bool isOver = message.message.ends_with("_ends");
-  return "{\"version\":1" +
-         Members({{"event", message.message},
-                  {"id", identity},
-                  {"host", platform::ComputerName()},
-                  {"since", platform::TimeText(message.failingSince)}}) +
-         (isOver ? Members({{"ended", platform::TimeText(message.endedAt)}}) : "") + message.body + "}\n";
+  NotifyRequest request;
+  request.to = message.exit;
+  request.body = "{\"version\":1" +
+                 Members({{"event", message.message},
+                          {"id", identity},
+                          {"host", platform::ComputerName()},
+                          {"since", platform::TimeText(message.failingSince)}}) +
+                 (isOver ? Members({{"ended", platform::TimeText(message.endedAt)}}) : "") + message.body +
+                 "}\n";
+  request.identity = identity;
+  request.url = webhook.url;
+  request.headerFile = webhook.headerFile;
+  return request;
 }
 
 }  // namespace norvane::engine

@@ -6,6 +6,7 @@
 #include "engine/model/Health.h"
 #include "engine/model/OutageRecord.h"
 #include "engine/model/OwedMessage.h"
+#include "engine/model/Requests.h"
 #include "engine/notify/ExitSettings.h"
 
 namespace norvane::engine {
@@ -38,7 +39,8 @@ class Events {
   MessageSender& m_sender;
 };
 
-/// The JSON object that is sent for `message`, which is one of the above.
-[[nodiscard]] std::string EventObject(const std::string& identity, const OwedMessage& message);
+/// What a webhook is sent for `message`, which is one of the above.
+[[nodiscard]] NotifyRequest EventRequest(const WebhookSettings& webhook, const std::string& identity,
+                                         const OwedMessage& message);
 
 }  // namespace norvane::engine

@@ -18,15 +18,6 @@ using std::chrono::system_clock;
 namespace {
 
 constexpr std::size_t IdentitySize = 8;
-constexpr seconds SentAtOnce{2};
-
-std::string SentText(const OwedMessage& message, std::size_t together) {
-  const auto late = duration_cast<seconds>(system_clock::now() - message.since);
-  return "notification sent" +
-         (message.tries > 0 || late > SentAtOnce ? " after " + SecondsText(late) : std::string()) +
-         (message.tries > 0 ? ", at try " + std::to_string(message.tries + 1) : "") +
-         (together > 1 ? ", with " + std::to_string(together - 1) + " others" : "");
-}
 
 }  // namespace
 
@@ -48,7 +39,7 @@ void MessageSender::Restore(const OwedMessages& messages, const SingleMails& sin
   }
   for (auto& [identity, parts] : shipments) {
     const auto& first = messages.at(parts.front());
-    const auto longest = first.exit.empty() ? seconds(MaxPause) : seconds(MaxRetryAfter);
+    const auto longest = first.exit.empty() ? MaxLongPause : seconds(MaxRetryAfter);
     const auto wait = std::clamp<system_clock::duration>(first.nextTry - system_clock::now(), {}, longest);
     Enqueue(identity, std::move(parts), first.tries == 0 ? Fresh : m_hooks.clock() + wait);
     m_shipments.at(identity).write = 0;
@@ -70,7 +61,8 @@ void MessageSender::Insert(const std::string& identity, OwedMessage message) {
   const auto age =
       std::clamp<system_clock::duration>(system_clock::now() - message.since, {}, m_options.giveUp);
   const bool isKept = message.kind == OwedMessage::Kind::Admin;
-  const auto giveUpAt = isKept ? Moment::max() : m_hooks.clock() + (m_options.giveUp - age);
+  const auto left = std::max<Moment::duration>(m_options.giveUp - age, LeastTime());
+  const auto giveUpAt = isKept ? Moment::max() : m_hooks.clock() + left;
   if (!m_messages.contains(identity)) m_byMonitor.emplace(message.monitor, identity);
   m_messages.insert_or_assign(identity, Entry{std::move(message), {}, giveUpAt});
 }
@@ -96,25 +88,21 @@ void MessageSender::OutageEnded(const std::string& identity, OwedMessage::Time a
 void MessageSender::OnSecond() {
   for (auto& [name, queue] : m_queues)
     ReleaseHeld(queue);
-  for (const auto& identities : m_digests.Close()) {
-    std::vector<std::string> parts;
-    std::size_t size = 0;
-    for (const auto& identity : identities) {
-      const auto entry = m_messages.find(identity);
-      if (entry == m_messages.end() || !entry->second.shipment.empty()) continue;  // dropped, or redirected
-      const auto more = SizeInDigest(entry->second.message);
-      if (!parts.empty() && size + more > MaxDigestSize) {
-        CloseDigest(std::exchange(parts, {}));
-        size = 0;
-      }
-      size += more;
-      parts.push_back(identity);
-    }
-    if (!parts.empty()) CloseDigest(parts);
+  for (auto& identities : m_digests.Close()) {
+    std::erase_if(identities, [this](const auto& each) {  // dropped, or redirected
+      const auto entry = m_messages.find(each);
+      return entry == m_messages.end() || !entry->second.shipment.empty();
+    });
+    if (!identities.empty()) CloseDigest(identities);
   }
 }
 
+/// One that would be too large becomes several.
 void MessageSender::CloseDigest(const std::vector<std::string>& identities) {
+  std::size_t size = 0;
+  for (const auto& identity : identities)
+    size += SizeInDigest(m_messages.at(identity).message);
+  if (size > MaxDigestSize && identities.size() > 1) return Split(identities);
   const auto digest = platform::RandomText(IdentitySize) + "-d";
   for (const auto& identity : identities) {
     auto& message = m_messages.at(identity).message;
@@ -198,6 +186,7 @@ bool MessageSender::IsHeld(const std::string& identity) {
   auto& entry = m_messages.at(identity);
   const auto why = m_hooks.whyHeld(entry.message);
   if (!why.empty() && !entry.isHeld) m_hooks.log(entry.message, "notification held: " + why);
+  if (why.empty() && entry.isHeld) entry.giveUpAt = std::max(entry.giveUpAt, m_hooks.clock() + LeastTime());
   entry.isHeld = !why.empty();
   return entry.isHeld;
 }
@@ -231,7 +220,7 @@ void MessageSender::Send(const std::string& identity) {
     messages.push_back(&m_messages.at(each).message);
     sending.ends[each] = messages.back()->endedAt;
   }
-  const bool isDigest = !messages.front()->digest.empty();
+  const bool isDigest = messages.size() > 1;
   const auto ticket = m_hooks.newTicket();
   m_inFlight.emplace(ticket, std::move(sending));
   m_hooks.runner.NotifyOnce(isDigest ? DigestOf(identity, messages) : RequestFor(identity, *messages.front()),
@@ -240,14 +229,8 @@ void MessageSender::Send(const std::string& identity) {
 
 NotifyRequest MessageSender::RequestFor(const std::string& identity, const OwedMessage& message) const {
   const auto webhook = m_options.webhooks.find(message.exit);
-  if (webhook == m_options.webhooks.end()) return RequestOf(identity, message);
-  NotifyRequest request;
-  request.to = message.exit;
-  request.body = EventObject(identity, message);
-  request.identity = identity;
-  request.url = webhook->second.url;
-  request.headerFile = webhook->second.headerFile;
-  return request;
+  return webhook == m_options.webhooks.end() ? RequestOf(identity, message)
+                                             : EventRequest(webhook->second, identity, message);
 }
 
 bool MessageSender::Receive(const NotificationEnded& report) {
@@ -266,90 +249,14 @@ bool MessageSender::Receive(const NotificationEnded& report) {
 void MessageSender::Accept(const Shipment& shipment, const InFlight& sent, Queue& queue) {
   queue.fresh = queue.failed = {};
   queue.reason.clear();
-  queue.problem.clear();
+  AcceptedBy(queue, shipment.address);
   if (!shipment.messages.empty()) queue.write = NotAsked;
   for (const auto& identity : shipment.messages) {
     const auto& message = m_messages.at(identity).message;
     if (!message.monitor.empty()) m_hooks.log(message, SentText(message, shipment.messages.size()));
     Remove(identity, {End::Accepted, {}, sent.ends.at(identity) == message.endedAt});
   }
-}
-
-void MessageSender::Fail(Shipment shipment, const InFlight& sent, Queue& queue,
-                         const NotificationEnded& report) {
-  const auto& reason = report.result.reason;
-  auto& pace = shipment.place.due == Fresh ? queue.fresh : queue.failed;
-  const auto now = m_hooks.clock();
-  pace.next = ++pace.failures > 1 ? now + Pause(pace.failures - 1) : now;
-  const auto asked = std::min<Moment::duration>(report.retryAfter, MaxRetryAfter);
-  if (asked > asked.zero()) queue.fresh.next = queue.failed.next = now + asked;
-  queue.reason = reason;
-  if (shipment.messages.empty()) return;  // all were dropped
-  const auto pause = asked > asked.zero() ? std::max<Moment::duration>(asked, FirstPause)
-                                          : Pause(m_messages.at(shipment.messages.front()).message.tries + 1);
-  for (const auto& identity : shipment.messages) {
-    auto& entry = m_messages.at(identity);
-    auto& message = entry.message;
-    ++message.tries;
-    message.reason = reason;
-    message.nextTry = system_clock::now() + duration_cast<system_clock::duration>(pause);
-    m_changes[identity] = message;
-    m_hooks.failed(message);
-    if (message.kind == OwedMessage::Kind::Admin) continue;
-    queue.problem = NameOf(message) + " failed: " + reason;
-    LogFailure(entry, "notification failed: " + reason);
-  }
-  shipment.place.due = now + pause;
-  HoldBack(queue, shipment);
-  queue.waiting.emplace(shipment.place, sent.shipment);
-  m_shipments.emplace(sent.shipment, std::move(shipment));
-  LogAndGiveUp(queue);
-}
-
-/// Others to the same address come after those to other ones.
-void MessageSender::HoldBack(Queue& queue, const Shipment& failed) {
-  std::vector<std::string> same;
-  for (const auto& [place, identity] : queue.waiting) {
-    if (place.due != Fresh) break;
-    if (m_shipments.at(identity).address == failed.address) same.push_back(identity);
-  }
-  for (const auto& identity : same) {
-    auto& shipment = m_shipments.at(identity);
-    auto moved = queue.waiting.extract(shipment.place);
-    shipment.place.due = failed.place.due;
-    moved.key() = shipment.place;
-    queue.waiting.insert(std::move(moved));
-  }
-}
-
-/// What has waited for too long, in vain.
-void MessageSender::LogAndGiveUp(Queue& queue) {
-  const auto now = m_hooks.clock();
-  std::vector<std::string> old;
-  for (const auto& [place, identity] : queue.waiting) {
-    for (const auto& each : m_shipments.at(identity).messages) {
-      auto& entry = m_messages.at(each);
-      if (place.due == Fresh && !queue.IsPaused()) continue;
-      if (now >= entry.giveUpAt)
-        old.push_back(each);
-      else if (entry.message.tries == 0 && !entry.message.monitor.empty())
-        LogFailure(entry, "notification waits: " + queue.reason);
-    }
-  }
-  for (const auto& identity : old) {
-    const auto reason = queue.reason;
-    const auto& message = m_messages.at(identity).message;
-    const auto time = SecondsText(duration_cast<seconds>(system_clock::now() - message.since));
-    m_hooks.log(message, "notification given up after " + time + ": " + reason);
-    Remove(identity, {End::GivenUp, reason});
-  }
-}
-
-void MessageSender::LogFailure(Entry& entry, const std::string& text) {
-  const auto now = m_hooks.clock();
-  if (now < entry.logAgain) return;
-  entry.logAgain = now + LogPause;
-  m_hooks.log(entry.message, text);
+  queue.problem = ProblemOf(queue);
 }
 
 std::size_t MessageSender::Drop(const std::function<bool(const OwedMessage&)>& isMeant,
@@ -363,7 +270,9 @@ std::size_t MessageSender::Drop(const std::function<bool(const OwedMessage&)>& i
 
 void MessageSender::Drop(const std::vector<std::string>& identities, const std::string& why) {
   for (const auto& identity : identities) {
-    m_hooks.log(m_messages.at(identity).message, "notification dropped: " + why);
+    m_hooks.log(
+        m_messages.at(identity).message,
+        "notification dropped" + std::string(IsInFlight(identity) ? " while it is sent" : "") + ": " + why);
     Remove(identity, {End::Dropped, why});
   }
 }
@@ -371,10 +280,14 @@ void MessageSender::Drop(const std::vector<std::string>& identities, const std::
 bool MessageSender::DropWaiting(const std::string& identity, const std::string& why) {
   const auto entry = m_messages.find(identity);
   if (entry == m_messages.end()) return true;
-  for (const auto& [ticket, sent] : m_inFlight)
-    if (sent.ends.contains(identity)) return false;
+  if (IsInFlight(identity)) return false;
   Drop({identity}, why);
   return true;
+}
+
+bool MessageSender::IsInFlight(const std::string& identity) const {
+  return std::ranges::any_of(m_inFlight,
+                             [&](const auto& each) { return each.second.ends.contains(identity); });
 }
 
 /// It is owed no more.
@@ -397,15 +310,7 @@ void MessageSender::LeaveShipment(const std::string& message, const std::string&
   // One that is in flight stays until its end.
   if (shipment.messages.empty() && queue.waiting.erase(shipment.place) + queue.held.erase(found->first) > 0)
     m_shipments.erase(found);
-  if (queue.waiting.empty() && queue.held.empty() && !queue.isInFlight) queue.problem.clear();
-}
-
-Moment::duration MessageSender::Pause(int failures) {
-  std::chrono::duration<double> pause = FirstPause;
-  for (int i = 1; i < failures && pause < MaxPause; ++i)
-    pause *= 2;
-  pause = std::min<std::chrono::duration<double>>(pause, MaxPause);
-  return duration_cast<Moment::duration>(pause * std::uniform_real_distribution<>(0.8, 1.2)(m_random));
+  if (!queue.isInFlight) queue.problem = ProblemOf(queue);
 }
 
 // For people
@@ -415,11 +320,8 @@ OwedMessages MessageSender::All() const {
   for (const auto& [identity, entry] : m_messages) {
     auto& message = all[identity] = entry.message;
     message.nextTry = NextTry(entry);
-    if (const auto why = m_hooks.whyHeld(message); !why.empty()) message.reason = "held: " + why;
-    if (const auto shipment = m_shipments.find(entry.shipment); shipment != m_shipments.end()) {
-      const auto& queue = m_queues.at(shipment->second.queue);
-      if (message.reason.empty() && queue.IsPaused()) message.reason = queue.reason;
-    }
+    const auto why = m_hooks.whyHeld(message);
+    message.reason = why.empty() ? ReasonOf(entry) : "held: " + why;
   }
   return all;
 }

@@ -5,7 +5,6 @@
 #include <functional>
 #include <limits>
 #include <map>
-#include <random>
 #include <set>
 #include <string>
 #include <string_view>
@@ -17,6 +16,7 @@
 #include "engine/net/EventLoop.h"
 #include "engine/notify/Digests.h"
 #include "engine/notify/ExitSettings.h"
+#include "engine/notify/RetryPause.h"
 
 namespace norvane::engine {
 
@@ -25,9 +25,13 @@ namespace norvane::engine {
 ///
 /// Each server of a channel, and each webhook, has a queue of its own, with one message in flight. A message
 /// goes when it is on disk, the next one of its queue when the end of the former is: so a killed engine
-/// repeats at most one message for each server. Messages to an address that has not failed come first. Those
-/// that failed wait, and so does the queue when two addresses in a row do, longer each time: so neither a bad
-/// address nor a dead server costs others much.
+/// repeats at most one message for each server. What failed waits, longer each time, and what has not failed
+/// comes first. An address that the server refuses delays only what goes to it, a message that is refused
+/// only itself; a server that does not serve, twice in a row, delays its queue. A digest that is refused for
+/// what it says is split.
+///
+/// A message that the server may have accepted without an answer is tried once more as any other, then
+/// seldom.
 ///
 /// A message that is held waits until it isn't any more, and nothing waits for it.
 ///
@@ -37,13 +41,17 @@ namespace norvane::engine {
 /// While the disk refuses writes, messages go all the same: rather twice than not at all.
 class MessageSender {
  public:
-  static constexpr std::chrono::seconds FirstPause{5};    ///< doubled after each try
-  static constexpr std::chrono::seconds MaxPause{300};    ///< both within a fifth, by chance
+  static constexpr std::chrono::seconds FirstPause{5};  ///< doubled after each try
+  static constexpr std::chrono::seconds MaxPause{300};  ///< both within a fifth, by chance
+  /// Between tries of a message that may have arrived, or is refused for good.
+  static constexpr std::chrono::seconds FirstLongPause{600}, MaxLongPause{3600};
   static constexpr std::chrono::hours MaxRetryAfter{24};  ///< that a server may ask for
   static constexpr std::chrono::seconds MaxWriteTime{10};
   static constexpr std::chrono::hours LogPause{1};  ///< between two failures of a message in the log
   static constexpr std::size_t MaxInFlight = 100;
-  static constexpr std::size_t MaxDigestSize = std::size_t{1} << 20;  ///< bytes of text
+  static constexpr std::size_t MaxDigestSize = std::size_t{100} << 10;  ///< bytes of text
+  /// No message is given up before it could be tried for so long, unless it is given up sooner by choice.
+  static constexpr std::chrono::hours MinTryTime{1};
 
   struct Options {
     std::chrono::seconds giveUp{std::chrono::hours(24)};
@@ -128,19 +136,27 @@ class MessageSender {
     std::string queue, address;
     std::vector<std::string> messages;  ///< identities
     Place place{};
-    std::uint64_t write = NotAsked;  ///< after which it is on disk
+    std::uint64_t write = NotAsked;                         ///< after which it is on disk
+    int unanswered = 0;                                     ///< tries after which it may have arrived
+    SendFailure::Blame blame = SendFailure::Blame::Server;  ///< for which it waits
   };
-  /// Failures since the last success, of addresses that had not failed or of those that had.
+  /// Failures of a server since it last served, with messages that had not failed or with those that had.
   struct Pace {
     int failures = 0;
     Moment next{};
   };
+  /// One that was refused since it was last accepted.
+  struct Address {
+    int failures = 0;
+    std::string reason{};
+  };
   struct Queue {
     std::map<Place, std::string> waiting;
+    std::map<std::string, Address> addresses;
     std::set<std::string> held;
     Pace fresh, failed;
-    std::string reason;   ///< of the last failure; empty: none since the last success
-    std::string problem;  ///< the same for the administrator, if it was of a monitor's message
+    std::string reason;   ///< why the server does not serve; empty: it last did
+    std::string problem;  ///< why a monitor's message failed last, for the administrator
     bool isInFlight = false;
     std::uint64_t write = 0;  ///< after which the end of the former is on disk
     [[nodiscard]] bool IsPaused() const { return fresh.failures > 1; }
@@ -170,11 +186,22 @@ class MessageSender {
   [[nodiscard]] NotifyRequest RequestFor(const std::string& identity, const OwedMessage& message) const;
   void Accept(const Shipment& shipment, const InFlight& sent, Queue& queue);
   void Fail(Shipment shipment, const InFlight& sent, Queue& queue, const NotificationEnded& report);
-  void HoldBack(Queue& queue, const Shipment& failed);
+  void NoteServer(Queue& queue, bool wasFresh, const NotificationEnded& report);
+  void NoteFailure(Entry& entry, Queue& queue, const NotificationEnded& report, Moment::duration pause);
+  void Split(const std::vector<std::string>& refused);
+  [[nodiscard]] Moment::duration PauseAfter(const NotificationEnded& report, Shipment& failed, Queue& queue);
+  void RefusedBy(Queue& queue, const Shipment& failed);
+  void AcceptedBy(Queue& queue, const std::string& address);
+  void Reschedule(Queue& queue, const std::string& address, const std::function<void(Shipment&)>& change);
+  [[nodiscard]] std::string ProblemOf(const Queue& queue) const;
+  [[nodiscard]] std::string ReasonOf(const Entry& entry) const;
   void LogAndGiveUp(Queue& queue);
   void LogFailure(Entry& entry, const std::string& text);
   void Remove(const std::string& identity, const Ended& ended);
-  [[nodiscard]] Moment::duration Pause(int failures);
+  [[nodiscard]] bool IsInFlight(const std::string& identity) const;
+  [[nodiscard]] Moment::duration LeastTime() const {
+    return std::min<std::chrono::seconds>(m_options.giveUp, MinTryTime);
+  }
   [[nodiscard]] bool IsOnDisk(std::uint64_t write) const;
   [[nodiscard]] OwedMessage::Time NextTry(const Entry& entry) const;
 
@@ -191,7 +218,7 @@ class MessageSender {
   std::uint64_t m_asked = 0, m_written = 0;
   Moment m_lastWrite;  // when the disk had last written all, or some more
   bool m_isHeld = false;
-  std::minstd_rand m_random{std::random_device{}()};
+  RetryPause m_pause{FirstPause, MaxPause};
 };
 
 }  // namespace norvane::engine

@@ -10,6 +10,7 @@ namespace norvane::engine {
 namespace {
 
 constexpr std::size_t MaxHeading = 300;
+constexpr std::chrono::seconds SentAtOnce{2};
 
 /// For people, whatever they read it on.
 std::string ShortTime(OwedMessage::Time at) {
@@ -69,6 +70,15 @@ std::string ShownMode(const OwedMessage& message) {
 std::string NameOf(const OwedMessage& message) {
   return (message.exit.empty() ? "notification" : message.exit) +
          (message.monitor.empty() ? "" : " of " + message.monitor);
+}
+
+std::string SentText(const OwedMessage& message, std::size_t together) {
+  using std::chrono::seconds;
+  const auto late = std::chrono::duration_cast<seconds>(std::chrono::system_clock::now() - message.since);
+  return "notification sent" +
+         (message.tries > 0 || late > SentAtOnce ? " after " + SecondsText(late) : std::string()) +
+         (message.tries > 0 ? ", at try " + std::to_string(message.tries + 1) : "") +
+         (together > 1 ? ", with " + std::to_string(together - 1) + " others" : "");
 }
 
 std::size_t SizeInDigest(const OwedMessage& message) {

@@ -20,6 +20,9 @@ namespace norvane::engine {
 /// "notification of MONITOR", or with the exit for which it is; for the administrator.
 [[nodiscard]] std::string NameOf(const OwedMessage& message);
 
+/// That it was accepted, for a log; `together` with others.
+[[nodiscard]] std::string SentText(const OwedMessage& message, std::size_t together);
+
 /// What a message adds to a digest.
 [[nodiscard]] std::size_t SizeInDigest(const OwedMessage& message);
 

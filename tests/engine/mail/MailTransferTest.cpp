@@ -214,7 +214,7 @@ TEST_F(MailTransferTest, SaysWhoseFaultItIs) {
       {"DATA", {"554 no\r\n"}, "SMTP: DATA refused: 554 no", Blame::Message},
       {".", {"554 spam\r\n"}, "SMTP: message refused: 554 spam", Blame::Message},
       {".", {"250-checking\r\n554 spam\r\n"}, "SMTP: message refused: 554 checking spam", Blame::Message},
-      {".", {"452 full\r\n"}, "SMTP: message refused: 452 full", Blame::Server},
+      {".", {"452 full\r\n"}, "SMTP: message refused: 452 full", Blame::Recipient},
       {".", {"", End::Close}, "SMTP: message: connection closed by the server", Blame::Server, true},
       {".", {"what\r\n"}, "the reply is not SMTP", Blame::Server, true},
       {"?", {}, "SMTP: message of ", Blame::Message, false, {}, 100},
