@@ -131,7 +131,7 @@ void Service::OnSecond() {
   if (const auto now = m_clock(); now >= m_nextTend) {
     m_nextTend = now + TendPause;
     m_writer->TendLogs(m_logAge);
-    if (!m_isEnding) m_storage.RetrySave();
+    if (!m_isEnding) m_storage.Retry();
   }
 }
 

@@ -120,6 +120,10 @@ void Database::CopyTo(const std::string& path) {
   Statement(*this, "VACUUM INTO ?").Bind(1, path).Step();
 }
 
+bool Database::IsReadOnly() const {
+  return sqlite3_db_readonly(m_db.get(), "main") != 0;
+}
+
 std::int64_t Database::Number(const std::string& sql) {
   Statement statement(*this, sql);
   return statement.Step() ? statement.NumberAt(0) : 0;

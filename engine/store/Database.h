@@ -31,6 +31,8 @@ class Database {
   [[nodiscard]] std::int64_t Number(const std::string& sql);
   /// The first column of the first row as text; empty without a row.
   [[nodiscard]] std::string Text(const std::string& sql);
+  /// `Write` has found that it may not.
+  [[nodiscard]] bool IsReadOnly() const;
 
  private:
   friend class Statement;

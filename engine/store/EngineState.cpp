@@ -26,6 +26,7 @@ using console::engine::service::ControlPass;
 namespace {
 constexpr std::size_t MaxValues = 64;
 constexpr std::chrono::hours StateCopyPause{1};
+constexpr std::chrono::minutes StateCopyRetryPause{1};
 constexpr std::chrono::seconds LookPause{10};
 
 // Conditions.
@@ -93,6 +94,7 @@ void EngineState::KeepCopy() {
   m_nextCopy = now + StateCopyPause;
   m_writer.Run([file = m_file] { file->KeepCopy(); },
                [this](const std::exception_ptr& error) {
+                 if (error) m_nextCopy = std::chrono::steady_clock::now() + StateCopyRetryPause;
                  m_health.Set(
                      StateFileUncopied,
                      error ? "no copy of the state file: " + platform::ErrorText(error) : std::string());

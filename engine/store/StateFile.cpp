@@ -428,12 +428,16 @@ void StateFile::Write(const StateChanges& changes) {
 
 std::string StateFile::ReturnToPath() {
   const auto found = platform::FileIdentity::At(m_path.c_str());
-  if (found == m_identity) return {};
+  const bool isOurs = found == m_identity;
+  if (isOurs && !m_database.IsReadOnly()) return {};
   NewFile file(m_path);
   m_database.CopyTo(file.Name());
   file.Sync();
   std::string event = m_path + " was ";
-  if (found == platform::FileIdentity()) {
+  if (isOurs) {
+    event += "not to be written to; written anew";
+    file.PutInPlace();
+  } else if (found == platform::FileIdentity()) {
     event += "removed while the engine ran; written anew";
     file.PutInPlace();
   } else {

@@ -38,7 +38,7 @@ class StateFile {
   void Write(const StateChanges& changes);
 
   /// All of it is written anew at its path if it doesn't lie there any more, since somebody has removed or
-  /// replaced it. Gives what happened then, for the administrator; another file is kept under another name.
+  /// replaced it, or if it may not be written to. Gives what happened then, for the administrator; another file is kept under another name.
   [[nodiscard]] std::string ReturnToPath();
 
   /// Renews the last good copy, once all of the file was found good, unless it has changed nothing since.

@@ -236,14 +236,16 @@ void Storage::KeepCopy() {
   m_nextCopy = now + CopyPause;
   m_writer.Run([path = m_dataFile, types = m_types] { datafile::KeepCopy(path, types); },
                [this](const std::exception_ptr& error) {
+                 if (error) m_nextCopy = {};
                  m_health.Set(
                      DataFileUncopied,
                      error ? "no copy of the data file: " + platform::ErrorText(error) : std::string());
                });
 }
 
-void Storage::RetrySave() {
-  if (m_health.Now().contains(Unsaved)) SaveDataFile([](const std::exception_ptr&) {});
+void Storage::Retry() {
+  if (m_health.Now().contains(Unsaved)) return SaveDataFile([](const std::exception_ptr&) {});
+  if (m_health.Now().contains(DataFileUncopied)) KeepCopy();
 }
 
 /// What the file at `path` lacks, and `everything` if that is asked for or cheaper.

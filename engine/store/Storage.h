@@ -59,8 +59,8 @@ class Storage {
   void Save(const std::string& path, Completion done);
   /// The data file, but not an empty one in the place of what could not be read.
   void SaveDataFile(Completion done);
-  /// Saves the data file if that failed the last time.
-  void RetrySave();
+  /// Saves and copies the data file if that failed the last time.
+  void Retry();
   enum class Pace { Batched, AtOnce };
   /// Has the journal written if the data file lacks something. To be called about twice a second.
   void KeepChanges(Pace pace = Pace::Batched);

@@ -131,6 +131,27 @@ TEST(ServiceHealth, AnEndWithoutTheStateFileIsNoSuccess) {
   ::signal(SIGXFSZ, before);
 }
 
+TEST(ServiceHealth, ACopyThatCouldNotBeMadeIsMadeLater) {
+  const TempFolder folder;
+  const auto copy = folder / "NorvaneEngine.dat.1";
+  Moment now{std::chrono::hours(1)};
+  Engine engine(folder.Path(), [&] { return now; });
+  engine.Add("WebMonitor Of a");
+  EXPECT_EQ(engine.Save(folder / "NorvaneEngine.dat"), std::nullopt);
+  engine.RunUntil([&] { return fs::exists(copy); });
+  fs::remove(copy);
+  fs::create_directories(copy + "/in the way");
+  engine.Add("WebMonitor Of b");
+  now += std::chrono::hours(2);
+  EXPECT_EQ(engine.Save(folder / "NorvaneEngine.dat"), std::nullopt);
+  engine.RunUntil([&] { return engine.Conditions().size() == 1; });
+  fs::remove_all(copy);
+  now += std::chrono::minutes(2);
+  engine.service.OnSecond();
+  engine.RunUntil([&] { return engine.Conditions().empty(); });
+  EXPECT_TRUE(fs::is_regular_file(copy));
+}
+
 TEST(ServiceHealth, ANotificationThatIsNotAcceptedIsAConditionUntilOneIs) {
   const TempFolder folder;
   Moment now;
