@@ -367,6 +367,9 @@ void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
 // The end
 
 void Service::Shutdown(Completion done) {
+  // The next engine finds out by itself what is wrong.
+  for (const auto& [key, condition] : m_health.Now())
+    m_alarms->ConditionChanged(key, condition, Health::Change::Ends);
   m_isEnding = true;
   StopAll();
   m_alarms->BeginEnd();

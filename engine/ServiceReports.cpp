@@ -165,7 +165,7 @@ void Service::ConditionChanged(std::string_view key, const Health::Condition& co
   else
     m_ownLog.WriteAlways((change == Health::Change::Ends ? "resolved: " : "") + condition.text);
   if (key != AdminMessages::Unreachable) m_admin.Add(condition, change);
-  if (m_alarms) m_alarms->ConditionChanged(key, condition, change);
+  if (m_alarms && !m_isEnding) m_alarms->ConditionChanged(key, condition, change);
 }
 
 }  // namespace norvane::engine

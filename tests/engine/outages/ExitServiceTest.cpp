@@ -43,6 +43,11 @@ TEST_F(OutageStory, AWebhookHearsOfConditionsIfItWants) {
   ASSERT_EQ(Messages().size(), 1u);
   EXPECT_EQ(Messages()[0].to, "webhook chat");
   EXPECT_TRUE(Has(Messages()[0].body, R"("event":"condition_begins")")) << Messages()[0].body;
+  Shutdown();
+  Start();
+  Wait(std::chrono::minutes(1));
+  ASSERT_FALSE(Messages().empty());
+  EXPECT_TRUE(Has(Messages()[0].body, R"("event":"condition_ends")")) << Messages()[0].body;
 }
 
 TEST_F(OutageStory, EachAlertmanagerHearsOfTheEndThroughAKill) {
