@@ -17,7 +17,7 @@ import time
 
 import engine
 
-SECTIONS = ("messages", "orderly", "daily", "away", "monitors", "state", "storm")
+SECTIONS = ("messages", "orderly", "daily", "away", "monitors", "state", "disk", "storm")
 
 
 class Report:
