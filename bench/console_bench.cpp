@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QLineEdit>
 #include <QProcess>
 #include <QTimer>
 #include <algorithm>
@@ -16,6 +17,7 @@
 #include <ctime>
 #include <fstream>
 #include <functional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -93,6 +95,33 @@ void Click(console::FrmStart& form, bool monitor) {
   emit tree.NodeClick(node);
 }
 
+/// Another program stops or starts the middle monitor: what it costs to show that.
+double Follow(console::FrmStart& form, link::EngineClient& engine) {
+  const auto id = engine.Find(form.MonitorTexts()[form.MonitorTexts().size() / 2]);
+  auto& timer = *form.findChild<QTimer*>(QStringLiteral("FollowTimer"));
+  bool isStopped = false;
+  return MiddleOfFive(
+      [&] {
+        isStopped = !isStopped;
+        engine.SetAttribute(id, console::engine::keys::Status,
+                            isStopped ? console::engine::StatusDisable : console::engine::StatusEnable);
+        QCoreApplication::processEvents();
+      },
+      [&timer] { QMetaObject::invokeMethod(&timer, "timeout"); });
+}
+
+/// The dearest keystroke in the search field: one that leaves some, one that leaves none, one that asks how
+/// all are, and the one that clears it.
+double Search(console::FrmStart& form) {
+  auto& field = *form.findChild<QLineEdit*>(QStringLiteral("txtSearch"));
+  const auto type = [&field](const char* text) { field.setText(QLatin1String(text)); };
+  double dearest = 0;
+  for (const auto& [from, to] : {std::pair("", "7"), std::pair("77777", "777777"), std::pair("erro", "error"),
+                                 std::pair("777777", "")})
+    dearest = std::max(dearest, MiddleOfFive([&] { type(from); }, [&] { type(to); }));
+  return dearest;
+}
+
 void Measure(const std::string& folder) {
   NoDialogs dialogs;
   link::EngineClient port({.folder = folder, .startEngine = {}});
@@ -113,8 +142,11 @@ void Measure(const std::string& folder) {
   const double poll = MiddleOfFive([] {}, [&form] { form.Timer1_Timer(); });
   const double click = MiddleOfFive([&form] { Click(form, false); }, [&form] { Click(form, true); });
   if (form.windowTitle() == QStringLiteral("Norvane")) throw std::runtime_error("no page came up");
-  std::printf("%zu %f %f %f %f %f\n", form.MonitorTexts().size(), firstList, poll, click, sort,
-              ResidentMegabytes());
+  Click(form, false);
+  const double follow = Follow(form, port);
+  const double search = Search(form);
+  std::printf("%zu %f %f %f %f %f %f %f\n", form.MonitorTexts().size(), firstList, poll, click, sort, follow,
+              search, ResidentMegabytes());
 }
 
 /// Running monitors whose checks fail at once and rarely come again, in an order that is not that of names.
@@ -143,12 +175,13 @@ void MeasureInChild(int count) {
   child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
   child.start(QCoreApplication::applicationFilePath(), {QString::fromStdString(folder.Path())});
   child.waitForFinished(-1);
-  double figures[6] = {};
-  if (std::sscanf(child.readAllStandardOutput().constData(), "%lf %lf %lf %lf %lf %lf", &figures[0],
-                  &figures[1], &figures[2], &figures[3], &figures[4], &figures[5]) != 6)
-    throw std::runtime_error("the console did not get through");
-  std::printf("%8.0f %14.1f %9.2f %10.2f %9.2f %11.1f\n", figures[0], figures[1], figures[2], figures[3],
-              figures[4], figures[5]);
+  double figures[8] = {};
+  std::istringstream line(child.readAllStandardOutput().toStdString());
+  for (double& figure : figures)
+    line >> figure;
+  if (!line) throw std::runtime_error("the console did not get through");
+  std::printf("%8.0f %14.1f %9.2f %10.2f %9.2f %11.2f %11.2f %11.1f\n", figures[0], figures[1], figures[2],
+              figures[3], figures[4], figures[5], figures[6], figures[7]);
   std::fflush(stdout);
 }
 
@@ -175,10 +208,12 @@ int main(int argc, char** argv) {
       Measure(argv[1]);
       return EXIT_SUCCESS;
     }
-    std::printf("monitors  first list ms   poll ms   click ms   sort ms   memory MB\n");
+    std::printf(
+        "monitors  first list ms   poll ms   click ms   sort ms   follow ms   search ms   memory MB\n");
     for (const int count : Sizes)
       MeasureInChild(count);
-    std::printf("limit at %d:%7d %9d %10d %9d %11d\n", Sizes.back(), 500, 100, 16, 200, 150);
+    std::printf("limit at %d:%7d %9d %10d %9d %11d %11d %11d\n", Sizes.back(), 500, 100, 16, 200, 100, 50,
+                150);
     std::printf("name proposed among %d: %.2f ms, limit 50\n", Sizes.back(), ProposeName(Sizes.back()));
     return EXIT_SUCCESS;
   } catch (const std::exception& failure) {
