@@ -37,6 +37,12 @@ MonitorSearch::MonitorSearch(engine::EngineFactory& engine, QLineEdit& field, Vi
   // Queued, since the selection also moves while a node is being removed.
   connect(m_views.tree.selectionModel(), &QItemSelectionModel::currentChanged, this,
           &MonitorSearch::ShowSelected, Qt::QueuedConnection);
+  // Not every dark style gives one that can be read.
+  auto palette = field.palette();
+  auto placeholder = palette.color(QPalette::Text);
+  placeholder.setAlpha(160);
+  palette.setColor(QPalette::PlaceholderText, placeholder);
+  field.setPalette(palette);
   field.installEventFilter(this);
   connect(new QShortcut(QKeySequence::Find, field.window()), &QShortcut::activated, this,
           &MonitorSearch::Begin);

@@ -21,10 +21,13 @@ int TextWidth(const QStyleOptionViewItem& option) {
 void NodeDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
   QStyledItemDelegate::initStyleOption(option, index);
   const auto separator = option->text.indexOf(Separator);
-  if (separator <= KeptOfType || option->fontMetrics.horizontalAdvance(option->text) <= TextWidth(*option))
-    return;
-  option->text =
-      option->text.left(KeptOfType) + QChar(0x2026) + option->text.mid(separator + Separator.size());
+  const auto fits = [option](const QString& text) {
+    return option->fontMetrics.horizontalAdvance(text) <= TextWidth(*option);
+  };
+  if (separator <= KeptOfType || fits(option->text)) return;
+  const auto name = option->text.mid(separator + Separator.size());
+  const auto shortened = option->text.left(KeptOfType) + QChar(0x2026) + name;
+  option->text = fits(shortened) ? shortened : name;
 }
 
 }  // namespace norvane::console

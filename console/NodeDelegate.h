@@ -4,8 +4,8 @@
 
 namespace norvane::console {
 
-/// Of names that don't fit it drops most of the type first, which the image shows too, so that the names of
-/// many monitors still differ; what is still too long has its ellipsis in the middle.
+/// Of names that don't fit it drops most of the type or all of it, which the image shows too, so that the
+/// names of many monitors still differ; what is still too long has its ellipsis in the middle.
 class NodeDelegate : public QStyledItemDelegate {
  public:
   using QStyledItemDelegate::QStyledItemDelegate;

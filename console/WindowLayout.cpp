@@ -51,7 +51,8 @@ void PlaceStatusBar(QMainWindow& window, QWidget& statusBar, const QRect& tree) 
   const int height = statusBar.fontMetrics().height();
   const int missing = window.menuBar()->sizeHint().height() + top + height - window.height();
   if (missing > 0) window.setFixedSize(window.size() + QSize(0, missing));
-  statusBar.setGeometry(tree.left(), top, window.width() - 2 * tree.left(), height);
+  constexpr int margin = 4;
+  statusBar.setGeometry(tree.left() + margin, top, window.width() - 2 * margin, height);
 }
 
 /// What is higher than the screen scrolls, so that title and buttons can be reached.

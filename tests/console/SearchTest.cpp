@@ -177,7 +177,8 @@ TEST(NodeDelegate, LeavesTheNameOfWhatIsTooWide) {
     const char* shown;
   } rows[] = {
       {"WebMonitor Of server 017", 2 * all, "WebMonitor Of server 017"},
-      {"WebMonitor Of server 017", all / 2, "Web\u2026server 017"},
+      {"WebMonitor Of server 017", 4 * all / 5, "Web\u2026server 017"},
+      {"WebMonitor Of server 017", all / 2, "server 017"},
       {"LocalHost---a machine of a long name", all / 2, "LocalHost---a machine of a long name"},
   };
   for (const auto& row : rows) {
