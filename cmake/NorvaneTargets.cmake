@@ -22,6 +22,7 @@ pkg_check_modules(CARES REQUIRED IMPORTED_TARGET libcares)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(OPENSSL REQUIRED IMPORTED_TARGET openssl)
 pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
+pkg_check_modules(YAML REQUIRED IMPORTED_TARGET yaml-0.1)
 find_library(UNISTRING unistring REQUIRED)  # has no file for pkg-config
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)

@@ -225,6 +225,13 @@ constexpr std::array Commands = {
     Command{"save", 0, 1, Save, "save [FILE]          write all monitors to the data file, or to FILE"},
     Command{"load", 0, 1, Load,
             "load [FILE]          replace all monitors by those in the data file, or in FILE"},
+    Command{"export", 0, Any, Export,
+            "export [PATTERN...] [--file FILE] [--secrets]\n"
+            "                       write monitors as a text that apply reads"},
+    Command{"apply", 1, Any, Apply,
+            "apply FILE... [--dry-run] [--prune] [--yes]\n"
+            "                       change monitors to what files describe; see norvane-monitors(5)"},
+    Command{"validate", 1, Any, Validate, "validate FILE...     look for mistakes in such files"},
     Command{"watch", 0, 0, Watch, "watch                print a line for each change"},
     Command{"shutdown", 0, 1, Shutdown,
             "shutdown [--force]   end the engine after saving; --force: even if it cannot save"},

@@ -21,6 +21,11 @@ struct Call {
 /// The text of --help.
 [[nodiscard]] std::string HelpText();
 
+// Monitors as text. `Validate` needs no engine.
+[[nodiscard]] ExitCode Export(const Call& call);
+[[nodiscard]] ExitCode Apply(const Call& call);
+[[nodiscard]] ExitCode Validate(const Call& call);
+
 /// A line for each change, until the engine ends.
 [[nodiscard]] ExitCode Watch(const Call& call);
 

@@ -1,5 +1,6 @@
 #include "formats/Duration.h"
 
+#include <cmath>
 #include <cstdint>
 
 #include "formats/Number.h"
@@ -28,12 +29,26 @@ double UnitOf(std::string_view text) {
 
 }  // namespace
 
-std::optional<std::chrono::seconds> ParseDuration(std::string_view text) {
+std::optional<double> ParseSeconds(std::string_view text) {
   const auto unit = UnitOf(text);
   const auto number = ParseNumber(unit == 0 ? text : text.substr(0, text.size() - 1), 0, MaxSeconds);
   const auto seconds = number.value_or(-1) * (unit == 0 ? 1 : unit);
   if (seconds < 0 || seconds > MaxSeconds) return std::nullopt;
-  return std::chrono::seconds(static_cast<std::int64_t>(seconds));
+  return seconds;
+}
+
+std::optional<std::chrono::seconds> ParseDuration(std::string_view text) {
+  const auto seconds = ParseSeconds(text);
+  if (!seconds) return std::nullopt;
+  return std::chrono::seconds(static_cast<std::int64_t>(*seconds));
+}
+
+std::string DurationText(double seconds) {
+  for (const char unit : {'d', 'h', 'm'}) {
+    const auto count = seconds / UnitOf({&unit, 1});
+    if (count >= 1 && count == std::floor(count)) return FormatNumber(count) + unit;
+  }
+  return FormatNumber(seconds) + 's';
 }
 
 }  // namespace norvane::formats

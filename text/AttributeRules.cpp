@@ -82,9 +82,14 @@ Mistake UrlMistake(std::string_view value) {
          (value.empty() || hasScheme ? std::string() : DidYouMean("https://" + std::string(value)));
 }
 
-Mistake SizeMistake(std::string_view value) {
+/// Names of files may have any bytes.
+bool NamesFile(std::string_view key) {
+  return key == keys::Command || key == keys::CommandSucc || key == keys::LogFile;
+}
+
+Mistake TextMistake(std::string_view key, std::string_view value) {
   if (value.size() > ce::MaxValueSize) return "the value is longer than 1 MiB";
-  if (!platform::IsValidUtf8(value)) return "the value is not UTF-8";
+  if (!NamesFile(key) && !platform::IsValidUtf8(value)) return "the value is not UTF-8";
   return std::nullopt;
 }
 
@@ -123,7 +128,7 @@ Mistake KeyMistake(std::string_view typeName, std::string_view key) {
 }
 
 Mistake ValueMistake(std::string_view typeName, std::string_view key, std::string_view value) {
-  if (auto mistake = SizeMistake(value)) return mistake;
+  if (auto mistake = TextMistake(key, value)) return mistake;
   if (key == keys::Result) return Quoted(key) + " is the engine's";
   if (key == keys::SuccessFlag) return FlagMistake(value);
   if (key == keys::NotifyMode) return ModeMistake(value);

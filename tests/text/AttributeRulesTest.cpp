@@ -50,7 +50,8 @@ TEST(AttributeRules, FindWhatTheEngineWouldIgnoreOrClamp) {
       {web, "Monitor_Result", "Ok", "is the engine's"},
       {web, "Monitor_Parent", "router", "full name"},
       {web, "Monitor_Parent", "WebMonitor Of router", ""},
-      {web, "Monitor_Command", "\xff", "not UTF-8"},
+      {web, "Monitor_Notify Msg", "\xff", "not UTF-8"},
+      {web, "Monitor_Command", "\xff", ""},
       {web, "Monitor_Command", tooLong, "longer than 1 MiB"},
   };
   for (const auto& row : rows) {
