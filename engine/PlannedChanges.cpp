@@ -8,6 +8,7 @@
 
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
+#include "engine/model/FullName.h"
 #include "engine/outages/Holds.h"
 #include "platform/Blanks.h"
 
@@ -38,6 +39,7 @@ std::shared_ptr<const Attributes> With(const std::shared_ptr<const Attributes>& 
     if ((attributes ? *attributes : *before).Get(key) == value) continue;
     if (!attributes) attributes = std::make_shared<Attributes>(*before);
     try {
+      RequireAttribute(key, value);
       attributes->Set(key, value);
     } catch (const EngineError& error) {
       throw EngineError(error.Code(), change.name + ": " + key + ": " + error.what());
@@ -48,6 +50,7 @@ std::shared_ptr<const Attributes> With(const std::shared_ptr<const Attributes>& 
 
 PlannedChange Plan(const MonitorTable& table, const MonitorChange& change, std::uint64_t basedOn) {
   if (change.what == What::Add) {
+    RequireText(change.name, "monitor name");
     table.RequireNew(change.name);
     return {nullptr, change.name, With(std::make_shared<const Attributes>(NewMonitorAttributes()), change)};
   }

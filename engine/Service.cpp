@@ -8,6 +8,7 @@
 #include "console/engine/EngineError.h"
 #include "engine/Overdue.h"
 #include "engine/model/CheckTimes.h"
+#include "engine/model/FullName.h"
 #include "engine/net/Reason.h"
 #include "engine/store/EngineState.h"
 #include "engine/store/Writer.h"
@@ -218,6 +219,7 @@ void Service::RequireNotEnding() const {
 MonitorId Service::Add(std::string_view fullName) {
   assert(m_thread.IsInside());
   RequireNotEnding();
+  RequireText(fullName, "monitor name");
   const MonitorId id = m_table->Add(fullName, NewMonitorAttributes()).id;
   NotifyObservers();
   return id;
@@ -246,10 +248,11 @@ void Service::KeepForgotten(bool wasFailing) {
 
 void Service::Set(MonitorId id, std::string_view key, std::string value) {
   RequireNotEnding();
+  if (Get(id).attributes->Get(key) == value) return;  // a data file may hold what is refused below
+  RequireAttribute(key, value);
   if (key == ce::keys::Parent) RequireNoCircle(*m_table, Get(id), value);
   const auto before = Get(id).attributes;
   m_table->Set(id, key, std::move(value));
-  if (Get(id).attributes == before) return;
   std::vector<const Monitor*> toStart;
   KeepForgotten(FollowSettings(Get(id), before.get(), toStart));
   StartSpread(toStart);

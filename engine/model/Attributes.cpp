@@ -1,7 +1,10 @@
 #include "engine/model/Attributes.h"
 
+#include <algorithm>
+
 #include "console/engine/EngineError.h"
 #include "console/engine/Limits.h"
+#include "engine/model/FullName.h"
 
 namespace norvane::engine {
 
@@ -42,6 +45,13 @@ void Attributes::Set(std::string_view key, std::string value) {
   }
   if (m_others.size() >= MaxOthers) Refuse("too many attributes");
   m_others.emplace(key, std::move(value));
+}
+
+void RequireAttribute(std::string_view key, std::string_view value) {
+  namespace keys = console::engine::keys;
+  constexpr std::array files = {keys::Command, keys::CommandSucc, keys::LogFile};
+  RequireText(key, "attribute name");
+  if (std::ranges::find(files, key) == files.end()) RequireText(value, "value");
 }
 
 Attributes NewMonitorAttributes() {

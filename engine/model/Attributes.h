@@ -9,9 +9,9 @@
 
 namespace norvane::engine {
 
-/// The attributes of one monitor: the known keys by position, any other by name. Values are UTF-8 text, byte
-/// for byte as they were set. Shared between threads as `std::shared_ptr<const Attributes>`; a change makes a
-/// new one.
+/// The attributes of one monitor: the known keys by position, any other by name. Values are UTF-8 text, but for
+/// names of files and what older versions stored; byte for byte as they were set. Shared between threads as
+/// `std::shared_ptr<const Attributes>`; a change makes a new one.
 class Attributes {
  public:
   using Others = std::map<std::string, std::string, std::less<>>;
@@ -34,6 +34,10 @@ class Attributes {
   std::array<std::string, console::engine::KnownKeys.size()> m_known;
   Others m_others;
 };
+
+/// Throws EngineError (Invalid) for what is no text in UTF-8: a console that shows it would store something
+/// else. Names of files may have any bytes.
+void RequireAttribute(std::string_view key, std::string_view value);
 
 /// `NewMonitorValues`.
 [[nodiscard]] Attributes NewMonitorAttributes();

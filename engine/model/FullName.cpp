@@ -29,6 +29,11 @@ void RequireFullName(std::string_view name) {
     RefuseName(name, "monitor name not of the form TYPE Of NAME");
 }
 
+void RequireText(std::string_view text, std::string_view what) {
+  if (!platform::IsValidUtf8(text))
+    throw ce::EngineError(ce::EngineErrorCode::Invalid, std::string(what).append(" not in UTF-8"));
+}
+
 void RefuseName(std::string_view name, std::string_view why) {
   throw ce::EngineError(ce::EngineErrorCode::Invalid,
                         std::string(why).append(": ").append(platform::WholeCharacters(name, ShownSize)));

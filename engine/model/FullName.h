@@ -10,6 +10,9 @@ namespace norvane::engine {
 /// Throws EngineError (Invalid) for what is no full name, whatever the type.
 void RequireFullName(std::string_view name);
 
+/// Throws EngineError (Invalid) unless `text` is UTF-8; `what` says what it is.
+void RequireText(std::string_view text, std::string_view what);
+
 /// Throws the error of a name that cannot be a monitor's.
 [[noreturn]] void RefuseName(std::string_view name, std::string_view why);
 

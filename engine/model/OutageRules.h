@@ -15,6 +15,9 @@ struct OutageRules {
   bool hasCommand = false;
   bool hasNotification = false;
 
+  /// Whether the attribute `key` names a command: blanks don't.
+  [[nodiscard]] static bool NamesCommand(const Attributes& attributes, std::string_view key);
+
   /// What was wrong with the numbers is added to `remark`.
   [[nodiscard]] static OutageRules Of(const Attributes& attributes, std::string& remark);
 };

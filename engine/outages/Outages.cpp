@@ -144,7 +144,7 @@ void Outages::Recover(const Monitor& monitor, const CheckResult& result) {
   if (!record.isOpen) return;
   m_hooks.log(monitor, result.at, "outage ends after " + Times(record.failures, "failed check"));
   m_hooks.ends(monitor.name, record, result.at, hold.HoldsMessages());
-  if (monitor.attributes->Get(keys::CommandSucc).empty()) return;
+  if (!OutageRules::NamesCommand(*monitor.attributes, keys::CommandSucc)) return;
   if (hold.holdsCommands && record.launched == 0)  // else what was started is to be undone
     Log(monitor, "command for the end dropped: " + hold.why);
   else

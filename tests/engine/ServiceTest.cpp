@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "console/engine/Limits.h"
+#include "engine/checks/ProbeTable.h"
 #include "engine/store/DataFile.h"
 #include "engine/store/Database.h"
 #include "engine/store/StoreError.h"
@@ -39,6 +40,32 @@ TEST(Service, StatusStartsAndStopsAndOtherAttributesReachARunningCheck) {
   engine.service.Remove(id);
   EXPECT_EQ(engine.checks->calls, (Calls{"Start WebMonitor Of a 0", "Update WebMonitor Of a", "Stop",
                                          "Start WebMonitor Of a 0", "Stop"}));
+}
+
+TEST(Service, RefusesWhatIsNoUtf8AndKeepsWhatAFileHolds) {
+  const TempFolder folder;
+  const std::string bytes = "caf\xe9";
+  Attributes old = NewMonitorAttributes();
+  old.Set(keys::NotifyMsg, bytes);
+  datafile::Changes changes;
+  changes.rows.push_back({1, "WebMonitor Of a", std::make_shared<const Attributes>(std::move(old))});
+  changes.total = 1;
+  ASSERT_TRUE(datafile::Save(folder / "NorvaneEngine.dat", changes, ProbeTable(), nullptr));
+  Engine engine(folder.Path());
+  const auto set = [&](std::string_view key, const std::string& value) {
+    return tests::CodeOf([&] {
+      engine.service.Set(engine.service.Table().Find("WebMonitor Of a")->id, key, value);
+      return 0;
+    });
+  };
+  EXPECT_EQ(set(keys::NotifyMsg, bytes), std::nullopt);
+  EXPECT_EQ(set(keys::LogFile, bytes), std::nullopt) << "names of files may have any bytes";
+  EXPECT_EQ(set(keys::NotifyMsg, bytes + "s"), EngineErrorCode::Invalid);
+  EXPECT_EQ(set(keys::NotifyPager, bytes), EngineErrorCode::Invalid);
+  EXPECT_EQ(set(bytes, "x"), EngineErrorCode::Invalid);
+  EXPECT_EQ(tests::CodeOf([&] { return engine.service.Add("WebMonitor Of " + bytes); }),
+            EngineErrorCode::Invalid);
+  EXPECT_EQ(engine.Attr("WebMonitor Of a", keys::NotifyMsg), bytes);
 }
 
 TEST(Service, StartsLaterWhatThereWasNoMemoryFor) {

@@ -17,7 +17,7 @@ TEST(CtlProgram, CarriesOutCommandsAndReportsTheirOutcome) {
   HttpServer server;
   server.Set("/good", HttpServer::Reply("hello"));
   const Engine engine(folder);
-  const std::string shop = "WebMonitor Of shop", odd = "no\xff", zero("a\0b", 3);
+  const std::string shop = "WebMonitor Of shop", odd = "no\x02", zero("a\0b", 3);
   struct Row {
     Arguments arguments;
     int code;
@@ -38,10 +38,11 @@ TEST(CtlProgram, CarriesOutCommandsAndReportsTheirOutcome) {
       {{"set", shop, "note"}, 0, "", "from a file\r\n"},
       {{"--json", "get", shop, "note"}, 0, "{\"note\":\"from a file\"}"},
       {{"set", shop, odd}, 0, "", zero + "\t\xc2\x9b\xc3\xa9"},
+      {{"set", shop, "no\xff", "x"}, 4, "attribute name not in UTF-8"},
       {{"get", shop, odd}, 0, zero + "\t\xc2\x9b\xc3\xa9\n"},
       {{"get", shop}, 0, " a\\x00b\\x09\\xc2\\x9b\xc3\xa9\n"},
-      {{"get", shop}, 0, "\nno\\xff "},
-      {{"--json", "get", shop, odd}, 0, "{\"no\xef\xbf\xbd\":\"a\\u0000b\\t\xc2\x9b\xc3\xa9\"}"},
+      {{"get", shop}, 0, "\nno\\x02 "},
+      {{"--json", "get", shop, odd}, 0, "{\"no\\u0002\":\"a\\u0000b\\t\xc2\x9b\xc3\xa9\"}"},
       {{"--json", "check", shop}, 1, "\"Result\":\"string not found"},
       {{"list"}, 0, "string not found"},
       {{"--json", "list"},

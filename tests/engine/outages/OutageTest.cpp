@@ -70,5 +70,17 @@ TEST(Outage, WithoutCommandAndModeOnlyCounts) {
   EXPECT_EQ(Story(rules, 7), "b - - - - n. -.");
 }
 
+TEST(OutageRules, ACommandOfBlanksIsNone) {
+  for (const auto& [command, isOne] : std::initializer_list<std::pair<const char*, bool>>{
+           {"", false}, {"   ", false}, {" up.sh", true}}) {
+    Attributes attributes = NewMonitorAttributes();
+    attributes.Set(console::engine::keys::Command, command);
+    attributes.Set(console::engine::keys::CommandSucc, command);
+    std::string remark;
+    EXPECT_EQ(OutageRules::Of(attributes, remark).hasCommand, isOne);
+    EXPECT_EQ(OutageRules::NamesCommand(attributes, console::engine::keys::CommandSucc), isOne);
+  }
+}
+
 }  // namespace
 }  // namespace norvane::engine
