@@ -78,11 +78,16 @@ FieldControls::FieldControls(const QWidget& form)
 }
 
 std::string FieldControls::Text(TextField field) const {
-  return m_texts.at(field)->text().toStdString();
+  const auto text = m_texts.at(field)->text();
+  const auto bytes = m_bytes.find(field);
+  return bytes != m_bytes.end() && ToQt(bytes->second) == text ? bytes->second : text.toStdString();
 }
 
 void FieldControls::SetText(TextField field, std::string_view text) {
-  m_texts.at(field)->setText(ToQt(text));
+  const auto shown = ToQt(text);
+  m_bytes.erase(field);
+  if (shown.toStdString() != text) m_bytes.emplace(field, text);
+  m_texts.at(field)->setText(shown);
 }
 
 bool FieldControls::Checked(CheckField field) const {

@@ -16,7 +16,7 @@ class QWidget;
 namespace norvane::console::shared {
 
 /// The controls of a form as fields, found by their names. Asking for one that the form does not have throws
-/// std::logic_error.
+/// std::logic_error. A text that is not UTF-8 is given back byte for byte unless the user edits it.
 class FieldControls : public settings::Fields {
  public:
   /// The controls must exist already, and outlive this. Text boxes without a limit of their own lose the
@@ -33,6 +33,7 @@ class FieldControls : public settings::Fields {
 
  private:
   std::map<settings::TextField, QLineEdit*> m_texts;
+  std::map<settings::TextField, std::string> m_bytes;  ///< of texts that a box can't hold as they are
   std::map<settings::CheckField, QCheckBox*> m_checks;
   std::vector<QRadioButton*> m_optFlag;  ///< optFlag_0 and so on
   QComboBox* m_cmbPagerType;

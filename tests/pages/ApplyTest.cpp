@@ -58,6 +58,21 @@ TEST_F(ApplyTest, KeepsANotificationThatItHasNoFieldsFor) {
   }
 }
 
+TEST_F(ApplyTest, KeepsBytesThatAreNoText) {
+  NewPage(settings::Type::Web);
+  const std::string latin = "http://www.example.com/caf\xe9";
+  const std::string marked = "\xef\xbb\xbf" "down";  // begins with a byte order mark
+  Load({{"Monitor_Parameter", latin}, {"MonitorExt_SuccessFlag", "STR:" + marked}});
+  SetText("txtLogFile", "other.log");
+  Click(Control("cmdApply"));
+  EXPECT_EQ(Stored("Monitor_LogFile"), "other.log");
+  EXPECT_EQ(Stored("Monitor_Parameter"), latin);
+  EXPECT_EQ(Stored("MonitorExt_SuccessFlag"), "STR:" + marked);
+  SetText("txtMonitorPoint", "http://www.example.com/");
+  Click(Control("cmdApply"));
+  EXPECT_EQ(Stored("Monitor_Parameter"), "http://www.example.com/");
+}
+
 TEST_F(ApplyTest, SaysThatTheDataFileIsOlderThanWhatRestoreShows) {
   NewPage(settings::Type::Web);
   for (const char* failing : {"Save", "SetAttr"}) {
