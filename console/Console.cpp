@@ -8,6 +8,8 @@ namespace norvane::console {
 
 namespace {
 constexpr std::chrono::minutes LongestTest{1};
+/// A start connects twice, and who has waited for an engine that hangs shall not wait for it again.
+constexpr std::chrono::seconds NextTry{1};
 }
 
 Console::Console(const std::string& folder, std::function<void()> endProcess)
@@ -15,6 +17,7 @@ Console::Console(const std::string& folder, std::function<void()> endProcess)
       port({.folder = folder,
             .startEngine = [folder] { StartEngine(folder); },
             .waiter = &waiter,
+            .retryTimeout = NextTry,
             .runTimeout = LongestTest}),
       bas(engine, dialogs, folder, std::move(endProcess)),
       form(bas) {}

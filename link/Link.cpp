@@ -65,7 +65,13 @@ void Link::CheckFollowing() const {
 void Link::Connect() {
   if (m_mirror.CurrentState() != Mirror::State::NeverReached) return;
   if (!m_thread.joinable()) StartThread();
-  Wait(*BeginOnLoop([](LinkLoop& loop, const auto& call) { loop.Connect(call); }));
+  const auto timeout = m_hasTimedOut ? m_options.retryTimeout : m_options.connectTimeout;
+  try {
+    Wait(*BeginOnLoop([timeout](LinkLoop& loop, const auto& call) { loop.Connect(call, timeout); }));
+  } catch (const EngineError& error) {
+    m_hasTimedOut = error.Code() == EngineErrorCode::TimedOut;
+    throw;
+  }
 }
 
 const Mirror& Link::ConnectedMirror() {

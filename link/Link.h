@@ -95,6 +95,7 @@ class Link {
   BlockingWaiter m_blockingWaiter;
   Mirror m_mirror;
   console::engine::EngineInfo m_info;  ///< written before the mirror follows, then left alone
+  bool m_hasTimedOut = false;          ///< connecting
   LinkLoop* m_loop = nullptr;          ///< on the thread's stack
   std::thread m_thread;
 };

@@ -134,10 +134,10 @@ void LinkLoop::Cancel(const CallState& call) {
 
 // Connecting
 
-void LinkLoop::Connect(const std::shared_ptr<CallState>& call) {
+void LinkLoop::Connect(const std::shared_ptr<CallState>& call, milliseconds timeout) {
   assert(m_thread.IsInside());
   auto work = ReachAndGreet(*call).then([this] { return WhenReached(FirstFill); });
-  Finish(kj::mv(work), call, m_options.connectTimeout, "no greeting from the engine in time");
+  Finish(kj::mv(work), call, timeout, "no greeting from the engine in time");
 }
 
 kj::Promise<void> LinkLoop::ReachAndGreet(CallState& call) {

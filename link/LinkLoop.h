@@ -36,7 +36,7 @@ class LinkLoop final : private kj::TaskSet::ErrorHandler {
   // Each finishes `call`, the first two after the time-out at the latest.
 
   /// Ends with the mirror filled and `info` written.
-  void Connect(const std::shared_ptr<CallState>& call);
+  void Connect(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout);
   /// One that may take longer than `callTimeout` ends earlier if the engine hangs.
   void Run(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout, const Body& body);
   void WaitUntilGone(const std::shared_ptr<CallState>& call, std::chrono::milliseconds timeout);

@@ -18,6 +18,7 @@ struct LinkOptions {
   console::engine::CallWaiter* waiter = nullptr;
   std::chrono::milliseconds startTimeout{5000};  ///< until a started engine must listen
   std::chrono::milliseconds connectTimeout{10000};
+  std::chrono::milliseconds retryTimeout{10000};  ///< of connecting when it has timed out before
   std::chrono::milliseconds callTimeout{10000};
   /// Of Load, of the engine's end, and of Save with many monitors. For this and the next the engine must show
   /// within `callTimeout` that it lives.

@@ -74,10 +74,13 @@ platform::FileDescriptor Listener(const std::string& folder) {
 
 TEST_F(EngineClientTest, AListenerThatNeverGreetsTimesOut) {
   const auto silent = Listener(m_folder.Path());
-  m_options.connectTimeout = milliseconds(50);
+  m_options.connectTimeout = milliseconds(800);
+  m_options.retryTimeout = milliseconds(1);
   EngineClient client(m_options);
   EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::TimedOut);
+  const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(CodeOf([&] { return client.Info(); }), EngineErrorCode::TimedOut);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, m_options.connectTimeout) << "a second wait";
 }
 
 TEST_F(EngineClientTest, StartsTheEngineIfTheOneThatListensEndsBeforeItGreets) {
