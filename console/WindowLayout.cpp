@@ -4,11 +4,10 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenuBar>
-#include <QScreen>
 #include <QScrollArea>
-#include <QScrollBar>
 
 #include "console/ConsoleLayout.h"
+#include "console/shared/FitScreen.h"
 #include "console/shared/Twips.h"
 #include "ui_FrmStart.h"
 
@@ -55,21 +54,17 @@ void PlaceStatusBar(QMainWindow& window, QWidget& statusBar, const QRect& tree) 
   statusBar.setGeometry(tree.left() + margin, top, window.width() - 2 * margin, height);
 }
 
-/// What is higher than the screen scrolls, so that title and buttons can be reached.
 void FitScreen(QMainWindow& window) {
-  constexpr int frame = 40;  // of the window manager, not known before the window shows
-  const int highest = window.screen()->availableGeometry().height() - frame;
-  if (window.height() <= highest) return;
+  const auto whole = window.size();
+  const auto most = shared::MaxInside(window);
+  if (whole == whole.boundedTo(most)) return;
   auto* content = window.takeCentralWidget();
-  content->setMinimumSize(window.width(), window.height() - content->y());
-  auto* area = new QScrollArea;
-  area->setFrameShape(QFrame::NoFrame);
-  area->setFocusPolicy(Qt::NoFocus);
+  content->setMinimumSize(whole - QSize(0, content->y()));
+  auto* area = shared::NewScrollArea(&window);
   area->setWidgetResizable(true);
   area->setWidget(content);
-  area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   window.setCentralWidget(area);
-  window.setFixedSize(window.width() + area->verticalScrollBar()->sizeHint().width(), highest);
+  window.setFixedSize(shared::WithScrollBars(whole, most));
 }
 }  // namespace
 

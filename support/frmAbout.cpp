@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "console/shared/ConnectHandler.h"
+#include "console/shared/FitScreen.h"
 #include "console/shared/MainBas.h"
 #include "ui_frmAbout.h"
 
@@ -43,7 +44,7 @@ frmAbout::~frmAbout() = default;
 void frmAbout::Form_Load() {
   setWindowTitle(QStringLiteral("About ") + QLatin1String(console::shared::ApplicationTitle));
   m_ui->lblVersion->setText(QStringLiteral("Version ") + QLatin1String(Version));
-  adjustSize();
+  console::shared::FitScreen(*this);
   if (parentWidget() != nullptr) m_bas.CenterForm(*this, *parentWidget());
 }
 

@@ -7,6 +7,7 @@
 #include "console/engine/EngineError.h"
 #include "console/engine/MonitorKeys.h"
 #include "console/shared/ConnectHandler.h"
+#include "console/shared/FitScreen.h"
 #include "console/shared/MainBas.h"
 #include "console/shared/MonitorTree.h"
 #include "platform/FileNames.h"
@@ -56,7 +57,7 @@ void Wizard::Form_Load(const WizardTexts& texts) {
   chkInetCall_Click();
   support::FillPagerTypes(m_bas, *m_ui->cmbPagerType);
   WireControls();
-  adjustSize();  // so that it can be placed before it shows
+  console::shared::FitScreen(*this);
 }
 
 void Wizard::OrderTabs() {

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "console/shared/FitScreen.h"
 #include "console/shared/MonitorNames.h"
 #include "console/shared/MonitorTree.h"
 #include "platform/FileNames.h"
@@ -23,11 +24,8 @@ settings::GatewaySettings ReadGateway(const std::string& configFile) {
   return gateway;
 }
 
-/// The title bar of a window that is higher than `screen` stays on it.
-void CenterIn(QWidget& form, const QRect& area, const QScreen& screen) {
-  const QSize size = form.frameGeometry().size();
-  const int top = area.top() + (area.height() - size.height()) / 2;
-  form.move(area.left() + (area.width() - size.width()) / 2, std::max(top, screen.availableGeometry().top()));
+QPoint MiddleOf(const QRect& area, QSize size) {
+  return {area.left() + (area.width() - size.width()) / 2, area.top() + (area.height() - size.height()) / 2};
 }
 
 Box ErrorBox(std::string text) {
@@ -65,11 +63,17 @@ void MainBas::FetchRoot(const std::string& machine) {
 }
 
 void MainBas::CenterForm(QWidget& form, const QScreen& screen) {
-  CenterIn(form, screen.geometry(), screen);
+  const auto place = MiddleOf(screen.geometry(), form.size());
+  form.move(place.x(), std::max(place.y(), screen.availableGeometry().top()));
 }
 
 void MainBas::CenterForm(QWidget& form, const QWidget& parent) {
-  CenterIn(form, parent.frameGeometry(), *parent.screen());
+  // Of their insides, since the frames are alike, and not known while the window manager makes them.
+  const auto screen = parent.screen()->availableGeometry();
+  const int title = std::clamp(parent.geometry().top() - parent.frameGeometry().top(), 0, FrameHeight);
+  auto place = MiddleOf(parent.geometry(), form.size());
+  place.setY(std::max(std::min(place.y(), screen.bottom() - form.height()), screen.top() + title));
+  form.setGeometry({place, form.size()});
 }
 
 void MainBas::HidePages(const QWidget& keep) {

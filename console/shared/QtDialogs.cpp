@@ -4,12 +4,17 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLabel>
+#include <QLayout>
 #include <QMessageBox>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QScrollArea>
 #include <QStandardPaths>
 #include <QUrl>
 #include <utility>
+
+#include "console/shared/FitScreen.h"
 
 namespace norvane::console::shared {
 
@@ -86,6 +91,29 @@ QString Breakable(QString text) {
   return text.replace(longWord, QStringLiteral("\\1\u200b"));
 }
 
+/// A text that makes the box higher than the screen scrolls.
+class ScrollingBox final : public QMessageBox {
+ public:
+  using QMessageBox::QMessageBox;
+
+ protected:
+  void showEvent(QShowEvent* event) override {
+    QMessageBox::showEvent(event);  // which gives it its size
+    const int excess = height() - MaxInside(*this).height();
+    auto* label = findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    if (excess <= 0 || label == nullptr) return;
+    const auto whole = label->size();
+    auto* area = NewScrollArea(this);
+    delete layout()->replaceWidget(label, area);
+    label->setFixedSize(whole);
+    area->setWidget(label);
+    area->setFixedSize(WithScrollBars(whole, {QWIDGETSIZE_MAX, whole.height() - excess}));
+    area->setFocusPolicy(Qt::StrongFocus);  // for the keys that scroll
+    layout()->activate();
+    setFixedSize(width(), MaxInside(*this).height());
+  }
+};
+
 /// A single letter and a colon is a drive, not a scheme.
 bool HasScheme(const QString& text) {
   static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]+:"));
@@ -94,7 +122,7 @@ bool HasScheme(const QString& text) {
 }  // namespace
 
 std::unique_ptr<QMessageBox> QtDialogs::MakeMessageBox(const Box& box) {
-  auto message = std::make_unique<QMessageBox>(Owner());
+  auto message = std::make_unique<ScrollingBox>(Owner());
   message->setTextFormat(Qt::PlainText);
   message->setWindowTitle(QString::fromStdString(box.title));
   message->setText(Breakable(QString::fromStdString(box.text)));

@@ -1,10 +1,15 @@
+#include <QDialog>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
+#include <QScreen>
 #include <QTest>
 #include <QToolBar>
 #include <QTreeView>
+#include <QVBoxLayout>
 
+#include "console/shared/FitScreen.h"
 #include "console/shared/Twips.h"
 #include "tests/support/ConsoleFixture.h"
 #include "tests/support/LargeFont.h"
@@ -24,9 +29,11 @@ class LargeFontTest : private LargeFont, public LayoutTest {};
 void LayoutTest::ExpectThatEverythingFits() {
   StartWith({{"WebMonitor Of a", "Enable"}, {"Pop3Monitor Of a", "Enable"}, {"SmtpMonitor Of a", "Enable"}});
   const auto& frame = Control<QFrame>("Fram");
-  const auto& client = *form->centralWidget();
+  const auto& client = *frame.parentWidget();  // scrolls if the screen is too small for it
   QTest::qWait(0);  // the window hands its new size on when it has settled
-  EXPECT_EQ(form->width(), console::shared::ToPixels(2604 + 15.0 * bas.PageForms[0]->width() + 100));
+  const auto screen = form->screen()->availableSize();
+  EXPECT_EQ(form->size(), form->size().boundedTo(screen)) << "title and buttons are on the screen";
+  EXPECT_EQ(client.width(), console::shared::ToPixels(2604 + 15.0 * bas.PageForms[0]->width() + 100));
   EXPECT_TRUE(client.rect().contains(frame.geometry()));
   EXPECT_TRUE(client.rect().contains(Control<QTreeView>("TvCtrl").geometry()));
   EXPECT_EQ(Control<QToolBar>("ToolBar").width(), client.width());
@@ -69,6 +76,28 @@ TEST(CenterForm, PutsAWindowInTheMiddleOfAnother) {
     MainBas::CenterForm(window, parent);
     EXPECT_EQ(window.pos(), place);
   }
+}
+
+TEST(FitScreen, ADialogThatIsTooLargeScrollsToTheFieldInUse) {
+  QDialog dialog;
+  auto* layout = new QVBoxLayout(&dialog);
+  layout->setSizeConstraint(QLayout::SetFixedSize);
+  constexpr int Count = 60;
+  std::vector<QLineEdit*> fields;
+  for (int i = 0; i < Count; ++i) {
+    fields.push_back(new QLineEdit);
+    layout->addWidget(fields.back());
+  }
+  for (int i = Count - 1; i > 0; --i)
+    QWidget::setTabOrder(fields[i], fields[i - 1]);  // from the last to the first
+  console::shared::FitScreen(dialog);
+  dialog.show();
+  EXPECT_LT(dialog.height(), dialog.screen()->availableSize().height());
+  fields.back()->setFocus();
+  for (int i = Count - 1; i > 0; --i)
+    QTest::keyClick(dialog.focusWidget(), Qt::Key_Tab);
+  EXPECT_EQ(dialog.focusWidget(), fields.front());
+  EXPECT_EQ(fields.front()->visibleRegion(), fields.front()->rect());
 }
 
 }  // namespace

@@ -118,5 +118,21 @@ TEST(QtDialogs, ALongNameIsNotCut) {
   EXPECT_EQ(QtDialogs().Show(longBox), BoxChoice::Ok);
 }
 
+TEST(QtDialogs, ATextHigherThanTheScreenScrolls) {
+  Meet<QMessageBox>([](QMessageBox& box) {
+    const auto& label = *box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    const auto& button = *box.button(QMessageBox::Ok);
+    QTest::qWait(0);  // for its final size
+    EXPECT_LT(box.height(), box.screen()->availableGeometry().height());
+    EXPECT_GT(label.height(), box.height());
+    EXPECT_TRUE(box.rect().contains({button.mapTo(&box, QPoint()), button.size()}));
+    box.accept();
+  });
+  std::string text;
+  for (int line = 1; line < 100; ++line)
+    text += "Monitor_Parameter: no answer from the engine in time\n";
+  EXPECT_EQ(QtDialogs().Show({.title = "Error", .text = text}), BoxChoice::Ok);
+}
+
 }  // namespace
 }  // namespace norvane::tests
