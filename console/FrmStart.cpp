@@ -52,8 +52,6 @@ FrmStart::FrmStart(shared::MainBas& bas)
   m_ui->TvCtrl->setModel(&m_tree);
   m_ui->TvCtrl->setItemDelegate(new NodeDelegate(m_ui->TvCtrl));
   m_ui->LstV->setModel(&m_list);
-  m_ui->LstV->header()->setSectionsClickable(true);
-  m_ui->LstV->header()->setSectionsMovable(false);
   DrawImages();
   FillMenuNew();
   m_ui->TvCtrl->setFocus();  // not the tool bar
@@ -385,8 +383,7 @@ void FrmStart::FollowPage(const Node& node) {
 
 void FrmStart::LstV_ColumnClick(int column) {
   m_list.SetSortKey(column);
-  m_ui->LstV->header()->setSortIndicator(column, Qt::AscendingOrder);
-  m_ui->LstV->header()->setSortIndicatorShown(true);
+  m_ui->LstV->MarkColumn(column);
 }
 
 void FrmStart::LstV_ItemClick() {

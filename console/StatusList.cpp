@@ -1,12 +1,12 @@
 #include "console/StatusList.h"
 
-#include <QHeaderView>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <algorithm>
 #include <array>
 
+#include "console/SortHeader.h"
 #include "console/StatusModel.h"
 #include "console/shared/Twips.h"
 
@@ -16,6 +16,15 @@ namespace {
 constexpr int SpaceAroundCaption = 8;
 constexpr int SpaceAroundText = 24;
 }  // namespace
+
+StatusList::StatusList(QWidget* parent) : QTreeView(parent), m_header(new SortHeader(this)) {
+  setHeader(m_header);  // which makes it ignore clicks
+  m_header->setSectionsClickable(true);
+}
+
+void StatusList::MarkColumn(int column) {
+  m_header->SetSortColumn(column);
+}
 
 void StatusList::SetEmptyText(const QString& text) {
   m_emptyText = text;

@@ -5,15 +5,19 @@
 
 namespace norvane::console {
 
+class SortHeader;
+
 /// The status list. Its model is a `StatusModel`.
 class StatusList : public QTreeView {
   Q_OBJECT
 
  public:
-  using QTreeView::QTreeView;
+  explicit StatusList(QWidget* parent = nullptr);
 
   /// Gives the columns their shares of the list's width, but none less than its caption needs.
   void SizeColumns();
+  /// The one that orders the list.
+  void MarkColumn(int column);
   /// For the middle of a list that has no rows.
   void SetEmptyText(const QString& text);
   /// What a list has there that shows no row.
@@ -32,6 +36,7 @@ class StatusList : public QTreeView {
   [[nodiscard]] int CaptionWidth(int column) const;
   void Open(const QModelIndex& row);
 
+  SortHeader* m_header;
   QString m_emptyText;
 };
 
