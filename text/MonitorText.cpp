@@ -102,8 +102,8 @@ void Append(std::string& to, const ce::MonitorRecord& monitor, const std::string
     if (line.group != group && !line.group.empty()) to += KeyText(line.group, "    ") + "\n";
     group = line.group;
     const bool isRaw = line.style == Style::Raw && IsTaken(line.name);
-    to += KeyText(line.name, group.empty() ? "    " : "      ", isRaw ? Style::Raw : Style::Text) + " " + ScalarText(line.value, line.style) +
-          "\n";
+    to += KeyText(line.name, group.empty() ? "    " : "      ", isRaw ? Style::Raw : Style::Text) + " " +
+          ScalarText(line.value, line.style) + "\n";
   }
 }
 
