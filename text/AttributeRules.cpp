@@ -15,7 +15,7 @@ namespace norvane::text {
 
 namespace ce = console::engine;
 namespace keys = ce::keys;
-using Mistake = std::optional<std::string>;
+using Finding = std::optional<std::string>;
 
 namespace {
 
@@ -30,7 +30,7 @@ bool IsKnownType(std::string_view typeName) {
   return std::ranges::find(MonitorTypes, typeName) != MonitorTypes.end();
 }
 
-Mistake NumberMistake(const ce::NumberRule& rule, std::string_view value) {
+Finding NumberMistake(const ce::NumberRule& rule, std::string_view value) {
   const auto number = formats::ParseNumber(value);
   if (number && rule.zeroIsDefault && *number == 0) return std::nullopt;
   const auto acting =
@@ -42,7 +42,7 @@ Mistake NumberMistake(const ce::NumberRule& rule, std::string_view value) {
   return Quoted(value) + why + "; the engine would use " + formats::FormatNumber(acting);
 }
 
-Mistake FlagMistake(std::string_view value) {
+Finding FlagMistake(std::string_view value) {
   using Kind = formats::SuccessFlag::Kind;
   const auto [kind, parameter] = formats::ParseSuccessFlag(value);
   if (value.empty()) return std::nullopt;
@@ -54,7 +54,7 @@ Mistake FlagMistake(std::string_view value) {
   return std::nullopt;
 }
 
-Mistake ModeMistake(std::string_view value) {
+Finding ModeMistake(std::string_view value) {
   using Form = formats::NotifyMode::Form;
   const auto mode = formats::NotifyMode::Parse(value);
   if (mode.form == Form::Unknown)
@@ -65,7 +65,7 @@ Mistake ModeMistake(std::string_view value) {
   return std::nullopt;
 }
 
-Mistake StatusMistake(std::string_view value) {
+Finding StatusMistake(std::string_view value) {
   constexpr std::array<std::string_view, 2> known = {ce::StatusEnable, ce::StatusDisable};
   if (std::ranges::find(known, value) != known.end()) return std::nullopt;
   const auto nearest = Nearest(value, known);
@@ -73,7 +73,7 @@ Mistake StatusMistake(std::string_view value) {
          DidYouMean(nearest);
 }
 
-Mistake UrlMistake(std::string_view value) {
+Finding UrlMistake(std::string_view value) {
   for (const auto* scheme : {"http://", "https://"})
     if (platform::StartsWithIgnoringCase(value, scheme) && value.size() > std::string_view(scheme).size())
       return std::nullopt;
@@ -87,7 +87,7 @@ bool NamesFile(std::string_view key) {
   return key == keys::Command || key == keys::CommandSucc || key == keys::LogFile;
 }
 
-Mistake TextMistake(std::string_view key, std::string_view value) {
+Finding TextMistake(std::string_view key, std::string_view value) {
   if (value.size() > ce::MaxValueSize) return "the value is longer than 1 MiB";
   if (!NamesFile(key) && !platform::IsValidUtf8(value)) return "the value is not UTF-8";
   return std::nullopt;
@@ -106,7 +106,7 @@ std::string_view TypeOfKey(std::string_view key) {
   return {};
 }
 
-Mistake NameMistake(std::string_view fullName, std::span<const std::string_view> types) {
+Finding NameMistake(std::string_view fullName, std::span<const std::string_view> types) {
   const auto type = TypeNameOf(fullName);
   const auto name = fullName.substr(std::min(fullName.size(), type.size() + ce::NameSeparator.size()));
   if (fullName.size() > ce::MaxNameSize) return "the name " + Quoted(fullName) + " is too long";
@@ -120,14 +120,14 @@ Mistake NameMistake(std::string_view fullName, std::span<const std::string_view>
          (nearest.empty() ? "; known are " + Joined(types) : DidYouMean(nearest));
 }
 
-Mistake KeyMistake(std::string_view typeName, std::string_view key) {
+Finding KeyMistake(std::string_view typeName, std::string_view key) {
   if (!ce::KnownPosition(key)) return "unknown key " + Quoted(key) + DidYouMean(Nearest(key, ce::KnownKeys));
   const auto type = TypeOfKey(key);
   if (type.empty() || type == typeName || !IsKnownType(typeName)) return std::nullopt;
   return Quoted(key) + " is for a " + std::string(type) + " only";
 }
 
-Mistake ValueMistake(std::string_view typeName, std::string_view key, std::string_view value) {
+Finding ValueMistake(std::string_view typeName, std::string_view key, std::string_view value) {
   if (auto mistake = TextMistake(key, value)) return mistake;
   if (key == keys::Result) return Quoted(key) + " is the engine's";
   if (key == keys::SuccessFlag) return FlagMistake(value);
@@ -140,7 +140,7 @@ Mistake ValueMistake(std::string_view typeName, std::string_view key, std::strin
   return rule == ce::NumberRules.end() ? std::nullopt : NumberMistake(*rule, value);
 }
 
-Mistake AttributeMistake(std::string_view typeName, std::string_view key, std::string_view value) {
+Finding AttributeMistake(std::string_view typeName, std::string_view key, std::string_view value) {
   auto mistake = KeyMistake(typeName, key);
   return mistake ? mistake : ValueMistake(typeName, key, value);
 }

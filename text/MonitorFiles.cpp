@@ -15,6 +15,7 @@
 
 #include "console/engine/Limits.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Utf8.h"
 #include "text/Nearest.h"
 #include "text/Settings.h"
 
@@ -238,9 +239,9 @@ class FilesReader {
   }
 
   void ReadMonitor(const YamlNode& name, const YamlNode& node, const Level& level) {
-    const bool isAsIs = name.asIs;
-    if (const auto mistake = NameMistake(name.text, m_types); mistake && !isAsIs)
-      return m_to.mistakes.Add(name.place, *mistake);
+    // A name in bytes is in some data file.
+    const auto readable = name.asIs ? platform::ValidUtf8(name.text) : name.text;
+    if (const auto mistake = NameMistake(readable, m_types)) return m_to.mistakes.Add(name.place, *mistake);
     if (const auto [other, isNew] = m_places.emplace(name.text, name.place); !isNew) {
       // In one place it was said already.
       if (other->second.file != name.place.file)
