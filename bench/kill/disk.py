@@ -87,7 +87,7 @@ class FullDisk:
                 self.engine.kill()
             return is_safe
         self.disk.free()
-        wait_until(self.is_safe, "the end of the conditions", 20)
+        wait_until(self.is_safe, "the end of the conditions", 90)  # copies are tried again each minute
         self.engine.kill()
         return True
 
