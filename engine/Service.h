@@ -104,10 +104,12 @@ class Service final : private Storage::Client {
   MonitorId Add(std::string_view fullName);
   void Remove(MonitorId id);
   void Set(MonitorId id, std::string_view key, std::string value);
-  /// All of the changes, or none of them: throws EngineError for whatever it would refuse of any, and (Refused)
-  /// if somebody else has changed the settings of one of these monitors since change number `basedOn`. The
-  /// journal has all or none too. What does not change a monitor doesn't disturb its check.
-  void Change(const std::vector<console::engine::MonitorChange>& changes, std::uint64_t basedOn);
+  /// All of the changes, or none of them: throws EngineError for whatever it would refuse of any, and
+  /// (Refused) if somebody else has changed the settings of one of these monitors since change number
+  /// `basedOn`. The journal has all or none too; `done` when it has. What does not change a monitor doesn't
+  /// disturb its check.
+  void Change(const std::vector<console::engine::MonitorChange>& changes, std::uint64_t basedOn,
+              Completion done);
   /// Prepares a new monitor: fills empty attributes with the defaults.
   void Init(MonitorId id);
 

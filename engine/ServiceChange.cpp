@@ -3,8 +3,10 @@
 #include <cassert>
 #include <utility>
 
+#include "console/engine/EngineError.h"
 #include "engine/PlannedChanges.h"
 #include "engine/Service.h"
+#include "platform/ErrorText.h"
 #include "platform/MemoryReserve.h"
 
 namespace norvane::engine {
@@ -16,7 +18,7 @@ namespace {
 constexpr std::size_t MemoryOfOne = 2048;
 }  // namespace
 
-void Service::Change(const std::vector<ce::MonitorChange>& changes, std::uint64_t basedOn) {
+void Service::Change(const std::vector<ce::MonitorChange>& changes, std::uint64_t basedOn, Completion done) {
   assert(m_thread.IsInside());
   RequireNotEnding();
   const auto planned = PlanChanges(*m_table, changes, basedOn);
@@ -35,8 +37,15 @@ void Service::Change(const std::vector<ce::MonitorChange>& changes, std::uint64_
     static_cast<void>(FollowSettings(Get(id), before.get(), toStart));
   }
   StartSpread(toStart);
-  KeepForgotten(true);
+  m_alarms->Keep();
   NotifyObservers();
+  m_storage.KeepChanges([done = std::move(done)](const std::exception_ptr& error) {
+    done(error ? std::make_exception_ptr(ce::EngineError(
+                     ce::EngineErrorCode::Failed,
+                     "done, but not on disk, so that it would be lost if the engine were killed: " +
+                         platform::ErrorText(error)))
+               : nullptr);
+  });
 }
 
 }  // namespace norvane::engine

@@ -12,6 +12,12 @@ namespace ce = console::engine;
 using ce::EngineError;
 using ce::EngineErrorCode;
 
+namespace {
+struct Ended {
+  std::exception_ptr error;
+};
+}  // namespace
+
 kj::Promise<void> Transaction::add(AddContext context) {
   return AnswerAtOnce(m_service, context, [this](auto params, auto&) {
     if (m_isBroken) throw EngineError(EngineErrorCode::Refused, "an earlier part was refused");
@@ -45,9 +51,18 @@ void Transaction::RequireRoom(std::size_t bytes) {
 }
 
 kj::Promise<void> Transaction::commit(CommitContext context) {
-  return AnswerAtOnce(m_service, context, [this](auto params, auto&) {
+  context.allowCancellation();
+  auto ended = kj::newPromiseAndFulfiller<Ended>();
+  const auto fulfiller = std::make_shared<kj::Own<kj::PromiseFulfiller<Ended>>>(kj::mv(ended.fulfiller));
+  const auto end = [fulfiller](std::exception_ptr error) { (*fulfiller)->fulfill({std::move(error)}); };
+  try {
     if (std::exchange(m_isBroken, true)) throw EngineError(EngineErrorCode::Refused, "nothing to commit");
-    m_service.Change(std::exchange(m_changes, {}), params.getBasedOn());
+    m_service.Change(std::exchange(m_changes, {}), context.getParams().getBasedOn(), end);
+  } catch (...) {
+    end(std::current_exception());
+  }
+  return ended.promise.then([this, context](const Ended& result) mutable {
+    WriteAnswer(m_service, context.getResults().initAnswer(), result.error);
   });
 }
 

@@ -91,7 +91,7 @@ interface Transaction {
   # Changes nothing yet. One that is refused makes the commit fail.
   commit @1 (basedOn :UInt64) -> (answer :Answer);
   # Refused, as whatever else of it would be, if somebody has changed the settings of one of these monitors after
-  # the change of this number. Ends the transaction.
+  # the change of this number. Done when it is on disk. Ends the transaction.
 }
 
 struct MonitorChange {

@@ -100,7 +100,7 @@ class Port {
   virtual void Add(std::string_view fullName) = 0;
   virtual void Remove(std::string_view fullName) = 0;
   virtual void SetAttribute(MonitorId id, std::string_view key, std::string_view value) = 0;
-  /// All of the changes, or none of them; refused if somebody else has changed the settings of one of these
+  /// All of the changes, or none of them, on disk when this returns; refused if somebody else has changed the settings of one of these
   /// monitors after the change of number `basedOn`.
   virtual void Change(const std::vector<MonitorChange>& changes, std::uint64_t basedOn) = 0;
   /// Gives the monitor to go on with, as `Outcome::monitor`.

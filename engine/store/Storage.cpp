@@ -296,6 +296,7 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
             m_saved = SavedMark{*saving->state, saving->change};
             m_dataFileState = *saving->state;
             m_journaled = std::max(m_journaled, saving->change);
+            CompleteKept();
             m_journalAnew = false;
             m_servedFile = path;
             m_health.Set(DataFileUnreadable, {});

@@ -64,6 +64,9 @@ class Storage {
   enum class Pace { Batched, AtOnce };
   /// Has the journal written if the data file lacks something. To be called about twice a second.
   void KeepChanges(Pace pace = Pace::Batched);
+  /// Has the journal written at once. `done` when all changes so far are on disk, or with the error of the
+  /// journal's write.
+  void KeepChanges(Completion done);
 
  private:
   /// The content that the data file is known to have, so that only later changes need to be written.
@@ -91,6 +94,7 @@ class Storage {
   void NoteJournalKept(const std::string& keptAs);
   void NoteRollbackKept(const std::string& path, const std::string& keptAs);
   void BeginJournal(const std::string& state);
+  void CompleteKept(const std::exception_ptr& error = nullptr);
   void Gather(const std::string& path, bool everything, Saving& saving) const;
 
   Client& m_client;
@@ -110,8 +114,13 @@ class Storage {
   static constexpr std::uint64_t MinFoldSize = 4 << 20;
   std::uint64_t m_foldAt = MinFoldSize;  // beyond that size the journal is written anew
   bool m_journalAnew = false;            // it has to be written as a whole
-  bool m_isJournaling = false;           // a batch is under way
-  bool m_isBatchDue = false;             // at the end of the step that runs
+  struct AwaitedChange {
+    std::uint64_t change;
+    Completion done;
+  };
+  std::deque<AwaitedChange> m_awaited;
+  bool m_isJournaling = false;  // a batch is under way
+  bool m_isBatchDue = false;    // at the end of the step that runs
   Health::Moment m_nextBatch{};
   Health::Moment m_nextCopy{};
   std::deque<std::function<void()>> m_steps;  // the first one runs

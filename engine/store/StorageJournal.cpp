@@ -119,7 +119,7 @@ void Storage::KeepChanges(Pace pace) {
     batch->rows.push_back(datafile::RowOf(*monitor));
   if (batch->rows.empty() && batch->removed.empty() && !anew) {
     m_journaled = last;
-    return;
+    return CompleteKept();
   }
   m_isJournaling = true;
   m_nextBatch = now + BatchPause;
@@ -136,7 +136,22 @@ void Storage::KeepChanges(Pace pace) {
                  m_health.Set(JournalUnwritten, error ? "changes would be lost if the engine were killed: " +
                                                             platform::ErrorText(error)
                                                       : std::string());
+                 CompleteKept(error);
+                 if (!m_awaited.empty()) KeepChanges(Pace::AtOnce);
                });
+}
+
+void Storage::KeepChanges(Completion done) {
+  m_awaited.push_back({m_client.Table().LastChange(), std::move(done)});
+  KeepChanges(Pace::AtOnce);
+}
+
+void Storage::CompleteKept(const std::exception_ptr& error) {
+  while (!m_awaited.empty() && (error || m_awaited.front().change <= m_journaled)) {
+    const auto done = std::move(m_awaited.front().done);
+    m_awaited.pop_front();
+    done(error);
+  }
 }
 
 /// The data file has all.

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "console/engine/Limits.h"
 #include "loopback/TempFolder.h"
 #include "tests/engine/TestEngine.h"
@@ -30,6 +32,9 @@ class ServiceChange : public testing::Test {
     engine.checks->calls.clear();
   }
   MonitorId Id(const std::string& name) { return engine.service.Table().Find(name)->id; }
+  void Change(const std::vector<MonitorChange>& changes, std::uint64_t basedOn) {
+    engine.service.Change(changes, basedOn, [](const std::exception_ptr&) {});
+  }
   std::uint64_t Now() { return engine.service.Table().LastChange(); }
 
   const loopback::TempFolder folder;
@@ -37,22 +42,22 @@ class ServiceChange : public testing::Test {
 };
 
 TEST_F(ServiceChange, DisturbsNoCheckButThoseOfMonitorsThatChange) {
-  engine.service.Change({{What::Set, "WebMonitor Of a", {{At(keys::Interval), "60"}}},
-                         {What::Set,
-                          "WebMonitor Of b",
-                          {{At(keys::Interval), "5"}, {At(keys::Timeout), "3"}, {At(keys::Parent), ""}}},
-                         {What::Set, "WebMonitor Of c", {{At(keys::Status), "Enable"}}},
-                         {What::Add, "WebMonitor Of d", {{At(keys::Status), "Enable"}}},
-                         {What::Add, "WebMonitor Of e", {}}},
-                        Now());
+  Change({{What::Set, "WebMonitor Of a", {{At(keys::Interval), "60"}}},
+          {What::Set,
+           "WebMonitor Of b",
+           {{At(keys::Interval), "5"}, {At(keys::Timeout), "3"}, {At(keys::Parent), ""}}},
+          {What::Set, "WebMonitor Of c", {{At(keys::Status), "Enable"}}},
+          {What::Add, "WebMonitor Of d", {{At(keys::Status), "Enable"}}},
+          {What::Add, "WebMonitor Of e", {}}},
+         Now());
   EXPECT_EQ(engine.checks->calls,
             (Calls{"Update WebMonitor Of b", "Start WebMonitor Of c 0", "Start WebMonitor Of d 30000"}));
   EXPECT_EQ(engine.Attr("WebMonitor Of b", keys::Timeout), "3");
   EXPECT_EQ(engine.Attr("WebMonitor Of e", keys::Interval), "60");
   engine.checks->calls.clear();
-  engine.service.Change({{What::Remove, "WebMonitor Of a", {}},
-                         {What::Set, "WebMonitor Of b", {{At(keys::Status), "Disable"}}}},
-                        Now());
+  Change({{What::Remove, "WebMonitor Of a", {}},
+          {What::Set, "WebMonitor Of b", {{At(keys::Status), "Disable"}}}},
+         Now());
   EXPECT_EQ(engine.checks->calls, (Calls{"Stop", "Stop"}));
   EXPECT_EQ(engine.service.Table().Find("WebMonitor Of a"), nullptr);
 }
@@ -95,13 +100,12 @@ TEST_F(ServiceChange, IsRefusedAsAWhole) {
     const auto basedOn = code == EngineErrorCode::Refused ? before : after;
     EXPECT_EQ(tests::CodeOf(
                   [&] {
-                    engine.service.Change(
-                        {{What::Set,
-                          "WebMonitor Of a",
-                          {{At(keys::Interval), "5"}, {At(keys::Parent), "WebMonitor Of new"}}},
-                         {What::Add, "WebMonitor Of d", {}},
-                         change},
-                        basedOn);
+                    Change({{What::Set,
+                             "WebMonitor Of a",
+                             {{At(keys::Interval), "5"}, {At(keys::Parent), "WebMonitor Of new"}}},
+                            {What::Add, "WebMonitor Of d", {}},
+                            change},
+                           basedOn);
                     return 0;
                   },
                   &error),
@@ -117,19 +121,32 @@ TEST_F(ServiceChange, IsNotRefusedForResultsOrOtherMonitors) {
   const auto before = Now();
   engine.service.Set(Id("WebMonitor Of a"), keys::Result, "Ok");
   engine.service.Set(Id("WebMonitor Of b"), keys::Timeout, "9");
-  EXPECT_NO_THROW(
-      engine.service.Change({{What::Set, "WebMonitor Of a", {{At(keys::Timeout), "8"}}}}, before));
+  EXPECT_NO_THROW(Change({{What::Set, "WebMonitor Of a", {{At(keys::Timeout), "8"}}}}, before));
+}
+
+/// Whoever is told that it is done keeps it, even if the engine is killed now.
+TEST_F(ServiceChange, IsInTheJournalWhenItIsDone) {
+  const loopback::TempFolder parent;
+  const std::string copy = parent / "copy";
+  EXPECT_FALSE(engine.Await([&](Completion done) {
+    engine.service.Change({{What::Add, "WebMonitor Of d", {}}, {What::Remove, "WebMonitor Of c", {}}}, Now(),
+                          done);
+  }));
+  std::filesystem::copy(folder.Path(), copy, std::filesystem::copy_options::recursive);
+  Engine next(copy);
+  EXPECT_NE(next.service.Table().Find("WebMonitor Of d"), nullptr);
+  EXPECT_EQ(next.service.Table().Find("WebMonitor Of c"), nullptr);
 }
 
 TEST_F(ServiceChange, MakesRoomBeforeItAdds) {
   std::vector<MonitorChange> changes;
   for (std::size_t i = engine.service.Table().Count(); i < ce::MaxMonitors; ++i)
     changes.push_back({What::Add, "WebMonitor Of " + std::to_string(i), {}});
-  engine.service.Change(changes, Now());
+  Change(changes, Now());
   changes = {{What::Add, "WebMonitor Of one more", {}}};
-  EXPECT_EQ(tests::CodeOf([&] { return engine.service.Change(changes, Now()), 0; }), EngineErrorCode::Full);
+  EXPECT_EQ(tests::CodeOf([&] { return Change(changes, Now()), 0; }), EngineErrorCode::Full);
   changes.push_back({What::Remove, "WebMonitor Of a", {}});
-  EXPECT_NO_THROW(engine.service.Change(changes, Now()));
+  EXPECT_NO_THROW(Change(changes, Now()));
 }
 
 }  // namespace
