@@ -48,6 +48,7 @@ double SecondsOf(const std::string& folder, std::initializer_list<std::string> a
   std::vector<std::string> words{program.string(), "--folder", folder};
   words.insert(words.end(), arguments);
   return bench::Milliseconds([&] {
+           std::fflush(stdout);
            const auto child = ::fork();
            if (child == 0) {
              std::vector<char*> pointers;
