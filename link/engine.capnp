@@ -2,7 +2,8 @@
 
 # The protocol between a console and the engine, over the socket "NorvaneEngine.sock" in the application
 # folder. The engine's bootstrap object is Greeter. Text is UTF-8; Data is text too, where a value may be long
-# or hold anything. Times are milliseconds since 1970, UTC.
+# or, in files of older versions, hold other bytes. The engine refuses to set what isn't UTF-8, but for names of
+# files. Times are milliseconds since 1970, UTC.
 #
 # Failures of the engine's operations travel as Answer.error, with their code; a failed RPC call means that the
 # connection or the protocol is broken, and the console closes the connection.

@@ -34,7 +34,8 @@ void FitScreen(QDialog& dialog) {
   const auto most = MaxInside(dialog);
   if (whole == whole.boundedTo(most)) return;
   auto* area = NewScrollArea(&dialog);
-  auto* content = new QWidget(area->viewport());  // never without the dialog, which would undo its order of tabs
+  auto* content =
+      new QWidget(area->viewport());  // never without the dialog, which would undo its order of tabs
   content->setLayout(dialog.layout());
   area->setWidget(content);
   auto* layout = new QVBoxLayout(&dialog);

@@ -21,7 +21,8 @@ inline constexpr int FrameHeight = 40;
 /// An area without a frame, which Tab passes over.
 [[nodiscard]] QScrollArea* NewScrollArea(QWidget* parent);
 
-/// Gives the dialog the size that its layout asks for, or that the screen allows. Before it is placed and shows.
+/// Gives the dialog the size that its layout asks for, or that the screen allows. Before it is placed and
+/// shows.
 void FitScreen(QDialog& dialog);
 
 }  // namespace norvane::console::shared

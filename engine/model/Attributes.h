@@ -9,9 +9,9 @@
 
 namespace norvane::engine {
 
-/// The attributes of one monitor: the known keys by position, any other by name. Values are UTF-8 text, but for
-/// names of files and what older versions stored; byte for byte as they were set. Shared between threads as
-/// `std::shared_ptr<const Attributes>`; a change makes a new one.
+/// The attributes of one monitor: the known keys by position, any other by name. Values are UTF-8 text, but
+/// for names of files and what older versions stored; byte for byte as they were set. Shared between threads
+/// as `std::shared_ptr<const Attributes>`; a change makes a new one.
 class Attributes {
  public:
   using Others = std::map<std::string, std::string, std::less<>>;

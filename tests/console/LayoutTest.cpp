@@ -30,7 +30,7 @@ void LayoutTest::ExpectThatEverythingFits() {
   StartWith({{"WebMonitor Of a", "Enable"}, {"Pop3Monitor Of a", "Enable"}, {"SmtpMonitor Of a", "Enable"}});
   const auto& frame = Control<QFrame>("Fram");
   const auto& client = *frame.parentWidget();  // scrolls if the screen is too small for it
-  QTest::qWait(0);  // the window hands its new size on when it has settled
+  QTest::qWait(0);                             // the window hands its new size on when it has settled
   const auto screen = form->screen()->availableSize();
   EXPECT_EQ(form->size(), form->size().boundedTo(screen)) << "title and buttons are on the screen";
   EXPECT_EQ(client.width(), console::shared::ToPixels(2604 + 15.0 * bas.PageForms[0]->width() + 100));
