@@ -299,8 +299,8 @@ void Storage::StartSave(const std::string& path, bool everything, Completion don
             CompleteKept();
             m_journalAnew = false;
             m_servedFile = path;
-            m_health.Set(DataFileUnreadable, {});
-            m_health.Set(Unsaved, {});
+            for (const auto key : {DataFileUnreadable, Unsaved, JournalUnwritten})
+              m_health.Set(key, {});
             KeepCopy();
           }
         } catch (...) {

@@ -157,6 +157,7 @@ void Storage::CompleteKept(const std::exception_ptr& error) {
 /// The data file has all.
 void Storage::BeginJournal(const std::string& state) {
   m_journalAnew = false;
+  m_health.Set(JournalUnwritten, {});
   const auto keptAs = std::make_shared<std::string>();
   m_writer.Run([journal = m_journal, state, keptAs] { *keptAs = journal->Begin(state); },
                [this, keptAs](const std::exception_ptr&) { NoteJournalKept(*keptAs); });

@@ -347,25 +347,31 @@ TEST_F(JournalStory, OneThatWasTakenAwayIsToldAndWrittenAnew) {
   EXPECT_EQ(Monitors(), "a= b= ");
 }
 
-TEST_F(JournalStory, AFullDiskIsToldAndMadeUpFor) {
-  m_engine->Add("WebMonitor Of a");
-  Keep();
-  m_engine->Add("WebMonitor Of b");
+TEST_F(JournalStory, AFullDiskIsToldUntilTheChangesAreInTheJournalOrSaved) {
   const auto before = ::signal(SIGXFSZ, SIG_IGN);
   rlimit limit{};
   ::getrlimit(RLIMIT_FSIZE, &limit);
-  const rlimit small{fs::file_size(m_journal) + 10, limit.rlim_max};
-  ::setrlimit(RLIMIT_FSIZE, &small);
-  m_now += std::chrono::seconds(1);
-  m_engine->service.KeepChanges();
-  m_engine->RunUntil([&] { return HasCondition("changes would be lost"); });
-  ::setrlimit(RLIMIT_FSIZE, &limit);
+  for (const bool isSaved : {false, true}) {
+    SCOPED_TRACE(isSaved);
+    m_engine->Add(isSaved ? "WebMonitor Of c" : "WebMonitor Of a");
+    Keep();
+    m_engine->Add(isSaved ? "WebMonitor Of d" : "WebMonitor Of b");
+    const rlimit small{fs::file_size(m_journal) + 10, limit.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    m_now += std::chrono::seconds(1);
+    m_engine->service.KeepChanges();
+    m_engine->RunUntil([&] { return HasCondition("changes would be lost"); });
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(Journal(m_journal).Read("")->damage, "");
+    if (isSaved)
+      EXPECT_EQ(m_engine->Save(m_data), std::nullopt);
+    else
+      Keep();
+    EXPECT_FALSE(HasCondition("changes would be lost"));
+    Start();
+  }
   ::signal(SIGXFSZ, before);
-  EXPECT_EQ(Journal(m_journal).Read("")->damage, "");
-  Keep();
-  EXPECT_FALSE(HasCondition("changes would be lost"));
-  Start();
-  EXPECT_EQ(Monitors(), "a= b= ");
+  EXPECT_EQ(Monitors(), "a= b= c= d= ");
 }
 
 TEST_F(JournalStory, GrowsNoMoreThanWhatChanged) {
