@@ -78,6 +78,8 @@ class Service final : private Storage::Client {
   /// Whether all threads go on; a supervisor may end a process that says no.
   [[nodiscard]] bool IsAlive() const { return m_selfCheck.IsAlive(); }
   [[nodiscard]] EngineLog& OwnLog() { return m_ownLog; }
+  /// A line in "log/changes.log": who has changed what.
+  void LogChange(std::string text);
   /// Random, different for every process.
   [[nodiscard]] const std::string& Instance() const { return m_instance; }
   [[nodiscard]] MonitorTypes Types() const { return m_types; }

@@ -6,7 +6,9 @@
 #include "console/engine/EngineError.h"
 #include "engine/PlannedChanges.h"
 #include "engine/Service.h"
+#include "engine/store/Writer.h"
 #include "platform/ErrorText.h"
+#include "platform/FileNames.h"
 #include "platform/MemoryReserve.h"
 
 namespace norvane::engine {
@@ -46,6 +48,11 @@ void Service::Change(const std::vector<ce::MonitorChange>& changes, std::uint64_
                          platform::ErrorText(error)))
                : nullptr);
   });
+}
+
+void Service::LogChange(std::string text) {
+  m_writer->Log({std::string(platform::files::ChangeLog), std::chrono::system_clock::now(), std::move(text),
+                 EngineLog::MaxFileSize});
 }
 
 }  // namespace norvane::engine

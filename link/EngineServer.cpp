@@ -3,7 +3,7 @@
 #include <capnp/rpc-twoparty.h>
 #include <unistd.h>
 
-#include <optional>
+#include <algorithm>
 #include <system_error>
 
 #include "console/engine/MonitorKeys.h"
@@ -30,13 +30,6 @@ std::string SocketPath(const std::string& folder) {
   return platform::PathIn(folder, platform::files::EngineSocket);
 }
 
-uid_t UserOf(kj::AsyncIoStream& stream) {
-  ucred peer{};
-  kj::uint size = sizeof peer;
-  stream.getsockopt(SOL_SOCKET, SO_PEERCRED, &peer, &size);
-  return peer.uid;
-}
-
 void WriteKnownKeys(capnp::List<capnp::Text>::Builder to) {
   for (unsigned i = 0; i < to.size(); ++i)
     to.set(i, ToText(std::string(KnownKeys[i])));
@@ -50,8 +43,9 @@ void WriteTypes(engine::MonitorTypes types, capnp::List<wire::MonitorType>::Buil
 }
 }  // namespace
 
-bool IsOwnUserOrRoot(uid_t peer) {
-  return peer == ::geteuid() || peer == 0;
+bool MayConnect(const platform::Peer& peer, std::optional<gid_t> group) {
+  return peer.user == ::geteuid() || peer.user == 0 ||
+         (group && std::ranges::find(peer.groups, *group) != peer.groups.end());
 }
 
 /// The session of a connection, closed at its end whoever else still refers to it.
@@ -77,8 +71,9 @@ class EngineServer::HeldSession {
 
 class EngineServer::Greeter final : public wire::Greeter::Server {
  public:
-  Greeter(EngineServer& server, PacedStream& stream, HeldSession& session, kj::PromiseFulfiller<void>& failed)
-      : m_server(server), m_stream(stream), m_session(session), m_failed(failed) {}
+  Greeter(EngineServer& server, std::string peer, PacedStream& stream, HeldSession& session,
+          kj::PromiseFulfiller<void>& failed)
+      : m_server(server), m_peer(std::move(peer)), m_stream(stream), m_session(session), m_failed(failed) {}
 
   kj::Promise<void> hello(HelloContext context) override {
     KJ_REQUIRE(!m_session.IsOpen(), "a second hello");
@@ -98,8 +93,8 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
  private:
   void Introduce(wire::EngineInfo::Builder engine) {
     engine.setSession(m_session.Hold(kj::heap<Session>(
-        m_server.m_service, m_server.m_options.onShutdown, [this] { return m_stream.WhenAllIsRead(); },
-        m_failed)));
+        m_server.m_service, ChangeLog(m_server.m_service, m_peer), m_server.m_options.onShutdown,
+        [this] { return m_stream.WhenAllIsRead(); }, m_failed)));
     engine.setInstance(ToText(m_server.m_service.Instance()));
     engine.setVersion(NORVANE_VERSION);
     engine.setProcessId(static_cast<std::uint32_t>(::getpid()));
@@ -111,6 +106,7 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
   }
 
   EngineServer& m_server;
+  std::string m_peer;
   PacedStream& m_stream;
   HeldSession& m_session;
   kj::PromiseFulfiller<void>& m_failed;
@@ -118,8 +114,9 @@ class EngineServer::Greeter final : public wire::Greeter::Server {
 
 class EngineServer::Connection {
  public:
-  Connection(EngineServer& server, kj::Own<kj::AsyncIoStream> stream)
-      : Connection(server, kj::mv(stream), kj::newPromiseAndFulfiller<void>()) {}
+  /// `peer` is its name.
+  Connection(EngineServer& server, kj::Own<kj::AsyncIoStream> stream, const std::string& peer)
+      : Connection(server, kj::mv(stream), peer, kj::newPromiseAndFulfiller<void>()) {}
   ~Connection() noexcept { --m_server.m_connections; }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -136,14 +133,16 @@ class EngineServer::Connection {
   }
 
  private:
-  Connection(EngineServer& server, kj::Own<kj::AsyncIoStream> stream, kj::PromiseFulfillerPair<void> failed)
+  Connection(EngineServer& server, kj::Own<kj::AsyncIoStream> stream, const std::string& peer,
+             kj::PromiseFulfillerPair<void> failed)
       : m_server(server),
         m_failed(kj::mv(failed.promise)),
         m_fail(kj::mv(failed.fulfiller)),
         m_stream(kj::mv(stream),
                  [this] { return m_session.IsOpen() ? MaxMessageToEngine : MaxMessageBeforeHello; }),
         m_network(m_stream, capnp::rpc::twoparty::Side::SERVER, ReaderLimit(MaxMessageToEngine)),
-        m_rpc(capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, m_stream, m_session, *m_fail))) {
+        m_rpc(
+            capnp::makeRpcServer(m_network, kj::heap<Greeter>(server, peer, m_stream, m_session, *m_fail))) {
     m_rpc.setFlowLimit(MaxWordsInFlight);
     ++m_server.m_connections;
   }
@@ -165,7 +164,7 @@ EngineServer::EngineServer(kj::AsyncIoContext& io, engine::Service& service, Opt
       m_tasks(*this) {
   using Provider = kj::LowLevelAsyncIoProvider;
   m_listener = io.lowLevelProvider->wrapListenSocketFd(
-      platform::ListenAt(SocketPath(m_options.folder), Backlog).Release(),
+      platform::ListenAt(SocketPath(m_options.folder), Backlog, m_options.group).Release(),
       Provider::TAKE_OWNERSHIP | Provider::ALREADY_CLOEXEC | Provider::ALREADY_NONBLOCK);
   m_tasks.add(WatchService());
   m_tasks.add(Accept());
@@ -202,9 +201,11 @@ kj::Promise<void> EngineServer::Accept() {
 void EngineServer::Admit(kj::Own<kj::AsyncIoStream> stream) {
   if (m_connections >= m_options.maxConnections)
     return m_options.log("too many consoles: connection refused");
-  if (const auto user = UserOf(*stream); !m_options.mayConnect(user))
-    return m_options.log("connection of user " + std::to_string(user) + " refused");
-  auto connection = kj::heap<Connection>(*this, kj::mv(stream));
+  const auto peer = platform::PeerOf(KJ_ASSERT_NONNULL(stream->getFd()));
+  const auto name = platform::NameOf(peer);
+  if (!m_options.mayConnect(peer, m_options.group))
+    return m_options.log("connection of " + name + " refused");
+  auto connection = kj::heap<Connection>(*this, kj::mv(stream), name);
   auto run = connection->Run();
   m_tasks.add(run.attach(kj::mv(connection)));
 }

@@ -6,20 +6,22 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "engine/Service.h"
+#include "platform/Peer.h"
 
 namespace norvane::link {
 
-/// Whether a process of user `peer` may connect: only the engine's own user or root.
-[[nodiscard]] bool IsOwnUserOrRoot(uid_t peer);
+/// Whether the process may connect: of the engine's own user, root, or a member of the group.
+[[nodiscard]] bool MayConnect(const platform::Peer& peer, std::optional<gid_t> group);
 
-/// Serves the engine's service to consoles through the socket in the application folder, mode 0600. Lives on
-/// the service thread's kj loop, for which it also calls `Service::OnWake`. The destructor closes all
-/// connections and removes the socket.
+/// Serves the engine's service to consoles through the socket in the application folder, mode 0600, or 0660
+/// for a group. Lives on the service thread's kj loop, for which it also calls `Service::OnWake`. The
+/// destructor closes all connections and removes the socket.
 ///
-/// A connection is dropped when its peer is of another user, does not say hello in time, or breaks the
+/// A connection is dropped when its peer may not connect, does not say hello in time, or breaks the
 /// protocol; no console can hold up another.
 class EngineServer final : private kj::TaskSet::ErrorHandler {
  public:
@@ -32,7 +34,9 @@ class EngineServer final : private kj::TaskSet::ErrorHandler {
     std::function<void(const std::string&)> log = [](const auto&) {};
     std::chrono::milliseconds handshake{5000};
     std::size_t maxConnections = 32;
-    std::function<bool(uid_t)> mayConnect = IsOwnUserOrRoot;
+    /// Members may connect too. Whoever gives it has let them into the folder.
+    std::optional<gid_t> group{};
+    std::function<bool(const platform::Peer&, std::optional<gid_t>)> mayConnect = MayConnect;
   };
 
   /// Throws EngineError (Invalid) if the folder's path is too long for a socket, std::system_error if the

@@ -15,9 +15,10 @@ using console::engine::EngineError;
 using console::engine::EngineErrorCode;
 using console::engine::PageReply;
 
-Session::Session(engine::Service& service, std::function<void()> onShutdown, AwaitRead awaitRead,
-                 kj::PromiseFulfiller<void>& failed)
+Session::Session(engine::Service& service, ChangeLog log, std::function<void()> onShutdown,
+                 AwaitRead awaitRead, kj::PromiseFulfiller<void>& failed)
     : m_service(service),
+      m_log(std::move(log)),
       m_onShutdown(std::move(onShutdown)),
       m_awaitRead(std::move(awaitRead)),
       m_failed(failed),
@@ -91,6 +92,13 @@ kj::Promise<void> Session::RunLater(Context context, Start start) {
   });
 }
 
+engine::Completion Session::Logged(std::string verb, std::vector<std::string> names, const End& end) const {
+  return [log = m_log, verb = std::move(verb), names = std::move(names), end](std::exception_ptr error) {
+    if (!error) log.Write(verb, names);
+    end(error, {});
+  };
+}
+
 // The calls
 
 kj::Promise<void> Session::openGate(OpenGateContext context) {
@@ -113,7 +121,15 @@ kj::Promise<void> Session::commitConfig(CommitConfigContext context) {
     std::map<std::string, std::string> values;
     for (const auto pair : params.getValues())
       values[ToString(pair.getKey())] = ToString(pair.getValue());
-    m_service.CommitConfig(std::move(values), [end](std::exception_ptr error) { end(error, {}); });
+    std::map<std::string, std::string> before;
+    for (const auto& [key, value] : values)
+      before[key] = m_service.ConfigValue(key);
+    m_service.CommitConfig(values, [end, before, values, log = m_log](std::exception_ptr error) {
+      if (!error)
+        for (const auto& [key, value] : values)
+          log.WriteSet(console::engine::ServiceName, key, before.at(key), value);
+      end(error, {});
+    });
   });
 }
 
@@ -121,7 +137,7 @@ kj::Promise<void> Session::load(LoadContext context) {
   return ActLater(context, [this](auto params, const End& end) {
     const auto path = ToString(params.getPath());
     const auto done = [end](std::exception_ptr error) { end(error, {}); };
-    if (m_gateOpen) return m_service.Load(path, done);
+    if (m_gateOpen) return m_service.Load(path, Logged("load", {path}, end));
     if (!m_service.IsDataFile(path)) RequireGate();
     m_service.LoadIfReplaced(done);
   });
@@ -130,14 +146,17 @@ kj::Promise<void> Session::load(LoadContext context) {
 kj::Promise<void> Session::save(SaveContext context) {
   return ActLater(context, [this](auto params, const End& end) {
     RequireGate();
-    m_service.Save(ToString(params.getPath()), [end](std::exception_ptr error) { end(error, {}); });
+    const auto path = ToString(params.getPath());
+    m_service.Save(path, Logged("save", {path}, end));
   });
 }
 
 kj::Promise<void> Session::add(AddContext context) {
   return Act(context, [this](auto params, auto&) {
     RequireGate();
-    m_service.Add(ToString(params.getName()));
+    const auto name = ToString(params.getName());
+    m_service.Add(name);
+    m_log.Write("add", name);
   });
 }
 
@@ -148,13 +167,18 @@ kj::Promise<void> Session::remove(RemoveContext context) {
     const auto* monitor = m_service.Table().Find(name);
     if (monitor == nullptr) throw EngineError(EngineErrorCode::NotFound, "no such monitor: " + name);
     m_service.Remove(monitor->id);
+    m_log.Write("remove", name);
   });
 }
 
 kj::Promise<void> Session::setAttribute(SetAttributeContext context) {
   return Act(context, [this](auto params, auto&) {
     RequireGate();
-    m_service.Set(params.getId(), ToString(params.getKey()), ToString(params.getValue()));
+    const auto key = ToString(params.getKey()), value = ToString(params.getValue());
+    const auto* monitor = m_service.Table().Find(params.getId());
+    const auto before = monitor != nullptr ? monitor->attributes : nullptr;
+    m_service.Set(params.getId(), key, value);
+    if (before) m_log.WriteSet(monitor->name, key, before->Get(key), value);
   });
 }
 
@@ -182,9 +206,12 @@ kj::Promise<void> Session::notify(NotifyContext context) {
 kj::Promise<void> Session::shutdown(ShutdownContext context) {
   return ActLater(context, [this](auto params, const End& end) {
     RequireGate();
-    const auto onSaved = [end, force = params.getForce(),
+    const auto onSaved = [end, log = m_log, force = params.getForce(),
                           onShutdown = m_onShutdown](const std::exception_ptr& error) {
-      if (!error || force) onShutdown();
+      if (!error || force) {
+        log.Write("shutdown");
+        onShutdown();
+      }
       end(force ? nullptr : error, {});
     };
     m_service.SaveAll(onSaved);
@@ -249,7 +276,9 @@ std::vector<std::string> ToStrings(capnp::List<capnp::Text>::Reader texts) {
 kj::Promise<void> Session::dropOwed(DropOwedContext context) {
   return Act(context, [this](auto params, auto&) {
     RequireGate();
-    m_service.DropOwed(ToStrings(params.getNames()));
+    const auto names = ToStrings(params.getNames());
+    m_service.DropOwed(names);
+    m_log.Write("drop owed messages of", names);
   });
 }
 
@@ -270,15 +299,18 @@ kj::Promise<void> Session::silences(SilencesContext context) {
 kj::Promise<void> Session::silence(SilenceContext context) {
   return ActLater(context, [this](auto params, const End& end) {
     RequireGate();
-    m_service.Silence(ToStrings(params.getNames()), std::chrono::seconds(params.getSeconds()),
-                      ToString(params.getBecause()), [end](std::exception_ptr error) { end(error, {}); });
+    const auto names = ToStrings(params.getNames());
+    const auto seconds = params.getSeconds();
+    m_service.Silence(names, std::chrono::seconds(seconds), ToString(params.getBecause()),
+                      Logged("silence for " + std::to_string(seconds) + " s", names, end));
   });
 }
 
 kj::Promise<void> Session::unsilence(UnsilenceContext context) {
   return ActLater(context, [this](auto params, const End& end) {
     RequireGate();
-    m_service.Unsilence(ToStrings(params.getNames()), [end](std::exception_ptr error) { end(error, {}); });
+    const auto names = ToStrings(params.getNames());
+    m_service.Unsilence(names, Logged("unsilence", names, end));
   });
 }
 
@@ -297,7 +329,7 @@ kj::Promise<void> Session::openOutages(OpenOutagesContext context) {
 kj::Promise<void> Session::change(ChangeContext context) {
   return Act(context, [this](auto, auto& results) {
     RequireGate();
-    results.setTransaction(kj::heap<Transaction>(m_service));
+    results.setTransaction(kj::heap<Transaction>(m_service, m_log));
   });
 }
 

@@ -7,6 +7,7 @@
 
 #include "engine/Service.h"
 #include "link/ChangeFeed.h"
+#include "link/ChangeLog.h"
 #include "link/engine.capnp.h"
 #include "platform/ThreadCheck.h"
 
@@ -22,7 +23,7 @@ class Session final : public wire::Session::Server,
 
   /// `awaitRead` is done when the console has read what was sent so far. `failed` is rejected when the
   /// mirror cannot be updated any more; the connection must then be closed. Neither is used after `Close`.
-  Session(engine::Service& service, std::function<void()> onShutdown, AwaitRead awaitRead,
+  Session(engine::Service& service, ChangeLog log, std::function<void()> onShutdown, AwaitRead awaitRead,
           kj::PromiseFulfiller<void>& failed);
   ~Session() noexcept = default;
   /// When the connection ends. Pending calls may keep the session alive, even longer than the service, so it
@@ -70,6 +71,9 @@ class Session final : public wire::Session::Server,
   template <class Context, class Start>
   kj::Promise<void> RunLater(Context context, Start start);
   void RequireGate() const;
+  /// Logs what a console has changed, if there is no error, then ends the call.
+  [[nodiscard]] engine::Completion Logged(std::string verb, std::vector<std::string> names,
+                                          const End& end) const;
   void StopFetch(std::uint32_t number);
 
   void TableChanged() override;
@@ -78,6 +82,7 @@ class Session final : public wire::Session::Server,
 
   platform::ThreadCheck m_thread;  ///< the service thread
   engine::Service& m_service;
+  ChangeLog m_log;
   std::function<void()> m_onShutdown;
   AwaitRead m_awaitRead;
   kj::PromiseFulfiller<void>& m_failed;

@@ -57,7 +57,10 @@ kj::Promise<void> Transaction::commit(CommitContext context) {
   const auto end = [fulfiller](std::exception_ptr error) { (*fulfiller)->fulfill({std::move(error)}); };
   try {
     if (std::exchange(m_isBroken, true)) throw EngineError(EngineErrorCode::Refused, "nothing to commit");
-    m_service.Change(std::exchange(m_changes, {}), context.getParams().getBasedOn(), end);
+    const auto changes = std::exchange(m_changes, {});
+    auto lines = m_log.Describe(changes);
+    m_service.Change(changes, context.getParams().getBasedOn(), end);
+    m_log.WriteAll(std::move(lines));
   } catch (...) {
     end(std::current_exception());
   }

@@ -19,6 +19,7 @@ inline constexpr std::string_view Config = "config.ini";
 inline constexpr std::string_view Help = "help.htm";
 inline constexpr std::string_view LogFolder = "log";
 inline constexpr std::string_view EngineLog = "log/engine.log";
+inline constexpr std::string_view ChangeLog = "log/changes.log";
 inline constexpr std::string_view CommandsLog = "log/commands.log";
 inline constexpr std::string_view MonitorLog = "log/NorvaneLog%d%m%y.log";  ///< one a day
 }  // namespace files

@@ -89,6 +89,19 @@ std::error_code MakeFolder(const std::string& path) {
   return MakeOne(path);
 }
 
+std::error_code LetGroupThrough(const std::string& folder, gid_t group) {
+  struct stat status {};
+  if (::stat(folder.c_str(), &status) != 0) return LastError();
+  constexpr mode_t groupBits = 0070, enter = 0010, otherBits = 0007, all = 07777;
+  if (status.st_gid == group && (status.st_mode & enter) != 0) return {};
+  // What everybody may do members may too, and at no moment what the former group could.
+  const mode_t without = (status.st_mode & all & ~groupBits) | (status.st_mode & otherBits) << 3;
+  if (::chmod(folder.c_str(), without) != 0 || ::chown(folder.c_str(), static_cast<uid_t>(-1), group) != 0 ||
+      ::chmod(folder.c_str(), without | enter) != 0)
+    return LastError();
+  return {};
+}
+
 std::string ComputerName() {
   char name[HOST_NAME_MAX + 1] = {};
   if (::gethostname(name, sizeof name - 1) != 0) throw std::system_error(LastError(), "gethostname");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -29,6 +31,10 @@ namespace norvane::platform {
 /// Makes the folder `path` and what is missing above it, each with mode 0700. No error if it is there
 /// already.
 [[nodiscard]] std::error_code MakeFolder(const std::string& path);
+
+/// Lets members of the group use what lies in the folder and lets them in, without seeing what else is there:
+/// mode g+x alone. Only a member, or root, can give a folder to a group.
+[[nodiscard]] std::error_code LetGroupThrough(const std::string& folder, gid_t group);
 
 /// The name of this computer, at most 49 bytes of it.
 [[nodiscard]] std::string ComputerName();

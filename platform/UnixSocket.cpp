@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
@@ -36,13 +37,16 @@ UnixAddress::UnixAddress(const std::string& path) {
 
 /// Nobody can connect before the mode is set: the file gets the mode of its socket. The umask is not changed
 /// instead, since other threads create files and folders.
-FileDescriptor ListenAt(const std::string& path, int backlog) {
+FileDescriptor ListenAt(const std::string& path, int backlog, std::optional<gid_t> group) {
   const UnixAddress address(path);
   auto socket = NewSocket();
   if (!socket) ThrowSystemError("socket");
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) ThrowSystemError(path);
   if (::fchmod(socket.Get(), 0600) != 0 || ::bind(socket.Get(), address.Get(), UnixAddress::Size()) != 0 ||
       ::listen(socket.Get(), backlog) != 0)
+    ThrowSystemError(path);
+  if (group &&
+      (::lchown(path.c_str(), static_cast<uid_t>(-1), *group) != 0 || ::chmod(path.c_str(), 0660) != 0))
     ThrowSystemError(path);
   return socket;
 }

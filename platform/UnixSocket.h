@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <optional>
 #include <string>
 
 #include "platform/FileDescriptor.h"
@@ -24,9 +25,9 @@ class UnixAddress {
   FileDescriptor m_folder;
 };
 
-/// Listens at `path`, in place of what lies there; for this user only. The socket doesn't block. Throws
-/// std::system_error.
-[[nodiscard]] FileDescriptor ListenAt(const std::string& path, int backlog);
+/// Listens at `path`, in place of what lies there; for this user only, or for a group too. The socket doesn't
+/// block. Throws std::system_error.
+[[nodiscard]] FileDescriptor ListenAt(const std::string& path, int backlog, std::optional<gid_t> group = {});
 
 /// A connected socket that doesn't block; none, and `errno`, if that fails at once. Throws as UnixAddress.
 [[nodiscard]] FileDescriptor ConnectTo(const std::string& path);

@@ -13,6 +13,7 @@
 #include "formats/Number.h"
 #include "platform/Ascii.h"
 #include "platform/IniFile.h"
+#include "platform/Peer.h"
 
 namespace norvane::service {
 
@@ -97,6 +98,7 @@ constexpr int MaxWait = engine::ModemSettings::MaxWait.count();
 
 /// All that anybody reads in the file, the console too.
 constexpr Setting Settings[] = {
+    {"engine", "group"},
     {"help", "feedback"},
     {"text", "charset", &ApplyCharset, "a character set", platform::LegacyCharset::DefaultName.data()},
     {"gateway", "url"},
@@ -152,6 +154,13 @@ Config Config::Read(const std::string& path) {
     if (!name.empty() && unknown.insert(platform::AsciiUpper(name)).second)
       config.remarks.push_back("config.ini: unknown " + name);
   };
+  const auto addProblem = [&](const std::string& text) {
+    config.problem += (config.problem.empty() ? "config.ini: " : "; ") + text;
+  };
+  if (const auto group = file.Find("engine", "group"); group && !group->empty()) {
+    config.group = platform::FindGroup(*group);
+    if (!config.group) addProblem("[engine] group: there is no group " + *group);
+  }
   const auto folder = std::filesystem::path(path).parent_path().string();
   config.caFile = (std::filesystem::path(folder) / config.caFile).string();
   if (file.Find("tls", "cafile") && ::access(config.caFile.c_str(), R_OK) != 0)
@@ -164,7 +173,7 @@ Config Config::Read(const std::string& path) {
     }
     if (engine::ExitSettings::IsExit(section.name)) {
       const auto wrong = config.exits.Add(section, folder);
-      if (!wrong.empty()) config.problem += (config.problem.empty() ? "config.ini: " : "; ") + wrong;
+      if (!wrong.empty()) addProblem(wrong);
       continue;
     }
     note(Unknown(section, nullptr));

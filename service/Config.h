@@ -1,6 +1,9 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +25,7 @@ struct Config {
   engine::MailServerTable mailServers{};
   engine::Alarms::Options alarms{};
   engine::ExitSettings exits{};
+  std::optional<gid_t> group{};        ///< whose members may use the engine
   std::chrono::hours logAge{90 * 24};  ///< 0: for ever
 
   /// Why the file could not be read, or which line of it, and what is wrong with exits: empty if nothing is.

@@ -187,7 +187,13 @@ void Serve(const std::string& folder, Daemon* daemon) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP})
     kj::UnixEventPort::captureSignal(signal);
   kj::AsyncIoContext io = kj::setupAsyncIo();
-  const auto config = Config::Read(platform::PathIn(folder, platform::files::Config));
+  auto config = Config::Read(platform::PathIn(folder, platform::files::Config));
+  if (config.group)
+    if (const auto error = platform::LetGroupThrough(folder, *config.group)) {
+      config.group.reset();
+      config.problem += (config.problem.empty() ? "" : "; ") + folder +
+                        " cannot be opened to the group of [engine] group: " + error.message();
+    }
   engine::Service service(ServiceOptions(folder, config));
   for (const auto& remark : config.remarks)
     service.OwnLog().Write(remark);
@@ -198,6 +204,7 @@ void Serve(const std::string& folder, Daemon* daemon) {
   auto endRequested = kj::newPromiseAndFulfiller<void>();
   link::EngineServer::Options options;
   options.folder = folder;
+  options.group = config.group;
   options.onShutdown = [&] { endRequested.fulfiller->fulfill(); };
   options.log = [&](const std::string& text) { service.OwnLog().Write(text); };
   auto server = std::make_unique<link::EngineServer>(io, service, options);

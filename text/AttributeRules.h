@@ -32,10 +32,7 @@ inline constexpr std::array<std::string_view, 3> MonitorTypes = {
 [[nodiscard]] std::optional<std::string> AttributeMistake(std::string_view typeName, std::string_view key,
                                                           std::string_view value);
 
-/// Whether the value is to be shown only to who asks for secrets.
-[[nodiscard]] constexpr bool IsSecret(std::string_view key) {
-  return key == console::engine::keys::PopPass;
-}
+using console::engine::IsSecret;
 
 /// The one type that uses the key; empty: all do.
 [[nodiscard]] std::string_view TypeOfKey(std::string_view key);

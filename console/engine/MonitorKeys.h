@@ -40,6 +40,11 @@ inline constexpr std::array<std::string_view, 19> KnownKeys = {
     keys::To,          keys::Status,      keys::Result,      keys::Parent,
 };
 
+/// Whether the value is to be shown only to who asks for secrets.
+[[nodiscard]] constexpr bool IsSecret(std::string_view key) {
+  return key == keys::PopPass;
+}
+
 /// The position of a key in KnownKeys, if it is one of them.
 [[nodiscard]] constexpr std::optional<std::size_t> KnownPosition(std::string_view key) {
   const auto found = std::ranges::find(KnownKeys, key);

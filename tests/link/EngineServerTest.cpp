@@ -96,22 +96,30 @@ TEST_F(EngineServerTest, ServesAFolderThatIsTooDeepForTheAddressOfASocket) {
   EXPECT_NE(::stat((deep + "/NorvaneEngine.sock").c_str(), &status), 0);
 }
 
-TEST_F(EngineServerTest, OnlyItsOwnUserAndRootMayConnect) {
-  EXPECT_TRUE(link::IsOwnUserOrRoot(::geteuid()));
-  EXPECT_TRUE(link::IsOwnUserOrRoot(0));
-  EXPECT_FALSE(link::IsOwnUserOrRoot(::geteuid() + 1));
+TEST_F(EngineServerTest, OnlyItsOwnUserRootAndAGroupMayConnect) {
+  constexpr gid_t group = 4711;
+  const uid_t stranger = ::geteuid() + 1;
+  EXPECT_TRUE(link::MayConnect({::geteuid(), 1, {}}, std::nullopt));
+  EXPECT_TRUE(link::MayConnect({0, 1, {}}, std::nullopt));
+  EXPECT_TRUE(link::MayConnect({stranger, 1, {1, group}}, group));
+  EXPECT_FALSE(link::MayConnect({stranger, 1, {1, group}}, std::nullopt));
+  EXPECT_FALSE(link::MayConnect({stranger, 1, {1, 0}}, group));
 
-  std::optional<uid_t> seen;
+  std::optional<platform::Peer> seen;
   Start([&](EngineServer::Options& options) {
-    options.mayConnect = [&](uid_t user) {
-      seen = user;
+    options.group = ::getegid();
+    options.mayConnect = [&](const platform::Peer& peer, auto) {
+      seen = peer;
       return false;
     };
   });
+  EXPECT_EQ(ModeOf(m_folder / "NorvaneEngine.sock"), 0660u);
   EngineClient client(m_options);
   EXPECT_NE(ErrorOf(client).find("refused the connection"), std::string::npos);
-  m_engine->AwaitLog("connection of user " + std::to_string(::geteuid()) + " refused");
-  EXPECT_EQ(seen, ::geteuid());
+  m_engine->AwaitLog("[" + std::to_string(::getpid()) + "] refused");
+  EXPECT_EQ(seen->user, ::geteuid());
+  EXPECT_EQ(seen->process, ::getpid());
+  EXPECT_TRUE(link::MayConnect({stranger, 1, seen->groups}, ::getegid()));
 }
 
 TEST_F(EngineServerTest, AStrangerThatNeverSaysHelloIsDropped) {

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <sstream>
 #include <thread>
 
 #include "loopback/HttpServer.h"
@@ -71,6 +72,46 @@ TEST(EngineProgram, SaysWhyItCannotServe) {
   }
   fs::remove(folder / "NorvaneEngine.lock");
   EXPECT_EQ(RunProgram({Program("norvane-engine"), "--folder", folder.Path()}).code, 3);
+}
+
+TEST(EngineProgram, LogsWhoChangedWhat) {
+  const TempFolder folder;
+  const Engine engine(folder);
+  const std::string name = "Pop3Monitor Of a", key = "MonitorExt_PopPass";
+  const std::string shown(200, 'x');
+  const std::pair<Arguments, std::string> rows[] = {
+      {{"add", name}, "add \"" + name + "\""},
+      {{"set", name, "Monitor_Timeout (s)", "7"},
+       "set \"" + name + "\" Monitor_Timeout (s): \"30\" -> \"7\""},
+      {{"set", name, "Monitor_Timeout (s)", "7"}, ""},
+      {{"set", name, key, "sesame"}, "set \"" + name + "\" " + key + ": \"\" -> (hidden)"},
+      {{"set", name, "Monitor_Notify Msg", "a\nb"},
+       "set \"" + name + "\" Monitor_Notify Msg: \"\" -> \"a\\nb\""},
+      {{"set", name, "Monitor_Notify Msg", shown + "y"},
+       "set \"" + name + "\" Monitor_Notify Msg: \"a\\nb\" -> \"" + shown + "...\""},
+      {{"start", name}, "set \"" + name + "\" Status: \"Disable\" -> \"Enable\""},
+      {{"silence", name, "--for", "60"}, "silence for 60 s \"" + name + "\""},
+      {{"unsilence", name}, "unsilence \"" + name + "\""},
+      {{"remove", name}, "remove \"" + name + "\""},
+      {{"remove", name}, ""},
+      {{"save", folder / "copy"}, "save \"" + folder / "copy" + "\""},
+      {{"load", folder / "copy"}, "load \"" + folder / "copy" + "\""},
+  };
+  std::string expected;
+  for (const auto& [command, line] : rows) {
+    engine.Ctl(command);
+    if (!line.empty()) expected += line + "\n";
+  }
+  engine.Ctl({"shutdown"});
+  expected += "shutdown\n";
+  std::string found;
+  std::istringstream lines(ReadFile(folder / "log/changes.log"));
+  for (std::string line; std::getline(lines, line);) {
+    const auto who = line.find(" norvanectl[");
+    ASSERT_NE(who, std::string::npos) << line;
+    found += line.substr(line.find("]: ", who) + 3) + "\n";
+  }
+  EXPECT_EQ(found, expected);
 }
 
 TEST(EngineProgram, GoesOnInTheBackgroundWithoutItsLog) {
