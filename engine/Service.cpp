@@ -160,13 +160,16 @@ ce::EngineStatus Service::Status() const {
                           std::string(stall.what),
                           stall.lasting,
                           {},
-                          {}};
+                          {},
+                          m_table->Count()};
   for (const auto& [key, condition] : m_health.Now())
     status.conditions.push_back({condition.text, condition.since});
   const auto now = m_clock();
   for (const auto& [id, monitor] : m_table->All()) {
-    if (monitor.Running() && monitor.overdueAt <= now)
-      status.overdue.push_back({monitor.name, monitor.lastCheck.at});
+    if (!monitor.Running()) continue;
+    ++status.running;
+    if (ce::IsFailure(monitor.attributes->Get(ce::keys::Result))) ++status.failing;
+    if (monitor.overdueAt <= now) status.overdue.push_back({monitor.name, monitor.lastCheck.at});
   }
   return status;
 }

@@ -69,9 +69,8 @@ ChangeFeed::Batch ChangeFeed::Next(const engine::MonitorTable& table) {
   m_removedChange = table.LastChange();
 
   const engine::Monitor* next = table.NextChanged(m_change);
-  while (next != nullptr && batch.monitors.size() < MaxMonitors && batch.bytes < MaxBytes) {
-    batch.monitors.push_back(next);
-    batch.bytes += TextSize(*next);
+  while (next != nullptr && !batch.IsFull()) {
+    batch.Add(*next);
     m_change = next->change;
     next = table.NextChanged(m_change);
   }
@@ -93,9 +92,25 @@ void ChangeFeed::Batch::Write(wire::Batch::Builder to) const {
   auto ids = to.initRemoved(static_cast<unsigned>(removed.size()));
   for (unsigned i = 0; i < removed.size(); ++i)
     ids.set(i, removed[i]);
-  auto records = to.initMonitors(static_cast<unsigned>(monitors.size()));
+  WriteMonitors(to.initMonitors(static_cast<unsigned>(monitors.size())));
+}
+
+void ChangeFeed::Batch::WriteMonitors(capnp::List<wire::Monitor>::Builder to) const {
   for (unsigned i = 0; i < monitors.size(); ++i)
-    WriteMonitor(*monitors[i], records[i]);
+    WriteMonitor(*monitors[i], to[i]);
+}
+
+void ChangeFeed::Batch::Add(const engine::Monitor& monitor) {
+  monitors.push_back(&monitor);
+  bytes += TextSize(monitor);
+}
+
+std::uint32_t ChangeFeed::Batch::Fill(const engine::MonitorTable& table,
+                                      capnp::List<std::uint64_t>::Reader ids) {
+  std::uint32_t done = 0;
+  for (; done < ids.size() && !IsFull(); ++done)
+    if (const auto* monitor = table.Find(ids[done])) Add(*monitor);
+  return done;
 }
 
 }  // namespace norvane::link

@@ -28,6 +28,15 @@ class ChangeFeed {
 
     [[nodiscard]] std::uint64_t WordsHint() const;
     void Write(wire::Batch::Builder to) const;
+    void WriteMonitors(capnp::List<wire::Monitor>::Builder to) const;
+    /// Adds those of `ids` that are still there until the batch is full; gives how many ids are done.
+    [[nodiscard]] std::uint32_t Fill(const engine::MonitorTable& table,
+                                     capnp::List<std::uint64_t>::Reader ids);
+
+   private:
+    friend class ChangeFeed;
+    [[nodiscard]] bool IsFull() const { return monitors.size() >= MaxMonitors || bytes >= MaxBytes; }
+    void Add(const engine::Monitor& monitor);
   };
 
   /// Whether the table has changes that were not sent.

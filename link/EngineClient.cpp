@@ -19,6 +19,7 @@ using namespace std::chrono_literals;
 
 /// On a disk that is slow, but not stuck.
 constexpr std::chrono::milliseconds SaveTimeOfOne{4};
+constexpr std::size_t IdsInOneRead = 1000;
 
 /// The connection ends a moment before the process.
 void AwaitFreeFolder(const std::string& folder) {
@@ -41,6 +42,13 @@ template <class Request>
 void CallWithName(Link& link, Link::Method<Request> method, std::string_view fullName) {
   link.Call(link.Options().callTimeout, method,
             [&](auto& request) { request.setName(ToText(std::string(fullName))); });
+}
+
+template <class Request>
+void SetNames(Request& request, const std::vector<std::string>& from) {
+  auto names = request.initNames(static_cast<unsigned>(from.size()));
+  for (unsigned i = 0; i < names.size(); ++i)
+    names.set(i, ToText(from[i]));
 }
 
 template <class Request>
@@ -134,6 +142,9 @@ ce::EngineStatus ReadStatus(wire::Status::Reader from) {
     status.conditions.push_back({ToString(condition.getText()), ToTime(condition.getSince())});
   for (const auto overdue : from.getOverdue())
     status.overdue.push_back({ToString(overdue.getName()), ToTime(overdue.getCheckedAt())});
+  status.monitors = from.getMonitors();
+  status.running = from.getRunning();
+  status.failing = from.getFailing();
   return status;
 }
 
@@ -185,6 +196,38 @@ std::uint64_t EngineClient::LastChange() {
 }
 std::uint64_t EngineClient::WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) {
   return m_link->ConnectedMirror().WaitForUpdate(seen, time);
+}
+
+std::vector<ce::NamedMonitor> EngineClient::Select(const std::vector<std::string>& names) {
+  std::vector<ce::NamedMonitor> selected;
+  m_link->Call(
+      m_link->Options().callTimeout, &Session::selectRequest,
+      [&](auto& request) { SetNames(request, names); },
+      [&](const auto& results) {
+        for (const auto monitor : results.getMonitors())
+          selected.push_back({monitor.getId(), ToString(monitor.getName())});
+      });
+  return selected;
+}
+
+ce::MonitorSnapshot EngineClient::Read(const std::vector<ce::MonitorId>& ids) {
+  ce::MonitorSnapshot monitors;
+  for (std::size_t done = 0; done < ids.size();) {
+    const auto count = std::min(ids.size() - done, IdsInOneRead);
+    m_link->Call(
+        m_link->Options().callTimeout, &Session::readRequest,
+        [&](auto& request) {
+          auto wanted = request.initIds(static_cast<unsigned>(count));
+          for (unsigned i = 0; i < count; ++i)
+            wanted.set(i, ids[done + i]);
+        },
+        [&](const auto& results) {
+          for (const auto monitor : results.getMonitors())
+            monitors.push_back(m_link->Read(monitor));
+          done += std::clamp<std::size_t>(results.getDone(), 1, count);
+        });
+  }
+  return monitors;
 }
 
 void EngineClient::OnUpdate(std::function<void()> callback) {
@@ -264,8 +307,10 @@ void EngineClient::Load(std::string_view path) {
 }
 void EngineClient::Save(std::string_view path) {
   const auto& options = m_link->Options();
-  const auto timeout = options.callTimeout + static_cast<int>(Count()) * SaveTimeOfOne;
-  CallWithPath(*m_link, &Session::saveRequest, path, std::min(timeout, options.storeTimeout));
+  auto timeout = options.storeTimeout;
+  if (options.follows)
+    timeout = std::min(timeout, options.callTimeout + static_cast<int>(Count()) * SaveTimeOfOne);
+  CallWithPath(*m_link, &Session::saveRequest, path, timeout);
 }
 void EngineClient::Add(std::string_view fullName) {
   CallWithName(*m_link, &Session::addRequest, fullName);
@@ -300,15 +345,6 @@ ce::Outcome EngineClient::Check(ce::MonitorId id) {
 ce::Outcome EngineClient::Notify(ce::MonitorId id) {
   return Run(*m_link, &Session::notifyRequest, id);
 }
-
-namespace {
-template <class Request>
-void SetNames(Request& request, const std::vector<std::string>& fullNames) {
-  auto names = request.initNames(static_cast<unsigned>(fullNames.size()));
-  for (unsigned i = 0; i < names.size(); ++i)
-    names.set(i, ToText(fullNames[i]));
-}
-}  // namespace
 
 void EngineClient::DropOwed(const std::vector<std::string>& fullNames) {
   m_link->Call(m_link->Options().callTimeout, &Session::dropOwedRequest,

@@ -75,6 +75,7 @@ void Link::Connect() {
 }
 
 const Mirror& Link::ConnectedMirror() {
+  if (!m_options.follows) throw std::logic_error("this client has no mirror");
   Connect();
   return m_mirror;
 }

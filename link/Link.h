@@ -75,6 +75,10 @@ class Link {
   }
   /// Waits likewise; the user may give the call up.
   void WaitCancellable(CallState& call);
+  /// A monitor as a call read it, on the link's thread.
+  [[nodiscard]] console::engine::MonitorPtr Read(wire::Monitor::Reader from) const {
+    return m_mirror.Read(from);
+  }
   /// As of the port.
   void OnUpdate(std::function<void()> callback) { m_mirror.OnUpdate(std::move(callback)); }
   /// Returns when the engine has closed the connection.

@@ -202,6 +202,10 @@ kj::Promise<void> LinkLoop::ReadGreeting(wire::Greeting::Reader greeting, CallSt
   }
   ReadInfo(greeting.getEngine());
   m_connection->session = greeting.getEngine().getSession();
+  if (!m_options.follows) {
+    m_mirror.SkipFilling();
+    return kj::READY_NOW;
+  }
   auto request = greeting.getEngine().getSession().followRequest();
   request.setMirror(kj::heap<MirrorServer>(*this));
   return request.send().ignoreResult();

@@ -14,6 +14,9 @@ struct LinkOptions {
   /// Starts the engine; called on the link's thread when no engine answers, once. What it throws
   /// becomes the error of the call. May be empty.
   std::function<void()> startEngine;
+  /// Whether there is a mirror of all monitors. A client without one connects at the same cost whatever their
+  /// number, but has no reads except `Select`, `Read` and those that ask the engine anyway.
+  bool follows = true;
   /// How the calling thread waits; null just blocks. Must outlive the client and all that it made.
   console::engine::CallWaiter* waiter = nullptr;
   std::chrono::milliseconds startTimeout{5000};  ///< until a started engine must listen

@@ -123,6 +123,12 @@ void Mirror::Apply(wire::Batch::Reader batch) {
   ReportUpdate();
 }
 
+void Mirror::SkipFilling() {
+  const std::lock_guard lock(m_mutex);
+  m_state = State::Following;
+  m_change = UINT64_MAX - 1;
+}
+
 void Mirror::SetGone() {
   const std::lock_guard lock(m_mutex);
   m_state = State::Gone;

@@ -28,6 +28,9 @@ class Mirror {
   /// attempt to connect.
   void Begin(std::vector<std::string> wireKeys, std::vector<console::engine::MonitorTypeInfo> types);
   void Apply(wire::Batch::Reader batch);
+  /// In place of batches, for a client that does not follow: the mirror stays empty and has any change.
+  void SkipFilling();
+  [[nodiscard]] console::engine::MonitorPtr Read(wire::Monitor::Reader from) const;
   void SetGone();
   /// Change number up to which readers see everything; 0 until the first fill is complete.
   [[nodiscard]] std::uint64_t Change() const;
@@ -62,7 +65,6 @@ class Mirror {
 
   void CheckFollowing() const;
   void ReportUpdate();
-  [[nodiscard]] Record Read(wire::Monitor::Reader from) const;
 
   std::vector<std::string> m_wireKeys;
   std::vector<console::engine::MonitorTypeInfo> m_types;

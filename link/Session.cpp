@@ -3,6 +3,7 @@
 #include <cassert>
 
 #include "console/engine/EngineError.h"
+#include "console/engine/MonitorNames.h"
 #include "console/engine/PageFetch.h"
 #include "link/Answer.h"
 #include "link/Transaction.h"
@@ -230,6 +231,9 @@ void WriteStatus(const console::engine::EngineStatus& from, wire::Status::Builde
   to.setWaiting(from.waiting);
   to.setStalled(ToText(from.stalled));
   to.setStalledForMs(static_cast<std::uint64_t>(from.stalledFor.count()));
+  to.setMonitors(static_cast<std::uint32_t>(from.monitors));
+  to.setRunning(static_cast<std::uint32_t>(from.running));
+  to.setFailing(static_cast<std::uint32_t>(from.failing));
   auto conditions = to.initConditions(static_cast<unsigned>(from.conditions.size()));
   for (unsigned i = 0; i < conditions.size(); ++i) {
     conditions[i].setText(ToText(from.conditions[i].text));
@@ -245,6 +249,58 @@ void WriteStatus(const console::engine::EngineStatus& from, wire::Status::Builde
 
 kj::Promise<void> Session::status(StatusContext context) {
   return Act(context, [this](auto, auto& results) { WriteStatus(m_service.Status(), results.initStatus()); });
+}
+
+namespace {
+class TableNames final : public console::engine::MonitorNames {
+ public:
+  explicit TableNames(const engine::Service& service) : m_service(service) {}
+  std::optional<engine::MonitorId> Find(std::string_view fullName) const override {
+    const auto* monitor = m_service.Table().Find(fullName);
+    return monitor == nullptr ? std::nullopt : std::optional(monitor->id);
+  }
+  void ForEach(const Visit& visit) const override {
+    for (const auto& [id, monitor] : m_service.Table().All())
+      visit(id, monitor.name);
+  }
+  std::vector<std::string_view> Types() const override {
+    std::vector<std::string_view> types;
+    for (const auto& type : m_service.Types())
+      types.push_back(type.name);
+    return types;
+  }
+
+ private:
+  const engine::Service& m_service;
+};
+
+std::vector<std::string> ToStrings(capnp::List<capnp::Text>::Reader texts) {
+  std::vector<std::string> strings;
+  for (const auto text : texts)
+    strings.push_back(ToString(text));
+  return strings;
+}
+}  // namespace
+
+kj::Promise<void> Session::select(SelectContext context) {
+  return Act(context, [this](auto params, auto& results) {
+    const TableNames names(m_service);
+    const auto selected = console::engine::SelectMonitors(names, ToStrings(params.getNames()));
+    auto monitors = results.initMonitors(static_cast<unsigned>(selected.size()));
+    for (unsigned i = 0; i < monitors.size(); ++i) {
+      monitors[i].setId(selected[i].id);
+      monitors[i].setName(ToText(selected[i].name));
+    }
+  });
+}
+
+kj::Promise<void> Session::read(ReadContext context) {
+  return Act(context, [this](auto params, auto& results) {
+    ChangeFeed::Batch batch;
+    results.setDone(batch.Fill(m_service.Table(), params.getIds()));
+    platform::EnsureMemory(batch.WordsHint() * sizeof(capnp::word));
+    batch.WriteMonitors(results.initMonitors(static_cast<unsigned>(batch.monitors.size())));
+  });
 }
 
 kj::Promise<void> Session::owed(OwedContext context) {
@@ -263,15 +319,6 @@ kj::Promise<void> Session::owed(OwedContext context) {
     }
   });
 }
-
-namespace {
-std::vector<std::string> ToStrings(capnp::List<capnp::Text>::Reader texts) {
-  std::vector<std::string> strings;
-  for (const auto text : texts)
-    strings.push_back(ToString(text));
-  return strings;
-}
-}  // namespace
 
 kj::Promise<void> Session::dropOwed(DropOwedContext context) {
   return Act(context, [this](auto params, auto&) {

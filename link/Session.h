@@ -53,6 +53,8 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> unsilence(UnsilenceContext context) override;
   kj::Promise<void> openOutages(OpenOutagesContext context) override;
   kj::Promise<void> change(ChangeContext context) override;
+  kj::Promise<void> select(SelectContext context) override;
+  kj::Promise<void> read(ReadContext context) override;
 
  private:
   struct Ended {

@@ -83,6 +83,10 @@ interface Session {
   # Likewise.
   openOutages @21 () -> (answer :Answer, outages :List(OpenOutage));
   change @22 () -> (answer :Answer, transaction :Transaction);  # gate
+  select @23 (names :List(Text)) -> (answer :Answer, monitors :List(NamedMonitor));
+  # As Select of the console's port. For clients that do not follow.
+  read @24 (ids :List(UInt64)) -> (answer :Answer, done :UInt32, monitors :List(Monitor));
+  # Those of the first "done" ids that are still there; the client asks again for the rest.
 }
 
 interface Transaction {
@@ -106,6 +110,11 @@ struct MonitorChange {
     set @1;
     remove @2;
   }
+}
+
+struct NamedMonitor {
+  id @0 :UInt64;
+  name @1 :Text;
 }
 
 struct Silence {
@@ -147,6 +156,9 @@ struct Status {
   stalledForMs @9 :UInt64;
   conditions @10 :List(Condition);
   overdue @11 :List(Overdue);
+  monitors @12 :UInt32;
+  running @13 :UInt32;
+  failing @14 :UInt32;
 
   struct Condition {
     text @0 :Text;

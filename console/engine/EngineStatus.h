@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -35,6 +36,9 @@ struct EngineStatus {
   std::chrono::milliseconds stalledFor{0};
   std::vector<EngineCondition> conditions;
   std::vector<OverdueMonitor> overdue;
+  std::size_t monitors = 0;
+  std::size_t running = 0;  ///< among them
+  std::size_t failing = 0;  ///< among the running ones
 
   bool operator==(const EngineStatus&) const = default;
   [[nodiscard]] bool IsHealthy() const { return conditions.empty() && stalled.empty(); }

@@ -55,6 +55,10 @@ inline constexpr std::array<std::string_view, 19> KnownKeys = {
 inline constexpr std::string_view StatusEnable = "Enable";
 inline constexpr std::string_view StatusDisable = "Disable";
 inline constexpr std::string_view ResultOk = "Ok";
+/// Of a result; one that was never checked has none.
+[[nodiscard]] constexpr bool IsFailure(std::string_view result) {
+  return !result.empty() && result != ResultOk;
+}
 
 /// What a new monitor has: stopped, checked every minute with half a minute to answer, two tries. The numbers
 /// are also the defaults for stored texts that are not numbers.

@@ -11,6 +11,7 @@
 
 #include "console/engine/EngineStatus.h"
 #include "console/engine/MonitorChange.h"
+#include "console/engine/MonitorNames.h"
 #include "console/engine/MonitorRecord.h"
 #include "console/engine/OpenOutage.h"
 #include "console/engine/OwedMessage.h"
@@ -65,6 +66,10 @@ class Port {
   [[nodiscard]] virtual MonitorId IdAt(int position) = 0;
   [[nodiscard]] virtual MonitorId Find(std::string_view fullName) = 0;
   [[nodiscard]] virtual MonitorPtr Get(MonitorId id) = 0;
+  /// The monitors that `names` name (`SelectMonitors`), all if there is none; asked of the engine itself.
+  [[nodiscard]] virtual std::vector<NamedMonitor> Select(const std::vector<std::string>& names) = 0;
+  /// Those of `ids` that are still there, in this order; asked of the engine itself.
+  [[nodiscard]] virtual MonitorSnapshot Read(const std::vector<MonitorId>& ids) = 0;
   /// All monitors, in order. Two snapshots share the records that did not change between them.
   [[nodiscard]] virtual MonitorSnapshot Snapshot() = 0;
   /// The number of the last change that reads see.

@@ -108,6 +108,57 @@ TEST_P(PortContract, AnAddedMonitorIsStoppedAndAtTheEndOfTheList) {
   EXPECT_EQ(types, "WebMonitor with page;Pop3Monitor with page;SmtpMonitor with page;");
 }
 
+TEST_P(PortContract, SelectsMonitorsAsPeopleNameThem) {
+  ce::OpenGate(port);
+  const std::string shop = "WebMonitor Of shop", mail = "Pop3Monitor Of mail", star = "WebMonitor Of sh*p",
+                    out = "SmtpMonitor Of mail", wide = "WebMonitor Of \xc3\xa4\xc3\xb6";
+  const Names all = {shop, mail, star, out, wide};
+  for (const auto& name : all)
+    port.Add(name);
+  struct Row {
+    Names names, selected;
+    EngineErrorCode error = EngineErrorCode::Gone;
+    std::string says = "";
+  };
+  const Row rows[] = {
+      {{}, all},
+      {{shop}, {shop}},
+      {{mail, "shop", shop, "*op"}, {mail, shop}},
+      {{"sh*p"}, {star}},
+      {{"sh*p*"}, {shop, star}},
+      {{"*Of ????"}, {shop, mail, star, out}},
+      {{"*Of ??", "*M*Of mail"}, {wide, mail, out}},
+      {{"**p"}, {shop, star}},
+      {{shop, "sho"}, {}, EngineErrorCode::NotFound, "no such monitor: sho"},
+      {{shop, "shop?"}, {}, EngineErrorCode::NotFound, "no monitor matches shop?"},
+      {{"mail"}, {}, EngineErrorCode::Invalid, "mail is the name of several monitors: " + mail + ", " + out},
+      {{""}, {}, EngineErrorCode::NotFound, "no such monitor: "},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.names));
+    Names selected;
+    std::string text;
+    const auto select = [&] {
+      for (const auto& monitor : port.Select(row.names))
+        selected.push_back(monitor.name);
+    };
+    if (row.says.empty()) {
+      select();
+    } else {
+      EXPECT_EQ(CodeOf(select, &text), row.error);
+    }
+    EXPECT_EQ(selected, row.selected);
+    EXPECT_EQ(text, row.says);
+  }
+  const auto first = port.IdAt(1);
+  port.SetAttribute(first, keys::Parameter, "x");
+  port.Remove(mail);
+  const auto read = port.Read({port.IdAt(2), first + 1, first});
+  ASSERT_EQ(read.size(), 2u) << "one is gone";
+  EXPECT_EQ(read[0]->name, star);
+  EXPECT_EQ(read[1]->Get(keys::Parameter), "x");
+}
+
 TEST_P(PortContract, RefusesWhatNoMonitorCanHave) {
   ce::OpenGate(port);
   const auto id = Added("WebMonitor Of \xc3\xa4 %d \xe6\x9c\xac ");
@@ -232,6 +283,7 @@ TEST_P(PortContract, EverythingFailsOnceTheEngineHasGone) {
       [&] { return port.Find("WebMonitor Of a"); },
       [&] { return port.Get(id); },
       [&] { return port.Snapshot(); },
+      [&] { return port.Select({}); },
       [&] { return port.WaitForUpdate(0, std::chrono::milliseconds(1)); },
       [&] { return port.ServiceValue("LogFile"); },
       [&] { port.OpenGate("x"); },

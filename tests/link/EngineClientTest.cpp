@@ -32,6 +32,40 @@ using std::chrono::seconds;
 
 using EngineClientTest = LinkTest;
 
+TEST_F(EngineClientTest, OneThatDoesNotFollowWorksWithoutTheOtherMonitors) {
+  Start();
+  const std::string large(500000, 'v'), name = "WebMonitor Of m";
+  m_engine->Do([&](engine::Service& service, FakeWorker&) {
+    for (int i = 0; i < 2500; ++i)
+      service.Add(name + std::to_string(i));
+    for (const char* each : {"7", "8", "9"})
+      service.Set(service.Table().Find(name + each)->id, keys::Parameter, large);
+  });
+  m_options.follows = false;
+  EngineClient client(m_options);
+  client.OpenGate(m_engine->ControlPass());
+  const auto id = client.Select({"m2499"}).at(0).id;
+  client.SetAttribute(id, keys::Parameter, "new");
+  std::vector<ce::MonitorId> ids;
+  for (const auto& monitor : client.Select({}))
+    ids.push_back(monitor.id);
+  const auto monitors = client.Read(ids);
+  ASSERT_EQ(monitors.size(), 2500u);
+  EXPECT_EQ(monitors[2499]->Get(keys::Parameter), "new") << "a read sees the write before it";
+  for (std::size_t i = 0; i < monitors.size(); ++i)
+    EXPECT_EQ(monitors[i]->name, name + std::to_string(i));
+  EXPECT_EQ(monitors[9]->Get(keys::Parameter), large);
+  client.Save(m_folder / "copy");
+  EXPECT_THROW(static_cast<void>(client.Count()), std::logic_error);
+  std::thread end([&] { m_engine.reset(); });
+  EXPECT_EQ(CodeOf([&] {
+              while (true)
+                static_cast<void>(client.Select({name + "1"}));
+            }),
+            EngineErrorCode::Gone);
+  end.join();
+}
+
 TEST_F(EngineClientTest, StartsTheEngineOnceIfNoneAnswers) {
   int starts = 0;
   m_options.startEngine = [&] {

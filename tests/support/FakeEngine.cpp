@@ -103,6 +103,34 @@ MonitorId FakePort::Find(std::string_view fullName) {
   throw EngineError(EngineErrorCode::NotFound, "no such monitor: " + std::string(fullName));
 }
 
+std::vector<ce::NamedMonitor> FakePort::Select(const std::vector<std::string>& names) {
+  struct Table final : ce::MonitorNames {
+    explicit Table(const FakePort& fake) : port(fake) {}
+    std::optional<MonitorId> Find(std::string_view fullName) const override {
+      for (const auto& [id, monitor] : port.m_monitors)
+        if (monitor.name == fullName) return id;
+      return std::nullopt;
+    }
+    void ForEach(const Visit& visit) const override {
+      for (const auto& [id, monitor] : port.m_monitors)
+        visit(id, monitor.name);
+    }
+    std::vector<std::string_view> Types() const override {
+      return {port.m_types.begin(), port.m_types.end()};
+    }
+    const FakePort& port;
+  };
+  static_cast<void>(Info());
+  return ce::SelectMonitors(Table(*this), names);
+}
+
+ce::MonitorSnapshot FakePort::Read(const std::vector<MonitorId>& ids) {
+  ce::MonitorSnapshot monitors;
+  for (const auto id : ids)
+    if (m_monitors.contains(id)) monitors.push_back(Get(id));
+  return monitors;
+}
+
 ce::MonitorPtr FakePort::Get(MonitorId id) {
   static_cast<void>(Info());
   const auto& monitor = Held(id);

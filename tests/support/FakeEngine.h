@@ -73,6 +73,8 @@ class FakePort : public console::engine::Port {
   console::engine::MonitorId IdAt(int position) override;
   console::engine::MonitorId Find(std::string_view fullName) override;
   console::engine::MonitorPtr Get(console::engine::MonitorId id) override;
+  std::vector<console::engine::NamedMonitor> Select(const std::vector<std::string>& names) override;
+  console::engine::MonitorSnapshot Read(const std::vector<console::engine::MonitorId>& ids) override;
   console::engine::MonitorSnapshot Snapshot() override;
   std::uint64_t LastChange() override { return 0; }
   std::uint64_t WaitForUpdate(std::uint64_t seen, std::chrono::milliseconds time) override;
