@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "console/StartEngine.h"
+#include "link/StartEngine.h"
 
 namespace norvane::console {
 
@@ -15,7 +15,7 @@ constexpr std::chrono::seconds NextTry{1};
 Console::Console(const std::string& folder, std::function<void()> endProcess)
     : waiter(dialogs),
       port({.folder = folder,
-            .startEngine = [folder] { StartEngine(folder); },
+            .startEngine = [folder] { link::StartEngine(folder); },
             .waiter = &waiter,
             .retryTimeout = NextTry,
             .runTimeout = LongestTest}),

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "console/StartEngine.h"
+#include "link/StartEngine.h"
 #include "demo/DemoFolder.h"
 #include "demo/DemoMonitors.h"
 #include "demo/DemoServers.h"
@@ -37,7 +37,7 @@ struct Stage {
   demo::DemoServers servers;
   demo::DemoFolder folder{platform::ApplicationFolder() + "/app", programs};
   link::EngineClient engine{
-      {.folder = folder.Path(), .startEngine = [this] { console::StartEngine(folder.Path()); }}};
+      {.folder = folder.Path(), .startEngine = [this] { link::StartEngine(folder.Path()); }}};
 };
 
 void LetUserPlay(int argc, char** argv) {

@@ -8,9 +8,9 @@
 #include <csignal>
 #include <filesystem>
 
-#include "console/StartEngine.h"
 #include "console/StatusModel.h"
 #include "driver/ConsoleRun.h"
+#include "link/StartEngine.h"
 #include "loopback/HttpServer.h"
 #include "loopback/MailServers.h"
 #include "loopback/TempFolder.h"
@@ -116,7 +116,7 @@ TEST_F(StoryTest, OutageIsShownAndNotifiedUntilItEnds) {
     WriteFile(folder / command, std::string("#!/bin/sh\necho ran ") + command + "\n");
     std::filesystem::permissions(folder / command, std::filesystem::perms::owner_all);
   }
-  console::StartEngine(folder.Path());
+  link::StartEngine(folder.Path());
   Add("WebMonitor Of other", {{"Monitor_Parameter", web.Url("/")}});
   Add(Shop, {{"Monitor_Parameter", web.Url("/")},
              {"MonitorExt_SuccessFlag", "STR:good"},
@@ -151,13 +151,13 @@ TEST_F(StoryTest, OutageIsShownAndNotifiedUntilItEnds) {
 
 TEST_F(StoryTest, EngineStartsThoughTheEndsOfChildrenAreIgnored) {
   const auto before = std::signal(SIGCHLD, SIG_IGN);  // as whoever starts a console may leave it
-  EXPECT_NO_THROW(console::StartEngine(folder.Path()));
+  EXPECT_NO_THROW(link::StartEngine(folder.Path()));
   std::signal(SIGCHLD, before);
   EXPECT_EQ(Ctl({"status"}).code, 0);
 }
 
 TEST_F(StoryTest, DeletedMonitorsAreGoneForGood) {
-  console::StartEngine(folder.Path());
+  link::StartEngine(folder.Path());
   for (const char* name : {"a", "b", "c"})
     Add(std::string("WebMonitor Of ") + name);
   {
@@ -184,7 +184,7 @@ TEST_F(StoryTest, DeletedMonitorsAreGoneForGood) {
 
 TEST_F(StoryTest, KilledEngineEndsTheConsoleAndNothingSavedIsLost) {
   const Texts names = {Shop, "SmtpMonitor Of post"};
-  console::StartEngine(folder.Path());
+  link::StartEngine(folder.Path());
   for (const auto& name : names)
     Add(name);
   ASSERT_EQ(Ctl({"save"}).code, 0);

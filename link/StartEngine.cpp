@@ -1,4 +1,4 @@
-#include "console/StartEngine.h"
+#include "link/StartEngine.h"
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace norvane::console {
+namespace norvane::link {
 
 namespace {
 constexpr int FolderInUse = 3;  // another engine serves the folder
@@ -39,4 +39,4 @@ void StartEngine(const std::string& folder) {
                                             : std::string(" was killed at its start")));
 }
 
-}  // namespace norvane::console
+}  // namespace norvane::link
