@@ -100,6 +100,10 @@ void Measure(bench::FigureTable& table, int count) {
   add("validate", 1, {"validate", text});
   add("first apply", 5, {"apply", text, "--yes"});
   add("apply without changes", 1, {"apply", text, "--yes"});
+  for (const auto& words : {std::initializer_list<std::string>{"set", "shop 7", "Monitor_FailTimes", "3"},
+                            {"stop", "shop 7"},
+                            {"get", "shop 7"}})
+    table.Add("norvanectl " + *words.begin(), 1000 * SecondsOf(folder.Path(), words), "ms", 10);
   WriteFiles(text, count, "5m");
   add("apply that changes one in a hundred", 1, {"apply", text, "--yes"});
   add("export", 1, {"export", "--file", exported});

@@ -1,267 +1,202 @@
 #include "ctl/Commands.h"
 
-#include <algorithm>
 #include <array>
-#include <filesystem>
-#include <iostream>
-#include <iterator>
-#include <optional>
 
-#include "console/engine/EngineError.h"
 #include "ctl/Output.h"
-#include "formats/Duration.h"
 #include "link/EngineClient.h"
-#include "platform/FileNames.h"
+#include "link/StartEngine.h"
 
 namespace norvane::ctl {
 
 namespace ce = console::engine;
-namespace keys = ce::keys;
 
 namespace {
 
-// What the commands share
-
-std::string FileOf(const Call& call) {
-  return call.operands.empty() ? platform::PathIn(call.arguments.folder, platform::files::EngineData)
-                               : std::filesystem::absolute(call.operands[0]).string();
-}
-
-ExitCode PrintOutcome(const Call& call, const ce::Outcome& outcome) {
-  const long long duration = outcome.duration.count();
-  if (call.arguments.json) {
-    PrintLine(Json(Fields{{"Result", outcome.reason}, {"DurationMs", duration}}));
-  } else {
-    PrintLine(std::string(outcome.good ? "good" : "failed") + " in " + std::to_string(duration) +
-              " ms: " + Escaped(outcome.reason));
-  }
-  return outcome.good ? Done : NotGood;
-}
-
-// The commands
-
-ExitCode Status(const Call& call) {
-  const auto status = call.engine.QueryStatus()->Reply();
-  const auto fields = StatusOf(call.engine.Info(), status, call.engine.Snapshot());
-  call.arguments.json ? PrintLine(Json(fields)) : PrintFields(fields);
-  return status.IsHealthy() ? Done : NotGood;
-}
-
-ExitCode List(const Call& call) {
-  std::vector<Fields> rows;
-  const auto silences = call.engine.Silences();
-  for (const auto& monitor : call.engine.Snapshot()) {
-    const auto silence = silences.find(monitor->name);
-    rows.push_back(SummaryOf(*monitor, silence == silences.end() ? nullptr : &silence->second));
-  }
-  call.arguments.json ? PrintLine(Json(rows)) : PrintTable(rows);
-  return Done;
-}
-
-ExitCode Get(const Call& call) {
-  const auto monitor = call.engine.Get(call.engine.Find(call.operands[0]));
-  if (call.operands.size() == 1) {
-    const auto fields = AttributesOf(*monitor);
-    call.arguments.json ? PrintLine(Json(fields)) : PrintFields(fields);
-    return Done;
-  }
-  const std::string value(monitor->Get(call.operands[1]));
-  PrintLine(call.arguments.json ? Json(Fields{{call.operands[1], value}}) : value);
-  return Done;
-}
-
-/// Without the final newline that an editor or `echo` adds.
-std::string StandardInput() {
-  std::string text(std::istreambuf_iterator<char>(std::cin), {});
-  if (text.ends_with('\n')) {
-    text.pop_back();
-    if (text.ends_with('\r')) text.pop_back();
-  }
-  return text;
-}
-
-ExitCode Set(const Call& call) {
-  // A secret on the command line would show in the process list, so a value may come from standard input.
-  const auto value = call.operands.size() == 3 ? call.operands[2] : StandardInput();
-  ce::OpenGate(call.engine);
-  call.engine.SetAttribute(call.engine.Find(call.operands[0]), call.operands[1], value);
-  return Done;
-}
-
-ExitCode Add(const Call& call) {
-  ce::OpenGate(call.engine);
-  call.engine.Add(call.operands[0]);
-  call.engine.Init(call.engine.Find(call.operands[0]));
-  return Done;
-}
-
-ExitCode Remove(const Call& call) {
-  ce::OpenGate(call.engine);
-  call.engine.Remove(call.operands[0]);
-  return Done;
-}
-
-ExitCode SetStatus(const Call& call, std::string_view status) {
-  ce::OpenGate(call.engine);
-  for (const auto& name : call.operands)
-    call.engine.SetAttribute(call.engine.Find(name), keys::Status, status);
-  return Done;
-}
-
-ExitCode Start(const Call& call) {
-  return SetStatus(call, ce::StatusEnable);
-}
-ExitCode Stop(const Call& call) {
-  return SetStatus(call, ce::StatusDisable);
-}
-
-ExitCode Check(const Call& call) {
-  ce::OpenGate(call.engine);
-  return PrintOutcome(call, call.engine.Check(call.engine.Find(call.operands[0])));
-}
-
-ExitCode Notify(const Call& call) {
-  ce::OpenGate(call.engine);
-  return PrintOutcome(call, call.engine.Notify(call.engine.Find(call.operands[0])));
-}
-
-ExitCode Owed(const Call& call) {
-  if (!call.operands.empty()) {
-    if (call.operands[0] != "--drop") throw UsageError("unknown operand: " + Escaped(call.operands[0]));
-    ce::OpenGate(call.engine);
-    call.engine.DropOwed({call.operands.begin() + 1, call.operands.end()});
-    return Done;
-  }
-  std::vector<Fields> rows;
-  for (const auto& message : call.engine.Owed())
-    rows.push_back(OwedOf(message));
-  call.arguments.json ? PrintLine(Json(rows)) : PrintTable(rows);
-  return Done;
-}
-
-ExitCode Silence(const Call& call) {
-  std::vector<std::string> names;
-  std::optional<std::chrono::seconds> time;
-  std::string because;
-  for (auto operand = call.operands.begin(); operand != call.operands.end(); ++operand) {
-    const bool isTime = *operand == "--for";
-    if (!isTime && *operand != "--because") {
-      names.push_back(*operand);
-      continue;
-    }
-    if (++operand == call.operands.end()) throw UsageError(*std::prev(operand) + " needs a value");
-    if (!isTime) {
-      because = *operand;
-    } else if (time = formats::ParseDuration(*operand); !time || *time == std::chrono::seconds(0)) {
-      throw UsageError("invalid time, such as 90s, 30m, 2h or 1d: " + Escaped(*operand));
-    }
-  }
-  if (names.empty() || !time) throw UsageError("silence NAME... --for TIME [--because TEXT]");
-  ce::OpenGate(call.engine);
-  call.engine.Silence(names, *time, because);
-  return Done;
-}
-
-ExitCode Unsilence(const Call& call) {
-  ce::OpenGate(call.engine);
-  call.engine.Unsilence(call.operands);
-  return Done;
-}
-
-ExitCode Save(const Call& call) {
-  ce::OpenGate(call.engine);
-  call.engine.Save(FileOf(call));
-  return Done;
-}
-
-ExitCode Load(const Call& call) {
-  ce::OpenGate(call.engine);
-  call.engine.Load(FileOf(call));
-  return Done;
-}
-
-ExitCode Shutdown(const Call& call) {
-  const bool force = !call.operands.empty();
-  if (force && call.operands[0] != "--force") throw UsageError("unknown operand: " + call.operands[0]);
-  ce::OpenGate(call.engine);
-  try {
-    call.engine.Shutdown(force);
-  } catch (const ce::EngineError& error) {
-    if (error.Code() != ce::EngineErrorCode::Failed) throw;
-    throw ce::EngineError(error.Code(),
-                          error.what() + std::string("; the engine goes on (shutdown --force ends it)"));
-  }
-  return Done;
-}
-
-struct Command {
-  const char* name;
-  std::size_t least, most;  // operands
-  ExitCode (*run)(const Call&);
-  const char* usage;
-};
 constexpr std::size_t Any = 65536;
+using Reads = Command::Reads;
 
-constexpr std::array Commands = {
-    Command{"status", 0, 0, Status,
-            "status               the engine: folder, process, counts, what is wrong with it"},
-    Command{"list", 0, 0, List, "list                 all monitors with their last results"},
-    Command{"get", 1, 2, Get, "get NAME [KEY]       all attributes of a monitor, or one"},
-    Command{"set", 2, 3, Set,
-            "set NAME KEY [VALUE] set an attribute; without VALUE it is read from standard input"},
-    Command{"add", 1, 1, Add, "add NAME             add a monitor, such as \"WebMonitor Of shop\""},
-    Command{"remove", 1, 1, Remove, "remove NAME          remove a monitor"},
-    Command{"start", 1, Any, Start, "start NAME...        start monitors"},
-    Command{"stop", 1, Any, Stop, "stop NAME...         stop monitors"},
-    Command{"check", 1, 1, Check, "check NAME           run one check now"},
-    Command{"notify", 1, 1, Notify, "notify NAME          send one notification now"},
-    Command{"owed", 0, Any, Owed,
-            "owed                 the messages that nobody has accepted yet\n"
-            "  owed --drop [NAME...] drop those of these monitors, or all"},
-    Command{"silence", 1, Any, Silence,
-            "silence NAME... --for TIME [--because TEXT]\n"
-            "                       hold messages and commands of these monitors, such as for 30m or 2h"},
-    Command{"unsilence", 1, Any, Unsilence, "unsilence NAME...    end a silence early"},
-    Command{"save", 0, 1, Save, "save [FILE]          write all monitors to the data file, or to FILE"},
-    Command{"load", 0, 1, Load,
-            "load [FILE]          replace all monitors by those in the data file, or in FILE"},
-    Command{"export", 0, Any, Export,
-            "export [PATTERN...] [--file FILE] [--secrets]\n"
-            "                       write monitors as a text that apply reads"},
-    Command{"apply", 1, Any, Apply,
-            "apply FILE... [--dry-run] [--prune] [--yes]\n"
-            "                       change monitors to what files describe; see norvane-monitors(5)"},
-    Command{"validate", 1, Any, Validate, "validate FILE...     look for mistakes in such files"},
-    Command{"watch", 0, 0, Watch, "watch                print a line for each change"},
-    Command{"shutdown", 0, 1, Shutdown,
-            "shutdown [--force]   end the engine after saving; --force: even if it cannot save"},
+constexpr Option AllMonitors{"--all", "", "all monitors"};
+
+constexpr std::array Alone = {AllMonitors};
+constexpr std::array OfList = {
+    Option{"--failing", "", "only running monitors whose last check failed"},
+    Option{"--stopped", "", "only stopped monitors; with --failing: either"},
+    Option{"--type", "TYPE", "only monitors of this type, such as web, pop3 or smtp"},
+    Option{"--names", "", "print the full names alone"},
 };
+constexpr std::array OfSet = {
+    AllMonitors,
+    Option{"--stdin", "", "read the value from standard input"},
+    Option{"--force", "", "store a key, or a value, that the engine would ignore or clamp"},
+};
+constexpr std::array OfOwed = {Option{"--drop", "", "drop them; their logs say so"}};
+constexpr std::array OfSilence = {
+    AllMonitors,
+    Option{"--for", "TIME", "how long: seconds, or a number with a unit, such as 90s, 30m, 2h or 1d"},
+    Option{"--because", "TEXT", "why, for whoever sees it"},
+};
+constexpr std::array OfExport = {Option{"--file", "FILE", "write to FILE, which only you can read"}};
+constexpr std::array OfApply = {
+    Option{"--dry-run", "", "show the plan only; exit status 1 if there is something to do"},
+    Option{"--prune", "", "remove monitors that no file describes"},
+    Option{"--yes", "", "don't ask"},
+};
+constexpr std::array OfShutdown = {Option{"--force", "", "end it even if it cannot save"}};
+
+constexpr std::array Table = {
+    Command{"status",
+            "",
+            0,
+            0,
+            Reads::Named,
+            Status,
+            {},
+            "show the engine: folder, process, counts, what is wrong with it",
+            "Health is good, not good, or says what part of the engine has stalled for how long; the lines "
+            "Conditions "
+            "say what is wrong, and since when. The other lines count checks since the engine started: "
+            "ChecksNotMade, "
+            "those that it could not make in their interval or not judge, and ResultsThrownAway, failures "
+            "that may "
+            "have been its own, whose checks were made anew. LatestStartMs and LongestTurnUs are the worst "
+            "of the last "
+            "minute, InFlight and Waiting are checks now, and Overdue are running monitors without a check "
+            "for three "
+            "of their intervals; Conditions name one that stays so for a minute longer than its time-out."},
+    Command{"list", "[NAME...]", 0, Any, Reads::Named, List, OfList,
+            "list monitors with their states and last results",
+            "Since is the time since which a monitor is good, or fails. Columns without any text are left "
+            "out, but "
+            "not in JSON."},
+    Command{"get", "NAME... [KEY]", 0, Any, Reads::Named, Get, Alone,
+            "show all attributes of monitors, or one", "Of two operands and more the last one is the KEY."},
+    Command{
+        "set", "NAME... KEY [VALUE]", 1, Any, Reads::Named, Set, OfSet, "set an attribute of monitors",
+        "The value is a text in UTF-8; the names of files, in commands and log file, may have any bytes. "
+        "Without "
+        "VALUE, or with --stdin, it is read from standard input, without its final newline, which keeps a "
+        "password out of the process list. Two dashes before a VALUE that begins with two dashes keep it "
+        "from "
+        "being an option."},
+    Command{"add",
+            "NAME...",
+            1,
+            Any,
+            Reads::Named,
+            Add,
+            {},
+            "add monitors, such as 'WebMonitor Of shop'",
+            "They are stopped, and have the defaults of a new monitor."},
+    Command{"remove", "NAME...", 0, Any, Reads::Named, Remove, Alone, "remove monitors", ""},
+    Command{"start", "NAME...", 0, Any, Reads::Named, Start, Alone, "start monitors", ""},
+    Command{"stop", "NAME...", 0, Any, Reads::Named, Stop, Alone, "stop monitors", ""},
+    Command{"check", "NAME...", 0, Any, Reads::Named, Check, Alone, "run one check now", ""},
+    Command{"notify", "NAME...", 0, Any, Reads::Named, Notify, Alone, "send one notification now", ""},
+    Command{"owed", "[NAME...]", 0, Any, Reads::Named, Owed, OfOwed,
+            "list the messages that nobody has accepted yet",
+            "What, to whom, since when, the tries, why the last one failed, when the next one is due."},
+    Command{"silence", "NAME... --for TIME", 0, Any, Reads::Named, Silence, OfSilence,
+            "hold messages and commands of monitors for a time",
+            "Checks go on. What is held is dropped if the outage ends within the time, and goes when the "
+            "time is over "
+            "if it doesn't. A silence outlives the engine's end; another one takes its place."},
+    Command{"unsilence", "NAME...", 0, Any, Reads::Named, Unsilence, Alone, "end a silence early", ""},
+    Command{"save",
+            "[FILE]",
+            0,
+            1,
+            Reads::Named,
+            Save,
+            {},
+            "write all monitors to the data file, or to FILE",
+            ""},
+    Command{"load",
+            "[FILE]",
+            0,
+            1,
+            Reads::Named,
+            Load,
+            {},
+            "replace all monitors by those in the data file, or in FILE",
+            "Outages, silences and owed messages go on for those that run before and after, by name."},
+    Command{"export", "[NAME...]", 0, Any, Reads::Named, Export, OfExport,
+            "write monitors as a text that apply reads",
+            "See norvane-monitors(5). A file is the owner's only, and written as a whole or not at all. "
+            "Passwords are "
+            "left out without --secrets."},
+    Command{"apply", "FILE...", 1, Any, Reads::All, Apply, OfApply, "change monitors to what files describe",
+            "Of a folder, all its .yaml and .yml files. The plan shows what would be added, changed (with "
+            "the old and "
+            "the new value), and removed; the last only with --prune, without which monitors that no file "
+            "describes "
+            "stay. On a terminal it asks before it goes on; elsewhere it needs --yes. All of it happens, or "
+            "nothing; "
+            "a check whose monitor doesn't change goes on. If somebody has changed one of these monitors "
+            "since the "
+            "plan was made, nothing happens."},
+    Command{"validate",
+            "FILE...",
+            1,
+            Any,
+            Reads::Named,
+            Validate,
+            {},
+            "look for mistakes in such files",
+            "Needs no engine."},
+    Command{"watch",
+            "[NAME...]",
+            0,
+            Any,
+            Reads::All,
+            Watch,
+            {},
+            "show monitors as they change",
+            "On a terminal a screen, failing ones first, until q is pressed; else a line for each change, "
+            "until the "
+            "engine ends."},
+    Command{"shutdown", "", 0, 0, Reads::Named, Shutdown, OfShutdown, "end the engine after saving",
+            "If it cannot save, it says why and goes on, unless --force ends it all the same."},
+};
+
+bool IsPattern(const std::string& name) {
+  return name.find_first_of("*?") != std::string::npos;
+}
+
 }  // namespace
 
-std::string HelpText() {
-  std::string text =
-      "Usage: norvanectl [--folder DIR] [--json] COMMAND\n"
-      "Controls the engine of an application folder: the program's own, or DIR.\n\n";
-  for (const auto& command : Commands)
-    text += std::string("  ") + command.usage + "\n";
-  return text +
-         "\nExit codes: 0 success (check, notify, status: good), 1 the check or notification failed\n"
-         "or something is wrong with the engine, 2 usage error, 3 no engine answers, 4 the engine\n"
-         "refused.";
+std::span<const Command> AllCommands() {
+  return Table;
+}
+
+std::vector<ce::NamedMonitor> Selected(const Call& call, const std::vector<std::string>& names) {
+  if (names.empty() != call.Has(AllMonitors.name))
+    throw UsageError(names.empty() ? "name monitors, or say --all" : "either names or --all");
+  return call.engine.Select(names);
+}
+
+bool NamesSeveral(const Call& call, const std::vector<std::string>& names) {
+  return call.Has(AllMonitors.name) || names.size() != 1 || IsPattern(names.front());
+}
+
+ce::MonitorSnapshot Read(const Call& call, const std::vector<ce::NamedMonitor>& monitors) {
+  std::vector<ce::MonitorId> ids;
+  ids.reserve(monitors.size());
+  for (const auto& monitor : monitors)
+    ids.push_back(monitor.id);
+  return call.engine.Read(ids);
 }
 
 ExitCode Run(const Arguments& arguments) {
-  if (arguments.words.empty()) throw UsageError("no command");
-  const auto command = std::find_if(Commands.begin(), Commands.end(),
-                                    [&](const Command& each) { return arguments.words[0] == each.name; });
-  if (command == Commands.end()) throw UsageError("unknown command: " + Escaped(arguments.words[0]));
-  const std::size_t operands = arguments.words.size() - 1;
-  if (operands < command->least || operands > command->most)
-    throw UsageError(std::string("wrong number of operands for ") + command->name);
+  if (arguments.command == nullptr) throw UsageError("no command");
+  const auto& command = *arguments.command;
+  if (arguments.operands.size() < command.least || arguments.operands.size() > command.most)
+    throw UsageError("wrong number of operands for " + std::string(command.name));
   link::LinkOptions options;
   options.folder = arguments.folder;
+  options.follows = command.reads == Reads::All;
+  if (arguments.Has("--start")) options.startEngine = [&] { link::StartEngine(arguments.folder); };
   link::EngineClient engine(options);
-  return command->run({engine, arguments, {arguments.words.begin() + 1, arguments.words.end()}});
+  return command.run({engine, arguments});
 }
 
 }  // namespace norvane::ctl

@@ -2,12 +2,16 @@
 
 #include <capnp/compat/json.h>
 #include <capnp/message.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <stdexcept>
 
+#include "ctl/Arguments.h"
 #include "link/Wire.h"
 #include "platform/Ascii.h"
 #include "platform/Utf8.h"
@@ -17,7 +21,7 @@ namespace norvane::ctl {
 namespace ce = console::engine;
 namespace keys = ce::keys;
 
-using platform::CountCharacters;
+using platform::DisplayWidth;
 
 namespace {
 void Fill(capnp::JsonValue::Builder json, const std::vector<Fields>& objects);
@@ -96,10 +100,15 @@ std::string TimeText(std::chrono::system_clock::time_point at) {
   return std::string(text, size).insert(size - 2, ":");  // +0100 -> +01:00
 }
 
-Fields AttributesOf(const ce::MonitorRecord& monitor) {
+std::string Shown(std::string_view key, std::string_view value, Secrets secrets) {
+  const bool isHidden = secrets == Secrets::Hidden && ce::IsSecret(key) && !value.empty();
+  return std::string(isHidden ? "(hidden)" : value);
+}
+
+Fields AttributesOf(const ce::MonitorRecord& monitor, Secrets secrets) {
   Fields fields;
   for (std::size_t i = 0; i < ce::KnownKeys.size(); ++i)
-    fields.emplace_back(std::string(ce::KnownKeys[i]), std::string(monitor.known[i]));
+    fields.emplace_back(std::string(ce::KnownKeys[i]), Shown(ce::KnownKeys[i], monitor.known[i], secrets));
   for (const auto& [key, value] : monitor.others)
     fields.emplace_back(key, value);
   return fields;
@@ -109,6 +118,7 @@ Fields SummaryOf(const ce::MonitorRecord& monitor, const ce::SilenceInfo* silenc
   return {{"Name", monitor.name},
           {std::string(keys::Status), std::string(monitor.Get(keys::Status))},
           {std::string(keys::Result), std::string(monitor.Get(keys::Result))},
+          {"Since", TimeText(monitor.since)},
           {"LastCheck", TimeText(monitor.checkedAt)},
           {"DurationMs", static_cast<long long>(monitor.checkDuration.count())},
           {"Failures", static_cast<long long>(monitor.failuresInARow)},
@@ -149,24 +159,16 @@ std::vector<Fields> ConditionsOf(const ce::EngineStatus& status) {
 }
 }  // namespace
 
-Fields StatusOf(const ce::EngineInfo& info, const ce::EngineStatus& status,
-                const ce::MonitorSnapshot& monitors) {
-  long long running = 0, failing = 0;
-  for (const auto& monitor : monitors) {
-    if (monitor->Get(keys::Status) != ce::StatusEnable) continue;
-    ++running;
-    const auto& result = monitor->Get(keys::Result);
-    if (!result.empty() && result != ce::ResultOk) ++failing;
-  }
+Fields StatusOf(const ce::EngineInfo& info, const ce::EngineStatus& status) {
   return {{"Folder", info.folder},
           {"Version", info.version},
           {"ProcessId", static_cast<long long>(info.processId)},
           {"Instance", info.instance},
           {"Started", TimeText(info.startedAt)},
           {"StartedAt", Seconds(info.startedAt)},
-          {"Monitors", static_cast<long long>(monitors.size())},
-          {"Running", running},
-          {"Failing", failing},
+          {"Monitors", Number(status.monitors)},
+          {"Running", Number(status.running)},
+          {"Failing", Number(status.failing)},
           {"Health", HealthOf(status)},
           {"ChecksMade", Number(status.checksMade)},
           {"ChecksFailed", Number(status.checksFailed)},
@@ -180,21 +182,25 @@ Fields StatusOf(const ce::EngineInfo& info, const ce::EngineStatus& status,
           {"Conditions", ConditionsOf(status)}};
 }
 
-void PrintLine(const std::string& text) {
+void Print(const std::string& text) {
   // A value may hold any byte, NUL too.
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fputc('\n', stdout) < 0 ||
-      std::fflush(stdout) != 0)
-    throw std::runtime_error("cannot write to standard output");
+  if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0) return;
+  if (errno == EPIPE) throw ClosedPipe();
+  throw std::runtime_error("cannot write to standard output");
+}
+
+void PrintLine(const std::string& text) {
+  Print(text + '\n');
 }
 
 void PrintFields(const Fields& fields) {
   std::size_t width = 0;
   for (const auto& field : fields)
-    width = std::max(width, CountCharacters(Escaped(field.name)));
+    width = std::max(width, DisplayWidth(Escaped(field.name)));
   for (const auto& field : fields) {
     const auto name = Escaped(field.name);
     const auto print = [&](const std::string& text) {
-      PrintLine(name + std::string(width - CountCharacters(name) + 2, ' ') + text);
+      PrintLine(name + std::string(width - DisplayWidth(name) + 2, ' ') + text);
     };
     if (!field.objects) print(Escaped(field.text));
     for (const auto& object : field.objects.value_or(std::vector<Fields>())) {
@@ -206,29 +212,57 @@ void PrintFields(const Fields& fields) {
   }
 }
 
-void PrintTable(const std::vector<Fields>& rows) {
-  if (rows.empty()) return;
-  std::vector<std::vector<std::string>> cells(1);
-  for (const auto& field : rows.front())
-    cells.front().push_back(field.name);
-  for (const auto& row : rows) {
-    auto& line = cells.emplace_back();
-    for (const auto& field : row)
-      line.push_back(Escaped(field.text));
-  }
-  std::vector<std::size_t> widths(cells.front().size());
-  for (const auto& line : cells) {
-    for (std::size_t i = 0; i < line.size(); ++i)
-      widths[i] = std::max(widths[i], CountCharacters(line[i]));
-  }
-  for (const auto& line : cells) {
-    std::string text;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      text += line[i];
-      if (i + 1 < line.size()) text += std::string(widths[i] - CountCharacters(line[i]) + 2, ' ');
+std::vector<std::string> TableLines(const std::vector<Fields>& rows) {
+  if (rows.empty()) return {};
+  std::vector<std::string> lines(rows.size() + 1);
+  for (std::size_t column = 0; column < rows.front().size(); ++column) {
+    std::vector<std::string> cells = {rows.front()[column].name};
+    bool isEmpty = true;
+    for (const auto& row : rows) {
+      cells.push_back(Escaped(row[column].text));
+      isEmpty = isEmpty && cells.back().empty();
     }
-    PrintLine(text);
+    if (isEmpty) continue;
+    std::size_t width = 0;
+    for (const auto& line : lines)
+      width = std::max(width, DisplayWidth(line));
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      if (column > 0 && !cells[i].empty()) lines[i] += std::string(width + 2 - DisplayWidth(lines[i]), ' ');
+      lines[i] += cells[i];
+    }
   }
+  return lines;
+}
+
+void PrintTable(const std::vector<Fields>& rows, const std::vector<Style>& styles) {
+  const auto lines = TableLines(rows);
+  for (std::size_t i = 0; i < lines.size(); ++i)
+    PrintLine(Styled(lines[i], i > 0 && i <= styles.size() ? styles[i - 1] : Style::Plain));
+}
+
+Style StyleOf(const ce::MonitorRecord& monitor) {
+  if (monitor.Get(keys::Status) != ce::StatusEnable) return Style::Faint;
+  return ce::IsFailure(monitor.Get(keys::Result)) ? Style::Bad : Style::Plain;
+}
+
+std::string Styled(const std::string& line, Style style) {
+  static const bool hasColours = [] {
+    const char* forbidden = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return ::isatty(STDOUT_FILENO) == 1 && (forbidden == nullptr || *forbidden == '\0') &&
+           terminal != nullptr && std::string_view(terminal) != "dumb";
+  }();
+  if (!hasColours || style == Style::Plain) return line;
+  return (style == Style::Bad ? "\x1b[31m" : "\x1b[2m") + line + "\x1b[0m";
+}
+
+std::string_view TypeCalled(std::string_view name, const std::vector<std::string_view>& types) {
+  std::string known;
+  for (const auto type : types) {
+    if (!name.empty() && platform::StartsWithIgnoringCase(type, name)) return type;
+    known.append(known.empty() ? "" : ", ").append(type);
+  }
+  throw UsageError("unknown type " + Escaped(name) + "; known are " + known);
 }
 
 }  // namespace norvane::ctl

@@ -1,15 +1,12 @@
 // The commands by which monitors go to and come from text files.
 
 #include <fcntl.h>
-#include <fnmatch.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <initializer_list>
 #include <iostream>
 #include <system_error>
 
@@ -26,51 +23,6 @@ namespace norvane::ctl {
 namespace ce = console::engine;
 
 namespace {
-
-/// The operands of a command that has options of its own.
-struct TextOperands {
-  std::vector<std::string> names;
-  std::vector<std::string> flags;
-  std::string file;
-
-  [[nodiscard]] bool Has(const std::string& flag) const {
-    return std::ranges::find(flags, flag) != flags.end();
-  }
-};
-
-TextOperands ParseOperands(const Call& call, std::initializer_list<std::string> flags) {
-  TextOperands parsed;
-  for (auto operand = call.operands.begin(); operand != call.operands.end(); ++operand) {
-    if (!operand->starts_with("--")) {
-      parsed.names.push_back(*operand);
-    } else if (std::ranges::find(flags, *operand) == flags.end()) {
-      throw UsageError("unknown operand: " + Escaped(*operand));
-    } else if (*operand != "--file") {
-      parsed.flags.push_back(*operand);
-    } else if (++operand == call.operands.end()) {
-      throw UsageError("--file needs a value");
-    } else {
-      parsed.file = *operand;
-    }
-  }
-  return parsed;
-}
-
-ce::MonitorSnapshot Matching(const ce::MonitorSnapshot& monitors, const std::vector<std::string>& patterns) {
-  if (patterns.empty()) return monitors;
-  ce::MonitorSnapshot matching;
-  std::vector<bool> used(patterns.size());
-  for (const auto& monitor : monitors) {
-    bool matches = false;
-    for (std::size_t i = 0; i < patterns.size(); ++i)
-      if (monitor->name == patterns[i] || ::fnmatch(patterns[i].c_str(), monitor->name.c_str(), 0) == 0)
-        matches = used[i] = true;
-    if (matches) matching.push_back(monitor);
-  }
-  for (std::size_t i = 0; i < patterns.size(); ++i)
-    if (!used[i]) throw ce::EngineError(ce::EngineErrorCode::NotFound, "no monitor matches " + patterns[i]);
-  return matching;
-}
 
 [[noreturn]] void ThrowFileError(const std::string& path) {
   throw std::system_error(errno, std::generic_category(), path);
@@ -124,44 +76,36 @@ bool Agrees() {
 }  // namespace
 
 ExitCode Export(const Call& call) {
-  const auto operands = ParseOperands(call, {"--file", "--secrets"});
-  const auto monitors = Matching(call.engine.Snapshot(), operands.names);
-  const auto secrets = operands.Has("--secrets") ? text::Secrets::Shown : text::Secrets::Hidden;
-  auto text = text::TextOf(monitors, call.engine.Info().folder, secrets);
-  if (!operands.file.empty()) {
-    WriteOwnFile(operands.file, text);
-  } else {
-    text.pop_back();
-    PrintLine(text);
-  }
+  const auto monitors = Read(call, call.engine.Select(call.operands));
+  const auto secrets = call.Has("--secrets") ? text::Secrets::Shown : text::Secrets::Hidden;
+  const auto text = text::TextOf(monitors, call.engine.Info().folder, secrets);
+  const auto file = call.arguments.ValueOf("--file");
+  call.Has("--file") ? WriteOwnFile(file, text) : Print(text);
   return Done;
 }
 
 ExitCode Apply(const Call& call) {
-  const auto operands = ParseOperands(call, {"--dry-run", "--prune", "--yes"});
-  if (operands.names.empty()) throw UsageError("apply FILE...");
   const auto& info = call.engine.Info();
   std::vector<std::string_view> types;
   for (const auto& type : info.monitorTypes)
     types.emplace_back(type.name);
-  const auto description = text::ReadMonitorFiles(operands.names, types);
+  const auto description = text::ReadMonitorFiles(call.operands, types);
   if (!PrintMistakes(description)) return InvalidUsage;
   const auto basedOn = call.engine.LastChange();
-  const auto plan = text::MakePlan(description, call.engine.Snapshot(), info.folder, operands.Has("--prune"));
+  const auto plan = text::MakePlan(description, call.engine.Snapshot(), info.folder, call.Has("--prune"));
   for (const auto& remark : plan.remarks)
     std::fprintf(stderr, "%s\n", Escaped(remark).c_str());
-  PrintLine(plan.text.substr(0, plan.text.size() - 1));
+  Print(plan.text);
   if (plan.changes.empty()) return Done;
-  if (operands.Has("--dry-run")) return NotGood;
-  if (!operands.Has("--yes") && !Agrees()) return NotGood;
+  if (call.Has("--dry-run")) return NotGood;
+  if (!call.Has("--yes") && !Agrees()) return NotGood;
   ce::OpenGate(call.engine);
   call.engine.Change(plan.changes, basedOn);
   return Done;
 }
 
 ExitCode Validate(const Call& call) {
-  const auto operands = ParseOperands(call, {});
-  const auto description = text::ReadMonitorFiles(operands.names);
+  const auto description = text::ReadMonitorFiles(call.operands);
   if (!PrintMistakes(description)) return InvalidUsage;
   PrintLine(CountText(description));
   return Done;

@@ -3,6 +3,7 @@
 #include <unictype.h>
 #include <uninorm.h>
 #include <unistr.h>
+#include <uniwidth.h>
 
 #include <algorithm>
 #include <array>
@@ -36,6 +37,23 @@ Utf8Character FirstCharacter(std::string_view text) {
 
 std::size_t CountCharacters(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), &BeginsCharacter));
+}
+
+std::size_t DisplayWidth(std::string_view text) {
+  const int width = u8_width(reinterpret_cast<const std::uint8_t*>(text.data()), text.size(), "UTF-8");
+  return static_cast<std::size_t>(std::max(width, 0));
+}
+
+std::string_view FittingColumns(std::string_view text, std::size_t width) {
+  std::size_t size = 0, taken = 0;
+  while (size < text.size()) {
+    const auto character =
+        text.substr(size, std::max<std::size_t>(FirstCharacter(text.substr(size)).size, 1));
+    taken += DisplayWidth(character);
+    if (taken > width) break;
+    size += character.size();
+  }
+  return text.substr(0, size);
 }
 
 std::string_view WholeCharacters(std::string_view text, std::size_t maxSize) {

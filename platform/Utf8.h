@@ -24,6 +24,11 @@ struct Utf8Character {
 
 [[nodiscard]] std::size_t CountCharacters(std::string_view text);
 
+/// How many columns of a terminal valid `text` takes (UAX 11: wide characters two, combining ones none).
+[[nodiscard]] std::size_t DisplayWidth(std::string_view text);
+/// The start of valid `text` that takes at most `width` columns.
+[[nodiscard]] std::string_view FittingColumns(std::string_view text, std::size_t width);
+
 /// The start of valid `text`, at most `maxSize` bytes of it, that ends between two characters.
 [[nodiscard]] std::string_view WholeCharacters(std::string_view text, std::size_t maxSize);
 

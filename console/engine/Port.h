@@ -49,6 +49,9 @@ struct Outcome {
   MonitorId monitor = 0;  ///< the one to go on with; another if the engine has replaced it meanwhile
 };
 
+/// As `basedOn` of a change: it is made whatever others have changed.
+inline constexpr std::uint64_t AnyChange = UINT64_MAX;
+
 using ServiceValues = std::map<std::string, std::string, std::less<>>;
 
 /// The engine in plain values; the one way by which this process reaches it. Text is UTF-8. Every function
@@ -105,8 +108,8 @@ class Port {
   virtual void Add(std::string_view fullName) = 0;
   virtual void Remove(std::string_view fullName) = 0;
   virtual void SetAttribute(MonitorId id, std::string_view key, std::string_view value) = 0;
-  /// All of the changes, or none of them, on disk when this returns; refused if somebody else has changed the settings of one of these
-  /// monitors after the change of number `basedOn`.
+  /// All of the changes, or none of them, on disk when this returns; refused if somebody else has changed the
+  /// settings of one of these monitors after the change of number `basedOn`.
   virtual void Change(const std::vector<MonitorChange>& changes, std::uint64_t basedOn) = 0;
   /// Gives the monitor to go on with, as `Outcome::monitor`.
   virtual MonitorId Init(MonitorId id) = 0;

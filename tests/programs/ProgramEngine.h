@@ -15,8 +15,11 @@ using Arguments = std::vector<std::string>;
 /// An engine in the background, in a folder of its own; ended when the test ends.
 class Engine {
  public:
-  explicit Engine(const loopback::TempFolder& folder) : m_folder(folder.Path()) {
-    const auto started = RunProgram({Program("norvane-engine"), "--folder", m_folder, "--detach"});
+  explicit Engine(const loopback::TempFolder& folder) : Engine(folder, "norvane-engine", "--detach") {}
+  /// Started by this program with this argument.
+  Engine(const loopback::TempFolder& folder, const std::string& program, const std::string& argument)
+      : m_folder(folder.Path()) {
+    const auto started = RunProgram({Program(program), "--folder", m_folder, argument});
     EXPECT_EQ(started.code, 0) << started.err;
   }
   ~Engine() { Ctl({"shutdown"}); }

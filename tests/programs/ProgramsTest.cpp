@@ -80,7 +80,8 @@ TEST(EngineProgram, LogsWhoChangedWhat) {
   const std::string name = "Pop3Monitor Of a", key = "MonitorExt_PopPass";
   const std::string shown(200, 'x');
   const std::pair<Arguments, std::string> rows[] = {
-      {{"add", name}, "add \"" + name + "\""},
+      {{"add", name},
+       "add \"" + name + "\" Monitor_LogFile: \"\" -> \"" + folder / "log/NorvaneLog%d%m%y.log" + "\""},
       {{"set", name, "Monitor_Timeout (s)", "7"},
        "set \"" + name + "\" Monitor_Timeout (s): \"30\" -> \"7\""},
       {{"set", name, "Monitor_Timeout (s)", "7"}, ""},
@@ -194,7 +195,7 @@ TEST(EngineProgram, AnswersConsolesWhileItsMemoryIsFull) {
   for (const char* name : {"WebMonitor Of a", "WebMonitor Of b"}) {
     EXPECT_EQ(engine.Ctl({"add", name}).code, 0);
     for (const char* key : {"1", "2", "3", "4", "5", "6", "7", "8"})
-      EXPECT_EQ(engine.Ctl({"set", name, key}, std::string(60000, 'x')).code, 0);
+      EXPECT_EQ(engine.Ctl({"set", "--force", name, key}, std::string(60000, 'x')).code, 0);
   }
   const auto process = ProcessOf(engine.Ctl({"--json", "status"}).out);
   const auto pages = ReadFile("/proc/" + std::to_string(process) + "/statm");
@@ -241,7 +242,7 @@ TEST_F(FullDisk, AnEngineGoesOnWhenItCannotSaveUnlessItIsForced) {
   const auto refused = Ctl({"shutdown"});
   EXPECT_EQ(refused.code, 4);
   EXPECT_NE(refused.err.find("the engine goes on"), std::string::npos) << refused.err;
-  EXPECT_EQ(Ctl({"set", "WebMonitor Of shop", "note", "still here"}).code, 0);
+  EXPECT_EQ(Ctl({"set", "--force", "WebMonitor Of shop", "note", "still here"}).code, 0);
   EXPECT_EQ(Ctl({"shutdown", "--force"}).code, 0);
   ExpectToldOfTheEnd();
 }

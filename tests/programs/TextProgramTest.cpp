@@ -74,7 +74,7 @@ TEST(TextProgram, PlansAppliesAndRefuses) {
       {"", {"export", "Pop3*"}, 4, "Pop3*"},
       {"", {"export", "Web*"}, 0, "    interval: 5m\n    state: stopped\n"},
       {"", {"apply", folder / "none.yaml"}, 2, "none.yaml: No such file or directory\n"},
-      {"", {"apply"}, 2, ""},
+      {"", {"apply"}, 2, "wrong number of operands for apply"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.arguments) + row.settings);

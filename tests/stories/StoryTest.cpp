@@ -108,6 +108,18 @@ TEST_F(StoryTest, FromNothingToAMonitorThatOutlivesConsoleAndEngine) {
   EXPECT_EQ(console.OnPage<QLineEdit>("txtPagerNumber").text(), QStringLiteral("5551234"));
 }
 
+TEST_F(StoryTest, WhatWasAddedInATerminalCanBeAppliedInTheConsole) {
+  link::StartEngine(folder.Path());
+  Add(Shop, {{"Monitor_Parameter", "http://127.0.0.1:9/"}});
+  ConsoleRun console(folder.Path());
+  console.Start();
+  console.ClickNode(Shop);
+  Enter(console.OnPage<QLineEdit>("txtInterval"), "20");
+  Click(console.OnPage<QPushButton>("cmdApply"));
+  EXPECT_FALSE(console.OnPage<QPushButton>("cmdApply").isEnabled());
+  EXPECT_EQ(Ctl({"get", Shop, "Monitor_InterVal (s)"}).out, "20\n");
+}
+
 TEST_F(StoryTest, OutageIsShownAndNotifiedUntilItEnds) {
   HttpServer web;
   SmtpServer post;
