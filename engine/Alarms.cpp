@@ -201,7 +201,7 @@ void Alarms::CompleteWritten() {
 void Alarms::Silence(const std::vector<const Monitor*>& monitors, std::chrono::seconds time,
                      const std::string& because, Completion done) {
   for (const auto* monitor : monitors)
-    m_holds.Begin(*monitor, {m_wallClock() + time, because});
+    m_holds.Begin(*monitor, {m_wallClock() + time, because, m_wallClock()});
   AwaitWrite(std::move(done));
 }
 
@@ -370,8 +370,8 @@ void Alarms::MessageEnded(const std::string& identity, const OwedMessage& messag
   const Monitor* monitor = m_parts.table().Find(message.monitor);
   if (monitor == nullptr || message.kind != OwedMessage::Kind::Failure) return;
   using Message = OutageRecord::Message;
-  m_outages.MessageEnded(monitor->id, identity,
-                         ended.end == End::Accepted ? Message::Accepted : Message::GivenUp);
+  const bool isTold = ended.end == End::Accepted || !message.left.empty();
+  m_outages.MessageEnded(monitor->id, identity, isTold ? Message::Accepted : Message::GivenUp);
   if (!ended.toldEnd) m_outages.OweRecovery(*monitor, identity, message);
 }
 

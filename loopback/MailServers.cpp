@@ -276,8 +276,16 @@ MailAnswer SmtpServer::Answer(Session& session, const std::string& line) {
   }
   if (verb == "MAIL" && m_smtp.maxMails != 0 && session.mails == m_smtp.maxMails)
     return {"421 too many messages\r\n", End::Close};
-  if (verb == "MAIL") session.from = Behind(line, ':');
-  if (verb == "RCPT") session.to = Behind(line, ':');
+  if (verb == "MAIL") {
+    session.from = Behind(line, ':');
+    session.to.clear();
+  }
+  if (verb == "RCPT") {
+    const auto to = Behind(line, ':');
+    if (const auto refused = m_smtp.refused.find(to); refused != m_smtp.refused.end())
+      return {refused->second + "\r\n"};
+    session.to += to;
+  }
   if (verb == "DATA") session.isInText = true;
   if (verb == "DATA") return {"354 go on\r\n"};
   return {verb == "MAIL" || verb == "RCPT" ? "250 fine\r\n" : "500 unknown command\r\n"};

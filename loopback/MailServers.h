@@ -108,7 +108,7 @@ class SmtpServer : public MailServer {
  public:
   struct ReceivedMail {
     std::string from;  ///< with its parameters: "<a@b> SMTPUTF8"
-    std::string to;
+    std::string to;    ///< those accepted, each as "<c@d>"
     std::string text;  ///< without the dots of the transport; lines end in CR LF
     bool wasSecured = false;
   };
@@ -119,10 +119,11 @@ class SmtpServer : public MailServer {
     std::string mechanisms{};  ///< of logons, offered with and without TLS
     bool hidesThemInTls = false;
     std::string user{}, password{};
-    bool forgesSignature = false;  ///< does not know the password itself
-    int maxMails = 0;              ///< of a connection; 0: any number
-    std::string limits{};          ///< offered, as "MAILMAX=3"
-    int maxSize = 0;               ///< likewise, of a mail; 0: not told
+    bool forgesSignature = false;                  ///< does not know the password itself
+    int maxMails = 0;                              ///< of a connection; 0: any number
+    std::string limits{};                          ///< offered, as "MAILMAX=3"
+    int maxSize = 0;                               ///< likewise, of a mail; 0: not told
+    std::map<std::string, std::string> refused{};  ///< answers to recipients, such as "<c@d>"
   };
 
   SmtpServer() : SmtpServer(SmtpOptions{}) {}

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace norvane::engine {
 
@@ -11,5 +12,8 @@ namespace norvane::engine {
 
 /// The same of a mail address, which must come without a name or angle brackets.
 [[nodiscard]] std::string AddressFailure(std::string_view what, std::string_view address);
+
+/// The mail addresses of a list, which commas, semicolons and the blanks around them separate; each once.
+[[nodiscard]] std::vector<std::string> AddressesIn(std::string_view list);
 
 }  // namespace norvane::engine

@@ -99,7 +99,10 @@ std::string MessageText(const Mail& mail, std::string_view sender, std::string_v
   };
   add("Date", DateText(date));
   add("From", "<" + mail.from + ">");
-  add("To", "<" + mail.to + ">");
+  std::string to;
+  for (const auto& each : mail.to)
+    to += (to.empty() ? "<" : ",\r\n <") + each + ">";
+  add("To", to);
   add("Subject", HeaderText("Subject", mail.subject));
   add("Message-ID", "<" + std::string(messageId) + "@" + std::string(sender) + ">");
   add("Auto-Submitted", "auto-generated");

@@ -16,6 +16,7 @@
 #include "engine/mail/MailText.h"
 #include "engine/mail/SaslClient.h"
 #include "engine/net/LoopQueue.h"
+#include "engine/net/Reason.h"
 #include "engine/net/ThreadPool.h"
 #include "platform/Ascii.h"
 #include "platform/Base64.h"
@@ -50,8 +51,7 @@ class MailTransfer final : public MailSession {
         m_settings(settings),
         m_connections(connections),
         m_mail(std::move(mail)) {
-    for (auto* address : {&m_mail.from, &m_mail.to})
-      *address = std::string(platform::Trimmed(*address));
+    m_mail.from = std::string(platform::Trimmed(m_mail.from));
   }
 
  private:
@@ -89,6 +89,10 @@ class MailTransfer final : public MailSession {
   void Say(const std::string& text);
   [[nodiscard]] SendFailure::Blame BlameOf(std::string_view answer) const;
   [[nodiscard]] std::string WhyNotSendable();
+  [[nodiscard]] std::string WhyNotTo(const std::string& recipient) const;
+  [[nodiscard]] Outcome AskForRecipients();
+  [[nodiscard]] Outcome Accepted();
+  void RefuseRecipient(const std::string& why);
   [[nodiscard]] bool IsReplaceable(std::string_view answer) const;
   [[nodiscard]] std::string BeginLogon();
   [[nodiscard]] Outcome Challenged(std::string_view text);
@@ -100,7 +104,7 @@ class MailTransfer final : public MailSession {
   [[nodiscard]] std::string SayStartTls() { return "STARTTLS"; }
   [[nodiscard]] std::string SayAuth();
   [[nodiscard]] std::string SayMailFrom();
-  [[nodiscard]] std::string SayRcptTo() { return "RCPT TO:<" + m_mail.to + ">"; }
+  [[nodiscard]] std::string SayRcptTo() { return "RCPT TO:<" + m_mail.to[m_recipient] + ">"; }
   [[nodiscard]] std::string SayData() { return "DATA"; }
   [[nodiscard]] std::string SayText() { return m_text; }
 
@@ -111,6 +115,11 @@ class MailTransfer final : public MailSession {
   At m_at = Greeting;
   std::string m_answer;  // code of the last line so far, and text of all
   Offers m_offers;
+  std::size_t m_recipient = 0;                // that is asked for
+  std::string m_refused;                      // recipients, separated by commas
+  std::string m_refusal;                      // of the first of them
+  bool m_hasRecipient = false;                // that is accepted
+  std::string m_left;                         // `m_refused`, once the others have the mail
   std::string m_text;                         // of the mail, as it is sent
   std::optional<SendFailure::Blame> m_blame;  // once the server has refused something
   bool m_begunTls = false;                    // by STARTTLS, on this connection
@@ -128,7 +137,7 @@ const std::array<MailTransfer::Row, MailTransfer::Done> MailTransfer::Rows{{
     {"STARTTLS", &MailTransfer::SayStartTls, '2', Ehlo, Auth, minutes(2)},
     {"AUTH", &MailTransfer::SayAuth, '2', MailFrom, Refusal, minutes(5)},
     {"MAIL FROM", &MailTransfer::SayMailFrom, '2', RcptTo, Refusal, minutes(5)},
-    {"RCPT TO", &MailTransfer::SayRcptTo, '2', Data, Refusal, minutes(5)},
+    {"RCPT TO", &MailTransfer::SayRcptTo, '2', Data, Data, minutes(5)},
     {"DATA", &MailTransfer::SayData, '3', Text, Refusal, minutes(2)},
     // A server that has all of it may deliver it, whether or not anybody waits for its answer.
     {"message", &MailTransfer::SayText, '2', Done, Refusal, minutes(10)},
@@ -145,7 +154,10 @@ std::string FullHostName() {
 std::string MailTransfer::InputFailure() const {
   if (!m_settings.error.empty()) return m_settings.error;
   auto failure = AddressFailure("sender", m_mail.from);
-  return failure.empty() ? AddressFailure("recipient", m_mail.to) : failure;
+  if (!failure.empty()) return failure;
+  const auto isGood = [](const auto& to) { return AddressFailure("recipient", to).empty(); };
+  if (std::ranges::any_of(m_mail.to, isGood)) return {};
+  return AddressFailure("recipient", m_mail.to.empty() ? "" : m_mail.to.front());
 }
 
 /// How this machine calls itself: by name, else by address (RFC 5321, 4.1.3).
@@ -159,15 +171,23 @@ const std::string& MailTransfer::Self() {
 }
 
 std::string MailTransfer::SayMailFrom() {
-  const bool needsUtf8 = !platform::IsAscii(m_mail.from + m_mail.to);
-  return "MAIL FROM:<" + m_mail.from + ">" + (needsUtf8 ? " SMTPUTF8" : "");
+  const bool needsUtf8 =
+      !platform::IsAscii(m_mail.from) || !std::ranges::all_of(m_mail.to, &platform::IsAscii);
+  return "MAIL FROM:<" + m_mail.from + ">" + (needsUtf8 && m_offers.utf8 ? " SMTPUTF8" : "");
+}
+
+/// Empty if the server may be asked.
+std::string MailTransfer::WhyNotTo(const std::string& recipient) const {
+  if (!m_offers.utf8 && !platform::IsAscii(m_mail.from + recipient))
+    return "the server does not support SMTPUTF8";
+  return AddressFailure("recipient", recipient);
 }
 
 /// Also makes the text. Empty if the server says nothing against it.
 std::string MailTransfer::WhyNotSendable() {
-  if (!m_offers.utf8 && !platform::IsAscii(m_mail.from + m_mail.to)) {
+  if (std::ranges::none_of(m_mail.to, [this](const auto& to) { return WhyNotTo(to).empty(); })) {
     m_blame = SendFailure::Blame::Recipient;
-    return "the server does not support SMTPUTF8";
+    return WhyNotTo(m_mail.to.front());
   }
   const auto identity = m_mail.identity.empty() ? platform::RandomText(16) : m_mail.identity;
   m_text = DotStuffed(MessageText(m_mail, Self(), identity, std::chrono::system_clock::now()));
@@ -219,9 +239,16 @@ MailTransfer::Outcome MailTransfer::Answered() {
     return std::nullopt;
   }
   // By 421 a server says at any step that it is closing the connection.
-  if (!isAccepted && (row.refused == Refusal || answer.starts_with("421") || m_settings.PromisesTls())) {
+  if (!isAccepted && (row.refused == Refusal || answer.starts_with("421") ||
+                      (m_at != RcptTo && m_settings.PromisesTls()))) {
     m_blame = BlameOf(answer);
     return Refused(answer);
+  }
+  if (m_at == RcptTo) {
+    if (!isAccepted) RefuseRecipient(Refused(answer));
+    m_hasRecipient = m_hasRecipient || isAccepted;
+    ++m_recipient;
+    return AskForRecipients();
   }
   if (isAccepted && m_at == StartTls) {
     m_begunTls = true;
@@ -230,8 +257,36 @@ MailTransfer::Outcome MailTransfer::Answered() {
   return Enter(isAccepted ? row.accepted : row.refused);
 }
 
+/// From this one on; the mail goes to those whom the server accepts.
+MailTransfer::Outcome MailTransfer::AskForRecipients() {
+  for (; m_recipient < m_mail.to.size(); ++m_recipient) {
+    const auto why = WhyNotTo(m_mail.to[m_recipient]);
+    if (why.empty()) {
+      Say(SayRcptTo());
+      return std::nullopt;
+    }
+    RefuseRecipient(Failure(why));
+  }
+  if (m_hasRecipient) return Enter(Data);
+  m_blame = SendFailure::Blame::Recipient;
+  return m_refusal;
+}
+
+void MailTransfer::RefuseRecipient(const std::string& why) {
+  const auto& recipient = m_mail.to[m_recipient];
+  if (m_refused.empty()) m_refusal = why + (m_mail.to.size() > 1 ? " (" + PlainText(recipient) + ")" : "");
+  m_refused += (m_refused.empty() ? "" : ",") + recipient;
+}
+
+MailTransfer::Outcome MailTransfer::Accepted() {
+  if (m_refused.empty()) return std::string();
+  m_blame = SendFailure::Blame::Recipient;
+  m_left = m_refused;
+  return m_refusal + ", the others got it";
+}
+
 MailTransfer::Outcome MailTransfer::Enter(At at) {
-  if (at == Done) return std::string();
+  if (at == Done) return Accepted();
   at = Skipped(at);
   if (at == StartTls && !m_offers.tls) return Failure("the server does not offer STARTTLS");
   if (at == Auth) {
@@ -239,9 +294,13 @@ MailTransfer::Outcome MailTransfer::Enter(At at) {
   }
   if (at == MailFrom) {
     if (const auto why = WhyNotSendable(); !why.empty()) return Failure(why);
+    m_recipient = 0;
+    m_refused.clear();
+    m_hasRecipient = false;
   }
   if (at == Ehlo) m_offers = {};  // those before TLS may be anybody's
   m_at = at;
+  if (at == RcptTo) return AskForRecipients();
   if (at == Text) Dialogue().KeepAlive();
   Say((this->*Rows[at].command)());
   return std::nullopt;
@@ -359,7 +418,7 @@ SendFailure::Blame MailTransfer::BlameOf(std::string_view answer) const {
 
 SendFailure MailTransfer::WhatFailed() const {
   using Blame = SendFailure::Blame;
-  if (m_blame) return {*m_blame};
+  if (m_blame) return {*m_blame, false, m_left};
   if (m_at == Text) return {Blame::Server, Dialogue().HasSentAll()};
   return {m_settings.error.empty() && !InputFailure().empty() ? Blame::Recipient : Blame::Server};
 }

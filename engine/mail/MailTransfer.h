@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "engine/net/Probe.h"
 
@@ -12,10 +13,10 @@ namespace norvane::engine {
 struct Mail {
   /// Host, host:port, IPv4, [IPv6], or an address of scheme smtp or smtps; letter case has no meaning.
   std::string server;
-  std::string from;     ///< address alone, without a name or angle brackets; blanks around it do no harm
-  std::string to;       ///< likewise, one
-  std::string subject;  ///< one line; what could break out of it is shown as "?"
-  std::string body;     ///< lines end in "\n"
+  std::string from;  ///< address alone, without a name or angle brackets; blanks around it do no harm
+  std::vector<std::string> to;  ///< likewise
+  std::string subject;          ///< one line; what could break out of it is shown as "?"
+  std::string body;             ///< lines end in "\n"
   /// Heads the Message-ID, so that a repetition can be recognised; empty: made at random.
   std::string identity{};
   /// If TLS fails with a server for which nobody promised it, the mail goes without.
@@ -36,6 +37,8 @@ class MailConnections;
 ///
 /// A mail goes through one of `connections` if there is one to its server, and leaves its own there. A kept
 /// one that is closed or refuses before it has been given the message is replaced by a new one.
+///
+/// It goes to those of several recipients whom the server accepts, and then fails if it does not go to all.
 ///
 /// A failure reads like "SMTP: RCPT TO refused: 550 no such user". Destroying the transfer gives it up;
 /// the time-out is the caller's business, `timeout` only shares it among the server's addresses. A client

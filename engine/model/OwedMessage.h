@@ -33,6 +33,8 @@ struct OwedMessage {
   Time nextTry{};        ///< not before
   std::string reason{};  ///< why the last try failed
   std::string digest{};  ///< identity of the mail in which it is sent with others; empty: alone
+  std::string left{};    ///< those of several addresses that have yet to get it; empty: all
+  int unanswered = 0;    ///< tries after which it may have arrived
   bool operator==(const OwedMessage&) const = default;
 };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 namespace norvane::engine {
 
 /// What a notification that was not accepted says of others.
@@ -11,6 +13,7 @@ struct SendFailure {
   };
   Blame blame = Blame::Server;
   bool mayHaveArrived = false;  ///< the server had all of it, and did not answer
+  std::string left{};  ///< those of several recipients who have yet to get it, if others have; else empty
 };
 
 }  // namespace norvane::engine

@@ -11,6 +11,7 @@ namespace norvane::engine {
 struct Silence {
   std::chrono::system_clock::time_point until{};
   std::string because{};  ///< for people; may be empty
+  std::chrono::system_clock::time_point since{};
   bool operator==(const Silence&) const = default;
 };
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "engine/net/Reason.h"
+#include "engine/notify/MessageQueue.h"
 #include "engine/notify/MessageSender.h"
 #include "engine/notify/MessageText.h"
 
@@ -29,6 +30,11 @@ void MessageSender::Fail(Shipment shipment, const InFlight& sent, Queue& queue,
   queue.problem = ProblemOf(queue);
   if (shipment.messages.empty()) return;  // all were dropped
   if (blame == Blame::Message && shipment.messages.size() > 1) return Split(shipment.messages);
+  if (!report.failure.left.empty()) {
+    for (const auto& identity : shipment.messages)
+      m_messages.at(identity).message.left = report.failure.left;
+    shipment.address = AddressOf(m_messages.at(shipment.messages.front()).message);
+  }
   const auto pause = PauseAfter(report, shipment, queue);
   for (const auto& identity : shipment.messages) {
     auto& entry = m_messages.at(identity);
@@ -62,6 +68,7 @@ void MessageSender::NoteFailure(Entry& entry, Queue& queue, const NotificationEn
                                 Moment::duration pause) {
   auto& message = entry.message;
   ++message.tries;
+  message.unanswered += report.failure.mayHaveArrived ? 1 : 0;
   message.reason = report.result.reason;
   message.nextTry = system_clock::now() + duration_cast<system_clock::duration>(pause);
   m_hooks.failed(message);
@@ -91,14 +98,16 @@ std::string MessageSender::ProblemOf(const Queue& queue) const {
   return {};
 }
 
-Moment::duration MessageSender::PauseAfter(const NotificationEnded& report, Shipment& failed, Queue& queue) {
+Moment::duration MessageSender::PauseAfter(const NotificationEnded& report, const Shipment& failed,
+                                           Queue& queue) {
   using Blame = SendFailure::Blame;
-  const auto& [blame, mayHaveArrived] = report.failure;
-  const int tries = m_messages.at(failed.messages.front()).message.tries + 1;
+  const auto blame = report.failure.blame;
+  const auto& first = m_messages.at(failed.messages.front()).message;
+  const int tries = first.tries + 1;
   if (const auto asked = RetryAfterOf(report); asked > asked.zero())
     return std::max<Moment::duration>(asked, FirstPause);
-  if (mayHaveArrived && ++failed.unanswered > 1)
-    return m_pause.After(failed.unanswered - 1, FirstLongPause, MaxLongPause);
+  if (report.failure.mayHaveArrived && first.unanswered > 0)
+    return m_pause.After(first.unanswered, FirstLongPause, MaxLongPause);
   if (blame == Blame::Message) return m_pause.After(tries, FirstPause, MaxLongPause);
   if (blame == Blame::Server) return m_pause.After(tries);
   auto& address = queue.addresses[failed.address];
@@ -168,7 +177,7 @@ void MessageSender::LogAndGiveUp(Queue& queue) {
     const auto reason = ReasonOf(entry);
     const auto time = SecondsText(duration_cast<seconds>(system_clock::now() - entry.message.since));
     m_hooks.log(entry.message, "notification given up after " + time + ": " + reason);
-    Remove(identity, {End::GivenUp, reason});
+    Remove(identity, {End::GivenUp, reason, entry.message.left.empty()});
   }
 }
 

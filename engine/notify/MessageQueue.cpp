@@ -34,13 +34,17 @@ std::string QueueOf(const OwedMessage& message) {
   }
 }
 
+const std::string& RecipientsOf(const OwedMessage& message) {
+  return message.left.empty() ? message.to : message.left;
+}
+
 bool MayGather(const OwedMessage& message) {
   return (message.kind == OwedMessage::Kind::Failure || message.kind == OwedMessage::Kind::Recovery) &&
          message.exit.empty() && NotifyMode::Parse(message.mode).form == Form::Mail;
 }
 
 std::string AddressOf(const OwedMessage& message) {
-  return QueueOf(message) + "\n" + platform::AsciiUpper(platform::Trimmed(message.to));
+  return QueueOf(message) + "\n" + platform::AsciiUpper(platform::Trimmed(RecipientsOf(message)));
 }
 
 }  // namespace norvane::engine

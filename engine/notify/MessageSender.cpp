@@ -254,7 +254,8 @@ void MessageSender::Accept(const Shipment& shipment, const InFlight& sent, Queue
   for (const auto& identity : shipment.messages) {
     const auto& message = m_messages.at(identity).message;
     if (!message.monitor.empty()) m_hooks.log(message, SentText(message, shipment.messages.size()));
-    Remove(identity, {End::Accepted, {}, sent.ends.at(identity) == message.endedAt});
+    const bool toldEnd = sent.ends.at(identity) == message.endedAt && message.left.empty();
+    Remove(identity, {End::Accepted, {}, toldEnd});
   }
   queue.problem = ProblemOf(queue);
 }
@@ -319,6 +320,7 @@ OwedMessages MessageSender::All() const {
   OwedMessages all;
   for (const auto& [identity, entry] : m_messages) {
     auto& message = all[identity] = entry.message;
+    message.to = RecipientsOf(entry.message);
     message.nextTry = NextTry(entry);
     const auto why = m_hooks.whyHeld(message);
     message.reason = why.empty() ? ReasonOf(entry) : "held: " + why;

@@ -28,7 +28,7 @@ namespace norvane::engine {
 /// repeats at most one message for each server. What failed waits, longer each time, and what has not failed
 /// comes first. An address that the server refuses delays only what goes to it, a message that is refused
 /// only itself; a server that does not serve, twice in a row, delays its queue. A digest that is refused for
-/// what it says is split.
+/// what it says is split. Of several addresses, only those that have not got it are tried again.
 ///
 /// A message that the server may have accepted without an answer is tried once more as any other, then
 /// seldom.
@@ -62,7 +62,7 @@ class MessageSender {
   struct Ended {
     End end;
     std::string reason{};  ///< why it was given up or dropped
-    bool toldEnd = true;   ///< an accepted message, of the end of its outage
+    bool toldEnd = true;   ///< whoever accepted the message knows of the end of its outage
   };
   struct Hooks {
     ActionRunner& runner;
@@ -137,7 +137,6 @@ class MessageSender {
     std::vector<std::string> messages;  ///< identities
     Place place{};
     std::uint64_t write = NotAsked;                         ///< after which it is on disk
-    int unanswered = 0;                                     ///< tries after which it may have arrived
     SendFailure::Blame blame = SendFailure::Blame::Server;  ///< for which it waits
   };
   /// Failures of a server since it last served, with messages that had not failed or with those that had.
@@ -189,7 +188,8 @@ class MessageSender {
   void NoteServer(Queue& queue, bool wasFresh, const NotificationEnded& report);
   void NoteFailure(Entry& entry, Queue& queue, const NotificationEnded& report, Moment::duration pause);
   void Split(const std::vector<std::string>& refused);
-  [[nodiscard]] Moment::duration PauseAfter(const NotificationEnded& report, Shipment& failed, Queue& queue);
+  [[nodiscard]] Moment::duration PauseAfter(const NotificationEnded& report, const Shipment& failed,
+                                            Queue& queue);
   void RefusedBy(Queue& queue, const Shipment& failed);
   void AcceptedBy(Queue& queue, const std::string& address);
   void Reschedule(Queue& queue, const std::string& address, const std::function<void(Shipment&)>& change);

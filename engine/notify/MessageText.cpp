@@ -1,6 +1,7 @@
 #include "engine/notify/MessageText.h"
 
 #include "engine/net/Reason.h"
+#include "engine/notify/MessageQueue.h"
 #include "formats/NotifyMode.h"
 #include "platform/Paths.h"
 #include "platform/TimeText.h"
@@ -43,7 +44,7 @@ NotifyRequest RequestOf(const std::string& identity, const OwedMessage& message)
   // Who is called gets no body.
   const bool isMail = formats::NotifyMode::Parse(message.mode).form == formats::NotifyMode::Form::Mail;
   if (const auto downTime = DownTime(message); !isMail && !downTime.empty()) subject += " (" + downTime + ")";
-  return {0, message.mode, message.to, std::move(subject), Body(message), identity};
+  return {0, message.mode, RecipientsOf(message), std::move(subject), Body(message), identity};
 }
 
 NotifyRequest DigestOf(const std::string& identity, const std::vector<const OwedMessage*>& messages) {
@@ -54,7 +55,7 @@ NotifyRequest DigestOf(const std::string& identity, const std::vector<const Owed
     body += "\n" + Heading(*message) + Body(*message);
   return {0,
           first.mode,
-          first.to,
+          RecipientsOf(first),
           "Norvane on " + platform::ComputerName() + ": " + count + ", the first of " + first.monitor,
           std::move(body),
           identity};

@@ -67,6 +67,7 @@ void MessageSender::Redirect(const std::string& identity) {
   message.nextTry = {};
   message.reason.clear();
   message.digest.clear();
+  message.left.clear();
   m_changes[identity] = message;
   m_hooks.log(message, "notification goes to the monitor's changed address");
   Enqueue(identity, {identity}, Fresh);

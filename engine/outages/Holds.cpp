@@ -62,6 +62,7 @@ std::string RemarkOn(const MonitorTable& table, const Monitor& monitor) {
 
 void Holds::Restore(Silences silences, bool keepsUnknown) {
   for (auto& [name, silence] : silences) {
+    EndInTime(silence);
     if (m_hooks.table().Find(name) != nullptr)
       m_silences.emplace(name, std::move(silence));
     else if (keepsUnknown)
@@ -69,6 +70,14 @@ void Holds::Restore(Silences silences, bool keepsUnknown) {
     else
       m_changes[name] = std::nullopt;
   }
+}
+
+/// One that began in the future did so by a clock that was set back since.
+void Holds::EndInTime(Silence& silence) const {
+  const auto ahead = silence.since - m_hooks.wallClock();
+  if (ahead <= ahead.zero()) return;
+  silence.since -= ahead;
+  silence.until -= ahead;
 }
 
 Hold Holds::HoldOf(const Monitor& monitor) const {
@@ -79,7 +88,7 @@ Hold Holds::HoldOf(const Monitor& monitor) const {
 std::string Holds::SilenceOf(const Monitor& monitor) const {
   const auto found = m_silences.find(monitor.name);
   if (found == m_silences.end() || found->second.until <= m_hooks.wallClock()) return {};
-  const auto& [until, because] = found->second;
+  const auto& [until, because, since] = found->second;
   return "silenced until " + platform::FormatTime("%Y-%m-%d %H:%M:%S", platform::LocalTime(until)) +
          (because.empty() ? "" : " (" + because + ")");
 }
@@ -140,6 +149,7 @@ void Holds::FollowWallClock() {
   if (step > -std::chrono::seconds(1)) return;
   for (auto& [name, silence] : m_silences) {
     silence.until += step;
+    silence.since += step;
     m_changes[name] = silence;
   }
 }

@@ -52,8 +52,8 @@ class Holds {
 
   explicit Holds(Hooks hooks) : m_hooks(std::move(hooks)), m_wallLead(WallLead()) {}
 
-  /// Goes on with the silences of an earlier engine. Those of unknown monitors end, unless `keepsUnknown`:
-  /// then they wait for another table.
+  /// Goes on with the silences of an earlier engine, none longer than it was meant to last. Those of unknown
+  /// monitors end, unless `keepsUnknown`: then they wait for another table.
   void Restore(Silences silences, bool keepsUnknown);
 
   [[nodiscard]] Hold HoldOf(const Monitor& monitor) const;
@@ -82,6 +82,7 @@ class Holds {
   [[nodiscard]] Hold ParentHoldOf(const Monitor& monitor) const;
   [[nodiscard]] WallTime::duration WallLead() const;
   void FollowWallClock();
+  void EndInTime(Silence& silence) const;
 
   Hooks m_hooks;
   WallTime::duration m_wallLead;  // of the wall clock over the other one

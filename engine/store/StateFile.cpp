@@ -19,7 +19,7 @@ namespace norvane::engine {
 
 namespace {
 constexpr int ApplicationId = 0x4e6f7253;  // "NorS"
-constexpr int SchemaVersion = 3;
+constexpr int SchemaVersion = 4;
 constexpr off_t MinFileSize = 512;  // of one page, the least that SQLite has
 
 struct ServiceValue {
@@ -45,13 +45,20 @@ template <class Record, class... Fields>
 constexpr auto TableOf(const char* name, Column<Record, Fields>... columns) {
   return Table<Record, Column<Record, Fields>...>{name, std::tuple{columns...}};
 }
+/// `table` with columns behind its own.
+template <class Record, class... Columns, class... Fields>
+constexpr auto With(const Table<Record, Columns...>& table, Column<Record, Fields>... columns) {
+  return Table<Record, Columns..., Column<Record, Fields>...>{
+      table.name, std::tuple_cat(table.columns, std::tuple{columns...})};
+}
 
 constexpr auto ConfigTable = TableOf("config", Column{"value", &ServiceValue::value});
 constexpr auto OutageTable = TableOf(
     "outage", Column{"identity", &OutageRecord::identity}, Column{"failures", &OutageRecord::failures},
     Column{"since", &OutageRecord::since}, Column{"is_open", &OutageRecord::isOpen},
     Column{"launched", &OutageRecord::launched}, Column{"message", &OutageRecord::message});
-constexpr auto OwedTable =
+// Those of schema 3.
+constexpr auto OwedTable3 =
     TableOf("owed", Column{"kind", &OwedMessage::kind}, Column{"monitor", &OwedMessage::monitor},
             Column{"exit", &OwedMessage::exit}, Column{"mode", &OwedMessage::mode},
             Column{"recipient", &OwedMessage::to}, Column{"message", &OwedMessage::message},
@@ -59,9 +66,12 @@ constexpr auto OwedTable =
             Column{"failing_since", &OwedMessage::failingSince}, Column{"ended_at", &OwedMessage::endedAt},
             Column{"tries", &OwedMessage::tries}, Column{"next_try", &OwedMessage::nextTry},
             Column{"reason", &OwedMessage::reason}, Column{"digest", &OwedMessage::digest});
-constexpr auto SilenceTable =
+constexpr auto SilenceTable3 =
     TableOf("silence", Column{"until", &Silence::until}, Column{"because", &Silence::because});
 
+constexpr auto OwedTable = With(OwedTable3, Column{"recipients_left", &OwedMessage::left},
+                                Column{"unanswered", &OwedMessage::unanswered});
+constexpr auto SilenceTable = With(SilenceTable3, Column{"since", &Silence::since});
 constexpr auto SingleMailTable =
     TableOf("single_mail", Column{"address", &SingleMail::address}, Column{"at", &SingleMail::at});
 
@@ -329,6 +339,23 @@ void Migrate0(Database& database) {
   rows.Write(OutageTable, outages);
   (void)rows.Finish();
 }
+
+/// Gives a table its present columns.
+template <class Old, class New>
+void Widen(Database& database, const std::string& path, const Old& old, const New& table) {
+  const auto records = MapOf(database, path, old);
+  std::map<std::string, std::optional<typename decltype(records)::mapped_type>> removed, added;
+  for (const auto& [id, record] : records) {
+    removed.emplace(id, std::nullopt);
+    added.emplace(id, record);
+  }
+  RowWriter rows(database);
+  rows.Write(old, removed);
+  database.Run(std::string("DROP TABLE ") + table.name);
+  database.Run(SchemaOf(table));
+  rows.Write(table, added);
+  (void)rows.Finish();
+}
 }  // namespace
 
 std::string StateFile::PathIn(const std::string& folder) {
@@ -377,10 +404,13 @@ std::string StateFile::MadeIn(const std::string& folder) {
 /// What cannot be read afterwards stays as it is.
 void StateFile::Migrate(std::int64_t version) {
   Transaction transaction(m_database);
-  if (version < 2)
+  if (version < 2) {
     Migrate0(m_database);
-  else
-    m_database.Run(SchemaOf(SingleMailTable));
+  } else {
+    if (version < 3) m_database.Run(SchemaOf(SingleMailTable));
+    Widen(m_database, m_path, OwedTable3, OwedTable);
+    Widen(m_database, m_path, SilenceTable3, SilenceTable);
+  }
   SetVersion(m_database);
   CheckAll();
   transaction.Commit();

@@ -1,6 +1,7 @@
 #include "console/engine/MonitorKeys.h"
 #include "engine/checks/ProbeType.h"
 #include "engine/mail/MailTransfer.h"
+#include "platform/Blanks.h"
 
 namespace norvane::engine {
 
@@ -11,7 +12,10 @@ namespace {
 Mail CheckMail(const CheckTarget& target) {
   const auto& attributes = *target.attributes;
   const auto& server = attributes.Get(keys::Parameter);
-  return {server, attributes.Get(keys::From), attributes.Get(keys::To), "Norvane check: " + target.name,
+  return {server,
+          attributes.Get(keys::From),
+          {std::string(platform::Trimmed(attributes.Get(keys::To)))},
+          "Norvane check: " + target.name,
           "This mail shows that the mail server " + server + " takes mail. The monitor \"" + target.name +
               "\" of Norvane sent it; nobody needs to answer or keep it.\n"};
 }

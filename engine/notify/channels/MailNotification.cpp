@@ -1,3 +1,4 @@
+#include "engine/mail/MailArguments.h"
 #include "engine/mail/MailConnections.h"
 #include "engine/mail/MailServerTable.h"
 #include "engine/mail/MailTransfer.h"
@@ -17,8 +18,8 @@ class MailChannel final : public Channel {
                               std::chrono::milliseconds timeout, ProbeClient& client) override {
     const auto& from = m_probes.mailServers.Find(mode.server).from;
     return MakeMailTransfer(m_probes,
-                            {mode.server, from.empty() ? mode.sender : from, request.to, request.message,
-                             request.body, request.identity, true},
+                            {mode.server, from.empty() ? mode.sender : from, AddressesIn(request.to),
+                             request.message, request.body, request.identity, true},
                             timeout, client, &m_connections);
   }
 

@@ -63,7 +63,7 @@ TEST(MailText, MakesAWholeMessage) {
             "base64\r\n\r\n" + Repeated(Repeated("YWFh", 19) + "\r\n", 17) + Repeated("YWFh", 10) +
                 "DQo=\r\n"},
        }) {
-    const Mail mail{"", "from@a.test", "to@b.test", Umlauts, body};
+    const Mail mail{"", "from@a.test", {"to@b.test"}, Umlauts, body};
     EXPECT_EQ(MessageText(mail, "[127.0.0.1]", "7f", date), headers + sent) << name;
   }
 }

@@ -1,3 +1,4 @@
+#include "engine/mail/MailArguments.h"
 #include "engine/mail/MailTransfer.h"
 
 #include <gtest/gtest.h>
@@ -47,9 +48,9 @@ class MailTransferTest : public testing::Test, private ProbeClient {
   /// Empty if the server has accepted the mail, else why not.
   std::string Send(const std::string& server, MailConnections* connections = nullptr) {
     m_outcome.reset();
-    m_probe = MakeMailTransfer(m_probes.context,
-                               {server, "me@a.test", m_to, "Hello", m_body, "7f", m_goesInTheClear},
-                               std::chrono::seconds(20), *this, connections);
+    m_probe = MakeMailTransfer(
+        m_probes.context, {server, "me@a.test", AddressesIn(m_to), "Hello", m_body, "7f", m_goesInTheClear},
+        std::chrono::seconds(20), *this, connections);
     m_probe->Begin();
     RunUntil([this] { return m_outcome.has_value(); });
     return m_outcome.value_or("no end");
@@ -232,6 +233,39 @@ TEST_F(MailTransferTest, SaysWhoseFaultItIs) {
     EXPECT_TRUE(outcome.starts_with(row.outcome)) << outcome;
     EXPECT_EQ(m_failure.blame, row.blame);
     EXPECT_EQ(m_failure.mayHaveArrived, row.mayHaveArrived);
+  }
+}
+
+TEST_F(MailTransferTest, GoesToThoseOfSeveralWhomTheServerAccepts) {
+  const std::string refused = "SMTP: RCPT TO refused: ";
+  struct Row {
+    std::string to, got, outcome, left;
+    bool offersUtf8 = true;
+  };
+  const Row rows[] = {
+      {"a@x,b@x", "<a@x><b@x>", "", ""},
+      {" a@x ; b@x,, a@x;", "<a@x><b@x>", "", ""},
+      {"\"a,b\"@x,c@x", "<\"a,b\"@x><c@x>", "", ""},
+      {"a@x,gone@x,later@x,b@x", "<a@x><b@x>", refused + "550 no such user (gone@x), the others got it",
+       "gone@x,later@x"},
+      {"later@x,a@x", "<a@x>", refused + "451 greylisted (later@x), the others got it", "later@x"},
+      {"gone@x,later@x", "", refused + "550 no such user (gone@x)", ""},
+      {"a b,a@x", "<a@x>", "SMTP: the recipient is not a bare mail address (a b), the others got it", "a b"},
+      {"\xc3\xa4@x,a@x", "<a@x>",
+       "SMTP: the server does not support SMTPUTF8 (\xc3\xa4@x), the others got it", "\xc3\xa4@x", false},
+      {" ; ", "", "SMTP: the recipient is missing", ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.to);
+    SmtpServer server({.offersUtf8 = row.offersUtf8,
+                       .refused = {{"<gone@x>", "550 no such user"}, {"<later@x>", "451 greylisted"}}});
+    m_to = row.to;
+    m_failure = {};
+    EXPECT_EQ(Send(server.Address()), row.outcome);
+    const auto mails = server.Mails();
+    ASSERT_EQ(mails.size(), row.got.empty() ? 0u : 1u);
+    EXPECT_EQ(mails.empty() ? "" : mails[0].to, row.got);
+    EXPECT_EQ(m_failure.left, row.left);
   }
 }
 

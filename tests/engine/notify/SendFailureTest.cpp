@@ -85,6 +85,30 @@ TEST_F(SendFailureTest, RepeatsSeldomWhatMayHaveArrived) {
   EXPECT_LT(m_tries[Good], 35);
 }
 
+TEST_F(SendFailureTest, TriesOnlyThoseOfSeveralAddressesThatHaveNotGotIt) {
+  const auto acceptAllBut = [this](const std::string& left) {
+    ASSERT_EQ(m_inFlight.size(), 1u);
+    const auto ticket = m_inFlight.front().ticket;
+    m_inFlight.clear();
+    EXPECT_TRUE(m_sender->Receive(
+        {0, ticket, {Outcome::Failed, "greylisted", {}}, {}, {Blame::Recipient, false, left}}));
+    Keep();
+  };
+  Owe("1", Good, "her, bad him");
+  Keep();
+  acceptAllBut("bad him");
+  EXPECT_EQ(m_sender->All().at("1").to, "bad him");
+  Make({});
+  m_sender->Restore(OwedMessages(m_disk), {});
+  Wait(minutes(2));
+  ASSERT_EQ(m_inFlight.size(), 1u);
+  EXPECT_EQ(m_inFlight.front().request.to, "bad him") << "she gets it again after a restart";
+  m_refuses = false;
+  Answer();
+  EXPECT_EQ(m_ended, Texts{"1 0"});
+  EXPECT_FALSE(m_toldEnd) << "she has not heard of the end";
+}
+
 TEST_F(SendFailureTest, GivesUpOnlyWhatItCouldTry) {
   m_reasons[Good] = "connection refused";
   const auto now = std::chrono::system_clock::now();

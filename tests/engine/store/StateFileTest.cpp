@@ -44,7 +44,9 @@ OwedMessage Message(int tries) {
           tries,
           At(1700000000777),
           "refused",
-          "digest"};
+          "digest",
+          "b@y.test,c@y.test",
+          tries + 2};
 }
 
 StateChanges Sample(int count) {
@@ -53,7 +55,7 @@ StateChanges Sample(int count) {
     const auto name = "WebMonitor Of " + std::to_string(i);
     changes.outages[name] = Outage(i);
     changes.owed["identity" + std::to_string(i)] = Message(i);
-    changes.silences[name] = Silence{At(1800000000000 + i), Every('s')};
+    changes.silences[name] = Silence{At(1800000000000 + i), Every('s'), At(1700000000000 - i)};
     changes.singles["identity" + std::to_string(i)] = SingleMail{Every('a'), At(1700000000000 + i)};
   }
   return changes;
@@ -165,16 +167,61 @@ TEST(StateFile, AFileOfTheFirstSchemaIsTakenOver) {
   }
 }
 
-TEST(StateFile, AFileOfTheSecondSchemaIsTakenOver) {
-  const TempFolder folder;
-  auto sample = Sample(3);
-  sample.singles.clear();
-  StateFile(folder.Path()).Write(sample);
-  const auto before = Read(folder.Path());
-  Database(StateFile::PathIn(folder.Path()), Database::Mode::Write)
-      .Run("DROP TABLE single_mail; PRAGMA user_version=2");
-  for (int i = 0; i < 2; ++i)
-    EXPECT_EQ(Read(folder.Path()), before);
+TEST(StateFile, FilesOfTheSecondAndThirdSchemaAreTakenOver) {
+  const std::string third =
+      "CREATE TABLE config(id TEXT PRIMARY KEY,value TEXT NOT NULL,checksum INTEGER NOT NULL)STRICT,WITHOUT "
+      "ROWID;"
+      "CREATE TABLE file_state(rows INTEGER NOT NULL,sum INTEGER NOT NULL)STRICT;"
+      "CREATE TABLE outage(id TEXT PRIMARY KEY,identity TEXT NOT NULL,failures INTEGER NOT NULL,since "
+      "INTEGER NOT NULL,"
+      "is_open INTEGER NOT NULL,launched INTEGER NOT NULL,message INTEGER NOT NULL,checksum INTEGER NOT "
+      "NULL)STRICT,"
+      "WITHOUT ROWID;"
+      "CREATE TABLE owed(id TEXT PRIMARY KEY,kind INTEGER NOT NULL,monitor TEXT NOT NULL,exit TEXT NOT NULL,"
+      "mode TEXT NOT NULL,recipient TEXT NOT NULL,message TEXT NOT NULL,body TEXT NOT NULL,since INTEGER NOT "
+      "NULL,"
+      "failing_since INTEGER NOT NULL,ended_at INTEGER NOT NULL,tries INTEGER NOT NULL,next_try INTEGER NOT "
+      "NULL,"
+      "reason TEXT NOT NULL,digest TEXT NOT NULL,checksum INTEGER NOT NULL)STRICT,WITHOUT ROWID;"
+      "CREATE TABLE silence(id TEXT PRIMARY KEY,until INTEGER NOT NULL,because TEXT NOT NULL,checksum "
+      "INTEGER NOT NULL)"
+      "STRICT,WITHOUT ROWID;"
+      "CREATE TABLE single_mail(id TEXT PRIMARY KEY,address TEXT NOT NULL,at INTEGER NOT NULL,checksum "
+      "INTEGER NOT NULL)"
+      "STRICT,WITHOUT ROWID;"
+      "INSERT INTO file_state VALUES(4,6106466594810275115);"
+      "INSERT INTO outage VALUES('WebMonitor Of a','id',4,1700000000123,1,2,0,2238064341788204496);"
+      "INSERT INTO owed VALUES('id',0,'WebMonitor Of "
+      "a','','SMTP://mail;me','you@b.test','down','body\n',1700000000123,"
+      "1700000000001,0,3,1700000000777,'refused','',62831664664419538);"
+      "INSERT INTO silence VALUES('WebMonitor Of b',1800000000000,'disks',-6836949004093473678);"
+      "INSERT INTO single_mail VALUES('id','you',1700000000000,-7804224481258426857);"
+      "PRAGMA application_id=1315926611; PRAGMA user_version=3;";
+  const std::string toSecond =
+      "DROP TABLE single_mail; UPDATE file_state SET rows=3,sum=-4536052997640849644; PRAGMA user_version=2;";
+  for (const bool isThird : {true, false}) {
+    const TempFolder folder;
+    Database(StateFile::PathIn(folder.Path()), Database::Mode::Create)
+        .Run(isThird ? third : third + toSecond);
+    for (int i = 0; i < 2; ++i) {
+      const auto contents = StateFile(folder.Path()).Read();
+      EXPECT_EQ(contents.outages,
+                (OutageRecords{{"WebMonitor Of a", {"id", 4, At(1700000000123), true, 2}}}));
+      const OwedMessage owed{.monitor = "WebMonitor Of a",
+                             .mode = "SMTP://mail;me",
+                             .to = "you@b.test",
+                             .message = "down",
+                             .body = "body\n",
+                             .since = At(1700000000123),
+                             .failingSince = At(1700000000001),
+                             .tries = 3,
+                             .nextTry = At(1700000000777),
+                             .reason = "refused"};
+      EXPECT_EQ(contents.owed, (OwedMessages{{"id", owed}}));
+      EXPECT_EQ(contents.silences, (Silences{{"WebMonitor Of b", {At(1800000000000), "disks"}}}));
+      EXPECT_EQ(contents.singles.size(), isThird ? 1u : 0u);
+    }
+  }
 }
 
 TEST(StateFile, WhatItCannotKnowOrTrustIsRefusedAsItIs) {
@@ -186,7 +233,7 @@ TEST(StateFile, WhatItCannotKnowOrTrustIsRefusedAsItIs) {
     const char* change;
     const char* verdict;
   } rows[] = {
-      {"CREATE TABLE later(x); PRAGMA user_version=4", "newer"},
+      {"CREATE TABLE later(x); PRAGMA user_version=5", "newer"},
       {"PRAGMA user_version=11", "unreadable"},
       {"PRAGMA user_version=2", "unreadable"},
       {"DROP TABLE single_mail; PRAGMA user_version=2", "unreadable"},
