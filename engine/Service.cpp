@@ -40,6 +40,7 @@ Service::Service(Options options)
       m_folder(std::move(options.folder)),
       m_instance(platform::RandomText(8)),
       m_clock(std::move(options.clock)),
+      m_wallClock(options.alarms.wallClock),
       m_writer(std::make_unique<Writer>(m_folder, m_wake)),
       m_ownLog(*m_writer, m_clock),
       m_admin(
@@ -54,6 +55,9 @@ Service::Service(Options options)
       m_state(std::make_unique<EngineState>(m_folder, *m_writer, m_health)),
       m_storage(*this, *m_writer, m_health, m_clock, m_folder, m_types),
       m_table(m_storage.LoadAtStart()),
+      m_history(
+          std::make_unique<History>(History::Options{m_folder, options.history, options.alarms.wallClock},
+                                    m_wake, m_health, [this]() -> const MonitorTable& { return *m_table; })),
       m_worker(options.makeWorker(m_wake, [this](const std::string& text) { m_ownLog.Write(text); })),
       m_heartbeat(std::move(options.heartbeat), options.heartbeatPeriod,
                   {*m_worker, [this] { return ++m_lastTicket; }, m_health, m_clock}),
@@ -75,6 +79,7 @@ Service::Service(Options options)
 
 Service::~Service() {
   m_worker.reset();
+  m_history.reset();
   m_ownLog.FlushAll();
   m_writer.reset();  // its jobs use the rest
 }
@@ -89,6 +94,7 @@ void Service::OnWake() {
   ++m_wakes;
   for (const auto& [logFile, text] : m_writer->Deliver())
     logFile.empty() ? m_health.Note("writer", text) : HandleLogFile(logFile, text);
+  m_history->Deliver();
   const auto changeBefore = m_table->LastChange();
   std::exception_ptr lost;
   for (auto& report : m_worker->DequeueReports())
@@ -127,6 +133,7 @@ void Service::OnSecond() {
   RepeatLostStarts();
   m_admin.OweDue();
   m_alarms->OnSecond();
+  m_history->OnSecond();
   m_heartbeat.OnSecond([this] { return WhyNoHeartbeat(); });
   GoOnEnding();
   if (const auto now = m_clock(); now >= m_nextTend) {
@@ -223,7 +230,9 @@ MonitorId Service::Add(std::string_view fullName) {
   assert(m_thread.IsInside());
   RequireNotEnding();
   RequireText(fullName, "monitor name");
-  const MonitorId id = m_table->Add(fullName, NewMonitorAttributes()).id;
+  const auto& added = m_table->Add(fullName, NewMonitorAttributes());
+  const auto id = added.id;
+  m_history->Made(added);
   NotifyObservers();
   return id;
 }
@@ -239,6 +248,7 @@ bool Service::Forget(const Monitor& monitor) {
   m_worker->Stop(monitor.id);
   const bool wasFailing = m_alarms->Forget(monitor, "the monitor was removed");
   m_alarms->ForgetSilence(monitor);
+  m_history->Removed(monitor);
   m_table->Remove(monitor.id);
   return wasFailing;
 }
@@ -269,11 +279,13 @@ bool Service::FollowSettings(const Monitor& monitor, const Attributes* before,
   if (!ran) {
     if (!monitor.Running()) return false;
     m_table->NoteCheck(monitor.id, {});
+    m_history->Switched(monitor);
     toStart.push_back(&monitor);
     return false;
   }
   if (!monitor.Running()) {
     m_worker->Stop(monitor.id);
+    m_history->Switched(monitor);
     return m_alarms->Forget(monitor, "the monitor was stopped");
   }
   if (monitor.settingChange != monitor.change) return false;  // a result
@@ -364,6 +376,7 @@ void Service::ReplaceTable(std::unique_ptr<MonitorTable> table) {
   m_table.swap(table);
   m_alarms->TableReplaced();
   m_alarms->Keep();
+  m_history->TableReplaced();
   if (!m_isEnding) StartAll();
   NotifyObservers();
   // Releasing many monitors takes a while: not on this thread.
@@ -429,12 +442,18 @@ void Service::Silence(const std::vector<std::string>& fullNames, std::chrono::se
   RequireNotEnding();
   if (time <= std::chrono::seconds(0) || time > MaxSilence)
     throw EngineError(EngineErrorCode::Invalid, "a silence lasts from a second to ten years");
-  m_alarms->Silence(FindAll(fullNames), time, PlainText(because), std::move(done));
+  const auto monitors = FindAll(fullNames);
+  for (const auto* monitor : monitors)
+    m_history->Silenced(*monitor, m_wallClock() + time);
+  m_alarms->Silence(monitors, time, PlainText(because), std::move(done));
 }
 
 void Service::Unsilence(const std::vector<std::string>& fullNames, Completion done) {
   RequireNotEnding();
-  m_alarms->Unsilence(FindAll(fullNames), std::move(done));
+  const auto monitors = FindAll(fullNames);
+  for (const auto* monitor : monitors)
+    m_history->Unsilenced(*monitor);
+  m_alarms->Unsilence(monitors, std::move(done));
 }
 
 }  // namespace norvane::engine

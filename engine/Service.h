@@ -15,6 +15,7 @@
 #include "engine/Alarms.h"
 #include "engine/SelfCheck.h"
 #include "engine/checks/ProbeTable.h"
+#include "engine/history/History.h"
 #include "engine/model/Health.h"
 #include "engine/model/MonitorTable.h"
 #include "engine/model/Worker.h"
@@ -62,6 +63,7 @@ class Service final : private Storage::Client {
     std::chrono::seconds heartbeatPeriod{60};
     std::string configProblem{};   ///< of "config.ini"; a condition until the engine ends
     std::chrono::hours logAge{0};  ///< the engine's own logs are removed when they are older; 0: never
+    HistoryAges history{};
   };
 
   /// Reads the engine's own state and the data file of the folder and starts its enabled monitors. If the
@@ -152,6 +154,11 @@ class Service final : private Storage::Client {
     return m_alarms->OpenOutages();
   }
 
+  /// As `History::Read`.
+  void ReadHistory(console::engine::HistoryQuery query, History::ReadCompletion done) {
+    m_history->Read(std::move(query), std::move(done));
+  }
+
   /// Stops all checks, waits a few seconds for what is being sent or started, and saves the data file;
   /// `done` comes when all of it is on disk. Changes are refused from now on.
   void Shutdown(Completion done);
@@ -199,6 +206,7 @@ class Service final : private Storage::Client {
   std::string m_folder;
   std::string m_instance;
   EventLoop::Clock m_clock;
+  Holds::WallClock m_wallClock;
   platform::EventFd m_wake;
   std::unique_ptr<Writer> m_writer;
   EngineLog m_ownLog;
@@ -210,6 +218,7 @@ class Service final : private Storage::Client {
   std::unique_ptr<EngineState> m_state;
   Storage m_storage;
   std::unique_ptr<MonitorTable> m_table;
+  std::unique_ptr<History> m_history;
   std::unique_ptr<Worker> m_worker;
   Heartbeat m_heartbeat;
   std::vector<TableObserver*> m_observers;

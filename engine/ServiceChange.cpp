@@ -35,7 +35,7 @@ void Service::Change(const std::vector<ce::MonitorChange>& changes, std::uint64_
     if (before == change.attributes) continue;
     const auto id =
         change.monitor == nullptr ? m_table->Add(change.name, *change.attributes).id : change.monitor->id;
-    if (before) m_table->Replace(id, change.attributes);
+    before ? m_table->Replace(id, change.attributes) : m_history->Made(Get(id));
     static_cast<void>(FollowSettings(Get(id), before.get(), toStart));
   }
   StartSpread(toStart);

@@ -105,6 +105,8 @@ void Service::HandleJudged(const Monitor& monitor, const CheckResult& result) {
       std::string(result.IsGood() ? "good" : "failed") + " in " + std::to_string(result.duration.count()) +
           " ms: " + result.reason);
   const auto* failing = monitor.Running() ? m_alarms->Receive(monitor, result) : nullptr;
+  if (monitor.Running())
+    m_history->Checked(monitor, result, isAsBefore, failing != nullptr && failing->isOpen);
   const auto since = failing != nullptr ? failing->since : isAsBefore ? monitor.lastCheck.since : result.at;
   m_table->NoteCheck(monitor.id,
                      {true, result.at, result.duration, failing == nullptr ? 0 : failing->failures, since});

@@ -10,6 +10,7 @@ namespace files {
 inline constexpr std::string_view EngineData = "NorvaneEngine.dat";
 inline constexpr std::string_view EngineState = "NorvaneEngine.state";
 inline constexpr std::string_view EngineJournal = "NorvaneEngine.journal";
+inline constexpr std::string_view History = "NorvaneHistory.db";
 inline constexpr std::string_view EngineLock = "NorvaneEngine.lock";
 inline constexpr std::string_view EngineSocket = "NorvaneEngine.sock";
 inline constexpr std::string_view ConsoleLock = "NorvaneConsole.lock";

@@ -21,6 +21,7 @@ namespace {
 
 constexpr int MaxCheckThreads = 64;
 constexpr double MaxSingle = 1e6;
+constexpr int MaxHistoryDays = 36500;
 constexpr double MinLogDays = 0.05, MaxLogDays = 36500;  // an hour at least
 
 /// Gives whether the value makes sense. An empty one stands for the default.
@@ -46,6 +47,13 @@ bool ApplyLogDays(const std::string& value, Config& config) {
   const bool makesSense = days && (*days == 0 || *days >= MinLogDays);
   if (makesSense) config.logAge = std::chrono::hours(static_cast<int>(std::min(*days, MaxLogDays) * 24));
   return makesSense || value.empty();
+}
+
+template <std::chrono::days engine::HistoryAges::*Age>
+bool ApplyHistoryDays(const std::string& value, Config& config) {
+  const auto days = formats::ParseNumber(value, 1, MaxHistoryDays);
+  if (days) config.history.*Age = std::chrono::days(static_cast<int>(*days));
+  return days || value.empty();
 }
 
 template <std::string engine::AdminAddress::*Field>
@@ -110,6 +118,9 @@ constexpr Setting Settings[] = {
     {"notify", "single", &ApplySingle, "a number from 0", "20"},
     {"notify", "recovery", &ApplyRecovery, "yes or no", "no"},
     {"log", "days", &ApplyLogDays, "0 or a number from 0.05", "90"},
+    {"history", "minutes", &ApplyHistoryDays<&engine::HistoryAges::minutes>, "a number from 1 to 36500", "8"},
+    {"history", "hours", &ApplyHistoryDays<&engine::HistoryAges::hours>, "a number from 1 to 36500", "400"},
+    {"history", "days", &ApplyHistoryDays<&engine::HistoryAges::days>, "a number from 1 to 36500", "3650"},
     {"checks", "threads", &ApplyThreads, "a number from 1 to 64", "one for each CPU"},
     {"tls", "cafile", &ApplyCaFile},
     {"modem", "device"},

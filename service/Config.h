@@ -9,6 +9,7 @@
 
 #include "engine/Alarms.h"
 #include "engine/WorkerOptions.h"
+#include "engine/history/HistoryFile.h"
 #include "engine/notify/AdminMessages.h"
 #include "engine/notify/ExitSettings.h"
 
@@ -25,6 +26,7 @@ struct Config {
   engine::MailServerTable mailServers{};
   engine::Alarms::Options alarms{};
   engine::ExitSettings exits{};
+  engine::HistoryAges history{};
   std::optional<gid_t> group{};        ///< whose members may use the engine
   std::chrono::hours logAge{90 * 24};  ///< 0: for ever
 

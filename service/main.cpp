@@ -130,6 +130,7 @@ engine::Service::Options ServiceOptions(const std::string& folder, const Config&
   options.heartbeatPeriod = config.exits.heartbeatPeriod;
   options.configProblem = config.problem;
   options.logAge = config.logAge;
+  options.history = config.history;
   return options;
 }
 

@@ -124,6 +124,10 @@ bool Database::IsReadOnly() const {
   return sqlite3_db_readonly(m_db.get(), "main") != 0;
 }
 
+std::int64_t Database::Changed() const {
+  return sqlite3_changes64(m_db.get());
+}
+
 std::int64_t Database::Number(const std::string& sql) {
   Statement statement(*this, sql);
   return statement.Step() ? statement.NumberAt(0) : 0;
@@ -155,6 +159,13 @@ Statement& Statement::Bind(int position, std::string_view text) {
   return *this;
 }
 
+Statement& Statement::BindBytes(int position, std::string_view bytes) {
+  const char* data = bytes.data() != nullptr ? bytes.data() : "";
+  if (sqlite3_bind_blob64(m_statement.get(), position, data, bytes.size(), SQLITE_STATIC) != SQLITE_OK)
+    m_database.Fail();
+  return *this;
+}
+
 Statement& Statement::Bind(int position, std::int64_t number) {
   if (sqlite3_bind_int64(m_statement.get(), position, number) != SQLITE_OK) m_database.Fail();
   return *this;
@@ -172,6 +183,12 @@ std::string_view Statement::TextAt(int column) const {
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement.get(), column));
   if (text == nullptr) return {};
   return {text, static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column))};
+}
+
+std::string_view Statement::BytesAt(int column) const {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(m_statement.get(), column));
+  if (bytes == nullptr) return {};
+  return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column))};
 }
 
 std::int64_t Statement::NumberAt(int column) const {

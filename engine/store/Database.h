@@ -33,6 +33,8 @@ class Database {
   [[nodiscard]] std::string Text(const std::string& sql);
   /// `Write` has found that it may not.
   [[nodiscard]] bool IsReadOnly() const;
+  /// How many rows the last statement has changed.
+  [[nodiscard]] std::int64_t Changed() const;
 
  private:
   friend class Statement;
@@ -53,12 +55,14 @@ class Statement {
   /// Positions count from 1.
   Statement& Bind(int position, std::string_view text);
   Statement& Bind(int position, std::int64_t number);
+  Statement& BindBytes(int position, std::string_view bytes);
   /// True if there is a row; after the last one the statement is ready to be bound and run again.
   bool Step();
 
   /// Columns count from 0; the view holds until the next `Step`.
   [[nodiscard]] std::string_view TextAt(int column) const;
   [[nodiscard]] std::int64_t NumberAt(int column) const;
+  [[nodiscard]] std::string_view BytesAt(int column) const;
 
  private:
   struct Finalize {

@@ -20,8 +20,8 @@ bool Exists(const std::string& path) {
 }
 
 namespace {
-/// The journal belongs to the file and may be what mends it.
-constexpr std::array Endings{"", "-journal", GoodCopyEnding};
+/// The journals belong to the file and may be what mends it.
+constexpr std::array Endings{"", "-journal", "-wal", GoodCopyEnding};
 
 std::string FreeName(const std::string& path) {
   const auto now = platform::LocalTime(std::chrono::system_clock::now());

@@ -143,12 +143,12 @@ TEST(EngineProgram, GoesOnInTheBackgroundWithoutItsLog) {
 
 TEST(EngineProgram, SaysOnceWhatItCannotUseOfItsSettings) {
   const TempFolder folder;
-  WriteFile(
-      folder / "config.ini",
-      "[log]\ndays=0.01\n[checks]\nthreads=many\n[text]\nCharset=klingon\n[modem]\nspeed=fast\nwait=45\n"
-      "[Tel\x1b[7m]\npassword=secret\n[tel\x1b]\n[help]\nfeedback=x\n[notify]\nadmn=x\nADMN=y\n"
-      "give_up=soon\nsingle=-1\nrecovery=maybe\n[tls]\ncafile=none.pem\n"
-      "[log]\ndays=\xe9\n");
+  WriteFile(folder / "config.ini",
+            "[log]\ndays=0.01\n[history]\nhours=0\n[checks]\nthreads=many\n[text]\nCharset=klingon\n[modem]"
+            "\nspeed=fast\nwait=45\n"
+            "[Tel\x1b[7m]\npassword=secret\n[tel\x1b]\n[help]\nfeedback=x\n[notify]\nadmn=x\nADMN=y\n"
+            "give_up=soon\nsingle=-1\nrecovery=maybe\n[tls]\ncafile=none.pem\n"
+            "[log]\ndays=\xe9\n");
   fs::create_directory(folder / "log");
   const auto old = WriteFile(folder / "log/NorvaneLog010126.log", "x");
   fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(91 * 24));
@@ -157,14 +157,15 @@ TEST(EngineProgram, SaysOnceWhatItCannotUseOfItsSettings) {
     std::this_thread::yield();
   engine.Signal(SIGTERM);
   const std::string expected[] = {
-      "config.ini: line 24 is not UTF-8",
-      "config.ini: line 17 is a second ADMN in [notify], ignored",
-      "config.ini: line 23 begins a second section [log], ignored",
+      "config.ini: line 26 is not UTF-8",
+      "config.ini: line 19 is a second ADMN in [notify], ignored",
+      "config.ini: line 25 begins a second section [log], ignored",
       "config.ini: [text] charset=klingon is not a character set, using windows-1252",
       "config.ini: [notify] give_up=soon is not a time from 1m, using 1d",
       "config.ini: [notify] single=-1 is not a number from 0, using 20",
       "config.ini: [notify] recovery=maybe is not yes or no, using no",
       "config.ini: [log] days=0.01 is not 0 or a number from 0.05, using 90",
+      "config.ini: [history] hours=0 is not a number from 1 to 36500, using 400",
       "config.ini: [checks] threads=many is not a number from 1 to 64, using one for each CPU",
       "config.ini: [modem] speed=fast is not a number from 1 to 1000000, using 9600",
       "config.ini: [tls] cafile: cannot read " + (folder / "none.pem"),
