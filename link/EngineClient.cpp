@@ -5,6 +5,7 @@
 
 #include "console/engine/EngineError.h"
 #include "link/ChangeCall.h"
+#include "link/HistoryWire.h"
 #include "link/Link.h"
 #include "platform/FileLock.h"
 #include "platform/FileNames.h"
@@ -281,6 +282,21 @@ std::vector<ce::OpenOutage> EngineClient::OpenOutages() {
           outages.push_back({ToString(from.getMonitor()), ToTime(from.getSince()), from.getIsHeld()});
       });
   return outages;
+}
+
+ce::MonitorHistory EngineClient::History(const ce::HistoryQuery& query) {
+  ce::MonitorHistory history;
+  m_link->Call(
+      m_link->Options().callTimeout, &Session::historyRequest,
+      [&](auto& request) {
+        request.setMonitor(ToText(query.monitor));
+        request.setSince(ToMilliseconds(query.since));
+        request.setUntil(ToMilliseconds(query.until));
+        request.setStepSeconds(static_cast<std::uint32_t>(query.step.count()));
+        request.setHasPoints(query.hasPoints);
+      },
+      [&](const auto& results) { history = ReadHistory(results.getHistory()); });
+  return history;
 }
 
 // Writes

@@ -33,6 +33,7 @@ class EngineClient final : public console::engine::Port {
   std::vector<console::engine::OwedMessage> Owed() override;
   std::map<std::string, console::engine::SilenceInfo> Silences() override;
   std::vector<console::engine::OpenOutage> OpenOutages() override;
+  console::engine::MonitorHistory History(const console::engine::HistoryQuery& query) override;
 
   void OpenGate(std::string_view controlPass) override;
   void CommitServiceValues(const console::engine::ServiceValues& values) override;

@@ -55,6 +55,7 @@ class Session final : public wire::Session::Server,
   kj::Promise<void> change(ChangeContext context) override;
   kj::Promise<void> select(SelectContext context) override;
   kj::Promise<void> read(ReadContext context) override;
+  kj::Promise<void> history(HistoryContext context) override;
 
  private:
   struct Ended {

@@ -87,6 +87,9 @@ interface Session {
   # As Select of the console's port. For clients that do not follow.
   read @24 (ids :List(UInt64)) -> (answer :Answer, done :UInt32, monitors :List(Monitor));
   # Those of the first "done" ids that are still there; the client asks again for the rest.
+  history @25 (monitor :Text, since :Int64, until :Int64, stepSeconds :UInt32, hasPoints :Bool)
+      -> (answer :Answer, history :History);
+  # As HistoryQuery of the console.
 }
 
 interface Transaction {
@@ -109,6 +112,41 @@ struct MonitorChange {
     add @0;
     set @1;
     remove @2;
+  }
+}
+
+struct History {
+  # As MonitorHistory of the console.
+
+  since @0 :Int64;
+  until @1 :Int64;
+  stepSeconds @2 :UInt32;
+  points @3 :List(Point);
+  all @4 :Point;  # its start means nothing
+  outages @5 :List(Outage);
+  outagesOmitted @6 :UInt64;
+
+  struct Point {
+    start @0 :Int64;
+    checks @1 :UInt64;
+    failures @2 :UInt64;
+    least @3 :UInt32;
+    mean @4 :UInt32;
+    greatest @5 :UInt32;
+    p50 @6 :UInt32;
+    p95 @7 :UInt32;
+    p99 @8 :UInt32;
+    upMs @9 :UInt64;
+    downMs @10 :UInt64;
+    stoppedMs @11 :UInt64;
+    silencedMs @12 :UInt64;
+    unwatchedMs @13 :UInt64;
+  }
+  struct Outage {
+    since @0 :Int64;
+    until @1 :Int64;  # 0: it lasts
+    reason @2 :Text;
+    isOutage @3 :Bool;
   }
 }
 

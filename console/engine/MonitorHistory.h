@@ -19,6 +19,7 @@ struct HistoryQuery {
   /// chart has up to 750 points. Made longer if there would be more than `MaxHistoryPoints`, or if spans of
   /// that time have been joined already.
   std::chrono::seconds step{0};
+  bool hasPoints = true;  ///< else only what they add up to
 };
 
 inline constexpr std::size_t MaxHistoryPoints = 4500;
@@ -64,6 +65,7 @@ struct HistoryPoint {
   std::uint64_t checks = 0, failures = 0;
   AnswerTimes answers{};
   StateTimes states{};
+  bool operator==(const HistoryPoint&) const = default;
 };
 
 /// A time in which checks failed.
@@ -78,12 +80,14 @@ struct PastOutage {
 struct MonitorHistory {
   HistoryQuery::Time since{}, until{};  ///< as asked, in whole steps
   std::chrono::seconds step{0};
-  std::vector<HistoryPoint> points;  ///< one for each step, in order; those without checks too
+  std::vector<HistoryPoint>
+      points;  ///< one for each step, in order; those without checks too; none if none were asked
   std::uint64_t checks = 0, failures = 0;
   AnswerTimes answers{};            ///< of all points
   StateTimes states{};              ///< likewise
   std::vector<PastOutage> outages;  ///< oldest first; the last `MaxHistoryOutages` of them
   std::uint64_t outagesOmitted = 0;
+  bool operator==(const MonitorHistory&) const = default;
 };
 
 }  // namespace norvane::console::engine

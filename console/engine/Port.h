@@ -11,6 +11,7 @@
 
 #include "console/engine/EngineStatus.h"
 #include "console/engine/MonitorChange.h"
+#include "console/engine/MonitorHistory.h"
 #include "console/engine/MonitorNames.h"
 #include "console/engine/MonitorRecord.h"
 #include "console/engine/OpenOutage.h"
@@ -95,6 +96,8 @@ class Port {
   [[nodiscard]] virtual std::map<std::string, SilenceInfo> Silences() = 0;
   /// In no order.
   [[nodiscard]] virtual std::vector<OpenOutage> OpenOutages() = 0;
+  /// What became of a monitor, also of a removed one. Throws NotFound.
+  [[nodiscard]] virtual MonitorHistory History(const HistoryQuery& query) = 0;
 
   // Writes. All but the first need the open gate, and so does a fetch.
 

@@ -161,6 +161,7 @@ ce::MonitorHistory HistoryFile::Read(const ce::HistoryQuery& query, Time now) {
     history.states += point.states;
     all += sums;
   }
+  if (!query.hasPoints) history.points.clear();
   history.checks = all.Checks();
   history.failures = all.Failures();
   history.answers = all.Answers();

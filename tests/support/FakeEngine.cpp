@@ -131,6 +131,12 @@ ce::MonitorSnapshot FakePort::Read(const std::vector<MonitorId>& ids) {
   return monitors;
 }
 
+ce::MonitorHistory FakePort::History(const ce::HistoryQuery& query) {
+  static_cast<void>(Info());
+  historyQueries.push_back(query);
+  return history;
+}
+
 ce::MonitorPtr FakePort::Get(MonitorId id) {
   static_cast<void>(Info());
   const auto& monitor = Held(id);

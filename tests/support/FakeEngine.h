@@ -66,6 +66,8 @@ class FakePort : public console::engine::Port {
   RunnerAnswer monitorAnswer;
   RunnerAnswer notifyAnswer;
   console::engine::EngineStatus status;  ///< what a query gives
+  console::engine::MonitorHistory history;
+  std::vector<console::engine::HistoryQuery> historyQueries;
   bool answersStatus = true;             ///< or queries go on until it does
 
   const console::engine::EngineInfo& Info() override;
@@ -85,6 +87,7 @@ class FakePort : public console::engine::Port {
   void DropOwed(const std::vector<std::string>&) override { RequireGate(); }
   std::map<std::string, console::engine::SilenceInfo> Silences() override { return {}; }
   std::vector<console::engine::OpenOutage> OpenOutages() override { return {}; }
+  console::engine::MonitorHistory History(const console::engine::HistoryQuery& query) override;
   void Silence(const std::vector<std::string>&, std::chrono::seconds, std::string_view) override {
     RequireGate();
   }
