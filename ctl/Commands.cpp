@@ -35,6 +35,12 @@ constexpr std::array OfSilence = {
     Option{"--for", "TIME", "how long: seconds, or a number with a unit, such as 90s, 30m, 2h or 1d"},
     Option{"--because", "TEXT", "why, for whoever sees it"},
 };
+constexpr Option Since{"--since", "TIME",
+                       "from a time before now, such as 12h or 7d, or from a date, such as 2026-11-24"};
+constexpr Option Csv{"--csv", "", "print comma-separated values (RFC 4180)"};
+constexpr std::array OfHistory = {Since,
+                                  Option{"--step", "TIME", "length of the steps, such as 5m, 1h or 1d"}, Csv};
+constexpr std::array OfReport = {Since, Csv};
 constexpr std::array OfExport = {Option{"--file", "FILE", "write to FILE, which only you can read"}};
 constexpr std::array OfApply = {
     Option{"--dry-run", "", "show the plan only; exit status 1 if there is something to do"},
@@ -143,6 +149,17 @@ constexpr std::array Table = {
             {},
             "look for mistakes in such files",
             "Needs no engine."},
+    Command{"show", "NAME...", 0, Any, Reads::Named, Show, Alone, "show how monitors fare",
+            "State and last check, who is told, uptime, and answer times and outages of the last 30 days. "
+            "Uptime is told by time: up / (up + down), without what was stopped, silenced or not watched."},
+    Command{"history", "NAME", 1, 1, Reads::Named, History, OfHistory, "show what became of a monitor",
+            "A line for each step of a time, that of the last day if no other is asked for, and its outages. "
+            "Steps are days of UTC, hours, or 5 minutes, as long as these are kept. Percentiles of answer "
+            "times are off by an eighth at most."},
+    Command{"report", "[NAME...]", 0, Any, Reads::Named, Report, OfReport,
+            "compare monitors by uptime, worst first",
+            "Of the last 30 days if no other time is asked for. MeanRecovery is the mean length of outages "
+            "that have ended."},
     Command{"watch",
             "[NAME...]",
             0,

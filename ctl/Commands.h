@@ -74,6 +74,9 @@ struct Command {
 [[nodiscard]] ExitCode Notify(const Call& call);
 [[nodiscard]] ExitCode Silence(const Call& call);
 [[nodiscard]] ExitCode Unsilence(const Call& call);
+[[nodiscard]] ExitCode Show(const Call& call);
+[[nodiscard]] ExitCode History(const Call& call);
+[[nodiscard]] ExitCode Report(const Call& call);
 /// A screen of monitors on a terminal, until q is pressed; else a line for each change, until the engine
 /// ends.
 [[nodiscard]] ExitCode Watch(const Call& call);

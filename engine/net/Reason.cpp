@@ -23,15 +23,6 @@ std::string PlainText(std::string_view text, std::size_t maxSize) {
   return plain.append(ellipsis);
 }
 
-std::string WithoutPassword(std::string_view target) {
-  const auto scheme = target.find("://");
-  const auto begin = scheme == std::string_view::npos ? 0 : scheme + 3;
-  const auto authority = target.substr(begin, target.substr(begin).find_first_of("/?#\\"));
-  const auto at = authority.rfind('@');
-  const auto host = at == std::string_view::npos ? begin : begin + at + 1;
-  return std::string(target.substr(0, begin)).append(target.substr(host));
-}
-
 std::string SecondsText(std::chrono::milliseconds time) {
   return formats::FormatNumber(static_cast<double>(time.count()) / 1000) + " s";
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/UrlText.h"
+
 namespace norvane::engine {
 
 /// Bytes of a reason at most.
@@ -14,8 +16,7 @@ inline constexpr std::size_t MaxReasonSize = 300;
 /// what is longer than `maxSize` bytes is cut at a character and ends in "...".
 [[nodiscard]] std::string PlainText(std::string_view text, std::size_t maxSize = MaxReasonSize);
 
-/// `target` as it may be shown: a URL without what stands in front of its host's "@" (RFC 3986, 3.2.1).
-[[nodiscard]] std::string WithoutPassword(std::string_view target);
+using platform::WithoutPassword;
 
 /// "12.3 s"
 [[nodiscard]] std::string SecondsText(std::chrono::milliseconds time);
