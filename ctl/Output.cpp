@@ -92,9 +92,9 @@ std::string Escaped(std::string_view text) {
 
 std::string TimeText(std::chrono::system_clock::time_point at) {
   if (at == std::chrono::system_clock::time_point()) return "never";
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(at);
+  const std::time_t time = std::chrono::system_clock::to_time_t(at);
   std::tm local{};
-  ::localtime_r(&seconds, &local);
+  ::localtime_r(&time, &local);
   char text[40];
   const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &local);
   return std::string(text, size).insert(size - 2, ":");  // +0100 -> +01:00

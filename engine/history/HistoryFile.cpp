@@ -116,14 +116,13 @@ void HistoryFile::Register(const HistoryBatch& batch, Numbers& ids) {
 
 /// Gives its id.
 std::int64_t HistoryFile::Register(const HistoryBatch::Monitor& monitor, Time at) {
-  using Kind = StateChange::Kind;
   std::int64_t id = 0;
   {
     Statement find(m_database, "SELECT id FROM monitor WHERE name=? AND removed=0");
     if (find.Bind(1, std::string_view(monitor.name)).Step()) id = find.NumberAt(0);
   }
   if (id != 0 && monitor.isNew) {
-    WriteChange(id, {Kind::Stopped, at, {}, {}});
+    WriteChange(id, {StateChange::Kind::Stopped, at, {}, {}});
     Statement(m_database, "UPDATE monitor SET removed=?1 WHERE id=?2")
         .Bind(1, ToMilliseconds(at))
         .Bind(2, id)
@@ -137,9 +136,10 @@ std::int64_t HistoryFile::Register(const HistoryBatch::Monitor& monitor, Time at
         .Step();
     id = m_database.Number("SELECT last_insert_rowid()");
   }
-  const bool wasRunning = LastState(id) != Kind::Stopped;
+  const bool wasRunning = LastState(id) != StateChange::Kind::Stopped;
   if (wasRunning != monitor.isRunning)
-    WriteChange(id, {monitor.isRunning ? Kind::Unwatched : Kind::Stopped, at, {}, {}});
+    WriteChange(id,
+                {monitor.isRunning ? StateChange::Kind::Unwatched : StateChange::Kind::Stopped, at, {}, {}});
   return id;
 }
 
