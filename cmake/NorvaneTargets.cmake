@@ -58,12 +58,13 @@ function(norvane_library name)
   endif()
 endfunction()
 
-# norvane_program(NAME SOURCES ... [LINK ...]): one of the programs of the application folder.
-function(norvane_program name)
+# norvane_program(NAME PACKAGE SOURCES ... [LINK ...]): one of the programs of the application folder; PACKAGE is engine or
+# console.
+function(norvane_program name package)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${ARG_LINK})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
-  install(TARGETS ${name} RUNTIME DESTINATION . COMPONENT programs)
+  install(TARGETS ${name} RUNTIME DESTINATION . COMPONENT ${package})
 endfunction()
