@@ -75,6 +75,13 @@ class ExitCall final : public Probe {
   [[nodiscard]] std::chrono::seconds RetryAfter() const override {
     return m_fetch ? m_fetch->RetryAfter() : std::chrono::seconds(0);
   }
+  /// An event that the server refuses delays no other. One that may have arrived is repeated at once, since
+  /// it has its identity with it.
+  [[nodiscard]] SendFailure WhatFailed() const override {
+    using Blame = SendFailure::Blame;
+    const bool isRefused = m_fetch && m_fetch->WhatFailed().blame == Blame::Recipient;
+    return {isRefused ? Blame::Message : Blame::Server};
+  }
 
  private:
   WebTransfers& m_transfers;

@@ -107,6 +107,7 @@ TEST_F(NotifierTest, PostsToExits) {
   const struct {
     std::string url, headerFile, reason;
     int retryAfter = 0;
+    SendFailure::Blame blame = SendFailure::Blame::Server;
   } rows[] = {
       {reply("204"), header, "Ok"},
       {reply("200"), broken, "header_file " + broken + ": line 2 is not \"Name: value\""},
@@ -114,7 +115,8 @@ TEST_F(NotifierTest, PostsToExits) {
       {server.Url("/200"), m_folder / "none",
        "header_file " + (m_folder / "none") + ": No such file or directory"},
       {reply("302", "Location: /200\r\n"), "", "HTTP status 302"},
-      {reply("404"), "", "HTTP status 404"},
+      {reply("400"), "", "HTTP status 400", 0, SendFailure::Blame::Message},
+      {reply("403"), "", "HTTP status 403"},
       {reply("429", "Retry-After: 90\r\n"), "", "HTTP status 429", 90},
       {reply("503", "Retry-After: Fri, 31 Dec 1999 23:59:59 GMT\r\n"), "", "HTTP status 503"},
       {reply("500", "Retry-After: soon\r\n"), "", "HTTP status 500"},
@@ -131,9 +133,10 @@ TEST_F(NotifierTest, PostsToExits) {
     RunUntil([&] { return !m_reports.empty(); });
     EXPECT_EQ(m_reports.at(0).result.reason, row.reason);
     EXPECT_EQ(m_reports.at(0).retryAfter.count(), row.retryAfter);
+    EXPECT_EQ(m_reports.at(0).failure.blame, row.blame);
   }
   const auto requests = server.Requests();
-  EXPECT_EQ(requests.size(), 6u);
+  EXPECT_EQ(requests.size(), 7u);
   const auto& first = requests.at(0);
   EXPECT_TRUE(first.starts_with("POST /204 HTTP/1.1\r\n") && first.ends_with("\r\n\r\n{}")) << first;
   for (const char* line :
