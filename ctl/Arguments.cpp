@@ -16,6 +16,8 @@ namespace {
 constexpr std::array Options = {
     Option{"--folder", "DIR",
            "use the engine of the application folder DIR, not that of the program's own folder"},
+    Option{"--host", "HOST",
+           "use the engine on HOST, by ssh: user@server, or a name of ssh's configuration; DIR is there"},
     Option{"--start", "", "start the engine if none answers"},
     Option{"--json", "", "print JSON: one value, or for watch one value per change"},
     Option{"--secrets", "", "show passwords, which are hidden otherwise"},
@@ -109,7 +111,8 @@ std::span<const Option> ProgramOptions() {
 
 Arguments Parse(std::span<char*> words, const Command*& named) {
   auto arguments = Parser(words, named).Parse();
-  arguments.folder = platform::FolderOrOwn(arguments.ValueOf("--folder"));
+  const auto folder = arguments.ValueOf("--folder");
+  arguments.folder = arguments.Has("--host") ? folder : platform::FolderOrOwn(folder);
   return arguments;
 }
 

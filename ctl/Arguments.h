@@ -21,7 +21,7 @@ struct Option {
 /// The command line. Options may stand anywhere; "--" ends them. An argument that begins with one dash only
 /// is none (but -h), so that a value may be a negative number.
 struct Arguments {
-  std::string folder;
+  std::string folder;                ///< absolute, but with --host, where it may be empty
   const Command* command = nullptr;  ///< null if none is named
   std::vector<std::string> operands;
   /// By name, with their operands.

@@ -1,9 +1,12 @@
 #include "ctl/Commands.h"
 
 #include <array>
+#include <optional>
 
+#include "console/engine/EngineError.h"
 #include "ctl/Output.h"
 #include "link/EngineClient.h"
+#include "link/SshForward.h"
 #include "link/StartEngine.h"
 
 namespace norvane::ctl {
@@ -144,7 +147,7 @@ constexpr std::array Table = {
             "FILE...",
             1,
             Any,
-            Reads::Named,
+            Reads::Nothing,
             Validate,
             {},
             "look for mistakes in such files",
@@ -208,12 +211,23 @@ ExitCode Run(const Arguments& arguments) {
   const auto& command = *arguments.command;
   if (arguments.operands.size() < command.least || arguments.operands.size() > command.most)
     throw UsageError("wrong number of operands for " + std::string(command.name));
+  if (arguments.Has("--host") && arguments.Has("--start"))
+    throw UsageError("--start starts an engine of this machine only");
+  std::optional<link::SshForward> forward;
+  if (arguments.Has("--host") && command.reads != Reads::Nothing)
+    forward.emplace(arguments.ValueOf("--host"), arguments.folder);
   link::LinkOptions options;
-  options.folder = arguments.folder;
+  options.folder = forward ? forward->LocalFolder() : arguments.folder;
   options.follows = command.reads == Reads::All;
   if (arguments.Has("--start")) options.startEngine = [&] { link::StartEngine(arguments.folder); };
   link::EngineClient engine(options);
-  return command.run({engine, arguments});
+  try {
+    return command.run({engine, arguments});
+  } catch (const ce::EngineError& error) {
+    if (!forward || error.Code() != ce::EngineErrorCode::Gone) throw;
+    throw ce::EngineError(error.Code(), "no engine answers in " + forward->RemoteFolder() + " on " +
+                                            arguments.ValueOf("--host"));
+  }
 }
 
 }  // namespace norvane::ctl

@@ -28,6 +28,7 @@ struct Call {
 struct Command {
   /// Of whom it may ask.
   enum class Reads {
+    Nothing,  ///< no engine
     Named,  ///< the engine, without a copy of all monitors, so that it takes the same time however many there
             ///< are
     All,    ///< a copy of all monitors, which follows them

@@ -14,9 +14,11 @@ namespace ce = console::engine;
 
 namespace {
 
+/// On another machine a path is the engine's.
 std::string FileOf(const Call& call) {
-  return call.operands.empty() ? platform::PathIn(call.arguments.folder, platform::files::EngineData)
-                               : std::filesystem::absolute(call.operands[0]).string();
+  if (call.operands.empty()) return platform::PathIn(call.engine.Info().folder, platform::files::EngineData);
+  if (call.Has("--host")) return call.operands[0];
+  return std::filesystem::absolute(call.operands[0]).string();
 }
 
 /// The monitors among those that owe which these names stand for; they may have been removed meanwhile.

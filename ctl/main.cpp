@@ -27,7 +27,8 @@ int Main(std::span<char*> words, const Command*& command) {
     return Run(arguments);
   } catch (const EngineError& error) {
     const bool noAnswer = error.Code() == EngineErrorCode::Gone || error.Code() == EngineErrorCode::TimedOut;
-    const bool mayStart = Escaped(error.what()).starts_with("no engine answers") && !arguments.Has("--start");
+    const bool mayStart = Escaped(error.what()).starts_with("no engine answers") &&
+                          !arguments.Has("--start") && !arguments.Has("--host");
     std::fprintf(stderr, "norvanectl: %s%s\n", Escaped(error.what()).c_str(),
                  mayStart ? "; --start starts it" : "");
     return noAnswer ? NoEngine : Refused;

@@ -17,7 +17,7 @@ from a terminal. Each user may run an engine of their own, without root, or
 the machine one for all.")
     # Not linked: the certificate authorities, what makes the user of the machine's engine.
     set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, systemd-standalone-sysusers | systemd")
-    set(CPACK_DEBIAN_PACKAGE_SUGGESTS "norvane, bash-completion")
+    set(CPACK_DEBIAN_PACKAGE_SUGGESTS "norvane, bash-completion, openssh-client")
     # The engine was part of it.
     set(CPACK_DEBIAN_PACKAGE_BREAKS "norvane (<< 1.0.0-2~)")
     set(CPACK_DEBIAN_PACKAGE_REPLACES "norvane (<< 1.0.0-2~)")
