@@ -78,6 +78,7 @@ struct Command {
 [[nodiscard]] ExitCode Show(const Call& call);
 [[nodiscard]] ExitCode History(const Call& call);
 [[nodiscard]] ExitCode Report(const Call& call);
+[[nodiscard]] ExitCode Metrics(const Call& call);
 /// A screen of monitors on a terminal, until q is pressed; else a line for each change, until the engine
 /// ends.
 [[nodiscard]] ExitCode Watch(const Call& call);
