@@ -48,12 +48,12 @@ class MetricsText {
   std::string m_name, m_text;
 };
 
-double Seconds(std::chrono::system_clock::time_point at) {
+double AsSeconds(std::chrono::system_clock::time_point at) {
   return std::chrono::duration<double>(at.time_since_epoch()).count();
 }
 
 template <class Duration>
-double Seconds(Duration duration) {
+double AsSeconds(Duration duration) {
   return std::chrono::duration<double>(duration).count();
 }
 
@@ -78,11 +78,11 @@ constexpr MonitorMetric MonitorMetrics[] = {
      [](const auto& monitor) { return IsRunning(monitor) && WasChecked(monitor); },
      [](const auto& monitor) { return ce::IsFailure(monitor.Get(keys::Result)) ? 0.0 : 1.0; }},
     {"norvane_monitor_answer_seconds", "How long the last check took.", &WasChecked,
-     [](const auto& monitor) { return Seconds(monitor.checkDuration); }},
+     [](const auto& monitor) { return AsSeconds(monitor.checkDuration); }},
     {"norvane_monitor_consecutive_failures", "Failed checks in a row so far.", &WasChecked,
      [](const auto& monitor) { return static_cast<double>(monitor.failuresInARow); }},
     {"norvane_monitor_last_check_timestamp_seconds", "When the last check began.", &WasChecked,
-     [](const auto& monitor) { return Seconds(monitor.checkedAt); }},
+     [](const auto& monitor) { return AsSeconds(monitor.checkedAt); }},
 };
 
 struct EngineMetric {
@@ -100,7 +100,7 @@ constexpr EngineMetric EngineMetrics[] = {
      "Checks that could not be made in their interval, or not be judged.",
      [](const auto& status) { return static_cast<double>(status.checksNotMade); }},
     {"norvane_latest_check_start_seconds", "gauge", "The latest start of a check in the last minute.",
-     [](const auto& status) { return Seconds(status.latestStart); }},
+     [](const auto& status) { return AsSeconds(status.latestStart); }},
     {"norvane_checks_in_flight", "gauge", "Checks that are being made.",
      [](const auto& status) { return static_cast<double>(status.inFlight); }},
     {"norvane_checks_waiting", "gauge", "Checks that wait for others to end.",
@@ -118,7 +118,7 @@ ExitCode Metrics(const Call& call) {
   metrics.Begin("norvane_build_info", "gauge", "The engine's version.");
   metrics.Add("{" + MetricsText::Label("version", info.version) + "}", 1);
   metrics.Begin("norvane_start_timestamp_seconds", "gauge", "When the engine started.");
-  metrics.Add(Seconds(info.startedAt));
+  metrics.Add(AsSeconds(info.startedAt));
   for (const auto& metric : EngineMetrics) {
     metrics.Begin(metric.name, metric.type, metric.help);
     metrics.Add(metric.value(status));
