@@ -87,6 +87,16 @@ Alarms::Alarms(Options options, Parts parts)
                [this](const auto& message, const auto& text) { Log(message, text); }, m_parts.clock}),
       m_wallClock(std::move(options.wallClock)) {}
 
+void Alarms::Configure(const Options& options) {
+  const auto& webhooks = options.messages.webhooks;
+  m_outages.TellRecovery(options.tellsRecovery);
+  m_sender.Configure(options.messages);
+  m_exits.Configure({webhooks, options.alertmanagers, options.messages.giveUp});
+  m_sender.Drop(
+      [&](const auto& message) { return !message.exit.empty() && !webhooks.contains(message.exit); },
+      "not in config.ini");
+}
+
 // From one engine to the next
 
 void Alarms::Restore(bool keepsUnknown) {
@@ -288,6 +298,8 @@ void Alarms::TableReplaced() {
 /// A message that waits goes where its monitor's present attributes say. Gives why it is dropped instead.
 std::string Alarms::Revise(OwedMessage& message) const {
   using Kind = OwedMessage::Kind;
+  if (message.kind == Kind::Admin)
+    return m_parts.admin.Resume(message) ? "" : "no administrator in config.ini";
   const bool isOfOutage = message.kind == Kind::Failure || message.kind == Kind::Recovery;
   const Monitor* monitor =
       isOfOutage && message.exit.empty() ? m_parts.table().Find(message.monitor) : nullptr;

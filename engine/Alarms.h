@@ -55,6 +55,9 @@ class Alarms {
 
   Alarms(Options options, Parts parts);
 
+  /// Other options from now on, but for the clock.
+  void Configure(const Options& options);
+
   /// Goes on with what the state file has. `keepsUnknown`: outages of monitors that the table lacks are kept,
   /// since it could not be loaded.
   void Restore(bool keepsUnknown);

@@ -44,6 +44,12 @@ class Exits {
 
   Exits(Options options, Parts parts);
 
+  /// The sender's messages of webhooks that are no more are the caller's to drop.
+  void Configure(const Options& options) {
+    m_events.Configure(options.webhooks);
+    m_alerts.Configure(options.alertmanagers, options.giveUp);
+  }
+
   /// Goes on with a message of an earlier engine, unless config.ini lacks its exit by now: then false.
   /// `toSend` is for the sender.
   [[nodiscard]] bool Restore(const std::string& identity, const OwedMessage& message, OwedMessages& toSend);

@@ -24,9 +24,10 @@ LoopThread::LoopThread(LoopsShared& shared)
       m_alarm(m_loop, m_loop, [] {}),
       m_resolver(m_loop, shared.options.resolver),
       m_tls(shared.options.caFile),
+      m_mailServers(shared.options.mailServers),
       m_calls(m_loop),
       m_context{m_loop,           m_resolver, m_tls,       shared.options.charset,
-                shared.pageQuota, m_calls,    shared.pool, shared.options.mailServers} {
+                shared.pageQuota, m_calls,    shared.pool, m_mailServers} {
   m_alarm.Set(m_loop.Now());  // from now on `Set` allocates nothing
 }
 

@@ -43,6 +43,10 @@ class LoopThread {
   void End();
   /// From any thread.
   [[nodiscard]] CheckFigures Figures() const;
+  /// For what begins from now on.
+  void SetMailServers(const MailServerTable& servers) {
+    Post([this, servers] { m_mailServers = servers; }, {});
+  }
   /// Whether a call without a report of its failure has thrown since the last time. From any thread.
   [[nodiscard]] bool HasLostCall() { return m_hasLostCall.exchange(false); }
 
@@ -78,6 +82,7 @@ class LoopThread {
   EventLoop::Timer m_alarm;  // ends the wait for the next turn or for reports to be delivered
   Resolver m_resolver;
   TlsClient m_tls;
+  MailServerTable m_mailServers;
   LoopQueue m_calls;
   ProbeContext m_context;
   ReportQueue::Contents m_collected;

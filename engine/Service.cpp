@@ -40,11 +40,11 @@ Service::Service(Options options)
       m_folder(std::move(options.folder)),
       m_instance(platform::RandomText(8)),
       m_clock(std::move(options.clock)),
-      m_wallClock(options.alarms.wallClock),
+      m_wallClock(options.settings.alarms.wallClock),
       m_writer(std::make_unique<Writer>(m_folder, m_wake)),
       m_ownLog(*m_writer, m_clock),
       m_admin(
-          std::move(options.admin), m_folder,
+          options.settings.admin, m_folder,
           [this](std::string identity, OwedMessage message) {
             m_alarms->Owe(std::move(identity), std::move(message));
           },
@@ -55,17 +55,17 @@ Service::Service(Options options)
       m_state(std::make_unique<EngineState>(m_folder, *m_writer, m_health)),
       m_storage(*this, *m_writer, m_health, m_clock, m_folder, m_types),
       m_table(m_storage.LoadAtStart()),
-      m_history(
-          std::make_unique<History>(History::Options{m_folder, options.history, options.alarms.wallClock},
-                                    m_wake, m_health, [this]() -> const MonitorTable& { return *m_table; })),
+      m_history(std::make_unique<History>(
+          History::Options{m_folder, options.history, options.settings.alarms.wallClock}, m_wake, m_health,
+          [this]() -> const MonitorTable& { return *m_table; })),
       m_worker(options.makeWorker(m_wake, [this](const std::string& text) { m_ownLog.Write(text); })),
-      m_heartbeat(std::move(options.heartbeat), options.heartbeatPeriod,
+      m_heartbeat(options.settings.heartbeat, options.settings.heartbeatPeriod,
                   {*m_worker, [this] { return ++m_lastTicket; }, m_health, m_clock}),
-      m_logAge(options.logAge) {
+      m_logAge(options.settings.logAge) {
   m_health.Set(AdminMessages::Unreachable, m_admin.Misconfigured());
-  m_health.Set("config.ini", options.configProblem);
+  SetConfigProblem(options.configProblem);
   m_alarms = std::make_unique<Alarms>(
-      options.alarms,
+      options.settings.alarms,
       Alarms::Parts{*m_worker, *m_state, m_health, m_ownLog, m_admin, [this] { return ++m_lastTicket; },
                     [this]() -> const MonitorTable& { return *m_table; },
                     [this](const auto& monitor, auto at, const auto& text) { Log(monitor, at, text); },
@@ -82,6 +82,19 @@ Service::~Service() {
   m_history.reset();
   m_ownLog.FlushAll();
   m_writer.reset();  // its jobs use the rest
+}
+
+void Service::Configure(const Settings& settings) {
+  assert(m_thread.IsInside());
+  if (m_admin.Configure(settings.admin)) m_health.Set(AdminMessages::Unreachable, m_admin.Misconfigured());
+  m_alarms->Configure(settings.alarms);
+  m_alarms->Keep();
+  m_heartbeat.Configure(settings.heartbeat, settings.heartbeatPeriod);
+  m_logAge = settings.logAge;
+}
+
+void Service::SetConfigProblem(const std::string& problem) {
+  m_health.Set("config.ini", problem);
 }
 
 int Service::WakeFd() const {

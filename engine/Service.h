@@ -51,18 +51,22 @@ class TableObserver {
 /// has ended.
 class Service final : private Storage::Client {
  public:
+  /// What "config.ini" says.
+  struct Settings {
+    AdminAddress admin{};
+    Alarms::Options alarms{};
+    std::string heartbeat{};  ///< URL; empty: none
+    std::chrono::seconds heartbeatPeriod{60};
+    std::chrono::hours logAge{0};  ///< the engine's own logs are removed when they are older; 0: never
+  };
   struct Options {
     std::string folder;  ///< the application folder; must exist and be writable
     /// Makes the worker, which signals the given event whenever reports wait, and logs from its threads.
     std::function<std::unique_ptr<Worker>(platform::EventFd&, EventLoop::ErrorLog)> makeWorker;
     EventLoop::Clock clock = &std::chrono::steady_clock::now;
     MonitorTypes types = ProbeTable();
-    AdminAddress admin{};
-    Alarms::Options alarms{};
-    std::string heartbeat{};  ///< URL; empty: none
-    std::chrono::seconds heartbeatPeriod{60};
-    std::string configProblem{};   ///< of "config.ini"; a condition until the engine ends
-    std::chrono::hours logAge{0};  ///< the engine's own logs are removed when they are older; 0: never
+    Settings settings{};
+    std::string configProblem{};  ///< of "config.ini"; a condition until it is another
     HistoryAges history{};
   };
 
@@ -80,6 +84,10 @@ class Service final : private Storage::Client {
   /// Whether all threads go on; a supervisor may end a process that says no.
   [[nodiscard]] bool IsAlive() const { return m_selfCheck.IsAlive(); }
   [[nodiscard]] EngineLog& OwnLog() { return m_ownLog; }
+  /// Other settings from now on. What they no longer name is sent no more.
+  void Configure(const Settings& settings);
+  /// Replaces that of the options; empty: there is none any more.
+  void SetConfigProblem(const std::string& problem);
   /// A line in "log/changes.log": who has changed what.
   void LogChange(std::string text);
   /// Random, different for every process.

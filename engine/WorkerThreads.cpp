@@ -154,6 +154,12 @@ void WorkerThreads::Receive(const ReleasedMonitor& released) {
   StartOn(found->second, released.start);
 }
 
+void WorkerThreads::SetMailServers(const MailServerTable& servers) {
+  m_actions.SetMailServers(servers);
+  for (auto& checks : m_checks)
+    checks->SetMailServers(servers);
+}
+
 CheckFigures WorkerThreads::Figures() const {
   auto figures = m_actions.Figures();
   for (const auto& checks : m_checks)

@@ -36,6 +36,8 @@ class WorkerThreads final : public Worker {
   void StopFetch(std::uint64_t ticket) override;
   [[nodiscard]] std::vector<Report> DequeueReports() override;
   void OnSecond() override;
+  /// For what begins from now on.
+  void SetMailServers(const MailServerTable& servers);
 
  private:
   struct Started {

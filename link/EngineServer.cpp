@@ -174,6 +174,11 @@ EngineServer::~EngineServer() noexcept {
   ::unlink(SocketPath(m_options.folder).c_str());
 }
 
+void EngineServer::SetGroup(std::optional<gid_t> group) {
+  m_options.group = group;
+  platform::SetSocketGroup(SocketPath(m_options.folder), group);
+}
+
 kj::Promise<void> EngineServer::WatchService() {
   return m_wake.whenBecomesReadable().then([this] {
     // An error with one result must not end this loop.

@@ -46,6 +46,10 @@ class EngineServer final : private kj::TaskSet::ErrorHandler {
   EngineServer(const EngineServer&) = delete;
   EngineServer& operator=(const EngineServer&) = delete;
 
+  /// Another group, or none, from now on; who is connected stays so. Throws std::system_error if the socket
+  /// cannot be given to it.
+  void SetGroup(std::optional<gid_t> group);
+
  private:
   class Connection;
   class Greeter;

@@ -20,6 +20,8 @@ class LegacyCharset {
   /// The size of the valid UTF-8 `text`, modulo 2^32: 2 for each character that this set stores in two bytes,
   /// 1 for each other, also for one that it cannot hold.
   [[nodiscard]] std::uint32_t SizeOf(std::string_view text) const;
+  /// Whether all sizes are the same.
+  bool operator==(const LegacyCharset&) const = default;
 
  private:
   std::vector<bool> m_twoBytes;  // by code; empty if no character has two bytes

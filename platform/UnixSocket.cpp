@@ -45,10 +45,15 @@ FileDescriptor ListenAt(const std::string& path, int backlog, std::optional<gid_
   if (::fchmod(socket.Get(), 0600) != 0 || ::bind(socket.Get(), address.Get(), UnixAddress::Size()) != 0 ||
       ::listen(socket.Get(), backlog) != 0)
     ThrowSystemError(path);
-  if (group &&
-      (::lchown(path.c_str(), static_cast<uid_t>(-1), *group) != 0 || ::chmod(path.c_str(), 0660) != 0))
-    ThrowSystemError(path);
+  if (group) SetSocketGroup(path, group);
   return socket;
+}
+
+void SetSocketGroup(const std::string& path, std::optional<gid_t> group) {
+  if (::chmod(path.c_str(), 0600) != 0 ||
+      (group &&
+       (::lchown(path.c_str(), static_cast<uid_t>(-1), *group) != 0 || ::chmod(path.c_str(), 0660) != 0)))
+    ThrowSystemError(path);
 }
 
 FileDescriptor ConnectTo(const std::string& path) {

@@ -29,6 +29,9 @@ class UnixAddress {
 /// block. Throws std::system_error.
 [[nodiscard]] FileDescriptor ListenAt(const std::string& path, int backlog, std::optional<gid_t> group = {});
 
+/// Lets a group use the socket that lies at `path`, or this user alone. Throws std::system_error.
+void SetSocketGroup(const std::string& path, std::optional<gid_t> group);
+
 /// A connected socket that doesn't block; none, and `errno`, if that fails at once. Throws as UnixAddress.
 [[nodiscard]] FileDescriptor ConnectTo(const std::string& path);
 

@@ -15,8 +15,9 @@
 
 namespace norvane::service {
 
-/// What the engine reads from "config.ini" at its start; a value that makes no sense is replaced by its
-/// default. The modem's settings are read at each call (`ModemSettings`), and checked here.
+/// What the engine reads from "config.ini" at its start and when it is told to; a value that makes no sense
+/// is replaced by its default. The modem's settings are read at each call (`ModemSettings`), and checked
+/// here.
 struct Config {
   /// Absolute if the path of "config.ini" is: a relative one is of its folder.
   std::string caFile = engine::WorkerOptions().caFile;

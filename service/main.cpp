@@ -1,5 +1,6 @@
 // norvane-engine: runs the monitors of one application folder until a signal or a client ends it.
 
+#include <fcntl.h>
 #include <getopt.h>
 #include <kj/async-io.h>
 #include <kj/async-unix.h>
@@ -13,6 +14,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -58,7 +60,8 @@ constexpr const char* Usage =
     "  --detach      run in the background; messages go to log/engine.log in the folder\n"
     "  --version     print the version\n"
     "  --help        print this text\n\n"
-    "SIGTERM ends it after saving. Exit codes: 0 ended normally, 1 failed, 2 usage error,\n"
+    "SIGTERM ends it after saving; at SIGHUP it reads config.ini again.\n"
+    "Exit codes: 0 ended normally, 1 failed, 2 usage error,\n"
     "3 another engine serves the folder, 4 the folder is not usable, 6 ended as asked, but could not save.\n";
 
 /// Ends the program with an exit code; the text says why.
@@ -107,8 +110,9 @@ std::optional<Arguments> Parse(int argc, char** argv) {
   return arguments;
 }
 
-std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, const Config& config,
-                                           platform::EventFd& wake, const engine::EventLoop::ErrorLog& log) {
+std::unique_ptr<engine::WorkerThreads> MakeWorker(const std::string& folder, const Config& config,
+                                                  platform::EventFd& wake,
+                                                  const engine::EventLoop::ErrorLog& log) {
   engine::WorkerOptions options;
   options.folder = folder;
   options.caFile = config.caFile;
@@ -120,18 +124,86 @@ std::unique_ptr<engine::Worker> MakeWorker(const std::string& folder, const Conf
   return std::make_unique<engine::WorkerThreads>(options, wake);
 }
 
-engine::Service::Options ServiceOptions(const std::string& folder, const Config& config) {
+engine::Service::Settings SettingsOf(const Config& config) {
+  return {config.admin, config.alarms, config.exits.heartbeat, config.exits.heartbeatPeriod, config.logAge};
+}
+
+/// `worker` becomes the one that is made.
+engine::Service::Options ServiceOptions(const std::string& folder, const Config& config,
+                                        engine::WorkerThreads*& worker) {
   engine::Service::Options options;
   options.folder = folder;
-  options.makeWorker = [&](auto& wake, const auto& log) { return MakeWorker(folder, config, wake, log); };
-  options.admin = config.admin;
-  options.alarms = config.alarms;
-  options.heartbeat = config.exits.heartbeat;
-  options.heartbeatPeriod = config.exits.heartbeatPeriod;
+  options.makeWorker = [&](auto& wake, const auto& log) {
+    auto made = MakeWorker(folder, config, wake, log);
+    worker = made.get();
+    return made;
+  };
+  options.settings = SettingsOf(config);
   options.configProblem = config.problem;
-  options.logAge = config.logAge;
   options.history = config.history;
   return options;
+}
+
+/// A group that cannot be let into the folder is none.
+void LetGroupIn(const std::string& folder, Config& config) {
+  if (!config.group) return;
+  if (const auto error = platform::LetGroupThrough(folder, *config.group)) {
+    config.group.reset();
+    config.problem += (config.problem.empty() ? "" : "; ") + folder +
+                      " cannot be opened to the group of [engine] group: " + error.message();
+  }
+}
+
+/// What reads "config.ini" again has it used by.
+struct Running {
+  engine::Service& service;
+  engine::WorkerThreads& worker;
+  link::EngineServer& server;
+};
+
+/// Uses what can be used without a new start. With a problem, nothing of the file is used.
+void Reconfigure(const std::string& folder, Config& config, Running running) {
+  auto& [service, worker, server] = running;
+  auto next = Config::Read(platform::PathIn(folder, platform::files::Config));
+  for (const auto& remark : next.remarks)
+    service.OwnLog().Write(remark);
+  if (next.problem.empty()) LetGroupIn(folder, next);
+  if (!next.problem.empty())
+    return service.SetConfigProblem(next.problem + "; the settings from before stay in use");
+  worker.SetMailServers(next.mailServers);
+  service.Configure(SettingsOf(next));
+  service.SetConfigProblem({});
+  server.SetGroup(next.group);
+  std::string later;
+  const auto note = [&](bool isNew, const char* setting) {
+    if (isNew) later += std::string(later.empty() ? "" : ", ") + setting;
+  };
+  note(next.charset != config.charset, "[text] charset");
+  note(next.checkThreads != config.checkThreads, "[checks] threads");
+  note(next.caFile != config.caFile, "[tls] cafile");
+  note(next.history != config.history, "[history]");
+  service.OwnLog().WriteAlways("config.ini was read again" +
+                               (later.empty() ? later : "; for the next start: " + later));
+  // What the engine does not use yet differs the next time too.
+  next.charset = config.charset;
+  next.checkThreads = config.checkThreads;
+  next.caFile = config.caFile;
+  next.history = config.history;
+  config = std::move(next);
+}
+
+bool HasTerminal() {
+  return bool(platform::FileDescriptor(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)));
+}
+
+/// Calls `reload` at each SIGHUP, and ends when that tells instead that the terminal of the engine is gone.
+kj::Promise<void> AtHangUp(kj::UnixEventPort& port, bool hadTerminal, std::function<void()> reload) {
+  return port.onSignal(SIGHUP).then(
+      [&port, hadTerminal, reload = std::move(reload)](auto) -> kj::Promise<void> {
+        if (hadTerminal && !HasTerminal()) return kj::READY_NOW;
+        reload();
+        return AtHangUp(port, hadTerminal, reload);
+      });
 }
 
 std::string Summary(const engine::Service& service) {
@@ -189,13 +261,9 @@ void Serve(const std::string& folder, Daemon* daemon) {
     kj::UnixEventPort::captureSignal(signal);
   kj::AsyncIoContext io = kj::setupAsyncIo();
   auto config = Config::Read(platform::PathIn(folder, platform::files::Config));
-  if (config.group)
-    if (const auto error = platform::LetGroupThrough(folder, *config.group)) {
-      config.group.reset();
-      config.problem += (config.problem.empty() ? "" : "; ") + folder +
-                        " cannot be opened to the group of [engine] group: " + error.message();
-    }
-  engine::Service service(ServiceOptions(folder, config));
+  LetGroupIn(folder, config);
+  engine::WorkerThreads* worker = nullptr;
+  engine::Service service(ServiceOptions(folder, config, worker));
   for (const auto& remark : config.remarks)
     service.OwnLog().Write(remark);
   ServiceManager manager;
@@ -217,12 +285,19 @@ void Serve(const std::string& folder, Daemon* daemon) {
 
   manager.Notify("READY=1");
 
+  auto hungUp = AtHangUp(io.unixEventPort, HasTerminal(), [&] {
+    try {
+      Reconfigure(folder, config, {service, *worker, *server});
+    } catch (const std::exception& error) {
+      service.OwnLog().Write(std::string("config.ini: ") + error.what());
+    }
+  });
   const auto signalled = [&](kj::Promise<void> other) {
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+    for (const int signal : {SIGTERM, SIGINT})
       other = other.exclusiveJoin(io.unixEventPort.onSignal(signal).ignoreResult());
     return other;
   };
-  signalled(std::move(endRequested.promise)).wait(io.waitScope);
+  signalled(endRequested.promise.exclusiveJoin(std::move(hungUp))).wait(io.waitScope);
   manager.Notify("STOPPING=1");
 
   auto saved = kj::newPromiseAndFulfiller<void>();

@@ -46,6 +46,7 @@ struct HistoryAges {
   std::chrono::days minutes{8};  ///< of 5 minutes
   std::chrono::days hours{400};
   std::chrono::days days{3650};
+  bool operator==(const HistoryAges&) const = default;
 };
 
 /// The history of all monitors that were ever in the folder: a SQLite file with a write-ahead log, which a

@@ -34,7 +34,7 @@ class MailServerTable {
   /// A server about which something is wrong gets no mails, rather than mails with less security.
   std::string Add(const platform::IniFile::Section& section, const std::string& folder);
 
-  /// Of `server` as in `Mail`; defaults if there is no section for it. As long as the table.
+  /// Of `server` as in `Mail`; defaults if there is no section for it. Good until the table changes.
   [[nodiscard]] const MailServerSettings& Find(std::string_view server) const;
 
   /// Whether a section of config.ini is for `Add`.

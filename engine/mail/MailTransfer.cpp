@@ -108,7 +108,7 @@ class MailTransfer final : public MailSession {
   [[nodiscard]] std::string SayData() { return "DATA"; }
   [[nodiscard]] std::string SayText() { return m_text; }
 
-  const MailServerSettings& m_settings;
+  MailServerSettings m_settings;
   MailConnections* m_connections;  // none if it shares none
   Mail m_mail;
   std::string m_self;  // once it is asked for
@@ -239,8 +239,8 @@ MailTransfer::Outcome MailTransfer::Answered() {
     return std::nullopt;
   }
   // By 421 a server says at any step that it is closing the connection.
-  if (!isAccepted && (row.refused == Refusal || answer.starts_with("421") ||
-                      (m_at != RcptTo && m_settings.PromisesTls()))) {
+  if (!isAccepted &&
+      (row.refused == Refusal || answer.starts_with("421") || (m_at != RcptTo && m_settings.PromisesTls()))) {
     m_blame = BlameOf(answer);
     return Refused(answer);
   }

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/model/Health.h"
@@ -16,6 +17,7 @@ namespace norvane::engine {
 struct AdminAddress {
   std::string mode{};  ///< empty: nothing is sent
   std::string to{};
+  bool operator==(const AdminAddress&) const = default;
 };
 
 /// Messages to the administrator about conditions of the engine that begin or end, or recur with a text that
@@ -34,13 +36,15 @@ class AdminMessages {
 
   AdminMessages(AdminAddress address, std::string folder, Owe owe, Health::Clock clock);
 
+  /// Gives whether the address is another one.
+  bool Configure(const AdminAddress& address) { return std::exchange(m_address, address) != address; }
   /// What is wrong with the address; empty if nothing is.
   [[nodiscard]] std::string Misconfigured() const;
 
   void Add(const Health::Condition& condition, Health::Change change);
   /// Owes what is due. To be called every few seconds.
   void OweDue();
-  /// The message that an earlier engine owed goes to the present address; false if there is none.
+  /// The message that is owed goes to the present address; false if there is none.
   [[nodiscard]] bool Resume(OwedMessage& message);
   /// The message is owed no more.
   void Ended();

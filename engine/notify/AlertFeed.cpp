@@ -34,9 +34,35 @@ std::string AlertObject(const std::string& monitor, const AlertFeed::Alert& aler
 }  // namespace
 
 AlertFeed::AlertFeed(const std::vector<std::string>& urls, std::chrono::seconds giveUp, Hooks hooks)
-    : m_giveUp(giveUp), m_hooks(std::move(hooks)) {
-  for (const auto& url : urls)
-    m_instances.push_back({.url = url.substr(0, url.find_last_not_of('/') + 1)});
+    : m_hooks(std::move(hooks)) {
+  Configure(urls, giveUp);
+}
+
+void AlertFeed::Configure(const std::vector<std::string>& urls, std::chrono::seconds giveUp) {
+  m_giveUp = giveUp;
+  std::vector<Instance> instances;
+  std::map<std::size_t, std::size_t> kept;  // new numbers by old ones
+  for (const auto& each : urls) {
+    auto url = each.substr(0, each.find_last_not_of('/') + 1);
+    const auto known = std::ranges::find(m_instances, url, &Instance::url);
+    if (known == m_instances.end()) {
+      instances.push_back({.url = std::move(url)});
+    } else {
+      kept[static_cast<std::size_t>(known - m_instances.begin())] = instances.size();
+      instances.push_back(std::exchange(*known, {}));
+    }
+  }
+  m_instances = std::move(instances);
+  std::vector<std::string> accepted;
+  for (auto& [monitor, resolve] : m_resolves) {
+    std::set<std::size_t> missing;
+    for (const auto number : resolve.missing)
+      if (const auto found = kept.find(number); found != kept.end()) missing.insert(found->second);
+    resolve.missing = std::move(missing);
+    if (resolve.missing.empty()) accepted.push_back(monitor);
+  }
+  for (const auto& monitor : accepted)
+    Remove(monitor);
 }
 
 void AlertFeed::Restore(const std::string& identity, OwedMessage message) {

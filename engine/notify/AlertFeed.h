@@ -48,6 +48,9 @@ class AlertFeed {
   /// `urls` of the instances; none: there is nothing to do.
   AlertFeed(const std::vector<std::string>& urls, std::chrono::seconds giveUp, Hooks hooks);
 
+  /// Instances that are named again go on as they are; one that no longer is need not accept any end.
+  void Configure(const std::vector<std::string>& urls, std::chrono::seconds giveUp);
+
   [[nodiscard]] bool IsActive() const { return !m_instances.empty(); }
   /// An end that an earlier engine owed.
   void Restore(const std::string& identity, OwedMessage message);

@@ -22,6 +22,8 @@ class Digests {
   /// `single` mails for an address within the window go alone.
   Digests(std::size_t single, EventLoop::Clock clock) : m_single(single), m_clock(std::move(clock)) {}
 
+  void SetSingle(std::size_t single) { m_single = single; }
+
   /// Goes on counting what went alone before the engine was restarted.
   void Restore(const SingleMails& singles);
   /// Of what went alone within the window, since the last call.

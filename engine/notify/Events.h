@@ -25,6 +25,7 @@ class Events {
 
   Events(Webhooks webhooks, MessageSender& sender) : m_webhooks(std::move(webhooks)), m_sender(sender) {}
 
+  void Configure(const Webhooks& webhooks) { m_webhooks = webhooks; }
   [[nodiscard]] bool IsWebhook(const std::string& exit) const { return m_webhooks.contains(exit); }
 
   void OutageBegins(const OutageRecord& record, const Subject& subject);

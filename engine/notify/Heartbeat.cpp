@@ -9,11 +9,19 @@ namespace {
 constexpr std::string_view Missed = "heartbeat";  // a condition
 }
 
-Heartbeat::Heartbeat(std::string url, std::chrono::seconds period, Hooks hooks)
-    : m_url(std::move(url)),
-      m_period(period),
-      m_hooks(std::move(hooks)),
-      m_next(m_hooks.clock() + std::min<std::chrono::seconds>(period, MaxFirst)) {}
+Heartbeat::Heartbeat(const std::string& url, std::chrono::seconds period, Hooks hooks)
+    : m_hooks(std::move(hooks)) {
+  Configure(url, period);
+}
+
+void Heartbeat::Configure(const std::string& url, std::chrono::seconds period) {
+  if (url == m_url && period == m_period) return;
+  m_url = url;
+  m_period = period;
+  m_next = m_hooks.clock() + std::min<std::chrono::seconds>(period, MaxFirst);
+  m_ticket = 0;
+  m_hooks.health.Set(Missed, {});
+}
 
 void Heartbeat::OnSecond(const std::function<std::string()>& problem) {
   const auto now = m_hooks.clock();

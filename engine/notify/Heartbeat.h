@@ -27,8 +27,10 @@ class Heartbeat {
   };
 
   /// Nothing is called without a URL.
-  Heartbeat(std::string url, std::chrono::seconds period, Hooks hooks);
+  Heartbeat(const std::string& url, std::chrono::seconds period, Hooks hooks);
 
+  /// The answer of the former URL doesn't count if this is another one.
+  void Configure(const std::string& url, std::chrono::seconds period);
   /// To be called about once a second. `problem` says why the engine doesn't do its work; empty if it does.
   void OnSecond(const std::function<std::string()>& problem);
   /// False if it is none of these.
@@ -36,9 +38,9 @@ class Heartbeat {
 
  private:
   std::string m_url;
-  std::chrono::seconds m_period;
+  std::chrono::seconds m_period{};
   Hooks m_hooks;
-  Health::Moment m_next;
+  Health::Moment m_next{};
   std::uint64_t m_ticket = 0;  // 0: nothing is in flight
 };
 

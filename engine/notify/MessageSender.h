@@ -78,6 +78,11 @@ class MessageSender {
   };
 
   MessageSender(Options options, Hooks hooks);
+  /// What is owed already keeps its time.
+  void Configure(const Options& options) {
+    m_options = options;
+    m_digests.SetSingle(options.single);
+  }
 
   /// Goes on with what an earlier engine left: messages, and the mails that went alone of late.
   void Restore(const OwedMessages& messages, const SingleMails& singles);

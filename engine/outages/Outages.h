@@ -43,6 +43,9 @@ class Outages {
 
   Outages(Hooks hooks, bool tellsRecovery) : m_hooks(std::move(hooks)), m_tellsRecovery(tellsRecovery) {}
 
+  /// Whether another message tells when the service is back.
+  void TellRecovery(bool tells) { m_tellsRecovery = tells; }
+
   /// Goes on with those outages of an earlier engine whose monitors are in `table` and run. Those of stopped
   /// monitors end, and so do those of unknown ones, unless `keepsUnknown`: then they wait for another table.
   void Restore(OutageRecords records, const OwedMessages& owed, const MonitorTable& table, bool keepsUnknown);

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <set>
 
 #include "engine/Service.h"
 #include "loopback/TempFolder.h"
@@ -108,6 +109,42 @@ TEST(ServiceHealth, TheAdministratorHearsOfConditionsButNotOfHisOwnSilence) {
   EXPECT_EQ(engine.Conditions().size(), 1u) << "the data file still cannot be read";
   pass(std::chrono::hours(1));
   EXPECT_EQ(engine.checks->notifications.size(), 2u);
+}
+
+TEST(ServiceHealth, OtherSettingsHoldForWhatIsOwed) {
+  const TempFolder folder;
+  tests::WriteFile(folder / "NorvaneEngine.dat", "no data file");
+  Moment now;
+  Service::Settings settings{{"TEL://", "555"}, {}, {}, {}, {}};
+  settings.alarms.messages.webhooks["webhook x"] = {"http://x/", "", false, false, true};
+  Engine engine(
+      folder.Path(), [&] { return now; }, settings.admin, settings.alarms);
+  engine.checks->notifyOutcome = "no route";
+  const auto pass = [&](std::chrono::seconds time) {
+    now += time;
+    engine.checks->notifications.clear();
+    engine.service.OnSecond();
+    for (const char* value : {"1", "2"})  // when all is on disk
+      engine.Commit("x", value);
+    std::set<std::string> to;
+    for (const auto& each : engine.checks->notifications)
+      to.insert(each.to);
+    return to;
+  };
+  using Names = std::set<std::string>;
+  pass(AdminMessages::GatherTime);
+  EXPECT_EQ(engine.service.Owed().size(), 2u);
+  settings.admin.to = "666";
+  settings.alarms.messages.webhooks.clear();
+  engine.service.Configure(settings);
+  EXPECT_EQ(engine.service.Owed().size(), 1u) << "nothing for a webhook that is no more";
+  EXPECT_EQ(pass(std::chrono::seconds(1)), Names{"666"}) << "at once";
+  settings.admin = {};
+  settings.heartbeat = "http://beat/";
+  settings.heartbeatPeriod = std::chrono::seconds(5);
+  engine.service.Configure(settings);
+  EXPECT_EQ(pass(std::chrono::seconds(5)), Names{"heartbeat"});
+  EXPECT_TRUE(engine.service.Owed().empty());
 }
 
 TEST(ServiceHealth, AnEndWithoutTheStateFileIsNoSuccess) {

@@ -20,8 +20,11 @@ class TestEngine {
   explicit TestEngine(const std::string& folder,
                       engine::EventLoop::Clock now = &std::chrono::steady_clock::now,
                       engine::AdminAddress admin = {}, engine::Alarms::Options alarms = {})
-      : service({folder, FakeWorker::Maker(checks), std::move(now), engine::ProbeTable(), std::move(admin),
-                 alarms}) {}
+      : service({folder,
+                 FakeWorker::Maker(checks),
+                 std::move(now),
+                 engine::ProbeTable(),
+                 {std::move(admin), alarms}}) {}
 
   /// Runs the loop until the operation has called its completion; gives the error's code, if there was one.
   std::optional<console::engine::EngineErrorCode> Await(

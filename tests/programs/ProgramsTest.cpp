@@ -187,6 +187,35 @@ pid_t ProcessOf(const std::string& status) {
   return std::stoi(status.substr(status.find(key) + key.size()));
 }
 
+TEST(EngineProgram, ReadsItsSettingsAgain) {
+  const TempFolder folder;
+  const Engine engine(folder);
+  const auto process = ProcessOf(engine.Ctl({"status", "--json"}).out);
+  engine.Ctl({"add", "SmtpMonitor Of m"});
+  for (const auto& [key, value] : {std::pair("Monitor_Parameter", "mail.invalid"),
+                                   {"MonitorExt_From", "a@example.com"},
+                                   {"MonitorExt_To", "b@example.com"}})
+    engine.Ctl({"set", "SmtpMonitor Of m", key, value});
+  const auto configure = [&](const std::string& text, const std::function<bool()>& isDone) {
+    WriteFile(folder / "config.ini", text);
+    ::kill(process, SIGHUP);
+    while (!isDone())
+      std::this_thread::yield();
+  };
+  const auto logs = [&](const std::string& text) {
+    return [&folder, text] { return ReadFile(folder / "log/engine.log").find(text) != std::string::npos; };
+  };
+  const auto status = [&] { return engine.Ctl({"status"}).out; };
+  const auto check = [&] { return engine.Ctl({"check", "SmtpMonitor Of m"}); };
+  const std::string server = "[mail mail.invalid]\nuser=x\n", reason = "user without password_file";
+  configure(server, logs("config.ini was read again\n"));
+  EXPECT_NE((check().out + check().err).find(reason), std::string::npos);
+  configure("[engine]\ngroup=no group\n", [&] { return status().find("no group") != std::string::npos; });
+  EXPECT_NE((check().out + check().err).find(reason), std::string::npos) << "the former settings";
+  configure(server + "[checks]\nthreads=3\n", logs("; for the next start: [checks] threads\n"));
+  EXPECT_EQ(status().find("no group"), std::string::npos);
+}
+
 TEST(EngineProgram, AnswersConsolesWhileItsMemoryIsFull) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the address sanitizer reserves more than any limit of memory allows";

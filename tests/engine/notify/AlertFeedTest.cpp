@@ -116,6 +116,21 @@ TEST_F(AlertFeedTest, ANewOutageOvertakesTheEndOfTheFormerOne) {
   EXPECT_EQ(m_disk.size(), 0u);
 }
 
+TEST_F(AlertFeedTest, GoesOnWithTheInstancesThatAreNamedAgain) {
+  Begin("a");
+  Pass(seconds(1));
+  m_away = "http://a";
+  End("a");
+  Pass(seconds(1));
+  m_feed.Configure({"http://b", "http://a/"}, std::chrono::hours(1));
+  EXPECT_EQ(m_disk.size(), 1u) << "owed to the same instance, though it is the second now";
+  Begin("b");
+  EXPECT_EQ(Pass(seconds(1)), Sizes{1}) << "to the new one, the other one waits";
+  m_feed.Configure({"http://b"}, std::chrono::hours(1));
+  EXPECT_EQ(m_disk.size(), 0u);
+  EXPECT_EQ(m_feed.Problem(), "");
+}
+
 TEST_F(AlertFeedTest, WhatIsHeldIsToldWhenItIsNotAnyMore) {
   Begin("a", true);
   Begin("b", true);
