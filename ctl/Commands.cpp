@@ -155,10 +155,12 @@ constexpr std::array Table = {
     Command{"show", "NAME...", 0, Any, Reads::Named, Show, Alone, "show how monitors fare",
             "State and last check, who is told, uptime, and answer times and outages of the last 30 days. "
             "Uptime is told by time: up / (up + down), without what was stopped, silenced or not watched."},
-    Command{"history", "NAME", 1, 1, Reads::Named, History, OfHistory, "show what became of a monitor",
-            "A line for each step of a time, that of the last day if no other is asked for, and its outages. "
-            "Steps are days of UTC, hours, or 5 minutes, as long as these are kept. Percentiles of answer "
-            "times are off by an eighth at most."},
+    Command{
+        "history", "NAME", 1, 1, Reads::Named, History, OfHistory, "show what became of a monitor",
+        "A line for each step of a time, that of the last day if no other is asked for, and its outages. A "
+        "removed monitor is named in full. "
+        "Steps are days of UTC, hours, or 5 minutes, as long as these are kept. Percentiles of answer "
+        "times are off by an eighth at most."},
     Command{"report", "[NAME...]", 0, Any, Reads::Named, Report, OfReport,
             "compare monitors by uptime, worst first",
             "Of the last 30 days if no other time is asked for. MeanRecovery is the mean length of outages "

@@ -155,10 +155,22 @@ std::string TellsText(const ce::MonitorRecord& monitor) {
   return to;
 }
 
+/// The one that is named; a removed one by its full name.
+std::string MonitorOrRemoved(const Call& call) {
+  try {
+    return Selected(call, call.operands).front().name;
+  } catch (const ce::EngineError& error) {
+    const auto& name = call.operands.front();
+    if (error.Code() != ce::EngineErrorCode::NotFound || name.find(ce::NameSeparator) == std::string::npos)
+      throw;
+    return name;
+  }
+}
+
 }  // namespace
 
 ExitCode History(const Call& call) {
-  const auto name = Selected(call, call.operands).front().name;
+  const auto name = MonitorOrRemoved(call);
   const auto history =
       call.engine.History({name, SinceOf(call, std::chrono::days(1)), Time::max(), StepOf(call)});
   const bool isJson = call.IsJson();

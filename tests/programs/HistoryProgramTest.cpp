@@ -70,6 +70,9 @@ TEST(HistoryProgram, ShowsWhatBecameOfMonitors) {
       {{"report", "--csv"}, 0, "\r\n\"WebMonitor Of \"\"new\"\", unused\",,0,0,0,"},
       {{"report", "go*"}, 0, "WebMonitor Of good", "bad"},
       {{"report", "--json", "--since", "7d"}, 0, "[{\"Name\":\"WebMonitor Of bad\",\"Uptime\":\"0.000 %\""},
+      {{"remove", "bad"}, 0, ""},
+      {{"history", "WebMonitor Of bad"}, 0, "\nOutages\n"},
+      {{"history", "WebMonitor Of never"}, 4, "no history of WebMonitor Of never"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.arguments));
