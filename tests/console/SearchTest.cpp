@@ -50,18 +50,22 @@ class SearchTest : public ConsoleFixture {
     const auto found = std::find(column.begin(), column.end(), name);
     return List().model()->index(static_cast<int>(found - column.begin()), 3);
   }
-  /// Chooses an entry of the menu that comes up there.
+  /// Chooses an entry of the menu that comes up there; `offered` are those that could be chosen.
   void Choose(QTreeView& view, const QModelIndex& at, const char* entry) {
     const auto place = view.visualRect(at).center();
     QContextMenuEvent event(QContextMenuEvent::Mouse, place, view.viewport()->mapToGlobal(place));
     QApplication::sendEvent(view.viewport(), &event);
     auto* menu = QApplication::activePopupWidget();
     ASSERT_NE(menu, nullptr);
-    for (auto* action : menu->actions())
-      if (action->text().remove(QLatin1Char('&')) == QLatin1String(entry) && action->isEnabled())
-        action->trigger();
+    offered.clear();
+    for (auto* action : menu->actions()) {
+      if (!action->isEnabled()) continue;
+      offered.push_back(action->text().remove(QLatin1Char('&')).toStdString());
+      if (offered.back() == entry) action->trigger();
+    }
     menu->close();
   }
+  Names offered;
   [[nodiscard]] std::string StatusOf(const std::string& name) { return engine.At(name).attributes["Status"]; }
 };
 
@@ -138,6 +142,7 @@ TEST_F(SearchTest, ADoubleClickOnARowOpensItsPage) {
 
 TEST_F(SearchTest, TheMenuIsForItsMonitorAndNotForTheSelectedOne) {
   Choose(List(), Row("WebMonitor Of shop"), "Stop");
+  EXPECT_EQ(offered, (Names{"Stop", "Delete", "Open"}));
   EXPECT_EQ(StatusOf("WebMonitor Of shop"), "Disable");
   EXPECT_EQ(Cell(0, 1), "Stop");
   EXPECT_EQ(Cell(0, 2), "") << "polled at once";
@@ -145,6 +150,7 @@ TEST_F(SearchTest, TheMenuIsForItsMonitorAndNotForTheSelectedOne) {
   auto& point = Part<QLineEdit>(*bas.PageForms[0], "txtMonitorPoint");
   point.setText(QStringLiteral("http://edited/"));
   Choose(Tree(), NodeIndex("SmtpMonitor Of relay"), "Start");
+  EXPECT_EQ(offered, (Names{"Start", "Delete", "Open"}));
   EXPECT_EQ(StatusOf("SmtpMonitor Of relay"), "Enable");
   EXPECT_EQ(StatusOf("WebMonitor Of shop"), "Disable");
   dialogs.Announce(BoxChoice::Yes);
