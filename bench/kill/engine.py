@@ -86,8 +86,11 @@ class Engine:
                               text=True)
 
     def ctl(self, *words):
-        """What it prints, or nothing. A check or status that isn't good is no fault."""
+        """What it prints, or nothing. A check or status that isn't good is no fault, nor is a change that the disk has
+        not taken yet, of which the conditions tell."""
         done = self.try_ctl(*words)
+        if done.stderr.startswith("norvanectl: done, but not on disk"):
+            return None
         if done.returncode > 1 or (done.returncode == 1 and not done.stdout):
             raise RuntimeError(done.stderr.strip().split("\n")[0] or f"norvanectl {words[0]}: {done.returncode}")
         return json.loads(done.stdout) if done.stdout else None
