@@ -7,8 +7,9 @@
 namespace norvane::link {
 
 namespace {
-/// What a usual call and its answer need.
-constexpr std::size_t EnoughForCall = 256 << 10;
+/// What a usual call and its answer need, and less than what the allocator maps and unmaps each time
+/// (`platform::TuneAllocator`), which took longer than a change of a monitor.
+constexpr std::size_t EnoughForCall = 120 << 10;
 }  // namespace
 
 kj::Promise<size_t> PacedStream::tryRead(void* buffer, size_t minBytes, size_t maxBytes) {
